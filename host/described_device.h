@@ -1,0 +1,42 @@
+/** A device described in a TOML file: what it is, and the same device brought to life in the registry. */
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/hid_service.h"
+#include "host/qor_plug_ins.h"
+#include "host/serial_queue.h"
+
+namespace host {
+
+/**
+ * A described device, alive in the process's registry as long as this object lives. `docs/device-description.md`
+ * has the schema.
+ */
+class DescribedDevice {
+public:
+    /**
+     * Reads a description and brings it to life.
+     * @param queue  where the device is entered; calls elsewhere are caught in debug builds.
+     * @throws Error naming the file, the line and the reason; nothing stays in the registry then.
+     */
+    DescribedDevice(const std::string &path, const SerialQueue &queue);
+    ~DescribedDevice();
+    DescribedDevice(const DescribedDevice &) = delete;
+    DescribedDevice &operator=(const DescribedDevice &) = delete;
+
+    /** The device's name, for people. */
+    const std::string &name() const;
+
+    /** The HID services, in the order of the file. */
+    const std::vector<std::unique_ptr<RvHIDService>> &services() const;
+
+private:
+    struct State;
+    std::unique_ptr<State> _state;
+};
+
+} // namespace host

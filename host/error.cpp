@@ -1,0 +1,28 @@
+#include "host/error.h"
+
+#include <utility>
+
+namespace host {
+namespace {
+
+std::string joined(const std::string &file, const std::string &place, const std::string &reason) {
+    std::string text;
+    for (const std::string *part : {&file, &place, &reason}) {
+        if (part->empty()) {
+            continue;
+        }
+        if (!text.empty()) {
+            text += ": ";
+        }
+        text += *part;
+    }
+    return text;
+}
+
+} // namespace
+
+Error::Error(std::string file, std::string place, std::string reason)
+    : std::runtime_error(joined(file, place, reason)), _file(std::move(file)), _place(std::move(place)),
+      _reason(std::move(reason)) {}
+
+} // namespace host
