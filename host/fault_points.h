@@ -20,6 +20,8 @@ enum class Strikes {
 /** One operation's fault point: a static object in the operation's source file. */
 class FaultPoint {
 public:
+    struct State;
+
     /** @param operation the C name of the operation; a literal, unique in the process. */
     explicit FaultPoint(const char *operation);
 
@@ -34,14 +36,16 @@ private:
     friend void count_fault_calls();
     friend void disarm_faults();
 
-    struct State;
     State *_state;
 };
 
-/** Makes call `call` (counted from 0, from now on) of `operation` fail. @throws Error for an unknown name. */
+/**
+ * Makes call `call` (counted from 0, from now on) of `operation` fail. Other operations stay armed.
+ * @throws Error for an unknown name.
+ */
 void arm_fault(std::string_view operation, std::uint64_t call, Strikes strikes);
 
-/** Starts counting calls without failing any. */
+/** Disarms everything and starts counting calls without failing any. */
 void count_fault_calls();
 
 /** Ends arming and counting; what was counted stays readable until the next arming or counting. */
