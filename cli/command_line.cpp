@@ -1,0 +1,156 @@
+#include "cli/command_line.h"
+
+#include <algorithm>
+#include <csignal>
+#include <exception>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "cli/help_page.h"
+#include "cli/nearest_word.h"
+#include "cli/output.h"
+#include "cli/terminal_text.h"
+#include "cli/verbs.h"
+#include "host/error.h"
+
+namespace cli {
+namespace {
+
+constexpr const char *kVersion = "qorstat " QORSTAT_VERSION;
+constexpr const char *kDescription = "Hosts the QOR statistics plug-in and reads what it makes.";
+
+/**
+ * Takes the numbers of standard streams that the caller closed, each by something that refuses what the stream
+ * would be used for: no file opened later can be mistaken for one of them.
+ */
+void keep_standard_streams_taken() {
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(descriptor, F_GETFD) == -1) {
+            (void)open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+        }
+    }
+}
+
+/** One line on standard error; that it cannot be written changes nothing any more. */
+void print_error(std::string_view message) {
+    try {
+        Output output = standard_error();
+        output.write("qorstat: " + escape_controls(message) + "\n");
+        output.flush();
+    } catch (const std::exception &) {
+    } catch (const ReaderHasGone &) {
+    }
+}
+
+std::vector<std::string> verb_names(const std::vector<Verb> &verbs) {
+    std::vector<std::string> names;
+    for (const Verb &verb : verbs) {
+        names.push_back(verb.arguments->get_name());
+    }
+    return names;
+}
+
+std::vector<std::string> option_names(const CLI::App &app) {
+    std::vector<std::string> names;
+    for (const CLI::Option *const option : app.get_options()) {
+        for (const std::string &name : option->get_lnames()) {
+            names.push_back("--" + name);
+        }
+    }
+    return names;
+}
+
+/** What is wrong with the first word that nothing took. */
+std::string unexpected_word(const CLI::App &program, const std::vector<Verb> &verbs, const std::string &word) {
+    const std::vector<CLI::App *> chosen = program.get_subcommands();
+    const CLI::App &reader = chosen.empty() ? program : *chosen.front();
+    const std::string quoted = "\"" + word + "\"";
+    if (word.size() > 1 && word.front() == '-') {
+        return "unknown option " + quoted + suggestion(word.substr(0, word.find('=')), option_names(reader));
+    }
+    if (chosen.empty()) {
+        return "unknown verb " + quoted + suggestion(word, verb_names(verbs));
+    }
+    return "unexpected argument " + quoted;
+}
+
+std::string wrong_use(const CLI::App &program, const std::vector<Verb> &verbs, const CLI::ParseError &error) {
+    const std::vector<CLI::App *> chosen = program.get_subcommands();
+    const std::string verb = chosen.empty() ? std::string() : chosen.front()->get_name() + ": ";
+    if (const std::vector<std::string> left = program.remaining(true); !left.empty()) {
+        return verb + unexpected_word(program, verbs, left.front());
+    }
+    if (chosen.empty()) {
+        return "a verb is required; qorstat --help lists them";
+    }
+    return verb + error.what();
+}
+
+int print_to_standard_output(const std::string &text) {
+    Output output = standard_output();
+    output.write(text);
+    output.flush();
+    return kExitFine;
+}
+
+int parse_and_run(int argc, const char *const *argv) {
+    CLI::App program(kDescription, "qorstat");
+    program.formatter(std::make_shared<HelpPage>());
+    program.set_help_flag("-h,--help", "Print this help and exit");
+    program.set_version_flag("--version", kVersion, "Print the version and exit");
+    program.require_subcommand(1, 1);
+    const std::vector<Verb> verbs;
+    program.footer("Exit codes: 0 fine, 1 the job failed, 2 wrong use.");
+    try {
+        program.parse(argc, argv);
+        for (const Verb &verb : verbs) {
+            if (verb.arguments->parsed()) {
+                return verb.run();
+            }
+        }
+        return kExitWrongUse;
+    } catch (const CLI::CallForHelp &) {
+        return print_to_standard_output(program.help());
+    } catch (const CLI::CallForVersion &) {
+        return print_to_standard_output(std::string(kVersion) + "\n");
+    } catch (const CLI::ParseError &error) {
+        print_error(wrong_use(program, verbs, error));
+        return kExitWrongUse;
+    }
+}
+
+} // namespace
+
+CLI::Validator one_of(const std::vector<std::string> &words) {
+    const auto check = [words](const std::string &word) {
+        if (std::find(words.begin(), words.end(), word) != words.end()) {
+            return std::string();
+        }
+        return "\"" + word + "\" is none of " + CLI::detail::join(words, ", ") + suggestion(word, words);
+    };
+    return CLI::Validator(check, "");
+}
+
+std::string examples(const std::string &first, const std::string &second) {
+    return "Examples:\n  " + first + "\n  " + second;
+}
+
+int run_command_line(int argc, const char *const *argv) {
+    keep_standard_streams_taken();
+    std::signal(SIGPIPE, SIG_IGN);
+    try {
+        return parse_and_run(argc, argv);
+    } catch (const ReaderHasGone &) {
+        return kExitFine;
+    } catch (const std::exception &error) {
+        print_error(error.what());
+        return kExitFailed;
+    }
+}
+
+} // namespace cli

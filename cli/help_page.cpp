@@ -1,0 +1,31 @@
+#include "cli/help_page.h"
+
+namespace cli {
+namespace {
+
+constexpr std::size_t kNameColumnWidth = 26;
+
+} // namespace
+
+HelpPage::HelpPage() {
+    column_width(kNameColumnWidth);
+    label("Positionals", "Arguments");
+}
+
+std::string HelpPage::make_usage(const CLI::App *app, std::string name) const {
+    if (app->get_parent() == nullptr) {
+        return "Usage: qorstat VERB [OPTIONS] [ARGUMENTS]\n";
+    }
+    std::string usage = "Usage: " + name + " [OPTIONS]";
+    for (const CLI::Option *const argument :
+         app->get_options([](const CLI::Option *o) { return o->get_positional(); })) {
+        usage += " " + argument->get_name(true) + (argument->get_expected_max() > 1 ? "..." : "");
+    }
+    return usage + "\n";
+}
+
+std::string HelpPage::make_option_opts(const CLI::Option *option) const {
+    return option->get_option_text().empty() ? "" : " " + option->get_option_text();
+}
+
+} // namespace cli

@@ -1,0 +1,54 @@
+#include "cli/output.h"
+
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+#include <unistd.h>
+
+#include "host/error.h"
+
+namespace cli {
+namespace {
+
+constexpr std::size_t kGatheredAtMost = 64 * 1024;
+
+} // namespace
+
+void write_fully(int descriptor, std::span<const std::byte> bytes, const std::string &name) {
+    while (!bytes.empty()) {
+        const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
+        if (written >= 0) {
+            bytes = bytes.subspan(static_cast<std::size_t>(written));
+        } else if (errno == EPIPE) {
+            throw ReaderHasGone{};
+        } else if (errno != EINTR) {
+            throw host::Error(name, "", std::generic_category().message(errno));
+        }
+    }
+}
+
+Output::Output(int descriptor, std::string name)
+    : _descriptor(descriptor), _name(std::move(name)), _style(style_for(descriptor)) {}
+
+void Output::write(std::string_view text) {
+    _gathered += text;
+    if (_gathered.size() >= kGatheredAtMost) {
+        flush();
+    }
+}
+
+void Output::write(std::span<const std::byte> bytes) {
+    flush();
+    write_fully(_descriptor, bytes, _name);
+}
+
+void Output::flush() {
+    const std::string gathered = std::exchange(_gathered, {});
+    write_fully(_descriptor, std::as_bytes(std::span(gathered)), _name);
+}
+
+Output standard_output() { return Output(STDOUT_FILENO, "standard output"); }
+Output standard_error() { return Output(STDERR_FILENO, "standard error"); }
+
+} // namespace cli

@@ -1,0 +1,74 @@
+#include "cli/terminal_text.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+#include <unistd.h>
+
+#include "cli/hex.h"
+#include "cli/utf8.h"
+
+namespace cli {
+namespace {
+
+constexpr std::string_view kBold = "\x1b[1m";
+constexpr std::string_view kCyan = "\x1b[36m";
+constexpr std::string_view kPlain = "\x1b[0m";
+
+bool is_low_control(std::string_view sequence) {
+    const auto byte = static_cast<unsigned char>(sequence[0]);
+    return sequence.size() == 1 && (byte < 0x20 || byte == 0x7F);
+}
+
+/** U+0080 to U+009F, which some terminals obey. */
+bool is_high_control(std::string_view sequence) {
+    return sequence.size() == 2 && sequence[0] == '\xC2' && static_cast<unsigned char>(sequence[1]) < 0xA0;
+}
+
+std::string wrapped(std::string_view before, std::string text) {
+    return text.empty() ? text : std::string(before) + text + std::string(kPlain);
+}
+
+bool wants_no_colour() {
+    const char *const value = std::getenv("NO_COLOR");
+    return value != nullptr && *value != '\0';
+}
+
+} // namespace
+
+std::string escape_controls(std::string_view text) {
+    std::string escaped;
+    escaped.reserve(text.size());
+    while (!text.empty()) {
+        const std::size_t length = utf8_sequence_length(text);
+        const std::string_view sequence = text.substr(0, std::max<std::size_t>(1, length));
+        if (length == 0 || is_low_control(sequence)) {
+            escaped += "\\x" + hex(sequence);
+        } else if (is_high_control(sequence)) {
+            escaped += "\\u00" + hex(sequence.substr(1));
+        } else {
+            escaped += sequence;
+        }
+        text.remove_prefix(sequence.size());
+    }
+    return escaped;
+}
+
+std::string TextStyle::shown(std::string_view text) const {
+    return escapes_controls ? escape_controls(text) : std::string(text);
+}
+
+std::string TextStyle::heading(std::string_view text) const {
+    return is_coloured ? wrapped(kBold, shown(text)) : shown(text);
+}
+
+std::string TextStyle::key(std::string_view text) const {
+    return is_coloured ? wrapped(kCyan, shown(text)) : shown(text);
+}
+
+TextStyle style_for(int descriptor) {
+    const bool is_terminal = isatty(descriptor) == 1;
+    return {is_terminal, is_terminal && !wants_no_colour()};
+}
+
+} // namespace cli

@@ -1,0 +1,31 @@
+/** Text on its way to a person's terminal. */
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace cli {
+
+/**
+ * `text` with everything that a terminal could take for a command made visible: control characters below
+ * U+0020 and U+007F as `\xNN`, those from U+0080 to U+009F as `\u00NN`, bytes that are not UTF-8 as `\xNN`.
+ */
+std::string escape_controls(std::string_view text);
+
+/** How text is shown: escaped and coloured for a terminal, untouched for everything else. */
+struct TextStyle {
+    bool escapes_controls = false;
+    bool is_coloured = false;
+
+    /** `text` as this style shows it. */
+    std::string shown(std::string_view text) const;
+    /** `text` as a heading. */
+    std::string heading(std::string_view text) const;
+    /** `text` as a name beside a value. */
+    std::string key(std::string_view text) const;
+};
+
+/** The style for an open file descriptor: both for a terminal, but no colours when `NO_COLOR` is set and not empty. */
+TextStyle style_for(int descriptor);
+
+} // namespace cli

@@ -1,0 +1,28 @@
+/** The verbs of the command line, one source file each. */
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+namespace cli {
+
+/** The program's exit codes. */
+enum ExitCode { kExitFine = 0, kExitFailed = 1, kExitWrongUse = 2 };
+
+/** A verb: its arguments, and what it does once they are parsed. */
+struct Verb {
+    CLI::App *arguments; ///< owned by the program's `CLI::App`
+    /** @return the exit code. @throws host::Error, ReaderHasGone, CLI::ParseError for wrong use seen late. */
+    std::function<int()> run;
+};
+
+/** Accepts one of `words`; the message for any other suggests the right one. */
+CLI::Validator one_of(const std::vector<std::string> &words);
+
+/** The end of a verb's help: two examples. */
+std::string examples(const std::string &first, const std::string &second);
+
+} // namespace cli
