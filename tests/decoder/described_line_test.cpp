@@ -3,13 +3,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <ctime>
+#include <algorithm>
 #include <string>
 #include <vector>
 
 #include "tests/decoder/oracle.h"
 #include "tests/decoder/report_generator.h"
+#include "tests/decoder/time_zone_environment.h"
 
 namespace {
 
@@ -419,15 +419,7 @@ TEST_P(DescribedLine, OfAWakeRequestWithTheEventTypeIsGeneric) {
     EXPECT_EQ(payload(report(13, 1, 1, 10)), "");
 }
 
-/** Wall-clock texts above are in this zone. */
-class UniversalTime : public testing::Environment {
-public:
-    void SetUp() override {
-        setenv("TZ", "UTC0", 1);
-        tzset();
-    }
-};
-
-const testing::Environment *const kUniversalTime = testing::AddGlobalTestEnvironment(new UniversalTime);
+// The wall-clock texts above are in this zone.
+const testing::Environment *const kUniversalTime = testing::AddGlobalTestEnvironment(new TimeZoneEnvironment("UTC0"));
 
 } // namespace

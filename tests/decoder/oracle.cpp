@@ -689,13 +689,13 @@ std::string wall_clock_text(const TimeSync &sync, std::uint64_t timestamp) {
     return std::string(text).substr(0, 29);
 }
 
-std::string describe(const unsigned char *bytes, const Clock &clock) {
-    const Report report(bytes);
-    const std::uint32_t category = report.category();
-    const std::uint32_t component = report.component();
-    const std::uint32_t event = report.event();
-    const std::uint32_t type = report.type();
-    const std::uint64_t timestamp = report.u64(8);
+std::string describe(const unsigned char *report, const Clock &clock) {
+    const Report fields(report);
+    const std::uint32_t category = fields.category();
+    const std::uint32_t component = fields.component();
+    const std::uint32_t event = fields.event();
+    const std::uint32_t type = fields.type();
+    const std::uint64_t timestamp = fields.u64(8);
     std::ostringstream line;
     line.imbue(std::locale::classic());
 
@@ -705,13 +705,13 @@ std::string describe(const unsigned char *bytes, const Clock &clock) {
     write_field(line, "event", 12, quoted(event_name(category, component, event)));
     write_field(line, "type", 12, quoted(name_in(kTypeNames, type)));
     write_field(line, "timestamp", kPadded, timestamp);
-    write_field(line, "sequence_num", kPadded, report.u32(4));
-    write_payload(line, report);
+    write_field(line, "sequence_num", kPadded, fields.u32(4));
+    write_payload(line, fields);
     write_field(line, "type-id", kUnpadded, type);
     write_field(line, "category-id", kUnpadded, category);
     write_field(line, "component-id", kUnpadded, component);
     write_field(line, "event-id", kUnpadded, event);
-    line << key("binary-data") << report.dump(0, kReportSize);
+    line << key("binary-data") << fields.dump(0, kReportSize);
     if (clock.time_sync) {
         line << "," << key("calendar-time") << quoted(wall_clock_text(*clock.time_sync, timestamp));
     }

@@ -78,7 +78,7 @@ std::uint32_t ReportGenerator::coordinate() {
 }
 
 Header ReportGenerator::header() {
-    Header header;
+    Header header{};
     header.type = one_in(8) ? byte() : static_cast<std::uint8_t>(below(15));
     header.event = one_in(8) ? byte() : static_cast<std::uint8_t>(below(22));
     header.component = one_in(8) ? byte() : static_cast<std::uint8_t>(below(9));
@@ -142,7 +142,7 @@ void ReportGenerator::put_texts(Report &report) {
 }
 
 void ReportGenerator::fill_payload(Report &report) {
-    const auto payload = report.begin() + kPayloadOffset;
+    auto *const payload = report.begin() + kPayloadOffset;
     switch (below(6)) {
     case 0:
         return std::fill(payload, report.end(), static_cast<unsigned char>(0x00));
