@@ -18,7 +18,8 @@ void for_each_entry(TvDictionaryRef dictionary, const std::function<void(std::st
 /** The width that a number was made with: 32 or 64. 0 for any other kind. */
 int number_width(TvNumberRef number);
 
-/** Puts a value under a key given as text, taking over the reference; false without memory. */
+/** Puts a value under a key given as text, taking over the reference; false for null, for text that is no valid
+ * key and without memory. */
 bool set_value(TvMutableDictionaryRef dictionary, std::string_view key, platform::OwnedValue value);
 
 /**

@@ -1,0 +1,68 @@
+#include "platform/RvKernel.h"
+
+#include <ctime>
+#include <optional>
+
+#include "host/fault_points.h"
+
+namespace {
+
+constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
+constexpr std::int64_t kNanosecondsPerMicrosecond = 1'000;
+constexpr int kMostReadings = 1'000;
+
+host::FaultPoint boot_time_fault("RvKernelGetBootTime");
+
+std::optional<std::int64_t> nanoseconds(clockid_t clock) {
+    timespec now{};
+    if (clock_gettime(clock, &now) != 0) {
+        return std::nullopt;
+    }
+    return now.tv_sec * kNanosecondsPerSecond + now.tv_nsec;
+}
+
+/**
+ * The wall clock less the time since boot, in nanoseconds. The two clocks cannot be read at the same instant, so the
+ * wall clock is read between two readings of the other, until these lie within a microsecond; the tightest
+ * reading counts where the machine is too busy for that.
+ */
+std::optional<std::int64_t> measured_boot_time() {
+    std::optional<std::int64_t> boot;
+    std::int64_t tightest = 0;
+    for (int reading = 0; reading < kMostReadings; ++reading) {
+        const auto before = nanoseconds(CLOCK_BOOTTIME);
+        const auto wall = nanoseconds(CLOCK_REALTIME);
+        const auto after = nanoseconds(CLOCK_BOOTTIME);
+        if (!before || !wall || !after) {
+            return std::nullopt;
+        }
+        const std::int64_t window = *after - *before;
+        if (!boot || window < tightest) {
+            tightest = window;
+            boot = *wall - (*before + window / 2);
+        }
+        if (tightest <= kNanosecondsPerMicrosecond) {
+            break;
+        }
+    }
+    return boot;
+}
+
+} // namespace
+
+bool RvKernelGetBootTime(int64_t *seconds, int32_t *microseconds) {
+    static const std::optional<std::int64_t> boot = measured_boot_time();
+    if (boot_time_fault.strikes() || !boot || seconds == nullptr || microseconds == nullptr) {
+        return false;
+    }
+    // Floored, so that the microseconds are not negative even for a clock set before the epoch.
+    std::int64_t whole = *boot / kNanosecondsPerSecond;
+    std::int64_t rest = *boot % kNanosecondsPerSecond;
+    if (rest < 0) {
+        rest += kNanosecondsPerSecond;
+        --whole;
+    }
+    *seconds = whole;
+    *microseconds = static_cast<std::int32_t>(rest / kNanosecondsPerMicrosecond);
+    return true;
+}
