@@ -48,5 +48,6 @@ function(qor_add_tests name)
   gtest_discover_tests(
     ${name}
     DISCOVERY_MODE PRE_TEST
+    NO_PRETTY_VALUES
     PROPERTIES LABELS ${arg_AREA} TIMEOUT 600)
 endfunction()
