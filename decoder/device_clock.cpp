@@ -1,0 +1,109 @@
+#include "decoder/device_clock.h"
+
+#include <cstring>
+#include <ctime>
+
+#include "decoder/digits.h"
+#include "platform/Owned.h"
+#include "platform/RvKernel.h"
+#include "platform/RvRegistry.h"
+#include "platform/TvValues.h"
+
+namespace decoder {
+
+namespace {
+
+constexpr std::uint64_t kMicrosecondsPerSecond = 1'000'000;
+
+std::optional<std::uint64_t> number_of(TvDictionaryRef dictionary, const char *key) {
+    std::int64_t number = 0;
+    if (!TvNumberGetSInt64(TvDictionaryGetValue(dictionary, key), &number)) {
+        return std::nullopt;
+    }
+    return static_cast<std::uint64_t>(number);
+}
+
+char *put_two_digits(char *out, int value) {
+    *out++ = static_cast<char>('0' + value / 10 % 10);
+    *out++ = static_cast<char>('0' + value % 10);
+    return out;
+}
+
+/** "Nov 05 09:03:07", written here because strftime's month names follow the locale. */
+short_text text_of(const std::tm &time) {
+    static constexpr char kMonths[] = "JanFebMarAprMayJunJulAugSepOctNovDec";
+    short_text text;
+    char *out = text.characters.data();
+    std::memcpy(out, kMonths + 3 * time.tm_mon, 3);
+    out[3] = ' ';
+    out = put_two_digits(out + 4, time.tm_mday);
+    *out++ = ' ';
+    out = put_two_digits(out, time.tm_hour);
+    *out++ = ':';
+    out = put_two_digits(out, time.tm_min);
+    *out++ = ':';
+    out = put_two_digits(out, time.tm_sec);
+    text.size = static_cast<std::uint8_t>(out - text.characters.data());
+    return text;
+}
+
+/**
+ * The text of a second, empty when it has no local time. Remembers the last one of the thread: neighbouring
+ * reports share it, and breaking a time down costs as much as the rest of the line.
+ */
+const short_text &second_text(std::uint64_t second) {
+    struct remembered {
+        std::uint64_t second = ~std::uint64_t{0}; // no second that microseconds can give
+        short_text text;
+    };
+    thread_local constinit remembered last;
+    if (last.second != second) {
+        auto time = static_cast<std::time_t>(second);
+        std::tm local{};
+        last.text = localtime_r(&time, &local) != nullptr ? text_of(local) : short_text{};
+        last.second = second;
+    }
+    return last.text;
+}
+
+} // namespace
+
+std::optional<time_sync> read_time_sync() {
+    platform::OwnedEntry service(RvRegistryCopyServiceMatchingClass("OndreQORTimesync"));
+    if (!service) {
+        return std::nullopt;
+    }
+    platform::OwnedValue property(RvRegistryEntryCopyProperty(service.get(), "timesync"));
+    std::optional<std::uint64_t> qor = number_of(property.get(), "qor");
+    std::optional<std::uint64_t> calendar = number_of(property.get(), "calendar");
+    if (!qor || !calendar) {
+        return std::nullopt;
+    }
+    return time_sync{*qor, *calendar};
+}
+
+std::optional<std::uint64_t> read_boot_time() {
+    std::int64_t seconds = 0;
+    std::int32_t microseconds = 0;
+    if (!RvKernelGetBootTime(&seconds, &microseconds)) {
+        return std::nullopt;
+    }
+    return static_cast<std::uint64_t>(seconds) * kMicrosecondsPerSecond +
+           static_cast<std::uint64_t>(static_cast<std::int64_t>(microseconds));
+}
+
+device_clock read_device_clock() { return {read_time_sync(), read_boot_time()}; }
+
+short_text wall_time_text(std::uint64_t microseconds) {
+    std::uint64_t second = microseconds / kMicrosecondsPerSecond;
+    short_text text = second_text(second);
+    if (text.size != 0) {
+        char *out = text.characters.data() + text.size;
+        *out++ = '.';
+        out = put_six_digits(out, static_cast<std::uint32_t>(microseconds - second * kMicrosecondsPerSecond));
+        text.size = static_cast<std::uint8_t>(out - text.characters.data());
+    }
+    return text;
+}
+
+} // namespace decoder

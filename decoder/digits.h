@@ -1,0 +1,120 @@
+/**
+ * Numbers as text, without branches on the digits.
+ *
+ * A branch on the number of digits is mispredicted as often as the numbers differ, which costs more than all
+ * the arithmetic here; so every routine makes the digits of a whole group of eight in one 64-bit word, counts the
+ * leading zeros there, and moves or blanks them.
+ *
+ * All routines write to raw memory and return the end of what counts; each says how much room it needs.
+ */
+#ifndef DECODER_DIGITS_H
+#define DECODER_DIGITS_H
+
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+namespace decoder {
+
+/** The first byte in memory is the lowest of `word`. */
+inline char *put_word(char *out, std::uint64_t word) {
+    for (unsigned byte = 0; byte < 8; ++byte) {
+        out[byte] = static_cast<char>(word >> (8 * byte));
+    }
+    return out + 8;
+}
+
+inline constexpr std::uint64_t kEightZeros = 0x3030303030303030;
+inline constexpr std::uint64_t kEightBlanks = 0x2020202020202020;
+inline constexpr std::uint32_t kTenToThe8 = 100'000'000;
+inline constexpr std::uint64_t kTenToThe10 = 10'000'000'000;
+inline constexpr std::uint64_t kTenToThe16 = 10'000'000'000'000'000;
+
+/**
+ * The eight decimal digits of `value` (below 10 to the 8th) as numbers 0 to 9, the first digit in the lowest
+ * byte. Halves of 4, then of 2 digits, then digits are split in all lanes at once; a division by 100 is a
+ * multiplication by 10486 / 2^20 (exact below 43,699) and one by 10 is 103 / 2^10 (exact below 179).
+ */
+constexpr std::uint64_t eight_digits(std::uint32_t value) {
+    std::uint64_t fours = (value / 10'000) | (static_cast<std::uint64_t>(value % 10'000) << 32);
+    std::uint64_t hundreds = ((fours * 10'486) >> 20) & 0x0000007F'0000007F;
+    std::uint64_t twos = hundreds | ((fours - 100 * hundreds) << 16);
+    std::uint64_t tens = ((twos * 103) >> 10) & 0x000F'000F'000F'000F;
+    return tens | ((twos - 10 * tens) << 8);
+}
+
+/** How many bits of `digits` its leading zero digits take; the last digit always counts. */
+constexpr unsigned leading_zero_bits(std::uint64_t digits) {
+    return static_cast<unsigned>(std::countr_zero(digits | (std::uint64_t{1} << 56))) & ~7u;
+}
+
+/** 0 as two blanks, 1 to 9 behind a blank, 10 to 99. */
+inline constexpr auto kTwoPlaces = [] {
+    std::array<std::array<char, 2>, 100> places{};
+    for (unsigned value = 0; value < 100; ++value) {
+        places[value] = {value < 10 ? ' ' : static_cast<char>('0' + value / 10),
+                         value == 0 ? ' ' : static_cast<char>('0' + value % 10)};
+    }
+    return places;
+}();
+
+/** `value` (below 10 to the 10th) right-aligned in 10 characters. Needs 10. */
+inline char *put_ten_places(char *out, std::uint64_t value) {
+    std::uint64_t high = value / kTenToThe8;
+    std::uint64_t digits = eight_digits(static_cast<std::uint32_t>(value % kTenToThe8));
+    std::uint64_t from_first_digit = ~std::uint64_t{0} << leading_zero_bits(digits);
+    std::uint64_t shown = high != 0 ? ~std::uint64_t{0} : from_first_digit;
+    std::memcpy(out, kTwoPlaces[high].data(), 2);
+    return put_word(out + 2, digits + kEightBlanks + ((kEightZeros - kEightBlanks) & shown));
+}
+
+/** `value` below 10 to the 8th, without leading zeros. Needs 8. */
+inline char *put_up_to_eight_digits(char *out, std::uint32_t value) {
+    std::uint64_t digits = eight_digits(value);
+    unsigned skipped = leading_zero_bits(digits);
+    put_word(out, (digits + kEightZeros) >> skipped);
+    return out + (8 - skipped / 8);
+}
+
+/** Any value, without leading zeros. Needs 24. */
+inline char *put_decimal(char *out, std::uint64_t value) {
+    if (value < kTenToThe8) {
+        return put_up_to_eight_digits(out, static_cast<std::uint32_t>(value));
+    }
+    if (value < kTenToThe16) {
+        out = put_up_to_eight_digits(out, static_cast<std::uint32_t>(value / kTenToThe8));
+    } else {
+        out = put_up_to_eight_digits(out, static_cast<std::uint32_t>(value / kTenToThe16));
+        out = put_word(out, eight_digits(static_cast<std::uint32_t>(value % kTenToThe16 / kTenToThe8)) + kEightZeros);
+    }
+    return put_word(out, eight_digits(static_cast<std::uint32_t>(value % kTenToThe8)) + kEightZeros);
+}
+
+/** Any value right-aligned in 10 characters, longer ones whole. Needs 24. */
+inline char *put_ten_or_more_places(char *out, std::uint64_t value) {
+    return value < kTenToThe10 ? put_ten_places(out, value) : put_decimal(out, value);
+}
+
+/** Lower-case hexadecimal without prefix or leading zeros. Needs 8. */
+inline char *put_hexadecimal(char *out, std::uint32_t value) {
+    unsigned count = (static_cast<unsigned>(std::bit_width(value | 1)) + 3) / 4;
+    std::uint64_t first_digit_on_top = static_cast<std::uint64_t>(value) << (4 * (8 - count));
+    std::uint64_t halves = ((first_digit_on_top << 32) | (first_digit_on_top >> 16)) & 0x0000FFFF'0000FFFF;
+    std::uint64_t bytes = ((halves << 16) | (halves >> 8)) & 0x00FF00FF'00FF00FF;
+    std::uint64_t nibbles = ((bytes << 8) | (bytes >> 4)) & 0x0F0F0F0F'0F0F0F0F;
+    std::uint64_t letters = ((nibbles + 0x0606060606060606) >> 4) & 0x0101010101010101;
+    put_word(out, nibbles + kEightZeros + letters * ('a' - '0' - 10));
+    return out + count;
+}
+
+/** Six digits with leading zeros. `value` below 10 to the 6th. Needs 8. */
+inline char *put_six_digits(char *out, std::uint32_t value) {
+    put_word(out, (eight_digits(value) + kEightZeros) >> 16);
+    return out + 6;
+}
+
+} // namespace decoder
+
+#endif

@@ -1,0 +1,87 @@
+/** Every id-to-name table of the decoder, and the rules that choose one. */
+#ifndef DECODER_NAME_TABLES_H
+#define DECODER_NAME_TABLES_H
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "decoder/profile_decoder.h"
+#include "decoder/short_text.h"
+
+namespace decoder {
+
+/** A table as it is looked up: rows by strictly ascending id, and the same names between apostrophes. */
+struct name_table {
+    const profile_decoder::entry *entries = nullptr;
+    const short_text *quoted_names = nullptr;
+    unsigned count = 0;
+
+    /** The name between apostrophes; null when the table does not hold `id`. Lives as long as the process. */
+    const short_text *find(std::uint32_t id) const;
+};
+
+/** How one category names its components and events. */
+struct category_names {
+    name_table components;
+    /** Event tables of the first components, by component. */
+    const name_table *events_of_first_components = nullptr;
+    unsigned first_components = 0;
+    /** The event table of every other component. */
+    name_table events_of_others;
+
+    const name_table &events(std::uint32_t component) const {
+        return component < first_components ? events_of_first_components[component] : events_of_others;
+    }
+};
+
+extern const name_table kCategoryTable;
+extern const name_table kTypeTable;
+
+extern const category_names kExecutionNames;
+extern const category_names kTraceNames;
+extern const category_names kSensorNames;
+extern const category_names kQuorilNames;
+extern const category_names kVastrelNames;
+extern const category_names kInterruptNames;
+extern const category_names kUartNames;
+extern const category_names kSSHBNames;
+extern const category_names kSCMNames;
+extern const category_names kWakeNames;
+/** No table: every id prints in decimal. */
+extern const category_names kNoNames;
+
+/** The names of a category's components and events; `kNoNames` for "control" and from 11 on. */
+const category_names &names_of_category(std::uint32_t category);
+
+/**
+ * The table in which an SSHB trace record of this kind (its component) finds its subject; an empty table for
+ * kinds whose subjects have no names.
+ */
+const name_table &sshb_subtype_table(std::uint32_t kind);
+
+/** A byte in decimal between apostrophes: how an id without a name prints. Lives as long as the process. */
+const short_text &quoted_number(std::uint8_t id);
+
+/** What `table` gives for `id`, or its decimal text, between apostrophes. Lives as long as the process. */
+inline const short_text &quoted_name(const name_table &table, std::uint8_t id) {
+    const short_text *name = table.find(id);
+    return name != nullptr ? *name : quoted_number(id);
+}
+
+/** What stands between the apostrophes of a quoted text. */
+inline std::string_view without_apostrophes(const short_text &text) { return text.view().substr(1, text.size - 2u); }
+
+/**
+ * The names of ids as lines show them, without the apostrophes; an id without a name gives its decimal text.
+ * Never empty; live as long as the process.
+ */
+std::string_view category_name(std::uint8_t category);
+std::string_view component_name(std::uint8_t category, std::uint8_t component);
+std::string_view event_name(std::uint8_t category, std::uint8_t component, std::uint8_t event);
+std::string_view type_name(std::uint8_t type);
+
+} // namespace decoder
+
+#endif

@@ -1,0 +1,114 @@
+#include "decoder/report_line.h"
+
+#include "decoder/ZELLogDecoder.h"
+#include "decoder/byte_dump.h"
+#include "decoder/digits.h"
+#include "decoder/name_tables.h"
+
+namespace decoder {
+
+namespace {
+
+template <std::size_t size>
+char *put(char *out, const char (&literal)[size]) {
+    std::memcpy(out, literal, size - 1);
+    return out + size - 1;
+}
+
+char *put_right(char *out, const std::string &text, std::size_t width) {
+    out = std::fill_n(out, text.size() < width ? width - text.size() : 0, ' ');
+    return std::copy(text.begin(), text.end(), out);
+}
+
+constexpr std::size_t room_of(const short_text &) { return short_text::kCapacity; }
+std::size_t room_of(const std::string &text) { return text.size(); }
+
+/** Names from the tables, found without making strings. */
+struct table_names {
+    const short_text &category;
+    const short_text &component;
+    const short_text &event;
+    const short_text &type;
+};
+
+/** More than the keys, the widths and the numbers of a line without its names and its payload take. */
+constexpr std::size_t kHeaderRoom = 256;
+constexpr std::size_t kTrailerRoom = 512;
+
+template <typename Names>
+void put_header(text_stream &stream, const Names &names, const _QorProfileReport &report) {
+    char *out = stream.room(kHeaderRoom + room_of(names.category) + room_of(names.component) + room_of(names.event) +
+                            room_of(names.type));
+    out = put(out, "{  'category':");
+    out = put_right(out, names.category, 8);
+    out = put(out, ", 'component':");
+    out = put_right(out, names.component, 8);
+    out = put(out, ", 'event':");
+    out = put_right(out, names.event, 12);
+    out = put(out, ", 'type':");
+    out = put_right(out, names.type, 12);
+    out = put(out, ", 'timestamp':");
+    out = put_ten_or_more_places(out, report.timestamp());
+    out = put(out, ", 'sequence_num':");
+    out = put_ten_places(out, report.sequence_num());
+    out = put(out, ",");
+    stream.commit(out);
+}
+
+void put_trailer(text_stream &stream, const _QorProfileReport &report, const device_clock &clock) {
+    char *out = stream.room(kTrailerRoom);
+    out = put(out, " 'type-id':");
+    out = put_byte_and_comma(out, report.type_id());
+    out = put(out, " 'category-id':");
+    out = put_byte_and_comma(out, report.category_id());
+    out = put(out, " 'component-id':");
+    out = put_byte_and_comma(out, report.component_id());
+    out = put(out, " 'event-id':");
+    out = put_byte_and_comma(out, report.event_id());
+    out = put(out, " 'binary-data':");
+    out = put_dump(out, report.bytes, _QorProfileReport::kSize);
+    if (clock.sync) {
+        const short_text text = wall_time_text(wall_time(report.timestamp(), *clock.sync));
+        if (text.size != 0) {
+            out = put(out, ", 'calendar-time':'");
+            out = put(out, text);
+            out = put(out, "'");
+        }
+    }
+    if (clock.boot_time) {
+        out = put(out, ", 'boot-timestamp':");
+        out = put_decimal(out, *clock.boot_time);
+    }
+    out = put(out, "}");
+    stream.commit(out);
+}
+
+template <typename Names>
+void append(text_buffer &buffer, const profile_decoder &decoder, const Names &names, const _QorProfileReport &report,
+            const device_clock &clock) {
+    text_stream stream(buffer);
+    put_header(stream, names, report);
+    decoder.parse_datatype(stream, report);
+    put_trailer(stream, report, clock);
+    stream.flush();
+}
+
+} // namespace
+
+void append_line(text_buffer &buffer, const _QorProfileReport &report, const device_clock &clock) {
+    const std::uint8_t category = report.category_id();
+    const category_names &names = names_of_category(category);
+    const profile_decoder *decoder = ZELLogDecoder::decoder_of(category);
+    append(buffer, decoder != nullptr ? *decoder : ZELLogDecoder::_default,
+           table_names{quoted_name(kCategoryTable, category), quoted_name(names.components, report.component_id()),
+                       quoted_name(names.events(report.component_id()), report.event_id()),
+                       quoted_name(kTypeTable, report.type_id())},
+           report, clock);
+}
+
+void append_line(text_buffer &buffer, const profile_decoder &decoder, const line_names &names,
+                 const _QorProfileReport &report, const device_clock &clock) {
+    append(buffer, decoder, names, report, clock);
+}
+
+} // namespace decoder
