@@ -7,12 +7,22 @@
 
 namespace host {
 
+/** The longest name that travels between processes, in bytes. A name is not empty and holds no zero byte. */
+constexpr std::size_t kMaxNotificationName = 255;
+
 /** Delivers to the handlers registered in this process, each on its own queue. @return how many they were. */
 std::size_t deliver_notification(std::string_view name);
 
 /**
- * Receives what other processes of this user post, as long as this object lives, over a datagram socket in the
- * user's runtime directory. @throws Error when the socket cannot be made.
+ * Receives what other processes of this user post, as long as this object lives, on a thread of its own. One
+ * at a time in a process.
+ *
+ * It listens on a datagram socket `PID.socket` in the directory `qor-notifications` of `$XDG_RUNTIME_DIR`, or
+ * in `/tmp/qor-notifications-UID` where that variable is not set. The directory belongs to the user and is
+ * open to nobody else. One datagram is one name; any other datagram is ignored.
+ *
+ * @throws Error when the directory cannot be made or is not the user's alone, when the socket cannot be made,
+ *         and when this process has a receiver already.
  */
 class NotificationReceiver {
 public:
@@ -26,7 +36,12 @@ private:
     std::unique_ptr<State> _state;
 };
 
-/** Posts to every process of this user that has a receiver. @return how many were reached. @throws Error. */
+/**
+ * Posts to every process of this user that has a receiver, and clears away the sockets that dead processes
+ * left. A receiver that takes nothing for a second counts as not reached.
+ * @return how many were reached.
+ * @throws Error for a name that cannot travel, and for a directory that is there but not the user's alone.
+ */
 std::size_t post_notification(std::string_view name);
 
 } // namespace host
