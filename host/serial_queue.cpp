@@ -58,7 +58,9 @@ private:
 /** The queue itself. Never freed, because plug-ins keep the handle; closed, it is an empty shell. */
 struct RvQueue {
 public:
-    RvQueue() : stand_in(this), _context(std::make_unique<asio::io_context>(1)), _keep_alive(_context->get_executor()) {
+    // Told that there is one thread, Asio would keep what the queue posts to itself back until the work that posts
+    // it has ended, and let other threads' work overtake it; so it is not told.
+    RvQueue() : stand_in(this), _context(std::make_unique<asio::io_context>()), _keep_alive(_context->get_executor()) {
         _thread = std::thread([this] { run_thread(); });
     }
 

@@ -45,6 +45,29 @@ TEST(SerialQueue, WorkPostedFromWorkRunsAfterWhatWasPostedBefore) {
     EXPECT_THAT(order, ElementsAre(1, 2, 3));
 }
 
+TEST(SerialQueue, WorkPostedOnTheQueueIsNotOvertakenByLaterWorkOfAnotherThread) {
+    SerialQueue queue;
+    std::vector<int> order;
+    std::atomic<bool> posted = false;
+    std::atomic<bool> overtaking = false;
+
+    queue.post([&] {
+        queue.post([&] { order.push_back(1); });
+        posted = true;
+        while (!overtaking) {
+            std::this_thread::yield();
+        }
+    });
+    while (!posted) {
+        std::this_thread::yield();
+    }
+    queue.post([&] { order.push_back(2); });
+    overtaking = true;
+    queue.close();
+
+    EXPECT_THAT(order, ElementsAre(1, 2));
+}
+
 TEST(SerialQueue, RunOnTheQueueItselfRunsAtOnce) {
     SerialQueue queue;
     std::vector<int> order;
