@@ -26,9 +26,9 @@ bool set_value(TvMutableDictionaryRef dictionary, std::string_view key, platform
  * Reads back what `TvCreateBinaryEncoding` makes, and any other CBOR item built from maps with text keys,
  * arrays, integers of 64 signed bits, text, byte strings and booleans with definite lengths.
  *
- * The bytes are hostile: counts and nesting (at most 64) are checked against the bytes that remain before
- * anything is built, a key that stands twice is refused, text must be well-formed, and nothing may follow the
- * item.
+ * The bytes are hostile: counts and nesting (at most 64 arrays and maps inside one another) are checked against the
+ * bytes that remain before anything is built, a key that stands twice is refused, text must be well-formed, and nothing
+ * may follow the item.
  *
  * @param file   named in errors.
  * @param base   the offset of `bytes` in that file, added to the offsets in errors.

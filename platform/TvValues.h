@@ -156,7 +156,8 @@ TvRef TvDictionaryGetValue(TvDictionaryRef dictionary, const char *key);
  * The binary typed-value encoding, format version 1.0: CBOR with the core deterministic encoding rules (RFC
  * 8949, section 4.2.1), definite lengths, behind the self-described tag 55799. Numbers are integers, strings
  * text, data byte strings, dictionaries maps with text keys.
- * @return owned data; null for null, for a tree deeper than 64 and when there is no memory.
+ * @return owned data; null for null, when more than 64 arrays and dictionaries stand inside one another, and
+ *         when there is no memory.
  */
 TvDataRef TvCreateBinaryEncoding(TvRef value);
 
