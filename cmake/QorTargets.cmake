@@ -39,15 +39,16 @@ set(CMAKE_C_FLAGS_RELEASE "-O2 -g1 -DNDEBUG")
 
 # qor_add_tests(NAME AREA area SOURCES file... [LIBRARIES library...])
 #
-# One GoogleTest program; CTest knows each of its tests, labelled by area.
+# One GoogleTest program; CTest knows each of its tests, labelled by area. The tests find the locale de_DE.UTF-8.
 function(qor_add_tests name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "AREA" "SOURCES;LIBRARIES")
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE qor_options ${arg_LIBRARIES} GTest::gmock_main)
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+  add_dependencies(${name} test_locales)
   gtest_discover_tests(
     ${name}
     DISCOVERY_MODE PRE_TEST
     NO_PRETTY_VALUES
-    PROPERTIES LABELS ${arg_AREA} TIMEOUT 600)
+    PROPERTIES LABELS ${arg_AREA} TIMEOUT 600 ENVIRONMENT LOCPATH=${QOR_TEST_LOCALES})
 endfunction()

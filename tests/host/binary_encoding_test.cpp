@@ -301,7 +301,7 @@ OwnedValue arbitrary_value(int depth) {
         return OwnedValue(TvDataCreate(bytes.data(), bytes.size()));
     }
     case 4:
-        return OwnedValue(TvBooleanGet(*rc::gen::arbitrary<bool>()));
+        return OwnedValue(TvRetain(TvBooleanGet(*rc::gen::arbitrary<bool>())));
     case 5: {
         OwnedMutableValue array(TvArrayCreateMutable());
         for (int count = *rc::gen::inRange(0, 5); count > 0; --count) {
