@@ -5,7 +5,6 @@
 #include <exception>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include <fcntl.h>
@@ -14,7 +13,6 @@
 #include "cli/help_page.h"
 #include "cli/nearest_word.h"
 #include "cli/output.h"
-#include "cli/terminal_text.h"
 #include "cli/verbs.h"
 #include "host/error.h"
 
@@ -36,16 +34,7 @@ void keep_standard_streams_taken() {
     }
 }
 
-/** One line on standard error; that it cannot be written changes nothing any more. */
-void print_error(std::string_view message) {
-    try {
-        Output output = standard_error();
-        output.write("qorstat: " + escape_controls(message) + "\n");
-        output.flush();
-    } catch (const std::exception &) {
-    } catch (const ReaderHasGone &) {
-    }
-}
+void print_error(const std::string &message) { print_message("qorstat: " + message); }
 
 std::vector<std::string> verb_names(const std::vector<Verb> &verbs) {
     std::vector<std::string> names;
@@ -104,8 +93,9 @@ int parse_and_run(int argc, const char *const *argv) {
     program.set_help_flag("-h,--help", "Print this help and exit");
     program.set_version_flag("--version", kVersion, "Print the version and exit");
     program.require_subcommand(1, 1);
-    const std::vector<Verb> verbs;
-    program.footer("Exit codes: 0 fine, 1 the job failed, 2 wrong use.");
+    const std::vector<Verb> verbs = {add_notify_verb(program), add_show_verb(program)};
+    program.footer("Exit codes: 0 fine, 1 the job failed, 2 wrong use. Help on a verb: qorstat VERB --help\n\n" +
+                   examples("qorstat notify com.ondre.ondreqorhidstatistics.fault", "qorstat show --json all.records"));
     try {
         program.parse(argc, argv);
         for (const Verb &verb : verbs) {

@@ -51,4 +51,14 @@ void Output::flush() {
 Output standard_output() { return Output(STDOUT_FILENO, "standard output"); }
 Output standard_error() { return Output(STDERR_FILENO, "standard error"); }
 
+void print_message(std::string_view text) {
+    try {
+        Output output = standard_error();
+        output.write(escape_controls(text) + "\n");
+        output.flush();
+    } catch (const host::Error &) {
+    } catch (const ReaderHasGone &) {
+    }
+}
+
 } // namespace cli

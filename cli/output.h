@@ -44,4 +44,10 @@ private:
 Output standard_output();
 Output standard_error();
 
+/**
+ * One line on standard error, `text` with control characters escaped and a newline. A message that cannot be
+ * written changes nothing else.
+ */
+void print_message(std::string_view text);
+
 } // namespace cli

@@ -19,6 +19,9 @@ struct Verb {
     std::function<int()> run;
 };
 
+Verb add_notify_verb(CLI::App &program);
+Verb add_show_verb(CLI::App &program);
+
 /** Accepts one of `words`; the message for any other suggests the right one. */
 CLI::Validator one_of(const std::vector<std::string> &words);
 

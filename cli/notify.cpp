@@ -1,0 +1,35 @@
+#include <memory>
+#include <string>
+
+#include "cli/output.h"
+#include "cli/verbs.h"
+#include "host/error.h"
+#include "host/notifications.h"
+
+namespace cli {
+namespace {
+
+int notify(const std::string &name) {
+    const std::size_t reached = host::post_notification(name);
+    if (reached == 0) {
+        throw host::Error(name, "", "no running host was reached");
+    }
+    Output output = standard_output();
+    output.write("reached " + std::to_string(reached) + (reached == 1 ? " host\n" : " hosts\n"));
+    output.flush();
+    return kExitFine;
+}
+
+} // namespace
+
+Verb add_notify_verb(CLI::App &program) {
+    CLI::App *const arguments =
+        program.add_subcommand("notify", "Post a notification to every running host of yours")->group("Verbs");
+    const auto name = std::make_shared<std::string>();
+    arguments->add_option("NAME", *name, "The notification's name")->required();
+    arguments->footer(examples("qorstat notify com.ondre.ondreqorhidstatistics.fault",
+                               "qorstat notify com.example.nobody || echo nobody was reached"));
+    return {arguments, [name] { return notify(*name); }};
+}
+
+} // namespace cli

@@ -1,0 +1,83 @@
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "cli/input.h"
+#include "cli/json_text.h"
+#include "cli/output.h"
+#include "cli/record_json.h"
+#include "cli/record_text.h"
+#include "cli/verbs.h"
+#include "host/state_capture.h"
+
+namespace cli {
+namespace {
+
+struct ShowArguments {
+    std::vector<std::string> files;
+    bool is_json = false;
+};
+
+struct RecordFile {
+    std::string name;
+    std::vector<std::byte> bytes;
+    std::vector<host::StateRecord> records;
+};
+
+/** All of them before a word is printed, so that a damaged file leaves nothing half shown. */
+std::vector<RecordFile> read_files(const std::vector<std::string> &arguments) {
+    std::vector<RecordFile> files;
+    for (const std::string &argument : arguments) {
+        RecordFile file{input_name(argument), read_input(argument), {}};
+        file.records = host::parse_records(file.bytes, file.name);
+        files.push_back(std::move(file));
+    }
+    return files;
+}
+
+void show_text(const std::vector<RecordFile> &files, Output &output) {
+    bool is_first = true;
+    for (const RecordFile &file : files) {
+        for (const host::StateRecord &record : file.records) {
+            output.write(std::string(is_first ? "" : "\n") + record_text(record, file.bytes, output.style()));
+            is_first = false;
+        }
+    }
+}
+
+void show_json(const std::vector<RecordFile> &files, Output &output) {
+    auto all = nlohmann::ordered_json::array();
+    for (const RecordFile &file : files) {
+        for (const host::StateRecord &record : file.records) {
+            nlohmann::ordered_json entry;
+            put_text(entry, "file", file.name);
+            entry.update(record_json(record, file.bytes));
+            all.push_back(std::move(entry));
+        }
+    }
+    output.write(all.dump(2) + "\n");
+}
+
+int show(const ShowArguments &arguments) {
+    const std::vector<RecordFile> files = read_files(arguments.files);
+    Output output = standard_output();
+    (arguments.is_json ? show_json : show_text)(files, output);
+    output.flush();
+    return kExitFine;
+}
+
+} // namespace
+
+Verb add_show_verb(CLI::App &program) {
+    CLI::App *const verb = program.add_subcommand("show", "Show state-capture records")->group("Verbs");
+    const auto arguments = std::make_shared<ShowArguments>();
+    verb->add_option("FILE", arguments->files, "Records, one or many end to end; - is standard input")->required();
+    verb->add_flag("--json", arguments->is_json, "As JSON: integers exactly, bytes as hex digits");
+    verb->footer("On a terminal, control characters in texts are shown escaped; anything else gets\n"
+                 "the exact texts.\n\n" +
+                 examples("qorstat show fault/*.qorstate", "qorstat show --json all.records | jq '.[].title'"));
+    return {verb, [arguments] { return show(*arguments); }};
+}
+
+} // namespace cli

@@ -1,0 +1,236 @@
+#include "tests/cli/program.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <system_error>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+namespace cli_tests {
+namespace {
+
+namespace fs = std::filesystem;
+
+[[noreturn]] void fail(const char *what) { throw std::system_error(errno, std::generic_category(), what); }
+
+struct Pipe {
+    Pipe() {
+        std::array<int, 2> ends{};
+        if (pipe2(ends.data(), O_CLOEXEC) == -1) {
+            fail("pipe2");
+        }
+        reads = ends[0];
+        writes = ends[1];
+    }
+    int reads = -1;
+    int writes = -1;
+};
+
+Pipe terminal() {
+    Pipe ends;
+    close(ends.reads);
+    close(ends.writes);
+    struct winsize size {};
+    size.ws_row = 24;
+    size.ws_col = 80;
+    if (openpty(&ends.reads, &ends.writes, nullptr, nullptr, &size) == -1) {
+        fail("openpty");
+    }
+    fcntl(ends.reads, F_SETFD, FD_CLOEXEC);
+    fcntl(ends.writes, F_SETFD, FD_CLOEXEC);
+    return ends;
+}
+
+void close_if_open(int &descriptor) {
+    if (descriptor != -1) {
+        close(descriptor);
+        descriptor = -1;
+    }
+}
+
+[[noreturn]] void become_program(const std::vector<std::string> &arguments, const Surroundings &surroundings, int in,
+                                 int out, int err) {
+    dup2(in, STDIN_FILENO);
+    dup2(out, STDOUT_FILENO);
+    dup2(err, STDERR_FILENO);
+    if (!surroundings.folder.empty() && chdir(surroundings.folder.c_str()) == -1) {
+        _exit(126);
+    }
+    unsetenv("NO_COLOR");
+    for (const auto &[name, value] : surroundings.environment) {
+        setenv(name.c_str(), value.c_str(), 1);
+    }
+    std::vector<char *> argv{const_cast<char *>(QORSTAT_PROGRAM)};
+    for (const std::string &argument : arguments) {
+        argv.push_back(const_cast<char *>(argument.c_str()));
+    }
+    argv.push_back(nullptr);
+    execv(QORSTAT_PROGRAM, argv.data());
+    _exit(127);
+}
+
+/** Appends what is there to read; closes the end and says false when nothing can come any more. */
+bool read_some(int &descriptor, std::string &text) {
+    std::array<char, 65536> piece{};
+    const ssize_t count = read(descriptor, piece.data(), piece.size());
+    if (count > 0) {
+        text.append(piece.data(), static_cast<std::size_t>(count));
+        return true;
+    }
+    if (count == -1 && errno == EINTR) {
+        return true;
+    }
+    close_if_open(descriptor); // a terminal ends with EIO
+    return false;
+}
+
+} // namespace
+
+TemporaryFolder::TemporaryFolder() {
+    std::string pattern = (fs::temp_directory_path() / "qorstat-test-XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr) {
+        fail("mkdtemp");
+    }
+    _path = pattern;
+}
+
+TemporaryFolder::~TemporaryFolder() {
+    std::error_code ignored;
+    fs::remove_all(_path, ignored);
+}
+
+std::vector<std::string> TemporaryFolder::names() const {
+    std::vector<std::string> found;
+    for (const fs::directory_entry &entry : fs::directory_iterator(_path)) {
+        found.push_back(entry.path().filename());
+    }
+    std::sort(found.begin(), found.end());
+    return found;
+}
+
+std::string TemporaryFolder::file(const std::string &name, std::string_view content) const {
+    std::ofstream(_path / name, std::ios::binary) << content;
+    return _path / name;
+}
+
+std::string content_of(const fs::path &file) {
+    std::ifstream stream(file, std::ios::binary);
+    if (!stream) {
+        ADD_FAILURE() << file << " cannot be read";
+    }
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+RunningProgram::RunningProgram(const std::vector<std::string> &arguments, const Surroundings &surroundings)
+    : _input_left(surroundings.standard_input) {
+    Pipe in;
+    Pipe out = surroundings.output_is_terminal ? terminal() : Pipe();
+    Pipe err;
+    if (!surroundings.output_file.empty()) {
+        close_if_open(out.writes);
+        out.writes = open(surroundings.output_file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
+    }
+    std::signal(SIGPIPE, SIG_IGN);
+    _process = fork();
+    if (_process == 0) {
+        std::signal(SIGPIPE, SIG_DFL);
+        become_program(arguments, surroundings, in.reads, out.writes, err.writes);
+    }
+    if (_process == -1) {
+        fail("fork");
+    }
+    close(in.reads);
+    close(out.writes);
+    close(err.writes);
+    fcntl(in.writes, F_SETFL, O_NONBLOCK);
+    _in = in.writes;
+    _out = out.reads;
+    _err = err.reads;
+}
+
+RunningProgram::~RunningProgram() {
+    if (_process != -1) {
+        kill(_process, SIGKILL);
+        waitpid(_process, nullptr, 0);
+    }
+    close_if_open(_in);
+    close_if_open(_out);
+    close_if_open(_err);
+}
+
+bool RunningProgram::read_once() {
+    if (_input_left.empty()) {
+        close_if_open(_in);
+    }
+    if (_out == -1 && _err == -1) {
+        return false;
+    }
+    std::array<pollfd, 3> ends{{{_out, POLLIN, 0}, {_err, POLLIN, 0}, {_in, POLLOUT, 0}}};
+    if (poll(ends.data(), ends.size(), -1) == -1 && errno != EINTR) {
+        fail("poll");
+    }
+    if (ends[0].revents != 0) {
+        read_some(_out, _out_text);
+    }
+    if (ends[1].revents != 0) {
+        read_some(_err, _err_text);
+    }
+    if (ends[2].revents != 0) {
+        const ssize_t count = write(_in, _input_left.data(), _input_left.size());
+        // A program that reads no further has made up its mind.
+        _input_left.erase(0, count == -1 ? _input_left.size() : static_cast<std::size_t>(count));
+    }
+    return true;
+}
+
+bool RunningProgram::waits_for(const std::string &gathered, std::string_view text) {
+    while (gathered.find(text) == std::string::npos) {
+        if (!read_once()) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool RunningProgram::waits_for_message(std::string_view text) { return waits_for(_err_text, text); }
+bool RunningProgram::waits_for_output(std::string_view text) { return waits_for(_out_text, text); }
+void RunningProgram::send(int signal) const { kill(_process, signal); }
+void RunningProgram::stop_reading() { close_if_open(_out); }
+
+Outcome RunningProgram::wait_for_end() {
+    while (read_once()) {
+    }
+    int status = 0;
+    waitpid(_process, &status, 0);
+    _process = -1;
+    const int exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    return {exit_code, _out_text, _err_text};
+}
+
+Outcome qorstat(const std::vector<std::string> &arguments, const Surroundings &surroundings) {
+    return RunningProgram(arguments, surroundings).wait_for_end();
+}
+
+void expect_golden(const std::string &name, const std::string &text) {
+    const fs::path file = fs::path(QOR_GOLDEN_FOLDER) / name;
+    const char *const renews = std::getenv("QOR_RENEW_GOLDEN");
+    if (renews != nullptr && std::string_view(renews) == "1") {
+        std::ofstream(file, std::ios::binary) << text;
+        return;
+    }
+    EXPECT_EQ(text, content_of(file)) << "renew " << file << " with QOR_RENEW_GOLDEN=1 when the change is meant";
+}
+
+} // namespace cli_tests

@@ -1,0 +1,196 @@
+#include <cstdint>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "tests/cli/program.h"
+#include "tests/cli/records.h"
+
+using cli_tests::expect_golden;
+using cli_tests::kDictionary;
+using cli_tests::kEmptyDictionary;
+using cli_tests::kRedLine;
+using cli_tests::kTwoLines;
+using cli_tests::Outcome;
+using cli_tests::qorstat;
+using cli_tests::record;
+using cli_tests::RunningProgram;
+using cli_tests::Surroundings;
+using cli_tests::TemporaryFolder;
+
+namespace {
+
+const std::string kLinesTitle = "ZEL Profile 0 ;count=2 ;type=fw";
+
+Surroundings with_input(std::string input) {
+    Surroundings surroundings;
+    surroundings.standard_input = std::move(input);
+    return surroundings;
+}
+
+Surroundings on_a_terminal(std::string input) {
+    Surroundings surroundings = with_input(std::move(input));
+    surroundings.output_is_terminal = true;
+    return surroundings;
+}
+
+/** `show` of one damaged file: one line that names the file, the place and the reason, and nothing else. */
+void expect_refused(const std::string &bytes, const std::string &place_and_reason) {
+    const TemporaryFolder folder;
+    folder.file("good", record("Good", kTwoLines));
+    folder.file("bad", bytes);
+    Surroundings in_folder;
+    in_folder.folder = folder.path();
+
+    const Outcome outcome = qorstat({"show", "good", "bad"}, in_folder);
+
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, "qorstat: bad: " + place_and_reason + "\n");
+}
+
+TEST(ShowTest, ShowsOneRecord) {
+    const Outcome outcome = qorstat({"show", "-"}, with_input(record(kLinesTitle, kTwoLines)));
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(outcome.out, "ZEL Profile 0 ;count=2 ;type=fw\n{ 'a':1,}\n{ 'b':2,}\n");
+    EXPECT_EQ(outcome.err, "");
+}
+
+TEST(ShowTest, ShowsManyRecordsOfManyFiles) {
+    const TemporaryFolder folder;
+    const std::string first = folder.file("first", record(kLinesTitle, kTwoLines) + record("SensorInfo", kDictionary));
+    const std::string second = folder.file("second", record("SSHB assets", kEmptyDictionary));
+
+    const Outcome outcome = qorstat({"show", first, second});
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(outcome.err, "");
+    expect_golden("show-text.txt", outcome.out);
+}
+
+TEST(ShowTest, ShowsRecordsAsJson) {
+    const TemporaryFolder folder;
+    folder.file("records", record(kLinesTitle, kTwoLines) + record("SensorInfo", kDictionary));
+    Surroundings in_folder;
+    in_folder.folder = folder.path();
+
+    const Outcome outcome = qorstat({"show", "--json", "records"}, in_folder);
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(outcome.err, "");
+    expect_golden("show.json", outcome.out);
+    const auto json = nlohmann::json::parse(outcome.out);
+    EXPECT_EQ(json[1]["payload"]["big"], INT64_MAX);
+    EXPECT_EQ(json[1]["payload"]["low"], INT64_MIN);
+    EXPECT_EQ(json[1]["payload"]["raw"], "00ab");
+    EXPECT_EQ(json[1]["offset"], json[0]["size"]);
+}
+
+TEST(ShowTest, AnEmptyFileHasNoRecords) {
+    const Outcome text = qorstat({"show", "-"});
+    const Outcome json = qorstat({"show", "--json", "-"});
+
+    EXPECT_EQ(text.exit_code, 0);
+    EXPECT_EQ(text.out + text.err, "");
+    EXPECT_EQ(json.exit_code, 0);
+    EXPECT_EQ(json.out, "[]\n");
+}
+
+TEST(ShowTest, APipeGetsTheExactBytes) {
+    const Outcome outcome = qorstat({"show", "-"}, with_input(record("T", kRedLine)));
+
+    EXPECT_EQ(outcome.out, "T\n\x1b[31mred\n");
+}
+
+TEST(ShowTest, ATerminalGetsColouredTitlesAndEscapedTexts) {
+    const Outcome outcome = qorstat({"show", "-"}, on_a_terminal(record("T", kRedLine)));
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(outcome.out, "\x1b[1mT\x1b[0m\r\n\\x1b[31mred\r\n");
+}
+
+TEST(ShowTest, NoColorTakesTheColoursAway) {
+    Surroundings surroundings = on_a_terminal(record("T", kRedLine));
+    surroundings.environment = {{"NO_COLOR", "1"}};
+
+    EXPECT_EQ(qorstat({"show", "-"}, surroundings).out, "T\r\n\\x1b[31mred\r\n");
+}
+
+TEST(ShowTest, AnEmptyNoColorMeansNothing) {
+    Surroundings surroundings = on_a_terminal(record("T", kRedLine));
+    surroundings.environment = {{"NO_COLOR", ""}};
+
+    EXPECT_EQ(qorstat({"show", "-"}, surroundings).out, "\x1b[1mT\x1b[0m\r\n\\x1b[31mred\r\n");
+}
+
+TEST(ShowTest, AHeaderCutShortIsNamed) {
+    expect_refused(record("T", kTwoLines).substr(0, 150),
+                   "byte 0: a record header takes 200 bytes and only 150 are left");
+    expect_refused(record("T", kEmptyDictionary) + "x",
+                   "byte 204: a record header takes 200 bytes and only 1 are left");
+}
+
+TEST(ShowTest, ASizeWordThatLiesIsNamed) {
+    expect_refused(record("T", kEmptyDictionary, 5), "byte 4: the payload size is 5 and only 4 bytes are left");
+    expect_refused(record("T", kEmptyDictionary, 0xFFFFFFFF),
+                   "byte 4: the payload size is 4294967295 and only 4 bytes are left");
+}
+
+TEST(ShowTest, APayloadThatIsNoValueIsNamed) {
+    const TemporaryFolder folder;
+    const std::string file = folder.file("bad", record("Good", kEmptyDictionary) + record("T", kTwoLines.substr(0, 9)));
+
+    const Outcome outcome = qorstat({"show", file});
+
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err.rfind("qorstat: " + file + ": byte 4", 0), 0u) << outcome.err; // 404 to 413
+    EXPECT_EQ(outcome.err.find('\n'), outcome.err.size() - 1) << outcome.err;
+}
+
+TEST(ShowTest, AMissingFileIsAnError) {
+    const Outcome outcome = qorstat({"show", "/nowhere/x"});
+
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, "qorstat: /nowhere/x: No such file or directory\n");
+}
+
+TEST(ShowTest, AFolderIsAnError) {
+    const Outcome outcome = qorstat({"show", "/"});
+
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, "qorstat: /: Is a directory\n");
+}
+
+TEST(ShowTest, AFullDiskIsAnError) {
+    Surroundings surroundings = with_input(record(kLinesTitle, kTwoLines));
+    surroundings.output_file = "/dev/full";
+
+    const Outcome outcome = qorstat({"show", "-"}, surroundings);
+
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_EQ(outcome.err, "qorstat: standard output: No space left on device\n");
+}
+
+TEST(ShowTest, AClosedPipeEndsItQuietly) {
+    const std::string megabytes = [] {
+        std::string records;
+        while (records.size() < 4 * 1024 * 1024) {
+            records += record(kLinesTitle, kTwoLines);
+        }
+        return records;
+    }();
+    RunningProgram program({"show", "-"}, with_input(megabytes));
+    program.stop_reading();
+
+    const Outcome outcome = program.wait_for_end();
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(outcome.err, "");
+}
+
+} // namespace
