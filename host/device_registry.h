@@ -71,6 +71,12 @@ void set_property(RvRegistryEntry entry, const std::string &key, platform::Owned
  */
 void remove(RvRegistryEntry entry);
 
+/** Whether the handle names an entry that is in the registry. */
+bool is_registered(RvRegistryEntry entry);
+
+/** The factory of the entry's user-space plug-in of this type; empty when there is none. */
+PlugInFactory plug_in_factory(RvRegistryEntry entry, const RvUUIDBytes &type);
+
 /** How many references to `entry` have been given and not given back. */
 std::size_t reference_count(RvRegistryEntry entry);
 

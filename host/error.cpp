@@ -25,4 +25,11 @@ Error::Error(std::string file, std::string place, std::string reason)
     : std::runtime_error(joined(file, place, reason)), _file(std::move(file)), _place(std::move(place)),
       _reason(std::move(reason)) {}
 
+std::string in_quotes(std::string_view name) {
+    std::string text = "\"";
+    text.append(name);
+    text += '"';
+    return text;
+}
+
 } // namespace host

@@ -3,6 +3,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 namespace host {
 
@@ -25,5 +26,8 @@ private:
     std::string _place;
     std::string _reason;
 };
+
+/** A name between quotation marks, as reasons and places show it. */
+std::string in_quotes(std::string_view name);
 
 } // namespace host

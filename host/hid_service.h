@@ -1,7 +1,9 @@
 /** HID services as the host makes them, behind `platform/RvHID.h`. */
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 #include <utility>
@@ -13,7 +15,7 @@
 /** A HID service; a plug-in borrows it for the call that hands it over. */
 struct RvHIDService {
     std::string name; ///< for messages
-    std::map<std::string, platform::OwnedValue> properties;
+    std::map<std::string, platform::OwnedValue, std::less<>> properties;
     std::vector<std::pair<std::uint32_t, std::uint32_t>> usages; ///< (usage page, usage)
     platform::OwnedValue registry_id;                            ///< null: the service has none
 };

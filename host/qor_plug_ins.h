@@ -4,6 +4,7 @@
  */
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -24,7 +25,10 @@ struct DriverCommand {
     std::size_t out_size;     ///< in: the capacity; out: what the driver reports, true or not
 };
 
-/** What a query for the interface answers; the defaults are those of a healthy plug-in. */
+/**
+ * What a query for the driver or device interface answers; the defaults are those of a healthy plug-in. A
+ * failing result may come with an interface all the same, and a good one without.
+ */
 struct QueryAnswer {
     HRESULT result = kRvResultOK;
     bool gives_interface = true;
@@ -35,19 +39,22 @@ struct DriverBehaviour {
     QueryAnswer query;
     RvStatus start_status = kRvStatusSuccess;
     std::function<RvStatus(DriverCommand &command)> command; ///< empty: every command is `kRvStatusNotFound`
-    const SerialQueue *queue = nullptr;                      ///< when set, calls elsewhere are caught in debug builds
+    const SerialQueue *entered_on = nullptr;                 ///< when set, calls elsewhere are caught in debug builds
 };
 
-/** A device's behaviour and what was installed in it. */
+class DeviceObject;
+
+/** A device's behaviour and what was installed in it. Shared by every object made for the service. */
 class DeviceBehaviour {
 public:
     QueryAnswer query;
     RvStatus start_status = kRvStatusSuccess;
+    const SerialQueue *entered_on = nullptr; ///< when set, calls elsewhere are caught in debug builds
 
     /**
-     * Calls the installed callback on the installed queue and waits for it.
-     * @param entries  whole entries of 7 bytes.
-     * @return false when no callback or no queue is installed.
+     * Calls the installed callback on the installed queue and waits for it. Any thread.
+     * @param entries  whole entries of 7 bytes; a rest below 7 bytes is left out.
+     * @return false when no callback or no queue is installed, also when the queue has been closed since.
      */
     bool deliver_batch(std::span<const std::byte> entries);
 
@@ -56,10 +63,10 @@ public:
     void *target() const { return _target; }
 
 private:
-    friend struct DeviceObject;
-    QorAnalyticsCallback _callback = nullptr;
-    void *_target = nullptr;
-    RvQueueRef _queue = nullptr;
+    friend class DeviceObject;
+    std::atomic<QorAnalyticsCallback> _callback = nullptr;
+    std::atomic<void *> _target = nullptr;
+    std::atomic<RvQueueRef> _queue = nullptr;
 };
 
 /** The registry's factory of driver plug-in objects. */
@@ -68,7 +75,7 @@ std::pair<RvUUIDBytes, PlugInFactory> driver_plug_in(std::shared_ptr<DriverBehav
 /** The registry's factory of device plug-in objects. */
 std::pair<RvUUIDBytes, PlugInFactory> device_plug_in(std::shared_ptr<DeviceBehaviour> behaviour);
 
-/** How many plug-in objects and interface references are alive, of both kinds. */
+/** How many references to plug-in objects and their interfaces are alive, of both kinds together. */
 std::size_t live_plug_in_references();
 
 } // namespace host

@@ -24,7 +24,11 @@ typedef uint32_t RvConnection;
  */
 RvStatus RvConnectionOpen(RvRegistryEntry service, uint32_t type, RvConnection *connection);
 
-/** Closes a connection. */
+/**
+ * Closes a connection.
+ * @return 0; `kRvStatusBadArgument` for a connection that is not open; the driver's complaint, though the
+ *         connection is closed then too.
+ */
 RvStatus RvConnectionClose(RvConnection connection);
 
 /**

@@ -1,10 +1,14 @@
 /** The port of the contract tests for the embedded host. */
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <memory>
 
 #include "host/allocator.h"
+#include "host/device_registry.h"
+#include "host/hid_service.h"
 #include "host/log.h"
+#include "host/qor_plug_ins.h"
 #include "host/tallybook_store.h"
 #include "tests/contract/port.h"
 
@@ -73,16 +77,105 @@ public:
     }
 };
 
+RvStatus answer_increment(host::MethodCall &call) {
+    const std::size_t scalars = std::min(call.scalars_in.size(), call.scalars_out.size());
+    std::transform(call.scalars_in.begin(), call.scalars_in.begin() + static_cast<std::ptrdiff_t>(scalars),
+                   call.scalars_out.begin(), [](std::uint64_t scalar) { return scalar + 1; });
+    call.scalars_out_count = scalars;
+    call.out_size = std::min(call.in.size(), call.out.size());
+    std::copy_n(call.in.begin(), call.out_size, call.out.begin());
+    return kRvStatusSuccess;
+}
+
+RvStatus answer_boast(host::MethodCall &call) {
+    std::ranges::fill(call.out.first(std::min<std::size_t>(call.out.size(), 64)), std::byte{0x5A});
+    call.out_size = 64;
+    return kRvStatusSuccess;
+}
+
+RvStatus answer_method(host::MethodCall &call) {
+    switch (call.method) {
+    case 1:
+        return answer_increment(call);
+    case 2:
+        return answer_boast(call);
+    case 3:
+        call.out_size = 7;
+        return 0xE0005678;
+    default:
+        return kRvStatusNotFound;
+    }
+}
+
+class HostRegistryPort final : public contract::RegistryPort {
+public:
+    RvRegistryEntry add(const Entry &entry) override {
+        host::RegistryEntryDescription description;
+        description.registry_id = entry.registry_id;
+        description.name = entry.name;
+        description.class_name = entry.class_name;
+        description.parents = entry.parents;
+        if (entry.has_driver) {
+            description.user_client = host::UserClient{
+                .open = [](std::uint32_t type) -> RvStatus { return type == 9 ? 0xE0001234 : 0; },
+                .call_method = answer_method,
+            };
+        }
+        if (entry.has_plug_in) {
+            description.plug_ins.push_back(host::driver_plug_in(std::make_shared<host::DriverBehaviour>()));
+        }
+        return host::device_registry::add(std::move(description));
+    }
+
+    void set_property(RvRegistryEntry entry, const std::string &key, TvRef value) override {
+        host::device_registry::set_property(entry, key, platform::OwnedValue(TvRetain(value)));
+    }
+
+    void remove(RvRegistryEntry entry) override { host::device_registry::remove(entry); }
+
+    std::size_t references(RvRegistryEntry entry) override { return host::device_registry::reference_count(entry); }
+    std::size_t open_connections() override { return host::device_registry::open_connection_count(); }
+    std::size_t plug_in_references() override { return host::live_plug_in_references(); }
+    std::size_t factory_instances(const RvUUIDBytes &factory) override {
+        return host::device_registry::factory_instance_count(factory);
+    }
+};
+
+class HostHIDPort final : public contract::HIDPort {
+public:
+    RvHIDServiceRef make_service(const Service &service) override {
+        auto made = std::make_unique<RvHIDService>();
+        for (const auto &[key, value] : service.properties) {
+            made->properties.emplace(key, platform::OwnedValue(TvRetain(value)));
+        }
+        made->usages = service.usages;
+        made->registry_id.reset(TvRetain(service.registry_id));
+        _services.push_back(std::move(made));
+        return _services.back().get();
+    }
+
+    void forget_services() override { _services.clear(); }
+    void refuse_device(RvRegistryEntry entry) override { host::allow_hid_device(entry, false); }
+    std::size_t live_devices() override { return host::live_hid_devices(); }
+
+private:
+    std::vector<std::unique_ptr<RvHIDService>> _services;
+};
+
 class EmbeddedHostPort final : public contract::Port {
 public:
     contract::AllocatorPort &allocator() override { return _allocator; }
     contract::LogPort &log() override { return _log; }
     contract::StorePort &store() override { return _store; }
+    contract::RegistryPort &registry() override { return _registry; }
+    contract::HIDPort &hid() override { return _hid; }
 
 private:
     HostAllocatorPort _allocator;
     HostLogPort _log;
     HostStorePort _store;
+    HostRegistryPort _registry;
+    HostHIDPort _hid;
 };
 
 } // namespace

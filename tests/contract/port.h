@@ -11,10 +11,15 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/RvAllocator.h"
+#include "platform/RvConnection.h"
+#include "platform/RvHID.h"
 #include "platform/RvLog.h"
+#include "platform/RvPlugIn.h"
+#include "platform/RvRegistry.h"
 
 namespace contract {
 
@@ -75,6 +80,75 @@ public:
     virtual std::map<std::string, std::vector<double>> distributions() = 0;
 };
 
+/** The device registry's other side: entries, their drivers for user clients, and their plug-ins. */
+class RegistryPort {
+public:
+    struct Entry {
+        std::uint64_t registry_id;
+        std::string name;
+        std::string class_name;
+        std::map<std::string, RvRegistryEntry> parents; ///< by plane
+
+        /**
+         * Whether the entry has this driver for user clients:
+         * connection type 9 is refused with 0xE0001234;
+         * method 1 answers each scalar with that scalar plus one, and the bytes that it was given;
+         * method 2 fills what room it has, up to 64 bytes, with 0x5A, and reports 64;
+         * method 3 fails with 0xE0005678 and reports a size of 7;
+         * there are no other methods.
+         */
+        bool has_driver = false;
+
+        /** Whether the entry is served by a user-space plug-in of type `kQorDriverPlugInTypeBytes`. */
+        bool has_plug_in = false;
+    };
+
+    virtual ~RegistryPort() = default;
+
+    /** Adds an entry, as its parents' last child. @return its handle, without a reference. */
+    virtual RvRegistryEntry add(const Entry &entry) = 0;
+
+    /** Puts a property, which the entry retains. */
+    virtual void set_property(RvRegistryEntry entry, const std::string &key, TvRef value) = 0;
+
+    /** Takes an entry out. */
+    virtual void remove(RvRegistryEntry entry) = 0;
+
+    /** How many references to the entry were given and not given back. */
+    virtual std::size_t references(RvRegistryEntry entry) = 0;
+
+    /** How many connections are open. */
+    virtual std::size_t open_connections() = 0;
+
+    /** How many references to plug-in objects and their interfaces are alive. */
+    virtual std::size_t plug_in_references() = 0;
+
+    /** How many live objects a factory has registered. */
+    virtual std::size_t factory_instances(const RvUUIDBytes &factory) = 0;
+};
+
+/** The HID event system's other side. */
+class HIDPort {
+public:
+    struct Service {
+        std::map<std::string, TvRef> properties; ///< retained
+        std::vector<std::pair<std::uint32_t, std::uint32_t>> usages;
+        TvRef registry_id = nullptr; ///< retained; null for none
+    };
+
+    virtual ~HIDPort() = default;
+
+    /** A service that lives until `forget_services`. */
+    virtual RvHIDServiceRef make_service(const Service &service) = 0;
+    virtual void forget_services() = 0;
+
+    /** Lets no device object be made on this entry. */
+    virtual void refuse_device(RvRegistryEntry entry) = 0;
+
+    /** How many device objects are alive. */
+    virtual std::size_t live_devices() = 0;
+};
+
 /** The port, by role. The objects live as long as the process. */
 class Port {
 public:
@@ -83,6 +157,8 @@ public:
     virtual AllocatorPort &allocator() = 0;
     virtual LogPort &log() = 0;
     virtual StorePort &store() = 0;
+    virtual RegistryPort &registry() = 0;
+    virtual HIDPort &hid() = 0;
 };
 
 /** Defined by the port. */

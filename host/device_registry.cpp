@@ -1,0 +1,420 @@
+#include "host/device_registry.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+#include <mutex>
+#include <string_view>
+
+#include "host/error.h"
+#include "host/fault_points.h"
+
+namespace host {
+namespace {
+
+using platform::OwnedValue;
+
+struct Entry {
+    std::uint64_t registry_id = 0;
+    std::string name;
+    std::string class_name;
+    std::map<std::string, OwnedValue, std::less<>> properties;
+    std::map<std::string, RvRegistryEntry, std::less<>> parents;
+    std::map<std::string, std::vector<RvRegistryEntry>, std::less<>> children;
+    std::shared_ptr<const UserClient> user_client;
+    std::vector<std::pair<RvUUIDBytes, PlugInFactory>> plug_ins;
+    std::size_t references = 0;
+    bool registered = true;
+};
+
+struct Connection {
+    RvRegistryEntry service;
+    std::shared_ptr<const UserClient> user_client;
+};
+
+/**
+ * Entries stand in the order of their handles, which is the order in which they were added; a handle number is
+ * never used twice. `mutex` guards everything; what belongs to drivers is called, and released, without it.
+ */
+struct Registry {
+    std::mutex mutex;
+    std::map<RvRegistryEntry, Entry> entries;
+    RvRegistryEntry next_entry = 1;
+    std::map<RvConnection, Connection> connections;
+    RvConnection next_connection = 1;
+
+    Entry *registered(RvRegistryEntry handle) {
+        const auto found = entries.find(handle);
+        return found != entries.end() && found->second.registered ? &found->second : nullptr;
+    }
+};
+
+/** Never destroyed: look-ups are allowed at any time, also while the process ends. */
+Registry &registry() {
+    static Registry &instance = *new Registry;
+    return instance;
+}
+
+template <typename Matches>
+RvRegistryEntry copy_first(const Matches &matches) {
+    Registry &reg = registry();
+    const std::lock_guard lock(reg.mutex);
+    for (auto &[handle, entry] : reg.entries) {
+        if (entry.registered && matches(entry)) {
+            ++entry.references;
+            return handle;
+        }
+    }
+    return 0;
+}
+
+/** Stores an owned handle of `neighbour(entry)`, which is 0 for none. */
+template <typename Neighbour>
+RvStatus copy_neighbour(RvRegistryEntry handle, const char *plane, RvRegistryEntry *out, const Neighbour &neighbour) {
+    if (handle == 0 || plane == nullptr || out == nullptr) {
+        return kRvStatusBadArgument;
+    }
+    Registry &reg = registry();
+    const std::lock_guard lock(reg.mutex);
+    const Entry *entry = reg.registered(handle);
+    if (entry == nullptr) {
+        return kRvStatusNotFound;
+    }
+    const RvRegistryEntry found = neighbour(*entry);
+    if (Entry *target = reg.registered(found)) {
+        ++target->references;
+    }
+    *out = found;
+    return kRvStatusSuccess;
+}
+
+void check_addition(Registry &reg, const RegistryEntryDescription &description) {
+    for (const auto &[handle, entry] : reg.entries) {
+        if (entry.registered && entry.registry_id == description.registry_id) {
+            char id[24];
+            std::snprintf(id, sizeof id, "0x%llX", static_cast<unsigned long long>(description.registry_id));
+            throw Error("", "registry entry " + in_quotes(description.name),
+                        std::string("registry ID ") + id + " is taken by entry " + in_quotes(entry.name));
+        }
+    }
+    for (const auto &[plane, parent] : description.parents) {
+        if (reg.registered(parent) == nullptr) {
+            throw Error("", "registry entry " + in_quotes(description.name),
+                        "its parent in plane " + in_quotes(plane) + " is not in the registry");
+        }
+    }
+}
+
+/** Cuts the ties of an entry that leaves, so that no neighbour leads to it. */
+void untie(Registry &reg, RvRegistryEntry handle, Entry &entry) {
+    for (const auto &[plane, parent] : entry.parents) {
+        std::erase(reg.entries.at(parent).children.find(plane)->second, handle);
+    }
+    for (const auto &[plane, children] : entry.children) {
+        for (const RvRegistryEntry child : children) {
+            reg.entries.at(child).parents.erase(plane);
+        }
+    }
+    entry.parents.clear();
+    entry.children.clear();
+}
+
+/** The connection's driver, while its service is registered. */
+RvStatus driver_of(RvConnection connection, std::shared_ptr<const UserClient> &driver) {
+    Registry &reg = registry();
+    const std::lock_guard lock(reg.mutex);
+    const auto found = reg.connections.find(connection);
+    if (found == reg.connections.end()) {
+        return kRvStatusBadArgument;
+    }
+    if (reg.registered(found->second.service) == nullptr) {
+        return kRvStatusNotFound;
+    }
+    driver = found->second.user_client;
+    return kRvStatusSuccess;
+}
+
+std::uint32_t clamped_to_32_bits(std::size_t count) {
+    return static_cast<std::uint32_t>(std::min<std::size_t>(count, std::numeric_limits<std::uint32_t>::max()));
+}
+
+FaultPoint copy_service_matching_id{"RvRegistryCopyServiceMatchingID"};
+FaultPoint copy_service_matching_class{"RvRegistryCopyServiceMatchingClass"};
+FaultPoint copy_service_matching_name{"RvRegistryCopyServiceMatchingName"};
+FaultPoint copy_parent{"RvRegistryEntryCopyParent"};
+FaultPoint copy_child{"RvRegistryEntryCopyChild"};
+FaultPoint get_name{"RvRegistryEntryGetName"};
+FaultPoint copy_property{"RvRegistryEntryCopyProperty"};
+FaultPoint connection_open{"RvConnectionOpen"};
+FaultPoint connection_close{"RvConnectionClose"};
+FaultPoint connection_call_method{"RvConnectionCallMethod"};
+
+} // namespace
+
+namespace device_registry {
+
+RvRegistryEntry add(RegistryEntryDescription description) {
+    Registry &reg = registry();
+    const std::lock_guard lock(reg.mutex);
+    check_addition(reg, description);
+
+    Entry entry;
+    entry.registry_id = description.registry_id;
+    entry.name = std::move(description.name);
+    entry.class_name = std::move(description.class_name);
+    for (auto &[key, value] : description.properties) {
+        if (value) {
+            entry.properties.emplace(key, std::move(value));
+        }
+    }
+    entry.parents.insert(description.parents.begin(), description.parents.end());
+    if (description.user_client) {
+        entry.user_client = std::make_shared<UserClient>(std::move(*description.user_client));
+    }
+    entry.plug_ins = std::move(description.plug_ins);
+
+    const RvRegistryEntry handle = reg.next_entry++;
+    for (const auto &[plane, parent] : entry.parents) {
+        reg.entries.at(parent).children[plane].push_back(handle);
+    }
+    reg.entries.emplace(handle, std::move(entry));
+    return handle;
+}
+
+void set_property(RvRegistryEntry handle, const std::string &key, OwnedValue value) {
+    OwnedValue replaced;
+    Registry &reg = registry();
+    const std::lock_guard lock(reg.mutex);
+    Entry *entry = reg.registered(handle);
+    if (entry == nullptr) {
+        return;
+    }
+    if (!value) {
+        entry->properties.erase(key);
+        return;
+    }
+    replaced = std::exchange(entry->properties[key], std::move(value));
+}
+
+void remove(RvRegistryEntry handle) {
+    Entry removed; // its drivers' functions go after the lock
+    Registry &reg = registry();
+    const std::lock_guard lock(reg.mutex);
+    Entry *entry = reg.registered(handle);
+    if (entry == nullptr) {
+        return;
+    }
+    untie(reg, handle, *entry);
+    removed = std::move(*entry);
+    if (removed.references == 0) {
+        reg.entries.erase(handle);
+        return;
+    }
+    *entry = Entry{};
+    entry->registered = false;
+    entry->references = removed.references;
+}
+
+bool is_registered(RvRegistryEntry handle) {
+    Registry &reg = registry();
+    const std::lock_guard lock(reg.mutex);
+    return reg.registered(handle) != nullptr;
+}
+
+PlugInFactory plug_in_factory(RvRegistryEntry handle, const RvUUIDBytes &type) {
+    Registry &reg = registry();
+    const std::lock_guard lock(reg.mutex);
+    if (const Entry *entry = reg.registered(handle)) {
+        for (const auto &[candidate, factory] : entry->plug_ins) {
+            if (std::memcmp(candidate.bytes, type.bytes, sizeof type.bytes) == 0) {
+                return factory;
+            }
+        }
+    }
+    return {};
+}
+
+std::size_t reference_count(RvRegistryEntry handle) {
+    Registry &reg = registry();
+    const std::lock_guard lock(reg.mutex);
+    const auto found = reg.entries.find(handle);
+    return found == reg.entries.end() ? 0 : found->second.references;
+}
+
+std::size_t open_connection_count() {
+    Registry &reg = registry();
+    const std::lock_guard lock(reg.mutex);
+    return reg.connections.size();
+}
+
+} // namespace device_registry
+} // namespace host
+
+using host::registry;
+
+RvRegistryEntry RvRegistryCopyServiceMatchingID(uint64_t registry_id) {
+    if (host::copy_service_matching_id.strikes()) {
+        return 0;
+    }
+    return host::copy_first([&](const host::Entry &entry) { return entry.registry_id == registry_id; });
+}
+
+RvRegistryEntry RvRegistryCopyServiceMatchingClass(const char *class_name) {
+    if (host::copy_service_matching_class.strikes() || class_name == nullptr) {
+        return 0;
+    }
+    return host::copy_first([&](const host::Entry &entry) { return entry.class_name == class_name; });
+}
+
+RvRegistryEntry RvRegistryCopyServiceMatchingName(const char *name) {
+    if (host::copy_service_matching_name.strikes() || name == nullptr) {
+        return 0;
+    }
+    return host::copy_first([&](const host::Entry &entry) { return entry.name == name; });
+}
+
+RvStatus RvRegistryEntryCopyParent(RvRegistryEntry entry, const char *plane, RvRegistryEntry *parent) {
+    if (host::copy_parent.strikes()) {
+        return kRvStatusError;
+    }
+    return host::copy_neighbour(entry, plane, parent, [&](const host::Entry &of) -> RvRegistryEntry {
+        const auto found = of.parents.find(std::string_view(plane));
+        return found == of.parents.end() ? 0 : found->second;
+    });
+}
+
+RvStatus RvRegistryEntryCopyChild(RvRegistryEntry entry, const char *plane, RvRegistryEntry *child) {
+    if (host::copy_child.strikes()) {
+        return kRvStatusError;
+    }
+    return host::copy_neighbour(entry, plane, child, [&](const host::Entry &of) -> RvRegistryEntry {
+        const auto found = of.children.find(std::string_view(plane));
+        return found == of.children.end() || found->second.empty() ? 0 : found->second.front();
+    });
+}
+
+RvStatus RvRegistryEntryGetName(RvRegistryEntry entry, char name[kRvRegistryNameSize]) {
+    if (host::get_name.strikes()) {
+        return kRvStatusError;
+    }
+    if (entry == 0 || name == nullptr) {
+        return kRvStatusBadArgument;
+    }
+    host::Registry &reg = registry();
+    const std::lock_guard lock(reg.mutex);
+    const host::Entry *found = reg.registered(entry);
+    if (found == nullptr) {
+        return kRvStatusNotFound;
+    }
+    name[found->name.copy(name, kRvRegistryNameSize - 1)] = '\0';
+    return kRvStatusSuccess;
+}
+
+TvRef RvRegistryEntryCopyProperty(RvRegistryEntry entry, const char *key) {
+    if (host::copy_property.strikes() || key == nullptr) {
+        return nullptr;
+    }
+    host::Registry &reg = registry();
+    const std::lock_guard lock(reg.mutex);
+    const host::Entry *found = reg.registered(entry);
+    if (found == nullptr) {
+        return nullptr;
+    }
+    const auto property = found->properties.find(std::string_view(key));
+    return property == found->properties.end() ? nullptr : TvRetain(property->second.get());
+}
+
+void RvRegistryEntryRelease(RvRegistryEntry entry) {
+    host::Registry &reg = registry();
+    const std::lock_guard lock(reg.mutex);
+    const auto found = reg.entries.find(entry);
+    if (found == reg.entries.end() || found->second.references == 0) {
+        return;
+    }
+    if (--found->second.references == 0 && !found->second.registered) {
+        reg.entries.erase(found);
+    }
+}
+
+RvStatus RvConnectionOpen(RvRegistryEntry service, uint32_t type, RvConnection *connection) {
+    if (host::connection_open.strikes()) {
+        return kRvStatusError;
+    }
+    if (service == 0 || connection == nullptr) {
+        return kRvStatusBadArgument;
+    }
+    std::shared_ptr<const host::UserClient> driver;
+    host::Registry &reg = registry();
+    {
+        const std::lock_guard lock(reg.mutex);
+        if (const host::Entry *entry = reg.registered(service)) {
+            driver = entry->user_client;
+        }
+    }
+    if (driver == nullptr) {
+        return kRvStatusNotFound;
+    }
+    if (driver->open) {
+        if (const RvStatus refusal = driver->open(type); refusal != kRvStatusSuccess) {
+            return refusal;
+        }
+    }
+    const std::lock_guard lock(reg.mutex);
+    *connection = reg.next_connection++;
+    reg.connections.emplace(*connection, host::Connection{service, std::move(driver)});
+    return kRvStatusSuccess;
+}
+
+RvStatus RvConnectionClose(RvConnection connection) {
+    const bool struck = host::connection_close.strikes();
+    std::shared_ptr<const host::UserClient> driver; // goes after the lock
+    host::Registry &reg = registry();
+    const std::lock_guard lock(reg.mutex);
+    const auto found = reg.connections.find(connection);
+    if (found == reg.connections.end()) {
+        return kRvStatusBadArgument;
+    }
+    driver = std::move(found->second.user_client);
+    reg.connections.erase(found);
+    return struck ? kRvStatusError : RvStatus{kRvStatusSuccess};
+}
+
+RvStatus RvConnectionCallMethod(RvConnection connection, uint32_t method, const uint64_t *scalars_in,
+                                uint32_t scalars_in_count, const void *in, size_t in_size, uint64_t *scalars_out,
+                                uint32_t *scalars_out_count, void *out, size_t *out_size) {
+    if (host::connection_call_method.strikes()) {
+        return kRvStatusError;
+    }
+    if ((scalars_in == nullptr && scalars_in_count != 0) || (in == nullptr && in_size != 0)) {
+        return kRvStatusBadArgument;
+    }
+    std::shared_ptr<const host::UserClient> driver;
+    if (const RvStatus status = host::driver_of(connection, driver); status != kRvStatusSuccess) {
+        return status;
+    }
+    if (!driver->call_method) {
+        return kRvStatusNotFound;
+    }
+
+    const std::size_t scalar_capacity =
+        scalars_out != nullptr && scalars_out_count != nullptr ? *scalars_out_count : std::size_t{0};
+    const std::size_t capacity = out != nullptr && out_size != nullptr ? *out_size : 0;
+    host::MethodCall call{
+        .method = method,
+        .scalars_in = {scalars_in, scalars_in_count},
+        .in = {static_cast<const std::byte *>(in), in_size},
+        .scalars_out = {scalars_out, scalar_capacity},
+        .scalars_out_count = scalar_capacity,
+        .out = {static_cast<std::byte *>(out), capacity},
+        .out_size = capacity,
+    };
+    const RvStatus status = driver->call_method(call);
+    if (scalars_out_count != nullptr) {
+        *scalars_out_count = host::clamped_to_32_bits(call.scalars_out_count);
+    }
+    if (out_size != nullptr) {
+        *out_size = call.out_size;
+    }
+    return status;
+}
