@@ -1,0 +1,22 @@
+/** What the plug-in holds of one kept HID service. */
+#pragma once
+
+#include "platform/QorInterfaces.h"
+#include "platform/RvHID.h"
+#include "platform/RvRegistry.h"
+
+/**
+ * The per-service context. It owns its handles and interfaces and never gives them back: once a service is
+ * kept, its context lives as long as the process, because handlers and callbacks refer to it.
+ */
+struct Context {
+    struct {
+        RvRegistryEntry _service;         ///< the QOR driver's service
+        QorDriverInterfaceRef _interface; ///< null when the driver has no user-space plug-in
+    } _driver;
+    struct {
+        RvHIDDeviceRef _hid;              ///< made for consumer-control services, else null
+        RvRegistryEntry _service;         ///< the QOR device's service: the grandparent of the driver's
+        QorDeviceInterfaceRef _interface; ///< null when the device has no user-space plug-in
+    } _device;
+};

@@ -1,0 +1,7 @@
+/** The one static interface table of the plug-in. */
+#pragma once
+
+#include "plugin/OndreQORHIDStatisticsInterface.h"
+
+/** 18 slots; each entry forwards to the member of the same name. */
+extern const OndreQORHIDStatisticsTable interfaceTable;

@@ -1,0 +1,191 @@
+// How a HID service becomes a context: vetted, walked to in the registry, connected, given its handlers.
+
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "platform/Owned.h"
+#include "platform/QorInterfaces.h"
+#include "platform/RvPlugIn.h"
+#include "plugin/OndreQORHIDStatistics.h"
+#include "plugin/QorServices.h"
+
+using platform::OwnedEntry;
+using platform::OwnedInterface;
+using platform::OwnedValue;
+
+namespace {
+
+constexpr RvUUIDBytes kDriverPlugInType = kQorDriverPlugInTypeBytes;
+constexpr RvUUIDBytes kDriverInterface = kQorDriverInterfaceBytes;
+constexpr RvUUIDBytes kDevicePlugInType = kQorDevicePlugInTypeBytes;
+constexpr RvUUIDBytes kDeviceInterface = kQorDeviceInterfaceBytes;
+constexpr RvUUIDBytes kPlugInInterface = kRvPlugInInterfaceBytes;
+
+/** Tells the driver that somebody listens to the device's analytics; carries no data either way. */
+constexpr uint32_t kAnalyticsReadyCommand = 30;
+
+bool hasQorTransport(RvHIDServiceRef service) {
+    OwnedValue property(RvHIDServiceCopyProperty(service, "Transport"));
+    if (!property) {
+        return false;
+    }
+    TvRef transport = property.get();
+    if (!ASSERTION_HOLDS(TvGetTypeID(transport) == TvStringGetTypeID())) {
+        return false;
+    }
+    return std::strcmp(TvStringGetCString(transport), "QOR") == 0;
+}
+
+/** The parent in the service plane; on failure the status, and no handle whatever the look-up stored. */
+RvStatus copyServiceParent(RvRegistryEntry entry, OwnedEntry &parent) {
+    RvRegistryEntry found = 0;
+    RvStatus kr = RvRegistryEntryCopyParent(entry, kRvServicePlane, &found);
+    if (kr == kRvStatusSuccess) {
+        parent.reset(found);
+    }
+    return kr;
+}
+
+bool statusHolds(RvStatus kr, int line) {
+    if (kr != kRvStatusSuccess) {
+        logAssertion("kr == 0 ", line, kr);
+    }
+    return kr == kRvStatusSuccess;
+}
+
+/** The service's user-space plug-in of that type; null, without a word, when there is none. */
+OwnedInterface createPlugIn(RvRegistryEntry service, RvUUIDBytes type) {
+    RvInterfaceRef plugIn = nullptr;
+    RvStatus kr = RvPlugInCreateForService(service, RvUUIDGetConstantWithBytes(type),
+                                           RvUUIDGetConstantWithBytes(kPlugInInterface), &plugIn);
+    return OwnedInterface(kr == kRvStatusSuccess ? plugIn : nullptr);
+}
+
+/** Asks a plug-in for an interface. A negative result is logged; an interface that came with it is used. */
+template <typename InterfaceRef>
+InterfaceRef queryInterface(const OwnedInterface &plugIn, RvUUIDBytes type) {
+    void *interface = nullptr;
+    HRESULT result = (*plugIn.get())->QueryInterface(plugIn.get(), type, &interface);
+    if (result < 0) {
+        logAssertion("((HRESULT)(Status) >= 0)", __LINE__);
+    }
+    return static_cast<InterfaceRef>(interface);
+}
+
+} // namespace
+
+/**
+ * Gets and starts the driver interface. A driver without one is no failure.
+ * @return false when the driver refuses to start, which ends the registration.
+ */
+bool OndreQORHIDStatistics::startDriverInterface(Context *context) {
+    OwnedInterface plugIn = createPlugIn(context->_driver._service, kDriverPlugInType);
+    if (!plugIn) {
+        return true;
+    }
+    context->_driver._interface = queryInterface<QorDriverInterfaceRef>(plugIn, kDriverInterface);
+    if (!ASSERTION_HOLDS(context->_driver._interface)) {
+        // Intended: on this path alone the plug-in object is leaked.
+        [[maybe_unused]] RvInterfaceRef leaked = plugIn.detach();
+        return true;
+    }
+    return statusHolds((*context->_driver._interface)->start(context->_driver._interface, 0), __LINE__);
+}
+
+/** Gets and starts the device interface, and has it deliver analytics when the service supports that. */
+void OndreQORHIDStatistics::startDeviceInterface(Context *context, bool supportsTallybook) {
+    OwnedInterface plugIn = createPlugIn(context->_device._service, kDevicePlugInType);
+    if (!plugIn) {
+        return;
+    }
+    context->_device._interface = queryInterface<QorDeviceInterfaceRef>(plugIn, kDeviceInterface);
+    if (!ASSERTION_HOLDS(context->_device._interface)) {
+        return;
+    }
+    QorDeviceInterfaceRef device = context->_device._interface;
+    (*device)->start(device, 0);
+    if (!supportsTallybook) {
+        return;
+    }
+    (*device)->set_dispatch_queue(device, _queue);
+    (*device)->set_analytics_callback(device, publishTBData, this);
+    if (QorDriverInterfaceRef driver = context->_driver._interface) {
+        size_t outputSize = 0;
+        (*driver)->command(driver, kAnalyticsReadyCommand, nullptr, 0, nullptr, &outputSize);
+    }
+}
+
+/**
+ * Wherever this returns before the end, the context is freed, and what it already held (registry handles,
+ * interfaces, the HID device) stays unreleased: intended.
+ */
+void OndreQORHIDStatistics::registerService(RvHIDServiceRef service) {
+    if (!hasQorTransport(service)) {
+        return;
+    }
+    std::optional<ServiceGroups> groups = groupsOfService(service);
+    if (!groups) {
+        return;
+    }
+
+    RvRegistryEntry driverService = RvRegistryCopyServiceMatchingID(getRvHIDServiceRegistryID(service));
+    std::unique_ptr<Context> kept(new (std::nothrow) Context{});
+    if (!kept) {
+        return;
+    }
+    Context *context = kept.get();
+    context->_driver._service = driverService;
+    if (!ASSERTION_HOLDS(context->_driver._service)) {
+        return;
+    }
+
+    OwnedEntry parent;
+    if (!statusHolds(copyServiceParent(context->_driver._service, parent), __LINE__)) {
+        return;
+    }
+    if (!ASSERTION_HOLDS(parent)) {
+        return;
+    }
+    OwnedEntry grandparent;
+    if (!statusHolds(copyServiceParent(parent.get(), grandparent), __LINE__)) {
+        return;
+    }
+    context->_device._service = grandparent.detach();
+    if (!ASSERTION_HOLDS(context->_device._service)) {
+        return;
+    }
+
+    if (!startDriverInterface(context)) {
+        return;
+    }
+    startDeviceInterface(context, groups->supportsTallybook);
+
+    if (groups->button && isConsumerControl(service)) {
+        context->_device._hid = RvHIDDeviceCreate(context->_device._service);
+        if (!ASSERTION_HOLDS(context->_device._hid)) {
+            return;
+        }
+        registerSSHBHandlers(context);
+    }
+    if (groups->sensor) {
+        registerSensorHandler(context);
+    }
+    if (!_rawDebugRegistered) {
+        _rawDebugRegistered = true;
+        registerRawDebugHandlers(context);
+    }
+    keepContext(kept.release());
+}
+
+/** Without memory for the array the context is kept all the same, since handlers refer to it. */
+void OndreQORHIDStatistics::keepContext(Context *context) {
+    if (_services == nullptr) {
+        return;
+    }
+    try {
+        _services->push_back(context);
+    } catch (const std::bad_alloc &) {
+        // Nothing walks the array; a context missing from it is only out of sight.
+    }
+}
