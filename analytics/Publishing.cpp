@@ -1,6 +1,118 @@
+// Analytics entries of the firmware become operations on the analytics store.
+
+#include <atomic>
+#include <cstdio>
+
+#include "platform/TallybookStore.h"
 #include "plugin/OndreQORHIDStatistics.h"
 
-void OndreQORHIDStatistics::publishTBData(const Tbk * /*entries*/, uint64_t /*count*/) {}
+namespace {
+
+/** Every entry says which key table it was made for; the version is the table's count. */
+constexpr uint8_t kVersion = 0x3A;
+static_assert(kVersion == kQORTbkKey_Count);
+
+enum Operation : uint8_t {
+    kNone = 0,
+    kClearScalar = 1,
+    kSetScalar = 2,
+    kAddToScalar = 3,
+    kClearDistribution = 4,
+    kSetDistribution = 5
+    // from here on: push the value (code - 5) times
+};
+
+/** The key of every index that the table does not have: made once per process and kept. */
+TvStringRef fallbackKey() {
+    static std::atomic<TvStringRef> kept{nullptr};
+    if (TvStringRef key = kept.load()) {
+        return key;
+    }
+    TvStringRef made = TvStringCreateWithCString("com.ondre.zel.unknown", kTvStringEncodingASCII);
+    TvStringRef earlier = nullptr;
+    if (!kept.compare_exchange_strong(earlier, made)) {
+        TvRelease(made);
+        return earlier;
+    }
+    return made;
+}
+
+/** Fixed point with 16 fraction bits; the precision of a float is lost on purpose before the scaling. */
+double distributionValue(int32_t value) { return static_cast<double>(static_cast<float>(value) * 0x1p-16F); }
+
+void logError(const char *text) { RvLogWrite(sharedLog(), kRvLogLevelError, text); }
+
+void logVersionMismatch(const Tbk &entry) {
+    if (!RvLogIsEnabled(sharedLog(), kRvLogLevelError)) {
+        return;
+    }
+    char text[96];
+    std::snprintf(text, sizeof text, "%s qortbkkeys version mismatch (%#x/%#x)", "publishTBData", entry.version(),
+                  kVersion);
+    logError(text);
+}
+
+void logOperation(const Tbk &entry, TvStringRef key) {
+    if (!RvLogIsEnabled(sharedLog(), kRvLogLevelError)) {
+        return;
+    }
+    const char *name = TvStringGetCString(key);
+    char text[256];
+    std::snprintf(text, sizeof text, "%s op=%#x '%s' (%#x)", "publishTBData", entry.operation(),
+                  name != nullptr ? name : "(null)", entry.key());
+    logError(text);
+}
+
+void perform(const Tbk &entry, TvStringRef key) {
+    const int32_t value = entry.value();
+    switch (entry.operation()) {
+    case kNone:
+        break;
+    case kClearScalar:
+        TallybookScalarClear(key);
+        break;
+    case kSetScalar:
+        TallybookScalarSet(key, value);
+        break;
+    case kAddToScalar:
+        TallybookScalarAdd(key, value);
+        break;
+    case kClearDistribution:
+        TallybookDistributionClear(key);
+        break;
+    case kSetDistribution:
+        TallybookDistributionSet(key, distributionValue(value));
+        break;
+    default:
+        for (int pushes = entry.operation() - kSetDistribution; pushes > 0; --pushes) {
+            TallybookDistributionPush(key, distributionValue(value));
+        }
+        break;
+    }
+}
+
+} // namespace
+
+TvStringRef OndreQORHIDStatistics::keyForIndex(TallybookKey key) {
+    // A negative number is as far outside the table as a large one.
+    if (!ASSERTION_HOLDS_AT(key < kQORTbkKey_Count, 434) || key < 0) {
+        return fallbackKey();
+    }
+    return _keys[key];
+}
+
+void OndreQORHIDStatistics::publishTBData(const Tbk *entries, uint64_t count) {
+    for (uint64_t i = 0; i < count; ++i) {
+        const Tbk &entry = entries[i];
+        if (entry.version() != kVersion) {
+            logVersionMismatch(entry);
+            continue;
+        }
+        TvStringRef key = keyForIndex(static_cast<TallybookKey>(entry.key()));
+        logOperation(entry, key);
+        perform(entry, key);
+    }
+}
 
 void OndreQORHIDStatistics::publishTBData(void *target, const void *entries, uint64_t count) {
     static_cast<OndreQORHIDStatistics *>(target)->publishTBData(static_cast<const Tbk *>(entries), count);

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <new>
 
+#include "analytics/AnalyticsEntry.h"
 #include "analytics/TallybookKeys.h"
 #include "platform/RvAllocator.h"
 #include "platform/RvHID.h"
@@ -16,8 +17,6 @@
 #include "plugin/Context.h"
 #include "plugin/ContextArray.h"
 #include "plugin/OndreQORHIDStatisticsInterface.h"
-
-struct Tbk;
 
 /**
  * The plug-in object. The host sees it only through the static interface table that its first field points
@@ -98,6 +97,12 @@ public:
     void addAPEvents(TvMutableDictionaryRef dictionary, RvRegistryEntry deviceService);
 
     // ---- analytics
+
+    /**
+     * The key string of an index; of one outside the table "com.ondre.zel.unknown". Borrowed; null before
+     * `open` made it and without memory.
+     */
+    TvStringRef keyForIndex(TallybookKey key);
 
     /** Applies `count` entries laid end to end, in order. */
     void publishTBData(const Tbk *entries, uint64_t count);

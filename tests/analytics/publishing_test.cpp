@@ -1,0 +1,203 @@
+// Analytics entries: what each operation does to the store, what is logged, what is skipped.
+
+#include <array>
+#include <cmath>
+
+#include "host/tallybook_store.h"
+#include "tests/plugin/plug_in_fixture.h"
+
+namespace plug_in_tests {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Pair;
+using testing::SizeIs;
+using testing::UnorderedElementsAre;
+
+constexpr uint8_t kClick = 0;     // a scalar by its name
+constexpr uint8_t kDuration = 11; // a distribution by its name
+constexpr const char *kClickName = "com.ondre.zel.button.click.count";
+constexpr const char *kDurationName = "com.ondre.zel.button.click.duration";
+
+/** The bytes of an entry, written out one by one. */
+std::array<uint8_t, 7> entry(uint8_t operation, uint8_t key, int32_t value, uint8_t version = 0x3A) {
+    const auto bits = static_cast<uint32_t>(value);
+    return {version,
+            operation,
+            key,
+            static_cast<uint8_t>(bits),
+            static_cast<uint8_t>(bits >> 8),
+            static_cast<uint8_t>(bits >> 16),
+            static_cast<uint8_t>(bits >> 24)};
+}
+
+class Publishing : public PlugInTest {
+protected:
+    Publishing() { host::clear_store(); }
+    ~Publishing() override { host::clear_store(); }
+
+    void publish(const std::vector<std::array<uint8_t, 7>> &entries) {
+        // A heap block of exactly the batch's size, so that the address sanitizer sees a read past it.
+        std::vector<uint8_t> batch;
+        for (const auto &bytes : entries) {
+            batch.insert(batch.end(), bytes.begin(), bytes.end());
+        }
+        OndreQORHIDStatistics::publishTBData(plug_in, batch.data(), entries.size());
+    }
+
+    static auto scalars() { return host::store_contents().scalars; }
+    static auto distributions() { return host::store_contents().distributions; }
+};
+
+TEST_F(Publishing, OperationZeroChangesNothingAndIsLogged) {
+    publish({entry(0, kClick, 5)});
+
+    EXPECT_THAT(scalars(), IsEmpty());
+    EXPECT_THAT(distributions(), IsEmpty());
+    EXPECT_THAT(lines(), ElementsAre("publishTBData op=0 'com.ondre.zel.button.click.count' (0)"));
+    EXPECT_EQ(log.messages()[0].level, kRvLogLevelError);
+}
+
+TEST_F(Publishing, Operation2SetsTheScalarWithItsSign) {
+    publish({entry(2, kClick, 7), entry(2, kClick, -1)});
+
+    EXPECT_THAT(scalars(), UnorderedElementsAre(Pair(kClickName, -1)));
+}
+
+TEST_F(Publishing, Operation3AddsToTheScalarWithItsSign) {
+    publish({entry(3, kClick, INT32_MAX), entry(3, kClick, INT32_MAX), entry(3, kClick, -4)});
+
+    EXPECT_THAT(scalars(), UnorderedElementsAre(Pair(kClickName, 4294967290)));
+}
+
+TEST_F(Publishing, Operation1ClearsTheScalar) {
+    publish({entry(2, kClick, 7), entry(2, 1, 8), entry(1, kClick, 99)});
+
+    EXPECT_THAT(scalars(), UnorderedElementsAre(Pair("com.ondre.zel.button.single_click.count", 8)));
+}
+
+TEST_F(Publishing, Operation5LeavesOneValueInTheDistribution) {
+    publish({entry(6, kDuration, 65536), entry(5, kDuration, 98304)});
+
+    EXPECT_THAT(distributions().at(kDurationName), ElementsAre(Pair(1.5, 1)));
+}
+
+TEST_F(Publishing, Operation4ClearsTheDistribution) {
+    publish({entry(6, kDuration, 65536), entry(4, kDuration, 0)});
+
+    EXPECT_THAT(distributions(), IsEmpty());
+}
+
+TEST_F(Publishing, Operation6PushesOnce) {
+    publish({entry(6, kDuration, 65536)});
+
+    EXPECT_THAT(distributions().at(kDurationName), ElementsAre(Pair(1.0, 1)));
+}
+
+TEST_F(Publishing, Operation8PushesThreeTimes) {
+    publish({entry(8, kDuration, -32768)});
+
+    EXPECT_THAT(distributions().at(kDurationName), ElementsAre(Pair(-0.5, 3)));
+}
+
+TEST_F(Publishing, Operation255Pushes250Times) {
+    publish({entry(255, kDuration, 1)});
+
+    EXPECT_THAT(distributions().at(kDurationName), ElementsAre(Pair(std::ldexp(1.0, -16), 250)));
+}
+
+TEST_F(Publishing, RoundsAValueToAFloatBeforeScalingIt) {
+    // 2^24 + 1 has no float of its own and becomes 2^24; INT32_MAX becomes 2^31.
+    publish({entry(6, kDuration, 16777217), entry(6, kDuration, INT32_MAX), entry(6, kDuration, INT32_MIN)});
+
+    EXPECT_THAT(distributions().at(kDurationName), ElementsAre(Pair(-32768.0, 1), Pair(256.0, 1), Pair(32768.0, 1)));
+}
+
+TEST_F(Publishing, SkipsAnEntryOfAnotherVersionWithOneLineAndGoesOn) {
+    publish({entry(2, kClick, 7, 0x39), entry(2, kClick, 8, 0), entry(2, kClick, 9)});
+
+    EXPECT_THAT(scalars(), UnorderedElementsAre(Pair(kClickName, 9)));
+    EXPECT_THAT(lines(), ElementsAre("publishTBData qortbkkeys version mismatch (0x39/0x3a)",
+                                     "publishTBData qortbkkeys version mismatch (0/0x3a)",
+                                     "publishTBData op=0x2 'com.ondre.zel.button.click.count' (0)"));
+}
+
+TEST_F(Publishing, AppliesAnIndexPastTheTableToTheFallbackKey) {
+    publish({entry(3, 58, 1), entry(3, 255, 1)});
+
+    EXPECT_THAT(scalars(), UnorderedElementsAre(Pair("com.ondre.zel.unknown", 2)));
+    EXPECT_THAT(lines(), ElementsAre(": Kelmarks: key < kQORTbkKey_Count,  file: plugin/OndreQORHIDStatistics.cpp, "
+                                     "line: 434 value:0",
+                                     "publishTBData op=0x3 'com.ondre.zel.unknown' (0x3a)",
+                                     ": Kelmarks: key < kQORTbkKey_Count,  file: plugin/OndreQORHIDStatistics.cpp, "
+                                     "line: 434 value:0",
+                                     "publishTBData op=0x3 'com.ondre.zel.unknown' (0xff)"));
+}
+
+TEST_F(Publishing, ReachesEveryKeyByItsIndex) {
+    std::vector<std::array<uint8_t, 7>> batch;
+    for (uint8_t key = 0; key < kQORTbkKey_Count; ++key) {
+        batch.push_back(entry(2, key, key));
+    }
+
+    publish(batch);
+
+    ASSERT_THAT(scalars(), SizeIs(58));
+    for (int key = 0; key < kQORTbkKey_Count; ++key) {
+        EXPECT_EQ(scalars().at(kTallybookKeyStrings[key]), key);
+    }
+}
+
+TEST_F(Publishing, OfAnEmptyBatchDoesNothing) {
+    OndreQORHIDStatistics::publishTBData(plug_in, nullptr, 0);
+
+    EXPECT_THAT(scalars(), IsEmpty());
+    EXPECT_THAT(lines(), IsEmpty());
+}
+
+TEST_F(Publishing, LogsNothingWhenTheErrorLevelIsOff) {
+    host::enable_log_level(kRvLogLevelError, false);
+
+    publish({entry(2, kClick, 7), entry(2, kClick, 8, 0x39)});
+    host::enable_log_level(kRvLogLevelError, true);
+
+    EXPECT_THAT(lines(), IsEmpty());
+    EXPECT_THAT(scalars(), UnorderedElementsAre(Pair(kClickName, 7)));
+}
+
+TEST_F(Publishing, ComesThroughTheCallbackThatRegistrationInstalled) {
+    QorPlayer qor;
+    RvHIDService service = qor.tallybook_service(kVendor);
+    queue.run([&] { plug_in->registerService(&service); });
+    const auto bytes = entry(2, kClick, 3);
+
+    EXPECT_TRUE(qor.device->deliver_batch(std::as_bytes(std::span(bytes))));
+
+    EXPECT_THAT(scalars(), UnorderedElementsAre(Pair(kClickName, 3)));
+}
+
+TEST_F(Publishing, BeforeOpenNamesNoKeyAndChangesNothing) {
+    OndreQORHIDStatistics *unopened = OndreQORHIDStatistics::alloc(RvAllocatorGetDefault());
+    const auto bytes = entry(2, kClick, 3);
+
+    OndreQORHIDStatistics::publishTBData(unopened, bytes.data(), 1);
+    unopened->Release();
+
+    EXPECT_THAT(scalars(), IsEmpty());
+    EXPECT_THAT(lines(), ElementsAre("publishTBData op=0x2 '(null)' (0)"));
+}
+
+using KeyForIndex = PlugInTest;
+
+TEST_F(KeyForIndex, AnswersTheObjectsOwnString) {
+    EXPECT_EQ(plug_in->keyForIndex(kQORTbkKey_Test), PlugInInspector::key(*plug_in, 57));
+    EXPECT_STREQ(TvStringGetCString(plug_in->keyForIndex(kQORTbkKey_Test)), "com.ondre.zel.test");
+}
+
+TEST_F(KeyForIndex, AnswersTheFallbackForANegativeNumber) {
+    EXPECT_STREQ(TvStringGetCString(plug_in->keyForIndex(static_cast<TallybookKey>(-1))), "com.ondre.zel.unknown");
+}
+
+} // namespace
+} // namespace plug_in_tests
