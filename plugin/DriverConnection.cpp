@@ -1,12 +1,13 @@
 // The two roads to the QOR driver: through a context's driver interface, and by name over a user-client
 // connection made for one call. And the event-queue counters that the driver publishes in the registry.
 
-#include <charconv>
 #include <cstdio>
 
 #include "platform/Owned.h"
 #include "platform/RvConnection.h"
 #include "plugin/OndreQORHIDStatistics.h"
+#include "state/DecimalText.h"
+#include "state/DictionarySetters.h"
 
 using platform::OwnedEntry;
 using platform::OwnedValue;
@@ -90,25 +91,8 @@ EventCounters readEventCounters(const OwnedEntry &driver, const OwnedEntry &user
     return counters;
 }
 
-/** Text of nanoseconds, taken as unsigned, as seconds with six decimals, whatever the locale. */
-class SecondsText {
-public:
-    explicit SecondsText(int64_t nanoseconds) {
-        const double seconds = static_cast<double>(static_cast<uint64_t>(nanoseconds)) / 1e9;
-        // At most 2^64 / 1e9: eleven digits before the point, six after it.
-        *std::to_chars(_text, _text + sizeof _text - 1, seconds, std::chars_format::fixed, 6).ptr = '\0';
-    }
-    const char *get() const { return _text; }
-
-private:
-    char _text[32];
-};
-
-void setASCIIText(TvMutableDictionaryRef dictionary, const char *name, const char *text) {
-    OwnedValue key(TvStringCreateWithCString(name, kTvStringEncodingASCII));
-    OwnedValue value(TvStringCreateWithCString(text, kTvStringEncodingASCII));
-    TvDictionarySetValue(dictionary, key.get(), value.get());
-}
+/** Nanoseconds, taken as unsigned, in seconds. */
+double seconds(int64_t nanoseconds) { return static_cast<double>(static_cast<uint64_t>(nanoseconds)) / 1e9; }
 
 } // namespace
 
@@ -196,6 +180,7 @@ void OndreQORHIDStatistics::addAPEvents(TvMutableDictionaryRef dictionary, RvReg
     char text[256];
     std::snprintf(text, sizeof text, "%d [enqueued=%d dropped=%d; event_delta=%s dropped_delta=%s]\n",
                   counters.numEvents, static_cast<int32_t>(counters.enqueued), counters.dropped,
-                  SecondsText(counters.lastEventTime).get(), SecondsText(counters.lastDroppedEventTime).get());
-    setASCIIText(dictionary, "APEvents", text);
+                  DecimalText(seconds(counters.lastEventTime)).get(),
+                  DecimalText(seconds(counters.lastDroppedEventTime)).get());
+    setText(dictionary, "APEvents", text);
 }

@@ -18,6 +18,8 @@
 #include "plugin/ContextArray.h"
 #include "plugin/OndreQORHIDStatisticsInterface.h"
 
+struct _SSHBLatencyStatsV2;
+
 /**
  * The plug-in object. The host sees it only through the static interface table that its first field points
  * to, and calls everything on one serial queue; so there are no locks and the reference count is plain.
@@ -119,6 +121,17 @@ public:
      */
     RvStateCaptureRecord *copyStateData(TvRef value, const char *title);
 
+    /** The statistics as a dictionary, the caller's; null without memory for it. */
+    TvMutableDictionaryRef copySSHBStatistics(const _SSHBLatencyStatsV2 &stats);
+
+    /**
+     * The asset table as a dictionary of lines, the caller's.
+     * @param table           at least 1479 readable bytes when `propertyLength` says so; more are ignored.
+     * @return null for a table that is too short and without memory.
+     */
+    TvMutableDictionaryRef copySSHBAssets(const uint8_t *table, uint64_t propertyLength);
+
+    /** The snapshots: a record, the caller's; null, with an assertion line that says why, when it fails. */
     RvStateCaptureRecord *stateHandler_SSHBStats(const RvStateCaptureHints *hints, Context *context);
     RvStateCaptureRecord *stateHandler_SSHBAssets(const RvStateCaptureHints *hints, Context *context);
     RvStateCaptureRecord *stateHandler_SensorInfo(const RvStateCaptureHints *hints, Context *context);
@@ -140,6 +153,8 @@ private:
     void startDeviceInterface(Context *context, bool supportsTallybook);
 
     void keepContext(Context *context);
+
+    bool putSensorType(Context *context, TvMutableDictionaryRef state);
 
     void registerSSHBHandlers(Context *context);
     void registerSensorHandler(Context *context);
