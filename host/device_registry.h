@@ -42,12 +42,12 @@ using PlugInFactory = std::function<RvStatus(const RvUUIDBytes &interface, RvInt
 /** One entry to be added. */
 struct RegistryEntryDescription {
     std::uint64_t registry_id = 0; ///< unique in the registry
-    std::string name;
-    std::string class_name;
-    std::map<std::string, platform::OwnedValue> properties;
-    std::map<std::string, RvRegistryEntry> parents; ///< plane to parent; an entry becomes its parent's last child
-    std::optional<UserClient> user_client;          ///< absent: connections are refused with `kRvStatusNotFound`
-    std::vector<std::pair<RvUUIDBytes, PlugInFactory>> plug_ins; ///< by plug-in type
+    std::string name{};
+    std::string class_name{};
+    std::map<std::string, platform::OwnedValue> properties{};
+    std::map<std::string, RvRegistryEntry> parents{}; ///< plane to parent; an entry becomes its parent's last child
+    std::optional<UserClient> user_client{};          ///< absent: connections are refused with `kRvStatusNotFound`
+    std::vector<std::pair<RvUUIDBytes, PlugInFactory>> plug_ins{}; ///< by plug-in type
 };
 
 /**

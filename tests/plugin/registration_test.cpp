@@ -76,7 +76,7 @@ INSTANTIATE_TEST_SUITE_P(
                             false,
                             false,
                             0}),
-    [](const auto &info) { return std::string(info.param.what); });
+    [](const auto &vetting) { return std::string(vetting.param.what); });
 
 TEST_F(Registration, IgnoresAServiceWithoutTransport) {
     QorPlayer qor;

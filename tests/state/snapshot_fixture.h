@@ -37,8 +37,8 @@ public:
 
 struct Reply {
     RvStatus status = 0;
-    std::vector<uint8_t> bytes;
-    std::optional<std::size_t> reported_size; ///< when the driver lies about it
+    std::vector<uint8_t> bytes{};
+    std::optional<std::size_t> reported_size{}; ///< when the driver lies about it
 };
 
 class SnapshotTest : public PlugInTest {
