@@ -1,0 +1,465 @@
+#include "host/description_table.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <new>
+#include <numeric>
+
+#include "host/typed_values.h"
+
+namespace host {
+namespace {
+
+using platform::OwnedValue;
+
+/** Far above any description and any stream of reports; keeps a wrong path from filling the memory. */
+constexpr std::uintmax_t kLargestFile = 64u << 20;
+
+constexpr std::uint64_t kLargest32 = std::numeric_limits<std::uint32_t>::max();
+
+/** Marks the tables that stand for a value which TOML cannot write; no dictionary may have such keys. */
+constexpr char kReservedMark = '$';
+constexpr std::string_view kDataKey = "$data";
+constexpr std::string_view kNumberKey = "$number";
+
+std::string place_text(const toml::source_position &position) {
+    return "line " + std::to_string(position.line) + ", column " + std::to_string(position.column);
+}
+
+const char *type_name(const toml::node &node) {
+    switch (node.type()) {
+    case toml::node_type::table:
+        return "a table";
+    case toml::node_type::array:
+        return "an array";
+    case toml::node_type::string:
+        return "a text";
+    case toml::node_type::integer:
+        return "an integer";
+    case toml::node_type::floating_point:
+        return "a floating-point number";
+    case toml::node_type::boolean:
+        return "a boolean";
+    default:
+        return "a date or time";
+    }
+}
+
+std::string hex_text(std::uint64_t value) {
+    std::array<char, 16> digits;
+    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value, 16).ptr;
+    return "0x" + std::string(digits.data(), end);
+}
+
+/** A number written as text: "0x" and 1 to 16 hex digits. */
+std::optional<std::uint64_t> number_of_hex_text(std::string_view text) {
+    if (!text.starts_with("0x") || text.size() == 2 || text.size() > 18) {
+        return std::nullopt;
+    }
+    std::uint64_t value = 0;
+    const auto [end, failure] = std::from_chars(text.data() + 2, text.data() + text.size(), value, 16);
+    if (failure != std::errc{} || end != text.data() + text.size()) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+int hex_digit(char digit) {
+    std::uint8_t value = 0;
+    return std::from_chars(&digit, &digit + 1, value, 16).ec == std::errc{} ? value : -1;
+}
+
+/** Bytes of hex digits; on failure `bad` is the offset of the first character that is not in its place. */
+std::optional<std::vector<std::byte>> bytes_of_hex(std::string_view text, std::size_t &bad) {
+    std::vector<std::byte> bytes;
+    for (std::size_t i = 0; i < text.size();) {
+        if (std::strchr(" \t\r\n", text[i]) != nullptr && text[i] != '\0') {
+            ++i;
+            continue;
+        }
+        const int high = hex_digit(text[i]);
+        const int low = i + 1 < text.size() ? hex_digit(text[i + 1]) : -1;
+        if (high < 0 || low < 0) {
+            bad = high < 0 ? i : i + 1;
+            return std::nullopt;
+        }
+        bytes.push_back(static_cast<std::byte>(high * 16 + low));
+        i += 2;
+    }
+    return bytes;
+}
+
+std::size_t edit_distance(std::string_view a, std::string_view b) {
+    std::vector<std::size_t> row(b.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (std::size_t i = 1; i <= a.size(); ++i) {
+        std::size_t diagonal = std::exchange(row[0], i);
+        for (std::size_t j = 1; j <= b.size(); ++j) {
+            const std::size_t replaced = diagonal + (a[i - 1] == b[j - 1] ? 0 : 1);
+            diagonal = row[j];
+            row[j] = std::min({replaced, row[j] + 1, row[j - 1] + 1});
+        }
+    }
+    return row.back();
+}
+
+/** Makes typed values of TOML nodes. */
+class TypedValueReader {
+public:
+    explicit TypedValueReader(const DescriptionFile &file) : _file(file) {}
+
+    OwnedValue value(const toml::node &node) const {
+        switch (node.type()) {
+        case toml::node_type::boolean:
+            return OwnedValue(TvRetain(TvBooleanGet(node.as_boolean()->get())));
+        case toml::node_type::integer:
+            return made(OwnedValue(TvNumberCreateSInt64(node.as_integer()->get())));
+        case toml::node_type::string:
+            return text(node.as_string()->get(), node.source().begin);
+        case toml::node_type::array:
+            return array(*node.as_array());
+        case toml::node_type::table:
+            return table(*node.as_table());
+        default:
+            throw error(node.source().begin, std::string("a typed value cannot be ") + type_name(node));
+        }
+    }
+
+    /** Keys are text too, and those with the mark stand for values. */
+    void check_key(const toml::key &key) const {
+        if (key.str().starts_with(kReservedMark) || key.str().find('\0') != std::string_view::npos) {
+            throw error(key.source().begin, "a property's name cannot begin with \"$\" or hold a zero character");
+        }
+    }
+
+    OwnedValue text(std::string_view bytes, const toml::source_position &position) const {
+        if (bytes.find('\0') != std::string_view::npos) {
+            throw error(position, "a text of typed values cannot hold a zero character");
+        }
+        return made(OwnedValue(TvStringCreateWithBytes(bytes.data(), bytes.size(), kTvStringEncodingUTF8)));
+    }
+
+private:
+    OwnedValue array(const toml::array &nodes) const {
+        platform::OwnedMutableValue array(TvArrayCreateMutable());
+        for (const toml::node &node : nodes) {
+            if (!TvArrayAppend(array.get(), value(node).get())) {
+                throw std::bad_alloc();
+            }
+        }
+        return made(OwnedValue(array.detach()));
+    }
+
+    OwnedValue table(const toml::table &nodes) const {
+        for (const auto &[key, node] : nodes) {
+            if (key.str().starts_with(kReservedMark)) {
+                return marked(nodes, key);
+            }
+        }
+        platform::OwnedMutableValue dictionary(TvDictionaryCreateMutable());
+        for (const auto &[key, node] : nodes) {
+            const OwnedValue typed_key = text(key.str(), key.source().begin);
+            if (!TvDictionarySetValue(dictionary.get(), typed_key.get(), value(node).get())) {
+                throw std::bad_alloc();
+            }
+        }
+        return made(OwnedValue(dictionary.detach()));
+    }
+
+    OwnedValue marked(const toml::table &nodes, const toml::key &key) const {
+        if (key.str() != kDataKey && key.str() != kNumberKey) {
+            throw error(key.source().begin,
+                        "unknown key " + in_quotes(key.str()) + suggestion(key.str(), {kDataKey, kNumberKey}));
+        }
+        if (nodes.size() != 1) {
+            throw error(nodes.source().begin, "a table with " + in_quotes(key.str()) + " has no other key");
+        }
+        const DescriptionTable table(_file, nodes, "value", {kDataKey, kNumberKey});
+        if (key.str() == kNumberKey) {
+            return made(OwnedValue(TvNumberCreateSInt64(table.signed_number(kNumberKey))));
+        }
+        const std::vector<std::byte> bytes = table.hex(kDataKey);
+        return made(OwnedValue(TvDataCreate(bytes.data(), bytes.size())));
+    }
+
+    static OwnedValue made(OwnedValue value) {
+        if (!value) {
+            throw std::bad_alloc();
+        }
+        return value;
+    }
+
+    Error error(const toml::source_position &position, const std::string &reason) const {
+        return Error(_file.path, place_text(position), reason);
+    }
+
+    const DescriptionFile &_file;
+};
+
+} // namespace
+
+std::string suggestion(std::string_view word, const std::vector<std::string_view> &names) {
+    std::string_view nearest;
+    std::size_t nearest_distance = std::max<std::size_t>(2, word.size() / 3) + 1;
+    for (const std::string_view name : names) {
+        const std::size_t distance = edit_distance(word, name);
+        if (distance < nearest_distance) {
+            nearest = name;
+            nearest_distance = distance;
+        }
+    }
+    return nearest.empty() ? "" : "; did you mean " + in_quotes(nearest) + "?";
+}
+
+std::vector<std::byte> read_whole_file(const std::string &path, const std::string &file, const std::string &place) {
+    const auto refuse = [&](const std::string &why) {
+        return Error(file, place, file == path ? why : in_quotes(path) + ": " + why);
+    };
+    std::error_code failure;
+    const std::filesystem::file_status status = std::filesystem::status(path, failure);
+    if (!std::filesystem::exists(status)) {
+        throw refuse("no such file");
+    }
+    if (!std::filesystem::is_regular_file(status)) {
+        throw refuse("not a regular file");
+    }
+    const std::uintmax_t size = std::filesystem::file_size(path, failure);
+    if (!failure && size > kLargestFile) {
+        throw refuse("larger than " + std::to_string(kLargestFile) + " bytes");
+    }
+    std::ifstream stream(path, std::ios::binary);
+    std::vector<std::byte> bytes(failure ? 0 : static_cast<std::size_t>(size));
+    if (failure || !stream ||
+        !stream.read(reinterpret_cast<char *>(bytes.data()), static_cast<std::streamsize>(size))) {
+        throw refuse("cannot be read");
+    }
+    return bytes;
+}
+
+DescriptionFile parse_description_file(const std::string &path) {
+    const std::vector<std::byte> bytes = read_whole_file(path, path, "");
+    const std::string_view text(reinterpret_cast<const char *>(bytes.data()), bytes.size());
+    try {
+        return {path, toml::parse(text, path)};
+    } catch (const toml::parse_error &failure) {
+        throw Error(path, place_text(failure.source().begin), std::string(failure.description()));
+    }
+}
+
+DescriptionTable::DescriptionTable(const DescriptionFile &file, const toml::table &table, std::string what,
+                                   const KnownKeys &keys)
+    : _file(&file), _table(&table), _what(std::move(what)) {
+    for (const auto &[key, node] : table) {
+        if (std::ranges::find(keys, key.str()) == keys.end()) {
+            throw Error(file.path, place_text(key.source().begin),
+                        "unknown key " + in_quotes(key.str()) + " of " + _what + suggestion(key.str(), keys));
+        }
+    }
+}
+
+std::string DescriptionTable::place() const { return place_text(_table->source().begin); }
+
+std::string DescriptionTable::place_of(std::string_view key) const {
+    const toml::node *node = _table->get(key);
+    return node == nullptr ? place() : place_text(node->source().begin);
+}
+
+Error DescriptionTable::error(const std::string &reason) const { return Error(_file->path, place(), reason); }
+
+Error DescriptionTable::error_at(std::string_view key, const std::string &reason) const {
+    return Error(_file->path, place_of(key), reason);
+}
+
+Error DescriptionTable::wrong_type(std::string_view key, const toml::node &node, const char *wanted) const {
+    return Error(_file->path, place_text(node.source().begin),
+                 in_quotes(key) + " must be " + wanted + ", not " + type_name(node));
+}
+
+const toml::node &DescriptionTable::required(std::string_view key) const {
+    const toml::node *node = _table->get(key);
+    if (node == nullptr) {
+        throw error(_what + " lacks the key " + in_quotes(key));
+    }
+    return *node;
+}
+
+std::string DescriptionTable::text(std::string_view key) const {
+    const toml::node &node = required(key);
+    if (!node.is_string()) {
+        throw wrong_type(key, node, "a text");
+    }
+    return node.as_string()->get();
+}
+
+std::optional<std::string> DescriptionTable::optional_text(std::string_view key) const {
+    return has(key) ? std::optional(text(key)) : std::nullopt;
+}
+std::uint64_t DescriptionTable::bits_of(std::string_view key, const toml::node &node) const {
+    if (node.is_integer()) {
+        return static_cast<std::uint64_t>(node.as_integer()->get());
+    }
+    if (!node.is_string()) {
+        throw wrong_type(key, node, "a number");
+    }
+    const std::string &text = node.as_string()->get();
+    const std::optional<std::uint64_t> value = number_of_hex_text(text);
+    if (!value) {
+        throw Error(_file->path, place_text(node.source().begin),
+                    in_quotes(key) + " must be a number, or as text \"0x\" and up to 16 hex digits, not " +
+                        in_quotes(text));
+    }
+    return *value;
+}
+
+std::uint64_t DescriptionTable::checked_number(std::string_view key, const toml::node &node,
+                                               std::uint64_t largest) const {
+    const std::uint64_t value = bits_of(key, node);
+    const bool negative = node.is_integer() && node.as_integer()->get() < 0;
+    if (negative || value > largest) {
+        throw Error(_file->path, place_text(node.source().begin),
+                    in_quotes(key) + " must be 0 to " + hex_text(largest) + ", not " +
+                        (negative ? std::to_string(node.as_integer()->get()) : hex_text(value)));
+    }
+    return value;
+}
+
+std::uint64_t DescriptionTable::number(std::string_view key, std::uint64_t largest) const {
+    return checked_number(key, required(key), largest);
+}
+
+std::optional<std::uint64_t> DescriptionTable::optional_number(std::string_view key, std::uint64_t largest) const {
+    return has(key) ? std::optional(number(key, largest)) : std::nullopt;
+}
+
+std::uint32_t DescriptionTable::number32(std::string_view key) const {
+    return static_cast<std::uint32_t>(number(key, kLargest32));
+}
+
+std::uint32_t DescriptionTable::number32(std::string_view key, std::uint32_t otherwise) const {
+    return has(key) ? number32(key) : otherwise;
+}
+
+std::int64_t DescriptionTable::signed_number(std::string_view key) const {
+    return static_cast<std::int64_t>(bits_of(key, required(key)));
+}
+
+bool DescriptionTable::flag(std::string_view key, bool otherwise) const {
+    if (!has(key)) {
+        return otherwise;
+    }
+    const toml::node &node = required(key);
+    if (!node.is_boolean()) {
+        throw wrong_type(key, node, "a boolean");
+    }
+    return node.as_boolean()->get();
+}
+
+std::vector<std::byte> DescriptionTable::hex(std::string_view key) const {
+    const std::string digits = text(key);
+    std::size_t bad = 0;
+    std::optional<std::vector<std::byte>> bytes = bytes_of_hex(digits, bad);
+    if (!bytes) {
+        throw error_at(key, in_quotes(key) + " must be hex digits, two for a byte; character " +
+                                std::to_string(bad + 1) + (bad < digits.size() ? " is none" : " is missing"));
+    }
+    return std::move(*bytes);
+}
+
+std::vector<std::pair<std::uint32_t, std::uint32_t>> DescriptionTable::number_pairs(std::string_view key) const {
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> pairs;
+    if (!has(key)) {
+        return pairs;
+    }
+    const toml::node &node = required(key);
+    if (!node.is_array()) {
+        throw wrong_type(key, node, "an array of pairs");
+    }
+    for (const toml::node &element : *node.as_array()) {
+        const toml::array *pair = element.as_array();
+        if (pair == nullptr || pair->size() != 2) {
+            throw Error(_file->path, place_text(element.source().begin),
+                        "each element of " + in_quotes(key) + " must be a pair of numbers");
+        }
+        pairs.emplace_back(static_cast<std::uint32_t>(checked_number(key, (*pair)[0], kLargest32)),
+                           static_cast<std::uint32_t>(checked_number(key, (*pair)[1], kLargest32)));
+    }
+    return pairs;
+}
+
+std::map<std::string, OwnedValue> DescriptionTable::typed_values(std::string_view key) const {
+    std::map<std::string, OwnedValue> values;
+    if (!has(key)) {
+        return values;
+    }
+    const toml::node &node = required(key);
+    if (!node.is_table()) {
+        throw wrong_type(key, node, "a table");
+    }
+    const TypedValueReader reader(*_file);
+    for (const auto &[name, value] : *node.as_table()) {
+        reader.check_key(name);
+        values.emplace(name.str(), reader.value(value));
+    }
+    return values;
+}
+
+std::optional<DescriptionTable> DescriptionTable::table(std::string_view key, const std::string &what,
+                                                        const KnownKeys &keys) const {
+    if (!has(key)) {
+        return std::nullopt;
+    }
+    const toml::node &node = required(key);
+    if (!node.is_table()) {
+        throw wrong_type(key, node, "a table");
+    }
+    return DescriptionTable(*_file, *node.as_table(), what, keys);
+}
+
+std::vector<DescriptionTable> DescriptionTable::tables(std::string_view key, const std::string &what,
+                                                       const KnownKeys &keys) const {
+    std::vector<DescriptionTable> found;
+    if (!has(key)) {
+        return found;
+    }
+    const toml::node &node = required(key);
+    if (!node.is_array()) {
+        throw wrong_type(key, node, "an array of tables");
+    }
+    for (const toml::node &element : *node.as_array()) {
+        if (!element.is_table()) {
+            throw Error(_file->path, place_text(element.source().begin),
+                        "each element of " + in_quotes(key) + " must be a table, not " + type_name(element));
+        }
+        found.push_back(DescriptionTable(*_file, *element.as_table(), what, keys));
+    }
+    return found;
+}
+
+std::map<std::string, DescriptionTable> DescriptionTable::named_tables(std::string_view key, const std::string &what,
+                                                                       const KnownKeys &keys) const {
+    std::map<std::string, DescriptionTable> found;
+    if (!has(key)) {
+        return found;
+    }
+    const toml::node &node = required(key);
+    if (!node.is_table()) {
+        throw wrong_type(key, node, "a table of named tables");
+    }
+    for (const auto &[name, element] : *node.as_table()) {
+        if (!element.is_table()) {
+            throw Error(_file->path, place_text(element.source().begin),
+                        in_quotes(std::string(key) + "." + std::string(name.str())) + " must be a table, not " +
+                            type_name(element));
+        }
+        found.emplace(name.str(),
+                      DescriptionTable(*_file, *element.as_table(), what + " " + in_quotes(name.str()), keys));
+    }
+    return found;
+}
+
+} // namespace host
