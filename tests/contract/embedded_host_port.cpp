@@ -2,13 +2,17 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
+#include <map>
 #include <memory>
 
 #include "host/allocator.h"
 #include "host/device_registry.h"
 #include "host/hid_service.h"
 #include "host/log.h"
+#include "host/notifications.h"
 #include "host/qor_plug_ins.h"
+#include "host/serial_queue.h"
+#include "host/state_capture.h"
 #include "host/tallybook_store.h"
 #include "tests/contract/port.h"
 
@@ -59,6 +63,53 @@ public:
 
 private:
     std::unique_ptr<host::LogRecorder> _recorder;
+};
+
+class HostQueuePort final : public contract::QueuePort {
+public:
+    RvQueueRef open() override {
+        auto queue = std::make_unique<host::SerialQueue>();
+        RvQueueRef handle = queue->handle();
+        _open[handle] = std::move(queue);
+        return handle;
+    }
+    void run(RvQueueRef queue, const std::function<void()> &work) override { _open.at(queue)->run(work); }
+    bool is_current(RvQueueRef queue) override { return host::SerialQueue::from_handle(queue)->is_current(); }
+    void close(RvQueueRef queue) override { _open.erase(queue); }
+
+    /** Returns when everything posted to any queue so far has run. */
+    void drain() {
+        for (auto &[handle, queue] : _open) {
+            queue->run([] {});
+        }
+    }
+
+private:
+    std::map<RvQueueRef, std::unique_ptr<host::SerialQueue>> _open;
+};
+
+class HostNotifyPort final : public contract::NotifyPort {
+public:
+    explicit HostNotifyPort(HostQueuePort &queues) : _queues(queues) {}
+
+    void post(const std::string &name) override {
+        host::deliver_notification(name);
+        _queues.drain();
+    }
+
+private:
+    HostQueuePort &_queues;
+};
+
+class HostStateCapturePort final : public contract::StateCapturePort {
+public:
+    std::vector<std::string> capture(std::uint32_t kind, const std::string &requester) override {
+        std::vector<std::string> captured;
+        for (const host::RecordBytes &record : host::capture_state(kind, requester)) {
+            captured.emplace_back(reinterpret_cast<const char *>(record.data()), record.size());
+        }
+        return captured;
+    }
 };
 
 class HostStorePort final : public contract::StorePort {
@@ -166,6 +217,9 @@ class EmbeddedHostPort final : public contract::Port {
 public:
     contract::AllocatorPort &allocator() override { return _allocator; }
     contract::LogPort &log() override { return _log; }
+    contract::NotifyPort &notify() override { return _notify; }
+    contract::QueuePort &queue() override { return _queue; }
+    contract::StateCapturePort &state_capture() override { return _state_capture; }
     contract::StorePort &store() override { return _store; }
     contract::RegistryPort &registry() override { return _registry; }
     contract::HIDPort &hid() override { return _hid; }
@@ -173,6 +227,9 @@ public:
 private:
     HostAllocatorPort _allocator;
     HostLogPort _log;
+    HostQueuePort _queue;
+    HostNotifyPort _notify{_queue};
+    HostStateCapturePort _state_capture;
     HostStorePort _store;
     HostRegistryPort _registry;
     HostHIDPort _hid;

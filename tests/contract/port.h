@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 #include <utility>
@@ -19,6 +20,7 @@
 #include "platform/RvHID.h"
 #include "platform/RvLog.h"
 #include "platform/RvPlugIn.h"
+#include "platform/RvQueue.h"
 #include "platform/RvRegistry.h"
 
 namespace contract {
@@ -149,6 +151,45 @@ public:
     virtual std::size_t live_devices() = 0;
 };
 
+/** Serial queues. */
+class QueuePort {
+public:
+    virtual ~QueuePort() = default;
+
+    /** A new queue. */
+    virtual RvQueueRef open() = 0;
+
+    /** Runs `work` on an open queue and waits for it. */
+    virtual void run(RvQueueRef queue, const std::function<void()> &work) = 0;
+
+    /** Whether the caller runs on `queue`. */
+    virtual bool is_current(RvQueueRef queue) = 0;
+
+    /**
+     * Ends a queue as the host does when it is done with a plug-in: returns when everything that was bound to it
+     * is dropped. The handle stays valid. Does nothing for a queue that has ended.
+     */
+    virtual void close(RvQueueRef queue) = 0;
+};
+
+/** Named notifications. */
+class NotifyPort {
+public:
+    virtual ~NotifyPort() = default;
+
+    /** Posts a notification and returns when every handler in this process has been called. */
+    virtual void post(const std::string &name) = 0;
+};
+
+/** The state-capture service. */
+class StateCapturePort {
+public:
+    virtual ~StateCapturePort() = default;
+
+    /** Captures the state: the bytes of every record, in the order in which the handlers were asked. */
+    virtual std::vector<std::string> capture(std::uint32_t kind, const std::string &requester) = 0;
+};
+
 /** The port, by role. The objects live as long as the process. */
 class Port {
 public:
@@ -156,6 +197,9 @@ public:
 
     virtual AllocatorPort &allocator() = 0;
     virtual LogPort &log() = 0;
+    virtual NotifyPort &notify() = 0;
+    virtual QueuePort &queue() = 0;
+    virtual StateCapturePort &state_capture() = 0;
     virtual StorePort &store() = 0;
     virtual RegistryPort &registry() = 0;
     virtual HIDPort &hid() = 0;

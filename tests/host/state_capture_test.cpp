@@ -94,8 +94,8 @@ TEST(StateCapture, HandlersOfTwoQueuesAreAskedEachOnItsOwn) {
 }
 
 TEST(StateCapture, HandlerThatAnswersNothingAddsNothing) {
-    SerialQueue queue;
     CountedContext silent;
+    SerialQueue queue;
     RvStateCaptureAddHandler(queue.handle(), CountedContext::captured_nothing, &silent, CountedContext::release);
 
     EXPECT_TRUE(host::capture_state(99, "somebody").empty());
