@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/decoder/described_by_decoder.h"
 #include "tests/decoder/oracle.h"
 #include "tests/decoder/report_generator.h"
 #include "tests/decoder/time_zone_environment.h"
@@ -38,7 +39,13 @@ protected:
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(Oracle, DescribedLine, testing::Values(Formulation{"Oracle", oracle::describe}),
+std::string described_by_decoder(const unsigned char *report, const Clock &clock) {
+    return oracle::described_by_decoder(report, clock);
+}
+
+INSTANTIATE_TEST_SUITE_P(By, DescribedLine,
+                         testing::Values(Formulation{"Oracle", oracle::describe},
+                                         Formulation{"Decoder", described_by_decoder}),
                          [](const auto &tested) { return tested.param.name; });
 
 Report report(std::uint8_t type, std::uint8_t event, std::uint8_t component, std::uint8_t category,

@@ -1,0 +1,74 @@
+// Any report under any clock: the decoder's line equals the oracle's.
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "tests/decoder/described_by_decoder.h"
+#include "tests/decoder/oracle.h"
+#include "tests/decoder/report_generator.h"
+
+namespace {
+
+/** Takes values off the front of an input; what is missing is zero. */
+class Input {
+public:
+    Input(const std::uint8_t *data, std::size_t size) : _data(data), _size(size) {}
+
+    std::uint8_t byte() {
+        if (_size == 0) {
+            return 0;
+        }
+        --_size;
+        return *_data++;
+    }
+
+    std::uint64_t number() {
+        std::uint64_t value = 0;
+        for (unsigned shift = 0; shift < 64; shift += 8) {
+            value |= std::uint64_t{byte()} << shift;
+        }
+        return value;
+    }
+
+private:
+    const std::uint8_t *_data;
+    std::size_t _size;
+};
+
+oracle::Clock clock_of(Input &input) {
+    constexpr unsigned kHasTimeSync = 1;
+    constexpr unsigned kHasBootTime = 2;
+    const unsigned present = input.byte();
+    oracle::Clock clock;
+    if (present & kHasTimeSync) {
+        const auto qor = static_cast<std::int64_t>(input.number());
+        const auto calendar = static_cast<std::int64_t>(input.number());
+        clock.time_sync = oracle::TimeSync{qor, calendar};
+    }
+    if (present & kHasBootTime) {
+        clock.boot_time = input.number();
+    }
+    return clock;
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+    Input input(data, size);
+    oracle::Report report;
+    std::generate(report.begin(), report.end(), [&input] { return input.byte(); });
+    const oracle::Clock clock = clock_of(input);
+    const std::size_t prefix = input.byte();
+
+    const std::string expected = oracle::describe(report.data(), clock);
+    const std::string described = oracle::described_by_decoder(report.data(), clock, prefix);
+    if (described != expected) {
+        std::fprintf(stderr, "decoder: %s\noracle:  %s\n", described.c_str(), expected.c_str());
+        std::abort();
+    }
+    return 0;
+}
