@@ -11,10 +11,10 @@
 
 namespace host {
 
-/** A loaded module. It stays mapped as long as the process. */
+/** A loaded module. It stays mapped as long as the process, since what it registered may outlive its objects. */
 class Module {
 public:
-    /** @throws Error for a file that is missing, is no module, or exports no factory. */
+    /** @throws Error naming `path` for a file that is missing, is no module, or exports no factory. */
     explicit Module(const std::string &path);
 
     const std::string &path() const { return _path; }
@@ -25,10 +25,17 @@ private:
     OndreQORHIDStatisticsFactoryFunction _factory;
 };
 
-/** One plug-in object, taken through its life in the order that it relies on; every call on the queue. */
+/**
+ * One plug-in object, taken through its life in the order that it relies on; every call on the queue. Null slots
+ * are skipped. Used from one thread, which is not the queue's.
+ */
 class HostedPlugIn {
 public:
-    /** Factory, `QueryInterface`, `open`, `scheduleWithDispatchQueue`. @throws Error when one refuses. */
+    /**
+     * Factory, `QueryInterface`, `open`, `scheduleWithDispatchQueue`.
+     * @param queue  closed by `stop` and by nobody before that: a closed queue can call nothing.
+     * @throws Error when one refuses; the object is gone then.
+     */
     HostedPlugIn(const Module &module, SerialQueue &queue);
     /** Stops, if that has not happened. */
     ~HostedPlugIn();
@@ -39,8 +46,8 @@ public:
     void register_services(const std::vector<std::unique_ptr<RvHIDService>> &services);
 
     /**
-     * `unscheduleFromDispatchQueue`, `close`, the last `Release`; then the queue is closed, so that nothing is
-     * delivered to the plug-in any more. Safe to call twice.
+     * `unscheduleFromDispatchQueue`, `close`, the last `Release`, and in the same breath the queue is closed, so
+     * that nothing is delivered to the plug-in any more. Safe to call twice.
      */
     void stop();
 
