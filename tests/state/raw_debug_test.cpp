@@ -1,10 +1,8 @@
 // The raw debug data snapshot: what it reads, what it makes of it, and how it fails.
 
-#include <cstring>
-
-#include "decoder/ProfileDescription.h"
 #include "host/typed_values.h"
 #include "tests/plugin/plug_in_fixture.h"
+#include "tests/plugin/report_service.h"
 
 namespace plug_in_tests {
 namespace {
@@ -12,51 +10,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
-
-/** One of the two driver services, answering its reading method with bytes and a size of the test's choice. */
-class ReportService {
-public:
-    ReportService(uint64_t registry_id, const char *name) {
-        host::UserClient client;
-        client.call_method = [this](host::MethodCall &call) {
-            methods.push_back(call.method);
-            scalars.assign(call.scalars_in.begin(), call.scalars_in.end());
-            capacity = call.out_size;
-            std::memcpy(call.out.data(), bytes.data(), std::min(bytes.size(), call.out.size()));
-            call.out_size = reported_size.value_or(bytes.size());
-            return status;
-        };
-        host::RegistryEntryDescription description{.registry_id = registry_id, .name = name};
-        description.user_client = std::move(client);
-        _entry = host::device_registry::add(std::move(description));
-    }
-    ~ReportService() { host::device_registry::remove(_entry); }
-    ReportService(const ReportService &) = delete;
-    ReportService &operator=(const ReportService &) = delete;
-
-    std::vector<uint8_t> bytes;
-    std::optional<std::size_t> reported_size;
-    RvStatus status = 0;
-    std::vector<uint32_t> methods;
-    std::vector<uint64_t> scalars;
-    std::size_t capacity = 0;
-
-private:
-    RvRegistryEntry _entry;
-};
-
-/** A report of the control category with this sequence number; its line names no text of the firmware's. */
-std::vector<uint8_t> report(uint8_t sequence_number) {
-    std::vector<uint8_t> bytes(kQorProfileReportSize);
-    bytes[3] = 8;
-    bytes[4] = sequence_number;
-    return bytes;
-}
-
-std::vector<uint8_t> operator+(std::vector<uint8_t> left, const std::vector<uint8_t> &right) {
-    left.insert(left.end(), right.begin(), right.end());
-    return left;
-}
 
 class RawDebug : public PlugInTest {
 protected:

@@ -1,0 +1,30 @@
+#!/bin/sh
+# compare_symbols.sh exports MODULE LIST
+# compare_symbols.sh imports MODULE LIST PLATFORM_LIBRARY
+#
+# Compares what the module defines dynamically, or what it takes from the platform library, with a checked-in
+# list. Shows any difference (- listed, + found) and fails.
+set -eu
+export LC_ALL=C
+
+defined() { nm -D --defined-only "$1" | awk '{ print $NF }' | sort -u; }
+undefined() { nm -D --undefined-only "$1" | awk '{ print $NF }' | sort -u; }
+
+scratch=$(mktemp -d)
+trap 'rm -r "$scratch"' EXIT
+
+case $1 in
+exports)
+    defined "$2" >"$scratch/found"
+    ;;
+imports)
+    defined "$4" >"$scratch/platform"
+    undefined "$2" >"$scratch/undefined"
+    comm -12 "$scratch/undefined" "$scratch/platform" >"$scratch/found"
+    ;;
+*)
+    echo "$0: exports or imports, not $1" >&2
+    exit 2
+    ;;
+esac
+sort -u "$3" | diff -u --label "listed in $3" --label "found in $2" - "$scratch/found"
