@@ -2,6 +2,8 @@
 
 #include <array>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <vector>
@@ -335,6 +337,33 @@ TEST_F(DescribedDeviceTest, BadDescriptionLeavesNothingBehind) {
 
     EXPECT_THROW(DescribedDevice(written.path(), queue), host::Error);
     EXPECT_EQ(RvRegistryCopyServiceMatchingID(1), 0u);
+}
+
+TEST_F(DescribedDeviceTest, MisbehaviourIsAsTheDocumentedExampleSays) {
+    bring_to_life(SOURCE_FOLDER "/tests/data/misbehaving.toml");
+    constexpr std::uint64_t kButton = 0xFFFFFFFF00000001;
+
+    const Answer lying = property(kButton, 0, 4);
+    const Answer failing = property(kButton, 216, 4096);
+    const Answer refused = call("button", 2, {209}, 48);
+
+    EXPECT_EQ(lying.status, 0u);
+    EXPECT_EQ(lying.size, 4096u);
+    EXPECT_EQ(failing.status, 0xE00002BCu);
+    EXPECT_EQ(refused.status, 0xE00002D8u);
+}
+
+TEST(DeviceDescriptionDocument, ShowsTheExampleThatTheTestsRun) {
+    const auto text_of = [](const char *path) {
+        std::ifstream stream(path);
+        return std::string(std::istreambuf_iterator<char>(stream), {});
+    };
+
+    const std::string example = text_of(SOURCE_FOLDER "/tests/data/misbehaving.toml");
+    const std::string document = text_of(SOURCE_FOLDER "/docs/device-description.md");
+
+    ASSERT_FALSE(example.empty());
+    EXPECT_NE(document.find("```toml\n" + example + "```"), std::string::npos);
 }
 
 #ifndef NDEBUG
