@@ -2,15 +2,19 @@
 #pragma once
 
 #include <charconv>
+#include <system_error>
 
 class DecimalText {
 public:
+    /** @param value  below 10^12 in magnitude: seconds of a 64-bit count of nanoseconds, fixed-point numbers. */
     explicit DecimalText(double value) {
-        *std::to_chars(_text, _text + sizeof _text - 1, value, std::chars_format::fixed, 6).ptr = '\0';
+        const std::to_chars_result result =
+            std::to_chars(_text, _text + sizeof _text - 1, value, std::chars_format::fixed, 6);
+        *(result.ec == std::errc{} ? result.ptr : _text) = '\0';
     }
     const char *get() const { return _text; }
 
 private:
-    /** The largest double has 309 digits before the point. */
-    char _text[320];
+    /** A sign, 12 digits, the point, six decimals and the terminating zero: 21. */
+    char _text[24];
 };
