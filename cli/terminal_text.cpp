@@ -25,12 +25,13 @@ bool is_high_control(std::string_view sequence) {
     return sequence.size() == 2 && sequence[0] == '\xC2' && static_cast<unsigned char>(sequence[1]) < 0xA0;
 }
 
-std::string wrapped(std::string_view before, std::string text) {
+std::string wrapped(std::string_view before, const std::string &text) {
     return text.empty() ? text : std::string(before) + text + std::string(kPlain);
 }
 
 bool wants_no_colour() {
-    const char *const value = std::getenv("NO_COLOR");
+    // Nothing in this program changes the environment.
+    const char *const value = std::getenv("NO_COLOR"); // NOLINT(concurrency-mt-unsafe)
     return value != nullptr && *value != '\0';
 }
 

@@ -81,7 +81,7 @@ constexpr field plain(field wide) {
 
 namespace layouts {
 
-using namespace fields;
+using namespace fields; // NOLINT(google-build-using-namespace): makes the rows readable
 
 // One row a field, to be held against the firmware's description.
 // clang-format off

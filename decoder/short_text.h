@@ -22,6 +22,7 @@ struct short_text {
     constexpr short_text() = default;
 
     /** The pieces one after the other. @throws std::length_error (in a constant: does not compile) if too long. */
+    // NOLINTNEXTLINE(google-explicit-constructor): a lone piece is no short text by itself
     constexpr explicit short_text(std::initializer_list<std::string_view> pieces) {
         for (std::string_view piece : pieces) {
             if (piece.size() > kCapacity - size) {

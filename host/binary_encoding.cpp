@@ -87,8 +87,7 @@ void Encoder::write_array(TvArrayRef array, int depth) {
 void Encoder::write_dictionary(TvDictionaryRef dictionary, int depth) {
     std::vector<std::pair<std::string_view, TvRef>> entries;
     entries.reserve(TvDictionaryGetCount(dictionary));
-    for_each_entry(dictionary,
-                   [&](std::string_view key, TvRef value) { entries.push_back(std::make_pair(key, value)); });
+    for_each_entry(dictionary, [&](std::string_view key, TvRef value) { entries.emplace_back(key, value); });
     // Encoded keys are compared byte for byte. Each begins with its length, so the shorter comes first; keys of one
     // length are in order already.
     std::stable_sort(entries.begin(), entries.end(),

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <map>
 #include <new>
+#include <system_error>
 #include <utility>
 
 #include <spdlog/pattern_formatter.h>
@@ -144,7 +145,8 @@ private:
 void require_appendable(const std::string &path) {
     std::FILE *file = std::fopen(path.c_str(), "ab");
     if (file == nullptr) {
-        throw Error(path, "", std::string("the log cannot be written there: ") + std::strerror(errno));
+        throw Error(path, "",
+                    std::string("the log cannot be written there: ") + std::generic_category().message(errno));
     }
     std::fclose(file);
 }

@@ -41,7 +41,7 @@ struct DefaultMemory {
 
     DefaultMemory() = default;
     template <typename Other>
-    DefaultMemory(const DefaultMemory<Other> &) {}
+    DefaultMemory(const DefaultMemory<Other> &) {} // NOLINT(google-explicit-constructor): allocators convert
 
     T *allocate(std::size_t count) {
         if (count > std::numeric_limits<std::size_t>::max() / sizeof(T)) {
