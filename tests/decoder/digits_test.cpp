@@ -1,0 +1,85 @@
+#include "decoder/digits.h"
+
+#include <gtest/gtest.h>
+
+#include <cinttypes>
+#include <cstdio>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "decoder/byte_dump.h"
+
+namespace {
+
+/** Zero, all ones, and both sides of every border between two lengths in decimal and in binary. */
+std::vector<std::uint64_t> border_numbers() {
+    std::vector<std::uint64_t> numbers{0, std::numeric_limits<std::uint64_t>::max()};
+    for (std::uint64_t power = 1;; power *= 10) {
+        numbers.insert(numbers.end(), {power - 1, power, power + 1});
+        if (power > std::numeric_limits<std::uint64_t>::max() / 10) {
+            break;
+        }
+    }
+    for (unsigned bit = 0; bit < 64; ++bit) {
+        numbers.insert(numbers.end(), {(std::uint64_t{1} << bit) - 1, std::uint64_t{1} << bit});
+    }
+    // Every digit at every place.
+    for (std::uint64_t digit = 1; digit <= 9; ++digit) {
+        for (std::uint64_t power = 1; power <= 1'000'000'000'000'000'000; power *= 10) {
+            numbers.push_back(digit * power);
+            if (power == 1'000'000'000'000'000'000) {
+                break;
+            }
+        }
+    }
+    return numbers;
+}
+
+template <typename... Arguments>
+std::string printed(const char *format, Arguments... arguments) {
+    char text[64];
+    const int size = std::snprintf(text, sizeof text, format, arguments...);
+    return std::string(text, static_cast<std::size_t>(size));
+}
+
+template <typename Put, typename Value>
+std::string written(Put put, Value value) {
+    char memory[64];
+    return std::string(memory, put(memory, value));
+}
+
+TEST(Digits, DecimalHasNoLeadingZeros) {
+    for (std::uint64_t number : border_numbers()) {
+        EXPECT_EQ(written(decoder::put_decimal, number), printed("%" PRIu64, number));
+    }
+}
+
+TEST(Digits, TenPlacesAreBlankFilledAndNeverCut) {
+    for (std::uint64_t number : border_numbers()) {
+        EXPECT_EQ(written(decoder::put_ten_or_more_places, number), printed("%10" PRIu64, number));
+    }
+}
+
+TEST(Digits, HexadecimalIsLowerCaseWithoutLeadingZeros) {
+    for (std::uint64_t number : border_numbers()) {
+        const auto word = static_cast<std::uint32_t>(number);
+        EXPECT_EQ(written(decoder::put_hexadecimal, word), printed("%" PRIx32, word));
+    }
+    EXPECT_EQ(written(decoder::put_hexadecimal, 0x89ABCDEFu), "89abcdef");
+    EXPECT_EQ(written(decoder::put_hexadecimal, 0x01234567u), "1234567");
+}
+
+TEST(Digits, SixDigitsKeepTheirZeros) {
+    for (std::uint32_t number : {0u, 7u, 10u, 99'999u, 100'000u, 250'000u, 999'999u}) {
+        EXPECT_EQ(written(decoder::put_six_digits, number), printed("%06" PRIu32, number));
+    }
+}
+
+TEST(Digits, EveryByteIsFollowedByAComma) {
+    for (unsigned byte = 0; byte < 256; ++byte) {
+        EXPECT_EQ(written(decoder::put_byte_and_comma, static_cast<std::uint8_t>(byte)), printed("%u,", byte));
+    }
+}
+
+} // namespace

@@ -1,0 +1,132 @@
+#include "decoder/payload_values.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "decoder/ZELLogDecoder.h"
+#include "tests/decoder/report_builder.h"
+
+namespace {
+
+using decoder::payload_value;
+
+std::vector<payload_value> values_of(const _QorProfileReport &report) {
+    std::vector<payload_value> values;
+    decoder::for_each_payload_value(report, [&](const payload_value &value) { values.push_back(value); });
+    return values;
+}
+
+std::vector<std::string> keys_of(const _QorProfileReport &report) {
+    std::vector<std::string> keys;
+    for (const payload_value &value : values_of(report)) {
+        keys.emplace_back(value.key);
+    }
+    return keys;
+}
+
+/** The keys in a payload text; texts in it must hold no apostrophe. */
+std::vector<std::string> keys_in(const std::string &text) {
+    std::vector<std::string> keys;
+    for (std::size_t at = text.find(" '"); at != std::string::npos; at = text.find(" '", at + 1)) {
+        const std::size_t end = text.find('\'', at + 2);
+        if (end != std::string::npos && text.compare(end, 2, "':") == 0) {
+            keys.push_back(text.substr(at + 2, end - at - 2));
+        }
+    }
+    return keys;
+}
+
+TEST(PayloadValues, AreTheFieldsOfTheTextInItsOrder) {
+    for (unsigned category = 0; category < 12; ++category) {
+        for (unsigned type = 0; type < 16; ++type) {
+            for (const std::uint8_t selector : std::initializer_list<std::uint8_t>{0, 1, 2, 3, 4, 5, 7}) {
+                const _QorProfileReport report =
+                    ReportBuilder(static_cast<std::uint8_t>(type), selector, 0, static_cast<std::uint8_t>(category))
+                        .u16(16, selector)
+                        .u32(20, 2);
+                const profile_decoder *own = ZELLogDecoder::decoder_of(category);
+
+                EXPECT_EQ(keys_of(report),
+                          keys_in(payload_text(own != nullptr ? *own : ZELLogDecoder::_default, report)));
+            }
+        }
+    }
+}
+
+TEST(PayloadValues, KeysThatAppearTwiceAreGivenTwice) {
+    EXPECT_THAT(keys_of(ReportBuilder(3, 0, 0, 7)),
+                testing::ElementsAre("trace", "thread", "arg1", "arg2", "arg3", "arg4", "arg1", "arg2", "arg3", "arg4",
+                                     "arg5", "arg6", "xarg1", "xarg2", "xarg3", "xarg4", "xarg5", "xarg6"));
+    EXPECT_THAT(keys_of(ReportBuilder(2, 9, 0, 7)),
+                testing::ElementsAre("subtype", "packet-size", "data-length", "data-offset", "raw-data", "subtype",
+                                     "packet-size", "data-length", "data-offset", "raw-data"));
+}
+
+TEST(PayloadValues, NumbersHaveTheirWidth) {
+    const _QorProfileReport report = ReportBuilder(11, 0, 0, 2).u64(16, 0xFFFFFFFFFFFFFFFF).u32(32, 0xFFFFFFFF);
+    const std::vector<payload_value> values = values_of(report);
+
+    EXPECT_EQ(values[0].type, payload_value::kind::number);
+    EXPECT_EQ(values[0].number, 0xFFFFFFFFFFFFFFFF);
+    EXPECT_EQ(values[3].number, 0xFFFFFFFFu);
+    EXPECT_EQ(values[4].number, 0u);
+}
+
+TEST(PayloadValues, ConstantsAreNumbers) {
+    const std::vector<payload_value> values = values_of(ReportBuilder(4, 0, 0, 8).u32(20, 6));
+
+    EXPECT_EQ(values[0].key, "trigger");
+    EXPECT_EQ(values[0].type, payload_value::kind::number);
+    EXPECT_EQ(values[0].number, 1u);
+    EXPECT_EQ(values[2].number, 6u);
+}
+
+TEST(PayloadValues, HexadecimalWordsSaySo) {
+    const std::vector<payload_value> values = values_of(ReportBuilder(3, 0, 0, 8).u32(36, 0xABCD));
+
+    EXPECT_EQ(values[11].key, "xarg6");
+    EXPECT_EQ(values[11].type, payload_value::kind::hexadecimal);
+    EXPECT_EQ(values[11].number, 0xABCDu);
+}
+
+TEST(PayloadValues, TextsAreRawUpToTheFirstZero) {
+    const _QorProfileReport report = ReportBuilder(9, 0, 0, 0).bytes(32, {0xFF, 'a', 0, 'b'});
+    const std::vector<payload_value> values = values_of(report);
+
+    EXPECT_EQ(values[0].type, payload_value::kind::text);
+    EXPECT_EQ(values[0].text, "\xFF"
+                              "a");
+}
+
+TEST(PayloadValues, BytesAreAsManyAsTheTextShows) {
+    const _QorProfileReport three = ReportBuilder(1, 0, 0, 0).u16(20, 3).counting(24, 47);
+    const _QorProfileReport many = ReportBuilder(1, 0, 0, 0).u16(20, 1000).counting(24, 47);
+
+    EXPECT_EQ(values_of(three)[4].type, payload_value::kind::bytes);
+    EXPECT_THAT(values_of(three)[4].bytes, testing::ElementsAre(1, 2, 3));
+    EXPECT_EQ(values_of(many)[4].bytes.size(), 24u);
+}
+
+TEST(PayloadValues, VectorsAreReals) {
+    const _QorProfileReport report = ReportBuilder(3, 0, 0, 4).u32(16, 0xFFFF0000).u32(20, 1);
+    const std::vector<payload_value> values = values_of(report);
+
+    EXPECT_EQ(values[6].type, payload_value::kind::real);
+    EXPECT_EQ(values[6].real, -1.0);
+    EXPECT_EQ(values[7].real, 1.52587890625e-05);
+}
+
+TEST(PayloadValues, SubjectsHaveANameOrANumber) {
+    const _QorProfileReport named = ReportBuilder(3, 0, 3, 7).u32(16, 4);
+    const _QorProfileReport unnamed = ReportBuilder(3, 0, 5, 7).u32(16, 70000);
+
+    EXPECT_EQ(values_of(named)[0].type, payload_value::kind::name);
+    EXPECT_EQ(values_of(named)[0].text, "ckp_RIVTurnOn");
+    EXPECT_EQ(values_of(unnamed)[0].text, "");
+    EXPECT_EQ(values_of(unnamed)[0].number, 70000u);
+}
+
+} // namespace
