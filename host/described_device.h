@@ -20,7 +20,7 @@ class DescribedDevice {
 public:
     /**
      * Reads a description and brings it to life.
-     * @param queue  where the device is entered; calls elsewhere are caught in debug builds.
+     * @param queue  where the device is entered; calls elsewhere are caught in debug builds. It outlives the device.
      * @throws Error naming the file, the line and the reason; nothing stays in the registry then.
      */
     DescribedDevice(const std::string &path, const SerialQueue &queue);

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <limits>
 #include <mutex>
+#include <new>
 #include <string_view>
 
 #include "host/error.h"
@@ -118,6 +119,19 @@ void untie(Registry &reg, RvRegistryEntry handle, Entry &entry) {
     }
     entry.parents.clear();
     entry.children.clear();
+}
+
+RvStatus register_connection(RvRegistryEntry service, std::shared_ptr<const UserClient> driver,
+                             RvConnection *connection) {
+    Registry &reg = registry();
+    const std::lock_guard lock(reg.mutex);
+    try {
+        reg.connections.emplace(reg.next_connection, Connection{service, std::move(driver)});
+    } catch (const std::bad_alloc &) {
+        return kRvStatusNoMemory;
+    }
+    *connection = reg.next_connection++;
+    return kRvStatusSuccess;
 }
 
 /** The connection's driver, while its service is registered. */
@@ -360,10 +374,7 @@ RvStatus RvConnectionOpen(RvRegistryEntry service, uint32_t type, RvConnection *
             return refusal;
         }
     }
-    const std::lock_guard lock(reg.mutex);
-    *connection = reg.next_connection++;
-    reg.connections.emplace(*connection, host::Connection{service, std::move(driver)});
-    return kRvStatusSuccess;
+    return host::register_connection(service, std::move(driver), connection);
 }
 
 RvStatus RvConnectionClose(RvConnection connection) {

@@ -121,14 +121,18 @@ RvStatus RvPlugInCreateForService(RvRegistryEntry service, RvUUIDRef plug_in, Rv
     if (service == 0 || plug_in == nullptr || interface == nullptr || out == nullptr) {
         return kRvStatusBadArgument;
     }
-    const host::PlugInFactory factory = host::device_registry::plug_in_factory(service, plug_in->value);
-    if (!factory) {
-        return kRvStatusNotFound;
+    try {
+        const host::PlugInFactory factory = host::device_registry::plug_in_factory(service, plug_in->value);
+        if (!factory) {
+            return kRvStatusNotFound;
+        }
+        RvInterfaceRef created = nullptr;
+        const RvStatus status = factory(interface->value, &created);
+        if (status == kRvStatusSuccess) {
+            *out = created;
+        }
+        return status;
+    } catch (const std::bad_alloc &) {
+        return kRvStatusNoMemory;
     }
-    RvInterfaceRef created = nullptr;
-    const RvStatus status = factory(interface->value, &created);
-    if (status == kRvStatusSuccess) {
-        *out = created;
-    }
-    return status;
 }
