@@ -7,21 +7,26 @@ constexpr std::size_t kNameColumnWidth = 26;
 
 } // namespace
 
-HelpPage::HelpPage() {
-    column_width(kNameColumnWidth);
-    label("Positionals", "Arguments");
+HelpPage::HelpPage() { column_width(kNameColumnWidth); }
+
+std::string HelpPage::make_group(std::string, bool is_positional, std::vector<const CLI::Option *> options) const {
+    std::string rows;
+    for (const CLI::Option *const option : options) {
+        rows += make_option(option, is_positional);
+    }
+    return rows;
 }
 
 std::string HelpPage::make_usage(const CLI::App *app, std::string name) const {
     if (app->get_parent() == nullptr) {
-        return "Usage: qorstat VERB [OPTIONS] [ARGUMENTS]\n";
+        return "Usage: qorstat VERB [OPTIONS] [ARGUMENTS]\n\n";
     }
     std::string usage = "Usage: " + name + " [OPTIONS]";
     for (const CLI::Option *const argument :
          app->get_options([](const CLI::Option *o) { return o->get_positional(); })) {
         usage += " " + argument->get_name(true) + (argument->get_expected_max() > 1 ? "..." : "");
     }
-    return usage + "\n";
+    return usage + "\n\n";
 }
 
 std::string HelpPage::make_option_opts(const CLI::Option *option) const {

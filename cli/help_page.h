@@ -2,16 +2,19 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
 namespace cli {
 
-/** Short enough for a screen: names and one line of text each, without the parser's own annotations. */
+/** Short enough for a screen: arguments and options in one block, a line each, without the parser's own annotations. */
 class HelpPage : public CLI::Formatter {
 public:
     HelpPage();
 
+    std::string make_group(std::string group, bool is_positional,
+                           std::vector<const CLI::Option *> options) const override;
     std::string make_usage(const CLI::App *app, std::string name) const override;
     std::string make_option_opts(const CLI::Option *option) const override;
 };

@@ -15,11 +15,13 @@ enum ExitCode { kExitFine = 0, kExitFailed = 1, kExitWrongUse = 2 };
 /** A verb: its arguments, and what it does once they are parsed. */
 struct Verb {
     CLI::App *arguments; ///< owned by the program's `CLI::App`
-    /** @return the exit code. @throws host::Error, ReaderHasGone, CLI::ParseError for wrong use seen late. */
+    /** @return the exit code. @throws host::Error, ReaderHasGone. */
     std::function<int()> run;
 };
 
+Verb add_run_verb(CLI::App &program);
 Verb add_notify_verb(CLI::App &program);
+Verb add_capture_verb(CLI::App &program);
 Verb add_show_verb(CLI::App &program);
 
 /** Accepts one of `words`; the message for any other suggests the right one. */

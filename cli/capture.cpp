@@ -1,0 +1,129 @@
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <unistd.h>
+
+#include "cli/capture_summary.h"
+#include "cli/hosted_device.h"
+#include "cli/output.h"
+#include "cli/record_folder.h"
+#include "cli/verbs.h"
+#include "host/error.h"
+#include "host/log.h"
+#include "host/state_capture.h"
+
+namespace cli {
+namespace {
+
+const std::vector<std::string> kKindNames = {"error", "fault", "request"};
+
+struct CaptureArguments {
+    std::string description;
+    std::string plug_in;
+    std::string kind = "request";
+    std::string folder; ///< "-": standard output; empty: a new one named by the time
+    bool summary_is_json = false;
+};
+
+std::uint32_t kind_code(const std::string &name) {
+    if (name == "error") {
+        return kRvStateCaptureError;
+    }
+    return name == "fault" ? kRvStateCaptureFault : kRvStateCaptureRequest;
+}
+
+std::vector<host::RecordBytes> captured(const CaptureArguments &arguments) {
+    const auto log = host::log_to_terminal(style_for(STDERR_FILENO).is_coloured);
+    HostedDevice device(arguments.description, arguments.plug_in);
+    std::vector<host::RecordBytes> records = host::capture_state(kind_code(arguments.kind), "qorstat");
+    device.stop();
+    return records;
+}
+
+std::vector<SummaryRow> summarise_all(const std::vector<host::RecordBytes> &records) {
+    std::vector<SummaryRow> rows;
+    for (const host::RecordBytes &record : records) {
+        rows.push_back(summarise(record));
+    }
+    return rows;
+}
+
+void write_to_standard_output(const std::vector<host::RecordBytes> &records) {
+    Output output = standard_output();
+    try {
+        for (const host::RecordBytes &record : records) {
+            output.write(record);
+        }
+    } catch (const ReaderHasGone &) {
+        throw host::Error("standard output", "", "closed before every record was written");
+    }
+}
+
+void write_to_folder(const std::string &folder, const std::vector<host::RecordBytes> &records,
+                     const std::vector<SummaryRow> &rows) {
+    std::vector<std::string> titles;
+    for (const SummaryRow &row : rows) {
+        titles.push_back(row.title);
+    }
+    write_record_folder(folder, records, titles);
+}
+
+void print_summary(Output output, const std::vector<SummaryRow> &rows, bool is_json) {
+    output.write(is_json ? summary_json(rows) : summary_table(rows, output.style()));
+    output.flush();
+}
+
+/** Every record is kept, but one that cannot be read back is a failure. */
+void throw_for_damage(const std::vector<SummaryRow> &rows, const std::string &place) {
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        if (!rows[i].damage.empty()) {
+            throw host::Error(place, "record " + std::to_string(i + 1), "is damaged: " + rows[i].damage);
+        }
+    }
+}
+
+int capture(const CaptureArguments &arguments) {
+    const std::vector<host::RecordBytes> records = captured(arguments);
+    const std::vector<SummaryRow> rows = summarise_all(records);
+    if (arguments.folder == "-") {
+        write_to_standard_output(records);
+        print_summary(standard_error(), rows, arguments.summary_is_json);
+        throw_for_damage(rows, "standard output");
+        return kExitFine;
+    }
+    const std::string folder = arguments.folder.empty() ? unused_folder_name() : arguments.folder;
+    write_to_folder(folder, records, rows);
+    print_message("written to " + folder);
+    print_summary(standard_output(), rows, arguments.summary_is_json);
+    throw_for_damage(rows, folder);
+    return kExitFine;
+}
+
+} // namespace
+
+Verb add_capture_verb(CLI::App &program) {
+    CLI::App *const verb =
+        program.add_subcommand("capture", "Capture the state of a described device, as records")->group("Verbs");
+    const auto arguments = std::make_shared<CaptureArguments>();
+    verb->add_option("DEVICE.toml", arguments->description, "The device's description")->required();
+    verb->add_option("--kind", arguments->kind, "Why: error, fault, or request (the default)")
+        ->option_text("KIND")
+        ->check(one_of(kKindNames));
+    verb->add_option("-o", arguments->folder,
+                     "Folder to write to, new or empty; - writes all records\n"
+                     "to standard output; by default a new one named by time")
+        ->option_text("DIR");
+    verb->add_option("--plugin", arguments->plug_in, "The module; default: the one beside qorstat")
+        ->option_text("FILE");
+    verb->add_flag("--json", arguments->summary_is_json, "The summary as JSON");
+    verb->footer("Record N becomes NNN-TITLE.qorstate, with \"_\" for what a file name cannot hold.\n"
+                 "The folder appears whole or not at all. qorstat show reads the records.\n\n" +
+                 examples("qorstat capture examples/phone.toml --kind fault -o fault",
+                          "qorstat capture examples/phone.toml -o - | qorstat show -"));
+    return {verb, [arguments] { return capture(*arguments); }};
+}
+
+} // namespace cli

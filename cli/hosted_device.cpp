@@ -1,0 +1,19 @@
+#include "cli/hosted_device.h"
+
+#include <filesystem>
+
+namespace cli {
+
+std::string plug_in_file(const std::string &chosen) {
+    if (!chosen.empty()) {
+        return chosen;
+    }
+    return std::filesystem::read_symlink("/proc/self/exe").parent_path() / "OndreQORHIDStatistics.so";
+}
+
+HostedDevice::HostedDevice(const std::string &description, const std::string &plug_in)
+    : _module(plug_in_file(plug_in)), _device(description, _queue), _plug_in(_module, _queue) {
+    _plug_in.register_services(_device.services());
+}
+
+} // namespace cli

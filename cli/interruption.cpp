@@ -1,0 +1,47 @@
+#include "cli/interruption.h"
+
+#include <array>
+#include <csignal>
+
+#include "host/error.h"
+
+namespace cli {
+namespace {
+
+constexpr std::array<int, 3> kSignals = {SIGINT, SIGTERM, SIGHUP};
+
+volatile std::sig_atomic_t interrupted = 0;
+std::array<struct sigaction, kSignals.size()> former_actions;
+
+void remember(int) { interrupted = 1; }
+
+} // namespace
+
+Interruption::Interruption() {
+    interrupted = 0;
+    struct sigaction action {};
+    action.sa_handler = remember;
+    sigemptyset(&action.sa_mask);
+    for (std::size_t i = 0; i < kSignals.size(); ++i) {
+        sigaction(kSignals[i], nullptr, &former_actions[i]);
+        if (former_actions[i].sa_handler != SIG_IGN) {
+            sigaction(kSignals[i], &action, nullptr);
+        }
+    }
+}
+
+Interruption::~Interruption() {
+    for (std::size_t i = 0; i < kSignals.size(); ++i) {
+        sigaction(kSignals[i], &former_actions[i], nullptr);
+    }
+}
+
+bool Interruption::is_requested() const { return interrupted != 0; }
+
+void Interruption::throw_if_requested() const {
+    if (is_requested()) {
+        throw host::Error("", "", "interrupted");
+    }
+}
+
+} // namespace cli

@@ -1,0 +1,107 @@
+#include <chrono>
+#include <csignal>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <asio.hpp>
+#include <unistd.h>
+
+#include "cli/hosted_device.h"
+#include "cli/output.h"
+#include "cli/verbs.h"
+#include "host/log.h"
+#include "host/notifications.h"
+
+namespace cli {
+namespace {
+
+/** 366 days: far beyond any use, and far below what the clock can count. */
+constexpr double kLongestRunSeconds = 366.0 * 24 * 3600;
+
+struct RunArguments {
+    std::string description;
+    std::string plug_in;
+    std::optional<double> seconds;
+    std::string log_file;
+    bool logs_to_journal = false;
+};
+
+std::vector<std::unique_ptr<host::LogSink>> open_log(const RunArguments &arguments) {
+    std::vector<std::unique_ptr<host::LogSink>> sinks;
+    sinks.push_back(host::log_to_terminal(style_for(STDERR_FILENO).is_coloured));
+    if (!arguments.log_file.empty()) {
+        sinks.push_back(host::log_to_file(arguments.log_file));
+    }
+    if (arguments.logs_to_journal) {
+        sinks.push_back(host::log_to_journal());
+    }
+    return sinks;
+}
+
+void announce(const HostedDevice &device) {
+    const std::size_t services = device.service_count();
+    print_message("hosting " + device.name() + ": " + std::to_string(services) +
+                  (services == 1 ? " service" : " services") + "; Ctrl-C ends");
+}
+
+/** Whether the text is a time that a run may take. */
+std::string check_seconds(const std::string &text) {
+    double seconds = -1;
+    if (CLI::detail::lexical_cast(text, seconds) && seconds >= 0 && seconds <= kLongestRunSeconds) {
+        return {};
+    }
+    return "\"" + text + "\" is no number of seconds from 0 to 31622400";
+}
+
+/** Until a signal asks for the end, or the time is up. */
+void wait_for_the_end(asio::io_context &events, const std::optional<double> &seconds) {
+    asio::steady_timer timer(events);
+    if (seconds) {
+        timer.expires_after(
+            std::chrono::duration_cast<std::chrono::steady_clock::duration>(std::chrono::duration<double>(*seconds)));
+        timer.async_wait([&events](const asio::error_code &error) {
+            if (!error) {
+                events.stop();
+            }
+        });
+    }
+    events.run();
+}
+
+int run(const RunArguments &arguments) {
+    const std::vector<std::unique_ptr<host::LogSink>> log = open_log(arguments);
+    asio::io_context events;
+    asio::signal_set signals(events, SIGINT, SIGTERM);
+    signals.async_wait([&events](const asio::error_code &, int) { events.stop(); });
+
+    HostedDevice device(arguments.description, arguments.plug_in);
+    const host::NotificationReceiver receiver;
+    announce(device);
+    wait_for_the_end(events, arguments.seconds);
+    signals.clear(); // a second Ctrl-C ends a stop that hangs
+    device.stop();
+    return kExitFine;
+}
+
+} // namespace
+
+Verb add_run_verb(CLI::App &program) {
+    CLI::App *const verb = program.add_subcommand("run", "Host the plug-in on a described device")->group("Verbs");
+    const auto arguments = std::make_shared<RunArguments>();
+    verb->add_option("DEVICE.toml", arguments->description, "The device's description")->required();
+    verb->add_option("--plugin", arguments->plug_in, "The module; default: the one beside qorstat")
+        ->option_text("FILE");
+    verb->add_option("--for", arguments->seconds, "End after so long; default: Ctrl-C or SIGTERM ends")
+        ->option_text("SECONDS")
+        ->check(check_seconds, "");
+    verb->add_option("--log", arguments->log_file, "Append the log to a file, too")->option_text("FILE");
+    verb->add_flag("--journal", arguments->logs_to_journal, "Send the log to the systemd journal, too");
+    verb->footer(
+        "The log goes to standard error. While it runs, qorstat notify reaches it.\n\n" +
+        examples("qorstat run examples/phone.toml", "qorstat run examples/phone.toml --for 2.5 --log run.log"));
+    return {verb, [arguments] { return run(*arguments); }};
+}
+
+} // namespace cli

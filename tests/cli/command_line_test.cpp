@@ -1,0 +1,112 @@
+/** What holds for the command line as a whole. */
+#include <algorithm>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/cli/program.h"
+
+using cli_tests::expect_golden;
+using cli_tests::Outcome;
+using cli_tests::qorstat;
+
+namespace {
+
+struct WrongUse {
+    std::vector<std::string> arguments;
+    std::string message;
+};
+
+void expect_wrong_use(const WrongUse &row) {
+    const Outcome outcome = qorstat(row.arguments);
+
+    EXPECT_EQ(outcome.exit_code, 2) << testing::PrintToString(row.arguments);
+    EXPECT_EQ(outcome.out, "") << testing::PrintToString(row.arguments);
+    EXPECT_EQ(outcome.err, "qorstat: " + row.message + "\n");
+}
+
+TEST(CommandLineTest, AWrongVerbSuggestsTheRightOne) {
+    expect_wrong_use({{"captrue", "x.toml"}, "unknown verb \"captrue\"; did you mean \"capture\"?"});
+    expect_wrong_use({{"sohw"}, "unknown verb \"sohw\"; did you mean \"show\"?"});
+    expect_wrong_use({{"rn"}, "unknown verb \"rn\"; did you mean \"run\"?"});
+    expect_wrong_use({{"xyzzy"}, "unknown verb \"xyzzy\""});
+}
+
+TEST(CommandLineTest, AWrongOptionSuggestsTheRightOne) {
+    expect_wrong_use(
+        {{"capture", "x.toml", "--knd", "fault"}, "capture: unknown option \"--knd\"; did you mean \"--kind\"?"});
+    expect_wrong_use(
+        {{"capture", "x.toml", "--knd=fault"}, "capture: unknown option \"--knd=fault\"; did you mean \"--kind\"?"});
+    expect_wrong_use({{"run", "x.toml", "-z"}, "run: unknown option \"-z\""});
+    expect_wrong_use({{"--hlep"}, "unknown option \"--hlep\"; did you mean \"--help\"?"});
+}
+
+TEST(CommandLineTest, AWrongKindSuggestsTheRightOne) {
+    expect_wrong_use({{"capture", "x.toml", "--kind", "fualt"},
+                      "capture: --kind: \"fualt\" is none of error, fault, request; did you mean \"fault\"?"});
+}
+
+TEST(CommandLineTest, ExtraArgumentsAreErrors) {
+    expect_wrong_use({{"run", "x.toml", "y.toml"}, "run: unexpected argument \"y.toml\""});
+    expect_wrong_use({{"notify", "a", "b"}, "notify: unexpected argument \"b\""});
+    expect_wrong_use({{"capture", "x.toml", "run"}, "capture: unexpected argument \"run\""});
+}
+
+TEST(CommandLineTest, MissingArgumentsAreErrors) {
+    expect_wrong_use({{}, "a verb is required; qorstat --help lists them"});
+    expect_wrong_use({{"run"}, "run: DEVICE.toml is required"});
+    expect_wrong_use({{"notify"}, "notify: NAME is required"});
+    expect_wrong_use({{"capture"}, "capture: DEVICE.toml is required"});
+    expect_wrong_use({{"show"}, "show: FILE is required"});
+}
+
+TEST(CommandLineTest, ATimeThatIsNoneIsWrongUse) {
+    for (const std::string seconds : {"soon", "-1", "nan", "inf", "1e99"}) {
+        expect_wrong_use({{"run", "x.toml", "--for=" + seconds},
+                          "run: --for: \"" + seconds + "\" is no number of seconds from 0 to 31622400"});
+    }
+}
+
+TEST(CommandLineTest, AMessageStaysOnOneLineWhateverTheArgumentsHold) {
+    expect_wrong_use({{"run", "x.toml", "a\nb\x1b[31m"}, "run: unexpected argument \"a\\x0ab\\x1b[31m\""});
+}
+
+TEST(CommandLineTest, TheVersionIsPrinted) {
+    const Outcome outcome = qorstat({"--version"});
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(outcome.out, "qorstat 0.1.0\n");
+    EXPECT_EQ(outcome.err, "");
+}
+
+class HelpTest : public testing::TestWithParam<std::string> {};
+
+TEST_P(HelpTest, FitsAScreenAndEndsWithTwoExamples) {
+    const std::string verb = GetParam();
+    const Outcome outcome =
+        qorstat(verb.empty() ? std::vector<std::string>{"--help"} : std::vector<std::string>{verb, "--help"});
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(outcome.err, "");
+    expect_golden("help-" + (verb.empty() ? "program" : verb) + ".txt", outcome.out);
+    std::vector<std::string> lines;
+    std::istringstream stream(outcome.out);
+    for (std::string line; std::getline(stream, line);) {
+        EXPECT_LE(line.size(), 80u) << line;
+        lines.push_back(line);
+    }
+    ASSERT_GE(lines.size(), 3u);
+    EXPECT_LE(lines.size(), 24u);
+    EXPECT_EQ(lines[lines.size() - 3], "Examples:");
+    EXPECT_EQ(lines[lines.size() - 2].rfind("  qorstat ", 0), 0u);
+    EXPECT_EQ(lines[lines.size() - 1].rfind("  qorstat ", 0), 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryVerb, HelpTest, testing::Values("", "run", "notify", "capture", "show"),
+                         [](const testing::TestParamInfo<std::string> &verb) {
+                             return verb.param.empty() ? std::string("program") : verb.param;
+                         });
+
+} // namespace

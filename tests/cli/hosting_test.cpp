@@ -1,0 +1,337 @@
+/** `run`, `notify` and `capture` with the real module and described devices. */
+#include <csignal>
+#include <map>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "tests/cli/program.h"
+
+using cli_tests::content_of;
+using cli_tests::expect_golden;
+using cli_tests::Outcome;
+using cli_tests::qorstat;
+using cli_tests::RunningProgram;
+using cli_tests::Surroundings;
+using cli_tests::TemporaryFolder;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const std::string kSmall = QOR_SOURCE_FOLDER "/tests/data/small.toml";
+const std::string kPhone = QOR_SOURCE_FOLDER "/examples/phone.toml";
+const std::string kFault = "com.ondre.ondreqorhidstatistics.fault";
+
+/** A runtime folder of its own, so that no other host of this user hears what a test posts. */
+Surroundings alone(const TemporaryFolder &folder) {
+    Surroundings surroundings;
+    surroundings.folder = folder.path();
+    surroundings.environment = {{"XDG_RUNTIME_DIR", folder.path()}};
+    return surroundings;
+}
+
+std::string all_files_end_to_end(const fs::path &folder) {
+    std::map<std::string, std::string> contents;
+    for (const fs::directory_entry &entry : fs::directory_iterator(folder)) {
+        contents[entry.path().filename()] = content_of(entry.path());
+    }
+    std::string all;
+    for (const auto &[name, content] : contents) {
+        all += content;
+    }
+    return all;
+}
+
+std::size_t file_count(const fs::path &folder) {
+    return static_cast<std::size_t>(std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
+}
+
+TEST(RunTest, EndsByItselfAfterTheTimeGiven) {
+    const TemporaryFolder folder;
+
+    const Outcome outcome = qorstat({"run", kSmall, "--for", "0"}, alone(folder));
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_NE(outcome.err.find("hosting "), std::string::npos) << outcome.err;
+}
+
+class RunSignalTest : public testing::TestWithParam<int> {};
+
+TEST_P(RunSignalTest, ASignalEndsARunCleanly) {
+    const TemporaryFolder folder;
+    RunningProgram host({"run", kSmall}, alone(folder));
+    ASSERT_TRUE(host.waits_for_message("hosting "));
+
+    host.send(GetParam());
+
+    EXPECT_EQ(host.wait_for_end().exit_code, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(EverySignal, RunSignalTest, testing::Values(SIGINT, SIGTERM));
+
+TEST(RunTest, TheLogAlsoGoesToAFile) {
+    const TemporaryFolder folder;
+    RunningProgram host({"run", kSmall, "--log", "run.log"}, alone(folder));
+    ASSERT_TRUE(host.waits_for_message("hosting "));
+
+    ASSERT_EQ(qorstat({"notify", kFault}, alone(folder)).exit_code, 0);
+
+    ASSERT_TRUE(host.waits_for_message("fault!"));
+    host.send(SIGINT);
+    EXPECT_EQ(host.wait_for_end().exit_code, 0);
+    EXPECT_NE(content_of(folder.path() / "run.log").find("fault!"), std::string::npos);
+}
+
+TEST(RunTest, ALogFileThatCannotBeOpenedIsAnError) {
+    const TemporaryFolder folder;
+
+    const Outcome outcome = qorstat({"run", kSmall, "--for", "0", "--log", "/nowhere/run.log"}, alone(folder));
+
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err.rfind("qorstat: /nowhere/run.log: ", 0), 0u) << outcome.err;
+}
+
+TEST(NotifyTest, ReachesARunningHostFromAnotherProcess) {
+    const TemporaryFolder folder;
+    RunningProgram host({"run", kSmall}, alone(folder));
+    ASSERT_TRUE(host.waits_for_message("hosting "));
+
+    const Outcome notify = qorstat({"notify", kFault}, alone(folder));
+
+    EXPECT_EQ(notify.exit_code, 0);
+    EXPECT_EQ(notify.out, "reached 1 host\n");
+    EXPECT_EQ(notify.err, "");
+    EXPECT_TRUE(host.waits_for_message("fault!"));
+}
+
+TEST(NotifyTest, ReachesEveryRunningHost) {
+    const TemporaryFolder folder;
+    RunningProgram first({"run", kSmall}, alone(folder));
+    RunningProgram second({"run", kSmall}, alone(folder));
+    ASSERT_TRUE(first.waits_for_message("hosting "));
+    ASSERT_TRUE(second.waits_for_message("hosting "));
+
+    EXPECT_EQ(qorstat({"notify", kFault}, alone(folder)).out, "reached 2 hosts\n");
+
+    EXPECT_TRUE(first.waits_for_message("fault!"));
+    EXPECT_TRUE(second.waits_for_message("fault!"));
+}
+
+TEST(NotifyTest, NobodyReachedIsAFailure) {
+    const TemporaryFolder folder;
+
+    const Outcome outcome = qorstat({"notify", kFault}, alone(folder));
+
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, "qorstat: " + kFault + ": no running host was reached\n");
+}
+
+TEST(NotifyTest, AHostThatHasEndedIsNotReached) {
+    const TemporaryFolder folder;
+    ASSERT_EQ(qorstat({"run", kSmall, "--for", "0"}, alone(folder)).exit_code, 0);
+
+    EXPECT_EQ(qorstat({"notify", kFault}, alone(folder)).exit_code, 1);
+}
+
+class CaptureTest : public testing::TestWithParam<std::string> {};
+
+TEST_P(CaptureTest, AFaultIsAnsweredByEveryRawDebugEntry) {
+    const TemporaryFolder folder;
+
+    const Outcome outcome = qorstat({"capture", GetParam(), "--kind", "fault", "-o", "fault"}, alone(folder));
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(file_count(folder.path() / "fault"), 104u);
+    EXPECT_EQ(folder.names(), std::vector<std::string>{"fault"});
+    EXPECT_TRUE(std::regex_search(outcome.out, std::regex("\n104 records, [0-9]+ reports, [0-9]+ bytes\n$")))
+        << outcome.out;
+    EXPECT_NE(outcome.err.find("written to fault\n"), std::string::npos) << outcome.err;
+}
+
+TEST_P(CaptureTest, AnErrorIsAnsweredByNobody) {
+    const TemporaryFolder folder;
+
+    const Outcome outcome = qorstat({"capture", GetParam(), "--kind", "error", "-o", "error"}, alone(folder));
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(file_count(folder.path() / "error"), 0u);
+    EXPECT_EQ(outcome.out, "0 records, 0 reports, 0 bytes\n");
+}
+
+TEST_P(CaptureTest, StandardOutputGetsTheFilesEndToEnd) {
+    const TemporaryFolder folder;
+    ASSERT_EQ(qorstat({"capture", GetParam(), "--kind", "fault", "-o", "fault"}, alone(folder)).exit_code, 0);
+
+    const Outcome outcome = qorstat({"capture", GetParam(), "--kind", "fault", "-o", "-"}, alone(folder));
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_TRUE(outcome.out == all_files_end_to_end(folder.path() / "fault"));
+    EXPECT_NE(outcome.err.find("\n104 records, "), std::string::npos) << outcome.err;
+}
+
+TEST_P(CaptureTest, ShowReadsWhatWasCaptured) {
+    const TemporaryFolder folder;
+    const Outcome captured = qorstat({"capture", GetParam(), "--kind", "fault", "-o", "-"}, alone(folder));
+    ASSERT_EQ(captured.exit_code, 0);
+    Surroundings surroundings;
+    surroundings.standard_input = captured.out;
+
+    const auto json = nlohmann::json::parse(qorstat({"show", "--json", "-"}, surroundings).out);
+
+    ASSERT_EQ(json.size(), 104u);
+    for (const auto &record : json) {
+        EXPECT_EQ(record["file"], "standard input");
+        EXPECT_EQ(record["type_code"], 1);
+        const std::string title = record["title"];
+        EXPECT_EQ(title.rfind("ZEL Profile ", 0), 0u) << title;
+        EXPECT_NE(title.find(" ;count=" + std::to_string(record["payload"].size()) + " ;"), std::string::npos) << title;
+    }
+}
+
+TEST_P(CaptureTest, TheFilesAreInTheOrderOfTheEntries) {
+    const TemporaryFolder folder;
+    ASSERT_EQ(qorstat({"capture", GetParam(), "--kind", "fault", "-o", "fault"}, alone(folder)).exit_code, 0);
+    std::map<std::string, fs::path> files;
+    for (const fs::directory_entry &entry : fs::directory_iterator(folder.path() / "fault")) {
+        files[entry.path().filename()] = entry.path();
+    }
+    std::vector<std::string> names;
+    for (const auto &[name, path] : files) {
+        names.push_back(name);
+    }
+
+    ASSERT_EQ(names.size(), 104u);
+    EXPECT_EQ(names[0].rfind("001-ZEL Profile 0 ;count=", 0), 0u) << names[0];
+    EXPECT_NE(names[47].find("048-ZEL Profile 47 "), std::string::npos) << names[47];
+    EXPECT_NE(names[47].find(";type=fw.qorstate"), std::string::npos) << names[47];
+    EXPECT_NE(names[48].find("049-ZEL Profile 0 "), std::string::npos) << names[48];
+    EXPECT_NE(names[55].find(";type=drvx.qorstate"), std::string::npos) << names[55];
+    EXPECT_NE(names[103].find("104-ZEL Profile 47 "), std::string::npos) << names[103];
+    EXPECT_NE(names[103].find(";type=err.qorstate"), std::string::npos) << names[103];
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryDevice, CaptureTest, testing::Values(kSmall, kPhone),
+                         [](const testing::TestParamInfo<std::string> &device) {
+                             return fs::path(device.param).stem().string();
+                         });
+
+TEST(CaptureToFolderTest, TheDefaultFolderIsNewAndNamedByTheTime) {
+    const TemporaryFolder folder;
+
+    const Outcome outcome = qorstat({"capture", kSmall, "--kind", "fault"}, alone(folder));
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    ASSERT_EQ(folder.names().size(), 1u);
+    EXPECT_TRUE(std::regex_match(folder.names()[0], std::regex("capture-[0-9]{8}-[0-9]{6}"))) << folder.names()[0];
+    EXPECT_EQ(file_count(folder.path() / folder.names()[0]), 104u);
+}
+
+TEST(CaptureToFolderTest, AFolderThatHoldsSomethingIsAnError) {
+    const TemporaryFolder folder;
+    fs::create_directory(folder.path() / "used");
+    folder.file("used/old", "content");
+
+    const Outcome outcome = qorstat({"capture", kSmall, "--kind", "fault", "-o", "used"}, alone(folder));
+
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_NE(outcome.err.find("qorstat: used: is there already, and not empty\n"), std::string::npos) << outcome.err;
+    EXPECT_EQ(file_count(folder.path() / "used"), 1u);
+    EXPECT_EQ(folder.names(), std::vector<std::string>{"used"});
+}
+
+TEST(CaptureToStandardOutputTest, AFullDiskIsAnError) {
+    const TemporaryFolder folder;
+    Surroundings surroundings = alone(folder);
+    surroundings.output_file = "/dev/full";
+
+    const Outcome outcome = qorstat({"capture", kSmall, "--kind", "fault", "-o", "-"}, surroundings);
+
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_NE(outcome.err.find("qorstat: standard output: No space left on device\n"), std::string::npos)
+        << outcome.err;
+}
+
+TEST(CaptureToStandardOutputTest, AClosedPipeIsAnErrorBecauseRecordsAreLost) {
+    const TemporaryFolder folder;
+    RunningProgram program({"capture", kSmall, "--kind", "fault", "-o", "-"}, alone(folder));
+    program.stop_reading();
+
+    const Outcome outcome = program.wait_for_end();
+
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_NE(outcome.err.find("qorstat: standard output: closed before every record was written\n"), std::string::npos)
+        << outcome.err;
+}
+
+TEST(CaptureSummaryTest, TheSummaryIsAlsoThereAsJson) {
+    const TemporaryFolder folder;
+
+    const Outcome outcome = qorstat({"capture", kSmall, "--kind", "fault", "-o", "fault", "--json"}, alone(folder));
+
+    ASSERT_EQ(outcome.exit_code, 0);
+    const auto json = nlohmann::json::parse(outcome.out);
+    ASSERT_EQ(json.size(), 104u);
+    std::size_t bytes = 0;
+    for (const auto &row : json) {
+        bytes += row["bytes"].get<std::size_t>();
+    }
+    EXPECT_EQ(bytes, all_files_end_to_end(folder.path() / "fault").size());
+}
+
+/** Every verb that hosts the plug-in refuses these. */
+class RefusedHostingTest : public testing::TestWithParam<std::string> {
+protected:
+    /** One line on standard error, nothing on standard output, nothing written. */
+    void expect_refused(const std::vector<std::string> &arguments, const std::string &start_of_message) {
+        const TemporaryFolder folder;
+        std::vector<std::string> all = {GetParam()};
+        all.insert(all.end(), arguments.begin(), arguments.end());
+
+        const Outcome outcome = qorstat(all, alone(folder));
+
+        EXPECT_EQ(outcome.exit_code, 1);
+        EXPECT_EQ(outcome.out, "");
+        EXPECT_EQ(outcome.err.rfind("qorstat: " + start_of_message, 0), 0u) << outcome.err;
+        EXPECT_EQ(outcome.err.find('\n'), outcome.err.size() - 1) << outcome.err;
+        EXPECT_TRUE(folder.names().empty()) << testing::PrintToString(folder.names());
+    }
+};
+
+TEST_P(RefusedHostingTest, AMissingModule) {
+    expect_refused({kSmall, "--plugin", "/nowhere/module.so"}, "/nowhere/module.so: ");
+}
+
+TEST_P(RefusedHostingTest, AFileThatIsNoModule) { expect_refused({kSmall, "--plugin", kSmall}, kSmall + ": "); }
+
+TEST_P(RefusedHostingTest, AModuleWithoutTheFactory) {
+    expect_refused({kSmall, "--plugin", QOR_FOREIGN_MODULE}, QOR_FOREIGN_MODULE ": ");
+}
+
+TEST_P(RefusedHostingTest, AMissingDescription) { expect_refused({"/nowhere/device.toml"}, "/nowhere/device.toml: "); }
+
+TEST_P(RefusedHostingTest, ADescriptionWithAnUnknownKey) {
+    const TemporaryFolder folder;
+    const std::string description = folder.file("device.toml", "no_such_key = 1\n" + content_of(kSmall));
+
+    expect_refused({description}, description + ": line 1");
+}
+
+TEST_P(RefusedHostingTest, ADescriptionThatIsNoToml) {
+    const TemporaryFolder folder;
+    const std::string description = folder.file("device.toml", "[device\n");
+
+    expect_refused({description}, description + ": line 1");
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryVerb, RefusedHostingTest, testing::Values("run", "capture"),
+                         [](const testing::TestParamInfo<std::string> &verb) { return verb.param; });
+
+} // namespace
