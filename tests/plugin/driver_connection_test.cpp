@@ -180,9 +180,8 @@ protected:
             call.out_size = reported_size;
             return call_status;
         };
-        host::RegistryEntryDescription description{.registry_id = 0x9001, .name = "test_profile"};
-        description.user_client = std::move(client);
-        entry = host::device_registry::add(std::move(description));
+        entry = host::device_registry::add(
+            {.registry_id = 0x9001, .name = "test_profile", .user_client = std::move(client)});
     }
     ~NamedService() override { host::device_registry::remove(entry); }
 

@@ -26,9 +26,8 @@ public:
             call.out_size = reported_size.value_or(bytes.size());
             return status;
         };
-        host::RegistryEntryDescription description{.registry_id = registry_id, .name = name};
-        description.user_client = std::move(client);
-        _entry = host::device_registry::add(std::move(description));
+        _entry =
+            host::device_registry::add({.registry_id = registry_id, .name = name, .user_client = std::move(client)});
     }
     ~ReportService() { host::device_registry::remove(_entry); }
     ReportService(const ReportService &) = delete;
