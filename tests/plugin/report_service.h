@@ -2,8 +2,8 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -22,7 +22,9 @@ public:
             methods.push_back(call.method);
             scalars.assign(call.scalars_in.begin(), call.scalars_in.end());
             capacity = call.out_size;
-            std::memcpy(call.out.data(), bytes.data(), std::min(bytes.size(), call.out.size()));
+            std::transform(bytes.begin(),
+                           bytes.begin() + static_cast<std::ptrdiff_t>(std::min(bytes.size(), call.out.size())),
+                           call.out.begin(), [](uint8_t byte) { return std::byte{byte}; });
             call.out_size = reported_size.value_or(bytes.size());
             return status;
         };
