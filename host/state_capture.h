@@ -18,7 +18,8 @@ using RecordBytes = std::vector<std::byte>;
 
 /**
  * Asks every handler registered in this process, each on its queue, in the order of registration, and takes
- * over their records. Called from any thread that is not one of those queues.
+ * over their records. Called from any thread that is not one of those queues. A record's payload size is
+ * believed: a handler is code of this process, and the size is its word for memory that it allocated.
  * @param kind  one of the request kinds, or any other number.
  */
 std::vector<RecordBytes> capture_state(std::uint32_t kind, const std::string &requester);
