@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <clocale>
+#include <locale>
 #include <string>
 #include <vector>
 
@@ -120,6 +122,33 @@ TEST_P(DescribedLine, PrintsTheLargestNumbersWhole) {
     std::fill(largest.begin() + 4, largest.end(), static_cast<unsigned char>(0xFF));
 
     EXPECT_THAT(describe(largest), HasSubstr(" 'timestamp':18446744073709551615, 'sequence_num':4294967295,"));
+}
+
+/** Makes a locale the process's, for the C library and for streams, as long as it lives. */
+class ProcessLocale {
+public:
+    explicit ProcessLocale(const char *name) : _before(std::locale::global(std::locale(name))) {}
+    ProcessLocale(const ProcessLocale &) = delete;
+    ProcessLocale &operator=(const ProcessLocale &) = delete;
+    ~ProcessLocale() { std::locale::global(_before); }
+
+private:
+    std::locale _before;
+};
+
+TEST_P(DescribedLine, DoesNotDependOnTheLocale) {
+    // Where a decimal comma, points between thousands and "Mai" would show.
+    const Report data_out = with(report(3, 1, 0, 4, {0, 24, 0, 0}), 4, {0, 0, 0, 1});
+    const Clock in_may{oracle::TimeSync{0, 1715000000000000000}, 1700000000000000};
+    const ProcessLocale german("de_DE.UTF-8");
+    ASSERT_STREQ(std::localeconv()->decimal_point, ",");
+
+    const std::string line = describe(data_out, in_may);
+
+    EXPECT_THAT(line, HasSubstr(" 'sequence_num':  16777216, 'arg1':      6144,"));
+    EXPECT_THAT(line, HasSubstr(" 'x':       1.5,"));
+    EXPECT_THAT(line, HasSubstr(" 'calendar-time':'May 06 12:53:20.000000',"));
+    EXPECT_THAT(line, HasSubstr(" 'boot-timestamp':1700000000000000}"));
 }
 
 // ---- firmware time ---------------------------------------------------------------------------------------
