@@ -165,9 +165,9 @@ public:
     RegisteredEntries(const RegisteredEntries &) = delete;
     RegisteredEntries &operator=(const RegisteredEntries &) = delete;
     ~RegisteredEntries() {
-        for (auto entry = _entries.rbegin(); entry != _entries.rend(); ++entry) {
-            device_registry::remove(*entry);
-            allow_hid_device(*entry, true);
+        for (; !_entries.empty(); _entries.pop_back()) {
+            device_registry::remove(_entries.back());
+            allow_hid_device(_entries.back(), true);
         }
     }
 

@@ -435,7 +435,7 @@ std::vector<DescriptionTable> DescriptionTable::tables(std::string_view key, con
             throw Error(_file->path, place_text(element.source().begin),
                         "each element of " + in_quotes(key) + " must be a table, not " + type_name(element));
         }
-        found.push_back(DescriptionTable(*_file, *element.as_table(), what, keys));
+        found.emplace_back(*_file, *element.as_table(), what, keys);
     }
     return found;
 }

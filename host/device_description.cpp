@@ -171,13 +171,13 @@ private:
     /** Reads a reply, and refuses a second one to the same question. */
     template <typename Key>
     void add_reply(std::map<Key, ReplyDescription> &replies, const Key &key, const DescriptionTable &table,
-                   std::string_view key_name) {
+                   std::string_view key_name) const {
         if (!replies.emplace(key, reply(table)).second) {
             throw table.error_at(key_name, "this " + std::string(key_name) + " is described twice");
         }
     }
 
-    ReplyDescription reply(const DescriptionTable &table) {
+    ReplyDescription reply(const DescriptionTable &table) const {
         ReplyDescription reply;
         reply.status = table.number32("status", kRvStatusSuccess);
         reply.reported_size = table.optional_number("reported_size", kAny64);
@@ -200,7 +200,7 @@ private:
         return reply;
     }
 
-    std::vector<std::byte> file_bytes(const DescriptionTable &table, std::string_view key) {
+    std::vector<std::byte> file_bytes(const DescriptionTable &table, std::string_view key) const {
         const std::filesystem::path path = std::filesystem::path(_file.path).parent_path() / table.text(key);
         return read_whole_file(path.string(), _file.path, table.place_of(key));
     }

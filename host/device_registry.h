@@ -63,22 +63,22 @@ namespace device_registry {
 RvRegistryEntry add(RegistryEntryDescription description);
 
 /** Puts or replaces a property of a live entry; null removes it. */
-void set_property(RvRegistryEntry entry, const std::string &key, platform::OwnedValue value);
+void set_property(RvRegistryEntry handle, const std::string &key, platform::OwnedValue value);
 
 /**
  * Takes an entry out. Handles that others hold stay valid numbers and answer `kRvStatusNotFound`; the storage
  * goes with the last of them.
  */
-void remove(RvRegistryEntry entry);
+void remove(RvRegistryEntry handle);
 
 /** Whether the handle names an entry that is in the registry. */
-bool is_registered(RvRegistryEntry entry);
+bool is_registered(RvRegistryEntry handle);
 
 /** The factory of the entry's user-space plug-in of this type; empty when there is none. */
-PlugInFactory plug_in_factory(RvRegistryEntry entry, const RvUUIDBytes &type);
+PlugInFactory plug_in_factory(RvRegistryEntry handle, const RvUUIDBytes &type);
 
-/** How many references to `entry` have been given and not given back. */
-std::size_t reference_count(RvRegistryEntry entry);
+/** How many references to the entry have been given and not given back. */
+std::size_t reference_count(RvRegistryEntry handle);
 
 /** How many connections are open. */
 std::size_t open_connection_count();

@@ -14,8 +14,8 @@ public:
     RegisteredEntries(const RegisteredEntries &) = delete;
     RegisteredEntries &operator=(const RegisteredEntries &) = delete;
     ~RegisteredEntries() {
-        for (auto entry = _entries.rbegin(); entry != _entries.rend(); ++entry) {
-            port().registry().remove(*entry);
+        for (; !_entries.empty(); _entries.pop_back()) {
+            port().registry().remove(_entries.back());
         }
     }
 

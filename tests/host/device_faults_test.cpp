@@ -47,7 +47,7 @@ protected:
 
     static void strike(const char *operation) { host::arm_fault(operation, 0, host::Strikes::Once); }
 
-    RvInterfaceRef plug_in(const RvUUIDBytes &type) {
+    RvInterfaceRef plug_in(const RvUUIDBytes &type) const {
         RvInterfaceRef made = nullptr;
         EXPECT_EQ(RvPlugInCreateForService(child, RvUUIDGetConstantWithBytes(type),
                                            RvUUIDGetConstantWithBytes(kGenericInterface), &made),
@@ -56,7 +56,7 @@ protected:
     }
 
     template <typename Interface>
-    Interface query(const RvUUIDBytes &type, const RvUUIDBytes &interface_type) {
+    Interface query(const RvUUIDBytes &type, const RvUUIDBytes &interface_type) const {
         const platform::OwnedInterface generic(plug_in(type));
         void *interface = nullptr;
         EXPECT_EQ((*generic.get())->QueryInterface(generic.get(), interface_type, &interface), 0);
