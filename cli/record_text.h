@@ -13,8 +13,9 @@ namespace cli {
 /**
  * The title as a heading, then the payload, each line with a newline at its end.
  *
- * An array's texts stand one on a line, as they are; a dictionary's keys stand in a column, in ascending order
- * (byte for byte), what they contain indented below them. A payload of a type code other than 1 is shown as hex.
+ * A payload of a known title is drawn in the form that suits it (payload_renderings.h). That of any other title,
+ * or of another shape than its title promises, is shown as any typed value (value_text.h); one of a type code other
+ * than 1 as hex.
  *
  * @param file the bytes that the record was parsed from.
  */

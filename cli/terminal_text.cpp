@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <optional>
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include "cli/hex.h"
@@ -12,6 +14,7 @@ namespace cli {
 namespace {
 
 constexpr std::string_view kBold = "\x1b[1m";
+constexpr std::string_view kFaint = "\x1b[2m";
 constexpr std::string_view kCyan = "\x1b[36m";
 constexpr std::string_view kPlain = "\x1b[0m";
 
@@ -33,6 +36,14 @@ bool wants_no_colour() {
     // Nothing in this program changes the environment.
     const char *const value = std::getenv("NO_COLOR"); // NOLINT(concurrency-mt-unsafe)
     return value != nullptr && *value != '\0';
+}
+
+std::optional<std::size_t> terminal_columns(int descriptor) {
+    struct winsize size {};
+    if (ioctl(descriptor, TIOCGWINSZ, &size) == -1 || size.ws_col == 0) {
+        return std::nullopt;
+    }
+    return size.ws_col;
 }
 
 } // namespace
@@ -67,9 +78,22 @@ std::string TextStyle::key(std::string_view text) const {
     return is_coloured ? wrapped(kCyan, shown(text)) : shown(text);
 }
 
+std::string TextStyle::dimmed(std::string_view text) const {
+    return is_coloured ? wrapped(kFaint, shown(text)) : shown(text);
+}
+
+std::string TextStyle::coloured(std::string_view text, int colour) const {
+    return is_coloured ? wrapped("\x1b[" + std::to_string(colour) + "m", shown(text)) : shown(text);
+}
+
 TextStyle style_for(int descriptor) {
-    const bool is_terminal = isatty(descriptor) == 1;
-    return {is_terminal, is_terminal && !wants_no_colour()};
+    TextStyle style;
+    if (isatty(descriptor) == 1) {
+        style.escapes_controls = true;
+        style.is_coloured = !wants_no_colour();
+        style.columns = terminal_columns(descriptor).value_or(style.columns);
+    }
+    return style;
 }
 
 } // namespace cli

@@ -1,6 +1,7 @@
 /** Text on its way to a person's terminal. */
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -16,6 +17,7 @@ std::string escape_controls(std::string_view text);
 struct TextStyle {
     bool escapes_controls = false;
     bool is_coloured = false;
+    std::size_t columns = 80; ///< what a line has room for, where the text depends on it
 
     /** `text` as this style shows it. */
     std::string shown(std::string_view text) const;
@@ -23,9 +25,16 @@ struct TextStyle {
     std::string heading(std::string_view text) const;
     /** `text` as a name beside a value. */
     std::string key(std::string_view text) const;
+    /** `text` as something that is there but switched off. */
+    std::string dimmed(std::string_view text) const;
+    /** `text` in a colour. @param colour the number that terminals know it by: 30 to 37 or 90 to 97. */
+    std::string coloured(std::string_view text, int colour) const;
 };
 
-/** The style for an open file descriptor: both for a terminal, but no colours when `NO_COLOR` is set and not empty. */
+/**
+ * The style for an open file descriptor: both for a terminal, and as many columns as it has, but no colours when
+ * `NO_COLOR` is set and not empty.
+ */
 TextStyle style_for(int descriptor);
 
 } // namespace cli
