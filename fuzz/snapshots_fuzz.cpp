@@ -1,0 +1,183 @@
+// Any replies of the driver to everything that the snapshots ask it: no read leaves a buffer, and what comes out
+// is a record that keeps its limits.
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <string_view>
+#include <vector>
+
+#include "host/state_capture.h"
+#include "host/typed_values.h"
+#include "platform/RvStateCapture.h"
+#include "plugin/OndreQORHIDStatistics.h"
+#include "tests/plugin/qor_player.h"
+
+namespace {
+
+struct Reply {
+    RvStatus status;
+    std::vector<std::uint8_t> bytes;
+    std::size_t reported_size;
+};
+
+/** Takes values off the front of an input; what is missing is zero. */
+class Input {
+public:
+    Input(const std::uint8_t *data, std::size_t size) : _data(data), _size(size) {}
+
+    bool is_empty() const { return _size == 0; }
+
+    std::uint8_t byte() {
+        if (_size == 0) {
+            return 0;
+        }
+        --_size;
+        return *_data++;
+    }
+
+    std::vector<std::uint8_t> bytes(std::size_t count) {
+        count = std::min(count, _size);
+        std::vector<std::uint8_t> taken(_data, _data + count);
+        _data += count;
+        _size -= count;
+        return taken;
+    }
+
+private:
+    const std::uint8_t *_data;
+    std::size_t _size;
+};
+
+/** What the snapshots ask for: properties by their number, the client list (a command), and anything else. */
+constexpr std::uint32_t kAsked[] = {0,  10, 11, 13, 15, 16, 24, 25, 26, 29,  36,  45,
+                                    56, 57, 58, 59, 60, 61, 64, 67, 68, 215, 216, 0x1000 + 57};
+
+constexpr std::uint32_t kCommand = 0x1000;
+
+/** The driver whose replies the input describes. */
+class Driver {
+public:
+    /**
+     * The input is replies one after another: a byte that picks the question, a byte of flags (1: failure, 2: the
+     * reported size is a lie and follows as a byte; 255 stands for the largest size there is), two bytes of
+     * length, and the bytes.
+     */
+    void read_replies(Input input) {
+        _replies.clear();
+        while (!input.is_empty()) {
+            const std::uint32_t question = kAsked[input.byte() % std::size(kAsked)];
+            const std::uint8_t flags = input.byte();
+            const std::uint8_t lie = (flags & 2) != 0 ? input.byte() : std::uint8_t{0};
+            const std::size_t length = input.byte() + std::size_t{input.byte()} * 256;
+            Reply reply{(flags & 1) != 0 ? kRvStatusError : RvStatus{kRvStatusSuccess}, input.bytes(length), 0};
+            reply.reported_size = (flags & 2) == 0 ? reply.bytes.size() : lie == 255 ? SIZE_MAX : std::size_t{lie} * 24;
+            _replies[question] = std::move(reply);
+        }
+    }
+
+    RvStatus answer(host::DriverCommand &command) const {
+        std::uint32_t question = kCommand + command.selector;
+        if (command.selector == 10 && command.in.size() == sizeof question) {
+            std::memcpy(&question, command.in.data(), sizeof question);
+        }
+        const auto found = _replies.find(question);
+        if (found == _replies.end()) {
+            // Without these two there is no sensor snapshot to look at.
+            command.out_size = question == 0 ? sizeof(std::uint32_t) : 0;
+            return question == 0 || question == kCommand + 57 ? RvStatus{kRvStatusSuccess} : kRvStatusNotFound;
+        }
+        const Reply &reply = found->second;
+        const std::size_t size = std::min(reply.bytes.size(), command.out.size());
+        if (size > 0) {
+            std::memcpy(command.out.data(), reply.bytes.data(), size);
+        }
+        command.out_size = reply.reported_size;
+        return reply.status;
+    }
+
+private:
+    std::map<std::uint32_t, Reply> _replies;
+};
+
+/** The plug-in with one service's context, made once: only the replies differ from input to input. */
+struct Hosted {
+    Hosted() {
+        qor.driver->command = [this](host::DriverCommand &command) { return driver.answer(command); };
+        plug_in->open(nullptr, 0);
+        host::PlugInFactory factory = host::driver_plug_in(qor.driver).second;
+        RvInterfaceRef plug_in_object = nullptr;
+        if (factory(RvUUIDBytes kRvPlugInInterfaceBytes, &plug_in_object) != kRvStatusSuccess) {
+            std::abort();
+        }
+        void *interface = nullptr;
+        (*plug_in_object)->QueryInterface(plug_in_object, RvUUIDBytes kQorDriverInterfaceBytes, &interface);
+        (*plug_in_object)->Release(plug_in_object);
+        context._driver._interface = static_cast<QorDriverInterfaceRef>(interface);
+        context._driver._service = qor.driver_entry;
+        context._device._service = qor.device_entry;
+    }
+
+    plug_in_tests::QorPlayer qor;
+    Driver driver;
+    OndreQORHIDStatistics *plug_in = OndreQORHIDStatistics::alloc(RvAllocatorGetDefault());
+    Context context{};
+};
+
+[[noreturn]] void report_broken(const char *promise, std::string_view where) {
+    std::fprintf(stderr, "broken: %s (%.*s)\n", promise, static_cast<int>(where.size()), where.data());
+    std::abort();
+}
+
+/** The longest text that may stand under a key of a snapshot. */
+std::size_t text_limit(std::string_view title, std::string_view key) {
+    if (title == "SSHB assets") {
+        return 127;
+    }
+    return key.substr(0, 5) == "extra" ? 1023 : 255;
+}
+
+void check_texts(std::string_view title, TvDictionaryRef dictionary) {
+    host::for_each_entry(dictionary, [title](std::string_view key, TvRef value) {
+        const std::string_view text(TvStringGetCString(value) != nullptr ? TvStringGetCString(value) : "");
+        if (text.size() > text_limit(title, key)) {
+            report_broken("a text is within its limit", key);
+        }
+        if (std::any_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) > 127; })) {
+            report_broken("texts are ASCII", key);
+        }
+    });
+}
+
+/** Looks a handler's answer over, if there is one, and frees it. */
+void check_record(RvStateCaptureRecord *record, std::string_view title, bool all_keys_asked) {
+    if (record == nullptr) {
+        return;
+    }
+    const auto *bytes = reinterpret_cast<const std::byte *>(record);
+    const std::vector<host::StateRecord> records = host::parse_records({bytes, 200 + record->payload_size}, "record");
+    std::free(record);
+    if (records.size() != 1 || records[0].title != title) {
+        report_broken("one record under its title", title);
+    }
+    if (all_keys_asked && TvDictionaryGetCount(records[0].payload.get()) != 51) {
+        report_broken("51 assets", title);
+    }
+    check_texts(title, records[0].payload.get());
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+    static auto &hosted = *new Hosted;
+    hosted.driver.read_replies(Input(data, size));
+
+    const RvStateCaptureHints hints{.version = 1, .requester = "fuzz", .kind = kRvStateCaptureRequest, .reserved = 0};
+    check_record(hosted.plug_in->stateHandler_SSHBStats(&hints, &hosted.context), "SSHB Statistics", false);
+    check_record(hosted.plug_in->stateHandler_SSHBAssets(&hints, &hosted.context), "SSHB assets", true);
+    check_record(hosted.plug_in->stateHandler_SensorInfo(&hints, &hosted.context), "SensorInfo", false);
+    return 0;
+}
