@@ -293,6 +293,7 @@ TEST_F(DescribedDeviceTest, PlugInsAnswerAsDescribed) {
         const OwnedInterface generic(plug_in);
         void *queried = nullptr;
         EXPECT_EQ((*plug_in)->QueryInterface(plug_in, kInterface, &queried), kRvResultNoInterface);
+        ASSERT_NE(queried, nullptr);
         const OwnedInterface interface(static_cast<RvInterfaceRef>(queried));
         const auto driver = static_cast<QorDriverInterfaceRef>(queried);
         EXPECT_EQ((*driver)->start(driver, 0), 0xE0000001u);
