@@ -232,13 +232,26 @@ std::size_t sequence_length(std::string_view text) {
     return 0;
 }
 
+/** Texts are mostly ASCII, and eight bytes of it are told at once. */
+void skip_ascii(std::string_view &text) {
+    constexpr std::uint64_t kTopBits = 0x8080808080808080;
+    for (std::uint64_t eight = 0; text.size() >= sizeof eight; text.remove_prefix(sizeof eight)) {
+        std::memcpy(&eight, text.data(), sizeof eight);
+        if ((eight & kTopBits) != 0) {
+            return;
+        }
+    }
+}
+
 bool is_utf8(std::string_view text) {
+    skip_ascii(text);
     while (!text.empty()) {
         const std::size_t length = sequence_length(text);
         if (length == 0) {
             return false;
         }
         text.remove_prefix(length);
+        skip_ascii(text);
     }
     return true;
 }
