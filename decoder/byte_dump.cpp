@@ -1,18 +1,120 @@
 #include "decoder/byte_dump.h"
 
+#include <atomic>
+
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
 namespace decoder {
 
-char *put_dump(char *out, const std::uint8_t *data, std::size_t length) {
-    *out++ = '[';
-    if (length == 0) {
-        *out++ = ']';
-        return out;
+namespace {
+
+/** Makes the last comma the closing bracket; `first` is where the bytes' texts began. */
+char *closed(char *first, char *end) {
+    if (end == first) {
+        ++end;
     }
+    end[-1] = ']';
+    return end;
+}
+
+#if defined(__x86_64__)
+
+/**
+ * Sixteen bytes at a time: every byte becomes a lane of its three digits and a comma, and one instruction moves the
+ * characters that count together.
+ *
+ * Which count is a mask with four bits a byte: the comma and the last digit always, the tens from 10 on, the
+ * hundreds from 100 on. In a lane the tens are the rest after the hundreds times 103 / 2^10, which is exact
+ * below 179. Bytes behind `length` are loaded as zeros and have no bit in the mask. A store writes all 64
+ * characters, for which `dump_room` allows.
+ *
+ * The 48 bytes of a report take 14 ns this way and 25 ns byte by byte (`bench/README.md`).
+ */
+__attribute__((target("avx512vbmi2,avx512bw,avx512vl,bmi2,popcnt"))) char *
+put_dump_vectors(char *out, const std::uint8_t *data, std::size_t length) {
+    constexpr std::uint64_t kHundreds = 0x1111111111111111;
+    constexpr std::uint64_t kTens = kHundreds << 1;
+    constexpr std::uint64_t kOnes = kHundreds << 2;
+    constexpr std::uint64_t kOnesAndComma = 3;
+    // The forms without a mask start from undefined registers, of which g++ 12 warns falsely.
+    constexpr __mmask16 kAllLanes = 0xFFFF;
+    const __m512i digits_and_comma = _mm512_set1_epi32(0x2C303030);
+
+    *out++ = '[';
+    char *const first = out;
+    for (std::size_t done = 0; done < length; done += 16) {
+        const std::size_t left = length - done;
+        const auto present = static_cast<__mmask16>(left >= 16 ? 0xFFFF : (1u << left) - 1);
+        const __m128i bytes = _mm_maskz_loadu_epi8(present, data + done);
+        const __mmask16 from_10 = _mm_cmpge_epu8_mask(bytes, _mm_set1_epi8(10));
+        const __mmask16 from_100 = _mm_cmpge_epu8_mask(bytes, _mm_set1_epi8(100));
+        const __mmask16 from_200 = _mm_cmpge_epu8_mask(bytes, _mm_set1_epi8(static_cast<char>(200)));
+
+        __m128i rest = _mm_mask_sub_epi8(bytes, from_100, bytes, _mm_set1_epi8(100));
+        rest = _mm_mask_sub_epi8(rest, from_200, rest, _mm_set1_epi8(100));
+        __m128i hundreds = _mm_maskz_set1_epi8(from_100, 1);
+        hundreds = _mm_mask_add_epi8(hundreds, from_200, hundreds, _mm_set1_epi8(1));
+
+        const __m512i wide_rest = _mm512_maskz_cvtepu8_epi32(kAllLanes, rest);
+        const __m512i tens =
+            _mm512_maskz_srli_epi32(kAllLanes, _mm512_mullo_epi16(wide_rest, _mm512_set1_epi32(103)), 10);
+        const __m512i ones = _mm512_sub_epi32(wide_rest, _mm512_mullo_epi16(tens, _mm512_set1_epi32(10)));
+        __m512i texts = _mm512_add_epi32(digits_and_comma, _mm512_maskz_cvtepu8_epi32(kAllLanes, hundreds));
+        texts = _mm512_add_epi32(texts, _mm512_maskz_slli_epi32(kAllLanes, tens, 8));
+        texts = _mm512_add_epi32(texts, _mm512_maskz_slli_epi32(kAllLanes, ones, 16));
+
+        const std::uint64_t shown =
+            _pdep_u64(from_100, kHundreds) | _pdep_u64(from_10, kTens) | _pdep_u64(present, kOnes) * kOnesAndComma;
+        _mm512_storeu_si512(out, _mm512_maskz_compress_epi8(shown, texts));
+        out += _mm_popcnt_u64(shown);
+    }
+    return closed(first, out);
+}
+
+bool has_vectors() {
+    return __builtin_cpu_supports("avx512vbmi2") && __builtin_cpu_supports("avx512bw") &&
+           __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("popcnt");
+}
+
+#endif
+
+using dump_writer = char *(*)(char *, const std::uint8_t *, std::size_t);
+
+dump_writer best_writer() {
+#if defined(__x86_64__)
+    if (has_vectors()) {
+        return put_dump_vectors;
+    }
+#endif
+    return put_dump_portably;
+}
+
+char *choose_and_put_dump(char *out, const std::uint8_t *data, std::size_t length);
+
+/** Set at compile time, so that dumps can be made before and while other static objects are. */
+constinit std::atomic<dump_writer> writer{choose_and_put_dump};
+
+char *choose_and_put_dump(char *out, const std::uint8_t *data, std::size_t length) {
+    const dump_writer chosen = best_writer();
+    writer.store(chosen, std::memory_order_relaxed);
+    return chosen(out, data, length);
+}
+
+} // namespace
+
+char *put_dump_portably(char *out, const std::uint8_t *data, std::size_t length) {
+    *out++ = '[';
+    char *const first = out;
     for (std::size_t index = 0; index < length; ++index) {
         out = put_byte_and_comma(out, data[index]);
     }
-    out[-1] = ']';
-    return out;
+    return closed(first, out);
+}
+
+char *put_dump(char *out, const std::uint8_t *data, std::size_t length) {
+    return writer.load(std::memory_order_relaxed)(out, data, length);
 }
 
 } // namespace decoder

@@ -36,11 +36,14 @@ inline char *put_byte_and_comma(char *out, std::uint8_t byte) {
     return out + text.size;
 }
 
-/** The room that `put_dump` of `length` bytes needs. */
-constexpr std::size_t dump_room(std::size_t length) { return 4 * length + 2; }
+/** The room that `put_dump` of `length` bytes needs: the longest text, and what a vector store touches behind it. */
+constexpr std::size_t dump_room(std::size_t length) { return 4 * length + 2 + 64; }
 
 /** "[", the bytes in decimal separated by commas, "]". Needs `dump_room(length)`. */
 char *put_dump(char *out, const std::uint8_t *data, std::size_t length);
+
+/** The same on any processor; `put_dump` is this where the processor lacks the vector instructions. */
+char *put_dump_portably(char *out, const std::uint8_t *data, std::size_t length);
 
 } // namespace decoder
 

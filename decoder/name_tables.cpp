@@ -268,9 +268,22 @@ consteval std::array<short_text, count> quoted_names(const entry (&entries)[coun
 template <const auto &entries>
 constexpr auto kQuoted = quoted_names(entries);
 
+template <std::size_t count>
+consteval rows_by_byte rows_of(const entry (&entries)[count]) {
+    static_assert(count < 255);
+    rows_by_byte rows{};
+    for (std::size_t index = 0; index < count && entries[index].id < rows.size(); ++index) {
+        rows[entries[index].id] = static_cast<std::uint8_t>(index + 1);
+    }
+    return rows;
+}
+
+template <const auto &entries>
+constexpr rows_by_byte kRows = rows_of(entries);
+
 template <const auto &entries>
 constexpr name_table table() {
-    return {entries, kQuoted<entries>.data(), static_cast<unsigned>(kQuoted<entries>.size())};
+    return {entries, kQuoted<entries>.data(), &kRows<entries>, static_cast<unsigned>(kQuoted<entries>.size())};
 }
 
 constexpr name_table kExecutionEvents[] = {
@@ -322,8 +335,8 @@ constexpr category_names kWakeNames = same_events(table<wake_components>(), tabl
 constexpr category_names kNoNames = {};
 
 const short_text *name_table::find(std::uint32_t id) const {
-    if (id < count && entries[id].id == id) {
-        return &quoted_names[id];
+    if (id < rows->size()) {
+        return find(static_cast<std::uint8_t>(id));
     }
     const entry *end = entries + count;
     const entry *found =

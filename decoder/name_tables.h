@@ -12,13 +12,23 @@
 
 namespace decoder {
 
+/** For every id of one byte the row that holds it, counted from 1; 0 for none. */
+using rows_by_byte = std::array<std::uint8_t, 256>;
+
+inline constexpr rows_by_byte kNoRows{};
+
 /** A table as it is looked up: rows by strictly ascending id, and the same names between apostrophes. */
 struct name_table {
     const profile_decoder::entry *entries = nullptr;
     const short_text *quoted_names = nullptr;
+    const rows_by_byte *rows = &kNoRows;
     unsigned count = 0;
 
     /** The name between apostrophes; null when the table does not hold `id`. Lives as long as the process. */
+    const short_text *find(std::uint8_t id) const {
+        const unsigned row = (*rows)[id];
+        return row != 0 ? &quoted_names[row - 1] : nullptr;
+    }
     const short_text *find(std::uint32_t id) const;
 };
 

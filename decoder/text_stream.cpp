@@ -14,13 +14,6 @@ constexpr std::size_t kNumberRoom = 24;
 
 } // namespace
 
-void text_buffer::append(std::string_view text) {
-    if (static_cast<std::size_t>(_limit - _end) < text.size()) {
-        grow(size(), text.size());
-    }
-    _end = std::copy(text.begin(), text.end(), _end);
-}
-
 void text_buffer::grow(std::size_t used, std::size_t room) {
     std::size_t capacity = std::max(kFirstCapacity, static_cast<std::size_t>(_limit - _begin));
     while (capacity - used < room) {

@@ -2,6 +2,7 @@
 #ifndef DECODER_TEXT_STREAM_H
 #define DECODER_TEXT_STREAM_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -27,7 +28,12 @@ public:
     void clear() { _end = _begin; }
 
     /** @throws std::bad_alloc with the buffer as it was. */
-    void append(std::string_view text);
+    void append(std::string_view text) {
+        if (static_cast<std::size_t>(_limit - _end) < text.size()) [[unlikely]] {
+            grow(size(), text.size());
+        }
+        _end = std::copy(text.begin(), text.end(), _end);
+    }
 
 private:
     friend class text_stream;

@@ -82,4 +82,49 @@ TEST(Digits, EveryByteIsFollowedByAComma) {
     }
 }
 
+using DumpWriter = char *(*)(char *, const std::uint8_t *, std::size_t);
+
+/** Every length around those that are written at once, from bytes with every digit count beside every other. */
+void expect_dumps(DumpWriter put_dump) {
+    std::vector<std::uint8_t> bytes;
+    std::string list;
+    for (unsigned length = 0; length <= 300; ++length) {
+        std::vector<char> memory(decoder::dump_room(length), '?');
+        char *end = put_dump(memory.data(), bytes.data(), length);
+        ASSERT_EQ(std::string(memory.data(), end), "[" + list + "]");
+
+        bytes.push_back(static_cast<std::uint8_t>(length * 37 + length / 7));
+        list += (length > 0 ? "," : "") + std::to_string(bytes.back());
+    }
+}
+
+TEST(Dump, OfAnyLengthListsItsBytes) { expect_dumps(decoder::put_dump); }
+
+TEST(Dump, WithoutVectorInstructionsIsTheSame) { expect_dumps(decoder::put_dump_portably); }
+
+TEST(Dump, ShowsEveryByteAtEveryPlace) {
+    for (unsigned value = 0; value < 256; ++value) {
+        for (std::size_t place = 0; place < 48; ++place) {
+            std::uint8_t bytes[48] = {};
+            bytes[place] = static_cast<std::uint8_t>(value);
+            char memory[decoder::dump_room(48)];
+            std::string expected = "[";
+            for (std::size_t index = 0; index < 48; ++index) {
+                expected += (index > 0 ? "," : "") + std::to_string(bytes[index]);
+            }
+            ASSERT_EQ(std::string(memory, decoder::put_dump(memory, bytes, 48)), expected + "]");
+        }
+    }
+}
+
+TEST(Dump, ReadsNoByteBehindItsLength) {
+    // At the end of an allocation of its own, where the address sanitizer sees the next byte.
+    for (std::size_t length = 1; length <= 48; ++length) {
+        const std::vector<std::uint8_t> bytes(length, 255);
+        char memory[decoder::dump_room(48)];
+        const std::string dump(memory, decoder::put_dump(memory, bytes.data(), length));
+        EXPECT_EQ(dump.size(), 1 + 4 * length);
+    }
+}
+
 } // namespace

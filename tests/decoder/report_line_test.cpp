@@ -148,17 +148,6 @@ TEST(ReportLine, NameAsLongAsItsFieldIsWholeAndUnpadded) {
     EXPECT_NE(decoder.to_string(ReportBuilder(0, 0, 0, 0)).find("'component':      '',"), std::string::npos);
 }
 
-TEST(ProfileDecoder, DumpOfAnyLengthIsItsBytes) {
-    std::vector<std::uint8_t> bytes;
-    std::string list;
-    for (unsigned length = 1; length <= 300; ++length) {
-        bytes.push_back(static_cast<std::uint8_t>(length * 37));
-        list += (length > 1 ? "," : "") + std::to_string(bytes.back());
-
-        EXPECT_EQ(profile_decoder::dump(bytes.data(), length), "[" + list + "]");
-    }
-}
-
 TEST(ZELLogDecoder, CategoriesHaveTheirDecoders) {
     const profile_decoder *const decoders[] = {
         &ZELLogDecoder::_exec,    &ZELLogDecoder::_trace,     &ZELLogDecoder::_sensor, &ZELLogDecoder::_quoril,
