@@ -1,0 +1,252 @@
+/** How fast reports become lines, against a plain string-stream formulation and against copying the same bytes. */
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "bench/report_mix.h"
+#include "decoder/ProfileDescription.h"
+#include "decoder/byte_dump.h"
+#include "decoder/report_line.h"
+#include "host/device_registry.h"
+#include "platform/Owned.h"
+#include "tests/decoder/oracle.h"
+
+namespace {
+
+/** About 140 MB of lines: several times the last-level cache of the machines at hand. */
+constexpr std::size_t kReports = 250'000;
+/** The string streams are slow enough for fewer. */
+constexpr std::size_t kOracleReports = 25'000;
+
+constexpr decoder::time_sync kSync{3'600'000'000'000, 1'700'000'000'000'000'000};
+constexpr std::uint64_t kBootTime = 1'699'990'000'123'456;
+
+const std::vector<std::uint8_t> &mix() {
+    static const std::vector<std::uint8_t> reports = bench::report_mix(kReports);
+    return reports;
+}
+
+_QorProfileReport report_at(std::size_t index) {
+    return _QorProfileReport::copied_from(mix().data() + index * _QorProfileReport::kSize);
+}
+
+void count(benchmark::State &state, std::size_t lines, std::size_t bytes) {
+    const auto rounds = static_cast<double>(state.iterations());
+    state.counters["line"] = benchmark::Counter(rounds * static_cast<double>(lines),
+                                                benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    state.SetBytesProcessed(static_cast<std::int64_t>(rounds * static_cast<double>(bytes)));
+}
+
+template <typename Clock>
+void write_all(text_buffer &buffer, Clock clock) {
+    buffer.clear();
+    for (std::size_t index = 0; index < kReports; ++index) {
+        decoder::append_line(buffer, report_at(index), clock());
+        buffer.append("\n");
+    }
+}
+
+/** All lines of the mix, one after the other, into one buffer. */
+template <typename Clock>
+void write_lines(benchmark::State &state, Clock clock) {
+    static text_buffer buffer;
+    write_all(buffer, clock); // the buffer gets its size, and its pages
+    for ([[maybe_unused]] auto round : state) {
+        write_all(buffer, clock);
+        benchmark::DoNotOptimize(buffer.text().data());
+    }
+    count(state, kReports, buffer.size());
+}
+
+void lines(benchmark::State &state) {
+    write_lines(state, [] { return decoder::device_clock{}; });
+}
+
+void lines_with_given_clock(benchmark::State &state) {
+    write_lines(state, [] { return decoder::device_clock{kSync, kBootTime}; });
+}
+
+/** A registry with as many services as a phone's description has, the one looked for being the last. */
+class TimeSyncService {
+public:
+    TimeSyncService() {
+        for (std::uint64_t id = 1; id <= 20; ++id) {
+            _entries.push_back(add(id, "Service" + std::to_string(id)));
+        }
+        _entries.push_back(add(100, "OndreQORTimesync"));
+        platform::OwnedMutableValue dictionary(TvDictionaryCreateMutable());
+        set(dictionary.get(), "qor", static_cast<std::int64_t>(kSync.qor));
+        set(dictionary.get(), "calendar", static_cast<std::int64_t>(kSync.calendar));
+        host::device_registry::set_property(_entries.back(), "timesync", platform::OwnedValue(dictionary.detach()));
+    }
+    TimeSyncService(const TimeSyncService &) = delete;
+    TimeSyncService &operator=(const TimeSyncService &) = delete;
+    ~TimeSyncService() {
+        for (RvRegistryEntry entry : _entries) {
+            host::device_registry::remove(entry);
+        }
+    }
+
+private:
+    static RvRegistryEntry add(std::uint64_t id, const std::string &class_name) {
+        host::RegistryEntryDescription description;
+        description.registry_id = id;
+        description.name = class_name;
+        description.class_name = class_name;
+        return host::device_registry::add(std::move(description));
+    }
+    static void set(TvMutableDictionaryRef dictionary, const char *key, std::int64_t value) {
+        const platform::OwnedValue name(TvStringCreateWithCString(key, kTvStringEncodingUTF8));
+        const platform::OwnedValue number(TvNumberCreateSInt64(value));
+        TvDictionarySetValue(dictionary, name.get(), number.get());
+    }
+
+    std::vector<RvRegistryEntry> _entries;
+};
+
+void lines_with_live_clock(benchmark::State &state) {
+    const TimeSyncService service;
+    write_lines(state, [] { return decoder::read_device_clock(); });
+}
+
+void read_clock(benchmark::State &state) {
+    const TimeSyncService service;
+    for ([[maybe_unused]] auto round : state) {
+        decoder::device_clock clock = decoder::read_device_clock();
+        benchmark::DoNotOptimize(clock);
+    }
+    count(state, 1, 0);
+}
+
+/** The 48 bytes of each of a thousand reports, which stay in the first-level cache like what is made of them. */
+template <auto put_dump>
+void dumps(benchmark::State &state) {
+    constexpr std::size_t kDumps = 1000;
+    char text[decoder::dump_room(_QorProfileReport::kSize)];
+    for ([[maybe_unused]] auto round : state) {
+        for (std::size_t index = 0; index < kDumps; ++index) {
+            const char *end = put_dump(text, mix().data() + index * _QorProfileReport::kSize, _QorProfileReport::kSize);
+            benchmark::DoNotOptimize(end);
+            benchmark::ClobberMemory();
+        }
+    }
+    count(state, kDumps, kDumps * _QorProfileReport::kSize);
+}
+
+void vector_dumps(benchmark::State &state) { dumps<decoder::put_dump>(state); }
+void portable_dumps(benchmark::State &state) { dumps<decoder::put_dump_portably>(state); }
+
+void descriptions(benchmark::State &state) {
+    std::size_t bytes = 0;
+    for ([[maybe_unused]] auto round : state) {
+        bytes = 0;
+        for (std::size_t index = 0; index < kReports; ++index) {
+            const platform::OwnedValue description(
+                CopyProfileDescription(mix().data() + index * _QorProfileReport::kSize));
+            bytes += TvStringGetLength(description.get());
+        }
+    }
+    count(state, kReports, bytes);
+}
+
+void descriptions_with_live_clock(benchmark::State &state) {
+    const TimeSyncService service;
+    descriptions(state);
+}
+
+void string_streams(benchmark::State &state, const oracle::Clock &clock) {
+    std::string text;
+    for ([[maybe_unused]] auto round : state) {
+        text.clear();
+        for (std::size_t index = 0; index < kOracleReports; ++index) {
+            text += oracle::describe(mix().data() + index * _QorProfileReport::kSize, clock);
+            text += '\n';
+        }
+        benchmark::DoNotOptimize(text.data());
+    }
+    count(state, kOracleReports, text.size());
+}
+
+void string_stream_lines(benchmark::State &state) { string_streams(state, {}); }
+
+/** The bytes of `lines`, from one buffer to another. */
+void copying_the_lines(benchmark::State &state) {
+    text_buffer lines;
+    write_all(lines, [] { return decoder::device_clock{}; });
+    const std::vector<char> from(lines.text().begin(), lines.text().end());
+    std::vector<char> to(from.size());
+    for ([[maybe_unused]] auto round : state) {
+        std::memcpy(to.data(), from.data(), from.size());
+        benchmark::DoNotOptimize(to.data());
+        benchmark::ClobberMemory();
+    }
+    count(state, kReports, from.size());
+}
+
+BENCHMARK(copying_the_lines)->Unit(benchmark::kMillisecond);
+BENCHMARK(string_stream_lines)->Unit(benchmark::kMillisecond);
+BENCHMARK(lines)->Unit(benchmark::kMillisecond);
+BENCHMARK(lines_with_given_clock)->Unit(benchmark::kMillisecond);
+BENCHMARK(lines_with_live_clock)->Unit(benchmark::kMillisecond);
+BENCHMARK(read_clock);
+BENCHMARK(vector_dumps);
+BENCHMARK(portable_dumps);
+BENCHMARK(descriptions)->Unit(benchmark::kMillisecond);
+BENCHMARK(descriptions_with_live_clock)->Unit(benchmark::kMillisecond);
+
+/** Also keeps the processor time per line of every repetition, for the ratios. */
+class RatioReporter : public benchmark::ConsoleReporter {
+public:
+    void ReportRuns(const std::vector<Run> &runs) override {
+        ConsoleReporter::ReportRuns(runs);
+        for (const Run &run : runs) {
+            if (run.run_type == Run::RT_Iteration && !run.error_occurred) {
+                _nanoseconds[run.run_name.function_name].push_back(run.counters.at("line") * 1e9);
+            }
+        }
+    }
+
+    /** How many times the median of `slower` takes that of `faster`, least and most in brackets. */
+    void print_ratio(const char *what, const std::string &slower, const std::string &faster) {
+        std::vector<double> &slow = _nanoseconds[slower];
+        std::vector<double> &fast = _nanoseconds[faster];
+        if (slow.empty() || fast.empty()) {
+            return;
+        }
+        std::sort(slow.begin(), slow.end());
+        std::sort(fast.begin(), fast.end());
+        std::printf("%-62s %6.2f   (%.2f to %.2f)\n", what, slow[slow.size() / 2] / fast[fast.size() / 2],
+                    slow.front() / fast.back(), slow.back() / fast.front());
+    }
+
+private:
+    std::map<std::string, std::vector<double>> _nanoseconds;
+};
+
+} // namespace
+
+int main(int argc, char **argv) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+        return 2;
+    }
+    RatioReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    std::printf("\nProcessor time per line, as ratios of medians (least to most):\n");
+    reporter.print_ratio("string streams / lines into memory", "string_stream_lines", "lines");
+    reporter.print_ratio("lines into memory / copying their bytes", "lines", "copying_the_lines");
+    reporter.print_ratio("with a given clock / without", "lines_with_given_clock", "lines");
+    reporter.print_ratio("with the live clock / without", "lines_with_live_clock", "lines");
+    reporter.print_ratio("CopyProfileDescription / lines, both with the live clock", "descriptions_with_live_clock",
+                         "lines_with_live_clock");
+    reporter.print_ratio("CopyProfileDescription without time-sync service / lines", "descriptions", "lines");
+    reporter.print_ratio("portable dump / dump with vector instructions", "portable_dumps", "vector_dumps");
+    return 0;
+}
