@@ -10,40 +10,29 @@
 #include <gtest/gtest.h>
 
 #include "cli/record_json.h"
-#include "host/typed_values.h"
+#include "tests/cli/typed_values.h"
 
 using namespace std::string_view_literals;
-using platform::OwnedValue;
+using namespace cli_tests;
 
 namespace {
 
-OwnedValue text(std::string_view content) {
-    return OwnedValue(TvStringCreateWithBytes(content.data(), content.size(), kTvStringEncodingUTF8));
-}
-
-OwnedValue number(std::int64_t value) { return OwnedValue(TvNumberCreateSInt64(value)); }
-
-OwnedValue boolean(bool value) { return OwnedValue(TvRetain(TvBooleanGet(value))); }
-
-OwnedValue data(std::string_view content) { return OwnedValue(TvDataCreate(content.data(), content.size())); }
-
-template <typename... Entries>
-OwnedValue array(Entries... entries) {
-    const TvMutableArrayRef made = TvArrayCreateMutable();
-    (TvArrayAppend(made, entries.get()), ...);
-    return OwnedValue(made);
-}
-
 OwnedValue dictionary(std::vector<std::pair<std::string_view, TvRef>> entries) {
-    const TvMutableDictionaryRef made = TvDictionaryCreateMutable();
+    Dictionary made;
     for (const auto &[key, value] : entries) {
-        host::set_value(made, key, OwnedValue(value));
+        made.with(key, OwnedValue(value));
     }
-    return OwnedValue(made);
+    return made.take();
 }
 
-host::StateRecord record(OwnedValue payload) {
-    return {kRvStateCaptureTypeSerializedValue, "", "", "Title", 0, sizeof(RvStateCaptureRecord), std::move(payload)};
+host::StateRecord record(OwnedValue payload, std::string title = "Title") {
+    return {kRvStateCaptureTypeSerializedValue,
+            "",
+            "",
+            std::move(title),
+            0,
+            sizeof(RvStateCaptureRecord),
+            std::move(payload)};
 }
 
 std::string shown(OwnedValue payload, const cli::TextStyle &style = {}) {
@@ -115,6 +104,45 @@ TEST(RecordTextTest, AForeignPayloadIsHex) {
 
     EXPECT_EQ(cli::record_text(foreign, std::as_bytes(std::span(file)), {}), "Other\ntype code 7: <c0de>\n");
     EXPECT_EQ(cli::record_json(foreign, std::as_bytes(std::span(file)))["payload"], "c0de");
+}
+
+TEST(RecordTextTest, ALongKeyPadsNoOtherLine) {
+    const std::string widest(40, 'w');
+    const std::string longer(41, 'l');
+
+    EXPECT_EQ(shown(dictionary({{"k", number(1).detach()}, {longer, number(2).detach()}})),
+              "Title\nk: 1\n" + longer + ": 2\n");
+    EXPECT_EQ(shown(dictionary({{"k", number(1).detach()}, {widest, number(2).detach()}})),
+              "Title\nk:" + std::string(40, ' ') + "1\n" + widest + ": 2\n");
+}
+
+TEST(RecordTextTest, TheTitleSaysHowThePayloadIsDrawn) {
+    const auto sensor = [] { return dictionary({{"model", text("M").detach()}}); };
+
+    EXPECT_EQ(cli::record_text(record(sensor(), "SensorInfo"), {}, {}), "SensorInfo\n  model:        M\n");
+    EXPECT_EQ(cli::record_text(record(sensor(), "SensorInfo2"), {}, {}), "SensorInfo2\nmodel: M\n");
+    EXPECT_EQ(cli::record_text(record(sensor(), "sensorinfo"), {}, {}), "sensorinfo\nmodel: M\n");
+}
+
+TEST(RecordTextTest, AnyTitleThatBeginsAsThatOfAProfileIsOne) {
+    const cli::TextStyle coloured{true, true};
+    const auto lines = [] { return array(text("{  'category':  'wake',}")); };
+
+    EXPECT_EQ(cli::record_text(record(lines(), "ZEL Profile 5 ;count=1 ;type=drvx"), {}, coloured),
+              "\x1b[1mZEL Profile 5 ;count=1 ;type=drvx\x1b[0m\n{  'category':  \x1b[96m'wake'\x1b[0m,}\n");
+    EXPECT_EQ(cli::record_text(record(lines(), "ZEL Profile"), {}, coloured),
+              "\x1b[1mZEL Profile\x1b[0m\n{  'category':  'wake',}\n");
+}
+
+TEST(RecordTextTest, APayloadOfAnotherShapeIsShownAsAnyValue) {
+    for (const std::string title :
+         {"SSHB Statistics", "SSHB assets", "SensorInfo", "ZEL Profile 0 ;count=1 ;type=fw"}) {
+        EXPECT_EQ(cli::record_text(record(number(-5), title), {}, {}), title + "\n-5\n");
+        EXPECT_EQ(cli::record_text(record(array(number(1), boolean(true)), title), {}, {}), title + "\n[1, true]\n");
+        EXPECT_EQ(cli::record_text(record(array(), title), {}, {}), title + "\n[]\n");
+        EXPECT_EQ(cli::record_text(record(dictionary({}), title), {}, {}), title + "\n{}\n");
+        EXPECT_EQ(cli::record_text(record(dictionary({{"k", text("v").detach()}}), title), {}, {}), title + "\nk: v\n");
+    }
 }
 
 TEST(RecordJsonTest, KeepsIntegersExactly) {

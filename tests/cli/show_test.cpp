@@ -1,21 +1,27 @@
+#include <algorithm>
 #include <cstdint>
 #include <string>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "tests/cli/known_payloads.h"
 #include "tests/cli/program.h"
 #include "tests/cli/records.h"
 
+using cli_tests::encoded;
 using cli_tests::expect_golden;
+using cli_tests::haptic_assets;
 using cli_tests::kDictionary;
 using cli_tests::kEmptyDictionary;
 using cli_tests::kRedLine;
 using cli_tests::kTwoLines;
 using cli_tests::Outcome;
+using cli_tests::press_statistics;
 using cli_tests::qorstat;
 using cli_tests::record;
 using cli_tests::RunningProgram;
+using cli_tests::sensor_information;
 using cli_tests::Surroundings;
 using cli_tests::TemporaryFolder;
 
@@ -50,6 +56,16 @@ void expect_refused(const std::string &bytes, const std::string &place_and_reaso
     EXPECT_EQ(outcome.err, "qorstat: bad: " + place_and_reason + "\n");
 }
 
+/** One record of each title that has a form of its own. */
+std::string known_records() {
+    return record("SSHB Statistics", encoded(press_statistics().take())) +
+           record("SSHB assets", encoded(haptic_assets().take())) +
+           record("SensorInfo", encoded(sensor_information().take())) +
+           record(kLinesTitle,
+                  encoded(cli_tests::array(cli_tests::text("{  'category':  'exec', 'component': 'command',}"),
+                                           cli_tests::text("{  'category':   '200', 'component':       '3',}"))));
+}
+
 TEST(ShowTest, ShowsOneRecord) {
     const Outcome outcome = qorstat({"show", "-"}, with_input(record(kLinesTitle, kTwoLines)));
 
@@ -68,6 +84,41 @@ TEST(ShowTest, ShowsManyRecordsOfManyFiles) {
     EXPECT_EQ(outcome.exit_code, 0);
     EXPECT_EQ(outcome.err, "");
     expect_golden("show-text.txt", outcome.out);
+}
+
+TEST(ShowTest, DrawsKnownTitlesInTheirForms) {
+    const Outcome outcome = qorstat({"show", "-"}, with_input(known_records()));
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(outcome.err, "");
+    expect_golden("show-known-titles.txt", outcome.out);
+}
+
+TEST(ShowTest, DrawsKnownTitlesForATerminal) {
+    const Outcome outcome = qorstat({"show", "-"}, on_a_terminal(known_records()));
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(outcome.err, "");
+    expect_golden("show-known-titles-terminal.txt", outcome.out);
+}
+
+TEST(ShowTest, WithoutColoursATerminalShowsWhatAPipeGets) {
+    Surroundings surroundings = on_a_terminal(known_records());
+    surroundings.environment = {{"NO_COLOR", "1"}};
+    std::string out = qorstat({"show", "-"}, surroundings).out;
+    out.erase(std::remove(out.begin(), out.end(), '\r'), out.end());
+
+    EXPECT_EQ(out, qorstat({"show", "-"}, with_input(known_records())).out);
+}
+
+TEST(ShowTest, KnownTitlesAreThePayloadAsItIsInJson) {
+    const Outcome outcome = qorstat({"show", "--json", "-"}, with_input(known_records()));
+
+    const auto json = nlohmann::json::parse(outcome.out);
+    EXPECT_EQ(json[0]["payload"]["last button press"]["click 1"]["button up ts"], 1090000);
+    EXPECT_EQ(json[1]["payload"]["Fast-(null)"], "enable=0 slot=16 gain=-0.500000 min=0 max=120");
+    EXPECT_EQ(json[2]["payload"]["orientationMatrix"], "1 0 0, 0 -1 0, 0 0 -128");
+    EXPECT_EQ(json[3]["payload"][0], "{  'category':  'exec', 'component': 'command',}");
 }
 
 TEST(ShowTest, ShowsRecordsAsJson) {
