@@ -37,6 +37,11 @@ void logFault(int32_t /*token*/, void * /*context*/) {
     }
 }
 
+/** The list of intended leaks knows the key strings by this function. */
+TvStringRef createKeyString(int key) {
+    return TvStringCreateWithCString(kTallybookKeyStrings[key], kTvStringEncodingASCII);
+}
+
 ContextArray *createContextArray(RvAllocatorRef allocator) {
     void *storage = RvAllocatorAllocate(allocator, sizeof(ContextArray));
     return storage != nullptr ? new (storage) ContextArray(HostAllocator<Context *>(allocator)) : nullptr;
@@ -115,7 +120,7 @@ uint32_t OndreQORHIDStatistics::Release() {
 bool OndreQORHIDStatistics::open(RvHIDSessionRef /*session*/, uint32_t /*options*/) {
     createSharedLog();
     for (int key = 0; key < kQORTbkKey_Count; ++key) {
-        _keys[key] = TvStringCreateWithCString(kTallybookKeyStrings[key], kTvStringEncodingASCII);
+        _keys[key] = createKeyString(key);
     }
     return true;
 }

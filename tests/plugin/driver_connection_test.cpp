@@ -1,6 +1,6 @@
 // Properties and commands through the driver interface and by name, and the event-queue counters.
 
-#include <cstring>
+#include <algorithm>
 
 #include "platform/RvConnection.h"
 #include "tests/plugin/plug_in_fixture.h"
@@ -30,7 +30,8 @@ protected:
             seen_selector = command.selector;
             seen_input.assign(command.in.begin(), command.in.end());
             seen_capacity = command.out_size;
-            std::memcpy(command.out.data(), bytes.data(), std::min(bytes.size(), command.out.size()));
+            const std::size_t size = std::min(bytes.size(), command.out.size());
+            std::copy_n(reinterpret_cast<const std::byte *>(bytes.data()), size, command.out.begin());
             command.out_size = reported_size;
             return status;
         };
