@@ -251,6 +251,90 @@ DescriptionFile parse_description_file(const std::string &path) {
     }
 }
 
+std::string DescriptionValue::text() const {
+    if (!_node->is_string()) {
+        throw wrong_type("a text");
+    }
+    return _node->as_string()->get();
+}
+
+bool DescriptionValue::flag() const {
+    if (!_node->is_boolean()) {
+        throw wrong_type("a boolean");
+    }
+    return _node->as_boolean()->get();
+}
+
+std::uint64_t DescriptionValue::bits() const {
+    if (_node->is_integer()) {
+        return static_cast<std::uint64_t>(_node->as_integer()->get());
+    }
+    if (!_node->is_string()) {
+        throw wrong_type("a number");
+    }
+    const std::string &text = _node->as_string()->get();
+    const std::optional<std::uint64_t> value = number_of_hex_text(text);
+    if (!value) {
+        throw error("must be a number, or as text \"0x\" and up to 16 hex digits, not " + in_quotes(text));
+    }
+    return *value;
+}
+
+std::uint64_t DescriptionValue::number(std::uint64_t largest) const {
+    const std::uint64_t value = bits();
+    const bool negative = _node->is_integer() && _node->as_integer()->get() < 0;
+    if (negative || value > largest) {
+        throw error("must be 0 to " + hex_text(largest) + ", not " +
+                    (negative ? std::to_string(_node->as_integer()->get()) : hex_text(value)));
+    }
+    return value;
+}
+
+std::int64_t DescriptionValue::signed_number(std::int64_t smallest, std::int64_t largest) const {
+    const auto value = static_cast<std::int64_t>(bits());
+    if (value < smallest || value > largest) {
+        throw error("must be " + std::to_string(smallest) + " to " + std::to_string(largest) + ", not " +
+                    std::to_string(value));
+    }
+    return value;
+}
+
+double DescriptionValue::decimal() const {
+    if (_node->is_integer()) {
+        return static_cast<double>(_node->as_integer()->get());
+    }
+    if (!_node->is_floating_point()) {
+        throw wrong_type("a decimal number");
+    }
+    return _node->as_floating_point()->get();
+}
+
+std::vector<DescriptionValue> DescriptionValue::elements(const char *wanted) const {
+    if (!_node->is_array()) {
+        throw wrong_type("an array of " + std::string(wanted));
+    }
+    std::vector<DescriptionValue> found;
+    for (const toml::node &element : *_node->as_array()) {
+        found.emplace_back(*_file, element, _key);
+    }
+    return found;
+}
+
+DescriptionTable DescriptionValue::table(const std::string &what, const KnownKeys &keys) const {
+    if (!_node->is_table()) {
+        throw wrong_type("a table");
+    }
+    return DescriptionTable(*_file, *_node->as_table(), what, keys);
+}
+
+Error DescriptionValue::error(const std::string &reason) const {
+    return Error(_file->path, place_text(_node->source().begin), in_quotes(_key) + " " + reason);
+}
+
+Error DescriptionValue::wrong_type(const std::string &wanted) const {
+    return error("must be " + wanted + ", not " + type_name(*_node));
+}
+
 DescriptionTable::DescriptionTable(const DescriptionFile &file, const toml::table &table, std::string what,
                                    const KnownKeys &keys)
     : _file(&file), _table(&table), _what(std::move(what)) {
@@ -288,48 +372,18 @@ const toml::node &DescriptionTable::required(std::string_view key) const {
     return *node;
 }
 
-std::string DescriptionTable::text(std::string_view key) const {
-    const toml::node &node = required(key);
-    if (!node.is_string()) {
-        throw wrong_type(key, node, "a text");
-    }
-    return node.as_string()->get();
+DescriptionValue DescriptionTable::value(std::string_view key) const {
+    return DescriptionValue(*_file, required(key), std::string(key));
 }
+
+std::string DescriptionTable::text(std::string_view key) const { return value(key).text(); }
 
 std::optional<std::string> DescriptionTable::optional_text(std::string_view key) const {
     return has(key) ? std::optional(text(key)) : std::nullopt;
 }
-std::uint64_t DescriptionTable::bits_of(std::string_view key, const toml::node &node) const {
-    if (node.is_integer()) {
-        return static_cast<std::uint64_t>(node.as_integer()->get());
-    }
-    if (!node.is_string()) {
-        throw wrong_type(key, node, "a number");
-    }
-    const std::string &text = node.as_string()->get();
-    const std::optional<std::uint64_t> value = number_of_hex_text(text);
-    if (!value) {
-        throw Error(_file->path, place_text(node.source().begin),
-                    in_quotes(key) + " must be a number, or as text \"0x\" and up to 16 hex digits, not " +
-                        in_quotes(text));
-    }
-    return *value;
-}
-
-std::uint64_t DescriptionTable::checked_number(std::string_view key, const toml::node &node,
-                                               std::uint64_t largest) const {
-    const std::uint64_t value = bits_of(key, node);
-    const bool negative = node.is_integer() && node.as_integer()->get() < 0;
-    if (negative || value > largest) {
-        throw Error(_file->path, place_text(node.source().begin),
-                    in_quotes(key) + " must be 0 to " + hex_text(largest) + ", not " +
-                        (negative ? std::to_string(node.as_integer()->get()) : hex_text(value)));
-    }
-    return value;
-}
 
 std::uint64_t DescriptionTable::number(std::string_view key, std::uint64_t largest) const {
-    return checked_number(key, required(key), largest);
+    return value(key).number(largest);
 }
 
 std::optional<std::uint64_t> DescriptionTable::optional_number(std::string_view key, std::uint64_t largest) const {
@@ -344,19 +398,10 @@ std::uint32_t DescriptionTable::number32(std::string_view key, std::uint32_t oth
     return has(key) ? number32(key) : otherwise;
 }
 
-std::int64_t DescriptionTable::signed_number(std::string_view key) const {
-    return static_cast<std::int64_t>(bits_of(key, required(key)));
-}
+std::int64_t DescriptionTable::signed_number(std::string_view key) const { return value(key).signed_number(); }
 
 bool DescriptionTable::flag(std::string_view key, bool otherwise) const {
-    if (!has(key)) {
-        return otherwise;
-    }
-    const toml::node &node = required(key);
-    if (!node.is_boolean()) {
-        throw wrong_type(key, node, "a boolean");
-    }
-    return node.as_boolean()->get();
+    return has(key) ? value(key).flag() : otherwise;
 }
 
 std::vector<std::byte> DescriptionTable::hex(std::string_view key) const {
@@ -375,18 +420,13 @@ std::vector<std::pair<std::uint32_t, std::uint32_t>> DescriptionTable::number_pa
     if (!has(key)) {
         return pairs;
     }
-    const toml::node &node = required(key);
-    if (!node.is_array()) {
-        throw wrong_type(key, node, "an array of pairs");
-    }
-    for (const toml::node &element : *node.as_array()) {
-        const toml::array *pair = element.as_array();
-        if (pair == nullptr || pair->size() != 2) {
-            throw Error(_file->path, place_text(element.source().begin),
-                        "each element of " + in_quotes(key) + " must be a pair of numbers");
+    for (const DescriptionValue &element : value(key).elements("pairs of numbers")) {
+        const std::vector<DescriptionValue> pair = element.elements("pairs of numbers");
+        if (pair.size() != 2) {
+            throw element.error("must hold pairs of numbers");
         }
-        pairs.emplace_back(static_cast<std::uint32_t>(checked_number(key, (*pair)[0], kLargest32)),
-                           static_cast<std::uint32_t>(checked_number(key, (*pair)[1], kLargest32)));
+        pairs.emplace_back(static_cast<std::uint32_t>(pair[0].number(kLargest32)),
+                           static_cast<std::uint32_t>(pair[1].number(kLargest32)));
     }
     return pairs;
 }
@@ -410,14 +450,7 @@ std::map<std::string, OwnedValue> DescriptionTable::typed_values(std::string_vie
 
 std::optional<DescriptionTable> DescriptionTable::table(std::string_view key, const std::string &what,
                                                         const KnownKeys &keys) const {
-    if (!has(key)) {
-        return std::nullopt;
-    }
-    const toml::node &node = required(key);
-    if (!node.is_table()) {
-        throw wrong_type(key, node, "a table");
-    }
-    return DescriptionTable(*_file, *node.as_table(), what, keys);
+    return has(key) ? std::optional(value(key).table(what, keys)) : std::nullopt;
 }
 
 std::vector<DescriptionTable> DescriptionTable::tables(std::string_view key, const std::string &what,

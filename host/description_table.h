@@ -31,6 +31,53 @@ struct DescriptionFile {
 /** @throws Error for a file that cannot be read or is no TOML. */
 DescriptionFile parse_description_file(const std::string &path);
 
+class DescriptionTable;
+
+/**
+ * The value of a key, or an element of it. Refers to the parsed file, which must outlive it. Every member throws
+ * an Error that names file, line, column, key and reason when the value is of the wrong type or out of range.
+ */
+class DescriptionValue {
+public:
+    DescriptionValue(const DescriptionFile &file, const toml::node &node, std::string key)
+        : _file(&file), _node(&node), _key(std::move(key)) {}
+
+    bool is_text() const { return _node->is_string(); }
+    bool is_boolean() const { return _node->is_boolean(); }
+
+    std::string text() const;
+    bool flag() const;
+
+    /** 0 to `largest`. */
+    std::uint64_t number(std::uint64_t largest) const;
+
+    /** `smallest` to `largest`; a hex text stands for the 64 bits of a number. */
+    std::int64_t signed_number(std::int64_t smallest = std::numeric_limits<std::int64_t>::min(),
+                               std::int64_t largest = std::numeric_limits<std::int64_t>::max()) const;
+
+    /** A TOML integer or floating-point number, infinities among them. */
+    double decimal() const;
+
+    /** The elements of an array, which errors name by its key. @param wanted  what it is an array of, for errors. */
+    std::vector<DescriptionValue> elements(const char *wanted) const;
+
+    /** @param what, keys  as for DescriptionTable. */
+    DescriptionTable table(const std::string &what, const KnownKeys &keys) const;
+
+    const std::string &key() const { return _key; }
+
+    /** An error here, whose reason begins with the key. */
+    Error error(const std::string &reason) const;
+
+private:
+    std::uint64_t bits() const;
+    Error wrong_type(const std::string &wanted) const;
+
+    const DescriptionFile *_file;
+    const toml::node *_node;
+    std::string _key;
+};
+
 /** A regular file's bytes. @throws Error(file, place, …) with a reason that names `path`. */
 std::vector<std::byte> read_whole_file(const std::string &path, const std::string &file, const std::string &place);
 
@@ -49,6 +96,9 @@ public:
     DescriptionTable(const DescriptionFile &file, const toml::table &table, std::string what, const KnownKeys &keys);
 
     bool has(std::string_view key) const { return _table->contains(key); }
+
+    /** The value of a key that the table must have. */
+    DescriptionValue value(std::string_view key) const;
 
     std::string text(std::string_view key) const;
     std::optional<std::string> optional_text(std::string_view key) const;
@@ -97,8 +147,6 @@ public:
 
 private:
     const toml::node &required(std::string_view key) const;
-    std::uint64_t bits_of(std::string_view key, const toml::node &node) const;
-    std::uint64_t checked_number(std::string_view key, const toml::node &node, std::uint64_t largest) const;
     Error wrong_type(std::string_view key, const toml::node &node, const char *wanted) const;
 
     const DescriptionFile *_file;

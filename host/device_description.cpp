@@ -9,6 +9,7 @@
 
 #include "host/description_table.h"
 #include "host/error.h"
+#include "host/property_builders.h"
 #include "host/typed_values.h"
 #include "platform/TvValues.h"
 
@@ -43,6 +44,13 @@ KnownKeys reply_keys(KnownKeys question) {
     return question;
 }
 
+/** A driver's own keys. */
+KnownKeys driver_keys() {
+    KnownKeys keys = built_keys();
+    keys.insert(keys.end(), {"property", "command"});
+    return keys;
+}
+
 /** The keys of every user-space plug-in, after its own. */
 KnownKeys plug_in_keys(KnownKeys own) {
     own.insert(own.end(), {"start_status", "query_result", "gives_interface"});
@@ -69,7 +77,7 @@ public:
 
 private:
     void read_drivers(const DescriptionTable &root) {
-        for (const auto &[name, table] : root.named_tables("driver", "driver", plug_in_keys({"property", "command"}))) {
+        for (const auto &[name, table] : root.named_tables("driver", "driver", plug_in_keys(driver_keys()))) {
             DriverDescription driver;
             driver.plug_in = plug_in(table);
             for (const DescriptionTable &property : table.tables("property", "a property", reply_keys({"id"}))) {
@@ -82,6 +90,8 @@ private:
                 }
                 add_reply(driver.commands, selector, command, "selector");
             }
+            add_built(driver.properties, build_properties(table), "property");
+            add_built(driver.commands, build_commands(table), "command");
             _description.drivers.emplace(name, std::move(driver));
         }
     }
@@ -174,6 +184,19 @@ private:
                    std::string_view key_name) const {
         if (!replies.emplace(key, reply(table)).second) {
             throw table.error_at(key_name, "this " + std::string(key_name) + " is described twice");
+        }
+    }
+
+    /** Adds what fields describe, and refuses what bytes describe already. */
+    static void add_built(std::map<std::uint32_t, ReplyDescription> &replies, std::vector<BuiltReply> built,
+                          const std::string &kind) {
+        for (BuiltReply &described : built) {
+            ReplyDescription reply;
+            reply.bytes = std::move(described.bytes);
+            if (!replies.emplace(described.number, std::move(reply)).second) {
+                throw described.source.error("describes " + kind + " " + std::to_string(described.number) +
+                                             ", which a " + in_quotes(kind) + " describes already");
+            }
         }
     }
 

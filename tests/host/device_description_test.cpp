@@ -126,7 +126,7 @@ constexpr BadDescription kBadDescriptions[] = {
     {"TimeSyncWithoutACalendar", "name = 'x'\n[time_sync]\nid = 1\nqor = 1",
      "line 2, column 1: time_sync lacks the key \"calendar\""},
     {"UsagesAreNoPairs", "name = 'x'\n[[service]]\nname = 's'\nusages = [[1, 2], [3]]",
-     "line 4, column 19: each element of \"usages\" must be a pair of numbers"},
+     "line 4, column 19: \"usages\" must hold pairs of numbers"},
     {"UsageOutOfRange", "name = 'x'\n[[service]]\nname = 's'\nusages = [[1, -2]]",
      "line 4, column 15: \"usages\" must be 0 to 0xffffffff, not -2"},
     {"TransportTwice", "name = 'x'\n[[service]]\nname = 's'\ntransport = 'QOR'\nproperties = { Transport = 5 }",
