@@ -14,6 +14,7 @@
 #include "cli/nearest_word.h"
 #include "cli/output.h"
 #include "cli/verbs.h"
+#include "cli/wrong_use.h"
 #include "host/error.h"
 
 namespace cli {
@@ -87,6 +88,15 @@ int print_to_standard_output(const std::string &text) {
     return kExitFine;
 }
 
+int run(const Verb &verb) {
+    try {
+        return verb.run();
+    } catch (const WrongUse &error) {
+        print_error(verb.arguments->get_name() + ": " + error.what());
+        return kExitWrongUse;
+    }
+}
+
 int parse_and_run(int argc, const char *const *argv) {
     CLI::App program(kDescription, "qorstat");
     program.formatter(std::make_shared<HelpPage>());
@@ -94,7 +104,7 @@ int parse_and_run(int argc, const char *const *argv) {
     program.set_version_flag("--version", kVersion, "Print the version and exit");
     program.require_subcommand(1, 1);
     const std::vector<Verb> verbs = {add_run_verb(program), add_notify_verb(program), add_capture_verb(program),
-                                     add_show_verb(program)};
+                                     add_show_verb(program), add_decode_verb(program)};
     program.footer("Exit codes: 0 fine, 1 the job failed, 2 wrong use. More: qorstat VERB --help\n\n" +
                    examples("qorstat run examples/phone.toml", "qorstat capture examples/phone.toml --kind fault"));
     for (const Verb &verb : verbs) {
@@ -104,7 +114,7 @@ int parse_and_run(int argc, const char *const *argv) {
         program.parse(argc, argv);
         for (const Verb &verb : verbs) {
             if (verb.arguments->parsed()) {
-                return verb.run();
+                return run(verb);
             }
         }
         return kExitWrongUse;

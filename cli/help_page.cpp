@@ -19,14 +19,14 @@ std::string HelpPage::make_group(std::string, bool is_positional, std::vector<co
 
 std::string HelpPage::make_usage(const CLI::App *app, std::string name) const {
     if (app->get_parent() == nullptr) {
-        return "Usage: qorstat VERB [OPTIONS] [ARGUMENTS]\n\n";
+        return "Usage: qorstat VERB [OPTIONS] [ARGUMENTS]\n";
     }
     std::string usage = "Usage: " + name + " [OPTIONS]";
     for (const CLI::Option *const argument :
          app->get_options([](const CLI::Option *o) { return o->get_positional(); })) {
         usage += " " + argument->get_name(true) + (argument->get_expected_max() > 1 ? "..." : "");
     }
-    return usage + "\n\n";
+    return usage + "\n";
 }
 
 std::string HelpPage::make_option_opts(const CLI::Option *option) const {

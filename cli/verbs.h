@@ -15,7 +15,7 @@ enum ExitCode { kExitFine = 0, kExitFailed = 1, kExitWrongUse = 2 };
 /** A verb: its arguments, and what it does once they are parsed. */
 struct Verb {
     CLI::App *arguments; ///< owned by the program's `CLI::App`
-    /** @return the exit code. @throws host::Error, ReaderHasGone. */
+    /** @return the exit code. @throws host::Error, ReaderHasGone, WrongUse. */
     std::function<int()> run;
 };
 
@@ -23,6 +23,7 @@ Verb add_run_verb(CLI::App &program);
 Verb add_notify_verb(CLI::App &program);
 Verb add_capture_verb(CLI::App &program);
 Verb add_show_verb(CLI::App &program);
+Verb add_decode_verb(CLI::App &program);
 
 /** Accepts one of `words`; the message for any other suggests the right one. */
 CLI::Validator one_of(const std::vector<std::string> &words);

@@ -60,6 +60,7 @@ TEST(CommandLineTest, MissingArgumentsAreErrors) {
     expect_wrong_use({{"notify"}, "notify: NAME is required"});
     expect_wrong_use({{"capture"}, "capture: DEVICE.toml is required"});
     expect_wrong_use({{"show"}, "show: FILE is required"});
+    expect_wrong_use({{"decode"}, "decode: FILE is required"});
 }
 
 TEST(CommandLineTest, ATimeThatIsNoneIsWrongUse) {
@@ -104,7 +105,7 @@ TEST_P(HelpTest, FitsAScreenAndEndsWithTwoExamples) {
     EXPECT_EQ(lines[lines.size() - 1].rfind("  qorstat ", 0), 0u);
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryVerb, HelpTest, testing::Values("", "run", "notify", "capture", "show"),
+INSTANTIATE_TEST_SUITE_P(EveryVerb, HelpTest, testing::Values("", "run", "notify", "capture", "show", "decode"),
                          [](const testing::TestParamInfo<std::string> &verb) {
                              return verb.param.empty() ? std::string("program") : verb.param;
                          });

@@ -1,0 +1,145 @@
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/dump_clock.h"
+#include "cli/dump_statistics.h"
+#include "cli/ordered_workers.h"
+#include "cli/output.h"
+#include "cli/progress_bar.h"
+#include "cli/report_rendering.h"
+#include "cli/report_source.h"
+#include "cli/verbs.h"
+
+namespace cli {
+namespace {
+
+struct DecodeArguments {
+    std::string file;
+    ClockWords clock;
+    std::string time_zone;
+    std::string format = "text";
+    Selection selection;
+    bool wants_statistics = false;
+    bool statistics_are_json = false;
+    bool is_strict = false;
+};
+
+/** Trailing bytes are named once; they fail the job only where that is asked for. */
+int finish(const ReportSource &source, bool is_strict) {
+    const std::optional<TrailingBytes> trailing = source.trailing_bytes();
+    if (!trailing) {
+        return kExitFine;
+    }
+    print_message("qorstat: " + source.name() + ": byte " + std::to_string(trailing->offset) + ": " +
+                  std::to_string(trailing->count) +
+                  (trailing->count == 1 ? " trailing byte is" : " trailing bytes are") + " no whole report");
+    return is_strict ? kExitFailed : kExitFine;
+}
+
+void write_reports(ReportSource &source, const DecodeArguments &arguments, const DumpClock &clock) {
+    Output output = standard_output();
+    ProgressBar progress(arguments.selection.follows ? 0 : source.file_size());
+    const ReportRendering rendering = report_rendering(arguments.format, output.style());
+    output.write(rendering.start);
+    const BlockSteps steps{[&](Block &block) {
+                               progress.show(source.bytes_read());
+                               return source.next(block.reports);
+                           },
+                           [&](Block &block) {
+                               for (const _QorProfileReport &report : block.reports) {
+                                   rendering.append(block.text, report, clock.now());
+                               }
+                           },
+                           [&](const Block &block) {
+                               const std::string_view text = block.text.text();
+                               output.write(std::as_bytes(std::span(text.data(), text.size())));
+                           }};
+    work_in_order(worker_count(), steps);
+    output.write(rendering.end);
+    output.flush();
+}
+
+void write_statistics(ReportSource &source, const DecodeArguments &arguments, const DumpClock &clock) {
+    SequenceWatch sequence;
+    DumpStatistics statistics;
+    source.observe([&](const _QorProfileReport &report, std::uint64_t offset) { sequence.see(report, offset); });
+    ProgressBar progress(arguments.selection.follows ? 0 : source.file_size());
+    std::vector<_QorProfileReport> block;
+    while (source.next(block)) {
+        for (const _QorProfileReport &report : block) {
+            statistics.count(report);
+        }
+        progress.show(source.bytes_read());
+    }
+    Output output = standard_output();
+    output.write(arguments.statistics_are_json ? statistics.json(sequence, clock.now())
+                                               : statistics.text(sequence, clock.now()));
+    output.flush();
+}
+
+int decode(const DecodeArguments &arguments) {
+    if (!arguments.time_zone.empty()) {
+        enter_time_zone(arguments.time_zone);
+    }
+    const DumpClock clock(arguments.clock);
+    ReportSource source(arguments.file, arguments.selection);
+    (arguments.wants_statistics ? write_statistics : write_reports)(source, arguments, clock);
+    return finish(source, arguments.is_strict);
+}
+
+void add_clock_options(CLI::App &verb, DecodeArguments &arguments) {
+    CLI::Option *const live = verb.add_option("--live", arguments.clock.live_description,
+                                              "Ask this described device's clock for every report")
+                                  ->option_text("DEVICE.toml");
+    verb.add_option("--time-sync", arguments.clock.time_sync, "Both clocks at one instant: qor=NS,calendar=NS")
+        ->option_text("SYNC")
+        ->excludes(live);
+    verb.add_option("--boot-time", arguments.clock.boot_time, "Microseconds since the epoch")
+        ->option_text("TIME")
+        ->excludes(live);
+    verb.add_option("--time-zone", arguments.time_zone, "For wall-clock times; default: this machine's")
+        ->option_text("NAME");
+}
+
+void add_filter_options(CLI::App &verb, Selection &selection) {
+    FilterWords &filter = selection.filter;
+    const auto add_names = [&verb](const char *option, std::vector<std::string> &words, const char *description) {
+        verb.add_option(option, words, description)->option_text("NAME|ID")->allow_extra_args(false);
+    };
+    add_names("--category", filter.categories, "Only this category; may be repeated, as the next three");
+    add_names("--component", filter.components, "Only this component");
+    add_names("--event", filter.events, "Only this event");
+    add_names("--type", filter.types, "Only this type");
+    verb.add_option("--since", filter.since, "From this firmware time on, in microseconds")->option_text("TIME");
+    verb.add_option("--until", filter.until, "Up to this firmware time")->option_text("TIME");
+    CLI::Option *const first = verb.add_option("--first", selection.first, "At most N, then stop")->option_text("N");
+    verb.add_option("--last", selection.last, "At most N from the end")->option_text("N")->excludes(first);
+}
+
+} // namespace
+
+Verb add_decode_verb(CLI::App &program) {
+    CLI::App *const verb = program.add_subcommand("decode", "Decode a dump of 48-byte reports")->group("Verbs");
+    const auto arguments = std::make_shared<DecodeArguments>();
+    verb->add_option("FILE", arguments->file, "Reports laid end to end; - is standard input")->required();
+    add_clock_options(*verb, *arguments);
+    CLI::Option *const format =
+        verb->add_option("--format", arguments->format, "text (default), jsonl, csv, chrome-trace")
+            ->option_text("FORM")
+            ->check(one_of(kReportFormats));
+    add_filter_options(*verb, arguments->selection);
+    CLI::Option *const statistics =
+        verb->add_flag("--stats", arguments->wants_statistics, "Counts, gaps and the time span in place of the reports")
+            ->excludes(format);
+    verb->add_flag("--json", arguments->statistics_are_json, "With --stats: as JSON")->needs(statistics);
+    verb->add_flag("--follow", arguments->selection.follows, "Read on as the file grows, until Ctrl-C");
+    verb->add_flag("--strict", arguments->is_strict, "Exit 1 when a partial report trails");
+    verb->footer(examples("qorstat decode dump.bin --category sensor --last 20",
+                          "qorstat decode - --format chrome-trace < dump.bin > trace.json"));
+    return {verb, [arguments] { return decode(*arguments); }};
+}
+
+} // namespace cli

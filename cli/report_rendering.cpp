@@ -1,0 +1,45 @@
+#include "cli/report_rendering.h"
+
+#include "cli/report_csv.h"
+#include "cli/report_json.h"
+#include "cli/report_trace.h"
+#include "decoder/report_line.h"
+
+namespace cli {
+namespace {
+
+void append_exact_line(text_buffer &out, const _QorProfileReport &report, const decoder::device_clock &clock) {
+    decoder::append_line(out, report, clock);
+    out.append("\n");
+}
+
+/** For a terminal: the texts in a line are the firmware's. */
+void append_escaped_line(text_buffer &out, const _QorProfileReport &report, const decoder::device_clock &clock) {
+    char storage[4096];
+    text_buffer line(storage);
+    decoder::append_line(line, report, clock);
+    out.append(escape_controls(line.text()));
+    out.append("\n");
+}
+
+} // namespace
+
+const std::vector<std::string> kReportFormats = {"text", "jsonl", "csv", "chrome-trace"};
+
+ReportRendering report_rendering(const std::string &format, const TextStyle &style) {
+    if (format == "jsonl") {
+        return {"", append_json_line, ""};
+    }
+    if (format == "csv") {
+        return {std::string(kCsvHeading), append_csv_line, ""};
+    }
+    if (format == "chrome-trace") {
+        const auto append = [](text_buffer &out, const _QorProfileReport &report, const decoder::device_clock &) {
+            append_trace_event(out, report);
+        };
+        return {trace_start(), append, trace_end()};
+    }
+    return {"", style.escapes_controls ? append_escaped_line : append_exact_line, ""};
+}
+
+} // namespace cli

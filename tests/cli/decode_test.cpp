@@ -1,0 +1,667 @@
+/** `decode`, the built program. */
+#include <csignal>
+#include <cstdint>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "tests/cli/program.h"
+#include "tests/cli/reports.h"
+#include "tests/decoder/oracle.h"
+#include "tests/decoder/report_generator.h"
+
+using namespace cli_tests;
+using nlohmann::json;
+
+namespace {
+
+const std::string kPhone = QOR_SOURCE_FOLDER "/examples/phone.toml";
+const std::string kReportsOfDriver = QOR_SOURCE_FOLDER "/examples/reports/drvx.bin";
+
+constexpr std::size_t kReportSize = 48;
+
+Surroundings with_input(std::string input) {
+    Surroundings surroundings;
+    surroundings.standard_input = std::move(input);
+    return surroundings;
+}
+
+Outcome decode(std::string dump, std::vector<std::string> options = {}) {
+    std::vector<std::string> arguments = {"decode", "-"};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    return qorstat(arguments, with_input(std::move(dump)));
+}
+
+std::vector<std::string> lines_of(const std::string &text) {
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+/** The sequence numbers of the reports in JSON lines. */
+std::vector<int> sequence_of(const std::string &json_lines) {
+    std::vector<int> numbers;
+    for (const std::string &line : lines_of(json_lines)) {
+        numbers.push_back(json::parse(line)["sequence_num"]);
+    }
+    return numbers;
+}
+
+std::vector<int> decoded_sequence(const std::string &dump, std::vector<std::string> options) {
+    options.insert(options.end(), {"--format", "jsonl"});
+    const Outcome outcome = decode(dump, options);
+    EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
+    EXPECT_EQ(outcome.err, "");
+    return sequence_of(outcome.out);
+}
+
+/** Generated reports, many blocks of them, and the lines that the oracle makes. */
+struct GeneratedDump {
+    std::string bytes;
+    std::string lines;
+
+    explicit GeneratedDump(const oracle::Clock &clock = {}) {
+        oracle::ReportGenerator generator(7);
+        for (int i = 0; i < 20'000; ++i) {
+            const oracle::Report made = generator.report(generator.header());
+            bytes.append(static_cast<const char *>(static_cast<const void *>(made.data())), made.size());
+            lines += oracle::describe(made.data(), clock) + "\n";
+        }
+    }
+};
+
+/** Five reports, numbers 1 to 5, at 100 to 500 microseconds. */
+std::string five_reports() {
+    return report(kAccelData, 1, 100) + report(kGyroData, 2, 200) + report(kFunction, 3, 300) + report(kTrace, 4, 400) +
+           report(kAccelData, 5, 500);
+}
+
+void expect_wrong_use(const std::vector<std::string> &options, const std::string &message) {
+    const Outcome outcome = decode(five_reports(), options);
+
+    EXPECT_EQ(outcome.exit_code, 2);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, "qorstat: decode: " + message + "\n");
+}
+
+TEST(DecodeTextTest, LinesAreThoseOfTheOracleInOrder) {
+    const GeneratedDump dump;
+
+    const Outcome outcome = decode(dump.bytes);
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_TRUE(outcome.out == dump.lines);
+}
+
+TEST(DecodeTextTest, AFileGivesTheSameLinesAsAPipe) {
+    const TemporaryFolder folder;
+    const GeneratedDump dump;
+
+    const Outcome outcome = qorstat({"decode", folder.file("dump", dump.bytes)});
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_TRUE(outcome.out == dump.lines);
+}
+
+TEST(DecodeTextTest, ABootTimeThatIsGivenIsInEveryLine) {
+    const GeneratedDump dump({std::nullopt, 1'700'000'000'123'456});
+
+    const Outcome outcome = decode(dump.bytes, {"--boot-time", "1700000000123456"});
+
+    EXPECT_TRUE(outcome.out == dump.lines);
+}
+
+TEST(DecodeTextTest, AnEmptyDumpHasNoLines) {
+    const Outcome outcome = decode("");
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(outcome.out + outcome.err, "");
+}
+
+/** Firmware time 1 s is 1,700,000,001.25 s of calendar time: 2023-11-14 22:13:21.25 UTC. */
+const std::vector<std::string> kClock = {"--time-sync", "qor=500000000,calendar=1700000000750000000"};
+
+std::vector<std::string> clock_in(const std::string &zone) {
+    std::vector<std::string> options = kClock;
+    options.insert(options.end(), {"--time-zone", zone});
+    return options;
+}
+
+TEST(DecodeClockTest, WallClockTimeIsThatOfTheZone) {
+    const std::string dump = report(kAccelData, 1, 1'000'000);
+
+    EXPECT_NE(decode(dump, clock_in("UTC")).out.find(", 'calendar-time':'Nov 14 22:13:21.250000'}"), std::string::npos);
+    EXPECT_NE(decode(dump, clock_in("Asia/Tokyo")).out.find(", 'calendar-time':'Nov 15 07:13:21.250000'}"),
+              std::string::npos);
+}
+
+TEST(DecodeClockTest, JsonHasTheZonesDistanceFromUtc) {
+    const auto wall_time = [](const std::string &zone) {
+        std::vector<std::string> options = clock_in(zone);
+        options.insert(options.end(), {"--format", "jsonl"});
+        return json::parse(decode(report(kAccelData, 1, 1'000'000), options).out)["wall_time"];
+    };
+
+    EXPECT_EQ(wall_time("UTC"), "2023-11-14T22:13:21.250000+00:00");
+    EXPECT_EQ(wall_time("Asia/Kolkata"), "2023-11-15T03:43:21.250000+05:30");
+    EXPECT_EQ(wall_time("America/St_Johns"), "2023-11-14T18:43:21.250000-03:30");
+}
+
+TEST(DecodeClockTest, WithoutAClockThereAreNoTimes) {
+    const Outcome text = decode(five_reports());
+    const Outcome objects = decode(five_reports(), {"--format", "jsonl"});
+
+    EXPECT_EQ(text.out.find("calendar-time"), std::string::npos);
+    EXPECT_EQ(text.out.find("boot-timestamp"), std::string::npos);
+    EXPECT_EQ(objects.out.find("wall_time"), std::string::npos);
+    EXPECT_EQ(objects.out.find("boot_timestamp"), std::string::npos);
+}
+
+TEST(DecodeClockTest, AZoneWhoseFileIsMissingIsAnError) {
+    for (const std::string zone : {"Nowhere/City", "../../../etc/passwd", "/etc/passwd", "Europe"}) {
+        const Outcome outcome = decode(five_reports(), {"--time-zone", zone});
+
+        EXPECT_EQ(outcome.exit_code, 1) << zone;
+        EXPECT_EQ(outcome.out, "");
+        EXPECT_EQ(outcome.err.rfind("qorstat: ", 0), 0u);
+        EXPECT_NE(outcome.err.find(": is no time zone file\n"), std::string::npos) << outcome.err;
+    }
+}
+
+TEST(DecodeClockTest, ASynchronisationOfAnotherFormIsWrongUse) {
+    for (const std::string text : {"qor=1", "calendar=1,qor=2", "qor=1,calendar=2x", "qor=,calendar=1",
+                                   "qor=-1,calendar=1", "qor=1, calendar=2", "qor=18446744073709551616,calendar=0"}) {
+        expect_wrong_use({"--time-sync", text},
+                         "--time-sync: \"" + text + "\" is not of the form qor=NANOSECONDS,calendar=NANOSECONDS");
+    }
+}
+
+TEST(DecodeClockTest, ALiveDeviceIsAskedAsThePlugInAsksIt) {
+    const TemporaryFolder folder;
+    const std::string captured = folder.path() / "captured";
+    ASSERT_EQ(qorstat({"capture", kPhone, "--kind", "fault", "-o", captured}).exit_code, 0);
+    const std::vector<std::string> shown =
+        lines_of(qorstat({"show", captured + "/049-ZEL Profile 0 ;count=32 ;type=drvx.qorstate"}).out);
+
+    const Outcome outcome = qorstat({"decode", kReportsOfDriver, "--live", kPhone, "--first", "32"});
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(outcome.err, "");
+    ASSERT_EQ(shown.size(), 33u); // the title is the first
+    EXPECT_EQ(lines_of(outcome.out), std::vector<std::string>(shown.begin() + 1, shown.end()));
+    EXPECT_NE(shown[1].find("calendar-time"), std::string::npos);
+    EXPECT_NE(shown[1].find("boot-timestamp"), std::string::npos);
+}
+
+TEST(DecodeClockTest, ALiveDeviceExcludesTimesThatAreGiven) {
+    const Outcome outcome = decode(five_reports(), {"--live", kPhone, "--boot-time", "1"});
+
+    EXPECT_EQ(outcome.exit_code, 2);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, "qorstat: decode: --live excludes --boot-time\n");
+}
+
+TEST(DecodeJsonTest, FieldsAreTyped) {
+    const std::string payload = little_endian(11, 4) + little_endian(12, 4) + little_endian(13, 4) +
+                                little_endian(4294967295, 4) + little_endian(2, 4) + little_endian(99, 4);
+
+    const Outcome outcome =
+        decode(report(kFunction, 4294967295, 18446744073709551615U, payload), {"--format", "jsonl"});
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(outcome.out, "{\"category\":\"exec\",\"category_id\":0,\"component\":\"function\",\"component_id\":1,"
+                           "\"event\":\"function\",\"event_id\":0,\"type\":\"function\",\"type_id\":5,"
+                           "\"sequence_num\":4294967295,\"timestamp\":18446744073709551615,"
+                           "\"payload\":{\"function-id\":11,\"extra-id\":12,\"thread-id\":13,\"duration\":4294967295,"
+                           "\"depth\":2,\"thread_duration\":99}}\n");
+}
+
+TEST(DecodeJsonTest, BytesAreHexAndVectorsAreNumbers) {
+    const std::string long_data =
+        report({6, 0, 4, 1}, 1, 1,
+               little_endian(7, 2) + little_endian(9, 2) + little_endian(3, 2) + little_endian(0, 2) + "\x01\xAB\xFF");
+    const std::string vector =
+        report(kVastrelIn, 1, 1, little_endian(0x18000, 4) + little_endian(0xFFFF0000, 4) + little_endian(1, 4));
+
+    EXPECT_EQ(json::parse(decode(long_data, {"--format", "jsonl"}).out)["payload"]["raw-data"], "01abff");
+    const json payload = json::parse(decode(vector, {"--format", "jsonl"}).out)["payload"];
+    EXPECT_EQ(payload["x"], 1.5);
+    EXPECT_EQ(payload["y"], -1.0);
+    EXPECT_EQ(payload["z"], 1.0 / 65536);
+}
+
+TEST(DecodeJsonTest, KeysThatComeTwiceAreToldApart) {
+    // Short data of an sshb event without a layout of its own shows the generic fields twice.
+    const std::string twice = report({7, 0, 9, 2}, 1, 1, little_endian(5, 2));
+
+    const Outcome outcome = decode(twice, {"--format", "jsonl"});
+
+    const std::string zeros(60, '0');
+    const json payload = json::parse(outcome.out)["payload"];
+    EXPECT_EQ(payload.size(), 10u);
+    EXPECT_EQ(payload["subtype"], 5);
+    EXPECT_EQ(payload["subtype_2"], 5);
+    EXPECT_EQ(payload["raw-data"], zeros);
+    EXPECT_EQ(payload["raw-data_2"], zeros);
+}
+
+TEST(DecodeJsonTest, ATextThatIsNoUtf8IsHexUnderAnotherKey) {
+    const auto named = [](const std::string &name) { return report(kForeignInfo, 1, 1, std::string(19, '\0') + name); };
+
+    const json whole = json::parse(decode(named("a\"\\\n\x7F\xC3\xBC"), {"--format", "jsonl"}).out)["payload"];
+    const json broken = json::parse(decode(named("a\xC3"), {"--format", "jsonl"}).out)["payload"];
+
+    EXPECT_EQ(whole["name"], "a\"\\\n\x7F\xC3\xBC");
+    EXPECT_EQ(broken["name_hex"], "61c3");
+    EXPECT_FALSE(broken.contains("name"));
+}
+
+TEST(DecodeJsonTest, EveryGeneratedReportIsAnObjectALine) {
+    const GeneratedDump dump;
+
+    const std::vector<std::string> lines = lines_of(decode(dump.bytes, {"--format", "jsonl"}).out);
+
+    ASSERT_EQ(lines.size(), dump.bytes.size() / kReportSize);
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        const auto *const bytes = dump.bytes.data() + i * kReportSize;
+        const json object = json::parse(lines[i]);
+        ASSERT_EQ(object["type_id"], static_cast<unsigned char>(bytes[0]));
+        ASSERT_EQ(object["category_id"], static_cast<unsigned char>(bytes[3]));
+    }
+}
+
+/** The fields of RFC 4180 lines. */
+std::vector<std::vector<std::string>> parse_csv(const std::string &text) {
+    std::vector<std::vector<std::string>> rows;
+    std::vector<std::string> row(1);
+    bool is_quoted = false;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (is_quoted && text.compare(i, 2, "\"\"") == 0) {
+            row.back() += text[i++];
+        } else if (text[i] == '"') {
+            is_quoted = !is_quoted;
+        } else if (!is_quoted && text[i] == ',') {
+            row.emplace_back();
+        } else if (!is_quoted && text.compare(i, 2, "\r\n") == 0) {
+            rows.push_back(row);
+            row.assign(1, "");
+            ++i;
+        } else {
+            row.back() += text[i];
+        }
+    }
+    EXPECT_EQ(row, std::vector<std::string>(1)) << "the last line has no end";
+    return rows;
+}
+
+TEST(DecodeCsvTest, HasFixedColumnsAndThePayloadAsJson) {
+    std::vector<std::string> options = clock_in("UTC");
+    options.insert(options.end(), {"--boot-time", "77", "--format", "csv"});
+
+    const auto rows =
+        parse_csv(decode(report(kTrigger, 9, 1'000'000, little_endian(0, 4) + little_endian(6, 4)), options).out);
+
+    ASSERT_EQ(rows.size(), 2u);
+    EXPECT_EQ(rows[0], (std::vector<std::string>{"category", "category_id", "component", "component_id", "event",
+                                                 "event_id", "type", "type_id", "sequence_num", "timestamp",
+                                                 "wall_time", "boot_timestamp", "payload"}));
+    EXPECT_EQ(rows[1], (std::vector<std::string>{"sensor", "2", "accel", "0", "trigger-magnitude", "16", "trigger", "4",
+                                                 "9", "1000000", "2023-11-14T22:13:21.250000+00:00", "77",
+                                                 "{\"trigger\":1,\"thread-id\":6,\"arg\":6}"}));
+}
+
+TEST(DecodeCsvTest, EveryGeneratedReportIsALineOfThirteenFields) {
+    const GeneratedDump dump;
+
+    const auto rows = parse_csv(decode(dump.bytes, {"--format", "csv"}).out);
+
+    ASSERT_EQ(rows.size(), 1 + dump.bytes.size() / kReportSize);
+    for (const std::vector<std::string> &row : rows) {
+        ASSERT_EQ(row.size(), 13u);
+    }
+}
+
+/** The events of a trace, the names of tracks left out. */
+std::vector<json> trace_events(const std::string &dump) {
+    const Outcome outcome = decode(dump, {"--format", "chrome-trace"});
+    EXPECT_EQ(outcome.exit_code, 0);
+    const json file = json::parse(outcome.out);
+    std::vector<json> events;
+    for (const json &event : file["traceEvents"]) {
+        if (event["ph"] != "M") {
+            events.push_back(event);
+        }
+    }
+    return events;
+}
+
+json only_event(const std::string &dump) {
+    const std::vector<json> events = trace_events(dump);
+    EXPECT_EQ(events.size(), 1u);
+    return events.empty() ? json() : events.front();
+}
+
+TEST(DecodeTraceTest, AFunctionIsASliceOfItsThreadThatEndsAtItsTimeStamp) {
+    const std::string payload =
+        little_endian(11, 4) + little_endian(0, 4) + little_endian(13, 4) + little_endian(400, 4);
+
+    const json event = only_event(report(kFunction, 1, 1000, payload));
+
+    EXPECT_EQ(event["ph"], "X");
+    EXPECT_EQ(event["name"], "function 11");
+    EXPECT_EQ(event["ts"], 600);
+    EXPECT_EQ(event["dur"], 400);
+    EXPECT_EQ(event["tid"], 13);
+    EXPECT_EQ(event["args"]["duration"], 400);
+}
+
+TEST(DecodeTraceTest, AFunctionWithANameIsNamedByIt) {
+    const std::string payload =
+        little_endian(0, 4) + little_endian(21, 4) + little_endian(5, 4) + little_endian(0, 4) + "doIt";
+
+    const json event = only_event(report(kExtFunction, 1, 1000, payload));
+
+    EXPECT_EQ(event["ph"], "X");
+    EXPECT_EQ(event["name"], "doIt");
+    EXPECT_EQ(event["ts"], 995);
+    EXPECT_EQ(event["tid"], 21);
+}
+
+TEST(DecodeTraceTest, ASliceDoesNotBeginBeforeTimeDoes) {
+    const std::string payload = std::string(12, '\0') + little_endian(4294967295, 4);
+
+    const json event = only_event(report(kFunction, 1, 1000, payload));
+
+    EXPECT_EQ(event["ts"], 0);
+    EXPECT_EQ(event["dur"], 1000);
+}
+
+TEST(DecodeTraceTest, TriggersTracesAndCheckpointsAreInstantsOnTheTrackOfTheirComponent) {
+    const json trigger = only_event(report(kTrigger, 1, 10));
+    const json trace = only_event(report(kTrace, 1, 20, little_endian(7, 4)));
+    const json checkpoint = only_event(report(kCheckpoint, 1, 30));
+
+    EXPECT_EQ(trigger["ph"], "i");
+    EXPECT_EQ(trigger["name"], "trigger-magnitude");
+    EXPECT_EQ(trace["ph"], "i");
+    EXPECT_EQ(trace["name"], "EnableSshb");
+    EXPECT_EQ(trace["ts"], 20);
+    EXPECT_EQ(checkpoint["ph"], "i");
+    EXPECT_EQ(checkpoint["name"], "ckp_SSHBButtonDown");
+    EXPECT_EQ(checkpoint["pid"], trace["pid"]);
+    EXPECT_EQ(checkpoint["tid"], 3);
+    EXPECT_NE(trigger["pid"], trace["pid"]);
+}
+
+TEST(DecodeTraceTest, SensorValuesAreCounters) {
+    const json numbers = only_event(report(kAccelData, 1, 10, little_endian(5, 4) + little_endian(6, 4)));
+    const json vector = only_event(report(kVastrelIn, 1, 10, little_endian(0x18000, 4)));
+
+    EXPECT_EQ(numbers["ph"], "C");
+    EXPECT_EQ(numbers["name"], "accel data");
+    EXPECT_EQ(numbers["args"], json::parse(R"({"arg1":5,"arg2":6,"arg3":0,"arg4":0,"arg5":0,"arg6":0})"));
+    EXPECT_EQ(vector["ph"], "C");
+    EXPECT_EQ(vector["args"], json::parse(R"({"x":1.5,"y":0,"z":0})"));
+}
+
+TEST(DecodeTraceTest, TracksHaveNames) {
+    const json file = json::parse(decode("", {"--format", "chrome-trace"}).out);
+    const json trace = only_event(report(kCheckpoint, 1, 20));
+
+    bool found = false;
+    for (const json &event : file["traceEvents"]) {
+        if (event["name"] == "thread_name" && event["pid"] == trace["pid"] && event["tid"] == trace["tid"]) {
+            EXPECT_EQ(event["args"]["name"], "latency");
+            found = true;
+        }
+    }
+    EXPECT_TRUE(found);
+}
+
+TEST(DecodeTraceTest, EveryGeneratedReportIsAnEvent) {
+    const GeneratedDump dump;
+
+    EXPECT_EQ(trace_events(dump.bytes).size(), dump.bytes.size() / kReportSize);
+}
+
+TEST(DecodeFilterTest, NamesAndIdsChooseReports) {
+    EXPECT_EQ(decoded_sequence(five_reports(), {"--category", "sensor"}), (std::vector<int>{1, 2, 5}));
+    EXPECT_EQ(decoded_sequence(five_reports(), {"--category", "7"}), (std::vector<int>{4}));
+    EXPECT_EQ(decoded_sequence(five_reports(), {"--category", "sshb", "--category", "exec"}), (std::vector<int>{3, 4}));
+    EXPECT_EQ(decoded_sequence(five_reports(), {"--component", "accel"}), (std::vector<int>{1, 5}));
+    EXPECT_EQ(decoded_sequence(five_reports(), {"--event", "data"}), (std::vector<int>{1, 2, 5}));
+    EXPECT_EQ(decoded_sequence(five_reports(), {"--type", "function"}), (std::vector<int>{3}));
+    EXPECT_EQ(decoded_sequence(five_reports(), {"--category", "sensor", "--component", "gyro"}), (std::vector<int>{2}));
+}
+
+TEST(DecodeFilterTest, TimesAreIncluded) {
+    EXPECT_EQ(decoded_sequence(five_reports(), {"--since", "200", "--until", "400"}), (std::vector<int>{2, 3, 4}));
+    EXPECT_EQ(decoded_sequence(five_reports(), {"--since", "201"}), (std::vector<int>{3, 4, 5}));
+    EXPECT_EQ(decoded_sequence(five_reports(), {"--until", "199"}), (std::vector<int>{1}));
+}
+
+TEST(DecodeFilterTest, FirstAndLastCountWhatPasses) {
+    const TemporaryFolder folder;
+    const std::string file = folder.file("dump", five_reports());
+    const auto of_file = [&](std::vector<std::string> options) {
+        options.insert(options.begin(), {"decode", file, "--format", "jsonl"});
+        return sequence_of(qorstat(options).out);
+    };
+
+    for (const auto &[options, numbers] : std::vector<std::pair<std::vector<std::string>, std::vector<int>>>{
+             {{"--first", "2"}, {1, 2}},
+             {{"--first", "0"}, {}},
+             {{"--first", "9"}, {1, 2, 3, 4, 5}},
+             {{"--last", "2"}, {4, 5}},
+             {{"--last", "0"}, {}},
+             {{"--last", "9"}, {1, 2, 3, 4, 5}},
+             {{"--category", "sensor", "--first", "2"}, {1, 2}},
+             {{"--category", "sensor", "--last", "2"}, {2, 5}},
+         }) {
+        EXPECT_EQ(decoded_sequence(five_reports(), options), numbers) << testing::PrintToString(options);
+        EXPECT_EQ(of_file(options), numbers) << testing::PrintToString(options);
+    }
+}
+
+TEST(DecodeFilterTest, TheLastOfManyBlocksAreTheLast) {
+    const TemporaryFolder folder;
+    const GeneratedDump dump;
+    const std::string file = folder.file("dump", dump.bytes);
+    const std::vector<std::string> all = lines_of(dump.lines);
+    const std::vector<std::string> last(all.end() - 3000, all.end());
+
+    EXPECT_TRUE(lines_of(qorstat({"decode", file, "--last", "3000"}).out).size() >= last.size());
+    EXPECT_EQ(qorstat({"decode", file, "--last", "3000"}).out, decode(dump.bytes, {"--last", "3000"}).out);
+    EXPECT_TRUE(dump.lines.ends_with(decode(dump.bytes, {"--last", "3000"}).out));
+}
+
+TEST(DecodeFilterTest, WrongNamesSuggestTheRightOnes) {
+    expect_wrong_use({"--category", "senser"},
+                     "--category: \"senser\" is no name that the decoder knows; did you mean \"sensor\"?");
+    expect_wrong_use({"--component", "acel"},
+                     "--component: \"acel\" is no name that the decoder knows; did you mean \"accel\"?");
+    expect_wrong_use({"--event", "ckp_RIVTurnOf"},
+                     "--event: \"ckp_RIVTurnOf\" is no name that the decoder knows; did you mean \"ckp_RIVTurnOn\"?");
+    expect_wrong_use({"--type", "xyzzy"}, "--type: \"xyzzy\" is no name that the decoder knows");
+    expect_wrong_use({"--type", "256"}, "--type: 256 is no id from 0 to 255");
+    expect_wrong_use({"--format", "cvs"},
+                     "--format: \"cvs\" is none of text, jsonl, csv, chrome-trace; did you mean \"csv\"?");
+}
+
+TEST(DecodeFilterTest, FirstAndLastExcludeEachOther) {
+    expect_wrong_use({"--first", "1", "--last", "1"}, "--first excludes --last");
+}
+
+TEST(DecodeFilterTest, MoreOfAPipeThanMemoryHoldsIsWrongUse) {
+    expect_wrong_use({"--last", "1000001"}, "--last: at most 1000000 of a pipe");
+}
+
+/** Two gaps: 3 to 6 passes over two numbers, 6 to 2 goes back. */
+std::string dump_with_gaps() {
+    return report(kAccelData, 2, 100) + report(kAccelData, 3, 200) + report(kFunction, 6, 900) +
+           report(kTrace, 2, 400) + report(kForeignInfo, 3, 500);
+}
+
+TEST(DecodeStatisticsTest, CountsAreATable) {
+    std::vector<std::string> options = clock_in("UTC");
+    options.emplace_back("--stats");
+
+    const Outcome outcome = decode(dump_with_gaps(), options);
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(outcome.err, "");
+    expect_golden("decode-stats.txt", outcome.out);
+}
+
+TEST(DecodeStatisticsTest, CountsAreJson) {
+    const json statistics = json::parse(decode(dump_with_gaps(), {"--stats", "--json"}).out);
+
+    EXPECT_EQ(statistics["reports"], 5);
+    EXPECT_EQ(statistics["earliest"], 100);
+    EXPECT_EQ(statistics["latest"], 900);
+    EXPECT_EQ(statistics["gaps"], 2);
+    EXPECT_EQ(statistics["missing"], 2);
+    EXPECT_EQ(statistics["first_gaps"],
+              json::parse(R"([{"offset":96,"before":3,"after":6},{"offset":144,"before":6,"after":2}])"));
+    EXPECT_EQ(statistics["categories"][1], json::parse(R"({"category":"sensor","category_id":2,"count":2})"));
+    EXPECT_EQ(statistics["components"][1],
+              json::parse(R"({"category":"sensor","category_id":2,"component":"accel","component_id":0,"count":2})"));
+    EXPECT_EQ(statistics["events"][3], json::parse(R"({"category":"200","category_id":200,"component":"7",)"
+                                                   R"("component_id":7,"event":"9","event_id":9,"count":1})"));
+    EXPECT_EQ(statistics["types"][1], json::parse(R"({"type":"function","type_id":5,"count":1})"));
+}
+
+TEST(DecodeStatisticsTest, AFilterChoosesWhatIsCountedButMakesNoGaps) {
+    const json statistics = json::parse(decode(five_reports(), {"--stats", "--json", "--category", "sensor"}).out);
+
+    EXPECT_EQ(statistics["reports"], 3);
+    EXPECT_EQ(statistics["gaps"], 0);
+    EXPECT_EQ(statistics["categories"].size(), 1u);
+}
+
+TEST(DecodeStatisticsTest, AnEmptyDumpHasNothingToCount) {
+    EXPECT_EQ(decode("", {"--stats"}).out,
+              "reports: 0\nsequence numbers: 0 gaps, 0 missing\ncategories\ncomponents\nevents\ntypes\n");
+}
+
+TEST(DecodeStatisticsTest, JsonNeedsThem) {
+    const Outcome outcome = decode(five_reports(), {"--json"});
+
+    EXPECT_EQ(outcome.exit_code, 2);
+    EXPECT_EQ(outcome.err, "qorstat: decode: --json requires --stats\n");
+}
+
+TEST(DecodeDamageTest, TrailingBytesAreNamedOnceAndTheRestIsDecoded) {
+    const Outcome outcome = decode(five_reports() + "0123456", {"--format", "jsonl"});
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(lines_of(outcome.out).size(), 5u);
+    EXPECT_EQ(outcome.err, "qorstat: standard input: byte 240: 7 trailing bytes are no whole report\n");
+}
+
+TEST(DecodeDamageTest, StrictFailsForThem) {
+    const TemporaryFolder folder;
+    const std::string file = folder.file("dump", five_reports() + "0");
+
+    const Outcome strict = qorstat({"decode", file, "--strict"});
+
+    EXPECT_EQ(strict.exit_code, 1);
+    EXPECT_EQ(lines_of(strict.out).size(), 5u);
+    EXPECT_EQ(strict.err, "qorstat: " + file + ": byte 240: 1 trailing byte is no whole report\n");
+    EXPECT_EQ(decode(five_reports(), {"--strict"}).exit_code, 0);
+}
+
+TEST(DecodeDamageTest, WhatStopsBeforeTheEndSaysNothingAboutIt) {
+    const Outcome outcome = decode(five_reports() + "0", {"--strict", "--first", "2"});
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(outcome.err, "");
+}
+
+TEST(DecodeDamageTest, AMissingFileIsAnError) {
+    const Outcome outcome = qorstat({"decode", "/nowhere/dump"});
+
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, "qorstat: /nowhere/dump: No such file or directory\n");
+}
+
+TEST(DecodeDamageTest, AFolderIsAnError) {
+    const Outcome outcome = qorstat({"decode", "/"});
+
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, "qorstat: /: Is a directory\n");
+}
+
+TEST(DecodeOutputTest, AFullDiskIsAnError) {
+    Surroundings surroundings = with_input(GeneratedDump().bytes);
+    surroundings.output_file = "/dev/full";
+
+    const Outcome outcome = qorstat({"decode", "-"}, surroundings);
+
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_EQ(outcome.err, "qorstat: standard output: No space left on device\n");
+}
+
+TEST(DecodeOutputTest, AClosedPipeEndsItQuietly) {
+    const TemporaryFolder folder;
+    const std::string file = folder.file("dump", GeneratedDump().bytes);
+    RunningProgram program({"decode", file});
+    ASSERT_TRUE(program.waits_for_output("\n"));
+    program.stop_reading();
+
+    const Outcome outcome = program.wait_for_end();
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(outcome.err, "");
+}
+
+TEST(DecodeOutputTest, ControlCharactersAreEscapedOnATerminalOnly) {
+    const std::string dump = report(kForeignInfo, 1, 1, std::string(19, '\0') + "\x1b[31m");
+    Surroundings terminal = with_input(dump);
+    terminal.output_is_terminal = true;
+
+    EXPECT_NE(qorstat({"decode", "-"}, terminal).out.find("'\\x1b[31m'"), std::string::npos);
+    EXPECT_NE(decode(dump).out.find("'\x1b[31m'"), std::string::npos);
+}
+
+TEST(DecodeFollowTest, ReadsOnAsTheFileGrowsUntilInterrupted) {
+    const TemporaryFolder folder;
+    const std::string file = folder.file("dump", report(kAccelData, 1, 100) + "half of a report");
+    RunningProgram program({"decode", file, "--follow", "--format", "jsonl"});
+    ASSERT_TRUE(program.waits_for_output("\"sequence_num\":1,"));
+
+    // The rest of the second report, whose start stood there, and a third.
+    std::ofstream(file, std::ios::binary | std::ios::app) << std::string(32, 'x') << report(kGyroData, 3, 300);
+    ASSERT_TRUE(program.waits_for_output("\"sequence_num\":3,"));
+    program.send(SIGINT);
+    const Outcome outcome = program.wait_for_end();
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(lines_of(outcome.out).size(), 3u);
+}
+
+TEST(DecodeFollowTest, AFileThatIsCutIsAnError) {
+    const TemporaryFolder folder;
+    const std::string file = folder.file("dump", five_reports());
+    RunningProgram program({"decode", file, "--follow", "--format", "jsonl"});
+    ASSERT_TRUE(program.waits_for_output("\"sequence_num\":5,"));
+
+    std::filesystem::resize_file(file, 100);
+    const Outcome outcome = program.wait_for_end();
+
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_EQ(outcome.err, "qorstat: " + file + ": byte 100: the file was cut while it was followed\n");
+}
+
+} // namespace
