@@ -4,6 +4,7 @@
 #include <ctime>
 
 #include "decoder/digits.h"
+#include "decoder/short_text.h"
 #include "platform/Owned.h"
 #include "platform/RvKernel.h"
 #include "platform/RvRegistry.h"
@@ -94,16 +95,20 @@ std::optional<std::uint64_t> read_boot_time() {
 
 device_clock read_device_clock() { return {read_time_sync(), read_boot_time()}; }
 
-short_text wall_time_text(std::uint64_t microseconds) {
-    std::uint64_t second = microseconds / kMicrosecondsPerSecond;
-    short_text text = second_text(second);
-    if (text.size != 0) {
-        char *out = text.characters.data() + text.size;
-        *out++ = '.';
-        out = put_six_digits(out, static_cast<std::uint32_t>(microseconds - second * kMicrosecondsPerSecond));
-        text.size = static_cast<std::uint8_t>(out - text.characters.data());
+char *put_wall_time(char *out, std::uint64_t microseconds) {
+    const std::uint64_t second = microseconds / kMicrosecondsPerSecond;
+    const short_text &text = second_text(second);
+    if (text.size == 0) {
+        return out;
     }
-    return text;
+    out = put(out, text);
+    *out++ = '.';
+    return put_six_digits(out, static_cast<std::uint32_t>(microseconds - second * kMicrosecondsPerSecond));
+}
+
+std::string wall_time_text(std::uint64_t microseconds) {
+    char text[40];
+    return std::string(text, put_wall_time(text, microseconds));
 }
 
 } // namespace decoder

@@ -4,8 +4,7 @@
 
 #include <cstdint>
 #include <optional>
-
-#include "decoder/short_text.h"
+#include <string>
 
 namespace decoder {
 
@@ -39,10 +38,15 @@ constexpr std::uint64_t wall_time(std::uint64_t timestamp, const time_sync &sync
 }
 
 /**
- * A time in microseconds since the epoch as "Nov 05 09:03:07.250000", in the zone that the process had when it
- * first asked for local time, in the C locale's words. Empty when there is no such local time. Any thread.
+ * Writes a time in microseconds since the epoch as "Nov 05 09:03:07.250000", in the zone that the process had when
+ * it first asked for local time, in the C locale's words; nothing when there is no such local time. Needs room
+ * for 40 characters. Any thread.
+ * @return the end of what was written.
  */
-short_text wall_time_text(std::uint64_t microseconds);
+char *put_wall_time(char *out, std::uint64_t microseconds);
+
+/** The same as a text of its own; empty when there is no such local time. */
+std::string wall_time_text(std::uint64_t microseconds);
 
 } // namespace decoder
 

@@ -1,7 +1,7 @@
 #include "decoder/profile_decoder.h"
 
-#include <array>
 #include <optional>
+#include <utility>
 
 #include "decoder/byte_dump.h"
 #include "decoder/device_clock.h"
@@ -62,11 +62,11 @@ bool profile_decoder::qor_time_to_wall_time(std::uint64_t timestamp, std::string
     if (!sync) {
         return false;
     }
-    decoder::short_text converted = decoder::wall_time_text(decoder::wall_time(timestamp, *sync));
-    if (converted.size == 0) {
+    std::string converted = decoder::wall_time_text(decoder::wall_time(timestamp, *sync));
+    if (converted.empty()) {
         return false;
     }
-    text = converted.view();
+    text = std::move(converted);
     return true;
 }
 

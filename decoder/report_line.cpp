@@ -33,7 +33,7 @@ struct table_names {
 
 /** More than the keys, the widths and the numbers of a line without its names and its payload take. */
 constexpr std::size_t kHeaderRoom = 256;
-constexpr std::size_t kTrailerRoom = 512;
+constexpr std::size_t kTrailerRoom = 256 + dump_room(_QorProfileReport::kSize);
 
 template <typename Names>
 void put_header(text_stream &stream, const Names &names, const _QorProfileReport &report) {
@@ -68,12 +68,9 @@ void put_trailer(text_stream &stream, const _QorProfileReport &report, const dev
     out = put(out, " 'binary-data':");
     out = put_dump(out, report.bytes, _QorProfileReport::kSize);
     if (clock.sync) {
-        const short_text text = wall_time_text(wall_time(report.timestamp(), *clock.sync));
-        if (text.size != 0) {
-            out = put(out, ", 'calendar-time':'");
-            out = put(out, text);
-            out = put(out, "'");
-        }
+        char *const value = put(out, ", 'calendar-time':'");
+        char *const end = put_wall_time(value, wall_time(report.timestamp(), *clock.sync));
+        out = end != value ? put(end, "'") : out;
     }
     if (clock.boot_time) {
         out = put(out, ", 'boot-timestamp':");

@@ -20,7 +20,7 @@ namespace {
 
 constexpr std::uint64_t kSecond = 1'000'000;
 
-std::string text_of(std::uint64_t microseconds) { return std::string(decoder::wall_time_text(microseconds).view()); }
+std::string text_of(std::uint64_t microseconds) { return decoder::wall_time_text(microseconds); }
 
 struct WallTimeRow {
     const char *meaning;
