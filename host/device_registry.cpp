@@ -35,6 +35,8 @@ struct Connection {
     std::shared_ptr<const UserClient> user_client;
 };
 
+using EntryWithHandle = std::pair<const RvRegistryEntry, Entry>;
+
 struct HashOfText {
     using is_transparent = void;
 
@@ -52,7 +54,7 @@ struct Registry {
      * The registered entries of each class, in order. Describing a report asks for a class every time, and with
      * twenty services in the registry walking all entries was half of what reading the clock cost.
      */
-    std::unordered_map<std::string, std::vector<RvRegistryEntry>, HashOfText, std::equal_to<>> entries_of_class;
+    std::unordered_map<std::string, std::vector<EntryWithHandle *>, HashOfText, std::equal_to<>> entries_of_class;
     RvRegistryEntry next_entry = 1;
     std::map<RvConnection, Connection> connections;
     RvConnection next_connection = 1;
@@ -122,7 +124,7 @@ void check_addition(Registry &reg, const RegistryEntryDescription &description) 
 /** Cuts the ties of an entry that leaves, so that neither its class nor a neighbour leads to it. */
 void untie(Registry &reg, RvRegistryEntry handle, Entry &entry) {
     const auto same_class = reg.entries_of_class.find(entry.class_name);
-    std::erase(same_class->second, handle);
+    std::erase_if(same_class->second, [&](const EntryWithHandle *other) { return other->first == handle; });
     if (same_class->second.empty()) {
         reg.entries_of_class.erase(same_class);
     }
@@ -209,8 +211,8 @@ RvRegistryEntry add(RegistryEntryDescription description) {
     for (const auto &[plane, parent] : entry.parents) {
         reg.entries.at(parent).children[plane].push_back(handle);
     }
-    reg.entries_of_class[entry.class_name].push_back(handle);
-    reg.entries.emplace(handle, std::move(entry));
+    EntryWithHandle &added = *reg.entries.emplace(handle, std::move(entry)).first;
+    reg.entries_of_class[added.second.class_name].push_back(&added);
     return handle;
 }
 
@@ -302,9 +304,9 @@ RvRegistryEntry RvRegistryCopyServiceMatchingClass(const char *class_name) {
     if (same_class == reg.entries_of_class.end()) {
         return 0;
     }
-    const RvRegistryEntry first = same_class->second.front();
-    ++reg.entries.at(first).references;
-    return first;
+    auto &[handle, entry] = *same_class->second.front();
+    ++entry.references;
+    return handle;
 }
 
 RvRegistryEntry RvRegistryCopyServiceMatchingName(const char *name) {
