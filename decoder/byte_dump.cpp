@@ -11,7 +11,7 @@ namespace decoder {
 namespace {
 
 /** Makes the last comma the closing bracket; `first` is where the bytes' texts began. */
-char *closed(char *first, char *end) {
+char *closed(const char *first, char *end) {
     if (end == first) {
         ++end;
     }
@@ -43,7 +43,7 @@ put_dump_vectors(char *out, const std::uint8_t *data, std::size_t length) {
     const __m512i digits_and_comma = _mm512_set1_epi32(0x2C303030);
 
     *out++ = '[';
-    char *const first = out;
+    const char *const first = out;
     for (std::size_t done = 0; done < length; done += 16) {
         const std::size_t left = length - done;
         const auto present = static_cast<__mmask16>(left >= 16 ? 0xFFFF : (1u << left) - 1);
@@ -106,7 +106,7 @@ char *choose_and_put_dump(char *out, const std::uint8_t *data, std::size_t lengt
 
 char *put_dump_portably(char *out, const std::uint8_t *data, std::size_t length) {
     *out++ = '[';
-    char *const first = out;
+    const char *const first = out;
     for (std::size_t index = 0; index < length; ++index) {
         out = put_byte_and_comma(out, data[index]);
     }
