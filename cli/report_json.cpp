@@ -74,18 +74,18 @@ void append_hex_string(text_buffer &out, std::span<const std::byte> bytes) {
 }
 
 void append_value(text_buffer &out, const payload_value &value) {
-    using kind = payload_value::kind;
+    using Kind = payload_value::kind;
     switch (value.type) {
-    case kind::number:
-    case kind::hexadecimal:
+    case Kind::number:
+    case Kind::hexadecimal:
         return append_number(out, value.number);
-    case kind::real:
+    case Kind::real:
         return append_real(out, value.real);
-    case kind::name:
+    case Kind::name:
         return value.text.empty() ? append_number(out, value.number) : append_json_string(out, value.text);
-    case kind::text:
+    case Kind::text:
         return append_json_string(out, value.text);
-    case kind::bytes:
+    case Kind::bytes:
         return append_hex_string(out, std::as_bytes(value.bytes));
     }
 }

@@ -111,8 +111,8 @@ bool is_sensor_value(const _QorProfileReport &report) {
 
 /** Vectors where the report has one, else every number; a counter's series are its arguments. */
 void append_counter(text_buffer &out, const _QorProfileReport &report) {
-    using kind = payload_value::kind;
-    const kind series = payload_value_of(report, "x") ? kind::real : kind::number;
+    using Kind = payload_value::kind;
+    const Kind series = payload_value_of(report, "x") ? Kind::real : Kind::number;
     append_start(out, "C", component_and_event(report), report.timestamp());
     append_track(out, category_process(report), report.component_id());
     out.append(",\"args\":{");
