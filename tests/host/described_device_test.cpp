@@ -354,17 +354,18 @@ TEST_F(DescribedDeviceTest, MisbehaviourIsAsTheDocumentedExampleSays) {
     EXPECT_EQ(refused.status, 0xE00002D8u);
 }
 
-TEST(DeviceDescriptionDocument, ShowsTheExampleThatTheTestsRun) {
-    const auto text_of = [](const char *path) {
-        std::ifstream stream(path);
+TEST(DeviceDescriptionDocument, ShowsTheExamplesThatTheTestsRun) {
+    const auto text_of = [](const std::string &path) {
+        std::ifstream stream(SOURCE_FOLDER "/" + path);
         return std::string(std::istreambuf_iterator<char>(stream), {});
     };
+    const std::string document = text_of("docs/device-description.md");
 
-    const std::string example = text_of(SOURCE_FOLDER "/tests/data/misbehaving.toml");
-    const std::string document = text_of(SOURCE_FOLDER "/docs/device-description.md");
-
-    ASSERT_FALSE(example.empty());
-    EXPECT_NE(document.find("```toml\n" + example + "```"), std::string::npos);
+    for (const char *path : {"tests/data/misbehaving.toml", "tests/data/typed-properties.toml"}) {
+        const std::string example = text_of(path);
+        EXPECT_FALSE(example.empty()) << path;
+        EXPECT_NE(document.find("```toml\n" + example + "```"), std::string::npos) << path;
+    }
 }
 
 #ifndef NDEBUG
