@@ -1,5 +1,6 @@
 /** `run`, `notify` and `capture` with the real module and described devices. */
 #include <csignal>
+#include <cstdlib>
 #include <map>
 #include <regex>
 #include <string>
@@ -221,6 +222,19 @@ INSTANTIATE_TEST_SUITE_P(EveryDevice, CaptureTest, testing::Values(kSmall, kPhon
                          [](const testing::TestParamInfo<std::string> &device) {
                              return fs::path(device.param).stem().string();
                          });
+
+TEST(CaptureRequestTest, ThePhonesRecordsAreAllThereAndKeepTheDocumentedRules) {
+    const TemporaryFolder folder;
+
+    ASSERT_EQ(qorstat({"capture", kPhone, "--kind", "request", "-o", "records"}, alone(folder)).exit_code, 0);
+
+    const std::string records = folder.path() / "records";
+    const std::string check = "python3 '" QOR_SOURCE_FOLDER "/tests/state/check_records.py' '" QOR_SOURCE_FOLDER
+                              "/docs/records.md' '" +
+                              records + "'/*";
+    EXPECT_EQ(file_count(records), 110u);
+    EXPECT_EQ(std::system(check.c_str()), 0);
+}
 
 TEST(CaptureToFolderTest, TheDefaultFolderIsNewAndNamedByTheTime) {
     const TemporaryFolder folder;
