@@ -1,0 +1,111 @@
+// Any file of state-capture records: what it holds is shown as text and as JSON, or refused with one error.
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "cli/record_json.h"
+#include "cli/record_text.h"
+#include "host/error.h"
+#include "host/state_capture.h"
+
+namespace {
+
+using Bytes = std::span<const std::byte>;
+
+constexpr std::array<std::string_view, 5> kTitles{"SSHB Statistics", "SSHB assets", "SensorInfo",
+                                                  "ZEL Profile 0 ;count=32 ;type=fw", "of another maker"};
+
+void require(bool holds, const char *what) {
+    if (!holds) {
+        std::fprintf(stderr, "records_fuzz: %s\n", what);
+        std::abort();
+    }
+}
+
+/** A record whose header is as it must be. */
+std::vector<std::byte> record_of(std::string_view title, Bytes payload) {
+    RvStateCaptureRecord header{};
+    header.type_code = kRvStateCaptureTypeSerializedValue;
+    header.payload_size = static_cast<std::uint32_t>(payload.size());
+    std::memcpy(header.title, title.data(), title.size());
+    std::vector<std::byte> record(sizeof header);
+    std::memcpy(record.data(), &header, sizeof header);
+    record.insert(record.end(), payload.begin(), payload.end());
+    return record;
+}
+
+std::string without_colours(std::string_view text) {
+    std::string plain;
+    while (!text.empty()) {
+        if (text.front() == '\x1b') {
+            text.remove_prefix(std::min(text.find('m'), text.size() - 1) + 1);
+        } else {
+            const std::size_t length = std::min(text.find('\x1b'), text.size());
+            plain += text.substr(0, length);
+            text.remove_prefix(length);
+        }
+    }
+    return plain;
+}
+
+void show(const host::StateRecord &record, Bytes file, std::size_t columns) {
+    // A line takes at most an indentation of 64 levels, a column of keys and a name of its own for each byte.
+    constexpr std::size_t kMostPerByte = 200;
+    constexpr std::size_t kMostForAnEmptyTable = 32 * 1024;
+
+    const std::string exact = cli::record_text(record, file, {false, false, columns});
+    const std::string escaped = cli::record_text(record, file, {true, false, columns});
+    const std::string coloured = cli::record_text(record, file, {true, true, columns});
+
+    require(exact.back() == '\n', "the last line does not end");
+    require(exact.size() <= kMostForAnEmptyTable + kMostPerByte * record.size, "the text is out of proportion");
+    for (const char c : escaped) {
+        require(c == '\n' || static_cast<unsigned char>(c) >= 0x20, "a terminal gets a control character");
+    }
+    require(without_colours(coloured) == escaped, "colours change the text");
+
+    const nlohmann::ordered_json json = cli::record_json(record, file);
+    require(nlohmann::ordered_json::parse(json.dump()) == json, "the JSON says something else");
+}
+
+void show_all(Bytes file, std::size_t columns) {
+    std::vector<host::StateRecord> records;
+    try {
+        records = host::parse_records(file, "input");
+    } catch (const host::Error &) {
+        return;
+    }
+    std::size_t end = 0;
+    for (const host::StateRecord &record : records) {
+        require(record.offset == end && record.size >= sizeof(RvStateCaptureRecord), "records do not touch");
+        end += record.size;
+        show(record, file, columns);
+    }
+    require(end == file.size(), "bytes are left over");
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+    if (size < 2) {
+        return 0;
+    }
+    const std::size_t title = data[0];
+    const std::size_t columns = data[1];
+    const Bytes rest = std::as_bytes(std::span(data + 2, size - 2));
+    if (title < kTitles.size()) {
+        show_all(record_of(kTitles[title], rest), columns);
+    } else {
+        show_all(rest, columns);
+    }
+    return 0;
+}
