@@ -2,11 +2,10 @@
 #include <csignal>
 #include <cstdlib>
 #include <map>
-#include <regex>
 #include <string>
 #include <vector>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
 #include "tests/cli/program.h"
@@ -151,8 +150,7 @@ TEST_P(CaptureTest, AFaultIsAnsweredByEveryRawDebugEntry) {
     EXPECT_EQ(outcome.exit_code, 0);
     EXPECT_EQ(file_count(folder.path() / "fault"), 104u);
     EXPECT_EQ(folder.names(), std::vector<std::string>{"fault"});
-    EXPECT_TRUE(std::regex_search(outcome.out, std::regex("\n104 records, [0-9]+ reports, [0-9]+ bytes\n$")))
-        << outcome.out;
+    EXPECT_THAT(outcome.out, testing::ContainsRegex("\n104 records, [0-9]+ reports, [0-9]+ bytes\n$"));
     EXPECT_NE(outcome.err.find("written to fault\n"), std::string::npos) << outcome.err;
 }
 
@@ -243,7 +241,7 @@ TEST(CaptureToFolderTest, TheDefaultFolderIsNewAndNamedByTheTime) {
 
     EXPECT_EQ(outcome.exit_code, 0);
     ASSERT_EQ(folder.names().size(), 1u);
-    EXPECT_TRUE(std::regex_match(folder.names()[0], std::regex("capture-[0-9]{8}-[0-9]{6}"))) << folder.names()[0];
+    EXPECT_THAT(folder.names()[0], testing::MatchesRegex("capture-[0-9]{8}-[0-9]{6}"));
     EXPECT_EQ(file_count(folder.path() / folder.names()[0]), 104u);
 }
 
