@@ -48,7 +48,7 @@ std::vector<DictionaryEntry> DictionaryReader::rest() const {
     std::vector<DictionaryEntry> entries;
     host::for_each_entry(_dictionary, [&](std::string_view key, TvRef value) {
         if (_taken.find(key) == _taken.end()) {
-            entries.push_back({key, value});
+            entries.emplace_back(key, value);
         }
     });
     return entries;

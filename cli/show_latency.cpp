@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -71,7 +72,7 @@ private:
             return 0;
         }
         const double share = static_cast<double>(at) / static_cast<double>(_greatest);
-        return std::min(static_cast<std::size_t>(share * static_cast<double>(_columns - 1) + 0.5), _columns - 1);
+        return std::min(static_cast<std::size_t>(std::lround(share * static_cast<double>(_columns - 1))), _columns - 1);
     }
 
     std::string drawn(std::size_t first, std::size_t last, char sign) const {

@@ -93,7 +93,7 @@ private:
 
     void append_dictionary(TvDictionaryRef dictionary, std::size_t indent) {
         std::vector<DictionaryEntry> entries;
-        host::for_each_entry(dictionary, [&](std::string_view key, TvRef value) { entries.push_back({key, value}); });
+        host::for_each_entry(dictionary, [&](std::string_view key, TvRef value) { entries.emplace_back(key, value); });
         append_entries(entries, indent);
     }
 
