@@ -13,11 +13,17 @@
 #include "tests/cli/typed_values.h"
 
 using namespace std::string_view_literals;
-using namespace cli_tests;
+using cli_tests::array;
+using cli_tests::boolean;
+using cli_tests::data;
+using cli_tests::Dictionary;
+using cli_tests::number;
+using cli_tests::OwnedValue;
+using cli_tests::text;
 
 namespace {
 
-OwnedValue dictionary(std::vector<std::pair<std::string_view, TvRef>> entries) {
+OwnedValue dictionary(const std::vector<std::pair<std::string_view, TvRef>> &entries) {
     Dictionary made;
     for (const auto &[key, value] : entries) {
         made.with(key, OwnedValue(value));

@@ -5,7 +5,10 @@
 #include "cli/payload_renderings.h"
 #include "tests/cli/known_payloads.h"
 
-using namespace cli_tests;
+using cli_tests::array;
+using cli_tests::Dictionary;
+using cli_tests::haptic_assets;
+using cli_tests::OwnedValue;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;

@@ -6,7 +6,10 @@
 #include "cli/payload_renderings.h"
 #include "tests/cli/known_payloads.h"
 
-using namespace cli_tests;
+using cli_tests::array;
+using cli_tests::Dictionary;
+using cli_tests::OwnedValue;
+using cli_tests::press_statistics;
 using testing::HasSubstr;
 using testing::Not;
 

@@ -6,7 +6,10 @@
 #include "cli/payload_renderings.h"
 #include "tests/cli/typed_values.h"
 
-using namespace cli_tests;
+using cli_tests::array;
+using cli_tests::number;
+using cli_tests::OwnedValue;
+using cli_tests::text;
 
 namespace {
 

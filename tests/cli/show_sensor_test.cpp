@@ -6,7 +6,11 @@
 #include "cli/payload_renderings.h"
 #include "tests/cli/known_payloads.h"
 
-using namespace cli_tests;
+using cli_tests::array;
+using cli_tests::data;
+using cli_tests::Dictionary;
+using cli_tests::OwnedValue;
+using cli_tests::sensor_information;
 using testing::HasSubstr;
 using testing::StartsWith;
 
