@@ -15,8 +15,10 @@ public:
     using value_type = T;
 
     explicit HostAllocator(RvAllocatorRef allocator) : _allocator(allocator) {}
+    /** Converts by itself: the containers ask for an allocator of another type that way. */
     template <typename U>
-    HostAllocator(const HostAllocator<U> &other) : _allocator(other.allocator()) {}
+    HostAllocator(const HostAllocator<U> &other) // NOLINT(google-explicit-constructor)
+        : _allocator(other.allocator()) {}
 
     T *allocate(std::size_t count) {
         if (void *storage = RvAllocatorAllocate(_allocator, count * sizeof(T))) {

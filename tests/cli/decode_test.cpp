@@ -14,9 +14,9 @@
 #include "tests/decoder/oracle.h"
 #include "tests/decoder/report_generator.h"
 
-using namespace cli_tests;
 using nlohmann::json;
 
+namespace cli_tests {
 namespace {
 
 const std::string kPhone = QOR_SOURCE_FOLDER "/examples/phone.toml";
@@ -665,3 +665,4 @@ TEST(DecodeFollowTest, AFileThatIsCutIsAnError) {
 }
 
 } // namespace
+} // namespace cli_tests

@@ -11,7 +11,6 @@
 #include "tests/cli/program.h"
 
 using cli_tests::content_of;
-using cli_tests::expect_golden;
 using cli_tests::Outcome;
 using cli_tests::qorstat;
 using cli_tests::RunningProgram;

@@ -25,7 +25,7 @@ protected:
     }
 
     /** The driver answers every command with this status, these bytes and that reported size. */
-    void answer(RvStatus status, std::vector<uint8_t> bytes, std::size_t reported_size) {
+    void answer(RvStatus status, const std::vector<uint8_t> &bytes, std::size_t reported_size) {
         qor.driver->command = [this, status, bytes, reported_size](host::DriverCommand &command) {
             seen_selector = command.selector;
             seen_input.assign(command.in.begin(), command.in.end());
@@ -317,10 +317,10 @@ protected:
         return TvStringGetCString(TvDictionaryGetValue(dictionary.get(), "APEvents"));
     }
 
-    void set_driver_state(platform::OwnedValue state) {
+    void set_driver_state(platform::OwnedValue state) const {
         host::device_registry::set_property(qor.driver_entry, "DebugState", std::move(state));
     }
-    void set_client_state(platform::OwnedValue state) {
+    void set_client_state(platform::OwnedValue state) const {
         host::device_registry::set_property(qor.client_entry, "DebugState", std::move(state));
     }
 

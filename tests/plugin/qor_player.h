@@ -109,8 +109,9 @@ public:
         client_entry = add({.name = "QOR user client"}, driver_entry);
     }
     ~QorPlayer() {
-        for (auto entry = _entries.rbegin(); entry != _entries.rend(); ++entry) {
-            host::device_registry::remove(*entry);
+        // Children before their parents.
+        for (; !_entries.empty(); _entries.pop_back()) {
+            host::device_registry::remove(_entries.back());
         }
     }
     QorPlayer(const QorPlayer &) = delete;

@@ -10,7 +10,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Key;
 using testing::Not;
-using testing::Pair;
 using testing::SizeIs;
 
 class SensorInfo : public SnapshotTest {
