@@ -53,14 +53,15 @@ decoder::time_sync parse_time_sync(const std::string &text) {
 }
 
 void enter_time_zone(const std::string &name) {
-    const char *const chosen = std::getenv("TZDIR");
+    // Before any other thread starts.
+    const char *const chosen = std::getenv("TZDIR"); // NOLINT(concurrency-mt-unsafe)
     const std::filesystem::path folder = chosen != nullptr && *chosen != '\0' ? chosen : kZoneFolder;
     const bool stays_inside = name.find("..") == std::string::npos && !name.empty() && name.front() != '/';
     if (!stays_inside || !is_zone_file(folder / name)) {
         throw host::Error((folder / name).string(), "", "is no time zone file");
     }
     // A colon in front: the name means that file, and nothing else.
-    setenv("TZ", (":" + name).c_str(), 1);
+    setenv("TZ", (":" + name).c_str(), 1); // NOLINT(concurrency-mt-unsafe)
     tzset();
 }
 

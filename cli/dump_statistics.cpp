@@ -37,7 +37,10 @@ std::string table(std::string_view heading, const std::vector<DumpStatistics::Co
         const std::string name = "  " + joined(row.names);
         const std::string count = std::to_string(row.count);
         const std::size_t width = std::max(name.size() + 1 + count.size(), kNameWidth + kCountWidth);
-        text += name + std::string(width - name.size() - count.size(), ' ') + count + "\n";
+        text += name;
+        text.append(width - name.size() - count.size(), ' ');
+        text += count;
+        text += '\n';
     }
     return text;
 }

@@ -14,7 +14,7 @@ namespace {
 
 /** The loader's reason without the path, which the error names already. */
 std::string loader_reason(const std::string &path) {
-    const char *text = ::dlerror();
+    const char *text = ::dlerror(); // NOLINT(concurrency-mt-unsafe): glibc keeps the reason per thread
     std::string reason = text == nullptr ? "unknown reason" : text;
     if (const std::string prefix = path + ": "; reason.compare(0, prefix.size(), prefix) == 0) {
         reason.erase(0, prefix.size());

@@ -10,7 +10,7 @@ OndreQORHIDStatistics *object(void *self) { return static_cast<OndreQORHIDStatis
 
 } // namespace
 
-const OndreQORHIDStatisticsTable interfaceTable = {
+const OndreQORHIDStatisticsTable kInterfaceTable = {
     /*  0 */ nullptr,
     /*  1 */
     [](void *self, RvUUIDBytes type, void **interface) { return object(self)->QueryInterface(type, interface); },

@@ -4,4 +4,4 @@
 #include "plugin/OndreQORHIDStatisticsInterface.h"
 
 /** 18 slots; each entry forwards to the member of the same name. */
-extern const OndreQORHIDStatisticsTable interfaceTable;
+extern const OndreQORHIDStatisticsTable kInterfaceTable;

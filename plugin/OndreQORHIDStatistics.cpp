@@ -61,7 +61,7 @@ OndreQORHIDStatistics *OndreQORHIDStatistics::alloc(RvAllocatorRef allocator) {
 }
 
 OndreQORHIDStatistics::OndreQORHIDStatistics(RvAllocatorRef allocator) noexcept
-    : _interfaceTable(&interfaceTable), _allocator(allocator) {
+    : _interfaceTable(&kInterfaceTable), _allocator(allocator) {
     static_assert(offsetof(OndreQORHIDStatistics, _interfaceTable) == 0);
     static_assert(offsetof(OndreQORHIDStatistics, _allocator) == 8);
     static_assert(offsetof(OndreQORHIDStatistics, _refCount) == 16);

@@ -179,7 +179,7 @@ void OndreQORHIDStatistics::registerService(RvHIDServiceRef service) {
         registerRawDebugHandlers(context);
     }
     keepContext(kept.release());
-}
+} // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks): a kept context lives as long as the process
 
 /** Without memory for the array the context is kept all the same, since handlers refer to it. */
 void OndreQORHIDStatistics::keepContext(Context *context) {

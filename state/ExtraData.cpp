@@ -98,12 +98,12 @@ private:
         _position += length + 1;
     }
 
-    void appendNumber(Line &line, int32_t value) {
+    void appendNumber(Line &line, int32_t value) const {
         char digits[32];
         std::snprintf(digits, sizeof digits, _hexadecimal ? "%x" : "%d", value);
         line.appendNumber(digits);
     }
-    void appendNumber(Line &line, int64_t value) {
+    void appendNumber(Line &line, int64_t value) const {
         char digits[32];
         std::snprintf(digits, sizeof digits, _hexadecimal ? "%llx" : "%lld", static_cast<long long>(value));
         line.appendNumber(digits);

@@ -12,7 +12,6 @@
 #include "tests/cli/reports.h"
 
 using cli::Block;
-using cli::BlockSteps;
 using cli_tests::as_report;
 using cli_tests::kAccelData;
 using cli_tests::report;

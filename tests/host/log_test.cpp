@@ -76,7 +76,7 @@ private:
 std::vector<std::string> lines_of(const std::string &content) {
     std::vector<std::string> lines;
     std::size_t start = 0;
-    for (std::size_t end; (end = content.find('\n', start)) != std::string::npos; start = end + 1) {
+    for (std::size_t end = 0; (end = content.find('\n', start)) != std::string::npos; start = end + 1) {
         lines.push_back(content.substr(start, end - start));
     }
     EXPECT_EQ(start, content.size()) << "the last line has no end";

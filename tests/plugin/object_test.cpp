@@ -69,7 +69,7 @@ TEST(Object_, PutsTheInterfaceTableFirst) {
 
     const OndreQORHIDStatisticsTable *table = *reinterpret_cast<OndreQORHIDStatisticsRef>(object.get());
 
-    EXPECT_EQ(table, &interfaceTable);
+    EXPECT_EQ(table, &kInterfaceTable);
 }
 
 TEST(Object_, IsRegisteredAsAFactoryInstanceWhileItLives) {
