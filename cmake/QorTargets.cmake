@@ -22,7 +22,7 @@ target_compile_options(
             -fstack-protector-strong
             $<$<CONFIG:Release>:-U_FORTIFY_SOURCE
             -D_FORTIFY_SOURCE=2>)
-target_link_options(qor_options INTERFACE -Wl,-z,relro -Wl,-z,now)
+target_link_options(qor_options INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,-z,text)
 
 if(QOR_SANITIZE)
   target_compile_options(qor_options INTERFACE -fsanitize=${QOR_SANITIZE} -fno-sanitize-recover=all)
