@@ -119,6 +119,9 @@ struct DictionaryValue : TvValue {
     std::map<const StringValue *, TvRef, ByText, DefaultMemory<std::pair<const StringValue *const, TvRef>>> entries;
 };
 
+/** Booleans left out: they live as long as the process. */
+constinit std::atomic<std::size_t> live_value_count{0};
+
 constinit BooleanValue false_value(false);
 constinit BooleanValue true_value(true);
 
@@ -140,7 +143,11 @@ T *make(std::size_t extra, Arguments... arguments) {
         return nullptr;
     }
     void *storage = RvAllocatorGetDefault()->allocate(sizeof(T) + extra);
-    return storage == nullptr ? nullptr : new (storage) T(arguments...);
+    if (storage == nullptr) {
+        return nullptr;
+    }
+    live_value_count.fetch_add(1, std::memory_order_relaxed);
+    return new (storage) T(arguments...);
 }
 
 /** Takes one reference back; a value that loses its last one is put on the list of the dead. */
@@ -157,10 +164,15 @@ void drop(TvRef value, TvValue *&dead) {
     }
 }
 
-template <typename T>
-void free_storage(T *value) {
-    std::destroy_at(value);
+void free_storage(TvValue *value) {
     RvAllocatorGetDefault()->deallocate(value);
+    live_value_count.fetch_sub(1, std::memory_order_relaxed);
+}
+
+template <typename T>
+void destroy(T *value) {
+    std::destroy_at(value);
+    free_storage(value);
 }
 
 /** Frees one dead value; what it held alone joins the list of the dead. */
@@ -169,16 +181,16 @@ void bury(TvValue *value, TvValue *&dead) {
         for (TvRef held : array->values) {
             drop(held, dead);
         }
-        free_storage(array);
+        destroy(array);
     } else if (auto *dictionary = as<DictionaryValue>(value)) {
         for (const auto &[key, held] : dictionary->entries) {
             drop(held, dead);
             drop(key, dead);
         }
-        free_storage(dictionary);
+        destroy(dictionary);
     } else {
         // The structures of the other kinds have nothing to destroy.
-        RvAllocatorGetDefault()->deallocate(value);
+        free_storage(value);
     }
 }
 
@@ -572,6 +584,8 @@ void for_each_entry(TvDictionaryRef dictionary, const std::function<void(std::st
         }
     }
 }
+
+std::size_t live_values() { return live_value_count.load(std::memory_order_relaxed); }
 
 int number_width(TvNumberRef number) {
     const auto *value = as<NumberValue>(number);

@@ -18,6 +18,9 @@ void for_each_entry(TvDictionaryRef dictionary, const std::function<void(std::st
 /** The width that a number was made with: 32 or 64. 0 for any other kind. */
 int number_width(TvNumberRef number);
 
+/** How many values are alive in the process, booleans left out. Any thread. */
+std::size_t live_values();
+
 /** Puts a value under a key given as text, taking over the reference; false for null, for text that is no valid
  * key and without memory. */
 bool set_value(TvMutableDictionaryRef dictionary, std::string_view key, platform::OwnedValue value);

@@ -16,6 +16,29 @@ using platform::OwnedValue;
 
 OwnedValue text(const char *content) { return OwnedValue(TvStringCreateWithCString(content, kTvStringEncodingUTF8)); }
 
+TEST(TypedValues, AreCountedAsLongAsTheyLive) {
+    const std::size_t before = host::live_values();
+    {
+        const OwnedMutableValue dictionary(TvDictionaryCreateMutable());
+        const OwnedMutableValue array(TvArrayCreateMutable());
+        const OwnedValue number(TvNumberCreateSInt64(1));
+        const OwnedValue second_reference(TvRetain(number.get()));
+        TvArrayAppend(array.get(), number.get());
+        ASSERT_TRUE(host::set_value(dictionary.get(), "array", OwnedValue(TvRetain(array.get()))));
+
+        EXPECT_EQ(host::live_values() - before, 4u); // the key is one, too
+    }
+    EXPECT_EQ(host::live_values(), before);
+}
+
+TEST(TypedValues, BooleansAreNotCounted) {
+    const std::size_t before = host::live_values();
+
+    const OwnedValue truth(TvRetain(TvBooleanGet(true)));
+
+    EXPECT_EQ(host::live_values(), before);
+}
+
 TEST(TypedValues, EntriesAreVisitedInAscendingOrderOfTheBytesOfTheirKeys) {
     const OwnedMutableValue dictionary(TvDictionaryCreateMutable());
     for (const char *key : {"b", "\xC3\xBC", "aa", "", "a", "Z"}) {
