@@ -5,6 +5,7 @@
 #include <type_traits>
 
 #include "host/fault_points.h"
+#include "host/tallybook_store.h"
 
 namespace host {
 namespace {
@@ -214,6 +215,7 @@ bool DeviceBehaviour::deliver_batch(std::span<const std::byte> entries) {
     bool delivered = false;
     queue->run_if_open([&] {
         if (const QorAnalyticsCallback callback = _callback) {
+            const StoreBatch whole;
             callback(_target, entries.data(), entries.size() / kAnalyticsEntrySize);
             delivered = true;
         }

@@ -52,7 +52,8 @@ public:
     const SerialQueue *entered_on = nullptr; ///< when set, calls elsewhere are caught in debug builds
 
     /**
-     * Calls the installed callback on the installed queue and waits for it. Any thread.
+     * Calls the installed callback on the installed queue and waits for it. What it does to the analytics store is
+     * one batch, written when this returns. Any thread.
      * @param entries  whole entries of 7 bytes; a rest below 7 bytes is left out.
      * @return false when no callback or no queue is installed, also when the queue has been closed since.
      */

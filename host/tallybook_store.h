@@ -1,31 +1,65 @@
-/** The analytics store behind `platform/TallybookStore.h`, read back. Any thread. */
+/**
+ * The process's analytics store, behind `platform/TallybookStore.h`. Any thread.
+ *
+ * An operation inside a batch is gathered, and written with the others when the batch ends; outside of one it is
+ * written by itself. What cannot be written is kept, and written together with what comes next. Until somebody opens
+ * another store, the process has one in memory.
+ */
 #pragma once
 
-#include <compare>
 #include <cstdint>
-#include <map>
+#include <functional>
+#include <memory>
 #include <string>
+
+#include "host/analytics_store.h"
+#include "host/error.h"
 
 namespace host {
 
-/** Orders doubles totally, so that every value, not-a-number included, can be a key. */
-struct TotalOrder {
-    bool operator()(double a, double b) const { return std::strong_order(a, b) < 0; }
-};
+/**
+ * Makes `AnalyticsStore(path)` the process's store. The one before is closed as by `close_store`.
+ * @throws Error when it cannot be opened, with the one before staying, or when closing the one before loses something.
+ */
+void open_store(const std::string &path);
 
-/** How often each distinct value was put into a distribution. */
-using Distribution = std::map<double, std::uint64_t, TotalOrder>;
+/**
+ * Tries once more to write what could not be written, and closes the store; there is an empty one in memory from now
+ * on. For the end of a run, when no more operations come.
+ * @throws Error saying how many operations are lost, if some are; the store is closed then, too.
+ */
+void close_store();
 
-/** Everything that the store holds at one moment. A distribution that is there holds at least one value. */
-struct StoreContents {
-    std::map<std::string, std::int64_t> scalars;
-    std::map<std::string, Distribution> distributions;
-};
-
-/** A copy of what the store holds now. */
+/**
+ * What the store holds now. What is gathered in a batch, or waits to be written, is not in it.
+ * @throws Error when it cannot be read.
+ */
 StoreContents store_contents();
 
-/** Removes everything from the store. */
+/** Removes everything from the store, and what waits to be written. @throws Error when it cannot be written. */
 void clear_store();
+
+/**
+ * Chooses what is called when operations could not be written, on the thread that wrote them: once for a series of
+ * equal failures. It says what is wrong; the operations are kept. By default the error goes to standard error. It
+ * must not call into this store.
+ */
+void on_store_failure(std::function<void(const Error &)> report);
+
+/**
+ * As long as this object lives, operations that its thread calls are one batch: written in one transaction at its
+ * end, whole or not at all. A batch inside another is part of it.
+ */
+class StoreBatch {
+public:
+    StoreBatch();
+    /** Writes the batch. */
+    ~StoreBatch();
+    StoreBatch(const StoreBatch &) = delete;
+    StoreBatch &operator=(const StoreBatch &) = delete;
+
+private:
+    bool _is_outermost;
+};
 
 } // namespace host

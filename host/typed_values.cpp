@@ -577,6 +577,8 @@ TvRef TvDictionaryGetValue(TvDictionaryRef dictionary, const char *key) {
 
 namespace host {
 
+bool is_string_text(std::string_view text) { return is_valid(text, kTvStringEncodingUTF8); }
+
 void for_each_entry(TvDictionaryRef dictionary, const std::function<void(std::string_view key, TvRef value)> &visit) {
     if (const auto *value = as<DictionaryValue>(dictionary)) {
         for (const auto &[key, held] : value->entries) {

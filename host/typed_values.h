@@ -15,6 +15,9 @@ namespace host {
 /** Visits the entries of a dictionary in ascending order of their keys (byte for byte). */
 void for_each_entry(TvDictionaryRef dictionary, const std::function<void(std::string_view key, TvRef value)> &visit);
 
+/** Whether text can be a typed string: well-formed UTF-8 without a zero byte. */
+bool is_string_text(std::string_view text);
+
 /** The width that a number was made with: 32 or 64. 0 for any other kind. */
 int number_width(TvNumberRef number);
 

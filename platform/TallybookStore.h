@@ -2,6 +2,9 @@
  * The analytics store. A key is a typed string, compared by its text. A scalar and a distribution of the same
  * name are two different things. The operations answer nothing: what the store does with a failure is the
  * host's business. Each does nothing for a null key or a key that is not a string.
+ *
+ * The values of a distribution are all doubles but two: not-a-number is no value, and an operation given one does
+ * nothing; -0 is the same as 0.
  */
 #ifndef PLATFORM_TALLYBOOK_STORE_H
 #define PLATFORM_TALLYBOOK_STORE_H

@@ -1,3 +1,4 @@
+#include <cmath>
 #include <cstdint>
 #include <limits>
 #include <map>
@@ -17,6 +18,8 @@ using Distributions = std::map<std::string, std::vector<double>>;
 
 constexpr std::int64_t kLargest = std::numeric_limits<std::int64_t>::max();
 constexpr std::int64_t kSmallest = std::numeric_limits<std::int64_t>::min();
+constexpr double kNotANumber = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 platform::OwnedValue key_of(const char *text) {
     return platform::OwnedValue(TvStringCreateWithCString(text, kTvStringEncodingASCII));
@@ -143,6 +146,45 @@ TEST_F(StoreContract, NullKeyAndKeyThatIsNoStringDoNothing) {
 
     EXPECT_EQ(store().scalars(), Scalars{});
     EXPECT_EQ(store().distributions(), Distributions{});
+}
+
+TEST_F(StoreContract, NotANumberIsNoValue) {
+    TallybookDistributionPush(key.get(), 1);
+
+    TallybookDistributionPush(key.get(), kNotANumber);
+    TallybookDistributionSet(key.get(), kNotANumber);
+    TallybookDistributionSet(other.get(), -kNotANumber);
+
+    EXPECT_EQ(store().distributions(), (Distributions{{"com.example.key", {1}}}));
+}
+
+TEST_F(StoreContract, NegativeZeroIsZero) {
+    TallybookDistributionPush(key.get(), -0.0);
+    TallybookDistributionPush(key.get(), 0.0);
+    TallybookDistributionSet(other.get(), -0.0);
+
+    const Distributions distributions = store().distributions();
+    EXPECT_EQ(distributions, (Distributions{{"com.example.key", {0, 0}}, {"com.example.other", {0}}}));
+    EXPECT_FALSE(std::signbit(distributions.at("com.example.key").front()));
+    EXPECT_FALSE(std::signbit(distributions.at("com.example.other").front()));
+}
+
+TEST_F(StoreContract, InfinitiesAreValues) {
+    TallybookDistributionPush(key.get(), kInfinity);
+    TallybookDistributionPush(key.get(), 1);
+    TallybookDistributionPush(key.get(), -kInfinity);
+
+    EXPECT_EQ(store().distributions(), (Distributions{{"com.example.key", {-kInfinity, 1, kInfinity}}}));
+}
+
+TEST_F(StoreContract, ValuesAreKeptToTheLastBit) {
+    const std::vector<double> values = {-std::numeric_limits<double>::max(), std::numeric_limits<double>::denorm_min(),
+                                        0.1, std::nextafter(0.1, 1.0), 9007199254740993.0};
+    for (const double value : values) {
+        TallybookDistributionPush(key.get(), value);
+    }
+
+    EXPECT_EQ(store().distributions(), (Distributions{{"com.example.key", values}}));
 }
 
 } // namespace
