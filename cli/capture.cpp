@@ -8,9 +8,11 @@
 
 #include "cli/capture_summary.h"
 #include "cli/hosted_device.h"
+#include "cli/hosted_store.h"
 #include "cli/output.h"
 #include "cli/record_folder.h"
 #include "cli/verbs.h"
+#include "host/analytics_store.h"
 #include "host/error.h"
 #include "host/log.h"
 #include "host/state_capture.h"
@@ -23,6 +25,7 @@ const std::vector<std::string> kKindNames = {"error", "fault", "request"};
 struct CaptureArguments {
     std::string description;
     std::string plug_in;
+    std::string store = host::kStoreInMemory;
     std::string kind = "request";
     std::string folder; ///< "-": standard output; empty: a new one named by the time
     bool summary_is_json = false;
@@ -85,20 +88,25 @@ void throw_for_damage(const std::vector<SummaryRow> &rows, const std::string &pl
     }
 }
 
-int capture(const CaptureArguments &arguments) {
-    const std::vector<host::RecordBytes> records = captured(arguments);
+void put_out(const CaptureArguments &arguments, const std::vector<host::RecordBytes> &records) {
     const std::vector<SummaryRow> rows = summarise_all(records);
     if (arguments.folder == "-") {
         write_to_standard_output(records);
         print_summary(standard_error(), rows, arguments.summary_is_json);
         throw_for_damage(rows, "standard output");
-        return kExitFine;
+        return;
     }
     const std::string folder = arguments.folder.empty() ? unused_folder_name() : arguments.folder;
     write_to_folder(folder, records, rows);
     print_message("written to " + folder);
     print_summary(standard_output(), rows, arguments.summary_is_json);
     throw_for_damage(rows, folder);
+}
+
+int capture(const CaptureArguments &arguments) {
+    HostedStore store(arguments.store);
+    put_out(arguments, captured(arguments));
+    store.close();
     return kExitFine;
 }
 
@@ -117,6 +125,8 @@ Verb add_capture_verb(CLI::App &program) {
                      "to standard output; by default a new one named by time")
         ->option_text("DIR");
     verb->add_option("--plugin", arguments->plug_in, "The module; default: the one beside qorstat")
+        ->option_text("FILE");
+    verb->add_option("--store", arguments->store, "Where analytics go; default: nowhere, that is :memory:")
         ->option_text("FILE");
     verb->add_flag("--json", arguments->summary_is_json, "The summary as JSON");
     verb->footer("Record N becomes NNN-TITLE.qorstate, with \"_\" for what a file name cannot hold.\n"

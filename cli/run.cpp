@@ -1,3 +1,4 @@
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <memory>
@@ -9,6 +10,7 @@
 #include <unistd.h>
 
 #include "cli/hosted_device.h"
+#include "cli/hosted_store.h"
 #include "cli/output.h"
 #include "cli/verbs.h"
 #include "host/log.h"
@@ -20,9 +22,13 @@ namespace {
 /** 366 days: far beyond any use, and far below what the clock can count. */
 constexpr double kLongestRunSeconds = 366.0 * 24 * 3600;
 
+const std::vector<std::string> kStoreErrorWords = {"go-on", "stop"};
+
 struct RunArguments {
     std::string description;
     std::string plug_in;
+    std::optional<std::string> store; ///< none: the default one
+    std::string on_store_error = "go-on";
     std::optional<double> seconds;
     std::string log_file;
     bool logs_to_journal = false;
@@ -76,13 +82,21 @@ int run(const RunArguments &arguments) {
     asio::signal_set signals(events, SIGINT, SIGTERM);
     signals.async_wait([&events](const asio::error_code &, int) { events.stop(); });
 
+    std::atomic<bool> store_ended_the_run = false;
+    HostedStore store(arguments.store ? *arguments.store : default_store_file(), [&] {
+        if (arguments.on_store_error == "stop") {
+            store_ended_the_run = true;
+            events.stop();
+        }
+    });
     HostedDevice device(arguments.description, arguments.plug_in);
     const host::NotificationReceiver receiver;
     announce(device);
     wait_for_the_end(events, arguments.seconds);
     signals.clear(); // a second Ctrl-C ends a stop that hangs
     device.stop();
-    return kExitFine;
+    store.close();
+    return store_ended_the_run ? kExitFailed : kExitFine;
 }
 
 } // namespace
@@ -93,6 +107,15 @@ Verb add_run_verb(CLI::App &program) {
     verb->add_option("DEVICE.toml", arguments->description, "The device's description")->required();
     verb->add_option("--plugin", arguments->plug_in, "The module; default: the one beside qorstat")
         ->option_text("FILE");
+    verb->add_option("--store", arguments->store,
+                     "Where analytics go; :memory: keeps no file;\n"
+                     "default: qorstat/analytics.db in $XDG_STATE_HOME")
+        ->option_text("FILE");
+    verb->add_option("--on-store-error", arguments->on_store_error,
+                     "When the store cannot be written: go-on (the default)\n"
+                     "keeps what waits and tries again; stop ends the run")
+        ->option_text("WORD")
+        ->check(one_of(kStoreErrorWords));
     verb->add_option("--for", arguments->seconds, "End after so long; default: Ctrl-C or SIGTERM ends")
         ->option_text("SECONDS")
         ->check(check_seconds, "");

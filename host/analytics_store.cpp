@@ -387,6 +387,9 @@ Database opened_file(const std::string &path) {
 }
 
 Database opened(const std::string &path) {
+    if (path.empty()) {
+        throw Error("", "", "the name of the analytics store is empty");
+    }
     Database database = path == kStoreInMemory ? made_in_memory() : opened_file(path);
     add_functions(database);
     return database;

@@ -25,11 +25,11 @@ const std::string kSmall = QOR_SOURCE_FOLDER "/tests/data/small.toml";
 const std::string kPhone = QOR_SOURCE_FOLDER "/examples/phone.toml";
 const std::string kFault = "com.ondre.ondreqorhidstatistics.fault";
 
-/** A runtime folder of its own, so that no other host of this user hears what a test posts. */
+/** Folders of its own, so that no other host of this user hears what a test posts, or shares a store with it. */
 Surroundings alone(const TemporaryFolder &folder) {
     Surroundings surroundings;
     surroundings.folder = folder.path();
-    surroundings.environment = {{"XDG_RUNTIME_DIR", folder.path()}};
+    surroundings.environment = {{"XDG_RUNTIME_DIR", folder.path()}, {"XDG_STATE_HOME", folder.path() / "state"}};
     return surroundings;
 }
 
