@@ -60,6 +60,7 @@ public:
     bool deliver_batch(std::span<const std::byte> entries);
 
     bool has_callback() const { return _callback != nullptr; }
+    QorAnalyticsCallback analytics_callback() const { return _callback; }
     RvQueueRef queue() const { return _queue; }
     void *target() const { return _target; }
 

@@ -1,0 +1,107 @@
+/**
+ * A host that delivers batches to the plug-in until it is killed or has no more:
+ *
+ *     batch_host MODULE STORE BATCHES [--torn]
+ *
+ * BATCHES holds, for each batch, its number of entries (32 bits, little-endian) and the entries. A "b" on standard
+ * output says that a batch begins, a "d" that it is done. --torn leaves out what makes a batch one: every operation
+ * is written by itself.
+ */
+#include <cstdint>
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include <unistd.h>
+
+#include "host/error.h"
+#include "host/module.h"
+#include "host/serial_queue.h"
+#include "host/tallybook_store.h"
+#include "tests/plugin/qor_player.h"
+
+namespace {
+
+constexpr std::size_t kEntrySize = 7;
+
+std::string content_of(const char *file) {
+    std::ifstream in(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+std::size_t number_at(std::string_view bytes) {
+    std::size_t number = 0;
+    for (std::size_t i = 0; i < 4; ++i) {
+        number |= static_cast<std::size_t>(static_cast<unsigned char>(bytes[i])) << (8 * i);
+    }
+    return number;
+}
+
+void say(char what) {
+    if (write(STDOUT_FILENO, &what, 1) != 1) {
+        throw host::Error("standard output", "", "cannot be written");
+    }
+}
+
+/** One keeper of a device: the plug-in, with a service that delivers analytics. */
+class Host {
+public:
+    explicit Host(const char *module) : _module(module), _plug_in(_module, _queue) {
+        std::vector<std::unique_ptr<RvHIDService>> services;
+        services.push_back(std::make_unique<RvHIDService>(_qor.tallybook_service({})));
+        _plug_in.register_services(services);
+    }
+
+    void deliver(std::span<const std::byte> entries) {
+        if (!_qor.device->deliver_batch(entries)) {
+            throw host::Error("", "", "nothing takes batches");
+        }
+    }
+
+    /** The callback without what the host puts around it. */
+    void deliver_torn(std::span<const std::byte> entries) {
+        const QorAnalyticsCallback callback = _qor.device->analytics_callback();
+        _queue.run([&] { callback(_qor.device->target(), entries.data(), entries.size() / kEntrySize); });
+    }
+
+    void stop() { _plug_in.stop(); }
+
+private:
+    plug_in_tests::QorPlayer _qor;
+    host::Module _module;
+    host::SerialQueue _queue;
+    host::HostedPlugIn _plug_in;
+};
+
+void deliver_all(const char *module, const char *store, const char *batches, bool torn) {
+    const std::string content = content_of(batches);
+    host::open_store(store);
+    Host host(module);
+    for (std::string_view rest = content; !rest.empty();) {
+        const std::size_t size = number_at(rest) * kEntrySize;
+        const auto entries = std::as_bytes(std::span(rest.substr(4, size)));
+        say('b');
+        torn ? host.deliver_torn(entries) : host.deliver(entries);
+        say('d');
+        rest.remove_prefix(4 + size);
+    }
+    host.stop();
+    host::close_store();
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    if (argc != 4 && argc != 5) {
+        return 2;
+    }
+    try {
+        deliver_all(argv[1], argv[2], argv[3], argc == 5 && argv[4] == std::string_view("--torn"));
+    } catch (const std::exception &failure) {
+        std::fprintf(stderr, "batch_host: %s\n", failure.what());
+        return 1;
+    }
+}

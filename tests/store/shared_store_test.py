@@ -1,0 +1,250 @@
+#!/usr/bin/env python3
+"""Hosts that are killed and hosts that share a store, against a model of what their batches do.
+
+    shared_store_test.py HOST MODULE kills ROUNDS [SEED]
+    shared_store_test.py HOST MODULE torn ROUNDS [SEED]
+    shared_store_test.py HOST MODULE together HOSTS [SEED]
+
+kills     kills hosts at random moments; the store must hold exactly the first batches, all that were reported done
+torn      the same with a host that writes every operation by itself: the test must find it out
+together  hosts deliver to one store at once; whoever reads must see whole batches only, and all of them at the end
+
+The model is this program's own: it reads the entries' bytes and the store's tables, and shares no code with the host.
+"""
+
+import collections
+import pathlib
+import random
+import sqlite3
+import struct
+import subprocess
+import sys
+import tempfile
+import time
+
+VERSION = 58
+FALLBACK = "com.ondre.zel.unknown"
+FIRST_COUNTER, LAST_COUNTER, FIRST_MARK, LAST_MARK = 0, 1, 2, 3  # keys that every batch begins and ends with
+OTHER_KEYS = range(4, 58)
+NONE, CLEAR_SCALAR, SET_SCALAR, ADD, CLEAR, SET = range(6)
+
+
+def key_names(source):
+    """The key strings in the order of their table."""
+    names = [line.split('"')[1] for line in source.read_text().splitlines() if line.strip().startswith("/*")]
+    assert len(names) == 58, f"{len(names)} keys in {source}"
+    return names
+
+
+def entry(operation, key, value, version=VERSION):
+    return struct.pack("<BBBi", version, operation, key, value)
+
+
+class Model:
+    """Scalars, and distributions as counted values, by name."""
+
+    def __init__(self, names):
+        self.names = names
+        self.scalars = {}
+        self.distributions = collections.defaultdict(collections.Counter)
+
+    def apply(self, batch):
+        for version, operation, key, value in struct.iter_unpack("<BBBi", batch):
+            if version != VERSION:
+                continue
+            name = self.names[key] if key < 58 else FALLBACK
+            fixed_point = struct.unpack("<f", struct.pack("<f", value))[0] / 65536
+            if operation == CLEAR_SCALAR:
+                self.scalars.pop(name, None)
+            elif operation == SET_SCALAR:
+                self.scalars[name] = value
+            elif operation == ADD:
+                self.scalars[name] = (self.scalars.get(name, 0) + value + 2**63) % 2**64 - 2**63
+            elif operation == CLEAR:
+                self.distributions.pop(name, None)
+            elif operation == SET:
+                self.distributions[name] = collections.Counter([fixed_point])
+            elif operation > SET:
+                self.distributions[name][fixed_point] += operation - SET
+
+    def contents(self):
+        return self.scalars, {name: dict(values) for name, values in self.distributions.items() if values}
+
+
+class Batches:
+    """An endless sequence of batches, made when they are asked for."""
+
+    def __init__(self, generator, only_sums=False):
+        self.generator = generator
+        values = [generator.randint(-(2**31), 2**31 - 1) for _ in range(60)] + [0, 1, -1, 65536]
+        operations = [ADD, ADD, 6, 6, 7, 255] if only_sums else [*range(10), ADD, ADD, 6, 6, 6, 6, 255]
+        self.pool = [
+            entry(
+                generator.choice(operations),
+                generator.choice([*OTHER_KEYS, *OTHER_KEYS, 58, 255]),
+                generator.choice(values),
+                generator.choice([VERSION] * 20 + [VERSION - 1]),
+            )
+            for _ in range(4000)
+        ]
+        self.made = 0
+        self.unused = collections.deque()
+
+    def _make(self):
+        self.made += 1
+        size = self.generator.choice([0, 1, 5, 50, 500, 3000])
+        first = [entry(ADD, FIRST_COUNTER, 1), entry(SET_SCALAR, FIRST_MARK, self.generator.getrandbits(31))]
+        last = [entry(SET_SCALAR, LAST_MARK, struct.unpack("<BBBi", first[1])[3]), entry(ADD, LAST_COUNTER, 1)]
+        return b"".join(first + self.generator.choices(self.pool, k=size) + last)
+
+    def peek(self, count):
+        while len(self.unused) < count:
+            self.unused.append(self._make())
+        return [self.unused[i] for i in range(count)]
+
+    def use(self):
+        return self.unused.popleft()
+
+
+def write_batches(path, batches):
+    path.write_bytes(b"".join(struct.pack("<I", len(batch) // 7) + batch for batch in batches))
+
+
+def read_store(path):
+    """The tables of a store; empty ones when the host was killed before it had made one."""
+    if not path.exists():
+        return {}, {}
+    connection = sqlite3.connect(path)
+    scalars = dict(connection.execute("SELECT key, value FROM scalar"))
+    distributions = collections.defaultdict(dict)
+    for key, value, count in connection.execute("SELECT key, value, count FROM distribution"):
+        distributions[key][value] = count
+    assert connection.execute("PRAGMA integrity_check").fetchone() == ("ok",)
+    connection.close()
+    return scalars, dict(distributions)
+
+
+class Failure(Exception):
+    pass
+
+
+def killed_after(command, generator):
+    """Starts a host and kills it at a random moment. What it said, and whether it was still running."""
+    host = subprocess.Popen(command, stdout=subprocess.PIPE)
+    said = b""
+    if generator.random() < 0.2:
+        time.sleep(generator.uniform(0, 0.04))  # somewhere on its way to the first batches
+    else:
+        while b"d" not in said:
+            said += host.stdout.read1()
+        time.sleep(generator.uniform(0, 0.03))
+    host.kill()
+    said += host.stdout.read()
+    return said, host.wait() == -9
+
+
+def kill_rounds(host, module, names, rounds, generator, folder, options=()):
+    counts = collections.Counter()
+    for number in range(rounds):
+        if number % 20 == 0:
+            store, model, batches = folder / f"{number}.db", Model(names), Batches(generator)
+        write_batches(folder / "batches", batches.peek(200))
+        said, was_killed = killed_after([host, module, store, folder / "batches", *options], generator)
+        reported = said.count(b"d")
+        in_mid_batch = said.endswith(b"b")
+        counts["kills"] += was_killed
+        counts["kills in mid-batch"] += was_killed and in_mid_batch
+
+        for _ in range(reported):
+            model.apply(batches.use())
+        found = read_store(store)
+        unreported = 0
+        if in_mid_batch and found != model.contents():
+            model.apply(batches.use())
+            unreported = 1
+        if found != model.contents():
+            raise Failure(f"round {number}: the store holds neither {reported} nor {reported + 1} batches")
+        counts["batches"] += reported + unreported
+        counts["batches done but not reported"] += unreported
+    return counts
+
+
+def kills(host, module, names, rounds, generator, folder):
+    counts = kill_rounds(host, module, names, rounds, generator, folder)
+    print(", ".join(f"{count} {what}" for what, count in counts.items()))
+    if counts["kills"] < rounds * 9 // 10 or counts["kills in mid-batch"] < rounds // 4:
+        raise Failure("too few hosts were killed where it matters")
+
+
+def torn(host, module, names, rounds, generator, folder):
+    try:
+        kill_rounds(host, module, names, rounds, generator, folder, ["--torn"])
+    except Failure as found:
+        print(f"found out: {found}")
+        return
+    raise Failure("batches in pieces were not found out")
+
+
+def moments(store, hosts, names):
+    """What a reader sees while hosts write: the counters and the marks, each in one transaction."""
+    wanted = [names[key] for key in (FIRST_COUNTER, LAST_COUNTER, FIRST_MARK, LAST_MARK)]
+    while any(host.poll() is None for host in hosts):
+        if store.exists():
+            connection = sqlite3.connect(f"file:{store}?mode=ro", uri=True, timeout=10)
+            scalars = dict(connection.execute("SELECT key, value FROM scalar"))
+            connection.close()
+            yield [scalars.get(name, 0) for name in wanted]
+
+
+def together(host, module, names, count, generator, folder):
+    model, store, hosts, total = Model(names), folder / "shared.db", [], 0
+    for number in range(count):
+        batches = Batches(generator, only_sums=True).peek(100)
+        write_batches(folder / f"batches-{number}", batches)
+        for batch in batches:
+            model.apply(batch)
+        total += len(batches)
+    for number in range(count):
+        command = [host, module, store, folder / f"batches-{number}"]
+        hosts.append(subprocess.Popen(command, stdout=subprocess.DEVNULL))
+
+    seen = set()
+    try:
+        for first_counter, last_counter, first_mark, last_mark in moments(store, hosts, names):
+            if first_counter != last_counter or first_mark != last_mark:
+                raise Failure(f"a reader saw part of batch {first_counter}")
+            seen.add(first_counter)
+    finally:
+        for running in hosts:
+            running.kill()
+    if any(running.wait() != 0 for running in hosts):
+        raise Failure("a host failed")
+
+    # The last mark is that of whichever host came last.
+    scalars, distributions = read_store(store)
+    wanted_scalars, wanted_distributions = model.contents()
+    for mark in (names[FIRST_MARK], names[LAST_MARK]):
+        scalars.pop(mark)
+        wanted_scalars.pop(mark)
+    if (scalars, distributions) != (wanted_scalars, wanted_distributions):
+        raise Failure("the store does not hold the sum of all batches")
+    print(f"{count} hosts, {total} batches, seen whole at {len(seen)} different moments")
+    if len(seen) < 5:
+        raise Failure("the reader saw too little of what went on")
+
+
+def main():
+    host, module, what, number = sys.argv[1:5]
+    seed = int(sys.argv[5]) if len(sys.argv) > 5 else random.SystemRandom().getrandbits(32)
+    print(f"seed {seed}")
+    names = key_names(pathlib.Path(__file__).parents[2] / "analytics/TallybookKeys.cpp")
+    job = {"kills": kills, "torn": torn, "together": together}[what]
+    with tempfile.TemporaryDirectory() as folder:
+        try:
+            job(host, module, names, int(number), random.Random(seed), pathlib.Path(folder))
+        except Failure as failure:
+            sys.exit(f"failed: {failure}")
+
+
+if __name__ == "__main__":
+    main()
