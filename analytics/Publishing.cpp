@@ -3,24 +3,14 @@
 #include <atomic>
 #include <cstdio>
 
+#include "platform/QorAnalytics.h"
 #include "platform/TallybookStore.h"
 #include "plugin/OndreQORHIDStatistics.h"
 
 namespace {
 
-/** Every entry says which key table it was made for; the version is the table's count. */
-constexpr uint8_t kVersion = 0x3A;
-static_assert(kVersion == kQORTbkKey_Count);
-
-enum Operation : uint8_t {
-    kNone = 0,
-    kClearScalar = 1,
-    kSetScalar = 2,
-    kAddToScalar = 3,
-    kClearDistribution = 4,
-    kSetDistribution = 5
-    // from here on: push the value (code - 5) times
-};
+constexpr uint8_t kVersion = kQorAnalyticsVersion;
+static_assert(sizeof(Tbk) == kQorAnalyticsEntrySize);
 
 /** The key of every index that the table does not have: made once per process and kept. */
 TvStringRef fallbackKey() {
@@ -66,25 +56,25 @@ void logOperation(const Tbk &entry, TvStringRef key) {
 void perform(const Tbk &entry, TvStringRef key) {
     const int32_t value = entry.value();
     switch (entry.operation()) {
-    case kNone:
+    case kQorAnalyticsNone:
         break;
-    case kClearScalar:
+    case kQorAnalyticsClearScalar:
         TallybookScalarClear(key);
         break;
-    case kSetScalar:
+    case kQorAnalyticsSetScalar:
         TallybookScalarSet(key, value);
         break;
-    case kAddToScalar:
+    case kQorAnalyticsAddToScalar:
         TallybookScalarAdd(key, value);
         break;
-    case kClearDistribution:
+    case kQorAnalyticsClearDistribution:
         TallybookDistributionClear(key);
         break;
-    case kSetDistribution:
+    case kQorAnalyticsSetDistribution:
         TallybookDistributionSet(key, distributionValue(value));
         break;
     default:
-        for (int pushes = entry.operation() - kSetDistribution; pushes > 0; --pushes) {
+        for (int pushes = entry.operation() - kQorAnalyticsPush + 1; pushes > 0; --pushes) {
             TallybookDistributionPush(key, distributionValue(value));
         }
         break;

@@ -1,6 +1,8 @@
 /** The analytics keys: the vocabulary that the firmware and the plug-in share by number. */
 #pragma once
 
+#include "platform/QorAnalytics.h"
+
 /** The key index of an analytics entry. */
 enum TallybookKey : int {
     kQORTbkKey_ButtonClickCount = 0,
@@ -64,10 +66,7 @@ enum TallybookKey : int {
     kQORTbkKey_Count
 };
 
-static_assert(kQORTbkKey_Count == 58);
+static_assert(int{kQORTbkKey_Count} == int{kQorAnalyticsKeyCount});
 
-/**
- * The key strings by `TallybookKey`, plain ASCII. The analytics store matches keys by their text, so irregular
- * spellings (the doubled prefix, "approched", the repeated component word) are kept exactly: intended.
- */
-extern const char *const kTallybookKeyStrings[kQORTbkKey_Count];
+/** The key strings by `TallybookKey`. */
+static constexpr const char *const (&kTallybookKeyStrings)[kQORTbkKey_Count] = kQorAnalyticsKeys;

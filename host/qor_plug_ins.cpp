@@ -6,6 +6,7 @@
 
 #include "host/fault_points.h"
 #include "host/tallybook_store.h"
+#include "platform/QorAnalytics.h"
 
 namespace host {
 namespace {
@@ -16,8 +17,6 @@ constexpr RvUUIDBytes kDriverPlugInType = kQorDriverPlugInTypeBytes;
 constexpr RvUUIDBytes kDriverInterface = kQorDriverInterfaceBytes;
 constexpr RvUUIDBytes kDevicePlugInType = kQorDevicePlugInTypeBytes;
 constexpr RvUUIDBytes kDeviceInterface = kQorDeviceInterfaceBytes;
-
-constexpr std::size_t kAnalyticsEntrySize = 7;
 
 FaultPoint driver_query{"QorDriverQueryInterface"};
 FaultPoint driver_start{"QorDriverStart"};
@@ -216,7 +215,7 @@ bool DeviceBehaviour::deliver_batch(std::span<const std::byte> entries) {
     queue->run_if_open([&] {
         if (const QorAnalyticsCallback callback = _callback) {
             const StoreBatch whole;
-            callback(_target, entries.data(), entries.size() / kAnalyticsEntrySize);
+            callback(_target, entries.data(), entries.size() / kQorAnalyticsEntrySize);
             delivered = true;
         }
     });

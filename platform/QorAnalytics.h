@@ -1,6 +1,40 @@
-#include "analytics/TallybookKeys.h"
+/**
+ * What the QOR's firmware and the plug-in agree on about analytics: how an entry of a batch is laid out, and which keys
+ * there are.
+ *
+ * An entry is 7 bytes, packed, little-endian: version, operation code and key index of one byte each, and a signed
+ * value of four. A batch is entries laid end to end. Codes from `kQorAnalyticsPush` on push the value more than once:
+ * code `kQorAnalyticsPush` + n pushes it n + 1 times. The value of a distribution has 16 fraction bits.
+ */
+#ifndef PLATFORM_QOR_ANALYTICS_H
+#define PLATFORM_QOR_ANALYTICS_H
 
-const char *const kTallybookKeyStrings[kQORTbkKey_Count] = {
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+enum {
+    kQorAnalyticsEntrySize = 7,
+    kQorAnalyticsKeyCount = 58,
+    kQorAnalyticsVersion = 0x3A, /* the count of the keys: an entry of another one is for another table */
+};
+
+/** Operation codes. */
+enum {
+    kQorAnalyticsNone = 0,
+    kQorAnalyticsClearScalar = 1,
+    kQorAnalyticsSetScalar = 2,
+    kQorAnalyticsAddToScalar = 3,
+    kQorAnalyticsClearDistribution = 4,
+    kQorAnalyticsSetDistribution = 5,
+    kQorAnalyticsPush = 6, /* once */
+};
+
+/**
+ * The key strings by their index, plain ASCII. The analytics store matches keys by their text, so irregular
+ * spellings (the doubled prefix, "approched", the repeated component word) are kept exactly: intended.
+ */
+static const char *const kQorAnalyticsKeys[kQorAnalyticsKeyCount] = {
     /*  0 */ "com.ondre.zel.button.click.count",
     /*  1 */ "com.ondre.zel.button.single_click.count",
     /*  2 */ "com.ondre.zel.button.double_click.count",
@@ -60,3 +94,9 @@ const char *const kTallybookKeyStrings[kQORTbkKey_Count] = {
     /* 56 */ "com.ondre.zel.ttw.ttw_by_cell_distribution",
     /* 57 */ "com.ondre.zel.test",
 };
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
