@@ -1,6 +1,7 @@
 #include "cli/hosted_device.h"
 
 #include <filesystem>
+#include <utility>
 
 namespace cli {
 
@@ -12,7 +13,10 @@ std::string plug_in_file(const std::string &chosen) {
 }
 
 HostedDevice::HostedDevice(const std::string &description, const std::string &plug_in)
-    : _module(plug_in_file(plug_in)), _device(description, _queue), _plug_in(_module, _queue) {
+    : HostedDevice(host::read_device_description(description), plug_in) {}
+
+HostedDevice::HostedDevice(host::DeviceDescription description, const std::string &plug_in)
+    : _module(plug_in_file(plug_in)), _device(std::move(description), _queue), _plug_in(_module, _queue) {
     _plug_in.register_services(_device.services());
 }
 

@@ -18,8 +18,10 @@ public:
     /** @throws host::Error for a module or a description that will not do. */
     HostedDevice(const std::string &description, const std::string &plug_in);
 
-    const std::string &name() const { return _device.name(); }
-    std::size_t service_count() const { return _device.services().size(); }
+    /** The same with a description that was read before. */
+    HostedDevice(host::DeviceDescription description, const std::string &plug_in);
+
+    const host::DescribedDevice &device() const { return _device; }
 
     /** Unscheduling, closing, the last release; nothing reaches the plug-in afterwards. */
     void stop() { _plug_in.stop(); }

@@ -13,6 +13,7 @@
 #include "cli/hosted_store.h"
 #include "cli/output.h"
 #include "cli/verbs.h"
+#include "host/analytics_source.h"
 #include "host/log.h"
 #include "host/notifications.h"
 
@@ -47,8 +48,8 @@ std::vector<std::unique_ptr<host::LogSink>> open_log(const RunArguments &argumen
 }
 
 void announce(const HostedDevice &device) {
-    const std::size_t services = device.service_count();
-    print_message("hosting " + device.name() + ": " + std::to_string(services) +
+    const std::size_t services = device.device().services().size();
+    print_message("hosting " + device.device().name() + ": " + std::to_string(services) +
                   (services == 1 ? " service" : " services") + "; Ctrl-C ends");
 }
 
@@ -92,8 +93,10 @@ int run(const RunArguments &arguments) {
     HostedDevice device(arguments.description, arguments.plug_in);
     const host::NotificationReceiver receiver;
     announce(device);
+    host::AnalyticsSource analytics(device.device(), print_message);
     wait_for_the_end(events, arguments.seconds);
     signals.clear(); // a second Ctrl-C ends a stop that hangs
+    analytics.stop();
     device.stop();
     store.close();
     return store_ended_the_run ? kExitFailed : kExitFine;
@@ -122,7 +125,8 @@ Verb add_run_verb(CLI::App &program) {
     verb->add_option("--log", arguments->log_file, "Append the log to a file, too")->option_text("FILE");
     verb->add_flag("--journal", arguments->logs_to_journal, "Send the log to the systemd journal, too");
     verb->footer(
-        "The log goes to standard error. While it runs, qorstat notify reaches it.\n\n" +
+        "Analytics that the description holds are delivered in their time. The log goes to\n"
+        "standard error. While it runs, qorstat notify reaches it.\n\n" +
         examples("qorstat run examples/phone.toml", "qorstat run examples/phone.toml --for 2.5 --log run.log"));
     return {verb, [arguments] { return run(*arguments); }};
 }

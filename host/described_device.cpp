@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "host/byte_source.h"
-#include "host/device_description.h"
 #include "host/device_registry.h"
 #include "host/error.h"
 
@@ -180,11 +179,16 @@ private:
     std::vector<RvRegistryEntry> _entries;
 };
 
+/** The devices behind user-space plug-ins, by name. */
+using Devices = std::map<std::string, std::shared_ptr<DeviceBehaviour>>;
+
 } // namespace
 
 struct DescribedDevice::State {
     std::string name;
     std::vector<std::unique_ptr<RvHIDService>> services;
+    std::vector<AnalyticsDescription> analytics;
+    Devices devices;
     RegisteredEntries entries;
 };
 
@@ -193,8 +197,8 @@ namespace {
 /** Brings the registry's part of a description to life. */
 class Registrar {
 public:
-    Registrar(DeviceDescription &description, const SerialQueue &queue, RegisteredEntries &entries)
-        : _description(description), _entries(entries) {
+    Registrar(DeviceDescription &description, const SerialQueue &queue, Devices &devices, RegisteredEntries &entries)
+        : _description(description), _devices(devices), _entries(entries) {
         for (auto &[name, driver] : description.drivers) {
             _drivers.emplace(name, driver_behaviour(std::move(driver), queue));
         }
@@ -241,9 +245,9 @@ private:
     }
 
     DeviceDescription &_description;
+    Devices &_devices;
     RegisteredEntries &_entries;
     std::map<std::string, std::shared_ptr<DriverBehaviour>> _drivers;
-    std::map<std::string, std::shared_ptr<DeviceBehaviour>> _devices;
     std::map<std::string, UserClient> _user_clients;
     std::map<std::uint64_t, RvRegistryEntry> _handles; ///< by registry ID
 };
@@ -251,13 +255,16 @@ private:
 } // namespace
 
 DescribedDevice::DescribedDevice(const std::string &path, const SerialQueue &queue)
+    : DescribedDevice(read_device_description(path), queue) {}
+
+DescribedDevice::DescribedDevice(DeviceDescription description, const SerialQueue &queue)
     : _state(std::make_unique<State>()) {
-    DeviceDescription description = read_device_description(path);
     _state->name = std::move(description.name);
+    _state->analytics = std::move(description.analytics);
     for (ServiceDescription &service : description.services) {
         _state->services.push_back(hid_service(std::move(service)));
     }
-    Registrar(description, queue, _state->entries).register_entries();
+    Registrar(description, queue, _state->devices, _state->entries).register_entries();
 }
 
 DescribedDevice::~DescribedDevice() = default;
@@ -265,5 +272,9 @@ DescribedDevice::~DescribedDevice() = default;
 const std::string &DescribedDevice::name() const { return _state->name; }
 
 const std::vector<std::unique_ptr<RvHIDService>> &DescribedDevice::services() const { return _state->services; }
+
+const std::vector<AnalyticsDescription> &DescribedDevice::analytics() const { return _state->analytics; }
+
+DeviceBehaviour &DescribedDevice::device(const std::string &name) const { return *_state->devices.at(name); }
 
 } // namespace host

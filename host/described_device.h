@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "host/device_description.h"
 #include "host/hid_service.h"
 #include "host/qor_plug_ins.h"
 #include "host/serial_queue.h"
@@ -24,6 +25,8 @@ public:
      * @throws Error naming the file, the line and the reason; nothing stays in the registry then.
      */
     DescribedDevice(const std::string &path, const SerialQueue &queue);
+    /** Brings to life what was read before. */
+    DescribedDevice(DeviceDescription description, const SerialQueue &queue);
     ~DescribedDevice();
     DescribedDevice(const DescribedDevice &) = delete;
     DescribedDevice &operator=(const DescribedDevice &) = delete;
@@ -33,6 +36,12 @@ public:
 
     /** The HID services, in the order of the file. */
     const std::vector<std::unique_ptr<RvHIDService>> &services() const;
+
+    /** The analytics batches, in the order of the file. Nothing delivers them by itself: see `AnalyticsSource`. */
+    const std::vector<AnalyticsDescription> &analytics() const;
+
+    /** A `[device.NAME]`. */
+    DeviceBehaviour &device(const std::string &name) const;
 
 private:
     struct State;

@@ -4,6 +4,7 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
+#include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -106,6 +107,22 @@ std::size_t edit_distance(std::string_view a, std::string_view b) {
         }
     }
     return row.back();
+}
+
+constexpr double kFixedOne = 65536;
+
+/** Records show six decimals: half a unit of the last one, and what a double may be off by. */
+constexpr double kSixDecimals = 0.5e-6 + 1e-9;
+
+std::string six_decimals(double value) {
+    std::array<char, 32> text;
+    const auto end = std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::fixed, 6).ptr;
+    return {text.data(), end};
+}
+
+std::string shortest(double value) {
+    std::array<char, 32> text;
+    return {text.data(), std::to_chars(text.data(), text.data() + text.size(), value).ptr};
 }
 
 /** Makes typed values of TOML nodes. */
@@ -243,11 +260,16 @@ std::vector<std::byte> read_whole_file(const std::string &path, const std::strin
 
 DescriptionFile parse_description_file(const std::string &path) {
     const std::vector<std::byte> bytes = read_whole_file(path, path, "");
-    const std::string_view text(reinterpret_cast<const char *>(bytes.data()), bytes.size());
+    DescriptionFile file = parse_description_text({reinterpret_cast<const char *>(bytes.data()), bytes.size()}, path);
+    file.names_files = true;
+    return file;
+}
+
+DescriptionFile parse_description_text(std::string_view text, const std::string &name) {
     try {
-        return {path, toml::parse(text, path)};
+        return {name, toml::parse(text, name), false};
     } catch (const toml::parse_error &failure) {
-        throw Error(path, place_text(failure.source().begin), std::string(failure.description()));
+        throw Error(name, place_text(failure.source().begin), std::string(failure.description()));
     }
 }
 
@@ -307,6 +329,23 @@ double DescriptionValue::decimal() const {
         throw wrong_type("a decimal number");
     }
     return _node->as_floating_point()->get();
+}
+
+std::int32_t DescriptionValue::fixed_point() const {
+    constexpr double kSmallest = std::numeric_limits<std::int32_t>::min();
+    constexpr double kLargest = std::numeric_limits<std::int32_t>::max();
+    const double wanted = decimal();
+    const double scaled = std::nearbyint(wanted * kFixedOne);
+    if (!(scaled >= kSmallest && scaled <= kLargest)) {
+        throw error("must be " + six_decimals(kSmallest / kFixedOne) + " to " + six_decimals(kLargest / kFixedOne) +
+                    ", not " + shortest(wanted));
+    }
+    const double nearest = scaled / kFixedOne;
+    if (std::abs(nearest - wanted) > kSixDecimals) {
+        throw error("must be a multiple of 1/65536 to six decimals; the nearest to " + shortest(wanted) + " is " +
+                    six_decimals(nearest));
+    }
+    return static_cast<std::int32_t>(scaled);
 }
 
 std::vector<DescriptionValue> DescriptionValue::elements(const char *wanted) const {
@@ -413,6 +452,15 @@ std::vector<std::byte> DescriptionTable::hex(std::string_view key) const {
                                 std::to_string(bad + 1) + (bad < digits.size() ? " is none" : " is missing"));
     }
     return std::move(*bytes);
+}
+
+std::vector<std::byte> DescriptionTable::file_bytes(std::string_view key) const {
+    const std::string name = text(key);
+    if (!_file->names_files) {
+        throw error_at(key, in_quotes(key) + " cannot name a file here: the description is none itself");
+    }
+    const std::filesystem::path path = std::filesystem::path(_file->path).parent_path() / name;
+    return read_whole_file(path.string(), _file->path, place_of(key));
 }
 
 std::vector<std::pair<std::uint32_t, std::uint32_t>> DescriptionTable::number_pairs(std::string_view key) const {

@@ -26,10 +26,14 @@ using KnownKeys = std::vector<std::string_view>;
 struct DescriptionFile {
     std::string path; ///< as the user named it
     toml::table root;
+    bool names_files; ///< whether it may name other files, which stand beside it
 };
 
 /** @throws Error for a file that cannot be read or is no TOML. */
 DescriptionFile parse_description_file(const std::string &path);
+
+/** A description that is no file, and names none. @param name  for errors. @throws Error for what is no TOML. */
+DescriptionFile parse_description_text(std::string_view text, const std::string &name);
 
 class DescriptionTable;
 
@@ -57,6 +61,12 @@ public:
 
     /** A TOML integer or floating-point number, infinities among them. */
     double decimal() const;
+
+    /**
+     * A decimal number as a signed one with 16 fraction bits. Refuses what would read back as another number to the
+     * six decimals that people are shown.
+     */
+    std::int32_t fixed_point() const;
 
     /** The elements of an array, which errors name by its key. @param wanted  what it is an array of, for errors. */
     std::vector<DescriptionValue> elements(const char *wanted) const;
@@ -118,6 +128,9 @@ public:
 
     /** Hex digits, two for a byte, blanks and line ends between bytes allowed. */
     std::vector<std::byte> hex(std::string_view key) const;
+
+    /** The bytes of the file that the value names. */
+    std::vector<std::byte> file_bytes(std::string_view key) const;
 
     /** An array of pairs of 32-bit numbers; empty when absent. */
     std::vector<std::pair<std::uint32_t, std::uint32_t>> number_pairs(std::string_view key) const;

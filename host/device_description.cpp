@@ -1,7 +1,7 @@
 #include "host/device_description.h"
 
 #include <algorithm>
-#include <filesystem>
+#include <iterator>
 #include <limits>
 #include <new>
 #include <set>
@@ -38,6 +38,9 @@ constexpr ByteKey kByteKeys[] = {
     {"stream", ByteSource::Kind::Stream, true},
 };
 
+/** How a batch says what its entries are; one of the keys exactly. */
+constexpr std::string_view kAnalyticsKeys[] = {"file", "hex", "entry"};
+
 /** The keys of every table that describes a reply, after those that say what it replies to. */
 KnownKeys reply_keys(KnownKeys question) {
     question.insert(question.end(), {"status", "hex", "file", "hex_stream", "stream", "reported_size"});
@@ -59,11 +62,12 @@ KnownKeys plug_in_keys(KnownKeys own) {
 
 class DescriptionReader {
 public:
-    explicit DescriptionReader(const std::string &path) : _file(parse_description_file(path)) {}
+    explicit DescriptionReader(DescriptionFile file) : _file(std::move(file)) {}
 
     DeviceDescription read() {
-        const DescriptionTable root(_file, _file.root, "a device",
-                                    {"name", "driver", "device", "user_client", "entry", "time_sync", "service"});
+        const DescriptionTable root(
+            _file, _file.root, "a device",
+            {"name", "driver", "device", "user_client", "entry", "time_sync", "service", "analytics"});
         _description.file = _file.path;
         _description.name = root.text("name");
         read_drivers(root);
@@ -72,6 +76,7 @@ public:
         read_entries(root);
         read_time_sync(root);
         read_services(root);
+        read_analytics(root);
         return std::move(_description);
     }
 
@@ -170,6 +175,39 @@ private:
         }
     }
 
+    void read_analytics(const DescriptionTable &root) {
+        KnownKeys keys = analytics_timing_keys();
+        keys.insert(keys.end(), {"device", "file", "hex", "entry"});
+        for (const DescriptionTable &table : root.tables("analytics", "an analytics batch", keys)) {
+            AnalyticsDescription batch;
+            table.value("device");
+            batch.device = *reference(table, "device", _description.devices);
+            read_analytics_timing(table, batch);
+            batch.entries = analytics_entries(table);
+            _description.analytics.push_back(std::move(batch));
+        }
+    }
+
+    /** The entries, from the one key that gives them. */
+    static std::vector<std::byte> analytics_entries(const DescriptionTable &table) {
+        std::vector<std::string_view> given;
+        std::ranges::copy_if(kAnalyticsKeys, std::back_inserter(given),
+                             [&table](std::string_view key) { return table.has(key); });
+        if (given.empty()) {
+            throw table.error("an analytics batch needs one of \"file\", \"hex\" and \"entry\"");
+        }
+        const std::string_view key = given.front();
+        if (given.size() > 1) {
+            throw table.error_at(given[1], in_quotes(key) + " and " + in_quotes(given[1]) + " exclude each other");
+        }
+        if (key == "entry") {
+            return build_analytics_entries(table);
+        }
+        std::vector<std::byte> bytes = key == "file" ? table.file_bytes(key) : table.hex(key);
+        check_analytics_entries(table, key, bytes.size());
+        return bytes;
+    }
+
     static PlugInDescription plug_in(const DescriptionTable &table) {
         PlugInDescription plug_in;
         plug_in.query.result = static_cast<HRESULT>(table.number32("query_result", kRvResultOK));
@@ -217,15 +255,10 @@ private:
         }
         if (source != nullptr) {
             reply.kind = source->kind;
-            reply.bytes = source->is_file ? file_bytes(table, source->key) : table.hex(source->key);
+            reply.bytes = source->is_file ? table.file_bytes(source->key) : table.hex(source->key);
             check_size(table, *source, reply.bytes.size());
         }
         return reply;
-    }
-
-    std::vector<std::byte> file_bytes(const DescriptionTable &table, std::string_view key) const {
-        const std::filesystem::path path = std::filesystem::path(_file.path).parent_path() / table.text(key);
-        return read_whole_file(path.string(), _file.path, table.place_of(key));
     }
 
     static void check_size(const DescriptionTable &table, const ByteKey &source, std::size_t size) {
@@ -285,6 +318,12 @@ private:
 
 } // namespace
 
-DeviceDescription read_device_description(const std::string &path) { return DescriptionReader(path).read(); }
+DeviceDescription read_device_description(const std::string &path) {
+    return DescriptionReader(parse_description_file(path)).read();
+}
+
+DeviceDescription read_device_description_text(std::string_view text, const std::string &name) {
+    return DescriptionReader(parse_description_text(text, name)).read();
+}
 
 } // namespace host

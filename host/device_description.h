@@ -9,9 +9,11 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
+#include "host/analytics_description.h"
 #include "host/byte_source.h"
 #include "host/qor_plug_ins.h"
 #include "platform/Owned.h"
@@ -77,6 +79,7 @@ struct DeviceDescription {
     std::map<std::string, UserClientDescription> user_clients;
     std::vector<EntryDescription> entries; ///< parents first; the entry of the time synchronisation last
     std::vector<ServiceDescription> services;
+    std::vector<AnalyticsDescription> analytics;
 };
 
 /**
@@ -84,5 +87,8 @@ struct DeviceDescription {
  * @throws Error naming the file, the line and column, and the reason.
  */
 DeviceDescription read_device_description(const std::string &path);
+
+/** Likewise a description that stands in memory and names no files. @param name  for errors. */
+DeviceDescription read_device_description_text(std::string_view text, const std::string &name);
 
 } // namespace host

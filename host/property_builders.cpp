@@ -1,9 +1,6 @@
 #include "host/property_builders.h"
 
 #include <algorithm>
-#include <array>
-#include <charconv>
-#include <cmath>
 #include <iterator>
 #include <limits>
 #include <span>
@@ -37,40 +34,6 @@ struct Field {
     unsigned first_bit = 0; ///< fields of whole bytes begin with bit 0; others share them
 };
 
-constexpr double kFixedOne = 65536;
-
-/** Records show six decimals: half a unit of the last one, and what a double may be off by. */
-constexpr double kSixDecimals = 0.5e-6 + 1e-9;
-
-std::string six_decimals(double value) {
-    std::array<char, 32> text;
-    const auto end = std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::fixed, 6).ptr;
-    return {text.data(), end};
-}
-
-std::string shortest(double value) {
-    std::array<char, 32> text;
-    return {text.data(), std::to_chars(text.data(), text.data() + text.size(), value).ptr};
-}
-
-/** Refuses what would read back as another number, so that a record shows what the description says. */
-std::int32_t fixed_point(const DescriptionValue &value) {
-    constexpr double kSmallest = std::numeric_limits<std::int32_t>::min();
-    constexpr double kLargest = std::numeric_limits<std::int32_t>::max();
-    const double wanted = value.decimal();
-    const double scaled = std::nearbyint(wanted * kFixedOne);
-    if (!(scaled >= kSmallest && scaled <= kLargest)) {
-        throw value.error("must be " + six_decimals(kSmallest / kFixedOne) + " to " +
-                          six_decimals(kLargest / kFixedOne) + ", not " + shortest(wanted));
-    }
-    const double nearest = scaled / kFixedOne;
-    if (std::abs(nearest - wanted) > kSixDecimals) {
-        throw value.error("must be a multiple of 1/65536 to six decimals; the nearest to " + shortest(wanted) + " is " +
-                          six_decimals(nearest));
-    }
-    return static_cast<std::int32_t>(scaled);
-}
-
 std::uint64_t largest_of(const Field &field) {
     return std::numeric_limits<std::uint64_t>::max() >> (64 - 8 * field.width + field.first_bit);
 }
@@ -85,7 +48,7 @@ std::uint64_t bits_of(const DescriptionValue &value, const Field &field) {
     case Kind::Signed:
         return static_cast<std::uint64_t>(signed_number(value, field.width));
     case Kind::Fixed:
-        return static_cast<std::uint64_t>(fixed_point(value));
+        return static_cast<std::uint64_t>(value.fixed_point());
     case Kind::Boolean:
         return value.flag() ? 1 : 0;
     case Kind::Flag:
