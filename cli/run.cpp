@@ -83,6 +83,7 @@ int run(const RunArguments &arguments) {
     asio::signal_set signals(events, SIGINT, SIGTERM);
     signals.async_wait([&events](const asio::error_code &, int) { events.stop(); });
 
+    HostedDevice device(arguments.description, arguments.plug_in);
     std::atomic<bool> store_ended_the_run = false;
     HostedStore store(arguments.store ? *arguments.store : default_store_file(), [&] {
         if (arguments.on_store_error == "stop") {
@@ -90,7 +91,6 @@ int run(const RunArguments &arguments) {
             events.stop();
         }
     });
-    HostedDevice device(arguments.description, arguments.plug_in);
     const host::NotificationReceiver receiver;
     announce(device);
     host::AnalyticsSource analytics(device.device(), print_message);
@@ -125,8 +125,8 @@ Verb add_run_verb(CLI::App &program) {
     verb->add_option("--log", arguments->log_file, "Append the log to a file, too")->option_text("FILE");
     verb->add_flag("--journal", arguments->logs_to_journal, "Send the log to the systemd journal, too");
     verb->footer(
-        "Analytics that the description holds are delivered in their time. The log goes to\n"
-        "standard error. While it runs, qorstat notify reaches it.\n\n" +
+        "Delivers the description's analytics in their time. The log goes to standard\n"
+        "error. While it runs, qorstat notify reaches it.\n\n" +
         examples("qorstat run examples/phone.toml", "qorstat run examples/phone.toml --for 2.5 --log run.log"));
     return {verb, [arguments] { return run(*arguments); }};
 }

@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
+#include "host/analytics_store.h"
 #include "tests/cli/program.h"
 
 using cli_tests::content_of;
@@ -94,6 +95,59 @@ TEST(RunTest, ALogFileThatCannotBeOpenedIsAnError) {
     EXPECT_EQ(outcome.exit_code, 1);
     EXPECT_EQ(outcome.out, "");
     EXPECT_EQ(outcome.err.rfind("qorstat: /nowhere/run.log: ", 0), 0u) << outcome.err;
+}
+
+/** `small.toml` with this after it, in the folder. */
+std::string small_with(const TemporaryFolder &folder, const std::string &more) {
+    return folder.file("device.toml", content_of(kSmall) + more);
+}
+
+TEST(RunAnalyticsTest, EveryEntryThatIsDeliveredIsLogged) {
+    const TemporaryFolder folder;
+    const std::string description =
+        small_with(folder, "[[analytics]]\ndevice = 'qor'\nevery = 0.01\ncount = 2\n"
+                           "entry = [{ operation = 'set_scalar', key = 'com.ondre.zel.test', value = 7 }]\n"
+                           "[[analytics]]\ndevice = 'qor'\nhex = '39 00 00 00 00 00 00'\n");
+    RunningProgram host({"run", description, "--store", ":memory:"}, alone(folder));
+
+    EXPECT_TRUE(host.waits_for_message("publishTBData qortbkkeys version mismatch (0x39/0x3a)"));
+    EXPECT_TRUE(host.waits_for_message("publishTBData op=0x2 'com.ondre.zel.test' (0x39)"));
+    host.send(SIGINT);
+    EXPECT_EQ(host.wait_for_end().exit_code, 0);
+}
+
+TEST(RunAnalyticsTest, AnalyticsStandInTheStoreAfterwards) {
+    const TemporaryFolder folder;
+    const std::string description =
+        small_with(folder, "[[analytics]]\ndevice = 'qor'\nevery = 0.001\ncount = 3\n"
+                           "entry = [{ operation = 'add_to_scalar', key = 57, value = 7 },\n"
+                           "         { operation = 'push', times = 2, key = 57, value = 0.5 }]\n"
+                           "[[analytics]]\ndevice = 'qor'\nafter = 0.05\nhex = '39 00 00 00 00 00 00'\n");
+    RunningProgram host({"run", description, "--store", "store.db"}, alone(folder));
+    ASSERT_TRUE(host.waits_for_message("version mismatch"));
+
+    host.send(SIGTERM);
+
+    ASSERT_EQ(host.wait_for_end().exit_code, 0);
+    const host::StoreContents contents = host::read_analytics_store(folder.path() / "store.db");
+    EXPECT_EQ(contents.scalars.at("com.ondre.zel.test"), 21);
+    EXPECT_EQ(contents.distributions.at("com.ondre.zel.test"), (host::Distribution{{0.5, 6}}));
+}
+
+TEST(RunAnalyticsTest, ADeviceWithoutACallbackIsSpokenOf) {
+    const TemporaryFolder folder;
+    const std::string description =
+        small_with(folder, "[device.lonely]\n[[analytics]]\ndevice = 'lonely'\nevery = 0.001\nhex = ''\n");
+    RunningProgram host({"run", description, "--store", ":memory:"}, alone(folder));
+    const std::string problem = "device \"lonely\": no analytics callback is installed, so its batches are lost\n";
+    ASSERT_TRUE(host.waits_for_message(problem));
+
+    host.send(SIGINT);
+
+    const Outcome outcome = host.wait_for_end();
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err.find(problem), outcome.err.rfind(problem)) << outcome.err;
 }
 
 TEST(NotifyTest, ReachesARunningHostFromAnotherProcess) {
