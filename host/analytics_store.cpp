@@ -242,6 +242,10 @@ std::optional<StoreContents> contents_at_rest(const std::string &name, const std
     const auto is_at_rest = [&] { return !has_log_beside_it(file) && state_of(name, file) == before; };
     try {
         Database database(name, file, Database::Access::kReadAtRest);
+        // The database library would take the missing end of the last page for zeros.
+        if (database.number("PRAGMA page_count") * database.number("PRAGMA page_size") > before.size) {
+            refuse_damaged(name, "its end is missing");
+        }
         StoreContents contents = contents_of(database, Checks::kEveryPage);
         return is_at_rest() ? std::optional(std::move(contents)) : std::nullopt;
     } catch (const Error &) {
