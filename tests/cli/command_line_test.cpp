@@ -61,6 +61,7 @@ TEST(CommandLineTest, MissingArgumentsAreErrors) {
     expect_wrong_use({{"capture"}, "capture: DEVICE.toml is required"});
     expect_wrong_use({{"show"}, "show: FILE is required"});
     expect_wrong_use({{"decode"}, "decode: FILE is required"});
+    expect_wrong_use({{"publish"}, "publish: BATCH.bin is required"});
 }
 
 TEST(CommandLineTest, ATimeThatIsNoneIsWrongUse) {
@@ -105,7 +106,8 @@ TEST_P(HelpTest, FitsAScreenAndEndsWithTwoExamples) {
     EXPECT_EQ(lines[lines.size() - 1].rfind("  qorstat ", 0), 0u);
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryVerb, HelpTest, testing::Values("", "run", "notify", "capture", "show", "decode"),
+INSTANTIATE_TEST_SUITE_P(EveryVerb, HelpTest,
+                         testing::Values("", "run", "notify", "capture", "show", "decode", "publish"),
                          [](const testing::TestParamInfo<std::string> &verb) {
                              return verb.param.empty() ? std::string("program") : verb.param;
                          });

@@ -1,0 +1,133 @@
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include <unistd.h>
+
+#include "cli/hosted_device.h"
+#include "cli/hosted_store.h"
+#include "cli/input.h"
+#include "cli/output.h"
+#include "cli/verbs.h"
+#include "host/error.h"
+#include "host/log.h"
+#include "platform/QorAnalytics.h"
+
+namespace cli {
+namespace {
+
+/** The least that a plug-in installs its analytics callback in: a driver two levels below a device, and its service. */
+constexpr const char *kBuiltInDevice = R"(
+name = "built-in device"
+
+[device.qor]
+
+[[entry]]
+id = 1
+name = "device"
+class = "BuiltInDevice"
+device = "qor"
+
+[[entry]]
+id = 2
+name = "interface"
+class = "BuiltInInterface"
+parent = 1
+
+[[entry]]
+id = 3
+name = "driver"
+class = "BuiltInDriver"
+parent = 2
+
+[[service]]
+name = "button"
+id = 3
+transport = "QOR"
+properties = { ZELSupportsTallybook = true }
+)";
+
+struct PublishArguments {
+    std::string batch;
+    std::string plug_in;
+    std::optional<std::string> store; ///< none: the default one
+    bool shows_log = false;
+};
+
+std::vector<std::byte> read_batch(const std::string &argument) {
+    std::vector<std::byte> batch = read_input(argument);
+    if (const std::size_t rest = batch.size() % kQorAnalyticsEntrySize; rest != 0) {
+        throw host::Error(input_name(argument), "byte " + std::to_string(batch.size() - rest),
+                          "not a whole entry of 7 bytes: " + std::to_string(rest) + " of " +
+                              std::to_string(batch.size()) + " bytes are left over");
+    }
+    return batch;
+}
+
+void deliver(std::span<const std::byte> batch, const std::string &plug_in, const std::string &store_file) {
+    HostedDevice device(host::read_device_description_text(kBuiltInDevice, "built-in device"), plug_in);
+    host::DeviceBehaviour &qor = device.device().device("qor");
+    if (!qor.has_callback()) {
+        throw host::Error(plug_in_file(plug_in), "", "the plug-in installs no analytics callback");
+    }
+    HostedStore store(store_file);
+    qor.deliver_batch(batch);
+    device.stop();
+    store.close();
+}
+
+/** What the plug-in does with the entries, by what stands in them. */
+std::string summary(std::span<const std::byte> batch) {
+    std::size_t applied = 0;
+    std::size_t without_operation = 0;
+    std::size_t of_another_version = 0;
+    for (; !batch.empty(); batch = batch.subspan(kQorAnalyticsEntrySize)) {
+        if (batch[0] != std::byte{kQorAnalyticsVersion}) {
+            ++of_another_version;
+        } else if (batch[1] == std::byte{kQorAnalyticsNone}) {
+            ++without_operation;
+        } else {
+            ++applied;
+        }
+    }
+    const std::size_t entries = applied + without_operation + of_another_version;
+    return std::to_string(entries) + (entries == 1 ? " entry: " : " entries: ") + std::to_string(applied) +
+           " applied, " + std::to_string(without_operation) + " without an operation, " +
+           std::to_string(of_another_version) + " left out for their version\n";
+}
+
+int publish(const PublishArguments &arguments) {
+    const std::vector<std::byte> batch = read_batch(arguments.batch);
+    const auto log = arguments.shows_log ? host::log_to_terminal(style_for(STDERR_FILENO).is_coloured) : nullptr;
+    deliver(batch, arguments.plug_in, arguments.store ? *arguments.store : default_store_file());
+    Output output = standard_output();
+    output.write(summary(batch));
+    output.flush();
+    return kExitFine;
+}
+
+} // namespace
+
+Verb add_publish_verb(CLI::App &program) {
+    CLI::App *const verb =
+        program.add_subcommand("publish", "Apply a batch of analytics, through the plug-in")->group("Verbs");
+    const auto arguments = std::make_shared<PublishArguments>();
+    verb->add_option("BATCH.bin", arguments->batch, "Entries of 7 bytes, end to end; - reads standard input")
+        ->required();
+    verb->add_option("--store", arguments->store,
+                     "Where analytics go; :memory: keeps no file;\n"
+                     "default: qorstat/analytics.db in $XDG_STATE_HOME")
+        ->option_text("FILE");
+    verb->add_flag("--log", arguments->shows_log, "Show the log, one line an entry, on standard error");
+    verb->add_option("--plugin", arguments->plug_in, "The module; default: the one beside qorstat")
+        ->option_text("FILE");
+    verb->footer("The batch is applied whole or not at all, on a built-in device.\n\n" +
+                 examples("qorstat publish batch.bin --store analytics.db --log",
+                          "qorstat publish - < batch.bin && qorstat metrics"));
+    return {verb, [arguments] { return publish(*arguments); }};
+}
+
+} // namespace cli
