@@ -134,6 +134,23 @@ TEST(RunAnalyticsTest, AnalyticsStandInTheStoreAfterwards) {
     EXPECT_EQ(contents.distributions.at("com.ondre.zel.test"), (host::Distribution{{0.5, 6}}));
 }
 
+TEST(RunAnalyticsTest, ThePhonesDayReachesTheStore) {
+    const TemporaryFolder folder;
+    RunningProgram host({"run", kPhone, "--store", "store.db"}, alone(folder));
+    // What the phone delivers last for the first time.
+    ASSERT_TRUE(host.waits_for_message("publishTBData op=0x3 'com.ondre.zel.unknown' (0x3a)"));
+
+    host.send(SIGINT);
+
+    ASSERT_EQ(host.wait_for_end().exit_code, 0);
+    const host::StoreContents contents = host::read_analytics_store(folder.path() / "store.db");
+    EXPECT_EQ(contents.scalars.at("com.ondre.zel.unknown"), 1);
+    EXPECT_EQ(contents.scalars.at("com.ondre.zel.button.single_click.count"), 214);
+    EXPECT_GE(contents.scalars.at("com.ondre.zel.button.double_click.count"), 58 + 1);
+    EXPECT_EQ(contents.scalars.at("com.ondre.zel.prox.first_pocket_signal_sample.kcpss"), 305);
+    EXPECT_GE(contents.distributions.at("com.ondre.zel.audio.riv.on.duration").at(44.25), 2u);
+}
+
 TEST(RunAnalyticsTest, ADeviceWithoutACallbackIsSpokenOf) {
     const TemporaryFolder folder;
     const std::string description =

@@ -2,6 +2,8 @@
 #include "host/analytics_description.h"
 
 #include <cstdint>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -123,6 +125,23 @@ TEST(AnalyticsDescription, TimesAreInSeconds) {
     EXPECT_EQ(batch.after, 1500ms);
     EXPECT_EQ(batch.every, 1ms);
     EXPECT_EQ(batch.count, 3u);
+}
+
+TEST(AnalyticsDescription, TheDocumentedExampleIsWhatItSays) {
+    std::ifstream file(SOURCE_FOLDER "/docs/device-description.md");
+    const std::string page{std::istreambuf_iterator<char>(file), {}};
+    const std::size_t start = page.find("[[analytics]]\ndevice");
+    ASSERT_NE(start, std::string::npos);
+    const std::string example = page.substr(start, page.find("```", start) - start);
+
+    const host::AnalyticsDescription batch =
+        host::read_device_description_text(kDevice + example, "example").analytics.at(0);
+
+    EXPECT_EQ(batch.after, 500ms);
+    EXPECT_EQ(batch.every, 2s);
+    EXPECT_EQ(numbers(batch.entries), (Bytes{0x3A, 3, 0,   1, 0,    0,  0, //
+                                             0x3A, 7, 11,  0, 0x80, 81, 0, //
+                                             0x39, 3, 200, 1, 0,    0,  0}));
 }
 
 struct BadBatch {

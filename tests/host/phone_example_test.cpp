@@ -1,6 +1,7 @@
 /** examples/phone.toml: what the plug-in and its readers rely on. */
 #include <array>
 #include <cstring>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -8,6 +9,7 @@
 
 #include "host/described_device.h"
 #include "host/device_description.h"
+#include "platform/QorAnalytics.h"
 #include "platform/RvConnection.h"
 
 namespace {
@@ -136,6 +138,32 @@ TEST(PhoneExample, All104EntriesOfACaptureGetFullReads) {
             read("OndreQORProfileDriver", 9, nullptr);
         }
     });
+}
+
+TEST(PhoneExample, TheDaysAnalyticsAreEntriesThatThePlugInKnows) {
+    const std::vector<std::byte> day = host::read_device_description(kPhone).analytics.at(0).entries;
+
+    for (std::size_t at = 0; at < day.size(); at += kQorAnalyticsEntrySize) {
+        EXPECT_EQ(std::to_integer<int>(day[at]), kQorAnalyticsVersion) << at;
+        EXPECT_LT(std::to_integer<int>(day[at + 2]), kQorAnalyticsKeyCount) << at;
+    }
+    // One line of the log for each.
+    EXPECT_LE(day.size() / kQorAnalyticsEntrySize, 500u);
+}
+
+TEST(PhoneExample, TheDayHasDistributionsOfButtonProximityAndAudio) {
+    const std::vector<std::byte> day = host::read_device_description(kPhone).analytics.at(0).entries;
+    std::map<std::string, int> distinct_values;
+
+    for (std::size_t at = 0; at < day.size(); at += kQorAnalyticsEntrySize) {
+        if (std::to_integer<int>(day[at + 1]) >= kQorAnalyticsPush) {
+            ++distinct_values[kQorAnalyticsKeys[std::to_integer<std::size_t>(day[at + 2])]];
+        }
+    }
+
+    EXPECT_GE(distinct_values["com.ondre.zel.button.click.duration"], 12);
+    EXPECT_GE(distinct_values["com.ondre.com.zel.prox.baseline_to_trigger.time.dist"], 12);
+    EXPECT_GE(distinct_values["com.ondre.zel.audio.riv.on.duration"], 8);
 }
 
 } // namespace
