@@ -25,6 +25,7 @@ Verb add_capture_verb(CLI::App &program);
 Verb add_show_verb(CLI::App &program);
 Verb add_decode_verb(CLI::App &program);
 Verb add_publish_verb(CLI::App &program);
+Verb add_validate_verb(CLI::App &program);
 
 /** Accepts one of `words`; the message for any other suggests the right one. */
 CLI::Validator one_of(const std::vector<std::string> &words);

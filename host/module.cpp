@@ -32,12 +32,16 @@ std::string path_of_existing_file(const std::string &path) {
     return std::filesystem::absolute(path).string();
 }
 
-OndreQORHIDStatisticsFactoryFunction load_factory(const std::string &path) {
+void *load(const std::string &path) {
     const std::string absolute = path_of_existing_file(path);
     void *module = ::dlopen(absolute.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
     if (module == nullptr) {
         throw Error(path, "", "this is no module that can be loaded: " + loader_reason(absolute));
     }
+    return module;
+}
+
+OndreQORHIDStatisticsFactoryFunction find_factory(const std::string &path, void *module) {
     void *factory = ::dlsym(module, kOndreQORHIDStatisticsFactoryName);
     if (factory == nullptr) {
         throw Error(path, "", "the module exports no " kOndreQORHIDStatisticsFactoryName);
@@ -103,7 +107,9 @@ void unschedule(OndreQORHIDStatisticsRef plug_in, RvQueueRef queue) {
 
 } // namespace
 
-Module::Module(const std::string &path) : _path(path), _factory(load_factory(path)) {}
+Module::Module(const std::string &path) : _path(path), _handle(load(path)), _factory(find_factory(path, _handle)) {}
+
+void *Module::symbol(const char *name) const { return ::dlsym(_handle, name); }
 
 HostedPlugIn::HostedPlugIn(const Module &module, SerialQueue &queue) : _queue(queue) {
     _queue.run([&] {

@@ -19,9 +19,12 @@ public:
 
     const std::string &path() const { return _path; }
     OndreQORHIDStatisticsFactoryFunction factory() const { return _factory; }
+    /** What the module exports under that name; null when it exports nothing of that name. */
+    void *symbol(const char *name) const;
 
 private:
     std::string _path;
+    void *_handle;
     OndreQORHIDStatisticsFactoryFunction _factory;
 };
 

@@ -62,6 +62,7 @@ TEST(CommandLineTest, MissingArgumentsAreErrors) {
     expect_wrong_use({{"show"}, "show: FILE is required"});
     expect_wrong_use({{"decode"}, "decode: FILE is required"});
     expect_wrong_use({{"publish"}, "publish: BATCH.bin is required"});
+    expect_wrong_use({{"validate"}, "validate: PLUGIN.so is required"});
 }
 
 TEST(CommandLineTest, ATimeThatIsNoneIsWrongUse) {
@@ -107,7 +108,7 @@ TEST_P(HelpTest, FitsAScreenAndEndsWithTwoExamples) {
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryVerb, HelpTest,
-                         testing::Values("", "run", "notify", "capture", "show", "decode", "publish"),
+                         testing::Values("", "run", "notify", "capture", "show", "decode", "publish", "validate"),
                          [](const testing::TestParamInfo<std::string> &verb) {
                              return verb.param.empty() ? std::string("program") : verb.param;
                          });

@@ -1,0 +1,243 @@
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <regex.h>
+#include <unistd.h>
+
+#include <nlohmann/json.hpp>
+
+#include "cli/child_process.h"
+#include "cli/contract_check.h"
+#include "cli/contract_setting.h"
+#include "cli/output.h"
+#include "cli/validation_report.h"
+#include "cli/verbs.h"
+#include "cli/wrong_use.h"
+#include "host/error.h"
+#include "host/module_file.h"
+
+namespace cli {
+namespace {
+
+constexpr std::uint64_t kUsualSeed = 1;
+constexpr double kUsualTimeOut = 60;
+constexpr double kLongestTimeOut = 24 * 3600;
+
+struct ValidateArguments {
+    std::string module;
+    std::string only;
+    std::uint64_t seed = kUsualSeed;
+    double time_out = kUsualTimeOut;
+    bool lists = false;
+    bool is_json = false;
+    bool shows_reproduce = false;
+    std::string check_in_child; ///< set in the process of one check: the check's name
+};
+
+/** A POSIX extended regular expression that is looked for anywhere in a text. */
+class Pattern {
+public:
+    explicit Pattern(const std::string &text) {
+        if (const int error = regcomp(&_pattern, text.c_str(), REG_EXTENDED | REG_NOSUB); error != 0) {
+            char reason[256];
+            regerror(error, &_pattern, reason, sizeof reason);
+            throw WrongUse("--only: \"" + text + "\" is no regular expression: " + reason);
+        }
+    }
+    ~Pattern() { regfree(&_pattern); }
+    Pattern(const Pattern &) = delete;
+    Pattern &operator=(const Pattern &) = delete;
+
+    bool is_in(const char *text) const { return regexec(&_pattern, text, 0, nullptr, 0) == 0; }
+
+private:
+    regex_t _pattern{};
+};
+
+std::vector<ContractCheck> chosen_checks(const std::string &only) {
+    const Pattern pattern(only);
+    std::vector<ContractCheck> chosen;
+    for (const ContractCheck &check : contract_checks()) {
+        if (pattern.is_in(check.name)) {
+            chosen.push_back(check);
+        }
+    }
+    if (chosen.empty()) {
+        throw WrongUse("--only: no check's name has \"" + only + "\" in it; --list shows them");
+    }
+    return chosen;
+}
+
+// ---- in the process of one check
+
+/** What goes over the pipe: one JSON object. */
+std::string encoded(const CheckResult &result) {
+    const nlohmann::json json = {{"status", static_cast<int>(result.status)}, {"reasons", result.reasons}};
+    return json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
+int check_in_child(const ValidateArguments &arguments) {
+    become_child();
+    for (const ContractCheck &check : contract_checks()) {
+        if (arguments.check_in_child == check.name) {
+            const std::string result = encoded(run_check(check, arguments.module, arguments.seed));
+            write_fully(kResultDescriptor, std::as_bytes(std::span(result)), "the pipe to the parent");
+            return kExitFine;
+        }
+    }
+    throw WrongUse("there is no check \"" + arguments.check_in_child + "\"");
+}
+
+// ---- in the process that the user started
+
+/** What a check's process said of it; nothing when that is no result. */
+std::optional<CheckResult> decoded(const std::string &text) {
+    const nlohmann::json json = nlohmann::json::parse(text, nullptr, false);
+    if (!json.is_object() || !json.contains("status") || !json["status"].is_number_unsigned() ||
+        !json.contains("reasons") || !json["reasons"].is_array()) {
+        return std::nullopt;
+    }
+    const auto status = json["status"].get<std::uint64_t>();
+    if (status > static_cast<std::uint64_t>(CheckStatus::Warning)) {
+        return std::nullopt;
+    }
+    CheckResult result{static_cast<CheckStatus>(status), {}};
+    for (const nlohmann::json &reason : json["reasons"]) {
+        if (!reason.is_string()) {
+            return std::nullopt;
+        }
+        result.reasons.push_back(reason.get<std::string>());
+    }
+    return result;
+}
+
+std::string seconds_text(double seconds) {
+    std::string text = std::to_string(seconds);
+    text.erase(text.find_last_not_of('0') + 1);
+    if (text.back() == '.') {
+        text.pop_back();
+    }
+    return text + (text == "1" ? " second" : " seconds");
+}
+
+std::string signal_text(int signal) {
+    const char *name = sigabbrev_np(signal);
+    const char *description = sigdescr_np(signal);
+    return "ended by signal " + std::to_string(signal) +
+           (name == nullptr ? "" : " (SIG" + std::string(name) + ", " + description + ")");
+}
+
+/** What becomes of a check whose process ended like this. */
+CheckResult judged(const ChildOutcome &outcome, double time_out) {
+    const auto crashed = [](const std::string &reason) { return CheckResult{CheckStatus::Crashed, {reason}}; };
+    if (outcome.timed_out) {
+        return crashed("timed out after " + seconds_text(time_out));
+    }
+    const std::optional<CheckResult> result = decoded(outcome.result);
+    const std::string when = result ? ", after the check's result" : ", without a result";
+    if (outcome.signal != 0) {
+        return crashed(signal_text(outcome.signal) + when);
+    }
+    if (!result || outcome.exit_status != kExitFine) {
+        return crashed("ended with exit status " + std::to_string(outcome.exit_status) + when);
+    }
+    if (result->status == CheckStatus::Passed && !outcome.messages.empty()) {
+        return {CheckStatus::Warning, {"the module writes to standard output or standard error"}};
+    }
+    return *result;
+}
+
+CheckReport run_in_child(const ContractCheck &check, const ValidateArguments &arguments) {
+    const std::string seed = std::to_string(arguments.seed);
+    const auto time_out =
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::duration<double>(arguments.time_out));
+    const ChildOutcome outcome =
+        run_child({"validate", arguments.module, "--seed", seed, "--check-in-child", check.name},
+                  exact_memory_environment(), time_out);
+    const std::string only = "^" + std::string(check.name) + "$";
+    return {check, judged(outcome, arguments.time_out), outcome.messages,
+            shell_command({"qorstat", "validate", arguments.module, "--only", only, "--seed", seed})};
+}
+
+int list(const ValidateArguments &arguments) {
+    const std::vector<ContractCheck> checks = chosen_checks(arguments.only);
+    Output output = standard_output();
+    output.write(arguments.is_json ? list_json(checks) : list_text(checks));
+    output.flush();
+    return kExitFine;
+}
+
+int validate_module(const ValidateArguments &arguments) {
+    const std::vector<ContractCheck> checks = chosen_checks(arguments.only);
+    host::read_module_file(arguments.module); // a file that is no module is refused before anything is run
+    Validation validation{arguments.module, arguments.seed, {}};
+    Output output = standard_output();
+    for (const ContractCheck &check : checks) {
+        validation.reports.push_back(run_in_child(check, arguments));
+        if (!arguments.is_json) {
+            output.write(report_text(validation.reports.back(), arguments.shows_reproduce, output.style()));
+            output.flush();
+        }
+    }
+    output.write(arguments.is_json ? validation_json(validation) : totals_text(validation));
+    output.flush();
+    return validation.has_failed() ? kExitFailed : kExitFine;
+}
+
+int validate(const ValidateArguments &arguments) {
+    if (arguments.lists) {
+        return list(arguments);
+    }
+    if (arguments.module.empty()) {
+        throw WrongUse("PLUGIN.so is required");
+    }
+    return arguments.check_in_child.empty() ? validate_module(arguments) : check_in_child(arguments);
+}
+
+std::string check_time_out(const std::string &text) {
+    double seconds = -1;
+    if (CLI::detail::lexical_cast(text, seconds) && seconds >= 0.001 && seconds <= kLongestTimeOut) {
+        return {};
+    }
+    return "\"" + text + "\" is no number of seconds from 0.001 to 86400";
+}
+
+std::string check_seed(const std::string &text) {
+    std::uint64_t seed = 0;
+    const bool is_number = !text.empty() && text.find_first_not_of("0123456789") == std::string::npos &&
+                           CLI::detail::lexical_cast(text, seed);
+    return is_number ? std::string() : "\"" + text + "\" is no number from 0 to 18446744073709551615";
+}
+
+} // namespace
+
+Verb add_validate_verb(CLI::App &program) {
+    CLI::App *const verb =
+        program.add_subcommand("validate", "Check that a module keeps its contract with a host")->group("Verbs");
+    const auto arguments = std::make_shared<ValidateArguments>();
+    verb->add_option("PLUGIN.so", arguments->module, "The module");
+    verb->add_flag("--list", arguments->lists, "List the checks and what each promises");
+    verb->add_option("--only", arguments->only, "Only checks whose names match (POSIX extended)")->option_text("REGEX");
+    verb->add_option("--seed", arguments->seed, "What the checks' random numbers come from; default: 1")
+        ->option_text("N")
+        ->check(check_seed, "");
+    verb->add_option("--timeout", arguments->time_out, "A check's time; default: 60")
+        ->option_text("SECONDS")
+        ->check(check_time_out, "");
+    verb->add_flag("--reproduce", arguments->shows_reproduce, "Say how to run each check that failed again");
+    verb->add_flag("--json", arguments->is_json, "As JSON");
+    verb->add_option("--check-in-child", arguments->check_in_child)->group(""); // this program's own use
+    verb->footer("Each check has a process of its own: a crash or a hang is a result. Statuses:\n"
+                 "passed, failed, crashed, skipped, warning; failed or crashed exits with 1.\n\n" +
+                 examples("qorstat validate build/release/bin/OndreQORHIDStatistics.so",
+                          "qorstat validate plugin.so --only '^(factory|query)-' --reproduce"));
+    return {verb, [arguments] { return validate(*arguments); }};
+}
+
+} // namespace cli
