@@ -1,16 +1,20 @@
 #include "host/device_registry.h"
 
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <cstdio>
 #include <cstring>
 #include <limits>
 #include <mutex>
 #include <new>
+#include <optional>
 #include <string_view>
 #include <unordered_map>
 
 #include "host/error.h"
 #include "host/fault_points.h"
+#include "host/typed_values.h"
 
 namespace host {
 namespace {
@@ -35,6 +39,48 @@ struct Connection {
     std::shared_ptr<const UserClient> user_client;
 };
 
+/** A C string, copied to be compared with later ones; remembers nothing of one that is too long. */
+class RememberedText {
+public:
+    bool remember(const char *text) {
+        const std::size_t size = strnlen(text, _text.size());
+        if (size == _text.size()) {
+            return false;
+        }
+        std::memcpy(_text.data(), text, size + 1);
+        return true;
+    }
+    bool operator==(const char *text) const { return std::strcmp(_text.data(), text) == 0; }
+
+private:
+    std::array<char, 64> _text{};
+};
+
+/**
+ * What a thread was last answered, which holds as long as nothing in the registry has changed since. Describing a
+ * report asks the same two questions every time; answered under the lock they cost half as much as the whole line.
+ *
+ * The thread owns one reference to the service beforehand, which is handed out and taken back without the lock.
+ */
+struct LastAnswers {
+    std::uint64_t service_version = 0; ///< the registry's at the answer; 0: no answer
+    RememberedText class_name;
+    RvRegistryEntry service = 0; ///< 0 also for a class that no service has
+    /** Whether the reference is not handed out. Written by the thread, read by others under the registry's mutex. */
+    std::atomic<bool> has_spare = false;
+
+    std::uint64_t property_version = 0;
+    RvRegistryEntry entry = 0;
+    RememberedText key;
+    TvRef value = nullptr; ///< kept as the thread's spare value
+};
+
+/** Found without a call, since the library is loaded with the program or the module. */
+[[gnu::tls_model("initial-exec")]] thread_local constinit LastAnswers answers;
+
+/** Goes up with every change of what the registry would answer. */
+constinit std::atomic<std::uint64_t> registry_version{1};
+
 using EntryWithHandle = std::pair<const RvRegistryEntry, Entry>;
 
 struct HashOfText {
@@ -58,17 +104,185 @@ struct Registry {
     RvRegistryEntry next_entry = 1;
     std::map<RvConnection, Connection> connections;
     RvConnection next_connection = 1;
+    /** Those of every thread that has one. */
+    std::vector<const LastAnswers *> answers_of_threads;
 
     Entry *registered(RvRegistryEntry handle) {
         const auto found = entries.find(handle);
         return found != entries.end() && found->second.registered ? &found->second : nullptr;
     }
+
+    /** The references that are handed out, of the `all` that are counted. */
+    std::size_t handed_out(RvRegistryEntry handle, std::size_t all) const {
+        return all - static_cast<std::size_t>(std::count_if(
+                         answers_of_threads.begin(), answers_of_threads.end(), [&](const LastAnswers *of_thread) {
+                             return of_thread->service == handle &&
+                                    of_thread->has_spare.load(std::memory_order_relaxed);
+                         }));
+    }
+
+    void give_back(RvRegistryEntry handle) {
+        const auto found = entries.find(handle);
+        if (found == entries.end() || handed_out(handle, found->second.references) == 0) {
+            return;
+        }
+        if (--found->second.references == 0 && !found->second.registered) {
+            entries.erase(found);
+        }
+    }
+
+    void has_changed() { registry_version.fetch_add(1, std::memory_order_release); }
 };
 
 /** Never destroyed: look-ups are allowed at any time, also while the process ends. */
 Registry &registry() {
     static Registry &instance = *new Registry;
     return instance;
+}
+
+/** Under the registry's mutex. */
+void forget_service(Registry &reg) {
+    answers.service_version = 0;
+    if (answers.has_spare.load(std::memory_order_relaxed)) {
+        answers.has_spare.store(false, std::memory_order_relaxed);
+        reg.give_back(answers.service);
+    }
+    answers.service = 0;
+}
+
+/** Makes a thread's answers known to the registry, and ends them before the thread does. */
+class AnswersOfThread {
+public:
+    /** Under the registry's mutex. @throws std::bad_alloc */
+    explicit AnswersOfThread(Registry &reg) { reg.answers_of_threads.push_back(&answers); }
+    AnswersOfThread(const AnswersOfThread &) = delete;
+    AnswersOfThread &operator=(const AnswersOfThread &) = delete;
+    ~AnswersOfThread() {
+        Registry &reg = registry();
+        {
+            const std::lock_guard lock(reg.mutex);
+            forget_service(reg);
+            std::erase(reg.answers_of_threads, &answers);
+        }
+        answers.property_version = 0;
+        keep_spare_value(nullptr);
+        _thread_ends = true;
+    }
+
+    /** Whether the calling thread may remember answers; under the registry's mutex. */
+    static bool may_remember(Registry &reg) {
+        if (_thread_ends) {
+            return false;
+        }
+        try {
+            thread_local AnswersOfThread of_thread(reg);
+            return true;
+        } catch (const std::bad_alloc &) {
+            return false;
+        }
+    }
+
+private:
+    static thread_local constinit bool _thread_ends;
+};
+
+thread_local constinit bool AnswersOfThread::_thread_ends = false;
+
+/** Under the registry's mutex; `service` may be null. */
+void remember_service(Registry &reg, const char *class_name, EntryWithHandle *service) {
+    forget_service(reg);
+    if (!AnswersOfThread::may_remember(reg) || !answers.class_name.remember(class_name)) {
+        return;
+    }
+    if (service != nullptr) {
+        ++service->second.references;
+        answers.service = service->first;
+        answers.has_spare.store(true, std::memory_order_relaxed);
+    }
+    answers.service_version = registry_version.load(std::memory_order_relaxed);
+}
+
+/** The handle that was asked for last time, if it still holds and can be had without the lock. */
+std::optional<RvRegistryEntry> remembered_service(const char *class_name) {
+    if (answers.service_version != registry_version.load(std::memory_order_acquire) ||
+        !(answers.class_name == class_name)) {
+        return std::nullopt;
+    }
+    if (answers.service != 0) {
+        if (!answers.has_spare.load(std::memory_order_relaxed)) {
+            return std::nullopt;
+        }
+        answers.has_spare.store(false, std::memory_order_relaxed);
+    }
+    return answers.service;
+}
+
+/** Makes the reference to the last service the thread's spare one again. */
+bool spare_taken_back(RvRegistryEntry entry) {
+    if (entry == 0 || answers.service != entry || answers.has_spare.load(std::memory_order_relaxed) ||
+        answers.service_version != registry_version.load(std::memory_order_acquire)) {
+        return false;
+    }
+    answers.has_spare.store(true, std::memory_order_relaxed);
+    return true;
+}
+
+/** Under the registry's mutex. Values free nothing that takes it. */
+void remember_property(Registry &reg, RvRegistryEntry entry, const char *key, TvRef value) {
+    answers.property_version = 0;
+    if (!AnswersOfThread::may_remember(reg) || !answers.key.remember(key)) {
+        return;
+    }
+    keep_spare_value(value);
+    answers.value = value;
+    answers.entry = entry;
+    answers.property_version = registry_version.load(std::memory_order_relaxed);
+}
+
+/** Owned; null when it was not asked for last time, or no longer holds. */
+TvRef remembered_property(RvRegistryEntry entry, const char *key) {
+    if (answers.property_version != registry_version.load(std::memory_order_acquire) || answers.entry != entry ||
+        !(answers.key == key)) {
+        return nullptr;
+    }
+    const TvRef spare = spare_value_taken(answers.value);
+    return spare != nullptr ? spare : TvRetain(answers.value);
+}
+
+// What follows is kept out of the operations, whose usual path is short without its registers.
+
+[[gnu::noinline]] RvRegistryEntry looked_up_service(const char *class_name) {
+    Registry &reg = registry();
+    const std::lock_guard lock(reg.mutex);
+    const auto same_class = reg.entries_of_class.find(std::string_view(class_name));
+    EntryWithHandle *const service = same_class == reg.entries_of_class.end() ? nullptr : same_class->second.front();
+    remember_service(reg, class_name, service);
+    if (service == nullptr) {
+        return 0;
+    }
+    ++service->second.references;
+    return service->first;
+}
+
+[[gnu::noinline]] TvRef looked_up_property(RvRegistryEntry entry, const char *key) {
+    Registry &reg = registry();
+    const std::lock_guard lock(reg.mutex);
+    const Entry *found = reg.registered(entry);
+    if (found == nullptr) {
+        return nullptr;
+    }
+    const auto property = found->properties.find(std::string_view(key));
+    if (property == found->properties.end()) {
+        return nullptr;
+    }
+    remember_property(reg, entry, key, property->second.get());
+    return TvRetain(property->second.get());
+}
+
+[[gnu::noinline]] void give_back(RvRegistryEntry entry) {
+    Registry &reg = registry();
+    const std::lock_guard lock(reg.mutex);
+    reg.give_back(entry);
 }
 
 template <typename Matches>
@@ -213,6 +427,7 @@ RvRegistryEntry add(RegistryEntryDescription description) {
     }
     EntryWithHandle &added = *reg.entries.emplace(handle, std::move(entry)).first;
     reg.entries_of_class[added.second.class_name].push_back(&added);
+    reg.has_changed();
     return handle;
 }
 
@@ -224,6 +439,7 @@ void set_property(RvRegistryEntry handle, const std::string &key, OwnedValue val
     if (entry == nullptr) {
         return;
     }
+    reg.has_changed();
     if (!value) {
         entry->properties.erase(key);
         return;
@@ -239,6 +455,7 @@ void remove(RvRegistryEntry handle) {
     if (entry == nullptr) {
         return;
     }
+    reg.has_changed();
     untie(reg, handle, *entry);
     removed = std::move(*entry);
     if (removed.references == 0) {
@@ -273,7 +490,7 @@ std::size_t reference_count(RvRegistryEntry handle) {
     Registry &reg = registry();
     const std::lock_guard lock(reg.mutex);
     const auto found = reg.entries.find(handle);
-    return found == reg.entries.end() ? 0 : found->second.references;
+    return found == reg.entries.end() ? 0 : reg.handed_out(handle, found->second.references);
 }
 
 std::size_t open_connection_count() {
@@ -298,15 +515,10 @@ RvRegistryEntry RvRegistryCopyServiceMatchingClass(const char *class_name) {
     if (host::copy_service_matching_class.strikes() || class_name == nullptr) {
         return 0;
     }
-    host::Registry &reg = registry();
-    const std::lock_guard lock(reg.mutex);
-    const auto same_class = reg.entries_of_class.find(std::string_view(class_name));
-    if (same_class == reg.entries_of_class.end()) {
-        return 0;
+    if (const auto remembered = host::remembered_service(class_name)) {
+        return *remembered;
     }
-    auto &[handle, entry] = *same_class->second.front();
-    ++entry.references;
-    return handle;
+    return host::looked_up_service(class_name);
 }
 
 RvRegistryEntry RvRegistryCopyServiceMatchingName(const char *name) {
@@ -357,25 +569,15 @@ TvRef RvRegistryEntryCopyProperty(RvRegistryEntry entry, const char *key) {
     if (host::copy_property.strikes() || key == nullptr) {
         return nullptr;
     }
-    host::Registry &reg = registry();
-    const std::lock_guard lock(reg.mutex);
-    const host::Entry *found = reg.registered(entry);
-    if (found == nullptr) {
-        return nullptr;
+    if (const TvRef remembered = host::remembered_property(entry, key)) {
+        return remembered;
     }
-    const auto property = found->properties.find(std::string_view(key));
-    return property == found->properties.end() ? nullptr : TvRetain(property->second.get());
+    return host::looked_up_property(entry, key);
 }
 
 void RvRegistryEntryRelease(RvRegistryEntry entry) {
-    host::Registry &reg = registry();
-    const std::lock_guard lock(reg.mutex);
-    const auto found = reg.entries.find(entry);
-    if (found == reg.entries.end() || found->second.references == 0) {
-        return;
-    }
-    if (--found->second.references == 0 && !found->second.registered) {
-        reg.entries.erase(found);
+    if (!host::spare_taken_back(entry)) {
+        host::give_back(entry);
     }
 }
 

@@ -48,21 +48,34 @@ std::optional<std::int64_t> measured_boot_time() {
     return boot;
 }
 
-} // namespace
+struct BootTime {
+    std::int64_t seconds;
+    std::int32_t microseconds;
+};
 
-bool RvKernelGetBootTime(int64_t *seconds, int32_t *microseconds) {
-    static const std::optional<std::int64_t> boot = measured_boot_time();
-    if (boot_time_fault.strikes() || !boot || seconds == nullptr || microseconds == nullptr) {
-        return false;
+/** Floored, so that the microseconds are not negative even for a clock set before the epoch. */
+std::optional<BootTime> boot_time() {
+    const std::optional<std::int64_t> boot = measured_boot_time();
+    if (!boot) {
+        return std::nullopt;
     }
-    // Floored, so that the microseconds are not negative even for a clock set before the epoch.
     std::int64_t whole = *boot / kNanosecondsPerSecond;
     std::int64_t rest = *boot % kNanosecondsPerSecond;
     if (rest < 0) {
         rest += kNanosecondsPerSecond;
         --whole;
     }
-    *seconds = whole;
-    *microseconds = static_cast<std::int32_t>(rest / kNanosecondsPerMicrosecond);
+    return BootTime{whole, static_cast<std::int32_t>(rest / kNanosecondsPerMicrosecond)};
+}
+
+} // namespace
+
+bool RvKernelGetBootTime(int64_t *seconds, int32_t *microseconds) {
+    static const std::optional<BootTime> boot = boot_time();
+    if (boot_time_fault.strikes() || !boot || seconds == nullptr || microseconds == nullptr) {
+        return false;
+    }
+    *seconds = boot->seconds;
+    *microseconds = boot->microseconds;
     return true;
 }

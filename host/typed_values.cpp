@@ -112,6 +112,9 @@ struct ByText {
     }
 };
 
+/** Up to so many entries are walked: a search compares the key that it finds twice, and keys are most of its work. */
+constexpr std::size_t kWalkedEntries = 4;
+
 struct DictionaryValue : TvValue {
     static constexpr Kind kKind = Kind::Dictionary;
     DictionaryValue() : TvValue(kKind) {}
@@ -149,6 +152,15 @@ T *make(std::size_t extra, Arguments... arguments) {
     live_value_count.fetch_add(1, std::memory_order_relaxed);
     return new (storage) T(arguments...);
 }
+
+/** Owns the value twice, once while the spare reference is handed out: the address must not become another value's. */
+struct SpareValue {
+    TvRef value = nullptr;
+    bool is_at_hand = false;
+};
+
+/** Found without a call, since the library is loaded with the program or the module. */
+[[gnu::tls_model("initial-exec")]] thread_local constinit SpareValue spare;
 
 /** Takes one reference back; a value that loses its last one is put on the list of the dead. */
 void drop(TvRef value, TvValue *&dead) {
@@ -191,6 +203,15 @@ void bury(TvValue *value, TvValue *&dead) {
     } else {
         // The structures of the other kinds have nothing to destroy.
         free_storage(value);
+    }
+}
+
+[[gnu::noinline]] void release_counted(TvRef value) {
+    TvValue *dead = nullptr;
+    drop(value, dead);
+    while (dead != nullptr) {
+        TvValue *next = std::exchange(dead, dead->next_dead);
+        bury(next, dead);
     }
 }
 
@@ -383,12 +404,11 @@ TvRef TvRetain(TvRef value) {
 }
 
 void TvRelease(TvRef value) {
-    TvValue *dead = nullptr;
-    drop(value, dead);
-    while (dead != nullptr) {
-        TvValue *next = std::exchange(dead, dead->next_dead);
-        bury(next, dead);
+    if (value != nullptr && value == spare.value && !spare.is_at_hand) {
+        spare.is_at_hand = true;
+        return;
     }
+    release_counted(value);
 }
 
 TvTypeID TvGetTypeID(TvRef value) { return value == nullptr ? 0 : static_cast<TvTypeID>(value->kind); }
@@ -569,8 +589,17 @@ TvRef TvDictionaryGetValue(TvDictionaryRef dictionary, const char *key) {
     if (value == nullptr || key == nullptr) {
         return nullptr;
     }
-    const auto found = value->entries.find(std::string_view(key));
-    return found == value->entries.end() ? nullptr : found->second;
+    const std::string_view wanted(key);
+    if (value->entries.size() > kWalkedEntries) {
+        const auto found = value->entries.find(wanted);
+        return found == value->entries.end() ? nullptr : found->second;
+    }
+    for (const auto &[name, held] : value->entries) {
+        if (name->view() == wanted) {
+            return held;
+        }
+    }
+    return nullptr;
 }
 
 // ---- beyond what the plug-in needs
@@ -578,6 +607,22 @@ TvRef TvDictionaryGetValue(TvDictionaryRef dictionary, const char *key) {
 namespace host {
 
 bool is_string_text(std::string_view text) { return is_valid(text, kTvStringEncodingUTF8); }
+
+void keep_spare_value(TvRef value) {
+    const SpareValue replaced = std::exchange(spare, SpareValue{TvRetain(TvRetain(value)), value != nullptr});
+    TvRelease(replaced.value);
+    if (replaced.is_at_hand) {
+        TvRelease(replaced.value);
+    }
+}
+
+TvRef spare_value_taken(TvRef value) {
+    if (value == nullptr || value != spare.value || !spare.is_at_hand) {
+        return nullptr;
+    }
+    spare.is_at_hand = false;
+    return value;
+}
 
 void for_each_entry(TvDictionaryRef dictionary, const std::function<void(std::string_view key, TvRef value)> &visit) {
     if (const auto *value = as<DictionaryValue>(dictionary)) {

@@ -5,20 +5,26 @@
 #include <gtest/gtest.h>
 
 #include "host/error.h"
+#include "host/typed_values.h"
+#include "platform/RvRegistry.h"
 
 namespace {
 
 using host::RegistryEntryDescription;
 using host::device_registry::add;
+using host::device_registry::reference_count;
 using host::device_registry::remove;
+using host::device_registry::set_property;
 using platform::OwnedEntry;
 
 constexpr std::uint64_t kId = 0xD0000001;
 
-RegistryEntryDescription described(std::uint64_t registry_id, const std::string &name) {
+RegistryEntryDescription described(std::uint64_t registry_id, const std::string &name,
+                                   const std::string &class_name = {}) {
     RegistryEntryDescription description;
     description.registry_id = registry_id;
     description.name = name;
+    description.class_name = class_name;
     return description;
 }
 
@@ -140,6 +146,134 @@ TEST(DeviceRegistry, NullInputWithASizeIsABadArgumentAndDoesNotReachTheDriver) {
 
     EXPECT_EQ(calls, 0);
     EXPECT_EQ(RvConnectionClose(connection), 0u);
+    remove(entry);
+}
+
+/** A number as a property; released once everything that refers to it is. */
+platform::OwnedValue number(std::int64_t value) { return platform::OwnedValue(TvNumberCreateSInt64(value)); }
+
+std::int64_t copied_number(RvRegistryEntry entry, const char *key) {
+    const platform::OwnedValue copy(RvRegistryEntryCopyProperty(entry, key));
+    std::int64_t value = -1;
+    TvNumberGetSInt64(copy.get(), &value);
+    return value;
+}
+
+TEST(DeviceRegistry, ClassAskedForAgainIsCountedUntilItIsGivenBack) {
+    const RvRegistryEntry entry = add(described(0x51, "asked", "AskedClass"));
+
+    const RvRegistryEntry first = RvRegistryCopyServiceMatchingClass("AskedClass");
+    const RvRegistryEntry second = RvRegistryCopyServiceMatchingClass("AskedClass");
+    EXPECT_EQ(reference_count(entry), 2U);
+    RvRegistryEntryRelease(first);
+    EXPECT_EQ(reference_count(entry), 1U);
+    RvRegistryEntryRelease(second);
+    EXPECT_EQ(reference_count(entry), 0U);
+    RvRegistryEntryRelease(second); // one too many
+    EXPECT_EQ(reference_count(entry), 0U);
+    EXPECT_EQ(RvRegistryCopyServiceMatchingClass("AskedClass"), entry);
+    EXPECT_EQ(reference_count(entry), 1U);
+
+    RvRegistryEntryRelease(entry);
+    remove(entry);
+}
+
+TEST(DeviceRegistry, ClassAskedForAgainFollowsWhatHasChangedSince) {
+    EXPECT_EQ(RvRegistryCopyServiceMatchingClass("ComesAndGoes"), 0U);
+    const RvRegistryEntry earlier = add(described(0x52, "earlier", "ComesAndGoes"));
+    EXPECT_EQ(RvRegistryCopyServiceMatchingClass("ComesAndGoes"), earlier);
+    RvRegistryEntryRelease(earlier);
+    remove(earlier);
+    EXPECT_EQ(RvRegistryCopyServiceMatchingClass("ComesAndGoes"), 0U);
+    const RvRegistryEntry later = add(described(0x52, "later", "ComesAndGoes"));
+    EXPECT_EQ(RvRegistryCopyServiceMatchingClass("ComesAndGoes"), later);
+
+    RvRegistryEntryRelease(later);
+    remove(later);
+}
+
+TEST(DeviceRegistry, ClassIsToldByItsWholeNameHoweverLong) {
+    const std::string shared(63, 'n');
+    const RvRegistryEntry one = add(described(0x53, "one", shared + "One"));
+    const RvRegistryEntry other = add(described(0x54, "other", shared + "Other"));
+
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_EQ(RvRegistryCopyServiceMatchingClass((shared + "One").c_str()), one);
+        EXPECT_EQ(RvRegistryCopyServiceMatchingClass((shared + "Other").c_str()), other);
+        EXPECT_EQ(RvRegistryCopyServiceMatchingClass(shared.c_str()), 0U);
+        RvRegistryEntryRelease(one);
+        RvRegistryEntryRelease(other);
+    }
+
+    EXPECT_EQ(reference_count(one), 0U);
+    EXPECT_EQ(reference_count(other), 0U);
+    remove(one);
+    remove(other);
+}
+
+TEST(DeviceRegistry, PropertyAskedForAgainFollowsWhatAnotherThreadSets) {
+    const RvRegistryEntry entry = add(described(0x55, "watched", "WatchedClass"));
+    for (std::int64_t value = 1; value <= 3; ++value) {
+        std::thread([&] { set_property(entry, "count", number(value)); }).join();
+
+        EXPECT_EQ(copied_number(entry, "count"), value);
+        EXPECT_EQ(copied_number(entry, "count"), value);
+    }
+    std::thread([&] { set_property(entry, "count", {}); }).join();
+    EXPECT_EQ(copied_number(entry, "count"), -1);
+
+    remove(entry);
+}
+
+TEST(DeviceRegistry, CopiedPropertyOutlivesItsEntryOnAnotherThread) {
+    const RvRegistryEntry entry = add(described(0x56, "short-lived", "ShortLivedClass"));
+    set_property(entry, "count", number(7));
+    copied_number(entry, "count"); // the thread that asks again is the one that has asked
+    TvRef copy = RvRegistryEntryCopyProperty(entry, "count");
+    remove(entry);
+    const RvRegistryEntry another = add(described(0x56, "another", "ShortLivedClass"));
+    set_property(another, "count", number(8));
+
+    EXPECT_EQ(copied_number(another, "count"), 8);
+    std::thread([&] {
+        std::int64_t value = 0;
+        EXPECT_TRUE(TvNumberGetSInt64(copy, &value));
+        EXPECT_EQ(value, 7);
+        TvRelease(copy);
+    }).join();
+
+    remove(another);
+}
+
+TEST(DeviceRegistry, ThreadThatEndsKeepsNoReferenceAndNoValue) {
+    const std::size_t values = host::live_values();
+    const RvRegistryEntry entry = add(described(0x57, "left", "LeftClass"));
+    set_property(entry, "count", number(9));
+
+    std::thread([&] {
+        for (int round = 0; round < 3; ++round) {
+            const platform::OwnedEntry service(RvRegistryCopyServiceMatchingClass("LeftClass"));
+            EXPECT_EQ(copied_number(service.get(), "count"), 9);
+        }
+    }).join();
+    EXPECT_EQ(reference_count(entry), 0U);
+    remove(entry);
+
+    EXPECT_EQ(host::live_values(), values);
+}
+
+TEST(DeviceRegistry, ReferenceGivenBackByAnotherThreadIsCountedOnce) {
+    const RvRegistryEntry entry = add(described(0x58, "passed", "PassedClass"));
+    RvRegistryEntryRelease(RvRegistryCopyServiceMatchingClass("PassedClass"));
+
+    const RvRegistryEntry passed = RvRegistryCopyServiceMatchingClass("PassedClass");
+    std::thread([&] { RvRegistryEntryRelease(passed); }).join();
+    EXPECT_EQ(reference_count(entry), 0U);
+    std::thread([&] { EXPECT_EQ(RvRegistryCopyServiceMatchingClass("PassedClass"), entry); }).join();
+    EXPECT_EQ(reference_count(entry), 1U);
+    RvRegistryEntryRelease(entry);
+    EXPECT_EQ(reference_count(entry), 0U);
+
     remove(entry);
 }
 
