@@ -15,14 +15,17 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 namespace decoder {
 
 /** The first byte in memory is the lowest of `word`. */
 inline char *put_word(char *out, std::uint64_t word) {
-    for (unsigned byte = 0; byte < 8; ++byte) {
-        out[byte] = static_cast<char>(word >> (8 * byte));
+    // Written out, since compilers make one store of eight statements, but a loop of a loop.
+    [&]<std::size_t... byte>(std::index_sequence<byte...>) {
+        ((out[byte] = static_cast<char>(word >> (8 * byte))), ...);
     }
+    (std::make_index_sequence<8>{});
     return out + 8;
 }
 
@@ -30,6 +33,7 @@ inline constexpr std::uint64_t kEightZeros = 0x3030303030303030;
 inline constexpr std::uint64_t kEightBlanks = 0x2020202020202020;
 inline constexpr std::uint32_t kTenToThe8 = 100'000'000;
 inline constexpr std::uint64_t kTenToThe10 = 10'000'000'000;
+inline constexpr std::uint64_t kTenToThe15 = 1'000'000'000'000'000;
 inline constexpr std::uint64_t kTenToThe16 = 10'000'000'000'000'000;
 
 /**
@@ -65,7 +69,7 @@ inline char *put_ten_places(char *out, std::uint64_t value) {
     std::uint64_t high = value / kTenToThe8;
     std::uint64_t digits = eight_digits(static_cast<std::uint32_t>(value % kTenToThe8));
     std::uint64_t from_first_digit = ~std::uint64_t{0} << leading_zero_bits(digits);
-    std::uint64_t shown = high != 0 ? ~std::uint64_t{0} : from_first_digit;
+    std::uint64_t shown = from_first_digit | (std::uint64_t{0} - static_cast<std::uint64_t>(high != 0));
     std::memcpy(out, kTwoPlaces[high].data(), 2);
     return put_word(out + 2, digits + kEightBlanks + ((kEightZeros - kEightBlanks) & shown));
 }
@@ -89,6 +93,18 @@ inline char *put_decimal(char *out, std::uint64_t value) {
         out = put_up_to_eight_digits(out, static_cast<std::uint32_t>(value / kTenToThe16));
         out = put_word(out, eight_digits(static_cast<std::uint32_t>(value % kTenToThe16 / kTenToThe8)) + kEightZeros);
     }
+    return put_word(out, eight_digits(static_cast<std::uint32_t>(value % kTenToThe8)) + kEightZeros);
+}
+
+/**
+ * The same, quicker for values of 16 digits, as times in microseconds since the epoch are: a predicted branch takes
+ * the digits out of what the place of everything behind them waits for.
+ */
+inline char *put_microseconds(char *out, std::uint64_t value) {
+    if (value < kTenToThe15 || value >= kTenToThe16) [[unlikely]] {
+        return put_decimal(out, value);
+    }
+    out = put_word(out, eight_digits(static_cast<std::uint32_t>(value / kTenToThe8)) + kEightZeros);
     return put_word(out, eight_digits(static_cast<std::uint32_t>(value % kTenToThe8)) + kEightZeros);
 }
 

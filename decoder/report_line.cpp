@@ -74,7 +74,7 @@ void put_trailer(text_stream &stream, const _QorProfileReport &report, const dev
     }
     if (clock.boot_time) {
         out = put(out, ", 'boot-timestamp':");
-        out = put_decimal(out, *clock.boot_time);
+        out = put_microseconds(out, *clock.boot_time);
     }
     out = put(out, "}");
     stream.commit(out);
