@@ -12,10 +12,10 @@
 #include "cli/output.h"
 #include "cli/record_folder.h"
 #include "cli/verbs.h"
-#include "host/analytics_store.h"
 #include "host/error.h"
 #include "host/log.h"
 #include "host/state_capture.h"
+#include "host/tallybook_store.h"
 
 namespace cli {
 namespace {

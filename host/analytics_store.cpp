@@ -1,13 +1,13 @@
 #include "host/analytics_store.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <cmath>
+#include <cstdio>
 #include <filesystem>
 #include <limits>
+#include <new>
 #include <optional>
-#include <span>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -18,6 +18,7 @@
 
 #include "host/error.h"
 #include "host/sqlite_database.h"
+#include "host/store_schema.h"
 #include "host/typed_values.h"
 
 namespace host {
@@ -25,167 +26,51 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/** "QORA": what marks an SQLite database as an analytics store. */
-constexpr std::int64_t kApplicationNumber = 0x514F5241;
-constexpr std::int64_t kSchemaVersion = 1;
-
 constexpr std::uint64_t kLargestCount = std::numeric_limits<std::int64_t>::max();
 
-struct Table {
-    const char *name;
-    const char *sql; ///< as the database keeps it, character by character
-};
-
-constexpr std::array<Table, 2> kTables = {{
-    {"distribution", "CREATE TABLE distribution (key TEXT NOT NULL, value REAL NOT NULL, "
-                     "count INTEGER NOT NULL CHECK (count > 0), PRIMARY KEY (key, value)) STRICT, WITHOUT ROWID"},
-    {"scalar", "CREATE TABLE scalar (key TEXT NOT NULL PRIMARY KEY, value INTEGER NOT NULL) STRICT, WITHOUT ROWID"},
-}};
-
-// ---- SQL
-
-constexpr const char *kClearScalar = "DELETE FROM scalar WHERE key = ?";
-constexpr const char *kSetScalar =
-    "INSERT INTO scalar VALUES (?, ?) ON CONFLICT (key) DO UPDATE SET value = excluded.value";
-// The database's own addition would leave the integers where it should wrap.
-constexpr const char *kAddToScalar =
-    "INSERT INTO scalar VALUES (?, ?) ON CONFLICT (key) DO UPDATE SET value = wrapping_sum(value, excluded.value)";
-constexpr const char *kEmptyDistribution = "DELETE FROM distribution WHERE key = ?";
-// Stops at the largest count instead of overflowing.
-constexpr const char *kPush = "INSERT INTO distribution VALUES (?, ?, ?) ON CONFLICT (key, value) DO UPDATE "
-                              "SET count = min(count, 9223372036854775807 - excluded.count) + excluded.count";
-
-/** The SQL function `wrapping_sum(a, b)`. */
-void wrapping_sum_function(sqlite3_context *context, int, sqlite3_value **arguments) {
-    sqlite3_result_int64(context, wrapping_sum(sqlite3_value_int64(arguments[0]), sqlite3_value_int64(arguments[1])));
-}
-
-void add_functions(Database &database) {
-    constexpr int kFlags = SQLITE_UTF8 | SQLITE_DETERMINISTIC | SQLITE_DIRECTONLY;
-    if (const int result = sqlite3_create_function(database.handle(), "wrapping_sum", 2, kFlags, nullptr,
-                                                   wrapping_sum_function, nullptr, nullptr)) {
-        database.fail(result);
-    }
-}
-
-void create_schema(Database &database) {
-    for (const Table &table : kTables) {
-        database.execute(table.sql);
-    }
-    database.execute(("PRAGMA application_id = " + std::to_string(kApplicationNumber)).c_str());
-    database.execute(("PRAGMA user_version = " + std::to_string(kSchemaVersion)).c_str());
-}
-
-// ---- telling a store from other files
-
-[[noreturn]] void refuse_foreign(const std::string &name) { throw Error(name, "", "is not an analytics store"); }
-
-[[noreturn]] void refuse_damaged(const std::string &name, const std::string &how) {
-    throw Error(name, "", "is damaged: " + how);
+std::uint64_t sum_of_counts(std::uint64_t a, std::uint64_t b) {
+    const std::uint64_t added = std::min(b, kLargestCount);
+    return std::min(a, kLargestCount - added) + added;
 }
 
 [[noreturn]] void fail(const std::string &name, int error) {
     throw Error(name, "", std::generic_category().message(error));
 }
 
-/**
- * Looks at the file before the database library does, which would act on what a database that is not ours left
- * unfinished.
- */
-void require_mark(const std::string &name, const std::string &file) {
-    constexpr std::string_view kMagic("SQLite format 3\0", 16);
-    constexpr std::size_t kApplicationNumberOffset = 68;
-    constexpr std::size_t kHeaderSize = 100;
-
-    const int descriptor = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor == -1) {
-        fail(name, errno);
-    }
-    std::array<unsigned char, kHeaderSize> header{};
-    const ssize_t size = ::pread(descriptor, header.data(), header.size(), 0);
-    const int error = errno;
-    ::close(descriptor);
-    if (size == -1) {
-        fail(name, error);
-    }
-    std::int64_t number = 0;
-    for (std::size_t i = 0; i < 4; ++i) {
-        number = number << 8 | header[kApplicationNumberOffset + i];
-    }
-    if (size != kHeaderSize || !std::equal(kMagic.begin(), kMagic.end(), header.begin()) ||
-        number != kApplicationNumber) {
-        refuse_foreign(name);
-    }
-}
-
-void require_version(Database &database) {
-    if (database.number("PRAGMA application_id") != kApplicationNumber) {
-        refuse_foreign(database.name());
-    }
-    const std::int64_t version = database.number("PRAGMA user_version");
-    if (version > kSchemaVersion) {
-        throw Error(database.name(), "",
-                    "is an analytics store of version " + std::to_string(version) +
-                        ", newer than this program, which knows version " + std::to_string(kSchemaVersion));
-    }
-    if (version < kSchemaVersion) {
-        refuse_damaged(database.name(), "it has no version");
-    }
-}
-
-/** Exactly the store's tables and nothing else: no index, view or trigger with effects of its own. */
-void require_tables(Database &database) {
-    Statement statement(database, "SELECT name, sql FROM sqlite_schema ORDER BY name");
-    std::size_t found = 0;
-    for (; statement.next(); ++found) {
-        if (found == kTables.size() || statement.text(0) != kTables[found].name ||
-            statement.text(1) != kTables[found].sql) {
-            refuse_damaged(database.name(), "it does not hold exactly the tables of an analytics store");
-        }
-    }
-    if (found != kTables.size()) {
-        refuse_damaged(database.name(), "it does not hold exactly the tables of an analytics store");
-    }
-}
-
-void require_soundness(Database &database) {
-    Statement statement(database, "PRAGMA integrity_check(1)");
-    if (!statement.next() || statement.text(0) != "ok") {
-        refuse_damaged(database.name(), std::string(statement.text(0)));
-    }
-}
-
 // ---- reading
 
+/** The name of the row's key, in its first column. */
 std::string key_in(Database &database, const Statement &row) {
     if (row.type(0) != Statement::Type::kText || !is_string_text(row.text(0))) {
-        refuse_damaged(database.name(), "a key is no text");
+        refuse_damaged_store(database.name(), "a key has no name or one that is no text");
     }
     return std::string(row.text(0));
 }
 
 void read_scalars(Database &database, StoreContents &contents) {
-    Statement row(database, "SELECT key, value FROM scalar ORDER BY key");
+    Statement row(database, "SELECT name, value FROM scalar LEFT JOIN key ON key.id = scalar.key");
     while (row.next()) {
         std::string key = key_in(database, row);
         if (row.type(1) != Statement::Type::kInteger) {
-            refuse_damaged(database.name(), "the scalar " + in_quotes(key) + " is no integer");
+            refuse_damaged_store(database.name(), "the scalar " + in_quotes(key) + " is no integer");
         }
         contents.scalars.insert_or_assign(std::move(key), row.integer(1));
     }
 }
 
 void read_distributions(Database &database, StoreContents &contents) {
-    Statement row(database, "SELECT key, value, count FROM distribution ORDER BY key, value");
+    Statement row(database, "SELECT name, value, count FROM distribution LEFT JOIN key ON key.id = distribution.key");
     while (row.next()) {
         std::string key = key_in(database, row);
         const bool is_sound =
             row.type(1) == Statement::Type::kReal && row.type(2) == Statement::Type::kInteger && row.integer(2) > 0;
         if (!is_sound) {
-            refuse_damaged(database.name(), "the distribution " + in_quotes(key) + " has a value without a count");
+            refuse_damaged_store(database.name(),
+                                 "the distribution " + in_quotes(key) + " has a value without a count");
         }
         // Adding 0 makes a 0 of a -0, which only a foreign hand can have put there.
-        contents.distributions[std::move(key)][row.real(1) + 0.0] += static_cast<std::uint64_t>(row.integer(2));
+        std::uint64_t &count = contents.distributions[std::move(key)][row.real(1) + 0.0];
+        count = sum_of_counts(count, static_cast<std::uint64_t>(row.integer(2)));
     }
 }
 
@@ -194,10 +79,9 @@ enum class Checks { kSchema, kEveryPage };
 /** One moment of a store. */
 StoreContents contents_of(Database &database, Checks checks) {
     const ReadTransaction one_moment(database);
-    require_version(database);
-    require_tables(database);
+    require_store_schema(database);
     if (checks == Checks::kEveryPage) {
-        require_soundness(database);
+        require_sound_pages(database);
     }
     StoreContents contents;
     read_scalars(database, contents);
@@ -244,7 +128,7 @@ std::optional<StoreContents> contents_at_rest(const std::string &name, const std
         Database database(name, file, Database::Access::kReadAtRest);
         // The database library would take the missing end of the last page for zeros.
         if (database.number("PRAGMA page_count") * database.number("PRAGMA page_size") > before.size) {
-            refuse_damaged(name, "its end is missing");
+            refuse_damaged_store(name, "its end is missing");
         }
         StoreContents contents = contents_of(database, Checks::kEveryPage);
         return is_at_rest() ? std::optional(std::move(contents)) : std::nullopt;
@@ -256,6 +140,7 @@ std::optional<StoreContents> contents_at_rest(const std::string &name, const std
     }
 }
 
+/** The file behind a name, links followed; the database library wants it absolute and without surprises. */
 std::string real_path(const std::string &name) {
     std::error_code error;
     const fs::path path = fs::canonical(name, error);
@@ -265,35 +150,145 @@ std::string real_path(const std::string &name) {
     return path.string();
 }
 
-// ---- writing
+// ---- changing
 
-Database made_in_memory() {
-    Database database(kStoreInMemory, "", Database::Access::kMemory);
-    create_schema(database);
+/** The SQL function `wrapping_sum(a, b)`: the database's own addition leaves the integers where it should wrap. */
+void wrapping_sum_function(sqlite3_context *context, int, sqlite3_value **arguments) {
+    sqlite3_result_int64(context, wrapping_sum(sqlite3_value_int64(arguments[0]), sqlite3_value_int64(arguments[1])));
+}
+
+/** Outlived by the database. */
+Database &with_functions(Database &database) {
+    constexpr int kFlags = SQLITE_UTF8 | SQLITE_DETERMINISTIC | SQLITE_DIRECTONLY;
+    if (const int result = sqlite3_create_function(database.handle(), "wrapping_sum", 2, kFlags, nullptr,
+                                                   wrapping_sum_function, nullptr, nullptr)) {
+        database.fail(result);
+    }
     return database;
 }
 
-/** Inserts everything into a database that holds nothing yet. */
-void insert(Database &database, const StoreContents &contents) {
-    Transaction transaction(database);
-    Statement scalar(database, "INSERT INTO scalar VALUES (?, ?)");
-    for (const auto &[key, value] : contents.scalars) {
-        scalar.with(std::string_view(key), value).run();
-    }
-    Statement counted_value(database, "INSERT INTO distribution VALUES (?, ?, ?)");
-    for (const auto &[key, distribution] : contents.distributions) {
-        for (const auto &[value, count] : distribution) {
-            counted_value.with(std::string_view(key), value, static_cast<std::int64_t>(std::min(count, kLargestCount)))
-                .run();
+/** The statements that change a store, run inside a transaction of the caller's. */
+class Writer {
+public:
+    explicit Writer(Database &database) : _database(with_functions(database)) {}
+
+    void write(std::string_view key, const ScalarChange &change) {
+        switch (change.kind) {
+        case ScalarChange::kNone:
+            break;
+        case ScalarChange::kClear:
+            _clear_scalar.with(number_of(key)).run();
+            break;
+        case ScalarChange::kSet:
+            _set_scalar.with(number_of(key), change.value).run();
+            break;
+        case ScalarChange::kAdd:
+            _add_to_scalar.with(number_of(key), change.value).run();
+            break;
         }
     }
-    transaction.commit();
+
+    void write(std::string_view key, const DistributionChange &change) {
+        if (change.is_none()) {
+            return;
+        }
+        const std::int64_t number = number_of(key);
+        if (change.is_emptied_first) {
+            _empty_distribution.with(number).run();
+        }
+        for (const auto &[value, count] : change.pushed) {
+            _push.with(number, value, static_cast<std::int64_t>(std::min(count, kLargestCount))).run();
+        }
+    }
+
+private:
+    /** The number that stands for a key; a new one when it has none yet. */
+    std::int64_t number_of(std::string_view key) {
+        std::optional<std::int64_t> number = known_number_of(key);
+        if (!number) {
+            _add_key.with(key).run();
+            number = known_number_of(key);
+        }
+        return number.value();
+    }
+
+    std::optional<std::int64_t> known_number_of(std::string_view key) {
+        const bool is_known = _find_key.with(key).next();
+        const auto number = is_known ? std::optional(_find_key.integer(0)) : std::nullopt;
+        _find_key.reset();
+        return number;
+    }
+
+    Database &_database;
+    Statement _find_key{_database, "SELECT id FROM key WHERE name = ?"};
+    Statement _add_key{_database, "INSERT INTO key (name) VALUES (?)"};
+    Statement _clear_scalar{_database, "DELETE FROM scalar WHERE key = ?"};
+    Statement _set_scalar{_database, "INSERT INTO scalar VALUES (?, ?) "
+                                     "ON CONFLICT (key) DO UPDATE SET value = excluded.value"};
+    Statement _add_to_scalar{_database, "INSERT INTO scalar VALUES (?, ?) "
+                                        "ON CONFLICT (key) DO UPDATE SET value = wrapping_sum(value, excluded.value)"};
+    Statement _empty_distribution{_database, "DELETE FROM distribution WHERE key = ?"};
+    // Stops at the largest count instead of overflowing.
+    Statement _push{_database, "INSERT INTO distribution VALUES (?, ?, ?) ON CONFLICT (key, value) DO UPDATE "
+                               "SET count = min(count, 9223372036854775807 - excluded.count) + excluded.count"};
+};
+
+// ---- changing contents in memory
+
+void apply(std::map<std::string, std::int64_t> &scalars, const std::string &key, const ScalarChange &change) {
+    switch (change.kind) {
+    case ScalarChange::kNone:
+        break;
+    case ScalarChange::kClear:
+        scalars.erase(key);
+        break;
+    case ScalarChange::kSet:
+        scalars[key] = change.value;
+        break;
+    case ScalarChange::kAdd: {
+        std::int64_t &scalar = scalars[key];
+        scalar = wrapping_sum(scalar, change.value);
+        break;
+    }
+    }
 }
+
+void apply(std::map<std::string, Distribution> &distributions, const std::string &key,
+           const DistributionChange &change) {
+    if (change.is_emptied_first) {
+        distributions.erase(key);
+    }
+    if (change.pushed.empty()) {
+        return;
+    }
+    Distribution &distribution = distributions[key];
+    for (const auto &[value, count] : change.pushed) {
+        std::uint64_t &total = distribution[value];
+        total = sum_of_counts(total, count);
+    }
+}
+
+// ---- new files
 
 /** The bytes of a store file with these contents. */
 std::string image_of(const StoreContents &contents) {
-    Database database = made_in_memory();
-    insert(database, contents);
+    Database database("", "", Database::Access::kMemory);
+    create_store_schema(database);
+    {
+        Transaction transaction(database);
+        Writer writer(database);
+        for (const auto &[key, value] : contents.scalars) {
+            writer.write(key, ScalarChange{ScalarChange::kSet, value});
+        }
+        for (const auto &[key, distribution] : contents.distributions) {
+            DistributionChange change;
+            for (const auto &[value, count] : distribution) {
+                change.pushed.add(value, count);
+            }
+            writer.write(key, change);
+        }
+        transaction.commit();
+    }
 
     sqlite3_int64 size = 0;
     const std::unique_ptr<unsigned char, void (*)(void *)> bytes(sqlite3_serialize(database.handle(), "main", &size, 0),
@@ -310,13 +305,13 @@ std::string image_of(const StoreContents &contents) {
 /** A new file beside the one that is wanted, gone with the object. */
 class PartialFile {
 public:
-    PartialFile(std::string name, const std::string &wanted) : _name(std::move(name)), _wanted(wanted) {
+    explicit PartialFile(const std::string &wanted) : _wanted(wanted) {
         // Leftovers of a process that was killed may bear this process's number.
         for (int attempt = 0; _descriptor == -1; ++attempt) {
             _path = _wanted + ".partial-" + std::to_string(::getpid()) + "-" + std::to_string(attempt);
             _descriptor = ::open(_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
             if (_descriptor == -1 && errno != EEXIST) {
-                fail(_name, errno);
+                fail(_wanted, errno);
             }
         }
     }
@@ -331,12 +326,12 @@ public:
         while (!bytes.empty()) {
             const ssize_t written = ::write(_descriptor, bytes.data(), bytes.size());
             if (written == -1 && errno != EINTR) {
-                fail(_name, errno);
+                fail(_wanted, errno);
             }
             bytes.remove_prefix(written == -1 ? 0 : static_cast<std::size_t>(written));
         }
         if (::fsync(_descriptor) == -1) {
-            fail(_name, errno);
+            fail(_wanted, errno);
         }
     }
 
@@ -346,13 +341,12 @@ public:
             return true;
         }
         if (errno != EEXIST) {
-            fail(_name, errno);
+            fail(_wanted, errno);
         }
         return false;
     }
 
 private:
-    std::string _name;
     std::string _wanted;
     std::string _path;
     int _descriptor = -1;
@@ -360,7 +354,7 @@ private:
 
 bool write_new_file(const std::string &path, const StoreContents &contents) {
     const std::string image = image_of(contents);
-    PartialFile file(path, path);
+    PartialFile file(path);
     file.write(image);
     return file.take_the_wanted_name();
 }
@@ -370,7 +364,10 @@ bool is_missing(const std::string &path) {
     return ::lstat(path.c_str(), &status) == -1 && errno == ENOENT;
 }
 
-Database opened_file(const std::string &path) {
+Database opened(const std::string &path) {
+    if (path.empty()) {
+        throw Error("", "", "the name of the analytics store is empty");
+    }
     if (is_missing(path)) {
         // When another host is quicker, its file will do.
         write_new_file(path, {});
@@ -384,18 +381,8 @@ Database opened_file(const std::string &path) {
     database.execute("PRAGMA synchronous = NORMAL");
     {
         const Transaction shows_that_it_can_be_written(database);
-        require_version(database);
-        require_tables(database);
+        require_store_schema(database);
     }
-    return database;
-}
-
-Database opened(const std::string &path) {
-    if (path.empty()) {
-        throw Error("", "", "the name of the analytics store is empty");
-    }
-    Database database = path == kStoreInMemory ? made_in_memory() : opened_file(path);
-    add_functions(database);
     return database;
 }
 
@@ -409,15 +396,22 @@ void merge_into(StoreContents &sum, const StoreContents &more) {
     for (const auto &[key, distribution] : more.distributions) {
         for (const auto &[value, count] : distribution) {
             std::uint64_t &total = sum.distributions[key][value];
-            total = std::min(total, kLargestCount - std::min(count, kLargestCount)) + std::min(count, kLargestCount);
+            total = sum_of_counts(total, count);
         }
     }
+}
+
+void apply(StoreContents &contents, const StoreChanges &changes) {
+    changes.for_each([&](const std::string &key, const StoreChanges::OfKey &of_key) {
+        apply(contents.scalars, key, of_key.scalar);
+        apply(contents.distributions, key, of_key.distribution);
+    });
 }
 
 StoreContents read_analytics_store(const std::string &path) {
     const std::string file = real_path(path);
     state_of(path, file);
-    require_mark(path, file);
+    require_store_mark(path, file);
     if (std::optional<StoreContents> contents = contents_at_rest(path, file)) {
         return *std::move(contents);
     }
@@ -436,37 +430,8 @@ void write_new_analytics_store(const std::string &path, const StoreContents &con
 struct AnalyticsStore::Connection {
     explicit Connection(const std::string &path) : database(opened(path)) {}
 
-    void apply(const std::string &key, const ScalarChange &change) {
-        switch (change.kind) {
-        case ScalarChange::kNone:
-            break;
-        case ScalarChange::kClear:
-            clear_scalar.with(std::string_view(key)).run();
-            break;
-        case ScalarChange::kSet:
-            set_scalar.with(std::string_view(key), change.value).run();
-            break;
-        case ScalarChange::kAdd:
-            add_to_scalar.with(std::string_view(key), change.value).run();
-            break;
-        }
-    }
-
-    void apply(const std::string &key, const DistributionChange &change) {
-        if (change.is_emptied_first) {
-            empty_distribution.with(std::string_view(key)).run();
-        }
-        for (const auto &[value, count] : change.pushed) {
-            push.with(std::string_view(key), value, static_cast<std::int64_t>(count)).run();
-        }
-    }
-
     Database database;
-    Statement clear_scalar{database, kClearScalar};
-    Statement set_scalar{database, kSetScalar};
-    Statement add_to_scalar{database, kAddToScalar};
-    Statement empty_distribution{database, kEmptyDistribution};
-    Statement push{database, kPush};
+    Writer writer{database};
 };
 
 AnalyticsStore::AnalyticsStore(const std::string &path) : _connection(std::make_unique<Connection>(path)) {}
@@ -482,8 +447,8 @@ void AnalyticsStore::apply(const StoreChanges &changes) {
     }
     Transaction transaction(database);
     changes.for_each([&](const std::string &key, const StoreChanges::OfKey &of_key) {
-        _connection->apply(key, of_key.scalar);
-        _connection->apply(key, of_key.distribution);
+        _connection->writer.write(key, of_key.scalar);
+        _connection->writer.write(key, of_key.distribution);
     });
     transaction.commit();
 }

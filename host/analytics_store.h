@@ -30,6 +30,9 @@ struct StoreContents {
 /** Adds two stores up: scalars wrap at 64 bits, counts stop at 2^63 - 1. */
 void merge_into(StoreContents &sum, const StoreContents &more);
 
+/** What changes make of a store. */
+void apply(StoreContents &contents, const StoreChanges &changes);
+
 /**
  * What a store file holds, read at one moment while hosts may write to it. Creates and changes nothing.
  * @throws Error when there is no such file; when it is no store, one of a newer version or a damaged one; and when
@@ -43,9 +46,6 @@ StoreContents read_analytics_store(const std::string &path);
  */
 void write_new_analytics_store(const std::string &path, const StoreContents &contents);
 
-/** The name of a store in memory, in place of a path. */
-inline constexpr const char *kStoreInMemory = ":memory:";
-
 /**
  * An open store, which other hosts may have open, too. One thread at a time.
  *
@@ -57,7 +57,6 @@ class AnalyticsStore {
 public:
     /**
      * Opens a store, and makes it first when there is no file.
-     * @param path  a file, or `kStoreInMemory`.
      * @throws Error as `read_analytics_store`, and for a file that cannot be written to.
      */
     explicit AnalyticsStore(const std::string &path);

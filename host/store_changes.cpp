@@ -32,19 +32,27 @@ void DistributionChange::then(const DistributionChange &later) {
         return;
     }
     for (const auto &[value, count] : later.pushed) {
-        pushed[value] += count;
+        pushed.add(value, count);
     }
 }
 
+/** Keys whose storage is kept; those of one plug-in are fewer. */
+constexpr std::size_t kMostKeysKept = 1000;
+
 StoreChanges::OfKey &StoreChanges::of(std::string_view key) {
-    if (_last == nullptr || _last->first != key) {
-        auto found = _keys.find(key);
-        if (found == _keys.end()) {
-            found = _keys.emplace(key, OfKey{}).first;
-        }
-        _last = &*found;
+    if (_last < _changed.size() && _changed[_last]->first == key) {
+        return _changed[_last]->second;
     }
-    return _last->second;
+    auto found = _keys.find(key);
+    if (found == _keys.end()) {
+        found = _keys.emplace(key, OfKey{}).first;
+    }
+    if (found->second.place == kNotListed) {
+        _changed.push_back(&*found);
+        found->second.place = _changed.size() - 1;
+    }
+    _last = found->second.place;
+    return found->second;
 }
 
 void StoreChanges::clear_scalar(std::string_view key) {
@@ -69,14 +77,13 @@ void StoreChanges::clear_distribution(std::string_view key) {
 
 void StoreChanges::set_distribution(std::string_view key, double value) {
     DistributionChange &distribution = of(key).distribution;
-    std::unordered_map<double, std::uint64_t> only{{value, 1}};
-    distribution.pushed.swap(only);
-    distribution.is_emptied_first = true;
+    distribution.empty();
+    distribution.pushed.add(value, 1);
     ++_operations;
 }
 
 void StoreChanges::push(std::string_view key, double value) {
-    ++of(key).distribution.pushed[value];
+    of(key).distribution.pushed.add(value, 1);
     ++_operations;
 }
 
@@ -90,19 +97,23 @@ void StoreChanges::append(const StoreChanges &later) {
 }
 
 void StoreChanges::forget() {
-    for (auto &[key, changes] : _keys) {
-        changes.scalar = {};
-        changes.distribution.is_emptied_first = false;
-        changes.distribution.pushed.clear();
+    for (Keys::value_type *changed : _changed) {
+        OfKey &of_key = changed->second;
+        of_key.scalar = {};
+        of_key.distribution.is_emptied_first = false;
+        of_key.distribution.pushed.clear();
+        of_key.place = kNotListed;
     }
+    _changed.clear();
     _operations = 0;
+    if (_keys.size() > kMostKeysKept) {
+        _keys.clear();
+    }
 }
 
 void StoreChanges::for_each(const std::function<void(const std::string &key, const OfKey &changes)> &visit) const {
-    for (const auto &[key, changes] : _keys) {
-        if (changes.scalar.kind != ScalarChange::kNone || !changes.distribution.is_none()) {
-            visit(key, changes);
-        }
+    for (const Keys::value_type *changed : _changed) {
+        visit(changed->first, changed->second);
     }
 }
 

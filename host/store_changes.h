@@ -8,6 +8,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "host/value_counts.h"
+
 namespace host {
 
 /** What happened to a scalar, whatever it was before. */
@@ -23,7 +25,7 @@ struct ScalarChange {
 /** What happened to a distribution, whatever it was before. */
 struct DistributionChange {
     bool is_emptied_first = false;
-    std::unordered_map<double, std::uint64_t> pushed; ///< how often each value was put in since
+    ValueCounts pushed; ///< how often each value was put in since
 
     bool is_none() const { return !is_emptied_first && pushed.empty(); }
     void empty();
@@ -37,9 +39,12 @@ struct DistributionChange {
  */
 class StoreChanges {
 public:
+    static constexpr std::size_t kNotListed = static_cast<std::size_t>(-1);
+
     struct OfKey {
         ScalarChange scalar;
         DistributionChange distribution;
+        std::size_t place = kNotListed; ///< among the keys that may have changes
     };
 
     StoreChanges() = default;
@@ -65,7 +70,7 @@ public:
     /** Back to no changes; storage for the keys seen is kept, so that they cost no allocation next time. */
     void forget();
 
-    /** Visits the changes of each key that has some, in no particular order. */
+    /** Visits the changes of each key, in the order of their first ones. */
     void for_each(const std::function<void(const std::string &key, const OfKey &changes)> &visit) const;
 
 private:
@@ -78,7 +83,8 @@ private:
     OfKey &of(std::string_view key);
 
     Keys _keys;
-    Keys::value_type *_last = nullptr; ///< the key of the call before: operations on one key come in a row
+    std::vector<Keys::value_type *> _changed;
+    std::size_t _last = 0; ///< which of them the call before was for: operations on one key come in a row
     std::uint64_t _operations = 0;
 };
 

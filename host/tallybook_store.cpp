@@ -16,12 +16,87 @@ namespace {
 
 void print(const Error &failure) { std::fprintf(stderr, "analytics store: %s\n", failure.what()); }
 
-struct Store {
+/** The process's store, under its lock. */
+class Store {
+public:
     std::mutex mutex;
-    std::unique_ptr<AnalyticsStore> open = std::make_unique<AnalyticsStore>(kStoreInMemory);
-    StoreChanges waiting;     ///< what could not be written yet
-    std::string last_failure; ///< reported; empty when the last write was fine
+
+    void use(std::unique_ptr<AnalyticsStore> file) {
+        _file = std::move(file);
+        _in_memory = {};
+    }
+
+    StoreContents contents() { return _file != nullptr ? _file->contents() : _in_memory; }
+
+    void clear() {
+        forget_waiting();
+        _in_memory = {};
+        if (_file != nullptr) {
+            _file->clear();
+        }
+    }
+
+    /** Applies changes, together with those that wait and after them, or leaves them all waiting. */
+    void write(const StoreChanges &changes) {
+        const bool none_waited = _waiting.is_empty();
+        try {
+            if (!none_waited) {
+                _waiting.append(changes);
+            }
+            apply_or_throw(none_waited ? changes : _waiting);
+            forget_waiting();
+        } catch (const Error &failure) {
+            if (none_waited) {
+                _waiting.append(changes);
+            }
+            tell(failure);
+        }
+    }
+
+    /** The end of the store: the last try. @throws Error saying how many operations are lost, if some are. */
+    void close() {
+        const std::unique_ptr<AnalyticsStore> closing = std::move(_file);
+        const StoreChanges last = std::exchange(_waiting, {});
+        _in_memory = {};
+        _told.clear();
+        try {
+            if (!last.is_empty()) {
+                closing->apply(last);
+            }
+        } catch (const Error &failure) {
+            throw Error(failure.file(), failure.place(),
+                        failure.reason() + "; analytics operations lost: " + std::to_string(last.operations()));
+        }
+    }
+
     std::function<void(const Error &)> report = print;
+
+private:
+    void apply_or_throw(const StoreChanges &changes) {
+        if (_file != nullptr) {
+            _file->apply(changes);
+        } else {
+            apply(_in_memory, changes);
+        }
+    }
+
+    void forget_waiting() {
+        _waiting.forget();
+        _told.clear();
+    }
+
+    void tell(const Error &failure) {
+        if (_told != failure.what()) {
+            _told = failure.what();
+            report(Error(failure.file(), failure.place(),
+                         failure.reason() + "; analytics are kept and written when that is possible"));
+        }
+    }
+
+    std::unique_ptr<AnalyticsStore> _file; ///< null: the store is in memory
+    StoreContents _in_memory;
+    StoreChanges _waiting; ///< what could not be written yet
+    std::string _told;     ///< the failure that was reported last; empty when the last write was fine
 };
 
 /** Never destroyed: a plug-in may still publish while the process exits. */
@@ -39,41 +114,11 @@ StoreChanges &gathered_on_this_thread() {
     return changes;
 }
 
-void write_waiting(Store &all) {
-    all.open->apply(all.waiting);
-    all.waiting.forget();
-    all.last_failure.clear();
-}
-
-void note_failure(Store &all, const Error &failure) {
-    if (all.last_failure != failure.what()) {
-        all.last_failure = failure.what();
-        all.report(Error(failure.file(), failure.place(), failure.reason() + "; operations wait to be written"));
-    }
-}
-
-/** Writes changes, after those that wait and together with them, or leaves them all waiting. */
+/** Without memory for what waits, the changes are gone; nothing else can be done about them then. */
 void write(const StoreChanges &changes) {
-    if (changes.is_empty()) {
-        return;
-    }
-    Store &all = store();
-    const std::lock_guard lock(all.mutex);
-    try {
-        if (all.waiting.is_empty()) {
-            all.open->apply(changes);
-            return;
-        }
-    } catch (const Error &failure) {
-        all.waiting.append(changes);
-        note_failure(all, failure);
-        return;
-    }
-    all.waiting.append(changes);
-    try {
-        write_waiting(all);
-    } catch (const Error &failure) {
-        note_failure(all, failure);
+    if (!changes.is_empty()) {
+        const std::lock_guard lock(store().mutex);
+        store().write(changes);
     }
 }
 
@@ -108,42 +153,28 @@ FaultPoint distribution_push_fault("TallybookDistributionPush");
 } // namespace
 
 void open_store(const std::string &path) {
-    auto opened = std::make_unique<AnalyticsStore>(path);
+    std::unique_ptr<AnalyticsStore> file;
+    if (path != kStoreInMemory) {
+        file = std::make_unique<AnalyticsStore>(path);
+    }
     close_store();
     const std::lock_guard lock(store().mutex);
-    store().open = std::move(opened);
+    store().use(std::move(file));
 }
 
 void close_store() {
-    Store &all = store();
-    auto in_memory = std::make_unique<AnalyticsStore>(kStoreInMemory);
-    const std::lock_guard lock(all.mutex);
-    std::optional<Error> failure;
-    try {
-        if (!all.waiting.is_empty()) {
-            write_waiting(all);
-        }
-    } catch (const Error &last) {
-        failure.emplace(last.file(), last.place(),
-                        last.reason() + "; " + std::to_string(all.waiting.operations()) + " operations are lost");
-        all.waiting.forget();
-        all.last_failure.clear();
-    }
-    all.open = std::move(in_memory);
-    if (failure) {
-        throw *failure;
-    }
+    const std::lock_guard lock(store().mutex);
+    store().close();
 }
 
 StoreContents store_contents() {
     const std::lock_guard lock(store().mutex);
-    return store().open->contents();
+    return store().contents();
 }
 
 void clear_store() {
     const std::lock_guard lock(store().mutex);
-    store().waiting.forget();
-    store().open->clear();
+    store().clear();
 }
 
 void on_store_failure(std::function<void(const Error &)> report) {

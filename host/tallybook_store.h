@@ -17,8 +17,12 @@
 
 namespace host {
 
+/** The name of a store in memory, in place of a path. */
+inline constexpr const char *kStoreInMemory = ":memory:";
+
 /**
- * Makes `AnalyticsStore(path)` the process's store. The one before is closed as by `close_store`.
+ * Makes `AnalyticsStore(path)`, or an empty store in memory, the process's store. The one before is closed as by
+ * `close_store`.
  * @throws Error when it cannot be opened, with the one before staying, or when closing the one before loses something.
  */
 void open_store(const std::string &path);

@@ -115,9 +115,9 @@ def read_store(path):
     if not path.exists():
         return {}, {}
     connection = sqlite3.connect(path)
-    scalars = dict(connection.execute("SELECT key, value FROM scalar"))
+    scalars = dict(connection.execute("SELECT name, value FROM scalar JOIN key ON id = key"))
     distributions = collections.defaultdict(dict)
-    for key, value, count in connection.execute("SELECT key, value, count FROM distribution"):
+    for key, value, count in connection.execute("SELECT name, value, count FROM distribution JOIN key ON id = key"):
         distributions[key][value] = count
     assert connection.execute("PRAGMA integrity_check").fetchone() == ("ok",)
     connection.close()
@@ -191,7 +191,7 @@ def moments(store, hosts, names):
     while any(host.poll() is None for host in hosts):
         if store.exists():
             connection = sqlite3.connect(f"file:{store}?mode=ro", uri=True, timeout=10)
-            scalars = dict(connection.execute("SELECT key, value FROM scalar"))
+            scalars = dict(connection.execute("SELECT name, value FROM scalar JOIN key ON id = key"))
             connection.close()
             yield [scalars.get(name, 0) for name in wanted]
 
