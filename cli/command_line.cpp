@@ -103,9 +103,9 @@ int parse_and_run(int argc, const char *const *argv) {
     program.set_help_flag("-h,--help", "Print this help and exit");
     program.set_version_flag("--version", kVersion, "Print the version and exit");
     program.require_subcommand(1, 1);
-    const std::vector<Verb> verbs = {add_run_verb(program),     add_notify_verb(program), add_capture_verb(program),
-                                     add_show_verb(program),    add_decode_verb(program), add_publish_verb(program),
-                                     add_validate_verb(program)};
+    const std::vector<Verb> verbs = {add_run_verb(program),     add_notify_verb(program),  add_capture_verb(program),
+                                     add_show_verb(program),    add_decode_verb(program),  add_metrics_verb(program),
+                                     add_publish_verb(program), add_validate_verb(program)};
     program.footer("Exit codes: 0 fine, 1 the job failed, 2 wrong use. More: qorstat VERB --help\n\n" +
                    examples("qorstat run examples/phone.toml", "qorstat capture examples/phone.toml --kind fault"));
     for (const Verb &verb : verbs) {

@@ -24,7 +24,8 @@ std::string HelpPage::make_usage(const CLI::App *app, std::string name) const {
     std::string usage = "Usage: " + name + " [OPTIONS]";
     for (const CLI::Option *const argument :
          app->get_options([](const CLI::Option *o) { return o->get_positional(); })) {
-        usage += " " + argument->get_name(true) + (argument->get_expected_max() > 1 ? "..." : "");
+        const std::string shown = argument->get_name(true) + (argument->get_expected_max() > 1 ? "..." : "");
+        usage += argument->get_required() ? " " + shown : " [" + shown + "]";
     }
     return usage + "\n";
 }

@@ -49,10 +49,12 @@ void make_folders(const fs::path &folder) {
 
 } // namespace
 
-std::string default_store_file() {
-    const fs::path folder = state_folder() / "qorstat";
-    make_folders(folder);
-    return (folder / "analytics.db").string();
+std::string default_store_file() { return (state_folder() / "qorstat" / "analytics.db").string(); }
+
+std::string default_store_file_to_write() {
+    const std::string file = default_store_file();
+    make_folders(fs::path(file).parent_path());
+    return file;
 }
 
 HostedStore::HostedStore(const std::string &path, std::function<void()> on_failure) {

@@ -7,10 +7,13 @@
 namespace cli {
 
 /**
- * Where analytics go when nobody says: `qorstat/analytics.db` in `$XDG_STATE_HOME`, or else in `~/.local/state`. The
- * folders are made when they are missing. @throws host::Error when there is no such place.
+ * Where analytics go when nobody says: `qorstat/analytics.db` in `$XDG_STATE_HOME`, or else in `~/.local/state`.
+ * @throws host::Error when there is no such place.
  */
 std::string default_store_file();
+
+/** The same, with its folders made when they are missing. @throws host::Error when they cannot be made. */
+std::string default_store_file_to_write();
 
 /** A store opened for the process, until this object goes or is closed. One object at a time. */
 class HostedStore {

@@ -85,7 +85,7 @@ int run(const RunArguments &arguments) {
 
     HostedDevice device(arguments.description, arguments.plug_in);
     std::atomic<bool> store_ended_the_run = false;
-    HostedStore store(arguments.store ? *arguments.store : default_store_file(), [&] {
+    HostedStore store(arguments.store ? *arguments.store : default_store_file_to_write(), [&] {
         if (arguments.on_store_error == "stop") {
             store_ended_the_run = true;
             events.stop();

@@ -1,9 +1,11 @@
 #include "cli/terminal_text.h"
 
 #include <algorithm>
+#include <clocale>
 #include <cstdlib>
 #include <optional>
 
+#include <langinfo.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -36,6 +38,17 @@ bool wants_no_colour() {
     // Nothing in this program changes the environment.
     const char *const value = std::getenv("NO_COLOR"); // NOLINT(concurrency-mt-unsafe)
     return value != nullptr && *value != '\0';
+}
+
+/** Asked of the environment's locale without making it this process's. */
+bool locale_is_utf8() {
+    const locale_t locale = newlocale(LC_CTYPE_MASK, "", nullptr);
+    if (locale == nullptr) {
+        return false;
+    }
+    const bool is_utf8 = std::string_view(nl_langinfo_l(CODESET, locale)) == "UTF-8";
+    freelocale(locale);
+    return is_utf8;
 }
 
 std::optional<std::size_t> terminal_columns(int descriptor) {
@@ -88,6 +101,7 @@ std::string TextStyle::coloured(std::string_view text, int colour) const {
 
 TextStyle style_for(int descriptor) {
     TextStyle style;
+    style.shows_blocks = locale_is_utf8();
     if (isatty(descriptor) == 1) {
         style.escapes_controls = true;
         style.is_coloured = !wants_no_colour();

@@ -17,7 +17,8 @@ std::string escape_controls(std::string_view text);
 struct TextStyle {
     bool escapes_controls = false;
     bool is_coloured = false;
-    std::size_t columns = 80; ///< what a line has room for, where the text depends on it
+    std::size_t columns = 80;  ///< what a line has room for, where the text depends on it
+    bool shows_blocks = false; ///< has characters beyond ASCII to draw with
 
     /** `text` as this style shows it. */
     std::string shown(std::string_view text) const;
@@ -33,7 +34,8 @@ struct TextStyle {
 
 /**
  * The style for an open file descriptor: both for a terminal, and as many columns as it has, but no colours when
- * `NO_COLOR` is set and not empty.
+ * `NO_COLOR` is set and not empty. Whether there are characters to draw with is for the locale of the environment to
+ * say, also for what is no terminal.
  */
 TextStyle style_for(int descriptor);
 

@@ -24,6 +24,7 @@ Verb add_notify_verb(CLI::App &program);
 Verb add_capture_verb(CLI::App &program);
 Verb add_show_verb(CLI::App &program);
 Verb add_decode_verb(CLI::App &program);
+Verb add_metrics_verb(CLI::App &program);
 Verb add_publish_verb(CLI::App &program);
 Verb add_validate_verb(CLI::App &program);
 

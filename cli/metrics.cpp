@@ -1,0 +1,96 @@
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/hosted_store.h"
+#include "cli/metric_families.h"
+#include "cli/metrics_json.h"
+#include "cli/metrics_table.h"
+#include "cli/openmetrics_text.h"
+#include "cli/output.h"
+#include "cli/verbs.h"
+#include "cli/wrong_use.h"
+#include "host/analytics_store.h"
+
+namespace cli {
+namespace {
+
+struct MetricsArguments {
+    std::optional<std::string> store; ///< none: the default one
+    bool is_json = false;
+    bool is_openmetrics = false;
+    std::vector<std::string> merged;
+    std::string merged_into;
+};
+
+void check_use(const MetricsArguments &arguments) {
+    const bool merges = !arguments.merged.empty();
+    if (merges && arguments.merged.size() < 2) {
+        throw WrongUse("--merge takes at least two stores");
+    }
+    if (merges && arguments.merged_into.empty()) {
+        throw WrongUse("--merge needs -o FILE for the sum");
+    }
+    if (merges && (arguments.store || arguments.is_json || arguments.is_openmetrics)) {
+        throw WrongUse("--merge shows nothing: it goes with -o FILE only");
+    }
+    if (!merges && !arguments.merged_into.empty()) {
+        throw WrongUse("-o FILE goes with --merge only");
+    }
+    if (arguments.is_json && arguments.is_openmetrics) {
+        throw WrongUse("--json and --openmetrics exclude each other");
+    }
+}
+
+std::string counted(std::size_t count, const std::string &noun) {
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+std::string merge(const MetricsArguments &arguments) {
+    host::StoreContents sum;
+    for (const std::string &store : arguments.merged) {
+        host::merge_into(sum, host::read_analytics_store(store));
+    }
+    host::write_new_analytics_store(arguments.merged_into, sum);
+    return "written to " + arguments.merged_into + ": " + counted(sum.scalars.size(), "scalar") + ", " +
+           counted(sum.distributions.size(), "distribution") + "\n";
+}
+
+std::string shown(const MetricsArguments &arguments, const TextStyle &style) {
+    const host::StoreContents contents =
+        host::read_analytics_store(arguments.store ? *arguments.store : default_store_file());
+    if (arguments.is_json) {
+        return metrics_json(contents);
+    }
+    return arguments.is_openmetrics ? openmetrics_text(metric_families(contents)) : metrics_table(contents, style);
+}
+
+int metrics(const MetricsArguments &arguments) {
+    check_use(arguments);
+    Output output = standard_output();
+    output.write(arguments.merged.empty() ? shown(arguments, output.style()) : merge(arguments));
+    output.flush();
+    return kExitFine;
+}
+
+} // namespace
+
+Verb add_metrics_verb(CLI::App &program) {
+    CLI::App *const verb =
+        program.add_subcommand("metrics", "Show what an analytics store holds, or add stores up")->group("Verbs");
+    const auto arguments = std::make_shared<MetricsArguments>();
+    verb->add_option("STORE", arguments->store, "The store; default: the one that qorstat run writes");
+    verb->add_flag("--json", arguments->is_json, "As JSON: every number exactly, every distinct value");
+    verb->add_flag("--openmetrics", arguments->is_openmetrics, "In the OpenMetrics text format");
+    verb->add_option("--merge", arguments->merged, "Add stores up: scalars by value, others by count")
+        ->option_text("STORE...");
+    verb->add_option("-o", arguments->merged_into, "Where --merge writes the sum; must not exist yet")
+        ->option_text("FILE");
+    verb->footer("Tables have six significant digits. Percentiles are by nearest rank:\n"
+                 "the least value that at least so many percent of all values do not exceed.\n\n" +
+                 examples("qorstat metrics", "qorstat metrics --merge monday.db tuesday.db -o both.db"));
+    return {verb, [arguments] { return metrics(*arguments); }};
+}
+
+} // namespace cli

@@ -1,0 +1,186 @@
+/** `metrics`: stores shown and added up. */
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
+
+#include "host/analytics_store.h"
+#include "platform/QorAnalytics.h"
+#include "tests/cli/program.h"
+
+using cli_tests::expect_golden;
+using cli_tests::Outcome;
+using cli_tests::qorstat;
+using cli_tests::Surroundings;
+using cli_tests::TemporaryFolder;
+using host::StoreContents;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/** A day of a phone, by rules that anyone can redo: no two keys look alike. */
+StoreContents a_day() {
+    StoreContents day;
+    for (std::size_t i = 0; i < kQorAnalyticsKeyCount; ++i) {
+        const std::string key = kQorAnalyticsKeys[i];
+        if (key.find("count") != std::string::npos) {
+            day.scalars[key] = static_cast<std::int64_t>(i * i);
+            continue;
+        }
+        for (std::size_t value = 0; value < 24; ++value) {
+            const std::size_t distance = value < i % 24 ? i % 24 - value : value - i % 24;
+            day.distributions[key][static_cast<double>(value) / 4] = 1 + 600 / (1 + distance * distance);
+        }
+    }
+    day.scalars["com.ondre.zel.unknown"] = 3;
+    return day;
+}
+
+class MetricsTest : public testing::Test {
+protected:
+    MetricsTest() {
+        surroundings.folder = folder.path();
+        surroundings.environment = {{"XDG_STATE_HOME", folder.path() / "state"}, {"LC_ALL", "C.UTF-8"}};
+    }
+
+    Outcome metrics(std::vector<std::string> arguments) const {
+        arguments.insert(arguments.begin(), "metrics");
+        return qorstat(arguments, surroundings);
+    }
+
+    std::string store(const std::string &name, const StoreContents &contents) const {
+        const fs::path path = folder.path() / name;
+        fs::create_directories(path.parent_path());
+        host::write_new_analytics_store(path, contents);
+        return path;
+    }
+
+    void expect_error(const std::vector<std::string> &arguments, int exit_code, const std::string &message) const {
+        const Outcome outcome = metrics(arguments);
+
+        EXPECT_EQ(outcome.exit_code, exit_code);
+        EXPECT_EQ(outcome.out, "");
+        EXPECT_EQ(outcome.err, "qorstat: " + message + "\n");
+    }
+
+    TemporaryFolder folder;
+    Surroundings surroundings;
+};
+
+TEST_F(MetricsTest, AStoreIsShownAsATable) {
+    const Outcome outcome = metrics({store("day.db", a_day())});
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(outcome.err, "");
+    expect_golden("metrics.txt", outcome.out);
+}
+
+TEST_F(MetricsTest, ATerminalGetsColoursAndWhereTheLocaleHasNoBlocksOtherSigns) {
+    surroundings.output_is_terminal = true;
+    surroundings.environment["LC_ALL"] = "C";
+    surroundings.environment["TERM"] = "xterm";
+
+    const Outcome outcome = metrics({store("day.db", a_day())});
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    expect_golden("metrics-terminal.txt", outcome.out);
+}
+
+TEST_F(MetricsTest, AStoreIsShownAsJson) {
+    const Outcome outcome = metrics({store("day.db", a_day()), "--json"});
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    StoreContents read;
+    const nlohmann::json json = nlohmann::json::parse(outcome.out);
+    for (const nlohmann::json &scalar : json["scalars"]) {
+        read.scalars[scalar["key"]] = scalar["value"];
+    }
+    for (const nlohmann::json &distribution : json["distributions"]) {
+        for (const nlohmann::json &entry : distribution["values"]) {
+            read.distributions[distribution["key"]][entry["value"]] = entry["count"];
+        }
+    }
+    EXPECT_EQ(read, a_day());
+}
+
+TEST_F(MetricsTest, AStoreIsShownInOpenMetrics) {
+    const Outcome outcome = metrics({store("day.db", a_day()), "--openmetrics"});
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(outcome.err, "");
+    expect_golden("metrics-openmetrics.txt", outcome.out);
+}
+
+TEST_F(MetricsTest, TheDefaultStoreIsTheOneOfRuns) {
+    store("state/qorstat/analytics.db", {{{"x", 17}}, {}});
+
+    EXPECT_EQ(metrics({}).out, "other\n  x  17\n");
+}
+
+TEST_F(MetricsTest, LookingForTheDefaultStoreMakesNoFolders) {
+    const std::string file = folder.path() / "state/qorstat/analytics.db";
+
+    expect_error({}, 1, file + ": No such file or directory");
+
+    EXPECT_FALSE(fs::exists(folder.path() / "state"));
+}
+
+TEST_F(MetricsTest, AFileThatIsNoStoreIsAnError) {
+    const std::string file = folder.file("day.db", "no store at all");
+
+    expect_error({file}, 1, file + ": is not an analytics store");
+}
+
+TEST_F(MetricsTest, StoresAddUp) {
+    store("a.db", {{{"x", 1}, {"y", 5}}, {{"d", {{0.5, 2}}}}});
+    store("b.db", {{{"x", -4}}, {{"d", {{0.5, 1}, {7, 1}}}, {"e", {{1, 1}}}}});
+    store("c.db", {{{"z", 1}}, {}});
+
+    const Outcome outcome = metrics({"--merge", "a.db", "b.db", "c.db", "-o", "sum.db"});
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(outcome.out, "written to sum.db: 3 scalars, 2 distributions\n");
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(host::read_analytics_store(folder.path() / "sum.db"),
+              (StoreContents{{{"x", -3}, {"y", 5}, {"z", 1}}, {{"d", {{0.5, 3}, {7, 1}}}, {"e", {{1, 1}}}}}));
+}
+
+TEST_F(MetricsTest, ASumNeverReplacesAFile) {
+    store("a.db", {{{"x", 1}}, {}});
+    store("b.db", {{{"x", 2}}, {}});
+    const std::string there = folder.file("there", "something else");
+
+    const Outcome outcome = metrics({"--merge", "a.db", "b.db", "-o", "there"});
+
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_THAT(outcome.err, StartsWith("qorstat: there: "));
+    EXPECT_EQ(cli_tests::content_of(there), "something else");
+    EXPECT_THAT(folder.names(), ElementsAre("a.db", "b.db", "there"));
+}
+
+TEST_F(MetricsTest, ASumThatCannotBeMadeLeavesNothingBehind) {
+    store("a.db", {{{"x", 1}}, {}});
+    folder.file("b.db", "no store at all");
+
+    expect_error({"--merge", "a.db", "b.db", "-o", "sum.db"}, 1, "b.db: is not an analytics store");
+    EXPECT_EQ(metrics({"--merge", "a.db", "a.db", "-o", "nowhere/sum.db"}).exit_code, 1);
+
+    EXPECT_THAT(folder.names(), ElementsAre("a.db", "b.db"));
+}
+
+TEST_F(MetricsTest, WhatDoesNotGoTogetherIsWrongUse) {
+    expect_error({"--merge", "a.db", "-o", "sum.db"}, 2, "metrics: --merge takes at least two stores");
+    expect_error({"--merge", "a.db", "b.db"}, 2, "metrics: --merge needs -o FILE for the sum");
+    expect_error({"a.db", "-o", "sum.db"}, 2, "metrics: -o FILE goes with --merge only");
+    expect_error({"--json", "--openmetrics"}, 2, "metrics: --json and --openmetrics exclude each other");
+    expect_error({"--merge", "a.db", "b.db", "-o", "sum.db", "--json"}, 2,
+                 "metrics: --merge shows nothing: it goes with -o FILE only");
+}
+
+} // namespace
