@@ -2,9 +2,10 @@
 
 #include <cmath>
 #include <cstdio>
+#include <memory>
 #include <mutex>
 #include <new>
-#include <optional>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -15,6 +16,10 @@ namespace host {
 namespace {
 
 void print(const Error &failure) { std::fprintf(stderr, "analytics store: %s\n", failure.what()); }
+
+std::string loss_of(std::uint64_t operations) {
+    return operations == 1 ? "1 operation is lost" : std::to_string(operations) + " operations are lost";
+}
 
 /** The process's store, under its lock. */
 class Store {
@@ -64,8 +69,7 @@ public:
                 closing->apply(last);
             }
         } catch (const Error &failure) {
-            throw Error(failure.file(), failure.place(),
-                        failure.reason() + "; analytics operations lost: " + std::to_string(last.operations()));
+            throw Error(failure.file(), failure.place(), failure.reason() + "; " + loss_of(last.operations()));
         }
     }
 

@@ -1,4 +1,6 @@
 /** `--store` and `--on-store-error` of the verbs that host the plug-in. */
+#include <csignal>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -10,6 +12,7 @@
 using cli_tests::content_of;
 using cli_tests::Outcome;
 using cli_tests::qorstat;
+using cli_tests::RunningProgram;
 using cli_tests::Surroundings;
 using cli_tests::TemporaryFolder;
 
@@ -135,6 +138,87 @@ TEST_F(StoreOptionsTest, WhatToDoOnAStoreErrorIsOneOfTwoWords) {
 
     EXPECT_EQ(outcome.exit_code, 2);
     EXPECT_THAT(outcome.err, testing::HasSubstr("did you mean \"stop\"?"));
+}
+
+/** A run that delivers a batch every few milliseconds, whose store can be taken away. */
+class StoreFailureTest : public StoreOptionsTest {
+protected:
+    /** @param word  what to do on a store error. */
+    void start(const std::string &word) {
+        const std::string description = folder.file(
+            "device.toml", content_of(kSmall) + "[[analytics]]\ndevice = 'qor'\nevery = 0.005\ncount = 1000000\n"
+                                                "entry = [{ operation = 'add_to_scalar', key = 57, value = 1 },\n"
+                                                "         { operation = 'push', key = 57, value = 0.5 }]\n");
+        host = std::make_unique<RunningProgram>(
+            std::vector<std::string>{"run", description, "--store", "store.db", "--on-store-error", word},
+            surroundings);
+        ASSERT_TRUE(host->waits_for_message("publishTBData"));
+    }
+
+    void take_away() const { fs::rename(folder.path() / "store.db", folder.path() / "away.db"); }
+    void bring_back() const { fs::rename(folder.path() / "away.db", folder.path() / "store.db"); }
+
+    /** Batches in the store; they must be whole. */
+    std::int64_t batches() const {
+        host::StoreContents contents = host::read_analytics_store(folder.path() / "store.db");
+        const std::int64_t sum = contents.scalars["com.ondre.zel.test"];
+        EXPECT_EQ(contents.distributions["com.ondre.zel.test"][0.5], static_cast<std::uint64_t>(sum));
+        return sum;
+    }
+
+    const std::string kFailure = "qorstat: store.db: was moved or deleted while it was open; analytics are kept and "
+                                 "written when that is possible\n";
+    std::unique_ptr<RunningProgram> host;
+};
+
+/** How often the log says that an entry was published. */
+std::int64_t published(const std::string &log) {
+    std::int64_t count = 0;
+    for (std::size_t at = 0; (at = log.find("publishTBData op=0x3", at)) != std::string::npos; ++at) {
+        ++count;
+    }
+    return count;
+}
+
+TEST_F(StoreFailureTest, GoingOnLosesNothingWhenTheStoreCanBeWrittenAgain) {
+    start("go-on");
+    take_away();
+    ASSERT_TRUE(host->waits_for_message(kFailure));
+    bring_back();
+    host->send(SIGINT);
+
+    const Outcome outcome = host->wait_for_end();
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(batches(), published(outcome.err));
+    EXPECT_EQ(outcome.err.find(kFailure), outcome.err.rfind(kFailure)) << outcome.err;
+}
+
+TEST_F(StoreFailureTest, WhatIsLostAtTheEndIsSaidOnceAndAFailure) {
+    start("go-on");
+    take_away();
+    ASSERT_TRUE(host->waits_for_message(kFailure));
+    host->send(SIGINT);
+
+    const Outcome outcome = host->wait_for_end();
+
+    bring_back();
+    const std::int64_t lost = 2 * (published(outcome.err) - batches());
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_GT(lost, 0);
+    EXPECT_THAT(outcome.err, testing::EndsWith("qorstat: store.db: was moved or deleted while it was open; " +
+                                               std::to_string(lost) + " operations are lost\n"));
+}
+
+TEST_F(StoreFailureTest, StoppingEndsTheRunWithAFailure) {
+    start("stop");
+    take_away();
+
+    const Outcome outcome = host->wait_for_end();
+
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_THAT(outcome.err, testing::HasSubstr(kFailure));
+    EXPECT_THAT(outcome.err, testing::EndsWith(" operations are lost\n"));
 }
 
 } // namespace
