@@ -55,11 +55,11 @@ void check_capture_kinds(CheckedModule &module, Findings &findings) {
 }
 
 void check_capture_order(CheckedModule &module, Findings &findings) {
-    PlayedQor qor;
-    ScheduledObject object(module);
-    object.hand_over(qor.service(kVendor));
     for (const std::size_t reports : {std::size_t{1}, 2 + module.random() % (kReportsPerEntry - 2), kReportsPerEntry}) {
+        PlayedQor qor;
         qor.reports = reports;
+        ScheduledObject object(module);
+        object.hand_over(qor.service(kVendor));
         const std::vector<std::string> found = captured_titles(kRvStateCaptureFault);
         const std::vector<std::string> promised = raw_debug_titles(reports);
         for (std::size_t i = 0; i < std::min(found.size(), promised.size()); ++i) {

@@ -93,6 +93,11 @@ OndreQORHIDStatisticsRef CheckedModule::create(RvAllocatorRef allocator) {
     return object;
 }
 
+void CheckedModule::require_object() {
+    OndreQORHIDStatisticsRef object = create(RvAllocatorGetDefault());
+    (*object)->Release(object);
+}
+
 RvUUIDBytes CheckedModule::random_uuid() {
     RvUUIDBytes uuid{};
     for (std::uint8_t &byte : uuid.bytes) {

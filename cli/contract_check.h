@@ -69,6 +69,9 @@ public:
      */
     OndreQORHIDStatisticsRef create(RvAllocatorRef allocator);
 
+    /** Throws what `create` throws when there would be no object. */
+    void require_object();
+
     std::uint64_t random() { return _random(); }
     RvUUIDBytes random_uuid();
 

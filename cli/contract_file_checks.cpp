@@ -204,9 +204,9 @@ void check_threads(CheckedModule &module, Findings &findings) {
 } // namespace
 
 const std::vector<ContractCheck> kFileChecks = {
-    {"loading", "The module loads and has a factory, the same one each time", check_loading},
     {"exports", "Its dynamic symbols are the four promised ones", check_exports},
     {"protection", "It is linked with RELRO, immediate binding and no writable code", check_protection},
+    {"loading", "The module loads and has a factory, the same one each time", check_loading},
     {"report-entry-points", "The entry points describe and print a report, and take null", check_report_entry_points},
     {"any-report", "Any 48 bytes give one line or none, and stay as they are", check_any_report},
     {"report-threads", "Reports are described alike on several threads at once", check_threads},

@@ -204,7 +204,7 @@ void check_call_order(CheckedModule &module, Findings &findings) {
     services.push_back(std::make_unique<RvHIDService>(qor.tallybook_service(kConsumerControl)));
     services.push_back(std::make_unique<RvHIDService>(qor.service(kSensor)));
     services.push_back(std::make_unique<RvHIDService>(qor.service(kVendor)));
-    module.create(RvAllocatorGetDefault());
+    module.require_object();
     host::SerialQueue queue;
     host::HostedPlugIn hosted(module.loaded(), queue);
     hosted.register_services(services);

@@ -214,7 +214,7 @@ std::ptrdiff_t thread_count() {
 void check_nothing_after_release(CheckedModule &module, Findings &findings) {
     constexpr std::chrono::milliseconds kSilence{100};
     PlayedQor qor;
-    module.create(RvAllocatorGetDefault());
+    module.require_object();
     const std::ptrdiff_t threads = thread_count();
     const host::LogRecorder log;
     {

@@ -1,10 +1,11 @@
-#include <cerrno>
+#include <charconv>
 #include <chrono>
 #include <csignal>
 #include <cstring>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <regex.h>
@@ -165,6 +166,16 @@ CheckReport run_in_child(const ContractCheck &check, const ValidateArguments &ar
             shell_command({"qorstat", "validate", arguments.module, "--only", only, "--seed", seed})};
 }
 
+/** The checks behind this one would all tell the same tale. */
+bool shows_that_nothing_loads(const CheckReport &report) {
+    return report.check.name == std::string_view("loading") &&
+           (report.result.status == CheckStatus::Failed || report.result.status == CheckStatus::Crashed);
+}
+
+CheckReport skipped_unloaded(const ContractCheck &check) {
+    return {check, {CheckStatus::Skipped, {"the module does not load"}}, "", ""};
+}
+
 int list(const ValidateArguments &arguments) {
     const std::vector<ContractCheck> checks = chosen_checks(arguments.only);
     Output output = standard_output();
@@ -178,8 +189,10 @@ int validate_module(const ValidateArguments &arguments) {
     host::read_module_file(arguments.module); // a file that is no module is refused before anything is run
     Validation validation{arguments.module, arguments.seed, {}};
     Output output = standard_output();
+    bool loads = true;
     for (const ContractCheck &check : checks) {
-        validation.reports.push_back(run_in_child(check, arguments));
+        validation.reports.push_back(loads ? run_in_child(check, arguments) : skipped_unloaded(check));
+        loads = loads && !shows_that_nothing_loads(validation.reports.back());
         if (!arguments.is_json) {
             output.write(report_text(validation.reports.back(), arguments.shows_reproduce, output.style()));
             output.flush();
@@ -210,9 +223,10 @@ std::string check_time_out(const std::string &text) {
 
 std::string check_seed(const std::string &text) {
     std::uint64_t seed = 0;
-    const bool is_number = !text.empty() && text.find_first_not_of("0123456789") == std::string::npos &&
-                           CLI::detail::lexical_cast(text, seed);
-    return is_number ? std::string() : "\"" + text + "\" is no number from 0 to 18446744073709551615";
+    const char *const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, seed);
+    return error == std::errc() && stop == end ? std::string()
+                                               : "\"" + text + "\" is no number from 0 to 18446744073709551615";
 }
 
 } // namespace

@@ -70,7 +70,7 @@ nlohmann::ordered_json json_of(const CheckReport &report) {
     for (const std::string &reason : report.result.reasons) {
         json["reasons"].push_back(escape_controls(reason));
     }
-    if (report.result.status != CheckStatus::Passed) {
+    if (report.result.status != CheckStatus::Passed && report.result.status != CheckStatus::Skipped) {
         put_text(json, "messages", report.messages);
         put_text(json, "reproduce", report.reproduce);
     }

@@ -72,12 +72,13 @@ void close_if_open(int &descriptor) {
     for (const auto &[name, value] : surroundings.environment) {
         setenv(name.c_str(), value.c_str(), 1);
     }
-    std::vector<char *> argv{const_cast<char *>(QORSTAT_PROGRAM)};
+    const char *const program = surroundings.program.empty() ? QORSTAT_PROGRAM : surroundings.program.c_str();
+    std::vector<char *> argv{const_cast<char *>(program)};
     for (const std::string &argument : arguments) {
         argv.push_back(const_cast<char *>(argument.c_str()));
     }
     argv.push_back(nullptr);
-    execv(QORSTAT_PROGRAM, argv.data());
+    execv(program, argv.data());
     _exit(127);
 }
 

@@ -33,6 +33,7 @@ std::string content_of(const std::filesystem::path &file);
 
 /** What goes into a program besides its arguments. */
 struct Surroundings {
+    std::string program{}; ///< another copy of it; empty: the built one
     std::string standard_input;
     std::map<std::string, std::string> environment; ///< added to this process's
     std::filesystem::path folder;                   ///< to start in; empty: this process's

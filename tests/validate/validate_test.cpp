@@ -1,0 +1,327 @@
+/** `validate`: the real module keeps every promise, and a module that breaks one is found out by the check for it. */
+#include <algorithm>
+#include <filesystem>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
+
+#include "tests/cli/program.h"
+
+using cli_tests::Outcome;
+using cli_tests::qorstat;
+using cli_tests::Surroundings;
+using cli_tests::TemporaryFolder;
+using testing::HasSubstr;
+
+namespace {
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+
+struct BrokenModule {
+    std::string breach; ///< as `breaches.h` names it
+    std::string check;  ///< that finds it
+    std::string status;
+    std::string reason;            ///< part of one
+    std::set<std::string> skipped; ///< checks that cannot be made of such a module; "*": any
+};
+
+void PrintTo(const BrokenModule &module, std::ostream *out) { *out << module.breach; }
+
+const BrokenModule kBrokenModules[] = {
+    {"ExportsOneMore", "exports", "failed", "sound_factory is exported too", {}},
+    {"ExportsOneLess",
+     "exports",
+     "failed",
+     "qor_profile_print is not exported",
+     {"report-entry-points", "any-report", "report-threads"}},
+    {"IsUnprotected", "protection", "warning", "its addresses stay writable", {}},
+    {"AbortsWhileLoading", "loading", "crashed", "(SIGABRT, Aborted), without a result", {"*"}},
+    {"EnablesDelta", "report-entry-points", "failed", "_qor_profile_delta_enabled at load: 1, and 0 is promised", {}},
+    {"EndsVastrelLinesWithANewline", "any-report", "failed", "a report is described as: {  'category':'vastrel'", {}},
+    {"DescribesByThread", "report-threads", "failed", "descriptions that differ between threads: ", {}},
+    {"MakesNothing", "factory-type", "failed", "makes no object of the session-filter type", {"*"}},
+    {"AcceptsANeighbouringType", "factory-wrong-types", "failed", "type 7f1a3ae6-3e3d-470a-bd15-a2dd7e1bb799", {}},
+    {"GivesBackAStranger", "factory-memory", "failed", "blocks given back that came from elsewhere: 1", {}},
+    {"WritesWithoutMemory", "factory-without-memory", "crashed", "without a result", {}},
+    {"StaysAnInstance", "factory-instances", "failed", "factory instances after its last Release: 1", {}},
+    {"ProvidesSlot9", "table-slots", "failed", "slot 9 holds something, and null is promised", {}},
+    {"LacksSlot8", "table-slots", "failed", "slot 8 (close) is null", {"*"}},
+    {"DoesNotCountAQuery", "query-known", "failed", "references left after one Release: 2, and 3 is promised", {}},
+    {"LeavesTheResultOfARefusedQuery", "query-unknown", "failed", "does not leave null in the result", {}},
+    {"CountsARefusedQuery", "query-unknown", "failed", "references left by refused queries", {}},
+    {"AnswersTheCountBefore", "counting", "failed", "AddRef in step 0: 1, and 2 is promised", {}},
+    {"EndsTheProcessInAddRef", "counting", "crashed", "ended with exit status 0, without a result", {}},
+    {"PrintsInAddRef", "counting", "warning", "writes to standard output or standard error", {}},
+    {"RefusesOptions", "open", "failed", "open with options 0x1 answers false", {}},
+    {"LogsInClose", "call-order", "failed", "a healthy life writes a line to the log: closed", {}},
+    {"StaysClosed", "reopening", "failed", "after close, open answers false", {}},
+    {"HandsOutOneObject", "two-objects", "failed", "hands out the same object twice", {}},
+    {"IgnoresPressure", "services-kept", "failed", "handlers of a service for pressure: 0, and 105 is promised", {}},
+    {"KeepsATransport", "services-refused", "failed", "typed values held after 20 rounds more: 20", {}},
+    {"RegistersReportsAgain",
+     "raw-debug-once",
+     "failed",
+     "handlers after a sensor, a button and one more: 211, and 107 is promised",
+     {}},
+    {"InstallsNoCallback",
+     "analytics-callback",
+     "failed",
+     "no callback is installed where analytics are delivered",
+     {"analytics-entries", "rounds-leaks"}},
+    {"LosesAnAddition", "analytics-entries", "failed", "the values in the store are not those of the entries", {}},
+    {"ListensToAnotherName", "fault-notification", "failed", "faults in the log after one notification: 0", {}},
+    {"LeavesAThread", "nothing-after-release", "failed", "threads: ", {}},
+    {"AnswersErrors", "capture-kinds", "failed", "records of reports for kind 1: 104, and 0 is promised", {}},
+    {"MixesUpTitles", "capture-order", "failed", "record 7 is titled \"ZEL Profile 8 ;count=1 ;type=fw\"", {}},
+    {"HandsOutARecordTwice", "capture-records", "crashed", "without a result", {}},
+    {"ReadsWhatTheDriverClaims", "driver-lies", "crashed", "without a result", {}},
+    {"LosesAQuerysMemory", "rounds-flat", "failed", "bytes held after 100 rounds more: ", {}},
+    {"LosesASchedulesMemory", "rounds-leaks", "failed", "100 rounds leave 1", {}},
+    {"LosesAKeyString", "rounds-leaks", "failed", "(the key strings): 59, and 58 is promised", {}},
+};
+
+/** Without a search for leaks at the end of each process: broken modules leak as they please. */
+Surroundings unlooked_for_leaks() {
+    const char *given = std::getenv("ASAN_OPTIONS");
+    Surroundings surroundings;
+    surroundings.environment = {
+        {"ASAN_OPTIONS", (given == nullptr ? "" : std::string(given) + ":") + "detect_leaks=0"}};
+    return surroundings;
+}
+
+std::string broken(const std::string &breach) { return QOR_BROKEN_MODULES "broken_" + breach + ".so"; }
+
+class BrokenModuleTest : public testing::TestWithParam<BrokenModule> {};
+
+TEST_P(BrokenModuleTest, IsFoundOutByExactlyTheCheckForIt) {
+    const BrokenModule &row = GetParam();
+
+    const Outcome outcome = qorstat({"validate", broken(row.breach), "--json"}, unlooked_for_leaks());
+
+    EXPECT_EQ(outcome.exit_code, row.status == "warning" ? 0 : 1);
+    const json result = json::parse(outcome.out);
+    for (const json &check : result["checks"]) {
+        const std::string name = check["name"];
+        const std::string status = check["status"];
+        if (name == row.check) {
+            EXPECT_EQ(status, row.status) << check.dump(2);
+            EXPECT_THAT(check["reasons"].dump(-1), HasSubstr(json(row.reason).dump().substr(1, row.reason.size())));
+        } else if (row.skipped.count(name) != 0 || (row.skipped.count("*") != 0 && status == "skipped")) {
+            EXPECT_EQ(status, "skipped") << check.dump(2);
+        } else if (name == "exports" && status == "warning") {
+            // The names that sanitizers and coverage counters bring.
+            EXPECT_THAT(check["reasons"].dump(), HasSubstr("its compiler brought it"));
+        } else {
+            EXPECT_EQ(status, "passed") << check.dump(2);
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryBreach, BrokenModuleTest, testing::ValuesIn(kBrokenModules),
+                         [](const testing::TestParamInfo<BrokenModule> &module) { return module.param.breach; });
+
+std::set<std::string> listed_names() {
+    std::set<std::string> names;
+    for (const json &check : json::parse(qorstat({"validate", "--list", "--json"}).out)) {
+        names.insert(check["name"].get<std::string>());
+    }
+    return names;
+}
+
+TEST(ValidateTest, EveryCheckHasABrokenModule) {
+    std::set<std::string> proven;
+    for (const BrokenModule &module : kBrokenModules) {
+        proven.insert(module.check);
+    }
+
+    EXPECT_EQ(proven, listed_names());
+}
+
+TEST(ValidateTest, TheBuiltModulePassesEveryCheck) {
+    const Outcome outcome = qorstat({"validate", QOR_MODULE, "--json"});
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    const json result = json::parse(outcome.out);
+    EXPECT_EQ(result["module"], QOR_MODULE);
+    EXPECT_EQ(result["checks"].size(), listed_names().size());
+    EXPECT_EQ(result["totals"]["failed"], 0);
+    EXPECT_EQ(result["totals"]["crashed"], 0);
+    EXPECT_EQ(result["totals"]["skipped"], 0);
+}
+
+TEST(ValidateTest, AHangIsACrashWithTheTimeThatItWasGiven) {
+    const Outcome outcome = qorstat({"validate", broken("HangsInAddRef"), "--only", "^counting$", "--timeout", "1.5"});
+
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_EQ(outcome.out,
+              "crashed  counting                AddRef and Release answer the count, whatever their order\n"
+              "         timed out after 1.5 seconds\n"
+              "1 check with seed 1: 0 passed, 0 failed, 1 crashed, 0 skipped, 0 warning\n");
+    EXPECT_EQ(outcome.err, "");
+}
+
+TEST(ValidateTest, AFailureHasItsReasonsBelowItAndTheCommandThatShowsItAgain) {
+    const std::string module = broken("AnswersTheCountBefore");
+
+    const Outcome outcome =
+        qorstat({"validate", module, "--only", "^counting$", "--seed", "7", "--reproduce"}, unlooked_for_leaks());
+
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_EQ(outcome.out,
+              "failed   counting                AddRef and Release answer the count, whatever their order\n"
+              "         AddRef in step 0: 1, and 2 is promised\n"
+              "         again: qorstat validate " +
+                  module +
+                  " --only '^counting$' --seed 7\n"
+                  "1 check with seed 7: 0 passed, 1 failed, 0 crashed, 0 skipped, 0 warning\n");
+}
+
+TEST(ValidateTest, ACommandThatShowsAFailureAgainDoes) {
+    const TemporaryFolder folder;
+    const fs::path module = folder.path() / "it's broken.so";
+    fs::create_symlink(broken("AnswersTheCountBefore"), module);
+    const auto run = [](const std::vector<std::string> &arguments) {
+        return json::parse(qorstat(arguments, unlooked_for_leaks()).out)["checks"][0];
+    };
+
+    const json first = run({"validate", module, "--only", "^counting$", "--seed", "11", "--json"});
+    const std::string command = first["reproduce"];
+
+    EXPECT_EQ(command,
+              "qorstat validate '" + folder.path().string() + "/it'\\''s broken.so' --only '^counting$' --seed 11");
+    EXPECT_EQ(run({"validate", module, "--only", "^counting$", "--seed", "11", "--json"}), first);
+}
+
+TEST(ValidateTest, WhatAModulePrintsIsShownEscapedWhereTheCheckDidNotPass) {
+    const Outcome outcome =
+        qorstat({"validate", broken("PrintsInAddRef"), "--only", "^(counting|open)$"}, unlooked_for_leaks());
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_THAT(outcome.out, HasSubstr("warning  counting"));
+    EXPECT_THAT(outcome.out, HasSubstr("\n         | one more \\x1b[31mreference\n"));
+    EXPECT_THAT(outcome.out, HasSubstr("2 checks with seed 1: 1 passed, 0 failed, 0 crashed, 0 skipped, 1 warning\n"));
+    EXPECT_EQ(outcome.err, "");
+}
+
+TEST(ValidateTest, TheListHasOneLineForEachCheck) {
+    const Outcome outcome = qorstat({"validate", "--list"});
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(static_cast<std::size_t>(std::count(outcome.out.begin(), outcome.out.end(), '\n')),
+              listed_names().size());
+    EXPECT_THAT(outcome.out, HasSubstr("\ncounting                AddRef and Release answer the count, "));
+}
+
+TEST(ValidateTest, OnlyChoosesByAnExpressionLookedForAnywhereInTheName) {
+    const json all = json::parse(qorstat({"validate", "--list", "--json", "--only", "^(query|open)|leaks$"}).out);
+
+    std::vector<std::string> names;
+    for (const json &check : all) {
+        names.push_back(check["name"]);
+    }
+    EXPECT_THAT(names, testing::ElementsAre("query-known", "query-unknown", "open", "rounds-leaks"));
+}
+
+TEST(ValidateTest, TheSeedIsInTheResultAndTheSameResultComesAgain) {
+    const std::vector<std::string> arguments = {
+        "validate", QOR_MODULE, "--only", "query|report", "--seed", "18446744073709551615", "--json"};
+
+    const Outcome first = qorstat(arguments);
+    const Outcome second = qorstat(arguments);
+
+    EXPECT_EQ(json::parse(first.out)["seed"], 18446744073709551615U);
+    EXPECT_EQ(first.out, second.out);
+}
+
+TEST(ValidateTest, JsonNamesEveryPartOfAResult) {
+    const json result = json::parse(
+        qorstat({"validate", broken("RefusesOptions"), "--only", "^(open|counting)$", "--json"}, unlooked_for_leaks())
+            .out);
+
+    const json expected = {
+        {"module", broken("RefusesOptions")},
+        {"seed", 1},
+        {"checks",
+         {{{"name", "counting"},
+           {"promise", "AddRef and Release answer the count, whatever their order"},
+           {"status", "passed"},
+           {"reasons", json::array()}},
+          {{"name", "open"},
+           {"promise", "open answers true, whatever its arguments"},
+           {"status", "failed"},
+           {"reasons", {"open with options 0x1 answers false", "open with options 0x1 answers false"}},
+           {"messages", ""},
+           {"reproduce", "qorstat validate " + broken("RefusesOptions") + " --only '^open$' --seed 1"}}}},
+        {"totals", {{"passed", 1}, {"failed", 1}, {"crashed", 0}, {"skipped", 0}, {"warning", 0}}},
+    };
+    EXPECT_EQ(result, expected);
+}
+
+TEST(ValidateTest, AFileThatIsNoModuleIsOneError) {
+    const TemporaryFolder folder;
+    const struct {
+        std::string file;
+        std::string reason;
+    } rows[] = {
+        {folder.file("text.so", "plain text"), "this is no module: it does not begin as an ELF file does"},
+        {folder.file("empty.so", ""), "this is no module: it does not begin as an ELF file does"},
+        {folder.path() / "missing.so", "No such file or directory"},
+        {folder.path(), "this is no module: it is no regular file"},
+        {folder.file("cut.so", cli_tests::content_of(QOR_MODULE).substr(0, 100)),
+         "byte 64: the list of segments reaches past the end of the file"},
+    };
+    for (const auto &row : rows) {
+        const Outcome outcome = qorstat({"validate", row.file});
+
+        EXPECT_EQ(outcome.exit_code, 1);
+        EXPECT_EQ(outcome.out, "");
+        EXPECT_EQ(outcome.err, "qorstat: " + row.file + ": " + row.reason + "\n");
+    }
+}
+
+TEST(ValidateTest, WrongUseIsRefusedBeforeAnythingRuns) {
+    const struct {
+        std::vector<std::string> arguments;
+        std::string message;
+    } rows[] = {
+        {{"validate"}, "PLUGIN.so is required"},
+        {{"validate", "x.so", "y.so"}, "unexpected argument \"y.so\""},
+        {{"validate", "x.so", "--only", "("}, "--only: \"(\" is no regular expression: Unmatched ( or \\("},
+        {{"validate", "x.so", "--only", "xyzzy"}, "--only: no check's name has \"xyzzy\" in it; --list shows them"},
+        {{"validate", "x.so", "--seed", "-1"}, "--seed: \"-1\" is no number from 0 to 18446744073709551615"},
+        {{"validate", "x.so", "--seed", "18446744073709551616"},
+         "--seed: \"18446744073709551616\" is no number from 0 to 18446744073709551615"},
+        {{"validate", "x.so", "--timeout", "0"}, "--timeout: \"0\" is no number of seconds from 0.001 to 86400"},
+        {{"validate", "x.so", "--check-in-child", "xyzzy"}, "there is no check \"xyzzy\""},
+    };
+    for (const auto &row : rows) {
+        const Outcome outcome = qorstat(row.arguments);
+
+        EXPECT_EQ(outcome.exit_code, 2) << testing::PrintToString(row.arguments);
+        EXPECT_EQ(outcome.out, "");
+        EXPECT_EQ(outcome.err, "qorstat: validate: " + row.message + "\n");
+    }
+}
+
+TEST(ValidateTest, ProgramAndLibraryWorkFromAnotherFolderToo) {
+    const TemporaryFolder folder;
+    const fs::path build = fs::path(QOR_MODULE).parent_path();
+    for (const char *file : {"qorstat", "libqorplatform.so", "OndreQORHIDStatistics.so"}) {
+        fs::copy_file(build / file, folder.path() / file);
+    }
+    Surroundings surroundings;
+    surroundings.program = folder.path() / "qorstat";
+
+    const Outcome outcome =
+        qorstat({"validate", folder.path() / "OndreQORHIDStatistics.so", "--only", "^open$"}, surroundings);
+
+    EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
+    EXPECT_THAT(outcome.out, HasSubstr("1 check with seed 1: 1 passed"));
+}
+
+} // namespace
