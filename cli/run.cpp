@@ -3,6 +3,7 @@
 #include <csignal>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -11,11 +12,14 @@
 
 #include "cli/hosted_device.h"
 #include "cli/hosted_store.h"
+#include "cli/listen_address.h"
+#include "cli/metrics_endpoint.h"
 #include "cli/output.h"
 #include "cli/verbs.h"
 #include "host/analytics_source.h"
 #include "host/log.h"
 #include "host/notifications.h"
+#include "host/tallybook_store.h"
 
 namespace cli {
 namespace {
@@ -31,6 +35,7 @@ struct RunArguments {
     std::optional<std::string> store; ///< none: the default one
     std::string on_store_error = "go-on";
     std::optional<double> seconds;
+    std::string listen_address; ///< empty: metrics are not served
     std::string log_file;
     bool logs_to_journal = false;
 };
@@ -62,6 +67,26 @@ std::string check_seconds(const std::string &text) {
     return "\"" + text + "\" is no number of seconds from 0 to 31622400";
 }
 
+std::string check_listen_address(const std::string &text) {
+    try {
+        parse_listen_address(text);
+        return {};
+    } catch (const std::invalid_argument &error) {
+        return "\"" + text + "\" " + error.what();
+    }
+}
+
+/** @return nothing when metrics are not to be served. */
+std::unique_ptr<MetricsEndpoint> serve_metrics(const RunArguments &arguments) {
+    if (arguments.listen_address.empty()) {
+        return nullptr;
+    }
+    auto endpoint =
+        std::make_unique<MetricsEndpoint>(parse_listen_address(arguments.listen_address), host::store_contents);
+    print_message("metrics at " + endpoint->url());
+    return endpoint;
+}
+
 /** Until a signal asks for the end, or the time is up. */
 void wait_for_the_end(asio::io_context &events, const std::optional<double> &seconds) {
     asio::steady_timer timer(events);
@@ -91,6 +116,7 @@ int run(const RunArguments &arguments) {
             events.stop();
         }
     });
+    const std::unique_ptr<MetricsEndpoint> endpoint = serve_metrics(arguments);
     const host::NotificationReceiver receiver;
     announce(device);
     host::AnalyticsSource analytics(device.device(), print_message);
@@ -122,6 +148,9 @@ Verb add_run_verb(CLI::App &program) {
     verb->add_option("--for", arguments->seconds, "End after so long; default: Ctrl-C or SIGTERM ends")
         ->option_text("SECONDS")
         ->check(check_seconds, "");
+    verb->add_option("--listen", arguments->listen_address, "Serve metrics at /metrics; a PORT alone is on loopback")
+        ->option_text("HOST:PORT")
+        ->check(check_listen_address, "");
     verb->add_option("--log", arguments->log_file, "Append the log to a file, too")->option_text("FILE");
     verb->add_flag("--journal", arguments->logs_to_journal, "Send the log to the systemd journal, too");
     verb->footer(

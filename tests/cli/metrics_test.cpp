@@ -1,4 +1,7 @@
 /** `metrics`: stores shown and added up. */
+#include <cstdlib>
+#include <iterator>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -22,6 +25,8 @@ using testing::StartsWith;
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 /** A day of a phone, by rules that anyone can redo: no two keys look alike. */
 StoreContents a_day() {
@@ -114,6 +119,66 @@ TEST_F(MetricsTest, AStoreIsShownInOpenMetrics) {
     EXPECT_EQ(outcome.exit_code, 0);
     EXPECT_EQ(outcome.err, "");
     expect_golden("metrics-openmetrics.txt", outcome.out);
+}
+
+/** Every key as a scalar and as a distribution, and keys that nobody would give in good faith. */
+StoreContents the_worst() {
+    std::vector<std::string> keys(std::begin(kQorAnalyticsKeys), std::end(kQorAnalyticsKeys));
+    keys.insert(keys.end(), {"",
+                             " ",
+                             "# EOF",
+                             "\"",
+                             "\\",
+                             "\n",
+                             "a\nb 1\n",
+                             "\"} 1\n# TYPE x counter\nx 1\n",
+                             "\r",
+                             "\x1b[2J",
+                             "\x7f",
+                             "\xc2\x85",
+                             "\xe2\x80\xa8",
+                             "\xf0\x9f\x98\x80",
+                             "a.b",
+                             "a_b",
+                             "com.ondre.zel.button.click_count",
+                             "com.ondre.com.zel.button.click.count",
+                             "com.ondre.zel.button.camelCase.ms",
+                             "x.count",
+                             "x.sum",
+                             "x.bucket",
+                             "x.total",
+                             "x.info",
+                             "x.created",
+                             "x.gauge.histogram.summary.counter",
+                             "le",
+                             "quantile",
+                             "__name__",
+                             "com.ondre.zel.unknown",
+                             std::string(100'000, 'k')});
+    StoreContents worst;
+    double sign = 1;
+    for (const std::string &key : keys) {
+        worst.scalars[key] = std::numeric_limits<std::int64_t>::min();
+        worst.distributions[key] = {{sign * 0.5, 9223372036854775807}, {sign * 3, 9223372036854775807}};
+        sign = -sign;
+    }
+    worst.distributions["infinite"] = {{-kInfinity, 1}, {kInfinity, 2}};
+    return worst;
+}
+
+TEST_F(MetricsTest, PromtoolAcceptsWhateverAStoreHolds) {
+    const std::string promtool = QOR_PROMETHEUS_FOLDER "/promtool";
+    ASSERT_TRUE(fs::exists(promtool)) << promtool << " is not there: scripts/setup test puts it there";
+    const Outcome outcome = metrics({store("worst.db", the_worst()), "--openmetrics"});
+    ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+    const std::string metrics_file = folder.file("metrics.txt", outcome.out);
+    const std::string complaints = folder.path() / "complaints.txt";
+
+    const int status =
+        std::system(("'" + promtool + "' check metrics <'" + metrics_file + "' >'" + complaints + "' 2>&1").c_str());
+
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(cli_tests::content_of(complaints), "");
 }
 
 TEST_F(MetricsTest, TheDefaultStoreIsTheOneOfRuns) {

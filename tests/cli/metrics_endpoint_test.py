@@ -1,0 +1,331 @@
+#!/usr/bin/env python3
+"""What `qorstat run --listen` serves, asked over real connections.
+
+    metrics_endpoint_test.py QORSTAT DEVICE.toml PROGRAMS (answers | malformed ROUNDS | promtool | prometheus)
+
+answers     what each method and place gets
+malformed   sends so many broken requests of every kind, and scrapes again
+promtool    has the scrape checked by promtool
+prometheus  starts a Prometheus server on the host and asks it for what the firmware published
+
+PROGRAMS is the folder with promtool and prometheus. The device is given a batch of analytics of its own.
+"""
+
+import contextlib
+import ctypes
+import dataclasses
+import http.client
+import json
+import os
+import pathlib
+import random
+import re
+import select
+import signal
+import socket
+import subprocess
+import sys
+import tempfile
+import time
+import urllib.parse
+
+BATCH = """
+[[analytics]]
+device = "qor"
+entry = [
+    { operation = "set_scalar", key = "com.ondre.zel.button.click.count", value = 4711 },
+    { operation = "set_scalar", key = "com.ondre.zel.kiru.reset_count", value = -3 },
+    { operation = "push", times = 200, key = "com.ondre.zel.button.click.duration", value = 81.5 },
+    { operation = "push", key = "com.ondre.zel.button.click.duration", value = 100 },
+]
+"""
+
+PATIENCE_SECONDS = 60
+
+
+@dataclasses.dataclass
+class Surroundings:
+    folder: pathlib.Path  # the test's own
+    programs: pathlib.Path
+
+
+def wait_until(what, condition):
+    end = time.monotonic() + PATIENCE_SECONDS
+    while time.monotonic() < end:
+        if (found := condition()) is not None:
+            return found
+        time.sleep(0.1)
+    raise AssertionError(f"not within {PATIENCE_SECONDS} seconds: {what}")
+
+
+def die_with_parent():
+    """Even when this script is killed, nothing that it started lives on."""
+    ctypes.CDLL(None).prctl(1, signal.SIGKILL)
+
+
+@contextlib.contextmanager
+def running(arguments, **options):
+    process = subprocess.Popen(arguments, text=True, preexec_fn=die_with_parent, **options)
+    try:
+        yield process
+    finally:
+        process.kill()
+        process.wait()
+
+
+class Host:
+    def __init__(self, process):
+        self.process = process
+        line = ""
+        while "metrics at" not in line:
+            line = process.stderr.readline()
+            assert line, "the host ended"
+        self.port = int(re.fullmatch(r"metrics at http://127\.0\.0\.1:(\d+)/metrics\n", line)[1])
+        while "hosting" not in line:
+            line = process.stderr.readline()
+            assert line, "the host ended"
+
+    def request(self, method, place):
+        connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=30)
+        connection.putrequest(method, place, skip_accept_encoding=True)
+        connection.endheaders()
+        answer = connection.getresponse()
+        body = answer.read()
+        connection.close()
+        return answer, body.decode()
+
+    def scrape(self):
+        answer, body = self.request("GET", "/metrics")
+        assert answer.status == 200, answer.status
+        return body
+
+    def wait_for_batch(self):
+        wanted = 'qor_scalar_button_click_counted{key="com.ondre.zel.button.click.count"} 4711\n'
+        return wait_until("the batch", lambda: body if wanted in (body := self.scrape()) else None)
+
+    def end(self):
+        """A host that was harmed tells by its exit code, and a sanitizer by what it wrote."""
+        self.process.send_signal(signal.SIGTERM)
+        _, messages = self.process.communicate(timeout=PATIENCE_SECONDS)
+        assert self.process.returncode == 0, f"exit code {self.process.returncode}: {messages}"
+
+
+@contextlib.contextmanager
+def hosting(qorstat, device):
+    with tempfile.TemporaryDirectory() as name:
+        folder = pathlib.Path(name)
+        description = folder / "device.toml"
+        description.write_text(pathlib.Path(device).read_text() + BATCH)
+        arguments = [qorstat, "run", description, "--store", folder / "store.db", "--listen", "127.0.0.1:0"]
+        environment = {**os.environ, "XDG_RUNTIME_DIR": name}
+        with running(arguments, env=environment, stderr=subprocess.PIPE) as process:
+            host = Host(process)
+            yield host, folder
+            host.end()
+
+
+# ---- answers
+
+
+def check_answers(host, _):
+    body = host.wait_for_batch()
+    for line in (
+        "# TYPE qor_scalar_button_click_counted gauge",
+        "# HELP qor_scalar_button_click_counted Button: clicks",
+        'qor_scalar_kiru_reset_counted{key="com.ondre.zel.kiru.reset_count"} -3',
+        "# TYPE qor_distribution_button_click_duration summary",
+        'qor_distribution_button_click_duration_count{key="com.ondre.zel.button.click.duration"} 201',
+        'qor_distribution_button_click_duration_sum{key="com.ondre.zel.button.click.duration"} 16400',
+        'qor_distribution_button_click_duration{key="com.ondre.zel.button.click.duration",quantile="0.9"} 81.5',
+        'qor_distribution_maximum{key="com.ondre.zel.button.click.duration"} 100',
+        "qor_store_readable 1",
+    ):
+        assert line + "\n" in body, f"{line!r} is missing in\n{body}"
+
+    answer, body = host.request("HEAD", "/metrics")
+    assert (answer.status, body) == (200, ""), (answer.status, body)
+    assert answer.getheader("Content-Type").startswith("text/plain")
+    for place in ("/", "/metrics/", "/metrics/x", "/metricsx", "/Metrics", "/../etc/passwd", "/metrics/../x", "/%2e%2e/x"):
+        answer, body = host.request("GET", place)
+        assert (answer.status, body) == (404, ""), f"{place}: {answer.status} {body}"
+    for method in ("POST", "PUT", "DELETE", "OPTIONS", "PATCH", "PROPFIND", "MKCOL"):
+        answer, body = host.request(method, "/metrics")
+        assert (answer.status, body) == (405, ""), f"{method}: {answer.status} {body}"
+        assert answer.getheader("Allow") == "GET, HEAD"
+
+
+# ---- malformed requests
+
+GOOD = b"GET /metrics HTTP/1.1\r\nHost: x\r\n\r\n"
+
+
+def malformed_request(chance, kind):
+    """Bytes that are no request for the metrics, of one of so many kinds."""
+    noise = chance.randbytes(chance.randrange(1, 300))
+    return (
+        lambda: noise,
+        lambda: noise + b"\r\n\r\n",
+        lambda: GOOD[: chance.randrange(1, len(GOOD) - 2)],
+        lambda: b"GET /metrics HTTP/1.1\r\nX: " + b"a" * 70_000 + b"\r\n\r\n",
+        lambda: b"GET /metrics HTTP/1.1\r\n" + b"X: a\r\n" * 3000 + b"\r\n",
+        lambda: b"GET /" + b"a" * 20_000 + b" HTTP/1.1\r\n\r\n",
+        lambda: b"\r\n" * chance.randrange(1, 100),
+        lambda: b"BREW /metrics HTTP/1.1\r\n\r\n",
+        lambda: b"GET /metrics HTTP/9.9\r\n\r\n",
+        lambda: b"GET /metrics\r\n\r\n",
+        lambda: b"POST /metrics HTTP/1.1\r\nContent-Length: -1\r\n\r\n" + noise,
+        lambda: b"POST /metrics HTTP/1.1\r\nContent-Length: 99999999999999999999\r\n\r\n" + noise,
+        lambda: b"POST /metrics HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\nFFFFFFFFFFFFFFFF\r\n" + noise,
+        lambda: b"GET /%00%ff/..\\..//metrics HTTP/1.1\r\n\r\n",
+        lambda: b"GET /\x00metrics HTTP/1.1\r\nX\x00: \x00\r\n\r\n",
+        lambda: b"GET http://[::1/metrics HTTP/1.1\r\n\r\n",
+        lambda: b"PUT /metrics HTTP/1.1\r\nExpect: 100-continue\r\nContent-Length: 5\r\n\r\n",
+        lambda: b"GET /x HTTP/1.1\r\nConnection: Upgrade\r\nUpgrade: websocket\r\nSec-WebSocket-Version: 13\r\n"
+        b"Sec-WebSocket-Key: x\r\n\r\n",
+        lambda: b"DELETE /metrics HTTP/1.1\r\n\r\n" * 20,
+        lambda: b"GET /x HTTP/1.1\r\nConnection: keep-alive\r\n\r\n" + GOOD * 20,
+    )[kind]()
+
+
+KINDS = 20
+
+
+def send_and_listen(port, request):
+    """What comes back: everything, or nothing when the server has closed the door already."""
+    answer = b""
+    with socket.create_connection(("127.0.0.1", port), timeout=30) as connection:
+        try:
+            connection.sendall(request)
+            connection.shutdown(socket.SHUT_WR)
+            while piece := connection.recv(65536):
+                answer += piece
+        except (ConnectionResetError, BrokenPipeError):
+            pass
+        except OSError as error:
+            assert not isinstance(error, TimeoutError), f"no end of the answer to {request[:80]!r}"
+    return answer
+
+
+def check_malformed(host, _, rounds):
+    chance = random.Random(20261121)
+    before = host.wait_for_batch()
+    idle = [socket.create_connection(("127.0.0.1", host.port)) for _ in range(4)]
+    for connection in idle:
+        connection.sendall(b"GET /metr")
+    answered = 0
+    for i in range(int(rounds)):
+        answer = send_and_listen(host.port, request := malformed_request(chance, i % KINDS))
+        # Behind blank lines the HTTP library may find a good request that an earlier connection left in its buffer; what
+        # it answers then is what everyone gets.
+        if request.strip():
+            assert not re.search(rb"^HTTP/1\.[01] 2", answer, re.M), f"{request[:80]!r} got {answer[:200]!r}"
+            assert b"qor_" not in answer, f"{request[:80]!r} got metrics"
+        answered += answer.startswith(b"HTTP/1.1 4") or answer.startswith(b"HTTP/1.1 5")
+        # What comes up meanwhile is read, so that the host never waits for this script.
+        while select.select([host.process.stderr], [], [], 0)[0]:
+            assert os.read(host.process.stderr.fileno(), 65536), "the host ended"
+    for connection in idle:
+        connection.close()
+
+    def store_lines(body):
+        return [line for line in body.splitlines() if "qor_" in line]
+
+    assert answered > int(rounds) / 4, f"only {answered} of {rounds} were told off"
+    assert store_lines(host.scrape()) == store_lines(before)
+    print(f"{rounds} malformed requests, {answered} told off; a scrape is answered as before")
+
+
+# ---- programs of Prometheus
+
+
+def program(surroundings, name):
+    path = surroundings.programs / name
+    assert os.access(path, os.X_OK), f"{path} is not there: scripts/setup test puts it there"
+    return path
+
+
+def check_with_promtool(host, surroundings):
+    promtool = program(surroundings, "promtool")
+    outcome = subprocess.run([promtool, "check", "metrics"], input=host.wait_for_batch(), capture_output=True, text=True)
+    assert outcome.returncode == 0 and outcome.stdout + outcome.stderr == "", outcome
+
+
+def free_port():
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
+def ask(port, query):
+    """The one value that the server has for the query; nothing when it has none yet, or is not up yet."""
+    connection = http.client.HTTPConnection("127.0.0.1", port, timeout=10)
+    try:
+        connection.request("GET", "/api/v1/query?" + urllib.parse.urlencode({"query": query}))
+        answer = connection.getresponse()
+        if answer.status != 200:
+            return None
+        series = json.load(answer)["data"]["result"]
+    except (ConnectionError, http.client.HTTPException, TimeoutError):
+        return None
+    finally:
+        connection.close()
+    assert len(series) < 2, series
+    return series[0]["value"][1] if series else None
+
+
+def check_with_prometheus(host, surroundings):
+    server = program(surroundings, "prometheus")
+    folder = surroundings.folder
+    configuration = folder / "prometheus.yml"
+    configuration.write_text(
+        "scrape_configs:\n"
+        "  - job_name: qorstat\n"
+        "    scrape_interval: 500ms\n"
+        "    scrape_timeout: 500ms\n"
+        f"    static_configs: [{{ targets: ['127.0.0.1:{host.port}'] }}]\n"
+    )
+    host.wait_for_batch()
+    port = free_port()
+    arguments = [
+        server,
+        f"--config.file={configuration}",
+        f"--storage.tsdb.path={folder / 'data'}",
+        f"--web.listen-address=127.0.0.1:{port}",
+    ]
+    with open(folder / "prometheus.log", "w") as log, running(arguments, cwd=folder, stdout=log, stderr=log) as prometheus:
+
+        def value(query):
+            assert prometheus.poll() is None, "Prometheus ended: " + (folder / "prometheus.log").read_text()
+            return ask(port, query)
+
+        for query, expected in (
+            ('qor_scalar_button_click_counted{key="com.ondre.zel.button.click.count"}', "4711"),
+            ("qor_scalar_kiru_reset_counted", "-3"),
+            ("qor_distribution_button_click_duration_count", "201"),
+            ("qor_distribution_button_click_duration_sum", "16400"),
+            ('qor_distribution_button_click_duration{quantile="0.5"}', "81.5"),
+            ("qor_distribution_button_click_duration_sum / qor_distribution_button_click_duration_count > 81.59", None),
+            ("qor_distribution_maximum", "100"),
+            ('up{job="qorstat"}', "1"),
+        ):
+            if expected is None:
+                expected = str(16400 / 201)
+            answered = wait_until(query, lambda query=query: value(query))
+            assert answered == expected, f"{query}: {answered}, not {expected}"
+            print(f"{query} = {answered}")
+
+
+CHECKS = {
+    "answers": check_answers,
+    "malformed": check_malformed,
+    "promtool": check_with_promtool,
+    "prometheus": check_with_prometheus,
+}
+
+
+def main(qorstat, device, programs, check, *arguments):
+    with hosting(qorstat, device) as (host, folder):
+        CHECKS[check](host, Surroundings(folder, pathlib.Path(programs)), *arguments)
+
+
+main(*sys.argv[1:])
