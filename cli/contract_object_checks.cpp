@@ -46,11 +46,19 @@ void add_random(CheckedModule &module, std::vector<RvUUIDBytes> &all) {
 
 std::size_t live_instances() { return host::device_registry::factory_instance_count(kFactory); }
 
+/** For objects whose table is not trusted yet. */
+void release_if_possible(OndreQORHIDStatisticsRef object) {
+    if (*object != nullptr && (*object)->Release != nullptr) {
+        (*object)->Release(object);
+    }
+}
+
 void check_factory_type(CheckedModule &module, Findings &findings) {
     OndreQORHIDStatisticsRef object = module.make(RvAllocatorGetDefault(), kType);
     findings.expect(object != nullptr, "the factory makes no object of the session-filter type " + text_of(kType));
     if (object != nullptr) {
         findings.expect(*object != nullptr, "the object has no interface table");
+        release_if_possible(object);
     }
 }
 
@@ -126,6 +134,7 @@ void check_table_slots(CheckedModule &module, Findings &findings) {
             findings.expect(slots[slot] != nullptr, which + " (" + kNames[slot] + ") is null");
         }
     }
+    release_if_possible(object);
 }
 
 HRESULT query(OndreQORHIDStatisticsRef object, const RvUUIDBytes &type, void **out) {

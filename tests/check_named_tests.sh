@@ -1,0 +1,24 @@
+#!/bin/sh
+# check_named_tests.sh FOLDER DOCUMENT...
+#
+# Every test that a document names, as `Suite.Name` between backquotes, stands in the sources of FOLDER.
+set -eu
+folder=$1
+shift
+status=0
+found=0
+for document in "$@"; do
+    for test in $(grep --only-matching --extended-regexp '`[A-Z][A-Za-z0-9]+(\.[A-Za-z]+)?\.[A-Z][A-Za-z0-9]+`' "$document" | tr -d '`'); do
+        found=$((found + 1))
+        suite=${test%%.*} name=${test#*.}
+        # A test of GoogleTest's, one that CMake adds, or one that CMake adds for each of a list.
+        grep --recursive --quiet --extended-regexp --null-data "TEST(_F|_P)?\\(\\s*$suite,\\s*$name\\)" "$folder" ||
+            grep --recursive --quiet --fixed-strings "NAME $test" "$folder" ||
+            grep --recursive --quiet --extended-regexp "NAME $suite\\.${name%.*}\\.\\\$\\{" "$folder" || {
+            echo "$document: no test is named $test"
+            status=1
+        }
+    done
+done
+[ "$found" -gt 0 ] || { echo "no test is named at all" && status=1; }
+exit $status
