@@ -11,10 +11,11 @@ for document in "$@"; do
     for test in $(grep --only-matching --extended-regexp '`[A-Z][A-Za-z0-9]+(\.[A-Za-z]+)?\.[A-Z][A-Za-z0-9]+`' "$document" | tr -d '`'); do
         found=$((found + 1))
         suite=${test%%.*} name=${test#*.}
-        # A test of GoogleTest's, one that CMake adds, or one that CMake adds for each of a list.
+        # A test of GoogleTest's, one that CMake adds, or one that CMake adds for each of a list: of targets or of texts.
         grep --recursive --quiet --extended-regexp --null-data "TEST(_F|_P)?\\(\\s*$suite,\\s*$name\\)" "$folder" ||
             grep --recursive --quiet --fixed-strings "NAME $test" "$folder" ||
-            grep --recursive --quiet --extended-regexp "NAME $suite\\.${name%.*}\\.\\\$\\{" "$folder" || {
+            grep --recursive --quiet --extended-regexp "NAME $suite\\.${name%.*}\\.\\\$\\{" "$folder" ||
+            grep --recursive --quiet --fixed-strings "\"$test " "$folder" || {
             echo "$document: no test is named $test"
             status=1
         }
