@@ -1,0 +1,33 @@
+/** What batches of analytics amount to, formulated for the sweep alone: which store operations, which log lines. */
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "host/analytics_store.h"
+#include "host/fault_points.h"
+
+namespace sweep {
+
+/** The calls of one operation that do nothing. */
+struct LeftOut {
+    std::string operation; ///< empty: none
+    std::uint64_t call = 0;
+    host::Strikes strikes = host::Strikes::Once;
+};
+
+struct AnalyticsOutcome {
+    host::StoreContents contents;
+    std::vector<std::string> lines; ///< without the newline at their end
+};
+
+/**
+ * Applies entries in order to an empty store.
+ * @param has_fallback_key  whether the key of unknown indexes has been made in this process before.
+ */
+AnalyticsOutcome expected_analytics(std::span<const std::byte> entries, const LeftOut &left_out, bool has_fallback_key);
+
+} // namespace sweep
