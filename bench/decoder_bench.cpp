@@ -1,15 +1,14 @@
 /** How fast reports become lines, against a plain string-stream formulation and against copying the same bytes. */
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "bench/ratio_reporter.h"
 #include "bench/report_mix.h"
 #include "decoder/ProfileDescription.h"
 #include "decoder/byte_dump.h"
@@ -206,35 +205,6 @@ BENCHMARK(portable_dumps);
 BENCHMARK(descriptions)->Unit(benchmark::kMillisecond);
 BENCHMARK(descriptions_with_live_clock)->Unit(benchmark::kMillisecond);
 
-/** Also keeps the processor time per line of every repetition, for the ratios. */
-class RatioReporter : public benchmark::ConsoleReporter {
-public:
-    void ReportRuns(const std::vector<Run> &runs) override {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run &run : runs) {
-            if (run.run_type == Run::RT_Iteration && !run.error_occurred) {
-                _nanoseconds[run.run_name.function_name].push_back(run.counters.at("line") * 1e9);
-            }
-        }
-    }
-
-    /** How many times the median of `slower` takes that of `faster`, least and most in brackets. */
-    void print_ratio(const char *what, const std::string &slower, const std::string &faster) {
-        std::vector<double> &slow = _nanoseconds[slower];
-        std::vector<double> &fast = _nanoseconds[faster];
-        if (slow.empty() || fast.empty()) {
-            return;
-        }
-        std::sort(slow.begin(), slow.end());
-        std::sort(fast.begin(), fast.end());
-        std::printf("%-64s %6.2f   (%.2f to %.2f)\n", what, slow[slow.size() / 2] / fast[fast.size() / 2],
-                    slow.front() / fast.back(), slow.back() / fast.front());
-    }
-
-private:
-    std::map<std::string, std::vector<double>> _nanoseconds;
-};
-
 } // namespace
 
 int main(int argc, char **argv) {
@@ -242,7 +212,7 @@ int main(int argc, char **argv) {
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
         return 2;
     }
-    RatioReporter reporter;
+    bench::RatioReporter reporter("line");
     benchmark::RunSpecifiedBenchmarks(&reporter);
     std::printf("\nProcessor time per line, as ratios of medians (least to most):\n");
     reporter.print_ratio("string streams / lines into memory", "string_stream_lines", "lines");
