@@ -1,7 +1,8 @@
 // Analytics entries of the firmware become operations on the analytics store.
 
+#include <algorithm>
 #include <atomic>
-#include <cstdio>
+#include <cstring>
 
 #include "platform/QorAnalytics.h"
 #include "platform/TallybookStore.h"
@@ -30,27 +31,60 @@ TvStringRef fallbackKey() {
 /** Fixed point with 16 fraction bits; the precision of a float is lost on purpose before the scaling. */
 double distributionValue(int32_t value) { return static_cast<double>(static_cast<float>(value) * 0x1p-16F); }
 
-void logError(const char *text) { RvLogWrite(sharedLog(), kRvLogLevelError, text); }
+/**
+ * A line for the log, cut off where the room ends. Put together by hand, since there is one for every entry: `snprintf`
+ * takes longer than all the rest.
+ */
+class LogLine {
+public:
+    LogLine &add(const char *text) {
+        const size_t length = std::min(std::strlen(text), sizeof _text - 1 - _length);
+        std::memcpy(_text + _length, text, length);
+        _length += length;
+        return *this;
+    }
+
+    /** As "%#x" does: without a prefix for 0. */
+    LogLine &addHex(uint8_t number) {
+        constexpr char kDigits[] = "0123456789abcdef";
+        char text[5] = {};
+        char *end = text;
+        if (number != 0) {
+            *end++ = '0';
+            *end++ = 'x';
+        }
+        if (number > 0xF) {
+            *end++ = kDigits[number >> 4];
+        }
+        *end = kDigits[number & 0xF];
+        return add(text);
+    }
+
+    void writeAsError() {
+        _text[_length] = '\0';
+        RvLogWrite(sharedLog(), kRvLogLevelError, _text);
+    }
+
+private:
+    char _text[256];
+    size_t _length = 0;
+};
 
 void logVersionMismatch(const Tbk &entry) {
-    if (!RvLogIsEnabled(sharedLog(), kRvLogLevelError)) {
-        return;
+    if (RvLogIsEnabled(sharedLog(), kRvLogLevelError)) {
+        LogLine line;
+        line.add("publishTBData qortbkkeys version mismatch (").addHex(entry.version()).add("/");
+        line.addHex(kVersion).add(")").writeAsError();
     }
-    char text[96];
-    std::snprintf(text, sizeof text, "%s qortbkkeys version mismatch (%#x/%#x)", "publishTBData", entry.version(),
-                  kVersion);
-    logError(text);
 }
 
 void logOperation(const Tbk &entry, TvStringRef key) {
-    if (!RvLogIsEnabled(sharedLog(), kRvLogLevelError)) {
-        return;
+    if (RvLogIsEnabled(sharedLog(), kRvLogLevelError)) {
+        const char *name = TvStringGetCString(key);
+        LogLine line;
+        line.add("publishTBData op=").addHex(entry.operation()).add(" '").add(name != nullptr ? name : "(null)");
+        line.add("' (").addHex(entry.key()).add(")").writeAsError();
     }
-    const char *name = TvStringGetCString(key);
-    char text[256];
-    std::snprintf(text, sizeof text, "%s op=%#x '%s' (%#x)", "publishTBData", entry.operation(),
-                  name != nullptr ? name : "(null)", entry.key());
-    logError(text);
 }
 
 void perform(const Tbk &entry, TvStringRef key) {

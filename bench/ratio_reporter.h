@@ -43,6 +43,9 @@ public:
 
     /** Millions of things in a second by processor time and by the clock: medians, least and most in brackets. */
     void print_rates(const char *what, const std::string &name) {
+        if (_nanoseconds[name].empty()) {
+            return;
+        }
         std::printf("%-48s", what);
         print_rate(sorted(_nanoseconds[name]));
         print_rate(sorted(_by_the_clock[name]));
@@ -56,9 +59,7 @@ private:
     }
 
     static void print_rate(const std::vector<double> &times) {
-        if (!times.empty()) {
-            std::printf("%8.2f (%.2f to %.2f)", 1e3 / times[times.size() / 2], 1e3 / times.back(), 1e3 / times.front());
-        }
+        std::printf("%8.2f (%.2f to %.2f)", 1e3 / times[times.size() / 2], 1e3 / times.back(), 1e3 / times.front());
     }
 
     std::string _counter;

@@ -2,6 +2,8 @@
 
 #include <array>
 #include <cmath>
+#include <cstdio>
+#include <string>
 
 #include "host/tallybook_store.h"
 #include "tests/plugin/plug_in_fixture.h"
@@ -146,6 +148,37 @@ TEST_F(Publishing, ReachesEveryKeyByItsIndex) {
     ASSERT_THAT(scalars(), SizeIs(58));
     for (int key = 0; key < kQORTbkKey_Count; ++key) {
         EXPECT_EQ(scalars().at(kTallybookKeyStrings[key]), key);
+    }
+}
+
+/** What `printf` makes of a format, in which an address is never printed. */
+template <typename... Values>
+std::string printed(const char *format, Values... values) {
+    std::array<char, 512> text{};
+    std::snprintf(text.data(), text.size(), format, values...);
+    return text.data();
+}
+
+TEST_F(Publishing, OperationLinesAreThoseOfTheirFormatForEveryByte) {
+    for (unsigned byte = 0; byte < 256; ++byte) {
+        log.clear();
+        publish({entry(static_cast<uint8_t>(byte), static_cast<uint8_t>(byte), 0)});
+
+        const char *name = byte < 58 ? TvStringGetCString(plug_in->keyForIndex(static_cast<TallybookKey>(byte)))
+                                     : "com.ondre.zel.unknown";
+        EXPECT_EQ(lines().back(), printed("%s op=%#x '%s' (%#x)", "publishTBData", byte, name, byte));
+    }
+}
+
+TEST_F(Publishing, VersionMismatchLinesAreThoseOfTheirFormatForEveryByte) {
+    for (unsigned byte = 0; byte < 256; ++byte) {
+        if (byte != 0x3A) {
+            log.clear();
+            publish({entry(2, kClick, 0, static_cast<uint8_t>(byte))});
+
+            EXPECT_THAT(lines(),
+                        ElementsAre(printed("%s qortbkkeys version mismatch (%#x/%#x)", "publishTBData", byte, 0x3Au)));
+        }
     }
 }
 
