@@ -140,7 +140,7 @@ std::string hex_number(std::uint64_t number) {
 
 std::string text_of(const RvUUIDBytes &uuid) {
     std::string text = hex({reinterpret_cast<const char *>(uuid.bytes), sizeof uuid.bytes});
-    for (const std::size_t place : {20, 16, 12, 8}) {
+    for (const std::size_t place : {20U, 16U, 12U, 8U}) {
         text.insert(place, "-");
     }
     return text;
