@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <string>
 
+#include "host/log.h"
 #include "host/tallybook_store.h"
 #include "tests/plugin/plug_in_fixture.h"
 
@@ -59,6 +60,21 @@ TEST_F(Publishing, OperationZeroChangesNothingAndIsLogged) {
     EXPECT_THAT(distributions(), IsEmpty());
     EXPECT_THAT(lines(), ElementsAre("publishTBData op=0 'com.ondre.zel.button.click.count' (0)"));
     EXPECT_EQ(log.messages()[0].level, kRvLogLevelError);
+}
+
+TEST_F(Publishing, LinesAreThoseOfTheErrorLevelAndOfNoOther) {
+    host::enable_log_level(kRvLogLevelDefault, false);
+    publish({entry(0, kClick, 5), entry(0, kClick, 5, 0x39)});
+    EXPECT_THAT(lines(), SizeIs(2));
+
+    host::enable_log_level(kRvLogLevelDefault, true);
+    host::enable_log_level(kRvLogLevelError, false);
+    log.clear();
+    publish({entry(2, kClick, 5), entry(0, kClick, 5, 0x39)});
+    EXPECT_THAT(lines(), IsEmpty());
+    EXPECT_THAT(scalars(), UnorderedElementsAre(Pair(kClickName, 5)));
+
+    host::enable_log_level(kRvLogLevelError, true);
 }
 
 TEST_F(Publishing, Operation2SetsTheScalarWithItsSign) {

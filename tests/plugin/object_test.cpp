@@ -263,6 +263,14 @@ TEST_F(Log, TakesANullErrorTextAsEmpty) {
     EXPECT_THAT(lines(), ElementsAre(assertion_line("kr == 0 ", "1")));
 }
 
+TEST_F(Log, WritesTheAssertionLineWhateverTheErrorLevelIs) {
+    host::enable_log_level(kRvLogLevelError, false);
+    logAssertion("condition", 12);
+    host::enable_log_level(kRvLogLevelError, true);
+
+    EXPECT_EQ(log.lines().size(), 1U);
+}
+
 TEST_F(Log, WritesNothingWhenTheDefaultLevelIsOff) {
     host::enable_log_level(kRvLogLevelDefault, false);
 

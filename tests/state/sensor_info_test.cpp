@@ -121,6 +121,16 @@ TEST_F(SensorInfo, HoldsEachPropertyUnderItsKey) {
     EXPECT_EQ(reads[67], 1);
 }
 
+TEST_F(SensorInfo, ReadsEachOfItsPropertiesOnceAndNoOther) {
+    snapshot();
+
+    std::map<uint32_t, int> expected;
+    for (uint32_t property : {0, 10, 11, 13, 15, 16, 24, 25, 26, 29, 36, 45, 56, 57, 58, 59, 60, 61, 64, 67, 68}) {
+        expected[property] = 1;
+    }
+    EXPECT_EQ(reads, expected);
+}
+
 TEST_F(SensorInfo, TakesNamesWithoutAZeroWhole) {
     properties[15].bytes = Bytes().text(std::string(40, 'm'), 40);
 
@@ -298,6 +308,7 @@ TEST_F(SensorInfo, FailsWithoutTheDictionary) {
     EXPECT_THAT(ask(), IsEmpty());
 
     EXPECT_THAT(lines(), ElementsAre(": Kelmarks: state,  file: plugin/OndreQORHIDStatistics.cpp, line: 919 value:0"));
+    EXPECT_THAT(reads, IsEmpty());
 }
 
 TEST_F(SensorInfo, FailsWithoutTheReportInterval) {
