@@ -4,8 +4,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <span>
 #include <string>
@@ -14,22 +12,17 @@
 
 #include "cli/record_json.h"
 #include "cli/record_text.h"
+#include "fuzz/input.h"
 #include "host/error.h"
 #include "host/state_capture.h"
 
 namespace {
 
+using fuzz::require;
 using Bytes = std::span<const std::byte>;
 
 constexpr std::array<std::string_view, 5> kTitles{"SSHB Statistics", "SSHB assets", "SensorInfo",
                                                   "ZEL Profile 0 ;count=32 ;type=fw", "of another maker"};
-
-void require(bool holds, const char *what) {
-    if (!holds) {
-        std::fprintf(stderr, "records_fuzz: %s\n", what);
-        std::abort();
-    }
-}
 
 /** A record whose header is as it must be. */
 std::vector<std::byte> record_of(std::string_view title, Bytes payload) {

@@ -7,37 +7,14 @@
 #include <cstdlib>
 #include <string>
 
+#include "fuzz/input.h"
 #include "tests/decoder/described_by_decoder.h"
 #include "tests/decoder/oracle.h"
 #include "tests/decoder/report_generator.h"
 
 namespace {
 
-/** Takes values off the front of an input; what is missing is zero. */
-class Input {
-public:
-    Input(const std::uint8_t *data, std::size_t size) : _data(data), _size(size) {}
-
-    std::uint8_t byte() {
-        if (_size == 0) {
-            return 0;
-        }
-        --_size;
-        return *_data++;
-    }
-
-    std::uint64_t number() {
-        std::uint64_t value = 0;
-        for (unsigned shift = 0; shift < 64; shift += 8) {
-            value |= std::uint64_t{byte()} << shift;
-        }
-        return value;
-    }
-
-private:
-    const std::uint8_t *_data;
-    std::size_t _size;
-};
+using fuzz::Input;
 
 oracle::Clock clock_of(Input &input) {
     constexpr unsigned kHasTimeSync = 1;

@@ -3,13 +3,13 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <map>
 #include <string_view>
 #include <vector>
 
+#include "fuzz/input.h"
 #include "host/state_capture.h"
 #include "host/typed_values.h"
 #include "platform/RvStateCapture.h"
@@ -18,38 +18,13 @@
 
 namespace {
 
+using fuzz::Input;
+using fuzz::require;
+
 struct Reply {
     RvStatus status;
     std::vector<std::uint8_t> bytes;
     std::size_t reported_size;
-};
-
-/** Takes values off the front of an input; what is missing is zero. */
-class Input {
-public:
-    Input(const std::uint8_t *data, std::size_t size) : _data(data), _size(size) {}
-
-    bool is_empty() const { return _size == 0; }
-
-    std::uint8_t byte() {
-        if (_size == 0) {
-            return 0;
-        }
-        --_size;
-        return *_data++;
-    }
-
-    std::vector<std::uint8_t> bytes(std::size_t count) {
-        count = std::min(count, _size);
-        std::vector<std::uint8_t> taken(_data, _data + count);
-        _data += count;
-        _size -= count;
-        return taken;
-    }
-
-private:
-    const std::uint8_t *_data;
-    std::size_t _size;
 };
 
 /** What the snapshots ask for: properties by their number, the client list (a command), and anything else. */
@@ -127,11 +102,6 @@ struct Hosted {
     Context context{};
 };
 
-[[noreturn]] void report_broken(const char *promise, std::string_view where) {
-    std::fprintf(stderr, "broken: %s (%.*s)\n", promise, static_cast<int>(where.size()), where.data());
-    std::abort();
-}
-
 /** The longest text that may stand under a key of a snapshot. */
 std::size_t text_limit(std::string_view title, std::string_view key) {
     if (title == "SSHB assets") {
@@ -143,12 +113,10 @@ std::size_t text_limit(std::string_view title, std::string_view key) {
 void check_texts(std::string_view title, TvDictionaryRef dictionary) {
     host::for_each_entry(dictionary, [title](std::string_view key, TvRef value) {
         const std::string_view text(TvStringGetCString(value) != nullptr ? TvStringGetCString(value) : "");
-        if (text.size() > text_limit(title, key)) {
-            report_broken("a text is within its limit", key);
-        }
-        if (std::any_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) > 127; })) {
-            report_broken("texts are ASCII", key);
-        }
+        require(text.size() <= text_limit(title, key), "a text is within its limit", key);
+        const bool is_ascii =
+            std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) <= 127; });
+        require(is_ascii, "texts are ASCII", key);
     });
 }
 
@@ -160,12 +128,8 @@ void check_record(RvStateCaptureRecord *record, std::string_view title, bool all
     const auto *bytes = reinterpret_cast<const std::byte *>(record);
     const std::vector<host::StateRecord> records = host::parse_records({bytes, 200 + record->payload_size}, "record");
     std::free(record);
-    if (records.size() != 1 || records[0].title != title) {
-        report_broken("one record under its title", title);
-    }
-    if (all_keys_asked && TvDictionaryGetCount(records[0].payload.get()) != 51) {
-        report_broken("51 assets", title);
-    }
+    require(records.size() == 1 && records[0].title == title, "one record under its title", title);
+    require(!all_keys_asked || TvDictionaryGetCount(records[0].payload.get()) == 51, "51 assets", title);
     check_texts(title, records[0].payload.get());
 }
 

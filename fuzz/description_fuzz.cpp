@@ -1,0 +1,98 @@
+// Any device description: it is refused with one error that has a place, or comes to life, and a plug-in hosted on it
+// answers captures with whole records and takes its analytics.
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "fuzz/input.h"
+#include "host/described_device.h"
+#include "host/error.h"
+#include "host/log.h"
+#include "host/state_capture.h"
+#include "host/tallybook_store.h"
+#include "plugin/OndreQORHIDStatistics.h"
+
+namespace {
+
+using fuzz::Input;
+using fuzz::require;
+
+/** What is done with a device that has come to life. */
+enum Doing : unsigned { kCaptureFault = 1, kCaptureRequest = 2, kDeliver = 4 };
+
+/** A plug-in on the device; the queue is closed before its last reference goes. */
+class Hosted {
+public:
+    Hosted(const host::DescribedDevice &device, host::SerialQueue &queue) : _queue(queue) {
+        _queue.run([&] {
+            _plug_in->open(nullptr, 0);
+            _plug_in->scheduleWithDispatchQueue(_queue.handle());
+            for (const auto &service : device.services()) {
+                _plug_in->registerService(service.get());
+            }
+        });
+    }
+    ~Hosted() {
+        _queue.close();
+        _plug_in->Release();
+    }
+    Hosted(const Hosted &) = delete;
+    Hosted &operator=(const Hosted &) = delete;
+
+private:
+    host::SerialQueue &_queue;
+    OndreQORHIDStatistics *_plug_in = OndreQORHIDStatistics::alloc(RvAllocatorGetDefault());
+};
+
+void capture(std::uint32_t kind) {
+    for (const host::RecordBytes &record : host::capture_state(kind, "fuzz")) {
+        require(host::parse_records(record, "record").size() == 1, "a handler answers one whole record");
+    }
+}
+
+void host_plug_in(host::DeviceDescription description, unsigned doing) {
+    // Every service and every batch costs time that says nothing new after the first few.
+    constexpr std::size_t kMostServices = 8;
+    constexpr std::size_t kMostBatches = 8;
+    if (description.services.size() > kMostServices || description.analytics.size() > kMostBatches) {
+        return;
+    }
+    host::SerialQueue queue;
+    const host::DescribedDevice device(std::move(description), queue);
+    const Hosted hosted(device, queue);
+    if (doing & kCaptureFault) {
+        capture(kRvStateCaptureFault);
+    }
+    if (doing & kCaptureRequest) {
+        capture(kRvStateCaptureRequest);
+    }
+    if (doing & kDeliver) {
+        host::clear_store();
+        for (const host::AnalyticsDescription &batch : device.analytics()) {
+            require(batch.entries.size() % 7 == 0, "a batch is whole entries");
+            device.device(batch.device).deliver_batch(batch.entries);
+        }
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+    // Lines are written, and thrown away.
+    static const std::unique_ptr<host::LogSink> &log =
+        *new auto(host::log_to_function([](const host::LogMessage &) {}));
+    static_cast<void>(log);
+    Input input(data, size);
+    const unsigned doing = input.byte();
+    const std::string_view text(reinterpret_cast<const char *>(input.rest().data()), input.rest().size());
+    try {
+        host_plug_in(host::read_device_description_text(text, "device.toml"), doing);
+    } catch (const host::Error &error) {
+        require(error.file() == "device.toml", "the error names the file", error.what());
+        require(error.place().starts_with("line "), "the error names a place", error.what());
+        require(std::string_view(error.what()).size() < 4096 + size, "the error is in proportion", error.what());
+    }
+    return 0;
+}

@@ -1,0 +1,297 @@
+// Any dump under any selection: what is read is what passes, and each form of output keeps its own rules.
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include "cli/dump_statistics.h"
+#include "cli/report_rendering.h"
+#include "cli/report_source.h"
+#include "cli/wrong_use.h"
+#include "decoder/name_tables.h"
+#include "fuzz/input.h"
+
+namespace {
+
+using fuzz::Input;
+using fuzz::require;
+using Reports = std::vector<_QorProfileReport>;
+
+/** A dump where it can be opened by a name: a file in memory, or a pipe that holds all of it. */
+class Dump {
+public:
+    Dump(std::span<const std::uint8_t> bytes, bool is_pipe) {
+        if (is_pipe) {
+            std::array<int, 2> ends{};
+            require(pipe(ends.data()) == 0, "there are pipes");
+            _descriptor = ends[0];
+            write_all(ends[1], bytes);
+            close(ends[1]);
+        } else {
+            _descriptor = memfd_create("dump", MFD_CLOEXEC);
+            write_all(_descriptor, bytes);
+        }
+    }
+    ~Dump() { close(_descriptor); }
+    Dump(const Dump &) = delete;
+    Dump &operator=(const Dump &) = delete;
+
+    /** What a pipe of this system holds for sure. */
+    static constexpr std::size_t kPipeHolds = 64 * 1024;
+
+    std::string name() const { return "/proc/self/fd/" + std::to_string(_descriptor); }
+
+private:
+    static void write_all(int descriptor, std::span<const std::uint8_t> bytes) {
+        require(write(descriptor, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()), "a dump is made");
+    }
+
+    int _descriptor;
+};
+
+/** One condition of the filter, as it was asked for and as this target understands it. */
+struct Condition {
+    enum Kind { kCategory, kComponent, kEvent, kType } kind;
+    std::string word;
+
+    bool holds(const _QorProfileReport &report) const {
+        switch (kind) {
+        case kCategory:
+            return is_id(report.category_id()) || word == decoder::category_name(report.category_id());
+        case kComponent:
+            return is_id(report.component_id()) ||
+                   word == decoder::component_name(report.category_id(), report.component_id());
+        case kEvent:
+            return is_id(report.event_id());
+        default:
+            return is_id(report.type_id()) || word == decoder::type_name(report.type_id());
+        }
+    }
+
+private:
+    bool is_id(unsigned id) const {
+        const std::size_t digits = std::min(word.find_first_not_of('0'), word.size() - 1);
+        return word.substr(digits) == std::to_string(id);
+    }
+};
+
+/** What the input asks for. */
+struct Wish {
+    explicit Wish(Input &input) {
+        form = input.byte() % 6;
+        const unsigned flags = input.byte();
+        is_pipe = (flags & 1) != 0;
+        style.escapes_controls = (flags & 2) != 0;
+        if (flags & 4) {
+            selection.first = input.byte();
+        }
+        if (flags & 8) {
+            selection.last = input.byte();
+        }
+        if (flags & 16) {
+            selection.filter.since = input.number();
+            selection.filter.until = input.number();
+        }
+        if (flags & 32) {
+            clock.sync = decoder::time_sync{input.number(), input.number()};
+        }
+        if (flags & 64) {
+            clock.boot_time = input.number();
+        }
+        for (unsigned left = input.byte() % 4; left > 0; --left) {
+            ask_for(static_cast<Condition::Kind>(input.byte() % 4), input);
+        }
+    }
+
+    bool passes(const _QorProfileReport &report) const {
+        for (const Condition::Kind kind :
+             {Condition::kCategory, Condition::kComponent, Condition::kEvent, Condition::kType}) {
+            const auto is_of_kind = [kind](const Condition &condition) { return condition.kind == kind; };
+            const auto holds = [&](const Condition &condition) {
+                return is_of_kind(condition) && condition.holds(report);
+            };
+            if (std::ranges::any_of(conditions, is_of_kind) && std::ranges::none_of(conditions, holds)) {
+                return false;
+            }
+        }
+        return report.timestamp() >= selection.filter.since.value_or(0) &&
+               report.timestamp() <= selection.filter.until.value_or(UINT64_MAX);
+    }
+
+    unsigned form;
+    bool is_pipe;
+    cli::TextStyle style;
+    cli::Selection selection;
+    std::vector<Condition> conditions;
+    decoder::device_clock clock;
+
+private:
+    void ask_for(Condition::Kind kind, Input &input) {
+        const std::size_t length = input.byte() % 24;
+        std::string word = std::to_string(input.byte());
+        // Looking an event's name up means asking for each name there is: too slow to be done a million times.
+        if (length != 0 && kind != Condition::kEvent) {
+            const std::vector<std::uint8_t> bytes = input.bytes(length);
+            word.assign(bytes.begin(), bytes.end());
+        }
+        cli::FilterWords &filter = selection.filter;
+        std::array{&filter.categories, &filter.components, &filter.events, &filter.types}.at(kind)->push_back(word);
+        conditions.push_back({kind, word});
+    }
+};
+
+Reports reports_in(std::span<const std::uint8_t> dump) {
+    Reports reports;
+    for (; dump.size() >= _QorProfileReport::kSize; dump = dump.subspan(_QorProfileReport::kSize)) {
+        reports.push_back(_QorProfileReport::copied_from(dump.data()));
+    }
+    return reports;
+}
+
+/** What a selection leaves of all reports. */
+Reports wanted(Reports reports, const Wish &wish) {
+    std::erase_if(reports, [&wish](const _QorProfileReport &report) { return !wish.passes(report); });
+    if (wish.selection.first && *wish.selection.first < reports.size()) {
+        reports.resize(*wish.selection.first);
+    }
+    if (wish.selection.last && *wish.selection.last < reports.size()) {
+        reports.erase(reports.begin(), reports.end() - static_cast<std::ptrdiff_t>(*wish.selection.last));
+    }
+    return reports;
+}
+
+void check_lines(std::string_view text, const Reports &reports) {
+    require(std::ranges::count(text, '\n') == static_cast<std::ptrdiff_t>(reports.size()), "a report is a line");
+    for (const char c : text) {
+        require(c == '\n' || static_cast<unsigned char>(c) >= 0x20, "a terminal gets no control character");
+    }
+}
+
+void check_json_lines(std::string_view text, const Reports &reports) {
+    std::size_t count = 0;
+    for (; !text.empty(); ++count) {
+        const std::size_t end = text.find('\n');
+        require(end != std::string_view::npos && count < reports.size(), "a report is a line of JSON");
+        const auto json = nlohmann::json::parse(text.substr(0, end));
+        require(json.at("timestamp") == reports[count].timestamp(), "the line is the report's");
+        text.remove_prefix(end + 1);
+    }
+    require(count == reports.size(), "every report is there");
+}
+
+/** The fields of one record of RFC 4180, taken off the front of `text` with its line's end. */
+std::size_t take_csv_fields(std::string_view &text) {
+    std::size_t fields = 1;
+    bool is_quoted = false;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        if (text[at] == '"') {
+            is_quoted = !is_quoted;
+        } else if (!is_quoted && text[at] == ',') {
+            ++fields;
+        } else if (!is_quoted && text[at] == '\n') {
+            text.remove_prefix(at + 1);
+            return fields;
+        }
+    }
+    require(false, "a CSV record ends");
+    return 0;
+}
+
+void check_csv(std::string_view text, const Reports &reports) {
+    const std::size_t columns = take_csv_fields(text);
+    for (std::size_t left = reports.size(); left > 0; --left) {
+        require(take_csv_fields(text) == columns, "each CSV record has every column");
+    }
+    require(text.empty(), "a report is a CSV record");
+}
+
+void check_trace(std::string_view text, const Reports &reports) {
+    static const std::size_t names = nlohmann::json::parse(cli::report_rendering("chrome-trace", {}).start +
+                                                           cli::report_rendering("chrome-trace", {}).end)
+                                         .at("traceEvents")
+                                         .size();
+    require(nlohmann::json::parse(text).at("traceEvents").size() == names + reports.size(), "a report is an event");
+}
+
+void check_statistics(const cli::DumpStatistics &statistics, const cli::SequenceWatch &sequence, const Wish &wish,
+                      const Reports &reports) {
+    if (wish.form == 4) {
+        require(statistics.text(sequence, wish.clock).back() == '\n', "the last line ends");
+        return;
+    }
+    const auto json = nlohmann::json::parse(statistics.json(sequence, wish.clock));
+    require(json.at("reports") == reports.size(), "every report is counted");
+}
+
+void render(const Wish &wish, const Reports &reports) {
+    const std::string &form = cli::kReportFormats.at(wish.form);
+    const cli::ReportRendering rendering = cli::report_rendering(form, wish.style);
+    text_buffer text;
+    text.append(rendering.start);
+    for (const _QorProfileReport &report : reports) {
+        rendering.append(text, report, wish.clock);
+    }
+    text.append(rendering.end);
+    if (form == "jsonl") {
+        check_json_lines(text.text(), reports);
+    } else if (form == "csv") {
+        check_csv(text.text(), reports);
+    } else if (form == "chrome-trace") {
+        check_trace(text.text(), reports);
+    } else if (wish.style.escapes_controls) {
+        check_lines(text.text(), reports);
+    }
+}
+
+void decode(const Wish &wish, std::span<const std::uint8_t> bytes) {
+    const Dump dump(bytes, wish.is_pipe);
+    cli::ReportSource source(dump.name(), wish.selection);
+    cli::SequenceWatch sequence;
+    cli::DumpStatistics statistics;
+    source.observe([&](const _QorProfileReport &report, std::uint64_t offset) { sequence.see(report, offset); });
+
+    Reports read;
+    for (Reports block; source.next(block);) {
+        read.insert(read.end(), block.begin(), block.end());
+    }
+
+    const Reports expected = wanted(reports_in(bytes), wish);
+    const bool is_equal = std::ranges::equal(read, expected, [](const auto &a, const auto &b) {
+        return std::memcmp(a.bytes, b.bytes, sizeof a.bytes) == 0;
+    });
+    require(is_equal, "what passes is read, in its order");
+    if (!wish.selection.first) {
+        const auto trailing = source.trailing_bytes();
+        require((trailing ? trailing->count : 0) == bytes.size() % _QorProfileReport::kSize, "the rest is named");
+    }
+    if (wish.form < cli::kReportFormats.size()) {
+        render(wish, read);
+        return;
+    }
+    std::ranges::for_each(read, [&](const _QorProfileReport &report) { statistics.count(report); });
+    check_statistics(statistics, sequence, wish, read);
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+    Input input(data, size);
+    const Wish wish(input);
+    if (input.rest().size() > Dump::kPipeHolds) {
+        return 0;
+    }
+    try {
+        decode(wish, input.rest());
+    } catch (const cli::WrongUse &) {
+        return 0; // a word that is no name
+    }
+    return 0;
+}

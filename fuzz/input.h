@@ -1,0 +1,64 @@
+/** What the fuzz targets share: an input taken apart from its front, and promises that end the process when broken. */
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <span>
+#include <string_view>
+#include <vector>
+
+namespace fuzz {
+
+/** Takes values off the front of an input; what is missing is zero. */
+class Input {
+public:
+    Input(const std::uint8_t *data, std::size_t size) : _data(data), _size(size) {}
+
+    bool is_empty() const { return _size == 0; }
+
+    std::uint8_t byte() {
+        if (_size == 0) {
+            return 0;
+        }
+        --_size;
+        return *_data++;
+    }
+
+    /** 64 bits, little-endian. */
+    std::uint64_t number() {
+        std::uint64_t value = 0;
+        for (unsigned shift = 0; shift < 64; shift += 8) {
+            value |= std::uint64_t{byte()} << shift;
+        }
+        return value;
+    }
+
+    /** At most `count` bytes: those that are there. */
+    std::vector<std::uint8_t> bytes(std::size_t count) {
+        count = std::min(count, _size);
+        std::vector<std::uint8_t> taken(_data, _data + count);
+        _data += count;
+        _size -= count;
+        return taken;
+    }
+
+    /** All that is left. */
+    std::span<const std::uint8_t> rest() const { return {_data, _size}; }
+
+private:
+    const std::uint8_t *_data;
+    std::size_t _size;
+};
+
+/** Ends the process, which the fuzzer takes for a find, unless the promise holds. @param where  names the thing. */
+inline void require(bool holds, const char *promise, std::string_view where = "") {
+    if (!holds) {
+        std::fprintf(stderr, "broken: %s (%.*s)\n", promise, static_cast<int>(where.size()), where.data());
+        std::abort();
+    }
+}
+
+} // namespace fuzz

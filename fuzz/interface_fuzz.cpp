@@ -1,0 +1,276 @@
+// Any sequence of calls that the plug-in's contract allows, through the table alone: results and counts are those of
+// a model, and what is captured meanwhile are whole records.
+
+#include <array>
+#include <cstdint>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "fuzz/input.h"
+#include "host/log.h"
+#include "host/notifications.h"
+#include "host/serial_queue.h"
+#include "host/state_capture.h"
+#include "platform/Owned.h"
+#include "plugin/OndreQORHIDStatisticsInterface.h"
+#include "tests/plugin/qor_player.h"
+
+namespace {
+
+using fuzz::Input;
+using fuzz::require;
+
+constexpr RvUUIDBytes kType = kOndreQORHIDStatisticsPlugInTypeBytes;
+constexpr std::array<RvUUIDBytes, 3> kInterfaces{RvUUIDBytes kOndreQORHIDStatisticsInterface1Bytes,
+                                                 RvUUIDBytes kOndreQORHIDStatisticsInterface2Bytes,
+                                                 RvUUIDBytes kRvUnknownInterfaceBytes};
+constexpr const char *kFaultNotification = "com.ondre.ondreqorhidstatistics.fault";
+
+/** `uuid` with one of its 128 bits turned over; as it is for 128 and above. */
+RvUUIDBytes flipped(RvUUIDBytes uuid, unsigned bit) {
+    if (bit < 128) {
+        auto &byte = uuid.bytes[bit / 8];
+        byte = static_cast<std::uint8_t>(byte ^ 1U << bit % 8);
+    }
+    return uuid;
+}
+
+/** One object, with how it must stand. */
+struct Object {
+    OndreQORHIDStatisticsRef plug_in;
+    std::uint32_t references = 1;
+    bool is_open = false;
+    bool is_scheduled = false;
+    bool has_services = false; ///< so that it must outlive the queue
+
+    const OndreQORHIDStatisticsTable &table() const { return **plug_in; }
+};
+
+/** A QOR whose driver answers as the input says. */
+class Qor {
+public:
+    explicit Qor(Input &input) : _player(options(input.byte())) {
+        const std::uint8_t refusals = input.byte();
+        _player.driver->start_status = refusals & 1 ? kRvStatusError : RvStatus{kRvStatusSuccess};
+        _player.device->start_status = refusals & 2 ? kRvStatusError : RvStatus{kRvStatusSuccess};
+        _player.driver->query = answer(refusals >> 2);
+        _player.device->query = answer(refusals >> 4);
+        _answer = input.bytes(input.byte());
+        _player.driver->command = [this](host::DriverCommand &command) {
+            const std::size_t count = std::min(_answer.size(), command.out.size());
+            std::transform(_answer.begin(), _answer.begin() + static_cast<std::ptrdiff_t>(count), command.out.begin(),
+                           [](std::uint8_t byte) { return std::byte{byte}; });
+            command.out_size = count;
+            return RvStatus{kRvStatusSuccess};
+        };
+    }
+
+    /** A service of one kind or another: transport, usages, tallybook and registry ID as the bits say. */
+    RvHIDService service(Input &input) const {
+        const unsigned kind = input.byte();
+        RvHIDService service = _player.service({});
+        unsigned bit = 1;
+        for (const auto *usages : {&plug_in_tests::kConsumerControl, &plug_in_tests::kTelephony,
+                                   &plug_in_tests::kSensor, &plug_in_tests::kVendor}) {
+            if (kind & bit) {
+                service.usages.push_back(usages->front());
+            }
+            bit <<= 1;
+        }
+        if (kind & 0x10) {
+            service.properties.emplace("ZELSupportsTallybook", plug_in_tests::boolean_value(true));
+        }
+        if (kind & 0x20) {
+            service.properties.insert_or_assign("Transport", plug_in_tests::number_value(7));
+        }
+        if (kind & 0x40) {
+            service.properties.insert_or_assign("Transport", plug_in_tests::string_value("SPI"));
+        }
+        if (kind & 0x80) {
+            service.registry_id = plug_in_tests::number_value(input.byte());
+        }
+        return service;
+    }
+
+    void deliver(Input &input) {
+        const std::vector<std::uint8_t> batch = input.bytes(input.byte());
+        _player.device->deliver_batch(std::as_bytes(std::span(batch)));
+    }
+
+private:
+    static plug_in_tests::QorOptions options(unsigned bits) {
+        return {(bits & 1) == 0, (bits & 2) == 0, static_cast<int>(2 - std::min(2U, bits >> 2 & 3))};
+    }
+    static host::QueryAnswer answer(unsigned bits) {
+        return {bits & 1 ? kRvResultNoInterface : kRvResultOK, (bits & 2) == 0};
+    }
+
+    plug_in_tests::QorPlayer _player;
+    std::vector<std::uint8_t> _answer;
+};
+
+/** A host that does what the input says, within the contract. */
+class Host {
+public:
+    explicit Host(Input &input) : _input(input), _qor(input) {}
+
+    ~Host() {
+        _queue.close();
+        for (const Object &object : _objects) {
+            for (std::uint32_t left = object.references; left > 0; --left) {
+                require(object.table().Release(object.plug_in) == left - 1, "Release answers the new count");
+            }
+        }
+    }
+    Host(const Host &) = delete;
+    Host &operator=(const Host &) = delete;
+
+    void run() {
+        // Captures are slow next to everything else.
+        for (int steps = 0, captures = 0; !_input.is_empty() && steps < 64 && captures < 3; ++steps) {
+            const unsigned step = _input.byte();
+            if (step % 16 == 15) {
+                capture();
+                ++captures;
+            } else if (step % 16 == 14) {
+                host::deliver_notification(kFaultNotification);
+            } else if (step % 16 == 13) {
+                _qor.deliver(_input);
+            } else {
+                _queue.run([&] { call(step); });
+            }
+        }
+    }
+
+private:
+    static constexpr std::size_t kMostObjects = 3;
+
+    void call(unsigned step) {
+        if (step % 16 == 0 || _objects.empty()) {
+            create();
+            return;
+        }
+        Object &object = _objects[step / 16 % _objects.size()];
+        const auto &table = object.table();
+        switch (step % 16) {
+        case 1:
+        case 2:
+            query(object);
+            break;
+        case 3:
+            require(table.AddRef(object.plug_in) == ++object.references, "AddRef answers the new count");
+            break;
+        case 4:
+        case 5:
+            release(object);
+            break;
+        case 6:
+            require(table.open(object.plug_in, nullptr, _input.byte()), "open answers true");
+            object.is_open = true;
+            break;
+        case 7:
+            table.close(object.plug_in, nullptr, _input.byte());
+            break;
+        case 8:
+            table.scheduleWithDispatchQueue(object.plug_in, _queue.handle());
+            object.is_scheduled = true;
+            break;
+        case 9:
+            table.unscheduleFromDispatchQueue(object.plug_in, _queue.handle());
+            break;
+        default:
+            hand_over(object);
+            break;
+        }
+    }
+
+    void create() {
+        const unsigned bit = _input.byte();
+        const platform::OwnedUUID type(RvUUIDCreateWithBytes(flipped(kType, bit)));
+        auto *made =
+            static_cast<OndreQORHIDStatisticsRef>(OndreQORHIDStatisticsFactory(RvAllocatorGetDefault(), type.get()));
+        require((made != nullptr) == (bit >= 128), "the factory makes objects of its type alone");
+        if (made == nullptr) {
+            return;
+        }
+        require_null_slots(**made);
+        _objects.push_back({made});
+        if (_objects.size() > kMostObjects) {
+            release(_objects.back());
+        }
+    }
+
+    static void require_null_slots(const OndreQORHIDStatisticsTable &table) {
+        bool all_null = table.slot_0_reserved == nullptr && table.slot_12 == nullptr;
+        for (void *const slot : table.slots_4_to_6) {
+            all_null = all_null && slot == nullptr;
+        }
+        for (void *const slot : table.slots_9_and_10) {
+            all_null = all_null && slot == nullptr;
+        }
+        for (void *const slot : table.slots_15_to_17) {
+            all_null = all_null && slot == nullptr;
+        }
+        require(all_null, "what is not provided is null");
+    }
+
+    void query(Object &object) {
+        const unsigned which = _input.byte();
+        const unsigned bit = _input.byte();
+        void *interface = this;
+        const HRESULT result = object.table().QueryInterface(
+            object.plug_in, flipped(kInterfaces[which % kInterfaces.size()], bit), &interface);
+        if (bit < 128) {
+            require(result == kRvResultNoInterface && interface == nullptr, "an unknown interface is refused");
+        } else {
+            require(result == kRvResultOK && interface == object.plug_in, "the object is its own interface");
+            ++object.references;
+        }
+    }
+
+    /** Never the last reference of an object that handlers and callbacks still refer to. */
+    void release(Object &object) {
+        if (object.references == 1 && (object.has_services || object.is_scheduled)) {
+            return;
+        }
+        require(object.table().Release(object.plug_in) == --object.references, "Release answers the new count");
+        if (object.references == 0) {
+            _objects.erase(_objects.begin() + (&object - _objects.data()));
+        }
+    }
+
+    void hand_over(Object &object) {
+        if (!object.is_open || !object.is_scheduled) {
+            return;
+        }
+        const RvHIDService service = _qor.service(_input);
+        object.table().registerService(object.plug_in, &service);
+        object.has_services = true;
+    }
+
+    void capture() {
+        const std::uint32_t kind = _input.byte() % 6;
+        for (const host::RecordBytes &record : host::capture_state(kind, "fuzz")) {
+            require(host::parse_records(record, "record").size() == 1, "a handler answers one whole record");
+        }
+    }
+
+    Input &_input;
+    Qor _qor;
+    host::SerialQueue _queue;
+    std::vector<Object> _objects;
+};
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+    // Lines are written, and thrown away.
+    static const std::unique_ptr<host::LogSink> &log =
+        *new auto(host::log_to_function([](const host::LogMessage &) {}));
+    static_cast<void>(log);
+    Input input(data, size);
+    Host(input).run();
+    return 0;
+}

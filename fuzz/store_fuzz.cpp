@@ -1,0 +1,78 @@
+// Any bytes as an analytics store: they are refused with one error, and stay as they are, or what they hold keeps the
+// store's rules and reads back the same from a store of its own.
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "fuzz/input.h"
+#include "host/analytics_store.h"
+#include "host/error.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using fuzz::require;
+
+/** A folder for the files of this process. */
+const fs::path &folder() {
+    static const fs::path made = [] {
+        std::string pattern = fs::temp_directory_path() / "qor-store-fuzz-XXXXXX";
+        require(mkdtemp(pattern.data()) != nullptr, "there is a folder for temporary files");
+        return fs::path(pattern);
+    }();
+    return made;
+}
+
+void write_file(const fs::path &path, const std::uint8_t *data, std::size_t size) {
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char *>(data), static_cast<std::streamsize>(size));
+}
+
+std::vector<char> content_of(const fs::path &path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void check_rules(const host::StoreContents &contents) {
+    for (const auto &[key, distribution] : contents.distributions) {
+        require(!distribution.empty(), "a distribution holds a value", key);
+        for (const auto &[value, count] : distribution) {
+            require(!std::isnan(value) && !(value == 0 && std::signbit(value)), "a value is a number, and no -0", key);
+            require(count >= 1 && count <= INT64_MAX, "a value has a count", key);
+        }
+    }
+}
+
+void check_copy(const host::StoreContents &contents) {
+    const fs::path copy = folder() / "copy.db";
+    fs::remove(copy);
+    host::write_new_analytics_store(copy, contents);
+    require(host::read_analytics_store(copy) == contents, "a copy holds the same");
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+    const fs::path file = folder() / "input.db";
+    write_file(file, data, size);
+    try {
+        const host::StoreContents contents = host::read_analytics_store(file);
+        check_rules(contents);
+        check_copy(contents);
+    } catch (const host::Error &error) {
+        require(error.file() == file.string(), "the error names the file", error.what());
+    }
+    const std::vector<char> left = content_of(file);
+    require(std::equal(left.begin(), left.end(), data, data + size,
+                       [](char a, std::uint8_t b) { return static_cast<std::uint8_t>(a) == b; }),
+            "the file stays as it was");
+    return 0;
+}
