@@ -142,6 +142,15 @@ TEST(DeviceDescription, BrokenTOMLIsAnErrorWithItsPlace) {
     EXPECT_EQ(error_of(written).substr(0, 15), "line 2, column ");
 }
 
+TEST(DeviceDescription, AHeaderThatDoesNotBeginWithAKeyIsAnErrorWithItsPlace) {
+    for (const std::string header : {"[=]", "[#", "[.a]", "[,]", "[", "[\x01]", "[é]"}) {
+        const WrittenDescription written("name = 'x'\n" + header + "\n");
+
+        EXPECT_EQ(error_of(written).substr(0, 18), "line 2, column 2: ") << header;
+    }
+    EXPECT_EQ(error_of(WrittenDescription("name = 'x'\n[[=]]\n")).substr(0, 18), "line 2, column 3: ");
+}
+
 TEST(DeviceDescription, MissingDescriptionIsAnErrorThatNamesTheFile) {
     try {
         host::read_device_description("/no/such/device.toml");
