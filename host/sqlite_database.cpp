@@ -33,6 +33,8 @@ std::string reason_for(int code, const char *message) {
     case SQLITE_BUSY:
     case SQLITE_LOCKED:
         return "stays locked by another program for longer than 5 seconds";
+    case SQLITE_NOMEM: // what the library says also of some damaged files
+        return "needs more memory than there is, or is damaged";
     case SQLITE_CORRUPT:
         return "is damaged: " + std::string(message);
     case SQLITE_NOTADB:
@@ -95,9 +97,6 @@ Database::Database(std::string name, const std::string &file, Access access) : _
 void Database::Close::operator()(sqlite3 *connection) const { sqlite3_close(connection); }
 
 void Database::fail(int code) const {
-    if ((code & 0xFF) == SQLITE_NOMEM) {
-        throw std::bad_alloc();
-    }
     throw Error(_name, "", reason_for(code, sqlite3_errmsg(_connection.get())));
 }
 

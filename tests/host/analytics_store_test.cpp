@@ -322,6 +322,13 @@ TEST_F(AnalyticsStoreTest, APageOfOtherBytesIsRefused) {
     EXPECT_EQ(names(), std::vector<std::string>{"store"});
 }
 
+/** The library answers for it that there is no memory, which must not pass for this process's having none. */
+TEST_F(AnalyticsStoreTest, ASchemaThatTheLibraryHasNoMemoryForIsRefused) {
+    write_bytes(file, bytes_of(SOURCE_FOLDER "/fuzz/corpus/store/out-of-memory"));
+
+    expect_refused("needs more memory than there is, or is damaged");
+}
+
 TEST_F(AnalyticsStoreTest, AnyBytesAreReadOrRefused) {
     host::write_new_analytics_store(file, large_contents());
     const std::string sound = bytes_of(file);
