@@ -151,6 +151,14 @@ TEST(DeviceDescription, AHeaderThatDoesNotBeginWithAKeyIsAnErrorWithItsPlace) {
     EXPECT_EQ(error_of(WrittenDescription("name = 'x'\n[[=]]\n")).substr(0, 18), "line 2, column 3: ");
 }
 
+TEST(DeviceDescription, CharactersBeyondASCIIAreNoBlanks) {
+    for (const std::string character : {"\u00e9", "\u0498", "\u1700", "\u2070", "\ufb01", "\ufefe"}) {
+        const WrittenDescription written("name = 'x'\nid" + character + " = 1\n");
+
+        EXPECT_EQ(error_of(written).substr(0, 18), "line 2, column 3: ") << character;
+    }
+}
+
 TEST(DeviceDescription, MissingDescriptionIsAnErrorThatNamesTheFile) {
     try {
         host::read_device_description("/no/such/device.toml");
