@@ -325,7 +325,7 @@ CHECKS = {
 
 def main(qorstat, device, programs, check, *arguments):
     with hosting(qorstat, device) as (host, folder):
-        CHECKS[check](host, Surroundings(folder, pathlib.Path(programs)), *arguments)
+        CHECKS[check](host, Surroundings(folder, pathlib.Path(programs).resolve()), *arguments)
 
 
 main(*sys.argv[1:])

@@ -19,7 +19,6 @@ using cli_tests::Surroundings;
 using cli_tests::TemporaryFolder;
 using host::StoreContents;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::StartsWith;
 
 namespace {
