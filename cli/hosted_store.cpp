@@ -1,5 +1,6 @@
 #include "cli/hosted_store.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
@@ -27,7 +28,7 @@ fs::path folder_from(const char *variable) {
 }
 
 fs::path state_folder() {
-    const fs::path chosen = folder_from("XDG_STATE_HOME");
+    fs::path chosen = folder_from("XDG_STATE_HOME");
     if (!chosen.empty()) {
         return chosen;
     }
@@ -42,8 +43,12 @@ void make_folders(const fs::path &folder) {
     if (folder.has_relative_path()) {
         make_folders(folder.parent_path());
     }
-    if (::mkdir(folder.c_str(), kFolderMode) == -1 && !fs::is_directory(folder)) {
-        throw host::Error(folder.string(), "", std::generic_category().message(errno));
+    if (::mkdir(folder.c_str(), kFolderMode) == 0) {
+        return;
+    }
+    const int error = errno;
+    if (std::error_code ignored; !fs::is_directory(folder, ignored)) {
+        throw host::Error(folder.string(), "", std::generic_category().message(error));
     }
 }
 
@@ -52,7 +57,7 @@ void make_folders(const fs::path &folder) {
 std::string default_store_file() { return (state_folder() / "qorstat" / "analytics.db").string(); }
 
 std::string default_store_file_to_write() {
-    const std::string file = default_store_file();
+    std::string file = default_store_file();
     make_folders(fs::path(file).parent_path());
     return file;
 }
