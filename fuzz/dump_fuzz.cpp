@@ -221,8 +221,9 @@ void check_trace(std::string_view text, const Reports &reports) {
     require(nlohmann::json::parse(text).at("traceEvents").size() == names + reports.size(), "a report is an event");
 }
 
-void check_statistics(const cli::DumpStatistics &statistics, const cli::SequenceWatch &sequence, const Wish &wish,
-                      const Reports &reports) {
+void check_statistics(const cli::SequenceWatch &sequence, const Wish &wish, const Reports &reports) {
+    cli::DumpStatistics statistics;
+    std::ranges::for_each(reports, [&](const _QorProfileReport &report) { statistics.count(report); });
     if (wish.form == 4) {
         require(statistics.text(sequence, wish.clock).back() == '\n', "the last line ends");
         return;
@@ -255,7 +256,6 @@ void decode(const Wish &wish, std::span<const std::uint8_t> bytes) {
     const Dump dump(bytes, wish.is_pipe);
     cli::ReportSource source(dump.name(), wish.selection);
     cli::SequenceWatch sequence;
-    cli::DumpStatistics statistics;
     source.observe([&](const _QorProfileReport &report, std::uint64_t offset) { sequence.see(report, offset); });
 
     Reports read;
@@ -276,8 +276,7 @@ void decode(const Wish &wish, std::span<const std::uint8_t> bytes) {
         render(wish, read);
         return;
     }
-    std::ranges::for_each(read, [&](const _QorProfileReport &report) { statistics.count(report); });
-    check_statistics(statistics, sequence, wish, read);
+    check_statistics(sequence, wish, read);
 }
 
 } // namespace

@@ -128,8 +128,8 @@ public:
     Host &operator=(const Host &) = delete;
 
     void run() {
-        // Captures are slow next to everything else.
-        for (int steps = 0, captures = 0; !_input.is_empty() && steps < 64 && captures < 3; ++steps) {
+        // A capture is slow next to everything else, so it ends the sequence.
+        for (int steps = 0, captures = 0; !_input.is_empty() && steps < 64 && captures < 1; ++steps) {
             const unsigned step = _input.byte();
             if (step % 16 == 15) {
                 capture();

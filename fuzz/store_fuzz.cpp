@@ -1,5 +1,5 @@
 // Any bytes as an analytics store: they are refused with one error, and stay as they are, or what they hold keeps the
-// store's rules and reads back the same from a store of its own.
+// store's rules, is shown in every form, and reads back the same from a store of its own.
 
 #include <algorithm>
 #include <array>
@@ -12,6 +12,12 @@
 #include <string>
 #include <vector>
 
+#include <nlohmann/json.hpp>
+
+#include "cli/metric_families.h"
+#include "cli/metrics_json.h"
+#include "cli/metrics_table.h"
+#include "cli/openmetrics_text.h"
 #include "fuzz/input.h"
 #include "host/analytics_store.h"
 #include "host/error.h"
@@ -58,6 +64,17 @@ void check_copy(const host::StoreContents &contents) {
     require(host::read_analytics_store(copy) == contents, "a copy holds the same");
 }
 
+/** In every form of `qorstat metrics`. */
+void check_metrics(const host::StoreContents &contents) {
+    for (const char c : cli::metrics_table(contents, {true, false, 80})) {
+        require(c == '\n' || static_cast<unsigned char>(c) >= 0x20, "a terminal gets no control character");
+    }
+    const auto json = nlohmann::json::parse(cli::metrics_json(contents));
+    require(json.at("scalars").size() == contents.scalars.size(), "every scalar is there");
+    require(json.at("distributions").size() == contents.distributions.size(), "every distribution is there");
+    require(cli::openmetrics_text(cli::metric_families(contents)).ends_with("# EOF\n"), "the exposition ends");
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
@@ -67,6 +84,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         const host::StoreContents contents = host::read_analytics_store(file);
         check_rules(contents);
         check_copy(contents);
+        check_metrics(contents);
     } catch (const host::Error &error) {
         require(error.file() == file.string(), "the error names the file", error.what());
     }
