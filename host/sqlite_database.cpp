@@ -96,9 +96,7 @@ Database::Database(std::string name, const std::string &file, Access access) : _
 
 void Database::Close::operator()(sqlite3 *connection) const { sqlite3_close(connection); }
 
-void Database::fail(int code) const {
-    throw Error(_name, "", reason_for(code, sqlite3_errmsg(_connection.get())));
-}
+void Database::fail(int code) const { throw Error(_name, "", reason_for(code, sqlite3_errmsg(_connection.get()))); }
 
 void Database::execute(const char *sql) {
     const int result = sqlite3_exec(_connection.get(), sql, nullptr, nullptr, nullptr);
