@@ -69,6 +69,7 @@ void close_if_open(int &descriptor) {
         _exit(126);
     }
     unsetenv("NO_COLOR");
+    unsetenv("LOCPATH"); // with it, the C library leaks the list of folders, and the program needs no other locales
     for (const auto &[name, value] : surroundings.environment) {
         setenv(name.c_str(), value.c_str(), 1);
     }
