@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstdlib>
+#include <iterator>
 #include <optional>
 #include <set>
 
@@ -223,6 +223,22 @@ const std::vector<Expectation> kTable = {
 
     // The object is gone all the same; the host goes on counting it.
     {kShutdown, "RvUUIDGetConstantWithBytes", {{{}, {{"factory instances", Change::Any}}}}},
+};
+
+constexpr HeldLess kHeldLess[] = {
+    {"RvHIDServiceGetRegistryID", 2, 2},
+    {"RvRegistryCopyServiceMatchingID", 2, 2},
+    {"RvRegistryEntryCopyParent", 2, 1}, // either look-up fails when the driver's entry is held
+    {"RvPlugInCreateForService", 1, 0},
+    {"QorDriverQueryInterface", 0, 0}, // in place of the interface the plug-in object itself is never given back
+    {"QorDriverStart", 1, 0},
+    {"QorDriverCommand", 0, 0},
+    {"QorDeviceQueryInterface", 1, 0},
+    {"QorDeviceStart", 0, 0},
+    {"RvHIDDeviceCreate", 0, 0},
+    {"RvStateCaptureAddHandler", 0, 0},
+    {"RvNotifyRegister", 0, 0},
+    {"TvStringCreateWithCString", 0, 0},
 };
 
 const std::vector<Exemption> kExemptions = {
@@ -461,6 +477,12 @@ const Expectation *expectation(Run run, std::string_view operation) {
         return (row.runs & run) != 0 && row.operation == operation;
     });
     return found == kTable.end() ? nullptr : &*found;
+}
+
+const HeldLess *held_less(std::string_view operation) {
+    const auto *found = std::find_if(std::begin(kHeldLess), std::end(kHeldLess),
+                                     [&](const HeldLess &row) { return row.operation == operation; });
+    return found == std::end(kHeldLess) ? nullptr : found;
 }
 
 const std::vector<Exemption> &exemptions() { return kExemptions; }

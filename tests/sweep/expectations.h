@@ -64,6 +64,19 @@ struct Expectation {
 /** One row, or none, for each operation in a run. */
 const Expectation *expectation(Run run, std::string_view operation);
 
+/**
+ * How much less is held for good for each strike at a registration, on a device on which every service has both
+ * plug-ins: a failed registration gives back nothing of what its context held, and all else that it held.
+ */
+struct HeldLess {
+    const char *operation;
+    int plug_in_references; ///< of two: the driver's and the device's interface
+    int entry_references;   ///< of two: the driver's and the device's entry
+};
+
+/** One row, or none. */
+const HeldLess *held_less(std::string_view operation);
+
 /** An operation that can fail and that no run strikes, with the reason. */
 struct Exemption {
     const char *operation;

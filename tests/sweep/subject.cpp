@@ -1,7 +1,7 @@
 #include "tests/sweep/subject.h"
 
 #include <cstdlib>
-#include <numeric>
+
 #include <set>
 
 #include "host/device_description.h"
