@@ -112,12 +112,20 @@ int filter_request(mg_connection *connection) {
     return 0;
 }
 
+/** The library's own page for an error would ask for the time of day in a way that threads may not share. */
+int answer_error(mg_connection *connection, int code, const char *) {
+    const std::string status = std::to_string(code) + " " + mg_get_response_code_text(connection, code);
+    answer(connection, status.c_str(), code);
+    return 0;
+}
+
 /** What a hostile request makes the server say is no news to anybody. */
 int drop_message(const mg_connection *, const char *) { return 1; }
 
 CivetCallbacks callbacks() {
     CivetCallbacks made;
     made.begin_request = filter_request;
+    made.http_error = answer_error;
     made.log_message = drop_message;
     return made;
 }
