@@ -145,6 +145,8 @@ struct Tally {
     std::uint64_t cases = 0;
     std::uint64_t once = 0;
     std::uint64_t for_good = 0;
+
+    std::uint64_t strikes() const { return once + for_good; }
 };
 
 class Sweep {
@@ -451,7 +453,8 @@ private:
     }
 
     static std::int64_t all_entry_references(const Holdings &held) {
-        return std::accumulate(held.entry_references.begin(), held.entry_references.end(), std::int64_t{0});
+        return static_cast<std::int64_t>(
+            std::accumulate(held.entry_references.begin(), held.entry_references.end(), std::size_t{0}));
     }
 
     /** Each kept service holds its two entries and, where there are plug-ins, its two interfaces; and nothing else. */
@@ -649,11 +652,9 @@ private:
         }
         std::printf("\n%-36s %14s\n", "operation", "faults fired");
         for (const auto &[operation, tally] : by_operation) {
-            std::printf("%-36s %14llu\n", operation.c_str(),
-                        static_cast<unsigned long long>(tally.once + tally.for_good));
+            std::printf("%-36s %14llu\n", operation.c_str(), static_cast<unsigned long long>(tally.strikes()));
         }
-        std::printf("%-36s %14llu in %llu struck runs\n\n", "all",
-                    static_cast<unsigned long long>(all.once + all.for_good),
+        std::printf("%-36s %14llu in %llu struck runs\n\n", "all", static_cast<unsigned long long>(all.strikes()),
                     static_cast<unsigned long long>(all.cases));
     }
 
