@@ -215,6 +215,8 @@ void check_nothing_after_release(CheckedModule &module, Findings &findings) {
     constexpr std::chrono::milliseconds kSilence{100};
     PlayedQor qor;
     module.require_object();
+    host::SerialQueue().close(); // a sanitizer starts a thread of its own beside the first one
+    std::this_thread::sleep_for(kSilence);
     const std::ptrdiff_t threads = thread_count();
     const host::LogRecorder log;
     {
@@ -235,7 +237,9 @@ void check_nothing_after_release(CheckedModule &module, Findings &findings) {
     std::this_thread::sleep_for(kSilence); // for what the module may do by itself
     findings.expect_equal("calls of the driver", qor.commands.size() + qor.report_calls, calls);
     findings.expect_equal("lines in the log", log.messages().size(), lines);
-    findings.expect_equal("threads", static_cast<std::uint64_t>(thread_count()), static_cast<std::uint64_t>(threads));
+    const std::ptrdiff_t left = thread_count();
+    findings.expect(left <= threads, "threads: " + std::to_string(left) + ", and there were " +
+                                         std::to_string(threads) + " before the object");
 }
 
 } // namespace
