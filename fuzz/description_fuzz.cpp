@@ -81,9 +81,7 @@ void host_plug_in(host::DeviceDescription description, unsigned doing) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
     // Lines are written, and thrown away.
-    static const std::unique_ptr<host::LogSink> &log =
-        *new auto(host::log_to_function([](const host::LogMessage &) {}));
-    static_cast<void>(log);
+    static const std::unique_ptr<host::LogSink> log = host::log_to_function([](const host::LogMessage &) {});
     Input input(data, size);
     const unsigned doing = input.byte();
     const std::string_view text(reinterpret_cast<const char *>(input.rest().data()), input.rest().size());

@@ -267,9 +267,7 @@ private:
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
     // Lines are written, and thrown away.
-    static const std::unique_ptr<host::LogSink> &log =
-        *new auto(host::log_to_function([](const host::LogMessage &) {}));
-    static_cast<void>(log);
+    static const std::unique_ptr<host::LogSink> log = host::log_to_function([](const host::LogMessage &) {});
     Input input(data, size);
     Host(input).run();
     return 0;
