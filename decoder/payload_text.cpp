@@ -80,21 +80,21 @@ template <std::size_t layout, std::size_t index>
     std::memcpy(out, kKey.characters.data(), kKey.size);
     out += kKey.size;
     if constexpr (row.kind == field_kind::number) {
-        out = put_number<layout, index>(out, number_in(report, row));
+        out = put_number<layout, index>(out, number_at<row.size>(report, row.offset));
     } else if constexpr (row.kind == field_kind::constant) {
         out = put_number<layout, index>(out, row.parameter);
     } else if constexpr (row.kind == field_kind::hexadecimal_word) {
         // The width goes to the apostrophe alone, the digits follow unpadded; intended.
         out = std::fill_n(out, row.width - 1, ' ');
         *out++ = '\'';
-        out = put_hexadecimal(out, static_cast<std::uint32_t>(number_in(report, row)));
+        out = put_hexadecimal(out, static_cast<std::uint32_t>(number_at<row.size>(report, row.offset)));
         *out++ = '\'';
     } else if constexpr (row.kind == field_kind::text) {
         out = right_aligned(out, put_quoted(out, text_in(report, row)), row.width);
     } else if constexpr (row.kind == field_kind::fixed_point) {
         out = right_aligned(out, put_real(out, real_in(report, row)), row.width);
     } else if constexpr (row.kind == field_kind::subject) {
-        out = put_subject(out, report, static_cast<std::uint32_t>(number_in(report, row)), row.width);
+        out = put_subject(out, report, static_cast<std::uint32_t>(number_at<row.size>(report, row.offset)), row.width);
     } else {
         std::span<const std::uint8_t> bytes = bytes_in(report, row);
         out = right_aligned(out, put_dump(out, bytes.data(), bytes.size()), row.width);

@@ -13,17 +13,31 @@
 
 namespace decoder {
 
-/** Inline always: for a row that is known when compiling it is one load. */
-[[gnu::always_inline]] constexpr std::uint64_t number_in(const _QorProfileReport &report, const field &row) {
+/** An unsigned number of 1, 2, 4 or 8 bytes. */
+template <std::size_t size>
+constexpr std::uint64_t number_at(const _QorProfileReport &report, std::size_t offset) {
+    if constexpr (size == 1) {
+        return report.bytes[offset];
+    } else if constexpr (size == 2) {
+        return report.at<std::uint16_t>(offset);
+    } else if constexpr (size == 4) {
+        return report.at<std::uint32_t>(offset);
+    } else {
+        static_assert(size == 8);
+        return report.at<std::uint64_t>(offset);
+    }
+}
+
+constexpr std::uint64_t number_in(const _QorProfileReport &report, const field &row) {
     switch (row.size) {
     case 1:
-        return report.bytes[row.offset];
+        return number_at<1>(report, row.offset);
     case 2:
-        return report.at<std::uint16_t>(row.offset);
+        return number_at<2>(report, row.offset);
     case 4:
-        return report.at<std::uint32_t>(row.offset);
+        return number_at<4>(report, row.offset);
     default:
-        return report.at<std::uint64_t>(row.offset);
+        return number_at<8>(report, row.offset);
     }
 }
 
