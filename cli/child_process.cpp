@@ -123,7 +123,8 @@ std::vector<std::string> environment_with(const std::vector<std::pair<std::strin
         }
     }
     for (const auto &[name, value] : added) {
-        all.push_back(name + "=" + value);
+        all.push_back(name);
+        all.back().append("=").append(value);
     }
     return all;
 }

@@ -10,9 +10,10 @@
 #include "host/device_registry.h"
 #include "platform/Owned.h"
 
-// NOLINTBEGIN(bugprone-reserved-identifier): the sanitizers' name for it, there only in a program built with one
+// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming): the sanitizers' name for it, there only in a
+// program built with one
 extern "C" std::size_t __sanitizer_get_current_allocated_bytes() __attribute__((weak));
-// NOLINTEND(bugprone-reserved-identifier)
+// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
 
 namespace cli {
 namespace {
