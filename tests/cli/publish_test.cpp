@@ -17,8 +17,6 @@ using cli_tests::TemporaryFolder;
 
 namespace {
 
-namespace fs = std::filesystem;
-
 std::string entry(std::uint8_t version, std::uint8_t operation, std::uint8_t key, std::int32_t value) {
     std::string bytes{static_cast<char>(version), static_cast<char>(operation), static_cast<char>(key)};
     for (unsigned shift = 0; shift < 32; shift += 8) {
