@@ -125,7 +125,9 @@ TEST_F(SensorInfo, ReadsEachOfItsPropertiesOnceAndNoOther) {
     snapshot();
 
     std::map<uint32_t, int> expected;
-    for (uint32_t property : {0, 10, 11, 13, 15, 16, 24, 25, 26, 29, 36, 45, 56, 57, 58, 59, 60, 61, 64, 67, 68}) {
+    constexpr uint32_t kProperties[] = {0,  10, 11, 13, 15, 16, 24, 25, 26, 29, 36,
+                                        45, 56, 57, 58, 59, 60, 61, 64, 67, 68};
+    for (uint32_t property : kProperties) {
         expected[property] = 1;
     }
     EXPECT_EQ(reads, expected);
