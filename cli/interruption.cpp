@@ -1,6 +1,7 @@
 #include "cli/interruption.h"
 
 #include <array>
+#include <atomic>
 #include <csignal>
 
 #include "host/error.h"
@@ -10,15 +11,18 @@ namespace {
 
 constexpr std::array<int, 3> kSignals = {SIGINT, SIGTERM, SIGHUP};
 
-volatile std::sig_atomic_t interrupted = 0;
+/** Asked for by any thread, whichever the signal meets. */
+std::atomic<bool> interrupted = false;
+static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler sets it");
+
 std::array<struct sigaction, kSignals.size()> former_actions;
 
-void remember(int) { interrupted = 1; }
+void remember(int) { interrupted = true; }
 
 } // namespace
 
 Interruption::Interruption() {
-    interrupted = 0;
+    interrupted = false;
     struct sigaction action {};
     action.sa_handler = remember;
     sigemptyset(&action.sa_mask);
@@ -36,7 +40,7 @@ Interruption::~Interruption() {
     }
 }
 
-bool Interruption::is_requested() const { return interrupted != 0; }
+bool Interruption::is_requested() const { return interrupted; }
 
 void Interruption::throw_if_requested() const {
     if (is_requested()) {

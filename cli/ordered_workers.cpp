@@ -4,10 +4,11 @@
 #include <condition_variable>
 #include <cstdint>
 #include <exception>
-#include <limits>
 #include <mutex>
 #include <system_error>
 #include <thread>
+#include <utility>
+#include <vector>
 
 namespace cli {
 namespace {
@@ -15,9 +16,18 @@ namespace {
 /** Beyond this, one thread that writes cannot keep up. */
 constexpr unsigned kWorkersAtMost = 8;
 
+/** So many blocks may be under way: a thread that the machine leaves waiting does not hold up the others at once. */
+constexpr std::size_t kBlocks = 16;
+static_assert(kBlocks > kWorkersAtMost);
+
 class Workers {
 public:
-    explicit Workers(const BlockSteps &steps) : _steps(steps) {}
+    Workers(unsigned threads, const BlockSteps &steps)
+        : _steps(steps), _blocks(std::max<std::size_t>(threads, kBlocks)), _finished(_blocks.size()) {
+        for (Block &block : _blocks) {
+            _empty.push_back(&block);
+        }
+    }
 
     void run(unsigned threads) {
         std::vector<std::thread> others;
@@ -38,99 +48,106 @@ public:
     }
 
 private:
+    using Lock = std::unique_lock<std::mutex>;
+
+    /** What came of a block: its text, or the failure that is told when its turn comes. */
+    struct Finished {
+        Block *block = nullptr;
+        std::exception_ptr failure;
+    };
+
+    /** What one thread does. It holds the lock but for the steps themselves. */
     void work() {
-        Block block;
-        for (;;) {
-            std::uint64_t number = 0;
-            if (!fill(block, number)) {
+        Lock lock(_mutex);
+        while (Block *const block = block_to_fill(lock)) {
+            bool is_filled = false;
+            std::exception_ptr failure = outcome(lock, [&] { is_filled = _steps.fill(*block); });
+            _is_filling = false;
+            _has_filled_all = _has_filled_all || !is_filled;
+            _changed.notify_all();
+            if (!is_filled && !failure) {
                 return;
             }
-            const std::exception_ptr failure = caught([&] {
-                block.text.clear();
-                _steps.work(block);
-            });
-            deliver_in_turn(block, number, failure);
+            const std::uint64_t number = _filled++;
+            if (!failure) {
+                failure = outcome(lock, [&] {
+                    block->text.clear();
+                    _steps.work(*block);
+                });
+            }
+            finished(number) = {block, failure};
+            deliver(lock);
         }
     }
 
-    bool fill(Block &block, std::uint64_t &number) {
-        const std::lock_guard lock(_filling);
-        number = _filled;
-        bool is_filled = false;
-        const std::exception_ptr failure = caught([&] { is_filled = !has_stopped() && _steps.fill(block); });
-        if (failure) {
-            // Blocks filled before are still delivered.
-            stop_from(number, failure);
+    /** An empty block and the turn to fill it; null when nothing more is filled. */
+    Block *block_to_fill(Lock &lock) {
+        _changed.wait(lock, [&] { return _has_filled_all || (!_is_filling && !_empty.empty()); });
+        if (_has_filled_all) {
+            return nullptr;
         }
-        if (!is_filled) {
-            return false;
-        }
-        ++_filled;
-        return true;
+        _is_filling = true;
+        // The one that was emptied last is nearest in the caches.
+        Block *const block = _empty.back();
+        _empty.pop_back();
+        return block;
     }
 
-    void deliver_in_turn(Block &block, std::uint64_t number, std::exception_ptr failure) {
-        std::unique_lock lock(_delivering);
-        _turn_has_come.wait(lock, [&] { return _delivered == number || number >= _end; });
-        if (number >= _end) {
+    /** Delivers what is next as long as it is finished, unless another thread is at it, which then takes this too. */
+    void deliver(Lock &lock) {
+        if (_is_delivering) {
             return;
         }
-        if (!failure) {
-            // Only the thread whose turn it is comes here, so the lock need not be held while it delivers.
-            lock.unlock();
-            failure = caught([&] { _steps.deliver(block); });
-            lock.lock();
+        _is_delivering = true;
+        while (!_failure && finished(_delivered).block != nullptr) {
+            auto [block, failure] = std::exchange(finished(_delivered), {});
+            _failure = failure ? failure : outcome(lock, [&] { _steps.deliver(*block); });
+            _has_filled_all = _has_filled_all || _failure;
+            ++_delivered;
+            _empty.push_back(block);
+            _changed.notify_all();
         }
-        if (failure) {
-            stop_locked(number, failure);
-        }
-        _delivered = number + 1;
-        _turn_has_come.notify_all();
+        _is_delivering = false;
     }
 
-    bool has_stopped() {
-        const std::lock_guard lock(_delivering);
-        return _failure != nullptr;
-    }
+    /** No two numbers under way share a place: there are as many places as blocks. */
+    Finished &finished(std::uint64_t number) { return _finished[number % _finished.size()]; }
 
-    void stop_from(std::uint64_t number, const std::exception_ptr &failure) {
-        const std::lock_guard lock(_delivering);
-        stop_locked(number, failure);
-    }
-
-    /** Nothing from block `number` on counts any more. The failure of the earliest block is the one that is told. */
-    void stop_locked(std::uint64_t number, const std::exception_ptr &failure) {
-        if (number < _end) {
-            _end = number;
-            _failure = failure;
-        }
-        _turn_has_come.notify_all();
-    }
-
+    /** Does a step without the lock; null when it does not throw. */
     template <typename Step>
-    static std::exception_ptr caught(const Step &step) {
+    static std::exception_ptr outcome(Lock &lock, const Step &step) {
+        std::exception_ptr failure;
+        lock.unlock();
         try {
             step();
-            return nullptr;
         } catch (...) {
-            return std::current_exception();
+            failure = std::current_exception();
         }
+        lock.lock();
+        return failure;
     }
 
     const BlockSteps &_steps;
-    std::mutex _filling;
-    std::uint64_t _filled = 0; ///< guarded by `_filling`
+    std::vector<Block> _blocks;
 
-    std::mutex _delivering;
-    std::condition_variable _turn_has_come;
-    std::uint64_t _delivered = 0;                                   ///< guarded by `_delivering`, like the rest
-    std::uint64_t _end = std::numeric_limits<std::uint64_t>::max(); ///< the first block that is not delivered
-    std::exception_ptr _failure;
+    std::mutex _mutex; ///< guards all below
+    std::condition_variable _changed;
+    std::vector<Block *> _empty;
+    std::vector<Finished> _finished; ///< by number, in a ring
+    bool _is_filling = false;
+    bool _is_delivering = false;
+    bool _has_filled_all = false; ///< at the end of the input, or since something failed
+    std::uint64_t _filled = 0;
+    std::uint64_t _delivered = 0;
+    std::exception_ptr _failure; ///< of the first block in order that has one
 };
 
 } // namespace
 
-void work_in_order(unsigned threads, const BlockSteps &steps) { Workers(steps).run(std::max(1U, threads)); }
+void work_in_order(unsigned threads, const BlockSteps &steps) {
+    threads = std::max(1U, threads);
+    Workers(threads, steps).run(threads);
+}
 
 unsigned worker_count() { return std::clamp(std::thread::hardware_concurrency(), 1U, kWorkersAtMost); }
 

@@ -26,8 +26,9 @@ struct BlockSteps {
 };
 
 /**
- * Takes blocks through the three steps until there are no more, with `threads` threads (at least 1) that have one
- * block each, used again and again: memory does not grow with the number of blocks.
+ * Takes blocks through the three steps until there are no more, with `threads` threads (at least 1), this one among
+ * them. A few blocks are used again and again: memory does not grow with their number, and a thread whose block is
+ * finished before its turn goes on with another, up to sixteen (or `threads`, if that is more) under way.
  * @throws whatever a step throws first, after every thread has stopped. What was filled before the block in
  *         question is delivered; nothing after it is.
  */

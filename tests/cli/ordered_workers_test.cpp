@@ -1,7 +1,9 @@
 #include "cli/ordered_workers.h"
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -35,6 +37,8 @@ private:
     std::uint32_t _count;
     std::uint32_t _next = 0;
 };
+
+constexpr std::size_t kBlocksUnderWay = 16;
 
 std::uint32_t number_of(const Block &block) { return block.reports.front().sequence_num(); }
 
@@ -113,13 +117,45 @@ TEST_P(OrderedWorkersTest, AFailureOfDeliveringStopsFilling) {
     EXPECT_THROW(cli::work_in_order(
                      GetParam(), {fill_for_ever, work, [](const Block &) { throw std::runtime_error("delivering"); }}),
                  std::runtime_error);
-    EXPECT_LE(filled, 2 * GetParam());
+    EXPECT_LE(filled, kBlocksUnderWay);
+}
+
+TEST_P(OrderedWorkersTest, BlocksAreUsedAgain) {
+    Numbers numbers(2000);
+    std::set<const Block *> blocks;
+    const auto fill = [&](Block &block) {
+        blocks.insert(&block);
+        return numbers.fill(block);
+    };
+
+    cli::work_in_order(GetParam(), {fill, work, [](const Block &) {}});
+
+    EXPECT_LE(blocks.size(), kBlocksUnderWay);
 }
 
 TEST_P(OrderedWorkersTest, NoBlocksAreNoWork) {
     const auto never = [](const Block &) { FAIL(); };
 
     cli::work_in_order(GetParam(), {[](Block &) { return false; }, never, never});
+}
+
+TEST(OrderedWorkers, AThreadThatIsHeldUpHoldsUpNoOther) {
+    Numbers numbers(100);
+    std::atomic<std::uint32_t> worked = 0;
+    std::string delivered;
+    const auto hold_up_the_first = [&](Block &block) {
+        const bool is_first = number_of(block) == 0;
+        while (is_first && worked < kBlocksUnderWay - 1) {
+            std::this_thread::yield();
+        }
+        ++worked;
+        work(block);
+    };
+
+    cli::work_in_order(2, {[&](Block &block) { return numbers.fill(block); }, hold_up_the_first,
+                           [&](const Block &block) { delivered += block.text.text(); }});
+
+    EXPECT_EQ(delivered, numbers_up_to(100));
 }
 
 INSTANTIATE_TEST_SUITE_P(OneOrMoreThreads, OrderedWorkersTest, testing::Values(1U, 2U, 5U));
