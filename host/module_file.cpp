@@ -10,6 +10,7 @@
 #include <optional>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include <elf.h>
 
@@ -91,13 +92,29 @@ private:
 struct DynamicEntries {
     std::optional<std::uint64_t> symbols;
     std::optional<std::uint64_t> names;
-    std::uint64_t names_size = 0;
+    std::optional<std::uint64_t> names_size;
     std::optional<std::uint64_t> hash;
     std::optional<std::uint64_t> gnu_hash;
-    std::uint64_t flags = 0;
-    std::uint64_t flags_1 = 0;
-    bool binds_at_once = false;
-    bool relocates_code = false;
+    std::optional<std::uint64_t> flags;
+    std::optional<std::uint64_t> flags_1;
+    std::optional<std::uint64_t> binds_at_once;  ///< there or not; the value says nothing
+    std::optional<std::uint64_t> relocates_code; ///< likewise
+
+    /** Of an entry that comes twice the last one counts, as for the dynamic linker. */
+    void take(const Elf64_Dyn &entry) {
+        static constexpr std::pair<Elf64_Sxword, std::optional<std::uint64_t> DynamicEntries::*> kWanted[] = {
+            {DT_SYMTAB, &DynamicEntries::symbols},         {DT_STRTAB, &DynamicEntries::names},
+            {DT_STRSZ, &DynamicEntries::names_size},       {DT_HASH, &DynamicEntries::hash},
+            {DT_GNU_HASH, &DynamicEntries::gnu_hash},      {DT_FLAGS, &DynamicEntries::flags},
+            {DT_FLAGS_1, &DynamicEntries::flags_1},        {DT_BIND_NOW, &DynamicEntries::binds_at_once},
+            {DT_TEXTREL, &DynamicEntries::relocates_code},
+        };
+        for (const auto &[tag, member] : kWanted) {
+            if (tag == entry.d_tag) {
+                this->*member = entry.d_un.d_val;
+            }
+        }
+    }
 };
 
 class ElfReader {
@@ -110,9 +127,10 @@ public:
         ModuleFile file;
         file.exported = exported_names(dynamic);
         file.is_read_only_after_relocation = has_segment(PT_GNU_RELRO);
+        const std::uint64_t flags = dynamic.flags.value_or(0);
         file.is_bound_at_once =
-            dynamic.binds_at_once || (dynamic.flags & DF_BIND_NOW) != 0 || (dynamic.flags_1 & DF_1_NOW) != 0;
-        file.relocates_code = dynamic.relocates_code || (dynamic.flags & DF_TEXTREL) != 0;
+            dynamic.binds_at_once || (flags & DF_BIND_NOW) != 0 || (dynamic.flags_1.value_or(0) & DF_1_NOW) != 0;
+        file.relocates_code = dynamic.relocates_code || (flags & DF_TEXTREL) != 0;
         file.wants_executable_stack = wants_executable_stack();
         return file;
     }
@@ -171,43 +189,9 @@ private:
             if (entry.d_tag == DT_NULL) {
                 break;
             }
-            take(entry, entries);
+            entries.take(entry);
         }
         return entries;
-    }
-
-    static void take(const Elf64_Dyn &entry, DynamicEntries &entries) {
-        switch (entry.d_tag) {
-        case DT_SYMTAB:
-            entries.symbols = entry.d_un.d_ptr;
-            break;
-        case DT_STRTAB:
-            entries.names = entry.d_un.d_ptr;
-            break;
-        case DT_STRSZ:
-            entries.names_size = entry.d_un.d_val;
-            break;
-        case DT_HASH:
-            entries.hash = entry.d_un.d_ptr;
-            break;
-        case DT_GNU_HASH:
-            entries.gnu_hash = entry.d_un.d_ptr;
-            break;
-        case DT_FLAGS:
-            entries.flags = entry.d_un.d_val;
-            break;
-        case DT_FLAGS_1:
-            entries.flags_1 = entry.d_un.d_val;
-            break;
-        case DT_BIND_NOW:
-            entries.binds_at_once = true;
-            break;
-        case DT_TEXTREL:
-            entries.relocates_code = true;
-            break;
-        default:
-            break;
-        }
     }
 
     /** Where in the file the byte stands that is loaded at `address`. */
@@ -285,7 +269,7 @@ private:
         constexpr const char *kWhat = "the table of dynamic symbols";
         const auto symbols = _elf.table<Elf64_Sym>(offset_of(*dynamic.symbols, kWhat), symbol_count(dynamic), kWhat);
         const std::uint64_t names = offset_of(*dynamic.names, "the table of names");
-        const auto name_bytes = _elf.table<char>(names, dynamic.names_size, "the table of names");
+        const auto name_bytes = _elf.table<char>(names, dynamic.names_size.value_or(0), "the table of names");
         std::vector<std::string> exported;
         for (std::uint64_t i = 0; i < symbols.count; ++i) {
             const auto symbol = _elf.entry(symbols, i, kWhat);

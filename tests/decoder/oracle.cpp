@@ -255,6 +255,8 @@ std::string event_name(std::uint32_t category, std::uint32_t component, std::uin
     }
 }
 
+} // namespace
+
 std::string sshb_trace_name(std::uint32_t kind, std::uint32_t id) {
     switch (kind) {
     case 0:
@@ -268,6 +270,8 @@ std::string sshb_trace_name(std::uint32_t kind, std::uint32_t id) {
         return std::to_string(id);
     }
 }
+
+namespace {
 
 /** The fields of one report, read byte by byte. */
 class Report {

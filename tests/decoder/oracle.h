@@ -32,4 +32,7 @@ std::string wall_clock_text(const TimeSync &sync, std::uint64_t timestamp);
 /** The line of the report at `report`, `kReportSize` bytes at any address, without a newline. Any thread. */
 std::string describe(const unsigned char *report, const Clock &clock);
 
+/** What the trace `id` of a kind is called in a line of the sshb category: its name, or its number. Any thread. */
+std::string sshb_trace_name(std::uint32_t kind, std::uint32_t id);
+
 } // namespace oracle
