@@ -135,6 +135,14 @@ std::string content_of(const fs::path &file) {
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
+std::size_t occurrences(std::string_view text, std::string_view part) {
+    std::size_t count = 0;
+    for (std::size_t at = 0; (at = text.find(part, at)) != std::string_view::npos; at += part.size()) {
+        ++count;
+    }
+    return count;
+}
+
 RunningProgram::RunningProgram(const std::vector<std::string> &arguments, const Surroundings &surroundings)
     : _input_left(surroundings.standard_input) {
     Pipe in;
@@ -197,8 +205,8 @@ bool RunningProgram::read_once() {
     return true;
 }
 
-bool RunningProgram::waits_for(const std::string &gathered, std::string_view text) {
-    while (gathered.find(text) == std::string::npos) {
+bool RunningProgram::waits_for(const std::string &gathered, std::string_view text, std::size_t times) {
+    while (occurrences(gathered, text) < times) {
         if (!read_once()) {
             return false;
         }
@@ -206,8 +214,10 @@ bool RunningProgram::waits_for(const std::string &gathered, std::string_view tex
     return true;
 }
 
-bool RunningProgram::waits_for_message(std::string_view text) { return waits_for(_err_text, text); }
-bool RunningProgram::waits_for_output(std::string_view text) { return waits_for(_out_text, text); }
+bool RunningProgram::waits_for_message(std::string_view text, std::size_t times) {
+    return waits_for(_err_text, text, times);
+}
+bool RunningProgram::waits_for_output(std::string_view text) { return waits_for(_out_text, text, 1); }
 void RunningProgram::send(int signal) const { kill(_process, signal); }
 void RunningProgram::stop_reading() { close_if_open(_out); }
 

@@ -1,6 +1,7 @@
 /** The built program as a child process: what it prints, and how it ends. */
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
 #include <map>
 #include <string>
@@ -31,6 +32,9 @@ private:
 
 std::string content_of(const std::filesystem::path &file);
 
+/** How often `part` stands in `text`, none of them within another. @param part at least one character. */
+std::size_t occurrences(std::string_view text, std::string_view part);
+
 /** What goes into a program besides its arguments. */
 struct Surroundings {
     std::string program{}; ///< another copy of it; empty: the built one
@@ -59,8 +63,8 @@ public:
     RunningProgram(const RunningProgram &) = delete;
     RunningProgram &operator=(const RunningProgram &) = delete;
 
-    /** Waits until standard error holds `text`; false when the program ended without it. */
-    bool waits_for_message(std::string_view text);
+    /** Waits until standard error holds `text` so many times; false when the program ended without that. */
+    bool waits_for_message(std::string_view text, std::size_t times = 1);
     /** Waits until standard output holds `text`; false when the program ended without it. */
     bool waits_for_output(std::string_view text);
     void send(int signal) const;
@@ -70,7 +74,7 @@ public:
 
 private:
     bool read_once();
-    bool waits_for(const std::string &gathered, std::string_view text);
+    bool waits_for(const std::string &gathered, std::string_view text, std::size_t times);
 
     pid_t _process = -1;
     int _in = -1;

@@ -173,11 +173,7 @@ protected:
 
 /** How often the log says that an entry was published. */
 std::int64_t published(const std::string &log) {
-    std::int64_t count = 0;
-    for (std::size_t at = 0; (at = log.find("publishTBData op=0x3", at)) != std::string::npos; ++at) {
-        ++count;
-    }
-    return count;
+    return static_cast<std::int64_t>(cli_tests::occurrences(log, "publishTBData op=0x3"));
 }
 
 TEST_F(StoreFailureTest, GoingOnLosesNothingWhenTheStoreCanBeWrittenAgain) {
