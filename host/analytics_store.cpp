@@ -111,19 +111,24 @@ FileState state_of(const std::string &name, const std::string &file) {
     return {status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
 }
 
-bool has_log_beside_it(const std::string &file) { return ::access((file + "-wal").c_str(), F_OK) == 0; }
+bool exists(const std::string &file) { return ::access(file.c_str(), F_OK) == 0; }
+
+/** What is being written, or was when a program was killed; with it, the file alone is not the store. */
+bool has_journal(const std::string &file) { return exists(file + "-journal"); }
+bool has_log(const std::string &file) { return exists(file + "-wal"); }
 
 /**
- * Reads a store that no host has open, as its lack of a write-ahead log says, without files of the database
- * library appearing beside it: the folder may be a read-only one.
+ * Reads a store that no program has open, as the lack of a journal and of a write-ahead log says, without files of
+ * the database library appearing beside it: the folder may be a read-only one.
  * @return nothing when a host came by meanwhile.
  */
 std::optional<StoreContents> contents_at_rest(const std::string &name, const std::string &file) {
     const FileState before = state_of(name, file);
-    if (has_log_beside_it(file)) {
+    const auto stands_alone = [&] { return !has_journal(file) && !has_log(file); };
+    if (!stands_alone()) {
         return std::nullopt;
     }
-    const auto is_at_rest = [&] { return !has_log_beside_it(file) && state_of(name, file) == before; };
+    const auto is_at_rest = [&] { return stands_alone() && state_of(name, file) == before; };
     try {
         Database database(name, file, Database::Access::kReadAtRest);
         // The database library would take the missing end of the last page for zeros.
@@ -415,7 +420,9 @@ StoreContents read_analytics_store(const std::string &path) {
     if (std::optional<StoreContents> contents = contents_at_rest(path, file)) {
         return *std::move(contents);
     }
-    Database database(path, file, Database::Access::kRead);
+    // What a killed program left half-written is undone from its journal, which takes a connection that may write.
+    const auto access = has_journal(file) ? Database::Access::kReadAndWrite : Database::Access::kRead;
+    Database database(path, file, access);
     return contents_of(database, Checks::kEveryPage);
 }
 

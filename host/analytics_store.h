@@ -34,7 +34,8 @@ void merge_into(StoreContents &sum, const StoreContents &more);
 void apply(StoreContents &contents, const StoreChanges &changes);
 
 /**
- * What a store file holds, read at one moment while hosts may write to it. Creates and changes nothing.
+ * What a store file holds, read at one moment while hosts may write to it. Creates nothing, and changes nothing but
+ * to undo a transaction that another program was killed in.
  * @throws Error when there is no such file; when it is no store, one of a newer version or a damaged one; and when
  *         it stays locked for longer than 5 seconds.
  */

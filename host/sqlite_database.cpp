@@ -29,6 +29,9 @@ std::string uri_of(const std::string &path, const char *parameters) {
 }
 
 std::string reason_for(int code, const char *message) {
+    if (code == SQLITE_READONLY_ROLLBACK) {
+        return "holds part of what another program was killed in; to undo that, it must be possible to write to it";
+    }
     switch (code & 0xFF) {
     case SQLITE_BUSY:
     case SQLITE_LOCKED:

@@ -85,6 +85,22 @@ StoreChanges addition(std::string_view key, std::int64_t delta) {
     return changes;
 }
 
+/** Runs a test in a child without the rights of the superuser, to whom nothing is read-only. */
+void as_somebody_else(const std::function<void()> &test) {
+    constexpr uid_t kNobody = 65534;
+    const pid_t child = fork();
+    if (child == 0) {
+        if (geteuid() == 0 && (setegid(kNobody) != 0 || seteuid(kNobody) != 0)) {
+            _exit(2);
+        }
+        test();
+        _exit(testing::Test::HasFailure() ? 1 : 0);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+}
+
 class AnalyticsStoreTest : public testing::Test {
 protected:
     AnalyticsStoreTest() {
@@ -428,6 +444,71 @@ TEST_F(AnalyticsStoreTest, AnOlderWayOfWritingIsTakenOver) {
     EXPECT_EQ(host::read_analytics_store(file).scalars.at("b"), 1);
 }
 
+/** Changes a store as other programs may, and by more than their memory keeps until they are done. */
+void begin_to_write_with_a_journal(Sqlite &other) {
+    other.execute("PRAGMA journal_mode = DELETE; PRAGMA cache_size = 2; BEGIN; UPDATE scalar SET value = 999; "
+                  "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 20000) "
+                  "INSERT INTO distribution SELECT 1, i + 0.25, 1 FROM n");
+}
+
+class AnalyticsStoreWithAJournal : public AnalyticsStoreTest {
+protected:
+    void leave_a_killed_writers_journal() const {
+        host::write_new_analytics_store(file, kContents);
+        const pid_t child = fork();
+        if (child == 0) {
+            auto *other = new Sqlite(file);
+            begin_to_write_with_a_journal(*other);
+            raise(SIGKILL);
+        }
+        ASSERT_EQ(waitpid(child, nullptr, 0), child);
+        ASSERT_GT(fs::file_size(folder / "store-journal"), 512u);
+        ASSERT_GT(fs::file_size(file), 100'000u) << "nothing of the transaction is in the file";
+    }
+};
+
+TEST_F(AnalyticsStoreWithAJournal, WhatAKilledProgramDidNotFinishIsNotRead) {
+    leave_a_killed_writers_journal();
+
+    EXPECT_EQ(host::read_analytics_store(file), kContents);
+}
+
+TEST_F(AnalyticsStoreWithAJournal, WhatAKilledProgramDidNotFinishIsUndoneByOpening) {
+    leave_a_killed_writers_journal();
+
+    AnalyticsStore(file).apply(addition("b", 1));
+
+    EXPECT_EQ(host::read_analytics_store(file).scalars.at("b"), 1);
+    EXPECT_EQ(host::read_analytics_store(file).distributions, kContents.distributions);
+}
+
+TEST_F(AnalyticsStoreWithAJournal, WhoMayNotUndoItIsToldAndChangesNothing) {
+    leave_a_killed_writers_journal();
+    fs::permissions(file, fs::perms(0444));
+    fs::permissions(folder, fs::perms(0555));
+    const std::string before = bytes_of(file);
+
+    as_somebody_else([&] {
+        EXPECT_EQ(reason_of(file, [&] { host::read_analytics_store(file); }),
+                  "holds part of what another program was killed in; to undo that, it must be possible to write to it");
+    });
+
+    EXPECT_TRUE(bytes_of(file) == before);
+    fs::permissions(folder, fs::perms(0755));
+}
+
+TEST_F(AnalyticsStoreWithAJournal, WhatAProgramIsWritingIsNotRead) {
+    host::write_new_analytics_store(file, kContents);
+    Sqlite other(file);
+    begin_to_write_with_a_journal(other);
+
+    EXPECT_EQ(reason_of(file, [&] { host::read_analytics_store(file); }),
+              "stays locked by another program for longer than 5 seconds");
+
+    other.execute("ROLLBACK");
+    EXPECT_EQ(host::read_analytics_store(file), kContents);
+}
+
 TEST_F(AnalyticsStoreTest, AdditionsWrapAndCountsStopAtTheLargest) {
     host::write_new_analytics_store(file, kContents);
     StoreChanges changes;
@@ -554,22 +635,6 @@ TEST_F(AnalyticsStoreTest, AShortLockIsWaitedFor) {
 }
 
 // ---- places that cannot be written to
-
-/** Runs a test in a child without the rights of the superuser, to whom nothing is read-only. */
-void as_somebody_else(const std::function<void()> &test) {
-    constexpr uid_t kNobody = 65534;
-    const pid_t child = fork();
-    if (child == 0) {
-        if (geteuid() == 0 && (setegid(kNobody) != 0 || seteuid(kNobody) != 0)) {
-            _exit(2);
-        }
-        test();
-        _exit(testing::Test::HasFailure() ? 1 : 0);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
-}
 
 class AnalyticsStoreReadOnly : public AnalyticsStoreTest {
 protected:
