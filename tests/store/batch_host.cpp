@@ -1,11 +1,11 @@
 /**
- * A host that delivers batches to the plug-in until it is killed or has no more:
+ * A host that delivers batches to the plug-in, one for each byte on standard input, and ends when that ends:
  *
  *     batch_host MODULE STORE BATCHES [--torn]
  *
- * BATCHES holds, for each batch, its number of entries (32 bits, little-endian) and the entries. A "b" on standard
- * output says that a batch begins, a "d" that it is done. --torn leaves out what makes a batch one: every operation
- * is written by itself.
+ * BATCHES holds, for each batch, its number of entries (32 bits, little-endian) and the entries; there are no fewer
+ * of them than bytes. A "b" on standard output says that a batch begins, a "d" that it is done. --torn leaves out
+ * what makes a batch one: every operation is written by itself.
  */
 #include <cstdint>
 #include <cstdio>
@@ -46,6 +46,12 @@ void say(char what) {
     }
 }
 
+/** Waits for leave to deliver one more batch. */
+bool is_let_go_on() {
+    char leave = 0;
+    return read(STDIN_FILENO, &leave, 1) == 1;
+}
+
 /** One keeper of a device: the plug-in, with a service that delivers analytics. */
 class Host {
 public:
@@ -80,7 +86,7 @@ void deliver_all(const char *module, const char *store, const char *batches, boo
     const std::string content = content_of(batches);
     host::open_store(store);
     Host host(module);
-    for (std::string_view rest = content; !rest.empty();) {
+    for (std::string_view rest = content; is_let_go_on();) {
         const std::size_t size = number_at(rest) * kEntrySize;
         const auto entries = std::as_bytes(std::span(rest.substr(4, size)));
         say('b');

@@ -1,20 +1,25 @@
 #!/usr/bin/env python3
 """Hosts that are killed and hosts that share a store, against a model of what their batches do.
 
-    shared_store_test.py HOST MODULE kills ROUNDS [SEED]
-    shared_store_test.py HOST MODULE torn ROUNDS [SEED]
+    shared_store_test.py HOST MODULE kills KILLS [SEED]
+    shared_store_test.py HOST MODULE torn KILLS [SEED]
     shared_store_test.py HOST MODULE together HOSTS [SEED]
 
-kills     kills hosts at random moments; the store must hold exactly the first batches, all that were reported done
-torn      the same with a host that writes every operation by itself: the test must find it out
+kills     kills hosts at random moments, so often and until one was at a batch; the store must hold exactly the first
+          batches, all that were reported done
+torn      the same with a host that writes every operation by itself: the test must find it out before it has killed
+          so many hosts that were at a batch
 together  hosts deliver to one store at once; whoever reads must see whole batches only, and all of them at the end
 
 The model is this program's own: it reads the entries' bytes and the store's tables, and shares no code with the host.
 """
 
 import collections
+import contextlib
+import os
 import pathlib
 import random
+import re
 import sqlite3
 import struct
 import subprocess
@@ -26,6 +31,7 @@ VERSION = 58
 FALLBACK = "com.ondre.zel.unknown"
 FIRST_COUNTER, LAST_COUNTER, FIRST_MARK, LAST_MARK = 0, 1, 2, 3  # keys that every batch begins and ends with
 OTHER_KEYS = range(4, 58)
+LEFT_BEHIND = re.compile(r"batches|\d+\.db(-wal|-shm|\.partial-\d+-\d+)?")
 NONE, CLEAR_SCALAR, SET_SCALAR, ADD, CLEAR, SET = range(6)
 
 
@@ -128,32 +134,78 @@ class Failure(Exception):
     pass
 
 
-def killed_after(command, generator):
-    """Starts a host and kills it at a random moment. What it said, and whether it was still running."""
-    host = subprocess.Popen(command, stdout=subprocess.PIPE)
+class WrongStore(Failure):
+    """A store that no number of whole batches leads to."""
+
+
+class Host:
+    """A host that delivers a batch each time it is let, and otherwise waits."""
+
+    def __init__(self, *command):
+        self.process = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+
+    def let(self, batches):
+        with contextlib.suppress(BrokenPipeError):  # the end of a host shows when it is waited for
+            os.write(self.process.stdin.fileno(), b"." * batches)
+
+    def wait_for_a_batch(self):
+        """What it said until a batch was done."""
+        said = b""
+        while b"d" not in said:
+            piece = self.process.stdout.read1()
+            if not piece:
+                raise Failure(f"a host ended before its first batch was done: {self.process.wait()}")
+            said += piece
+        return said
+
+    def end(self):
+        self.process.stdin.close()
+        if self.process.wait() != 0:
+            raise Failure(f"a host ended by itself: {self.process.returncode}")
+
+    def kill(self):
+        """What it said that was not read yet."""
+        self.process.kill()
+        self.process.stdin.close()
+        with self.process.stdout:
+            said = self.process.stdout.read()
+        if self.process.wait() != -9:
+            raise Failure(f"a host ended before it was killed: {self.process.returncode}")
+        return said
+
+
+def killed_after(command, batches, generator):
+    """Starts a host, lets it deliver so many batches and kills it at a random moment. What it said."""
+    host = Host(*command)
+    host.let(batches)
     said = b""
     if generator.random() < 0.2:
         time.sleep(generator.uniform(0, 0.04))  # somewhere on its way to the first batches
     else:
-        while b"d" not in said:
-            said += host.stdout.read1()
+        said += host.wait_for_a_batch()
         time.sleep(generator.uniform(0, 0.03))
-    host.kill()
-    said += host.stdout.read()
-    return said, host.wait() == -9
+    return said + host.kill()
 
 
-def kill_rounds(host, module, names, rounds, generator, folder, options=()):
+def require_nothing_strange(folder):
+    """That hosts leave only what is documented beside their stores."""
+    strange = [path.name for path in folder.iterdir() if not LEFT_BEHIND.fullmatch(path.name)]
+    if strange:
+        raise Failure(f"hosts left {', '.join(strange)}")
+
+
+def kill_hosts(host, module, names, is_enough, generator, folder, options=()):
     counts = collections.Counter()
-    for number in range(rounds):
-        if number % 20 == 0:
-            store, model, batches = folder / f"{number}.db", Model(names), Batches(generator)
+    while not is_enough(counts):
+        if counts["kills"] % 20 == 0:
+            store, model, batches = folder / f"{counts['kills']}.db", Model(names), Batches(generator)
         write_batches(folder / "batches", batches.peek(200))
-        said, was_killed = killed_after([host, module, store, folder / "batches", *options], generator)
+        said = killed_after([host, module, store, folder / "batches", *options], 200, generator)
+        require_nothing_strange(folder)
         reported = said.count(b"d")
         in_mid_batch = said.endswith(b"b")
-        counts["kills"] += was_killed
-        counts["kills in mid-batch"] += was_killed and in_mid_batch
+        counts["kills"] += 1
+        counts["kills in mid-batch"] += in_mid_batch
 
         for _ in range(reported):
             model.apply(batches.use())
@@ -163,62 +215,75 @@ def kill_rounds(host, module, names, rounds, generator, folder, options=()):
             model.apply(batches.use())
             unreported = 1
         if found != model.contents():
-            raise Failure(f"round {number}: the store holds neither {reported} nor {reported + 1} batches")
+            raise WrongStore(f"kill {counts['kills']}: the store holds neither {reported} nor {reported + 1} batches")
         counts["batches"] += reported + unreported
         counts["batches done but not reported"] += unreported
     return counts
 
 
-def kills(host, module, names, rounds, generator, folder):
-    counts = kill_rounds(host, module, names, rounds, generator, folder)
+def kills(host, module, names, count, generator, folder):
+    def is_enough(counts):
+        return counts["kills"] >= count and counts["kills in mid-batch"] > 0
+
+    counts = kill_hosts(host, module, names, is_enough, generator, folder)
     print(", ".join(f"{count} {what}" for what, count in counts.items()))
-    if counts["kills"] < rounds * 9 // 10 or counts["kills in mid-batch"] < rounds // 4:
-        raise Failure("too few hosts were killed where it matters")
 
 
-def torn(host, module, names, rounds, generator, folder):
+def torn(host, module, names, count, generator, folder):
+    def is_enough(counts):
+        return counts["kills in mid-batch"] >= count
+
     try:
-        kill_rounds(host, module, names, rounds, generator, folder, ["--torn"])
-    except Failure as found:
+        kill_hosts(host, module, names, is_enough, generator, folder, ["--torn"])
+    except WrongStore as found:
         print(f"found out: {found}")
         return
     raise Failure("batches in pieces were not found out")
 
 
-def moments(store, hosts, names):
-    """What a reader sees while hosts write: the counters and the marks, each in one transaction."""
-    wanted = [names[key] for key in (FIRST_COUNTER, LAST_COUNTER, FIRST_MARK, LAST_MARK)]
-    while any(host.poll() is None for host in hosts):
-        if store.exists():
-            connection = sqlite3.connect(f"file:{store}?mode=ro", uri=True, timeout=10)
-            scalars = dict(connection.execute("SELECT name, value FROM scalar JOIN key ON id = key"))
-            connection.close()
-            yield [scalars.get(name, 0) for name in wanted]
+def moment(store, names):
+    """What a reader sees while hosts write: the counters and the marks, all in one transaction."""
+    if not store.exists():
+        return [0, 0, 0, 0]
+    connection = sqlite3.connect(f"file:{store}?mode=ro", uri=True, timeout=60)
+    scalars = dict(connection.execute("SELECT name, value FROM scalar JOIN key ON id = key"))
+    connection.close()
+    return [scalars.get(names[key], 0) for key in (FIRST_COUNTER, LAST_COUNTER, FIRST_MARK, LAST_MARK)]
 
 
-def together(host, module, names, count, generator, folder):
-    model, store, hosts, total = Model(names), folder / "shared.db", [], 0
-    for number in range(count):
-        batches = Batches(generator, only_sums=True).peek(100)
-        write_batches(folder / f"batches-{number}", batches)
-        for batch in batches:
-            model.apply(batch)
-        total += len(batches)
-    for number in range(count):
-        command = [host, module, store, folder / f"batches-{number}"]
-        hosts.append(subprocess.Popen(command, stdout=subprocess.DEVNULL))
-
+def watch(store, names, hosts, batches, at_once):
+    """Lets the hosts deliver so many batches each, a few at a time. At how many moments a reader saw the store."""
     seen = set()
-    try:
-        for first_counter, last_counter, first_mark, last_mark in moments(store, hosts, names):
+    for delivered in range(0, batches, at_once):
+        for host in hosts:
+            host.let(at_once)
+        while max(seen, default=0) < (delivered + at_once) * len(hosts):
+            first_counter, last_counter, first_mark, last_mark = moment(store, names)
             if first_counter != last_counter or first_mark != last_mark:
                 raise Failure(f"a reader saw part of batch {first_counter}")
             seen.add(first_counter)
+            if any(host.process.poll() is not None for host in hosts):
+                raise Failure("a host ended by itself")
+    return len(seen)
+
+
+def together(host, module, names, count, generator, folder):
+    model, store, hosts, each = Model(names), folder / "shared.db", [], 100
+    for number in range(count):
+        batches = Batches(generator, only_sums=True).peek(each)
+        write_batches(folder / f"batches-{number}", batches)
+        for batch in batches:
+            model.apply(batch)
+    try:
+        for number in range(count):
+            hosts.append(Host(host, module, store, folder / f"batches-{number}"))
+        seen = watch(store, names, hosts, each, at_once=10)
+        for running in hosts:
+            running.end()
     finally:
         for running in hosts:
-            running.kill()
-    if any(running.wait() != 0 for running in hosts):
-        raise Failure("a host failed")
+            running.process.kill()
+            running.process.wait()
 
     # The last mark is that of whichever host came last.
     scalars, distributions = read_store(store)
@@ -228,9 +293,7 @@ def together(host, module, names, count, generator, folder):
         wanted_scalars.pop(mark)
     if (scalars, distributions) != (wanted_scalars, wanted_distributions):
         raise Failure("the store does not hold the sum of all batches")
-    print(f"{count} hosts, {total} batches, seen whole at {len(seen)} different moments")
-    if len(seen) < 5:
-        raise Failure("the reader saw too little of what went on")
+    print(f"{count} hosts, {count * each} batches, seen whole at {seen} different moments")
 
 
 def main():
