@@ -20,6 +20,9 @@ namespace {
 
 constexpr std::string_view kPath = "/metrics";
 
+/** How many connections are served at once: one that says nothing holds its thread, asleep, until its time is over. */
+constexpr const char *kThreads = "64";
+
 // ---- families, as the library has them
 
 struct SetValue {
@@ -131,8 +134,8 @@ CivetCallbacks callbacks() {
 }
 
 std::vector<std::string> options(const ListenAddress &address) {
-    return {"listening_ports",   address.text(), "num_threads",      "4",     "request_timeout_ms",       "2000",
-            "enable_keep_alive", "no",           "max_request_size", "16384", "enable_directory_listing", "no"};
+    return {"listening_ports",   address.text(), "num_threads",      kThreads, "request_timeout_ms",       "2000",
+            "enable_keep_alive", "no",           "max_request_size", "16384",  "enable_directory_listing", "no"};
 }
 
 /** Finds out by trying, since the server itself would only say that something failed. */

@@ -12,8 +12,9 @@ namespace cli {
 
 /**
  * A server, as long as the object lives, on threads of its own. It answers GET and HEAD of /metrics in the text format
- * of Prometheus, with 404 for every other place, 405 for every other method and 400 for what is no request; each
- * connection carries one request and has two seconds for it.
+ * of Prometheus, with 404 for every other place, 405 for every other method and an error or nothing for what is no
+ * request; each connection carries one request and has two seconds for it. 64 are served at once, and the others in the
+ * order in which they came.
  */
 class MetricsEndpoint {
 public:
