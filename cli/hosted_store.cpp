@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <exception>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -75,7 +76,7 @@ HostedStore::HostedStore(const std::string &path, std::function<void()> on_failu
 HostedStore::~HostedStore() {
     try {
         close();
-    } catch (const host::Error &loss) {
+    } catch (const std::exception &loss) {
         print_message(std::string("qorstat: ") + loss.what());
     }
 }

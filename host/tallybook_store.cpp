@@ -36,25 +36,26 @@ public:
     void clear() {
         forget_waiting();
         _in_memory = {};
+        _lost = 0;
         if (_file != nullptr) {
             _file->clear();
         }
     }
 
-    /** Applies changes, together with those that wait and after them, or leaves them all waiting. */
-    void write(const StoreChanges &changes) {
-        const bool none_waited = _waiting.is_empty();
+    /**
+     * Applies changes, together with those that wait and after them, or leaves them all waiting. Without the memory
+     * for either, these changes are lost, which is said.
+     */
+    void write(const StoreChanges &changes) noexcept {
         try {
-            if (!none_waited) {
-                _waiting.append(changes);
+            if (_waiting.is_empty()) {
+                apply_or_keep(changes);
+            } else {
+                keep(changes);
+                try_what_waits();
             }
-            apply_or_throw(none_waited ? changes : _waiting);
-            forget_waiting();
-        } catch (const Error &failure) {
-            if (none_waited) {
-                _waiting.append(changes);
-            }
-            tell(failure);
+        } catch (const std::bad_alloc &) {
+            lose(changes.operations());
         }
     }
 
@@ -62,6 +63,7 @@ public:
     void close() {
         const std::unique_ptr<AnalyticsStore> closing = std::move(_file);
         const StoreChanges last = std::exchange(_waiting, {});
+        const std::uint64_t lost = std::exchange(_lost, 0);
         _in_memory = {};
         _told.clear();
         try {
@@ -69,19 +71,57 @@ public:
                 closing->apply(last);
             }
         } catch (const Error &failure) {
-            throw Error(failure.file(), failure.place(), failure.reason() + "; " + loss_of(last.operations()));
+            throw Error(failure.file(), failure.place(), failure.reason() + "; " + loss_of(lost + last.operations()));
+        }
+        if (lost > 0) {
+            throw loss_without_memory(closing.get(), lost);
         }
     }
 
     std::function<void(const Error &)> report = print;
 
 private:
-    void apply_or_throw(const StoreChanges &changes) {
-        if (_file != nullptr) {
-            _file->apply(changes);
-        } else {
-            apply(_in_memory, changes);
+    static Error loss_without_memory(const AnalyticsStore *file, std::uint64_t operations) {
+        return {file != nullptr ? file->path() : kStoreInMemory, "",
+                "there was no memory for what came; " + loss_of(operations)};
+    }
+
+    void apply_or_keep(const StoreChanges &changes) {
+        try {
+            if (_file != nullptr) {
+                _file->apply(changes);
+            } else {
+                apply(_in_memory, changes);
+            }
+            _told.clear();
+        } catch (const Error &failure) {
+            keep(changes);
+            tell(failure);
         }
+    }
+
+    /** All of the changes or, without memory, none of them. */
+    void keep(const StoreChanges &changes) {
+        StoreChanges all;
+        all.append(_waiting);
+        all.append(changes);
+        _waiting = std::move(all);
+    }
+
+    void try_what_waits() noexcept {
+        try {
+            _file->apply(_waiting);
+            forget_waiting();
+        } catch (const Error &failure) {
+            tell(failure);
+        } catch (const std::bad_alloc &) {
+            // It waits on, and nothing could be said without memory.
+        }
+    }
+
+    void lose(std::uint64_t operations) noexcept {
+        _lost += operations;
+        say([&] { return loss_without_memory(_file.get(), operations); });
     }
 
     void forget_waiting() {
@@ -89,18 +129,31 @@ private:
         _told.clear();
     }
 
-    void tell(const Error &failure) {
-        if (_told != failure.what()) {
+    void tell(const Error &failure) noexcept {
+        if (_told == failure.what()) {
+            return;
+        }
+        say([&] {
             _told = failure.what();
-            report(Error(failure.file(), failure.place(),
-                         failure.reason() + "; analytics are kept and written when that is possible"));
+            return Error(failure.file(), failure.place(),
+                         failure.reason() + "; analytics are kept and written when that is possible");
+        });
+    }
+
+    template <typename MakeError>
+    void say(const MakeError &make_error) noexcept {
+        try {
+            report(make_error());
+        } catch (const std::bad_alloc &) {
+            std::fputs("analytics store: a failure, and no memory to say which\n", stderr);
         }
     }
 
     std::unique_ptr<AnalyticsStore> _file; ///< null: the store is in memory
     StoreContents _in_memory;
-    StoreChanges _waiting; ///< what could not be written yet
-    std::string _told;     ///< the failure that was reported last; empty when the last write was fine
+    StoreChanges _waiting;   ///< what could not be written yet
+    std::uint64_t _lost = 0; ///< operations that there was no memory for
+    std::string _told;       ///< the failure that was reported last; empty when the last write was fine
 };
 
 /** Never destroyed: a plug-in may still publish while the process exits. */
@@ -118,8 +171,7 @@ StoreChanges &gathered_on_this_thread() {
     return changes;
 }
 
-/** Without memory for what waits, the changes are gone; nothing else can be done about them then. */
-void write(const StoreChanges &changes) {
+void write(const StoreChanges &changes) noexcept {
     if (!changes.is_empty()) {
         const std::lock_guard lock(store().mutex);
         store().write(changes);

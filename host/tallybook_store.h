@@ -2,8 +2,8 @@
  * The process's analytics store, behind `platform/TallybookStore.h`. Any thread.
  *
  * An operation inside a batch is gathered, and written with the others when the batch ends; outside of one it is
- * written by itself. What cannot be written is kept, and written together with what comes next. Until somebody opens
- * another store, the process has one in memory.
+ * written by itself. What cannot be written is kept, and written together with what comes next; what there is no memory
+ * to keep is lost, which is reported. Until somebody opens another store, the process has one in memory.
  */
 #pragma once
 
@@ -45,8 +45,8 @@ void clear_store();
 
 /**
  * Chooses what is called when operations could not be written, on the thread that wrote them: once for a series of
- * equal failures. It says what is wrong; the operations are kept. By default the error goes to standard error. It
- * must not call into this store.
+ * equal failures, while the operations are kept, and each time that some are lost. The error says which. It may throw
+ * nothing but `std::bad_alloc` and must not call into this store. By default the error goes to standard error.
  */
 void on_store_failure(std::function<void(const Error &)> report);
 
