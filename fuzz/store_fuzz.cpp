@@ -10,6 +10,7 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -27,14 +28,30 @@ namespace {
 namespace fs = std::filesystem;
 using fuzz::require;
 
-/** A folder for the files of this process. */
-const fs::path &folder() {
-    static const fs::path made = [] {
+/** A folder for the files of this process, gone with it unless it crashes. */
+class Folder {
+public:
+    Folder() {
         std::string pattern = fs::temp_directory_path() / "qor-store-fuzz-XXXXXX";
         require(mkdtemp(pattern.data()) != nullptr, "there is a folder for temporary files");
-        return fs::path(pattern);
-    }();
-    return made;
+        _path = pattern;
+    }
+    Folder(const Folder &) = delete;
+    Folder &operator=(const Folder &) = delete;
+    ~Folder() {
+        std::error_code ignored;
+        fs::remove_all(_path, ignored);
+    }
+
+    const fs::path &path() const { return _path; }
+
+private:
+    fs::path _path;
+};
+
+const fs::path &folder() {
+    static const Folder made;
+    return made.path();
 }
 
 void write_file(const fs::path &path, const std::uint8_t *data, std::size_t size) {
