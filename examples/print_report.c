@@ -32,6 +32,10 @@ int main(int argc, char **argv) {
 
     /* The line as a value, which is ours to release; null when it is no UTF-8. */
     TvStringRef line = CopyProfileDescription(report);
+    if (line == NULL) {
+        fprintf(stderr, "%s: the text of its first report is no UTF-8\n", argv[1]);
+        return 1;
+    }
     printf("%zu bytes of text:\n", TvStringGetLength(line));
     TvRelease(line);
 
