@@ -9,16 +9,15 @@
 #include "cli/contract_setting.h"
 #include "host/device_registry.h"
 #include "host/hid_service.h"
-#include "host/tallybook_store.h"
 #include "host/typed_values.h"
 #include "platform/Owned.h"
+#include "platform/QorAnalytics.h"
 
 namespace cli {
 namespace {
 
 constexpr int kWarmUps = 10;
 constexpr int kRounds = 100;
-constexpr std::size_t kKeyStrings = 58;
 
 /** The room that a context of five members may take in the C library's books. */
 constexpr std::size_t kMostBytesOfAContext = 96;
@@ -116,31 +115,6 @@ struct Services {
     static constexpr std::size_t kWithHidDevice = 1;
 };
 
-/** The names of the 58 keys, learnt from the store: one entry for each key, set under its name. */
-std::vector<std::string> key_names(CheckedModule &module) {
-    constexpr std::byte kEntryVersion{0x3A};
-    constexpr std::byte kSetScalar{2};
-    const PlayedQor qor;
-    ScheduledObject object(module);
-    object.hand_over(qor.tallybook_service({}));
-    std::vector<std::byte> entries;
-    for (std::size_t key = 0; key < kKeyStrings; ++key) {
-        entries.insert(entries.end(), {kEntryVersion, kSetScalar, static_cast<std::byte>(key), std::byte{1},
-                                       std::byte{0}, std::byte{0}, std::byte{0}});
-    }
-    host::clear_store();
-    qor.device->deliver_batch(entries);
-    std::vector<std::string> names;
-    for (const auto &[name, value] : host::store_contents().scalars) {
-        names.push_back(name);
-    }
-    host::clear_store();
-    if (names.size() != kKeyStrings) {
-        throw SkippedCheck("the names of the keys cannot be learnt; the check \"analytics-entries\" says why");
-    }
-    return names;
-}
-
 /** One life with services, until the queue is gone. */
 Growth live_with_services(CheckedModule &module, const PlayedQor &qor) {
     const Counts counts(qor);
@@ -194,15 +168,15 @@ void *copy_interface(RvRegistryEntry entry, const RvUUIDBytes &type, const RvUUI
 }
 
 /** The same without the module: what the host's own part of a round, and the things named as left, take up. */
-Growth leave_the_named(const PlayedQor &qor, const std::vector<std::string> &keys, LeftBehind &left) {
+Growth leave_the_named(const PlayedQor &qor, LeftBehind &left) {
     const Counts counts(qor);
     {
         const Services services(qor);
         host::SerialQueue queue;
         queue.close();
     }
-    for (const std::string &key : keys) {
-        left.add(TvStringCreateWithCString(key.c_str(), kTvStringEncodingASCII));
+    for (const char *key : kQorAnalyticsKeys) {
+        left.add(TvStringCreateWithCString(key, kTvStringEncodingASCII));
     }
     for (std::size_t i = 0; i < Services::kKept; ++i) {
         left.add(copy_interface(qor.driver_entry, kQorDriverPlugInTypeBytes, kQorDriverInterfaceBytes));
@@ -228,13 +202,12 @@ std::int64_t bytes_of_rounds(Round round) {
 }
 
 void check_rounds_leaks(CheckedModule &module, Findings &findings) {
-    const std::vector<std::string> keys = key_names(module);
     const PlayedQor qor;
-    LeftBehind left((kWarmUps + kRounds) * (keys.size() + 2 * Services::kKept + Services::kWithHidDevice));
-    const std::int64_t named = bytes_of_rounds([&] { return leave_the_named(qor, keys, left); });
+    LeftBehind left((kWarmUps + kRounds) * (kQorAnalyticsKeyCount + 2 * Services::kKept + Services::kWithHidDevice));
+    const std::int64_t named = bytes_of_rounds([&] { return leave_the_named(qor, left); });
     const std::int64_t found = bytes_of_rounds([&] {
         const Growth growth = live_with_services(module, qor);
-        findings.expect_equal("typed values left by a round (the key strings)", growth.values, kKeyStrings);
+        findings.expect_equal("typed values left by a round (the key strings)", growth.values, kQorAnalyticsKeyCount);
         findings.expect_equal("interfaces left by a round (two a kept service)", growth.plug_ins, 2 * Services::kKept);
         findings.expect_equal("references to the driver left by a round (one a kept service)", growth.driver,
                               Services::kKept);

@@ -14,6 +14,7 @@
 #include "host/notifications.h"
 #include "host/tallybook_store.h"
 #include "host/typed_values.h"
+#include "platform/QorAnalytics.h"
 
 namespace cli {
 namespace {
@@ -120,31 +121,6 @@ void check_analytics_callback(CheckedModule &module, Findings &findings) {
                     "the driver is not sent command 30, and nothing else");
 }
 
-struct Entry {
-    std::uint8_t version;
-    std::uint8_t operation;
-    std::uint8_t key;
-    std::int32_t value;
-};
-
-std::vector<std::byte> batch_of(const std::vector<Entry> &entries) {
-    std::vector<std::byte> bytes;
-    for (const Entry &entry : entries) {
-        for (const std::uint8_t byte : {entry.version, entry.operation, entry.key}) {
-            bytes.push_back(std::byte{byte});
-        }
-        for (int shift = 0; shift < 32; shift += 8) {
-            bytes.push_back(static_cast<std::byte>(static_cast<std::uint32_t>(entry.value) >> shift));
-        }
-    }
-    return bytes;
-}
-
-constexpr std::uint8_t kKeyCount = 58;
-constexpr std::uint8_t kEntryVersion = 0x3A;
-constexpr std::uint8_t kSetScalar = 2;
-constexpr std::uint8_t kAddToScalar = 3;
-
 void check_analytics_entries(CheckedModule &module, Findings &findings) {
     const PlayedQor qor;
     ScheduledObject object(module);
@@ -153,13 +129,13 @@ void check_analytics_entries(CheckedModule &module, Findings &findings) {
         throw SkippedCheck("no callback is installed; the check \"analytics-callback\" says so");
     }
     host::clear_store();
-    std::vector<Entry> entries;
+    std::vector<AnalyticsEntry> entries;
     std::int64_t sum = 0;
-    for (std::uint8_t key = 0; key < kKeyCount; ++key) {
+    for (std::uint8_t key = 0; key < kQorAnalyticsKeyCount; ++key) {
         const auto value = static_cast<std::int32_t>(module.random());
-        entries.push_back({kEntryVersion, kSetScalar, key, 0});
-        entries.push_back({kEntryVersion, kAddToScalar, key, value});
-        entries.push_back({kEntryVersion - 1, kSetScalar, key, 7}); // of another version: left out
+        entries.push_back({kQorAnalyticsVersion, kQorAnalyticsSetScalar, key, 0});
+        entries.push_back({kQorAnalyticsVersion, kQorAnalyticsAddToScalar, key, value});
+        entries.push_back({kQorAnalyticsVersion - 1, kQorAnalyticsSetScalar, key, 7}); // of another version: left out
         sum += value;
     }
     qor.device->deliver_batch(batch_of(entries));
@@ -167,13 +143,13 @@ void check_analytics_entries(CheckedModule &module, Findings &findings) {
     for (const auto &[key, value] : host::store_contents().scalars) {
         stored += value;
     }
-    findings.expect_equal("keys in the store", host::store_contents().scalars.size(), kKeyCount);
+    findings.expect_equal("keys in the store", host::store_contents().scalars.size(), kQorAnalyticsKeyCount);
     findings.expect(stored == sum, "the values in the store are not those of the entries");
 
-    qor.device->deliver_batch(
-        batch_of({{kEntryVersion, kSetScalar, kKeyCount, 5}, {kEntryVersion, kSetScalar, 255, 6}}));
+    qor.device->deliver_batch(batch_of({{kQorAnalyticsVersion, kQorAnalyticsSetScalar, kQorAnalyticsKeyCount, 5},
+                                        {kQorAnalyticsVersion, kQorAnalyticsSetScalar, 255, 6}}));
     findings.expect_equal("keys in the store after entries without a key", host::store_contents().scalars.size(),
-                          kKeyCount + 1U);
+                          kQorAnalyticsKeyCount + 1U);
     findings.expect(host::store_contents().scalars.count("com.ondre.zel.unknown") == 1,
                     "entries without a key do not go to com.ondre.zel.unknown");
 }
@@ -211,13 +187,31 @@ std::ptrdiff_t thread_count() {
     return std::distance(fs::directory_iterator("/proc/self/task"), fs::directory_iterator());
 }
 
+/** Waits until there are no more than so many threads: the system still counts one a little after it has been joined.
+ */
+void wait_for_threads(std::ptrdiff_t most) {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point end = Clock::now() + std::chrono::seconds(10);
+    while (thread_count() > most && Clock::now() < end) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+}
+
+/** How many threads there are between objects, with the one that a sanitizer starts beside the first one. */
+std::ptrdiff_t resting_threads() {
+    host::SerialQueue queue;
+    std::ptrdiff_t with_queue = 0;
+    queue.run([&] { with_queue = thread_count(); });
+    queue.close();
+    wait_for_threads(with_queue - 1);
+    return with_queue - 1;
+}
+
 void check_nothing_after_release(CheckedModule &module, Findings &findings) {
     constexpr std::chrono::milliseconds kSilence{100};
     PlayedQor qor;
     module.require_object();
-    host::SerialQueue().close(); // a sanitizer starts a thread of its own beside the first one
-    std::this_thread::sleep_for(kSilence);
-    const std::ptrdiff_t threads = thread_count();
+    const std::ptrdiff_t threads = resting_threads();
     const host::LogRecorder log;
     {
         ScheduledObject object(module);
@@ -232,11 +226,12 @@ void check_nothing_after_release(CheckedModule &module, Findings &findings) {
 
     findings.expect_equal("handlers reached by a notification", host::deliver_notification(kFaultNotification), 0);
     findings.expect_equal("records captured", capture(kRvStateCaptureRequest).size(), 0);
-    findings.expect(!qor.device->deliver_batch(batch_of({{kEntryVersion, kSetScalar, 0, 1}})),
+    findings.expect(!qor.device->deliver_batch(batch_of({{kQorAnalyticsVersion, kQorAnalyticsSetScalar, 0, 1}})),
                     "a batch of analytics is delivered");
     std::this_thread::sleep_for(kSilence); // for what the module may do by itself
     findings.expect_equal("calls of the driver", qor.commands.size() + qor.report_calls, calls);
     findings.expect_equal("lines in the log", log.messages().size(), lines);
+    wait_for_threads(threads);
     const std::ptrdiff_t left = thread_count();
     findings.expect(left <= threads, "threads: " + std::to_string(left) + ", and there were " +
                                          std::to_string(threads) + " before the object");

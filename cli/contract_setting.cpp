@@ -133,6 +133,19 @@ RvHIDService PlayedQor::tallybook_service(const Usages &usages) const {
     return result;
 }
 
+std::vector<std::byte> batch_of(const std::vector<AnalyticsEntry> &entries) {
+    std::vector<std::byte> bytes;
+    for (const AnalyticsEntry &entry : entries) {
+        for (const std::uint8_t byte : {entry.version, entry.operation, entry.key}) {
+            bytes.push_back(std::byte{byte});
+        }
+        for (int shift = 0; shift < 32; shift += 8) {
+            bytes.push_back(static_cast<std::byte>(static_cast<std::uint32_t>(entry.value) >> shift));
+        }
+    }
+    return bytes;
+}
+
 ScheduledObject::ScheduledObject(CheckedModule &module, RvAllocatorRef allocator) : _object(module.create(allocator)) {
     _queue.run([this] {
         (*_object)->open(_object, nullptr, 0);

@@ -97,6 +97,17 @@ private:
     std::vector<RvRegistryEntry> _entries;
 };
 
+/** An entry of a batch of analytics, in its fields. */
+struct AnalyticsEntry {
+    std::uint8_t version;
+    std::uint8_t operation;
+    std::uint8_t key;
+    std::int32_t value;
+};
+
+/** Entries as the firmware sends them. */
+std::vector<std::byte> batch_of(const std::vector<AnalyticsEntry> &entries);
+
 /** One object taken through its life on a queue of its own, each step in the order that it relies on. */
 class ScheduledObject {
 public:

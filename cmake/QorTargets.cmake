@@ -49,7 +49,7 @@ function(qor_add_tests name)
   gtest_discover_tests(
     ${name}
     DISCOVERY_MODE PRE_TEST
-    DISCOVERY_TIMEOUT 60
+    DISCOVERY_TIMEOUT 600
     NO_PRETTY_VALUES
     PROPERTIES LABELS ${arg_AREA} TIMEOUT 600 ENVIRONMENT LOCPATH=${QOR_TEST_LOCALES})
 endfunction()

@@ -72,7 +72,7 @@ const BrokenModule kBrokenModules[] = {
      "analytics-callback",
      "failed",
      "no callback is installed where analytics are delivered",
-     {"analytics-entries", "rounds-leaks"}},
+     {"analytics-entries"}},
     {"LosesAnAddition", "analytics-entries", "failed", "the values in the store are not those of the entries", {}},
     {"ListensToAnotherName", "fault-notification", "failed", "faults in the log after one notification: 0", {}},
     {"LeavesAThread", "nothing-after-release", "failed", "threads: ", {}},
