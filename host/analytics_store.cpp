@@ -439,6 +439,8 @@ struct AnalyticsStore::Connection {
 
     Database database;
     Writer writer{database};
+    // Gone before the other one, whose end tidies up what stands beside the file.
+    Database reader{database.name(), real_path(database.name()), Database::Access::kRead};
 };
 
 AnalyticsStore::AnalyticsStore(const std::string &path) : _connection(std::make_unique<Connection>(path)) {}
@@ -458,11 +460,22 @@ void AnalyticsStore::apply(const StoreChanges &changes) {
         _connection->writer.write(key, of_key.distribution);
     });
     transaction.commit();
+    database.wait_for_locks();
 }
 
-StoreContents AnalyticsStore::contents() { return contents_of(_connection->database, Checks::kSchema); }
+void AnalyticsStore::apply_at_last(const StoreChanges &changes) {
+    _connection->database.wait_for_locks();
+    apply(changes);
+}
+
+StoreContents AnalyticsStore::contents() {
+    StoreContents contents = contents_of(_connection->reader, Checks::kSchema);
+    _connection->reader.wait_for_locks();
+    return contents;
+}
 
 void AnalyticsStore::clear() {
+    _connection->database.wait_for_locks();
     Transaction transaction(_connection->database);
     _connection->database.execute("DELETE FROM scalar; DELETE FROM distribution");
     transaction.commit();

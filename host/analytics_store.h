@@ -48,7 +48,8 @@ StoreContents read_analytics_store(const std::string &path);
 void write_new_analytics_store(const std::string &path, const StoreContents &contents);
 
 /**
- * An open store, which other hosts may have open, too. One thread at a time.
+ * An open store, which other hosts may have open, too. One thread at a time changes it; another one may ask for its
+ * contents meanwhile, on a connection of their own.
  *
  * Changes are on the disk's side of this process as soon as `apply` returns: the end of the process by any
  * signal loses none of them. The end of power or of the operating system may lose the last ones, each `apply` whole,
@@ -68,10 +69,17 @@ public:
     /** As it was given. */
     const std::string &path() const;
 
-    /** Applies all changes as one, or none of them. @throws Error in which case none is applied. */
+    /**
+     * Applies all changes as one, or none of them. A lock of another program is waited for, up to 5 seconds; but after
+     * a wait in vain there are no more, so that changes fail at once until some can be applied.
+     * @throws Error in which case none is applied.
+     */
     void apply(const StoreChanges &changes);
 
-    /** @throws Error as `read_analytics_store`. */
+    /** The same for the last time: it waits in any case. */
+    void apply_at_last(const StoreChanges &changes);
+
+    /** What it holds at one moment; waits for locks as `apply` does. @throws Error as `read_analytics_store`. */
     StoreContents contents();
 
     /** Removes everything. */

@@ -88,7 +88,7 @@ Database::Database(std::string name, const std::string &file, Access access) : _
         fail(result);
     }
     sqlite3_extended_result_codes(connection, 1);
-    sqlite3_busy_timeout(connection, kBusyTimeoutMilliseconds);
+    wait_for_locks();
     configure(connection, SQLITE_DBCONFIG_DEFENSIVE, 1);
     configure(connection, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0);
     configure(connection, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0);
@@ -99,7 +99,14 @@ Database::Database(std::string name, const std::string &file, Access access) : _
 
 void Database::Close::operator()(sqlite3 *connection) const { sqlite3_close(connection); }
 
-void Database::fail(int code) const { throw Error(_name, "", reason_for(code, sqlite3_errmsg(_connection.get()))); }
+void Database::wait_for_locks() { sqlite3_busy_timeout(_connection.get(), kBusyTimeoutMilliseconds); }
+
+void Database::fail(int code) {
+    if ((code & 0xFF) == SQLITE_BUSY) {
+        sqlite3_busy_timeout(_connection.get(), 0);
+    }
+    throw Error(_name, "", reason_for(code, sqlite3_errmsg(_connection.get())));
+}
 
 void Database::execute(const char *sql) {
     const int result = sqlite3_exec(_connection.get(), sql, nullptr, nullptr, nullptr);

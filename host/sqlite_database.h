@@ -13,7 +13,8 @@ namespace host {
 
 /**
  * A connection that trusts nothing it finds in a file: no triggers, no views, no functions called from the schema.
- * Waits up to 5 seconds for another program's lock.
+ * Waits up to 5 seconds for another program's lock; when that was in vain, it waits for none from then on, until
+ * `wait_for_locks`.
  */
 class Database {
 public:
@@ -42,8 +43,11 @@ public:
     /** Whether the file is still the one at its path. */
     bool is_in_place() const;
 
+    /** Waits for locks again, if it has given that up. */
+    void wait_for_locks();
+
     /** @throws Error for an SQLite result code of this connection. */
-    [[noreturn]] void fail(int code) const;
+    [[noreturn]] void fail(int code);
 
 private:
     struct Close {

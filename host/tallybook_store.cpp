@@ -21,17 +21,27 @@ std::string loss_of(std::uint64_t operations) {
     return operations == 1 ? "1 operation is lost" : std::to_string(operations) + " operations are lost";
 }
 
-/** The process's store, under its lock. */
+/** The process's store, under its lock, where nothing else is said. */
 class Store {
 public:
     std::mutex mutex;
 
     void use(std::unique_ptr<AnalyticsStore> file) {
-        _file = std::move(file);
+        exchange_file(std::move(file));
         _in_memory = {};
     }
 
-    StoreContents contents() { return _file != nullptr ? _file->contents() : _in_memory; }
+    /** Not under the lock: a file is read while a writer waits for the lock of another program. */
+    StoreContents contents() {
+        {
+            const std::lock_guard lock(_reading);
+            if (_file != nullptr) {
+                return _file->contents();
+            }
+        }
+        const std::lock_guard lock(mutex);
+        return _in_memory;
+    }
 
     void clear() {
         forget_waiting();
@@ -61,14 +71,14 @@ public:
 
     /** The end of the store: the last try. @throws Error saying how many operations are lost, if some are. */
     void close() {
-        const std::unique_ptr<AnalyticsStore> closing = std::move(_file);
+        const std::unique_ptr<AnalyticsStore> closing = exchange_file(nullptr);
         const StoreChanges last = std::exchange(_waiting, {});
         const std::uint64_t lost = std::exchange(_lost, 0);
         _in_memory = {};
         _told.clear();
         try {
             if (!last.is_empty()) {
-                closing->apply(last);
+                closing->apply_at_last(last);
             }
         } catch (const Error &failure) {
             throw Error(failure.file(), failure.place(), failure.reason() + "; " + loss_of(lost + last.operations()));
@@ -81,6 +91,11 @@ public:
     std::function<void(const Error &)> report = print;
 
 private:
+    std::unique_ptr<AnalyticsStore> exchange_file(std::unique_ptr<AnalyticsStore> file) {
+        const std::lock_guard lock(_reading);
+        return std::exchange(_file, std::move(file));
+    }
+
     static Error loss_without_memory(const AnalyticsStore *file, std::uint64_t operations) {
         return {file != nullptr ? file->path() : kStoreInMemory, "",
                 "there was no memory for what came; " + loss_of(operations)};
@@ -149,6 +164,7 @@ private:
         }
     }
 
+    std::mutex _reading;                   ///< taken after the other one, to read from the file or to exchange it
     std::unique_ptr<AnalyticsStore> _file; ///< null: the store is in memory
     StoreContents _in_memory;
     StoreChanges _waiting;   ///< what could not be written yet
@@ -223,10 +239,7 @@ void close_store() {
     store().close();
 }
 
-StoreContents store_contents() {
-    const std::lock_guard lock(store().mutex);
-    return store().contents();
-}
+StoreContents store_contents() { return store().contents(); }
 
 void clear_store() {
     const std::lock_guard lock(store().mutex);

@@ -35,7 +35,8 @@ void open_store(const std::string &path);
 void close_store();
 
 /**
- * What the store holds now. What is gathered in a batch, or waits to be written, is not in it.
+ * What the store holds now. What is gathered in a batch, or waits to be written, is not in it. Waits for nobody who
+ * writes to a file, also not while that one waits.
  * @throws Error when it cannot be read.
  */
 StoreContents store_contents();
