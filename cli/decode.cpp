@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 #include "cli/dump_clock.h"
 #include "cli/dump_statistics.h"
 #include "cli/ordered_workers.h"
@@ -39,15 +41,19 @@ int finish(const ReportSource &source, bool is_strict) {
     return is_strict ? kExitFailed : kExitFine;
 }
 
+/** What a bar counts to; 0, for none, where the file is followed and nobody knows its end. */
+std::uint64_t bytes_to_read(const ReportSource &source, const DecodeArguments &arguments) {
+    return arguments.selection.follows ? 0 : source.file_size();
+}
+
 void write_reports(ReportSource &source, const DecodeArguments &arguments, const DumpClock &clock) {
     Output output = standard_output();
-    ProgressBar progress(arguments.selection.follows ? 0 : source.file_size());
+    // On a terminal the lines are progress enough.
+    ProgressBar progress(isatty(STDOUT_FILENO) == 1 ? 0 : bytes_to_read(source, arguments));
+    source.watch([&](std::uint64_t bytes_read) { progress.show(bytes_read); });
     const ReportRendering rendering = report_rendering(arguments.format, output.style());
     output.write(rendering.start);
-    const BlockSteps steps{[&](Block &block) {
-                               progress.show(source.bytes_read());
-                               return source.next(block.reports);
-                           },
+    const BlockSteps steps{[&](Block &block) { return source.next(block.reports); },
                            [&](Block &block) {
                                for (const _QorProfileReport &report : block.reports) {
                                    rendering.append(block.text, report, clock.now());
@@ -62,18 +68,22 @@ void write_reports(ReportSource &source, const DecodeArguments &arguments, const
     output.flush();
 }
 
-void write_statistics(ReportSource &source, const DecodeArguments &arguments, const DumpClock &clock) {
-    SequenceWatch sequence;
-    DumpStatistics statistics;
-    source.observe([&](const _QorProfileReport &report, std::uint64_t offset) { sequence.see(report, offset); });
-    ProgressBar progress(arguments.selection.follows ? 0 : source.file_size());
+void count_reports(ReportSource &source, const DecodeArguments &arguments, DumpStatistics &statistics) {
+    ProgressBar progress(bytes_to_read(source, arguments));
+    source.watch([&](std::uint64_t bytes_read) { progress.show(bytes_read); });
     std::vector<_QorProfileReport> block;
     while (source.next(block)) {
         for (const _QorProfileReport &report : block) {
             statistics.count(report);
         }
-        progress.show(source.bytes_read());
     }
+}
+
+void write_statistics(ReportSource &source, const DecodeArguments &arguments, const DumpClock &clock) {
+    SequenceWatch sequence;
+    DumpStatistics statistics;
+    source.observe([&](const _QorProfileReport &report, std::uint64_t offset) { sequence.see(report, offset); });
+    count_reports(source, arguments, statistics);
     Output output = standard_output();
     output.write(arguments.statistics_are_json ? statistics.json(sequence, clock.now())
                                                : statistics.text(sequence, clock.now()));

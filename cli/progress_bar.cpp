@@ -28,7 +28,7 @@ std::string progress_line(std::uint64_t done, std::uint64_t total) {
 }
 
 ProgressBar::ProgressBar(std::uint64_t total)
-    : _total(total), _is_shown(total > kShortestJob && isatty(STDERR_FILENO) == 1 && isatty(STDOUT_FILENO) == 0),
+    : _total(total), _is_shown(total > kShortestJob && isatty(STDERR_FILENO) == 1),
       _next_drawing(std::chrono::steady_clock::now()) {}
 
 ProgressBar::~ProgressBar() {
@@ -38,10 +38,15 @@ ProgressBar::~ProgressBar() {
 }
 
 void ProgressBar::show(std::uint64_t done) {
-    if (!_is_shown || std::chrono::steady_clock::now() < _next_drawing) {
+    if (!_is_shown || _is_full) {
         return;
     }
-    _next_drawing = std::chrono::steady_clock::now() + kDrawingInterval;
+    _is_full = done >= _total;
+    const auto now = std::chrono::steady_clock::now();
+    if (now < _next_drawing && !_is_full) {
+        return;
+    }
+    _next_drawing = now + kDrawingInterval;
     draw("\r" + progress_line(done, _total));
 }
 

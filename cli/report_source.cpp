@@ -90,6 +90,9 @@ void ReportSource::read_wanted(std::vector<_QorProfileReport> &block) {
         _has_ended = true;
         return;
     }
+    if (_watcher) {
+        _watcher(_offset);
+    }
     const std::size_t count = read_once();
     _offset += count;
     _piece_used += count;

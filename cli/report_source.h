@@ -38,6 +38,8 @@ class ReportSource {
 public:
     /** A place in the dump that a caller wants to see: every whole report read, passing the filter or not. */
     using Observer = std::function<void(const _QorProfileReport &report, std::uint64_t offset)>;
+    /** A caller that wants to know how far reading has come: the bytes read so far. */
+    using Watcher = std::function<void(std::uint64_t bytes_read)>;
 
     /**
      * @param argument  a file, or "-" for standard input.
@@ -62,11 +64,13 @@ public:
     /** Called with every whole report that is read from now on. */
     void observe(Observer observer) { _observer = std::move(observer); }
 
+    /** Called before each piece that is read from now on, and at the end of the input. */
+    void watch(Watcher watcher) { _watcher = std::move(watcher); }
+
     /** After the end: bytes of a report that is not whole. Nothing when reading ended before the input did. */
     std::optional<TrailingBytes> trailing_bytes() const;
 
-    /** How many bytes have been read, and how many a regular file has; 0 for anything else. */
-    std::uint64_t bytes_read() const { return _offset; }
+    /** How many bytes a regular file has; 0 for anything else. */
     std::uint64_t file_size() const { return _file_size; }
 
     /** For messages. */
@@ -87,6 +91,7 @@ private:
     int _descriptor;
     ReportFilter _filter;
     Observer _observer;
+    Watcher _watcher;
     std::optional<Interruption> _interruption; ///< while a file is followed
     std::optional<std::uint64_t> _left;        ///< how many are still wanted
     bool _is_regular = false;

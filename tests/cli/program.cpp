@@ -147,7 +147,7 @@ RunningProgram::RunningProgram(const std::vector<std::string> &arguments, const 
     : _input_left(surroundings.standard_input) {
     Pipe in;
     Pipe out = surroundings.output_is_terminal ? terminal() : Pipe();
-    Pipe err;
+    Pipe err = surroundings.messages_are_to_terminal ? terminal() : Pipe();
     if (!surroundings.output_file.empty()) {
         close_if_open(out.writes);
         out.writes = open(surroundings.output_file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);

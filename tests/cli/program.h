@@ -42,6 +42,7 @@ struct Surroundings {
     std::map<std::string, std::string> environment; ///< added to this process's
     std::filesystem::path folder;                   ///< to start in; empty: this process's
     bool output_is_terminal = false;                ///< a terminal of 80 columns in place of the standard output's pipe
+    bool messages_are_to_terminal = false;          ///< the same for standard error
     std::string output_file;                        ///< in place of the standard output's pipe
 };
 
