@@ -30,10 +30,7 @@ public:
     virtual std::string category_name(unsigned category) const;
     virtual std::string component_name(unsigned component) const;
     virtual std::string event_name(unsigned component, unsigned event) const;
-    /**
-     * Appends the payload's fields to `stream`, each ending in ","; writes nothing for a type without a layout.
-     * Leaves the stream without a width and in decimal.
-     */
+    /** Appends the payload's fields to `stream`, each ending in ","; writes nothing for a type without a layout. */
     virtual void parse_datatype(text_stream &stream, const _QorProfileReport &report) const;
 
     /** The name of the first of `count` entries that has this id; its decimal text when none has. */

@@ -1,16 +1,12 @@
 #include "decoder/text_stream.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstring>
 #include <utility>
 
 namespace {
 
 constexpr std::size_t kFirstCapacity = 2048;
-
-/** Enough for 20 digits, and for a sign, six digits, a point and an exponent. */
-constexpr std::size_t kNumberRoom = 24;
 
 } // namespace
 
@@ -34,33 +30,4 @@ void text_stream::grow(std::size_t room) {
     _buffer->grow(used, room);
     _out = _buffer->_begin + used;
     _limit = _buffer->_limit;
-}
-
-text_stream &text_stream::operator<<(std::string_view text) {
-    std::size_t blanks = _width > text.size() ? _width - text.size() : 0;
-    char *out = std::fill_n(room(blanks + text.size()), blanks, ' ');
-    commit(std::copy(text.begin(), text.end(), out));
-    _width = 0;
-    return *this;
-}
-
-text_stream &text_stream::operator<<(std::int32_t number) {
-    if (_base == number_base::hexadecimal) {
-        return *this << static_cast<std::uint32_t>(number);
-    }
-    char digits[kNumberRoom];
-    char *end = std::to_chars(digits, digits + kNumberRoom, number).ptr;
-    return *this << std::string_view(digits, static_cast<std::size_t>(end - digits));
-}
-
-text_stream &text_stream::operator<<(std::uint64_t number) {
-    char digits[kNumberRoom];
-    char *end = std::to_chars(digits, digits + kNumberRoom, number, _base == number_base::decimal ? 10 : 16).ptr;
-    return *this << std::string_view(digits, static_cast<std::size_t>(end - digits));
-}
-
-text_stream &text_stream::operator<<(double number) {
-    char digits[kNumberRoom];
-    char *end = std::to_chars(digits, digits + kNumberRoom, number, std::chars_format::general, 6).ptr;
-    return *this << std::string_view(digits, static_cast<std::size_t>(end - digits));
 }

@@ -1,14 +1,11 @@
-/** The decoder's text stream: the vocabulary of the standard streams over one reusable buffer, without a locale. */
+/** The decoder's text stream: one reusable buffer, and raw memory at its end. */
 #ifndef DECODER_TEXT_STREAM_H
 #define DECODER_TEXT_STREAM_H
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdint>
 #include <memory>
 #include <string_view>
-
-#include "decoder/short_text.h"
 
 /**
  * Where text is collected; the caller owns it and reuses it from line to line. Grows by doubling, never
@@ -47,19 +44,10 @@ private:
     char *_limit = nullptr;
 };
 
-enum class number_base { decimal, hexadecimal };
-
-/** The field width for the next value only. */
-struct set_width {
-    std::size_t width;
-};
-
 /**
- * Appends values to a `text_buffer`, right-aligned and filled with blanks where a width is set. The text counts
- * as the buffer's from `flush` on; a stream that goes without it leaves the buffer as it was. While a stream is
- * in use nothing else may append to its buffer.
- *
- * Operations throw std::bad_alloc when the buffer cannot grow.
+ * Writes to the end of a `text_buffer`, several values at once. The text counts as the buffer's from `flush` on; a
+ * stream that goes without it leaves the buffer as it was. While a stream is in use nothing else may append to its
+ * buffer. It knows no widths and no number bases, so none lasts from one field to the next.
  */
 class text_stream {
 public:
@@ -67,29 +55,9 @@ public:
 
     void flush() { _buffer->_end = _out; }
 
-    text_stream &operator<<(set_width width) {
-        _width = width.width;
-        return *this;
-    }
-    text_stream &operator<<(number_base base) {
-        _base = base;
-        return *this;
-    }
-    text_stream &operator<<(char character) { return *this << std::string_view(&character, 1); }
-    text_stream &operator<<(const char *text) { return *this << std::string_view(text); }
-    text_stream &operator<<(std::string_view text);
-    text_stream &operator<<(std::int32_t number);
-    text_stream &operator<<(std::uint32_t number) { return *this << static_cast<std::uint64_t>(number); }
-    text_stream &operator<<(std::uint64_t number);
-    /** As "%g" in the C locale. */
-    text_stream &operator<<(double number);
-
-    std::size_t width() const { return _width; }
-    number_base base() const { return _base; }
-
     /**
-     * For writing several values at once: memory for at least `size` bytes at the end of the text. What is
-     * written there counts once `commit` is given its end. Ignores the width and the base.
+     * Memory for at least `size` bytes at the end of the text. What is written there counts once `commit` is given its
+     * end. @throws std::bad_alloc when the buffer cannot grow.
      */
     char *room(std::size_t size) {
         if (static_cast<std::size_t>(_limit - _out) < size) [[unlikely]] {
@@ -105,8 +73,6 @@ private:
     text_buffer *_buffer;
     char *_out;
     char *_limit;
-    std::size_t _width = 0;
-    number_base _base = number_base::decimal;
 };
 
 #endif

@@ -98,18 +98,6 @@ TEST(GenericPayload, TypesWithoutALayoutPrintNothing) {
     }
 }
 
-TEST(GenericPayload, LeavesTheStreamInDecimalWithoutAWidth) {
-    for (unsigned type = 0; type < 16; ++type) {
-        text_buffer buffer;
-        text_stream stream(buffer);
-
-        ZELLogDecoder::_default.parse_datatype(stream, report_of_type(static_cast<std::uint8_t>(type)));
-
-        EXPECT_EQ(stream.width(), 0u);
-        EXPECT_EQ(stream.base(), number_base::decimal);
-    }
-}
-
 TEST(GenericPayload, DependsOnTheTypeAlone) {
     const _QorProfileReport plain = ReportBuilder(5, 0, 0, 8).counting(16, 47);
     const _QorProfileReport other = ReportBuilder(5, 17, 200, 2).counting(16, 47);

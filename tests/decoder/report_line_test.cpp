@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 
 #include "decoder/ZELLogDecoder.h"
@@ -125,7 +126,8 @@ public:
         return std::string(component + event, 'e');
     }
     void parse_datatype(text_stream &stream, const _QorProfileReport &report) const override {
-        stream << key("own").c_str() << set_width{10} << report.at<std::uint32_t>(16) << ',';
+        const std::string field = key("own") + std::to_string(report.at<std::uint32_t>(16)) + ",";
+        stream.commit(std::copy(field.begin(), field.end(), stream.room(field.size())));
     }
 };
 
@@ -137,7 +139,7 @@ TEST(ReportLine, VirtualOperationsFillTheLine) {
     EXPECT_NE(line.find("'component':'" + std::string(50, 'c') + "', 'event':'" + std::string(70, 'e') +
                         "', 'type':      'stop',"),
               std::string::npos);
-    EXPECT_NE(line.find("'sequence_num':         0, 'own':        77, 'type-id':0,"), std::string::npos);
+    EXPECT_NE(line.find("'sequence_num':         0, 'own':77, 'type-id':0,"), std::string::npos);
 }
 
 TEST(ReportLine, NameAsLongAsItsFieldIsWholeAndUnpadded) {
