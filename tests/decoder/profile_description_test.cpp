@@ -12,20 +12,18 @@
 #include <string_view>
 
 #include "decoder/ZELLogDecoder.h"
-#include "decoder/profile_decoder.h"
-#include "host/device_registry.h"
 #include "host/fault_points.h"
 #include "platform/Owned.h"
 #include "platform/RvKernel.h"
 #include "tests/decoder/oracle.h"
 #include "tests/decoder/report_generator.h"
+#include "tests/decoder/time_sync_service.h"
 #include "tests/decoder/time_zone_environment.h"
 
 namespace {
 
 using oracle::Report;
 using oracle::TimeSync;
-using platform::OwnedMutableValue;
 using platform::OwnedValue;
 using testing::HasSubstr;
 using testing::Not;
@@ -40,46 +38,6 @@ std::optional<std::string> copied_description(const Report &report) {
     }
     return std::string(TvStringGetCString(description.get()), TvStringGetLength(description.get()));
 }
-
-void put(const OwnedMutableValue &dictionary, const char *key, const OwnedValue &value) {
-    const OwnedValue key_string(TvStringCreateWithCString(key, kTvStringEncodingASCII));
-    ASSERT_TRUE(TvDictionarySetValue(dictionary.get(), key_string.get(), value.get()));
-}
-
-OwnedMutableValue time_sync_property(const TimeSync &sync) {
-    OwnedMutableValue property(TvDictionaryCreateMutable());
-    put(property, "qor", OwnedValue(TvNumberCreateSInt64(sync.qor)));
-    put(property, "calendar", OwnedValue(TvNumberCreateSInt64(sync.calendar)));
-    return property;
-}
-
-/** The registry's time-synchronisation service, as long as the object lives; without properties at first. */
-class TimeSyncService {
-public:
-    TimeSyncService() : _entry(host::device_registry::add(description())) {}
-    TimeSyncService(const TimeSyncService &) = delete;
-    TimeSyncService &operator=(const TimeSyncService &) = delete;
-    ~TimeSyncService() { host::device_registry::remove(_entry); }
-
-    void publish(OwnedValue property) const {
-        host::device_registry::set_property(_entry, "timesync", std::move(property));
-    }
-    void publish(OwnedMutableValue property) const { publish(OwnedValue(property.detach())); }
-    void publish(const TimeSync &sync) const { publish(time_sync_property(sync)); }
-
-    std::size_t reference_count() const { return host::device_registry::reference_count(_entry); }
-
-private:
-    static host::RegistryEntryDescription description() {
-        host::RegistryEntryDescription entry;
-        entry.registry_id = 0x51;
-        entry.name = "timesync";
-        entry.class_name = "OndreQORTimesync";
-        return entry;
-    }
-
-    RvRegistryEntry _entry;
-};
 
 std::uint64_t kernel_boot_time() {
     std::int64_t seconds = 0;
@@ -135,7 +93,7 @@ TEST(CopyProfileDescription, AgreesWithTheOracleUnderThePlatformsClock) {
         const Report report = i % 2 == 0 ? generator.generic_report() : generator.report(generator.header());
         if (i % 20 == 0) {
             clock.time_sync = generator.time_sync(report);
-            service.publish(*clock.time_sync);
+            service.publish(clock.time_sync->qor, clock.time_sync->calendar);
         }
         const std::string line = oracle::describe(report.data(), clock);
         const std::optional<std::string> expected = is_utf8(line) ? std::optional(line) : std::nullopt;
@@ -196,44 +154,20 @@ TEST(CopyProfileDescription, LeavesTheCalendarTimeOutWithoutTheService) {
     EXPECT_THAT(copied_description(report_at(0)).value(), Not(HasSubstr("calendar-time")));
 }
 
-TEST(CopyProfileDescription, LeavesTheCalendarTimeOutForAnIncompleteProperty) {
-    const TimeSyncService service;
-    const auto has_calendar_time = [] {
-        return copied_description(report_at(0)).value().find("calendar-time") != std::string::npos;
-    };
-    EXPECT_FALSE(has_calendar_time()) << "no property";
-
-    OwnedMutableValue without_calendar(TvDictionaryCreateMutable());
-    put(without_calendar, "qor", OwnedValue(TvNumberCreateSInt64(1)));
-    service.publish(std::move(without_calendar));
-    EXPECT_FALSE(has_calendar_time()) << "no \"calendar\"";
-
-    OwnedMutableValue without_qor(TvDictionaryCreateMutable());
-    put(without_qor, "calendar", OwnedValue(TvNumberCreateSInt64(1)));
-    service.publish(std::move(without_qor));
-    EXPECT_FALSE(has_calendar_time()) << "no \"qor\"";
-
-    service.publish(OwnedValue(TvNumberCreateSInt64(1)));
-    EXPECT_FALSE(has_calendar_time()) << "no dictionary";
-
-    service.publish(kSync);
-    EXPECT_TRUE(has_calendar_time());
-}
-
 TEST(CopyProfileDescription, FollowsANewSynchronisationAtOnce) {
     const TimeSyncService service;
-    service.publish(kSync);
+    service.publish(kSync.qor, kSync.calendar);
     EXPECT_THAT(copied_description(report_at(5'000'000)).value(),
                 HasSubstr("], 'calendar-time':'Nov 14 22:13:20.000000', 'boot-timestamp':"));
 
-    service.publish(TimeSync{kSync.qor, kSync.calendar + 1'000'000'000});
+    service.publish(kSync.qor, kSync.calendar + 1'000'000'000);
     EXPECT_THAT(copied_description(report_at(5'000'000)).value(),
                 HasSubstr("], 'calendar-time':'Nov 14 22:13:21.000000', 'boot-timestamp':"));
 }
 
 TEST(CopyProfileDescription, GivesBackWhatItTookFromTheRegistry) {
     const TimeSyncService service;
-    service.publish(kSync);
+    service.publish(kSync.qor, kSync.calendar);
     const std::size_t before = service.reference_count();
 
     copied_description(report_at(0));
@@ -270,39 +204,6 @@ TEST(QorProfilePrint, WritesNothingWithoutADescription) {
     qor_profile_print(report.data());
 
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-}
-
-TEST(QorTimeToWallTime, ReplacesTheTextOnSuccess) {
-    const TimeSyncService service;
-    service.publish(kSync);
-    std::string text = "before";
-
-    EXPECT_TRUE(profile_decoder::qor_time_to_wall_time(5'000'007, text));
-    EXPECT_EQ(text, "Nov 14 22:13:20.000007");
-}
-
-TEST(QorTimeToWallTime, LeavesTheTextAloneOnFailure) {
-    std::string text = "before";
-
-    EXPECT_FALSE(profile_decoder::qor_time_to_wall_time(5'000'000, text));
-    EXPECT_EQ(text, "before");
-}
-
-TEST(GetBootTime, IsThatOfTheKernelInMicroseconds) {
-    std::uint64_t boot_time = 0;
-
-    EXPECT_TRUE(profile_decoder::get_boot_time(boot_time));
-    EXPECT_EQ(boot_time, kernel_boot_time());
-}
-
-TEST(GetBootTime, LeavesTheOutputAloneOnFailure) {
-    std::uint64_t boot_time = 7;
-    host::arm_fault("RvKernelGetBootTime", 0, host::Strikes::ForGood);
-    const bool known = profile_decoder::get_boot_time(boot_time);
-    host::disarm_faults();
-
-    EXPECT_FALSE(known);
-    EXPECT_EQ(boot_time, 7u);
 }
 
 // The wall-clock texts above are in this zone.
