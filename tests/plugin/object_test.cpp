@@ -64,7 +64,7 @@ TEST(Factory, LivesWithoutMemoryForTheArray) {
     EXPECT_EQ(PlugInInspector::services(*object), nullptr);
 }
 
-TEST(Object_, PutsTheInterfaceTableFirst) {
+TEST(PlugInObject, PutsTheInterfaceTableFirst) {
     Object object = make();
 
     const OndreQORHIDStatisticsTable *table = *reinterpret_cast<OndreQORHIDStatisticsRef>(object.get());
@@ -72,7 +72,7 @@ TEST(Object_, PutsTheInterfaceTableFirst) {
     EXPECT_EQ(table, &kInterfaceTable);
 }
 
-TEST(Object_, IsRegisteredAsAFactoryInstanceWhileItLives) {
+TEST(PlugInObject, IsRegisteredAsAFactoryInstanceWhileItLives) {
     Object first = make();
     EXPECT_EQ(host::device_registry::factory_instance_count(kFactory), 1u);
 
@@ -84,7 +84,7 @@ TEST(Object_, IsRegisteredAsAFactoryInstanceWhileItLives) {
     EXPECT_EQ(host::device_registry::factory_instance_count(kFactory), 0u);
 }
 
-TEST(Object_, TakesItsStorageAndItsArrayFromTheAllocatorAndLeavesTheArrayBehind) {
+TEST(PlugInObject, TakesItsStorageAndItsArrayFromTheAllocatorAndLeavesTheArrayBehind) {
     CountingAllocator allocator;
     Object object = make(&allocator);
     EXPECT_EQ(allocator.live, 2);
@@ -94,14 +94,14 @@ TEST(Object_, TakesItsStorageAndItsArrayFromTheAllocatorAndLeavesTheArrayBehind)
     EXPECT_EQ(allocator.live, 1); // the array
 }
 
-TEST(Object_, AddRefOnAFreshObjectAnswersTwo) {
+TEST(PlugInObject, AddRefOnAFreshObjectAnswersTwo) {
     Object object = make();
 
     EXPECT_EQ(object->AddRef(), 2u);
     EXPECT_EQ(object->Release(), 1u);
 }
 
-TEST(Object_, ReleaseOnAFreshObjectDestroysIt) {
+TEST(PlugInObject, ReleaseOnAFreshObjectDestroysIt) {
     CountingAllocator allocator;
     Object object = make(&allocator);
     const int live_before = allocator.live;
