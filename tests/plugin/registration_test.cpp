@@ -17,6 +17,17 @@ protected:
         queue.run([&] { plug_in->registerService(&service); });
     }
 
+    /** An object of its own, scheduled and with this service, in whose life one allocation, counted from 0, fails. */
+    OndreQORHIDStatistics *registered_without_memory(const RvHIDService &service, int fails_at) {
+        _allocator.fails_at = fails_at;
+        OndreQORHIDStatistics *object = OndreQORHIDStatistics::alloc(&_allocator);
+        queue.run([&] {
+            object->scheduleWithDispatchQueue(queue.handle());
+            object->registerService(&service);
+        });
+        return object;
+    }
+
     std::size_t kept() const { return PlugInInspector::services(*plug_in)->size(); }
     Context &context(std::size_t index) const { return *PlugInInspector::services(*plug_in)->at(index); }
 
@@ -24,6 +35,7 @@ protected:
     std::size_t handlers() const { return host::state_capture_handler_count() - _handlers_before; }
 
 private:
+    CountingAllocator _allocator;
     std::size_t _handlers_before = host::state_capture_handler_count();
 };
 
@@ -188,32 +200,17 @@ TEST_F(Registration, RegistersRawDebugOnceForTwoServices) {
 }
 
 TEST_F(Registration, KeepsTheServiceWithoutMemoryForTheArray) {
-    CountingAllocator allocator;
-    allocator.fails_at = 1;
-    OndreQORHIDStatistics *object = OndreQORHIDStatistics::alloc(&allocator);
     QorPlayer qor;
-    RvHIDService service = qor.service(kVendor);
-
-    queue.run([&] {
-        object->scheduleWithDispatchQueue(queue.handle());
-        object->registerService(&service);
-    });
+    OndreQORHIDStatistics *object = registered_without_memory(qor.service(kVendor), 1);
 
     EXPECT_EQ(handlers(), 104u);
+    EXPECT_EQ(PlugInInspector::services(*object), nullptr);
     object->Release();
 }
 
 TEST_F(Registration, KeepsTheServiceWithoutMemoryToGrowTheArray) {
-    CountingAllocator allocator;
-    allocator.fails_at = 2;
-    OndreQORHIDStatistics *object = OndreQORHIDStatistics::alloc(&allocator);
     QorPlayer qor;
-    RvHIDService service = qor.service(kVendor);
-
-    queue.run([&] {
-        object->scheduleWithDispatchQueue(queue.handle());
-        object->registerService(&service);
-    });
+    OndreQORHIDStatistics *object = registered_without_memory(qor.service(kVendor), 2);
 
     EXPECT_EQ(handlers(), 104u);
     EXPECT_THAT(*PlugInInspector::services(*object), IsEmpty());
