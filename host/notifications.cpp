@@ -44,23 +44,18 @@ struct NotifyEntry {
 
 using NotifyRegistrations = QueueRegistrations<NotifyEntry>;
 
-/** Outlives every queue, also those that are closed while the process ends. */
-NotifyRegistrations &registrations() {
-    static auto &immortal = *new NotifyRegistrations;
-    return immortal;
-}
-
 FaultPoint register_fault("RvNotifyRegister");
 
 void call_handler(std::uint64_t id) {
-    if (const auto *registration = registrations().find(id)) {
+    if (const auto *registration = NotifyRegistrations::of_process().find(id)) {
         registration->entry.handler(static_cast<std::int32_t>(id), registration->context.get());
     }
 }
 
 RvStatus register_handler(std::string name, RvQueueRef queue, std::int32_t *token, RvNotifyHandler handler,
                           OwnedContext context) {
-    const std::uint64_t id = registrations().add(queue, {std::move(name), handler}, std::move(context));
+    const std::uint64_t id =
+        NotifyRegistrations::of_process().add(queue, {std::move(name), handler}, std::move(context));
     if (id == 0) {
         return kRvStatusError;
     }
@@ -188,7 +183,7 @@ bool post_to_socket(const std::filesystem::path &socket, std::string_view name) 
 std::size_t deliver_notification(std::string_view name) {
     std::size_t delivered = 0;
     for (const auto &target :
-         registrations().targets([name](const NotifyEntry &entry) { return entry.name == name; })) {
+         NotifyRegistrations::of_process().targets([name](const NotifyEntry &entry) { return entry.name == name; })) {
         if (target.queue->post([id = target.id] { call_handler(id); })) {
             ++delivered;
         }

@@ -55,6 +55,12 @@ public:
         SerialQueue *queue;
     };
 
+    /** Those of the process. They outlive every queue, also those that are closed while the process ends. */
+    static QueueRegistrations &of_process() {
+        static auto &immortal = *new QueueRegistrations;
+        return immortal;
+    }
+
     /** @return the registration's number, ascending from 1; 0, with the context released, on a closed queue. */
     std::uint64_t add(RvQueueRef handle, Entry entry, OwnedContext context) {
         SerialQueue *queue = SerialQueue::from_handle(handle);

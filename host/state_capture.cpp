@@ -19,12 +19,6 @@ struct CaptureEntry {
 
 using CaptureRegistrations = QueueRegistrations<CaptureEntry>;
 
-/** Outlives every queue, also those that are closed while the process ends. */
-CaptureRegistrations &registrations() {
-    static auto &immortal = *new CaptureRegistrations;
-    return immortal;
-}
-
 FaultPoint add_handler_fault("RvStateCaptureAddHandler");
 
 constexpr std::uint32_t kHintsVersion = 1;
@@ -36,7 +30,7 @@ struct FreeRecord {
 using OwnedRecord = std::unique_ptr<RvStateCaptureRecord, FreeRecord>;
 
 OwnedRecord ask_handler(std::uint64_t id, const RvStateCaptureHints &hints) {
-    const auto *registration = registrations().find(id);
+    const auto *registration = CaptureRegistrations::of_process().find(id);
     return OwnedRecord(registration == nullptr ? nullptr
                                                : registration->entry.handler(&hints, registration->context.get()));
 }
@@ -51,7 +45,7 @@ RecordBytes bytes_of(const RvStateCaptureRecord &record) {
 std::vector<RecordBytes> capture_state(std::uint32_t kind, const std::string &requester) {
     const RvStateCaptureHints hints{kHintsVersion, requester.c_str(), kind, 0};
     std::vector<RecordBytes> records;
-    for (const auto &target : registrations().targets([](const CaptureEntry &) { return true; })) {
+    for (const auto &target : CaptureRegistrations::of_process().targets([](const CaptureEntry &) { return true; })) {
         OwnedRecord record;
         target.queue->run_if_open([&record, &hints, id = target.id] { record = ask_handler(id, hints); });
         if (record) {
@@ -61,7 +55,7 @@ std::vector<RecordBytes> capture_state(std::uint32_t kind, const std::string &re
     return records;
 }
 
-std::size_t state_capture_handler_count() { return registrations().size(); }
+std::size_t state_capture_handler_count() { return CaptureRegistrations::of_process().size(); }
 
 } // namespace host
 
@@ -72,7 +66,7 @@ uint64_t RvStateCaptureAddHandler(RvQueueRef queue, RvStateCaptureHandler handle
         return 0;
     }
     try {
-        return host::registrations().add(queue, {handler}, std::move(owned));
+        return host::CaptureRegistrations::of_process().add(queue, {handler}, std::move(owned));
     } catch (const std::exception &) {
         return 0;
     }
