@@ -141,7 +141,6 @@ struct Undisturbed {
 };
 
 struct Tally {
-    std::uint64_t calls = 0;
     std::uint64_t cases = 0;
     std::uint64_t once = 0;
     std::uint64_t for_good = 0;
@@ -631,11 +630,11 @@ private:
     // ---- the end
 
     void print_tallies() {
-        std::printf("%-22s %-36s %8s %8s %8s %9s\n", "run", "operation", "calls", "strikes", "once", "for good");
+        std::printf("%-22s %-36s %8s %11s %8s %9s\n", "run", "operation", "calls", "struck runs", "once", "for good");
         for (const auto &[place, tally] : _tallies) {
             const auto &[run, operation] = place;
             if (tally.cases > 0) {
-                std::printf("%-22s %-36s %8llu %8llu %8llu %9llu\n", name_of(run), operation.c_str(),
+                std::printf("%-22s %-36s %8llu %11llu %8llu %9llu\n", name_of(run), operation.c_str(),
                             static_cast<unsigned long long>(_undisturbed.calls[run][operation]),
                             static_cast<unsigned long long>(tally.cases), static_cast<unsigned long long>(tally.once),
                             static_cast<unsigned long long>(tally.for_good));
