@@ -31,7 +31,6 @@ struct Entry {
     std::shared_ptr<const UserClient> user_client;
     std::vector<std::pair<RvUUIDBytes, PlugInFactory>> plug_ins;
     std::size_t references = 0;
-    bool registered = true;
 };
 
 struct Connection {
@@ -97,6 +96,11 @@ struct Registry {
     std::mutex mutex;
     std::map<RvRegistryEntry, Entry> entries;
     /**
+     * Entries that were removed while references were handed out, empty but for their count. They stand apart, since
+     * there may be many: the plug-in never gives back what a kept service's context refers to.
+     */
+    std::map<RvRegistryEntry, Entry> removed_entries;
+    /**
      * The registered entries of each class, in order. Describing a report asks for a class every time, and with
      * twenty services in the registry walking all entries was half of what reading the clock cost.
      */
@@ -109,7 +113,13 @@ struct Registry {
 
     Entry *registered(RvRegistryEntry handle) {
         const auto found = entries.find(handle);
-        return found != entries.end() && found->second.registered ? &found->second : nullptr;
+        return found != entries.end() ? &found->second : nullptr;
+    }
+
+    /** Registered, or referred to though it is no longer. */
+    Entry *known(RvRegistryEntry handle) {
+        const auto found = removed_entries.find(handle);
+        return found != removed_entries.end() ? &found->second : registered(handle);
     }
 
     /** The references that are handed out, of the `all` that are counted. */
@@ -122,12 +132,12 @@ struct Registry {
     }
 
     void give_back(RvRegistryEntry handle) {
-        const auto found = entries.find(handle);
-        if (found == entries.end() || handed_out(handle, found->second.references) == 0) {
+        Entry *const entry = known(handle);
+        if (entry == nullptr || handed_out(handle, entry->references) == 0) {
             return;
         }
-        if (--found->second.references == 0 && !found->second.registered) {
-            entries.erase(found);
+        if (--entry->references == 0) {
+            removed_entries.erase(handle);
         }
     }
 
@@ -290,7 +300,7 @@ RvRegistryEntry copy_first(const Matches &matches) {
     Registry &reg = registry();
     const std::lock_guard lock(reg.mutex);
     for (auto &[handle, entry] : reg.entries) {
-        if (entry.registered && matches(entry)) {
+        if (matches(entry)) {
             ++entry.references;
             return handle;
         }
@@ -320,7 +330,7 @@ RvStatus copy_neighbour(RvRegistryEntry handle, const char *plane, RvRegistryEnt
 
 void check_addition(Registry &reg, const RegistryEntryDescription &description) {
     for (const auto &[handle, entry] : reg.entries) {
-        if (entry.registered && entry.registry_id == description.registry_id) {
+        if (entry.registry_id == description.registry_id) {
             char id[24];
             std::snprintf(id, sizeof id, "0x%llX", static_cast<unsigned long long>(description.registry_id));
             throw Error("", "registry entry " + in_quotes(description.name),
@@ -451,20 +461,19 @@ void remove(RvRegistryEntry handle) {
     Entry removed; // its drivers' functions go after the lock
     Registry &reg = registry();
     const std::lock_guard lock(reg.mutex);
-    Entry *entry = reg.registered(handle);
-    if (entry == nullptr) {
+    const auto found = reg.entries.find(handle);
+    if (found == reg.entries.end()) {
         return;
     }
     reg.has_changed();
-    untie(reg, handle, *entry);
-    removed = std::move(*entry);
+    untie(reg, handle, found->second);
+    removed = std::exchange(found->second, Entry{});
     if (removed.references == 0) {
-        reg.entries.erase(handle);
+        reg.entries.erase(found);
         return;
     }
-    *entry = Entry{};
-    entry->registered = false;
-    entry->references = removed.references;
+    found->second.references = removed.references;
+    reg.removed_entries.insert(reg.entries.extract(found));
 }
 
 bool is_registered(RvRegistryEntry handle) {
@@ -489,8 +498,8 @@ PlugInFactory plug_in_factory(RvRegistryEntry handle, const RvUUIDBytes &type) {
 std::size_t reference_count(RvRegistryEntry handle) {
     Registry &reg = registry();
     const std::lock_guard lock(reg.mutex);
-    const auto found = reg.entries.find(handle);
-    return found == reg.entries.end() ? 0 : reg.handed_out(handle, found->second.references);
+    const Entry *entry = reg.known(handle);
+    return entry == nullptr ? 0 : reg.handed_out(handle, entry->references);
 }
 
 std::size_t open_connection_count() {
