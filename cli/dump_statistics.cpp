@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 #include <map>
+#include <numeric>
 #include <string_view>
 
 #include <nlohmann/json.hpp>
@@ -76,8 +77,7 @@ void SequenceWatch::see(const _QorProfileReport &report, std::uint64_t offset) {
     _last = number;
 }
 
-DumpStatistics::DumpStatistics()
-    : _earliest(std::numeric_limits<std::uint64_t>::max()), _components(std::size_t{kIds} * kIds) {
+DumpStatistics::DumpStatistics() : _earliest(std::numeric_limits<std::uint64_t>::max()) {
     _recent_events.fill({kNoEvent, nullptr});
 }
 
@@ -85,7 +85,7 @@ void DumpStatistics::count(const _QorProfileReport &report) {
     const std::uint32_t ids = report.header() >> 8;
     ++_reports;
     ++_types[report.type_id()];
-    ++_components[ids >> 8];
+    ++component_counter(report.category_id(), report.component_id());
     RecentEvent &recent = _recent_events[(ids ^ (ids >> 8) ^ (ids >> 14)) % kRecentEvents];
     if (recent.ids != ids) {
         recent = {ids, &event_counter(ids)};
@@ -93,6 +93,14 @@ void DumpStatistics::count(const _QorProfileReport &report) {
     ++*recent.counter;
     _earliest = std::min(_earliest, report.timestamp());
     _latest = std::max(_latest, report.timestamp());
+}
+
+std::uint64_t &DumpStatistics::component_counter(std::uint8_t category, std::uint8_t component) {
+    std::vector<std::uint64_t> &components = _components[category];
+    if (components.empty()) {
+        components.resize(kIds);
+    }
+    return components[component];
 }
 
 std::uint64_t &DumpStatistics::event_counter(std::uint32_t ids) {
@@ -104,20 +112,12 @@ std::uint64_t &DumpStatistics::event_counter(std::uint32_t ids) {
 
 DumpStatistics::Counts DumpStatistics::counts() const {
     Counts made;
-    std::array<std::uint64_t, kIds> categories{};
-    for (std::size_t ids = 0; ids < _components.size(); ++ids) {
-        const std::uint8_t category = low_byte(ids >> 8);
-        const std::uint8_t component = low_byte(ids);
-        categories[category] += _components[ids];
-        if (_components[ids] != 0) {
-            made.components.push_back({{category, component},
-                                       {decoder::category_name(category), decoder::component_name(category, component)},
-                                       _components[ids]});
-        }
-    }
     for (std::size_t id = 0; id < kIds; ++id) {
-        if (categories[id] != 0) {
-            made.categories.push_back({{low_byte(id)}, {decoder::category_name(low_byte(id))}, categories[id]});
+        if (!_components[id].empty()) {
+            const std::uint64_t count =
+                std::accumulate(_components[id].begin(), _components[id].end(), std::uint64_t{0});
+            made.categories.push_back({{low_byte(id)}, {decoder::category_name(low_byte(id))}, count});
+            append_components(made.components, low_byte(id));
         }
         if (_types[id] != 0) {
             made.types.push_back({{low_byte(id)}, {decoder::type_name(low_byte(id))}, _types[id]});
@@ -132,6 +132,16 @@ DumpStatistics::Counts DumpStatistics::counts() const {
                                count});
     }
     return made;
+}
+
+void DumpStatistics::append_components(std::vector<Count> &made, std::uint8_t category) const {
+    for (std::size_t id = 0; id < kIds; ++id) {
+        if (const std::uint64_t count = _components[category][id]; count != 0) {
+            made.push_back({{category, low_byte(id)},
+                            {decoder::category_name(category), decoder::component_name(category, low_byte(id))},
+                            count});
+        }
+    }
 }
 
 std::string DumpStatistics::text(const SequenceWatch &sequence, const decoder::device_clock &clock) const {

@@ -80,14 +80,17 @@ private:
         std::vector<Count> types;
     };
 
+    std::uint64_t &component_counter(std::uint8_t category, std::uint8_t component);
     std::uint64_t &event_counter(std::uint32_t ids);
     Counts counts() const;
+    /** Adds the components of one category that came. */
+    void append_components(std::vector<Count> &made, std::uint8_t category) const;
 
     std::uint64_t _reports = 0;
     std::uint64_t _earliest;
     std::uint64_t _latest = 0;
     std::array<std::uint64_t, 256> _types{};
-    std::vector<std::uint64_t> _components;                   ///< by category and component
+    std::array<std::vector<std::uint64_t>, 256> _components;  ///< by category, and by component where it came
     std::unordered_map<std::uint32_t, std::uint64_t> _events; ///< by category, component and event
     std::uint64_t _other_events = 0;                          ///< of those beyond `kEventsAtMost`
     std::array<RecentEvent, kRecentEvents> _recent_events;

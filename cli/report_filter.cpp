@@ -77,7 +77,7 @@ ReportFilter::ReportFilter(const FilterWords &words)
             words.since || words.until),
       _since(words.since.value_or(0)), _until(words.until.value_or(std::numeric_limits<std::uint64_t>::max())),
       _categories(asked_ids("--category", words.categories, decoder::category_name)),
-      _types(asked_ids("--type", words.types, decoder::type_name)), _events(kCategoryRows * kIds) {
+      _types(asked_ids("--type", words.types, decoder::type_name)) {
     ask_for_components(words.components);
     ask_for_events(words.events);
 }
@@ -102,6 +102,9 @@ void ReportFilter::ask_for_components(const std::vector<std::string> &words) {
 }
 
 void ReportFilter::ask_for_events(const std::vector<std::string> &words) {
+    if (!words.empty()) {
+        _events.resize(kCategoryRows * kIds);
+    }
     for (const std::string &word : words) {
         bool found = false;
         std::set<std::string> known;
@@ -115,18 +118,13 @@ void ReportFilter::ask_for_events(const std::vector<std::string> &words) {
             refuse("--event", word, known);
         }
     }
-    if (words.empty()) {
-        for (Ids &ids : _events) {
-            ids.set();
-        }
-    }
 }
 
 bool ReportFilter::passes_ids(const _QorProfileReport &report) const {
     const std::size_t row = std::min<std::size_t>(report.category_id(), kCategoryRows - 1);
     const std::size_t component = report.component_id();
     return _categories[report.category_id()] && _types[report.type_id()] && _components[row][component] &&
-           _events[row * kIds + component][report.event_id()];
+           (_events.empty() || _events[row * kIds + component][report.event_id()]);
 }
 
 } // namespace cli

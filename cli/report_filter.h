@@ -53,7 +53,7 @@ private:
     Ids _categories;
     Ids _types;
     std::array<Ids, kCategoryRows> _components; ///< by category
-    std::vector<Ids> _events;                   ///< by category and component
+    std::vector<Ids> _events;                   ///< by category and component; empty when all are wanted
 };
 
 } // namespace cli
