@@ -100,11 +100,11 @@ private:
         }
         _is_delivering = true;
         while (!_failure && finished(_delivered).block != nullptr) {
-            auto [block, failure] = std::exchange(finished(_delivered), {});
-            _failure = failure ? failure : outcome(lock, [&] { _steps.deliver(*block); });
+            const Finished next = std::exchange(finished(_delivered), {});
+            _failure = next.failure ? next.failure : outcome(lock, [&] { _steps.deliver(*next.block); });
             _has_filled_all = _has_filled_all || _failure;
             ++_delivered;
-            _empty.push_back(block);
+            _empty.push_back(next.block);
             _changed.notify_all();
         }
         _is_delivering = false;
