@@ -13,6 +13,7 @@
 #include <spawn.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -239,6 +240,16 @@ ChildOutcome run_child(const std::vector<std::string> &arguments,
     result.writes.close();
     messages.writes.close();
     return Child(process, std::move(result.reads), std::move(messages.reads)).wait(deadline);
+}
+
+bool is_child() {
+    struct stat own {};
+    struct stat parents {};
+    const std::string parent = "/proc/" + std::to_string(getppid()) + "/exe";
+    if (stat(kThisProgram, &own) != 0 || stat(parent.c_str(), &parents) != 0) {
+        return true;
+    }
+    return own.st_dev == parents.st_dev && own.st_ino == parents.st_ino;
 }
 
 void become_child() {

@@ -30,6 +30,9 @@ ChildOutcome run_child(const std::vector<std::string> &arguments,
                        const std::vector<std::pair<std::string, std::string>> &environment,
                        std::chrono::milliseconds time_out);
 
+/** Whether this process was started by `run_child`; true, too, where the system does not say who started it. */
+bool is_child();
+
 /** Called by the child first: it ends when its parent does, and leaves no core file. */
 void become_child();
 

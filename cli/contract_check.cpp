@@ -71,7 +71,7 @@ const host::Module &CheckedModule::loaded() {
         try {
             _module.emplace(_path);
         } catch (const host::Error &) {
-            throw SkippedCheck("the module does not load; the check \"loading\" says why");
+            throw SkippedCheck("the module does not load", "loading");
         }
     }
     return *_module;
@@ -85,10 +85,10 @@ OndreQORHIDStatisticsRef CheckedModule::make(RvAllocatorRef allocator, const RvU
 OndreQORHIDStatisticsRef CheckedModule::create(RvAllocatorRef allocator) {
     OndreQORHIDStatisticsRef object = make(allocator, kType);
     if (object == nullptr || *object == nullptr) {
-        throw SkippedCheck("the factory makes no object; the check \"factory-type\" says so");
+        throw SkippedCheck("the factory makes no object", "factory-type");
     }
     if (!has_promised_slots(**object)) {
-        throw SkippedCheck("a promised slot is null; the check \"table-slots\" says which");
+        throw SkippedCheck("a promised slot is null", "table-slots");
     }
     return object;
 }
@@ -120,8 +120,8 @@ CheckResult run_check(const ContractCheck &check, const std::string &path, std::
     Findings findings;
     try {
         check.run(module, findings);
-    } catch (const SkippedCheck &reason) {
-        return {CheckStatus::Skipped, {reason.what()}};
+    } catch (const SkippedCheck &skipped) {
+        return {CheckStatus::Skipped, {skipped.what()}, skipped.explained_by};
     } catch (const std::exception &error) {
         findings.fail(error.what());
     }

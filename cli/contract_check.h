@@ -18,11 +18,17 @@ enum class CheckStatus { Passed, Failed, Crashed, Skipped, Warning };
 struct CheckResult {
     CheckStatus status = CheckStatus::Passed;
     std::vector<std::string> reasons; ///< one line each
+    std::string explained_by{};       ///< of a skipped check: the one that fails because of the reason; may be empty
 };
 
 /** Thrown by a check that cannot be made here; the text says why, as one line. */
 struct SkippedCheck : std::runtime_error {
-    using std::runtime_error::runtime_error;
+    explicit SkippedCheck(const std::string &reason) : std::runtime_error(reason) {}
+    /** @param check  the name of the check that fails because of the reason. */
+    SkippedCheck(const std::string &reason, const char *check)
+        : std::runtime_error(reason + "; the check \"" + check + "\" says so"), explained_by(check) {}
+
+    std::string explained_by; ///< may be empty
 };
 
 /** What a check finds wrong. */

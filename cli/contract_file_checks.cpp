@@ -117,7 +117,7 @@ private:
     static void *symbol(CheckedModule &module, const char *name) {
         void *found = module.loaded().symbol(name);
         if (found == nullptr) {
-            throw SkippedCheck(std::string(name) + " is not exported; the check \"exports\" says so");
+            throw SkippedCheck(std::string(name) + " is not exported", "exports");
         }
         return found;
     }

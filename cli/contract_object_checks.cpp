@@ -123,7 +123,7 @@ void check_table_slots(CheckedModule &module, Findings &findings) {
                                                          nullptr};
     OndreQORHIDStatisticsRef object = module.make(RvAllocatorGetDefault(), kType);
     if (object == nullptr || *object == nullptr) {
-        throw SkippedCheck("the factory makes no object; the check \"factory-type\" says so");
+        throw SkippedCheck("the factory makes no object", "factory-type");
     }
     const auto *slots = reinterpret_cast<void *const *>(*object);
     for (std::size_t slot = 0; slot < kSlots; ++slot) {

@@ -126,7 +126,7 @@ void check_analytics_entries(CheckedModule &module, Findings &findings) {
     ScheduledObject object(module);
     object.hand_over(qor.tallybook_service({}));
     if (!qor.device->has_callback()) {
-        throw SkippedCheck("no callback is installed; the check \"analytics-callback\" says so");
+        throw SkippedCheck("no callback is installed", "analytics-callback");
     }
     host::clear_store();
     std::vector<AnalyticsEntry> entries;

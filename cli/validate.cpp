@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <charconv>
 #include <chrono>
 #include <csignal>
@@ -33,12 +34,15 @@ constexpr double kLongestTimeOut = 24 * 3600;
 struct ValidateArguments {
     std::string module;
     std::string only;
-    std::uint64_t seed = kUsualSeed;
-    double time_out = kUsualTimeOut;
+    std::optional<std::uint64_t> seed;
+    std::optional<double> time_out; ///< in seconds
     bool lists = false;
     bool is_json = false;
     bool shows_reproduce = false;
     std::string check_in_child; ///< set in the process of one check: the check's name
+
+    std::uint64_t chosen_seed() const { return seed.value_or(kUsualSeed); }
+    double chosen_time_out() const { return time_out.value_or(kUsualTimeOut); }
 };
 
 /** A POSIX extended regular expression that is looked for anywhere in a text. */
@@ -79,15 +83,20 @@ std::vector<ContractCheck> chosen_checks(const std::string &only) {
 
 /** What goes over the pipe: one JSON object. */
 std::string encoded(const CheckResult &result) {
-    const nlohmann::json json = {{"status", static_cast<int>(result.status)}, {"reasons", result.reasons}};
+    const nlohmann::json json = {{"status", static_cast<int>(result.status)},
+                                 {"reasons", result.reasons},
+                                 {"explained_by", result.explained_by}};
     return json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
 int check_in_child(const ValidateArguments &arguments) {
+    if (!is_child()) {
+        throw WrongUse("--check-in-child is for the program's own use");
+    }
     become_child();
     for (const ContractCheck &check : contract_checks()) {
         if (arguments.check_in_child == check.name) {
-            const std::string result = encoded(run_check(check, arguments.module, arguments.seed));
+            const std::string result = encoded(run_check(check, arguments.module, arguments.chosen_seed()));
             write_fully(kResultDescriptor, std::as_bytes(std::span(result)), "the pipe to the parent");
             return kExitFine;
         }
@@ -101,14 +110,15 @@ int check_in_child(const ValidateArguments &arguments) {
 std::optional<CheckResult> decoded(const std::string &text) {
     const nlohmann::json json = nlohmann::json::parse(text, nullptr, false);
     if (!json.is_object() || !json.contains("status") || !json["status"].is_number_unsigned() ||
-        !json.contains("reasons") || !json["reasons"].is_array()) {
+        !json.contains("reasons") || !json["reasons"].is_array() || !json.contains("explained_by") ||
+        !json["explained_by"].is_string()) {
         return std::nullopt;
     }
     const auto status = json["status"].get<std::uint64_t>();
     if (status > static_cast<std::uint64_t>(CheckStatus::Warning)) {
         return std::nullopt;
     }
-    CheckResult result{static_cast<CheckStatus>(status), {}};
+    CheckResult result{static_cast<CheckStatus>(status), {}, json["explained_by"].get<std::string>()};
     for (const nlohmann::json &reason : json["reasons"]) {
         if (!reason.is_string()) {
             return std::nullopt;
@@ -118,13 +128,19 @@ std::optional<CheckResult> decoded(const std::string &text) {
     return result;
 }
 
-std::string seconds_text(double seconds) {
+/** As `--timeout` takes it. */
+std::string number_text(double seconds) {
     std::string text = std::to_string(seconds);
     text.erase(text.find_last_not_of('0') + 1);
     if (text.back() == '.') {
         text.pop_back();
     }
-    return text + (text == "1" ? " second" : " seconds");
+    return text;
+}
+
+std::string seconds_text(double seconds) {
+    const std::string number = number_text(seconds);
+    return number + (number == "1" ? " second" : " seconds");
 }
 
 std::string signal_text(int signal) {
@@ -154,22 +170,46 @@ CheckResult judged(const ChildOutcome &outcome, double time_out) {
     return *result;
 }
 
+/** What runs the check alone as these arguments run it. */
+std::string command_for(const ContractCheck &check, const ValidateArguments &arguments) {
+    std::vector<std::string> words = {"qorstat",
+                                      "validate",
+                                      arguments.module,
+                                      "--only",
+                                      "^" + std::string(check.name) + "$",
+                                      "--seed",
+                                      std::to_string(arguments.chosen_seed())};
+    if (arguments.chosen_time_out() != kUsualTimeOut) {
+        words.insert(words.end(), {"--timeout", number_text(arguments.chosen_time_out())});
+    }
+    return shell_command(words);
+}
+
 CheckReport run_in_child(const ContractCheck &check, const ValidateArguments &arguments) {
-    const std::string seed = std::to_string(arguments.seed);
-    const auto time_out =
-        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::duration<double>(arguments.time_out));
-    const ChildOutcome outcome =
-        run_child({"validate", arguments.module, "--seed", seed, "--check-in-child", check.name},
-                  exact_memory_environment(), time_out);
-    const std::string only = "^" + std::string(check.name) + "$";
-    return {check, judged(outcome, arguments.time_out), outcome.messages,
-            shell_command({"qorstat", "validate", arguments.module, "--only", only, "--seed", seed})};
+    const auto time_out = std::chrono::duration_cast<std::chrono::milliseconds>(
+        std::chrono::duration<double>(arguments.chosen_time_out()));
+    const ChildOutcome outcome = run_child({"validate", arguments.module, "--seed",
+                                            std::to_string(arguments.chosen_seed()), "--check-in-child", check.name},
+                                           exact_memory_environment(), time_out);
+    return {check, judged(outcome, arguments.chosen_time_out()), outcome.messages, command_for(check, arguments)};
 }
 
 /** The checks behind this one would all tell the same tale. */
 bool shows_that_nothing_loads(const CheckReport &report) {
     return report.check.name == std::string_view("loading") &&
            (report.result.status == CheckStatus::Failed || report.result.status == CheckStatus::Crashed);
+}
+
+/** Adds the check of this name, unless it is there. */
+void add_check(std::vector<ContractCheck> &checks, std::string_view name) {
+    const auto has_name = [name](const ContractCheck &check) { return check.name == name; };
+    if (std::any_of(checks.begin(), checks.end(), has_name)) {
+        return;
+    }
+    const std::vector<ContractCheck> all = contract_checks();
+    if (const auto found = std::find_if(all.begin(), all.end(), has_name); found != all.end()) {
+        checks.push_back(*found);
+    }
 }
 
 CheckReport skipped_unloaded(const ContractCheck &check) {
@@ -185,16 +225,20 @@ int list(const ValidateArguments &arguments) {
 }
 
 int validate_module(const ValidateArguments &arguments) {
-    const std::vector<ContractCheck> checks = chosen_checks(arguments.only);
+    std::vector<ContractCheck> checks = chosen_checks(arguments.only);
     host::read_module_file(arguments.module); // a file that is no module is refused before anything is run
-    Validation validation{arguments.module, arguments.seed, {}};
+    Validation validation{arguments.module, arguments.chosen_seed(), {}};
     Output output = standard_output();
     bool loads = true;
-    for (const ContractCheck &check : checks) {
-        validation.reports.push_back(loads ? run_in_child(check, arguments) : skipped_unloaded(check));
-        loads = loads && !shows_that_nothing_loads(validation.reports.back());
+    for (std::size_t i = 0; i < checks.size(); ++i) {
+        const ContractCheck check = checks[i];
+        const CheckReport &report =
+            validation.reports.emplace_back(loads ? run_in_child(check, arguments) : skipped_unloaded(check));
+        loads = loads && !shows_that_nothing_loads(report);
+        // Else a choice of checks that are all skipped would pass for a sound module.
+        add_check(checks, report.result.explained_by);
         if (!arguments.is_json) {
-            output.write(report_text(validation.reports.back(), arguments.shows_reproduce, output.style()));
+            output.write(report_text(report, arguments.shows_reproduce, output.style()));
             output.flush();
         }
     }
@@ -205,6 +249,9 @@ int validate_module(const ValidateArguments &arguments) {
 
 int validate(const ValidateArguments &arguments) {
     if (arguments.lists) {
+        if (!arguments.module.empty() || arguments.seed || arguments.time_out || arguments.shows_reproduce) {
+            throw WrongUse("--list runs nothing: it goes with --only and --json only");
+        }
         return list(arguments);
     }
     if (arguments.module.empty()) {
@@ -248,7 +295,8 @@ Verb add_validate_verb(CLI::App &program) {
     verb->add_flag("--json", arguments->is_json, "As JSON");
     verb->add_option("--check-in-child", arguments->check_in_child)->group(""); // this program's own use
     verb->footer("Each check has a process of its own: a crash or a hang is a result. Statuses:\n"
-                 "passed, failed, crashed, skipped, warning; failed or crashed exits with 1.\n\n" +
+                 "passed, failed, crashed, skipped, warning; failed or crashed exits with 1.\n"
+                 "A check that shows why another one is skipped is made, too, whatever --only says.\n\n" +
                  examples("qorstat validate build/release/bin/OndreQORHIDStatistics.so",
                           "qorstat validate plugin.so --only '^(factory|query)-' --reproduce"));
     return {verb, [arguments] { return validate(*arguments); }};

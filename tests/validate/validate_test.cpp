@@ -109,11 +109,15 @@ class BrokenModuleTest : public testing::TestWithParam<BrokenModule> {};
 /** With a sanitizer, which takes its time, only that the check finds it; without, also that no other does. */
 std::string checks_to_run(const BrokenModule &module) { return QOR_IS_SANITIZED ? "^" + module.check + "$" : ""; }
 
+/** For each check: more than it takes on any machine. */
+constexpr const char *kLongTimeOut = "3600";
+
 TEST_P(BrokenModuleTest, IsFoundOutByExactlyTheCheckForIt) {
     const BrokenModule &row = GetParam();
 
     const Outcome outcome =
-        qorstat({"validate", broken(row.breach), "--json", "--only", checks_to_run(row)}, unlooked_for_leaks());
+        qorstat({"validate", broken(row.breach), "--json", "--only", checks_to_run(row), "--timeout", kLongTimeOut},
+                unlooked_for_leaks());
 
     EXPECT_EQ(outcome.exit_code, row.status == "warning" ? 0 : 1);
     const json result = json::parse(outcome.out);
@@ -148,7 +152,7 @@ TEST(ValidateTest, EveryCheckHasABrokenModule) {
 }
 
 TEST(ValidateTest, TheBuiltModulePassesEveryCheck) {
-    const Outcome outcome = qorstat({"validate", QOR_MODULE, "--json"});
+    const Outcome outcome = qorstat({"validate", QOR_MODULE, "--json", "--timeout", kLongTimeOut});
 
     EXPECT_EQ(outcome.exit_code, 0);
     const json result = json::parse(outcome.out);
@@ -186,20 +190,66 @@ TEST(ValidateTest, AFailureHasItsReasonsBelowItAndTheCommandThatShowsItAgain) {
                   "1 check with seed 7: 0 passed, 1 failed, 0 crashed, 0 skipped, 0 warning\n");
 }
 
+/** What the shell makes of a command, the built program being found by its name. */
+Outcome run_by_shell(const std::string &command) {
+    Surroundings surroundings = unlooked_for_leaks();
+    surroundings.program = "/bin/sh";
+    surroundings.environment["PATH"] = fs::path(QOR_MODULE).parent_path().string() + ":" + std::getenv("PATH");
+    return qorstat({"-c", command}, surroundings);
+}
+
 TEST(ValidateTest, ACommandThatShowsAFailureAgainDoes) {
     const TemporaryFolder folder;
     const fs::path module = folder.path() / "it's broken.so";
-    fs::create_symlink(broken("AnswersTheCountBefore"), module);
-    const auto run = [](const std::vector<std::string> &arguments) {
-        return json::parse(qorstat(arguments, unlooked_for_leaks()).out)["checks"][0];
+    const std::string begin =
+        "qorstat validate '" + folder.path().string() + "/it'\\''s broken.so' --only '^counting$'";
+    const struct {
+        std::string breach;
+        std::vector<std::string> options;
+        std::string command;
+    } rows[] = {
+        {"AnswersTheCountBefore", {"--seed", "11"}, begin + " --seed 11"},
+        {"HangsInAddRef", {"--timeout", "0.25"}, begin + " --seed 1 --timeout 0.25"},
     };
+    for (const auto &row : rows) {
+        fs::remove(module);
+        fs::create_symlink(broken(row.breach), module);
+        std::vector<std::string> arguments = {"validate", module, "--only", "^counting$", "--reproduce"};
+        arguments.insert(arguments.end(), row.options.begin(), row.options.end());
+        const std::string first = qorstat(arguments, unlooked_for_leaks()).out;
 
-    const json first = run({"validate", module, "--only", "^counting$", "--seed", "11", "--json"});
-    const std::string command = first["reproduce"];
+        const Outcome again = run_by_shell(row.command);
 
-    EXPECT_EQ(command,
-              "qorstat validate '" + folder.path().string() + "/it'\\''s broken.so' --only '^counting$' --seed 11");
-    EXPECT_EQ(run({"validate", module, "--only", "^counting$", "--seed", "11", "--json"}), first);
+        EXPECT_EQ(again.exit_code, 1);
+        const std::size_t totals = again.out.find("1 check with seed ");
+        ASSERT_NE(totals, std::string::npos) << again.out << again.err;
+        std::string expected = again.out;
+        expected.insert(totals, "         again: " + row.command + "\n");
+        EXPECT_EQ(first, expected);
+    }
+}
+
+TEST(ValidateTest, ACheckThatExplainsASkippedOneIsMadeToo) {
+    const struct {
+        std::string module;
+        std::string explaining;
+    } rows[] = {
+        {QOR_FOREIGN_MODULE, "loading"},
+        {broken("MakesNothing"), "factory-type"},
+        {broken("LacksSlot8"), "table-slots"},
+    };
+    for (const auto &row : rows) {
+        const Outcome outcome =
+            qorstat({"validate", row.module, "--only", "^(open|counting)$", "--json"}, unlooked_for_leaks());
+
+        EXPECT_EQ(outcome.exit_code, 1);
+        std::vector<std::string> results;
+        const json result = json::parse(outcome.out);
+        for (const json &check : result["checks"]) {
+            results.push_back(check["name"].get<std::string>() + " " + check["status"].get<std::string>());
+        }
+        EXPECT_THAT(results, testing::ElementsAre("counting skipped", "open skipped", row.explaining + " failed"));
+    }
 }
 
 TEST(ValidateTest, WhatAModulePrintsIsShownEscapedWhereTheCheckDidNotPass) {
@@ -233,8 +283,9 @@ TEST(ValidateTest, OnlyChoosesByAnExpressionLookedForAnywhereInTheName) {
 }
 
 TEST(ValidateTest, TheSeedIsInTheResultAndTheSameResultComesAgain) {
-    const std::vector<std::string> arguments = {
-        "validate", QOR_MODULE, "--only", "query|report", "--seed", "18446744073709551615", "--json"};
+    const std::vector<std::string> arguments = {"validate",     QOR_MODULE,   "--only",
+                                                "query|report", "--seed",     "18446744073709551615",
+                                                "--timeout",    kLongTimeOut, "--json"};
 
     const Outcome first = qorstat(arguments);
     const Outcome second = qorstat(arguments);
@@ -302,7 +353,11 @@ TEST(ValidateTest, WrongUseIsRefusedBeforeAnythingRuns) {
         {{"validate", "x.so", "--seed", "18446744073709551616"},
          "--seed: \"18446744073709551616\" is no number from 0 to 18446744073709551615"},
         {{"validate", "x.so", "--timeout", "0"}, "--timeout: \"0\" is no number of seconds from 0.001 to 86400"},
-        {{"validate", "x.so", "--check-in-child", "xyzzy"}, "there is no check \"xyzzy\""},
+        {{"validate", "x.so", "--check-in-child", "open"}, "--check-in-child is for the program's own use"},
+        {{"validate", "x.so", "--list"}, "--list runs nothing: it goes with --only and --json only"},
+        {{"validate", "--list", "--seed", "1"}, "--list runs nothing: it goes with --only and --json only"},
+        {{"validate", "--list", "--timeout", "60"}, "--list runs nothing: it goes with --only and --json only"},
+        {{"validate", "--list", "--reproduce"}, "--list runs nothing: it goes with --only and --json only"},
     };
     for (const auto &row : rows) {
         const Outcome outcome = qorstat(row.arguments);
