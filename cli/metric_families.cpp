@@ -5,8 +5,6 @@
 #include <string_view>
 
 #include "cli/distribution_statistics.h"
-#include "cli/hex.h"
-#include "cli/utf8.h"
 #include "platform/QorAnalytics.h"
 
 namespace cli {
@@ -22,13 +20,8 @@ bool take_ending(std::string &text, std::string_view ending) {
     return true;
 }
 
-/** The exact key. A key that no label can hold goes as hex under another name, so that keys stay apart. */
-Labels key_label(std::string_view key) {
-    if (is_utf8(key) && key.find('\0') == std::string_view::npos) {
-        return {{"key", std::string(key)}};
-    }
-    return {{"key_hex", hex(key)}};
-}
+/** The exact key: a store's keys are UTF-8 without zeros, as labels are. */
+Labels key_label(const std::string &key) { return {{"key", key}}; }
 
 Labels with_label(Labels labels, std::string name, std::string value) {
     labels.emplace_back(std::move(name), std::move(value));
