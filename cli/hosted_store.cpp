@@ -11,7 +11,6 @@
 
 #include "cli/output.h"
 #include "host/error.h"
-#include "host/tallybook_store.h"
 
 namespace cli {
 namespace {
@@ -63,14 +62,14 @@ std::string default_store_file_to_write() {
     return file;
 }
 
-HostedStore::HostedStore(const std::string &path, std::function<void()> on_failure) {
+void say_store_failure(const host::Error &failure, host::Fate operations) {
+    const char *const kept = "; analytics are kept and written when that is possible";
+    print_message(std::string("qorstat: ") + failure.what() + (operations == host::Fate::kKept ? kept : ""));
+}
+
+HostedStore::HostedStore(const std::string &path, host::StoreFailureReport on_failure) {
     host::open_store(path);
-    host::on_store_failure([on_failure = std::move(on_failure)](const host::Error &failure) {
-        print_message(std::string("qorstat: ") + failure.what());
-        if (on_failure) {
-            on_failure();
-        }
-    });
+    host::on_store_failure(std::move(on_failure));
 }
 
 HostedStore::~HostedStore() {

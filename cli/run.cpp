@@ -110,13 +110,15 @@ int run(const RunArguments &arguments) {
 
     HostedDevice device(arguments.description, arguments.plug_in);
     std::atomic<bool> store_ended_the_run = false;
-    HostedStore store(arguments.store ? *arguments.store : default_store_file_to_write(), [&] {
-        if (arguments.on_store_error == "stop") {
-            store_ended_the_run = true;
-            events.stop();
-        }
-    });
-    const std::unique_ptr<MetricsEndpoint> endpoint = serve_metrics(arguments);
+    const auto stop_for_the_store = [&](const host::Error &failure, host::Fate) {
+        print_message(std::string("qorstat: ") + failure.what());
+        store_ended_the_run = true;
+        events.stop();
+    };
+    HostedStore store(arguments.store ? *arguments.store : default_store_file_to_write(),
+                      arguments.on_store_error == "stop" ? stop_for_the_store
+                                                         : host::StoreFailureReport(say_store_failure));
+    std::unique_ptr<MetricsEndpoint> endpoint = serve_metrics(arguments);
     const host::NotificationReceiver receiver;
     announce(device);
     host::AnalyticsSource analytics(device.device(), print_message);

@@ -2,6 +2,7 @@
 
 #include <cctype>
 #include <new>
+#include <system_error>
 #include <utility>
 
 #include <sqlite3.h>
@@ -28,7 +29,27 @@ std::string uri_of(const std::string &path, const char *parameters) {
     return uri + parameters;
 }
 
-std::string reason_for(int code, const char *message) {
+/** The error number of the file that transactions are written to first; 0 when it had none. */
+int last_error_of_log(sqlite3 *connection) {
+    int error = 0;
+    sqlite3_file *log = nullptr;
+    sqlite3_file_control(connection, "main", SQLITE_FCNTL_JOURNAL_POINTER, &log);
+    if (log != nullptr && log->pMethods != nullptr) {
+        log->pMethods->xFileControl(log, SQLITE_FCNTL_LAST_ERRNO, &error);
+    }
+    return error;
+}
+
+/** What the operating system had to say about a failure; empty when it was not asked. */
+std::string system_reason(sqlite3 *connection) {
+    // The library does not take down the number when it is a commit that fails.
+    const int noted = sqlite3_system_errno(connection);
+    const int error = noted != 0 ? noted : last_error_of_log(connection);
+    return error == 0 ? "" : ": " + std::generic_category().message(error);
+}
+
+std::string reason_for(int code, sqlite3 *connection) {
+    const char *const message = sqlite3_errmsg(connection);
     if (code == SQLITE_READONLY_ROLLBACK) {
         return "holds part of what another program was killed in; to undo that, it must be possible to write to it";
     }
@@ -49,7 +70,7 @@ std::string reason_for(int code, const char *message) {
     case SQLITE_CANTOPEN:
     case SQLITE_IOERR:
     case SQLITE_PERM:
-        return "cannot be read or written: " + std::string(message);
+        return "cannot be read or written: " + std::string(message) + system_reason(connection);
     default:
         return message;
     }
@@ -105,7 +126,7 @@ void Database::fail(int code) {
     if ((code & 0xFF) == SQLITE_BUSY) {
         sqlite3_busy_timeout(_connection.get(), 0);
     }
-    throw Error(_name, "", reason_for(code, sqlite3_errmsg(_connection.get())));
+    throw Error(_name, "", reason_for(code, _connection.get()));
 }
 
 void Database::execute(const char *sql) {

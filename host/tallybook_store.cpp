@@ -15,7 +15,7 @@
 namespace host {
 namespace {
 
-void print(const Error &failure) { std::fprintf(stderr, "analytics store: %s\n", failure.what()); }
+void print(const Error &failure, Fate) { std::fprintf(stderr, "analytics store: %s\n", failure.what()); }
 
 std::string loss_of(std::uint64_t operations) {
     return operations == 1 ? "1 operation is lost" : std::to_string(operations) + " operations are lost";
@@ -88,7 +88,7 @@ public:
         }
     }
 
-    std::function<void(const Error &)> report = print;
+    StoreFailureReport report = print;
 
 private:
     std::unique_ptr<AnalyticsStore> exchange_file(std::unique_ptr<AnalyticsStore> file) {
@@ -136,7 +136,7 @@ private:
 
     void lose(std::uint64_t operations) noexcept {
         _lost += operations;
-        say([&] { return loss_without_memory(_file.get(), operations); });
+        say(Fate::kLost, [&] { return loss_without_memory(_file.get(), operations); });
     }
 
     void forget_waiting() {
@@ -148,17 +148,16 @@ private:
         if (_told == failure.what()) {
             return;
         }
-        say([&] {
+        say(Fate::kKept, [&] {
             _told = failure.what();
-            return Error(failure.file(), failure.place(),
-                         failure.reason() + "; analytics are kept and written when that is possible");
+            return failure;
         });
     }
 
     template <typename MakeError>
-    void say(const MakeError &make_error) noexcept {
+    void say(Fate operations, const MakeError &make_error) noexcept {
         try {
-            report(make_error());
+            report(make_error(), operations);
         } catch (const std::bad_alloc &) {
             std::fputs("analytics store: a failure, and no memory to say which\n", stderr);
         }
@@ -246,9 +245,9 @@ void clear_store() {
     store().clear();
 }
 
-void on_store_failure(std::function<void(const Error &)> report) {
+void on_store_failure(StoreFailureReport report) {
     const std::lock_guard lock(store().mutex);
-    store().report = report ? std::move(report) : print;
+    store().report = report ? std::move(report) : StoreFailureReport(print);
 }
 
 StoreBatch::StoreBatch() : _is_outermost(current_batch == nullptr) {

@@ -44,12 +44,21 @@ StoreContents store_contents();
 /** Removes everything from the store, and what waits to be written. @throws Error when it cannot be written. */
 void clear_store();
 
+/** What becomes of operations that could not be written. */
+enum class Fate {
+    kKept, ///< they are tried again
+    kLost  ///< for want of memory
+};
+
+using StoreFailureReport = std::function<void(const Error &failure, Fate operations)>;
+
 /**
  * Chooses what is called when operations could not be written, on the thread that wrote them: once for a series of
- * equal failures, while the operations are kept, and each time that some are lost. The error says which. It may throw
- * nothing but `std::bad_alloc` and must not call into this store. By default the error goes to standard error.
+ * equal failures, while the operations are kept, and each time that some are lost; how many, the error says then. It
+ * may throw nothing but `std::bad_alloc` and must not call into this store. By default the error goes to standard
+ * error.
  */
-void on_store_failure(std::function<void(const Error &)> report);
+void on_store_failure(StoreFailureReport report);
 
 /**
  * As long as this object lives, operations that its thread calls are one batch: written in one transaction at its

@@ -137,7 +137,8 @@ class TallybookLocksTest : public StoreLocksTest {
 protected:
     TallybookLocksTest() {
         host::open_store(file);
-        host::on_store_failure([this](const host::Error &failure) { reported.push_back(failure.reason()); });
+        host::on_store_failure(
+            [this](const host::Error &failure, host::Fate) { reported.push_back(failure.reason()); });
     }
     ~TallybookLocksTest() override {
         host::on_store_failure({});

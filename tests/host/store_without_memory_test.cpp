@@ -55,7 +55,8 @@ protected:
         std::string name = testing::TempDir() + "store-without-memory-XXXXXX";
         folder = mkdtemp(name.data());
         file = folder / "store";
-        host::on_store_failure([this](const host::Error &failure) { reported.emplace_back(failure.what()); });
+        host::on_store_failure(
+            [this](const host::Error &failure, host::Fate) { reported.emplace_back(failure.what()); });
     }
     ~StoreWithoutMemory() override {
         host::on_store_failure({});

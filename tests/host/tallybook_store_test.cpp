@@ -108,7 +108,8 @@ protected:
         folder = mkdtemp(name.data());
         file = folder / "store";
         host::open_store(file);
-        host::on_store_failure([this](const host::Error &failure) { reported.emplace_back(failure.what()); });
+        host::on_store_failure(
+            [this](const host::Error &failure, host::Fate) { reported.emplace_back(failure.what()); });
     }
     void TearDown() override {
         host::on_store_failure({});
@@ -131,10 +132,7 @@ protected:
     fs::path folder;
     fs::path file;
     std::vector<std::string> reported;
-    std::string failure() const {
-        return file.string() + ": was moved or deleted while it was open; analytics are kept and written when that is "
-                               "possible";
-    }
+    std::string failure() const { return file.string() + ": was moved or deleted while it was open"; }
 };
 
 TEST_F(TallybookStoreInAFile, HoldsEveryBatchAndEveryOperationOutsideOfOnes) {
