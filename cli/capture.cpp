@@ -38,14 +38,6 @@ std::uint32_t kind_code(const std::string &name) {
     return name == "fault" ? kRvStateCaptureFault : kRvStateCaptureRequest;
 }
 
-std::vector<host::RecordBytes> captured(const CaptureArguments &arguments) {
-    const auto log = host::log_to_terminal(style_for(STDERR_FILENO).is_coloured);
-    HostedDevice device(arguments.description, arguments.plug_in);
-    std::vector<host::RecordBytes> records = host::capture_state(kind_code(arguments.kind), "qorstat");
-    device.stop();
-    return records;
-}
-
 std::vector<SummaryRow> summarise_all(const std::vector<host::RecordBytes> &records) {
     std::vector<SummaryRow> rows;
     for (const host::RecordBytes &record : records) {
@@ -104,8 +96,12 @@ void put_out(const CaptureArguments &arguments, const std::vector<host::RecordBy
 }
 
 int capture(const CaptureArguments &arguments) {
+    const auto log = host::log_to_terminal(style_for(STDERR_FILENO).is_coloured);
+    HostedDevice device(arguments.description, arguments.plug_in);
     HostedStore store(arguments.store);
-    put_out(arguments, captured(arguments));
+    const std::vector<host::RecordBytes> records = host::capture_state(kind_code(arguments.kind), "qorstat");
+    device.stop();
+    put_out(arguments, records);
     store.close();
     return kExitFine;
 }
