@@ -102,10 +102,19 @@ void wait_for_the_end(asio::io_context &events, const std::optional<double> &sec
     events.run();
 }
 
+bool is_ignored(int signal) {
+    struct sigaction action {};
+    sigaction(signal, nullptr, &action);
+    return action.sa_handler == SIG_IGN;
+}
+
 int run(const RunArguments &arguments) {
     const std::vector<std::unique_ptr<host::LogSink>> log = open_log(arguments);
     asio::io_context events;
     asio::signal_set signals(events, SIGINT, SIGTERM);
+    if (!is_ignored(SIGHUP)) { // as nohup leaves it
+        signals.add(SIGHUP);
+    }
     signals.async_wait([&events](const asio::error_code &, int) { events.stop(); });
 
     HostedDevice device(arguments.description, arguments.plug_in);
@@ -128,6 +137,7 @@ int run(const RunArguments &arguments) {
     device.stop();
     store.close();
     return store_ended_the_run ? kExitFailed : kExitFine;
+    endpoint.reset(); // what is closed has nothing to show
 }
 
 } // namespace

@@ -72,7 +72,22 @@ TEST_P(RunSignalTest, ASignalEndsARunCleanly) {
     EXPECT_EQ(host.wait_for_end().exit_code, 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(EverySignal, RunSignalTest, testing::Values(SIGINT, SIGTERM));
+INSTANTIATE_TEST_SUITE_P(EverySignal, RunSignalTest, testing::Values(SIGINT, SIGTERM, SIGHUP));
+
+TEST(RunTest, AHangUpThatIsIgnoredStaysIgnored) {
+    const TemporaryFolder folder;
+    const auto former = std::signal(SIGHUP, SIG_IGN);
+    RunningProgram host({"run", kSmall}, alone(folder));
+    std::signal(SIGHUP, former);
+    ASSERT_TRUE(host.waits_for_message("hosting "));
+
+    host.send(SIGHUP);
+    EXPECT_EQ(qorstat({"notify", kFault}, alone(folder)).exit_code, 0);
+
+    EXPECT_TRUE(host.waits_for_message("fault!"));
+    host.send(SIGTERM);
+    EXPECT_EQ(host.wait_for_end().exit_code, 0);
+}
 
 TEST(RunTest, TheLogAlsoGoesToAFile) {
     const TemporaryFolder folder;
