@@ -132,12 +132,14 @@ int run(const RunArguments &arguments) {
     announce(device);
     host::AnalyticsSource analytics(device.device(), print_message);
     wait_for_the_end(events, arguments.seconds);
-    signals.clear(); // a second Ctrl-C ends a stop that hangs
+    // A second Ctrl-C ends a stop that hangs. A terminal that goes may say so twice.
+    signals.remove(SIGINT);
+    signals.remove(SIGTERM);
     analytics.stop();
     device.stop();
+    endpoint.reset(); // what is closed has nothing to show
     store.close();
     return store_ended_the_run ? kExitFailed : kExitFine;
-    endpoint.reset(); // what is closed has nothing to show
 }
 
 } // namespace

@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
 """What `qorstat run --listen` serves, asked over real connections.
 
-    metrics_endpoint_test.py QORSTAT DEVICE.toml PROGRAMS (answers | idle | malformed ROUNDS | promtool | prometheus)
+    metrics_endpoint_test.py QORSTAT DEVICE.toml PROGRAMS (answers | idle | malformed ROUNDS | end | promtool | prometheus)
 
 answers     what each method and place gets
 idle        scrapes beside connections that say nothing
 malformed   sends so many broken requests of every kind, and scrapes again
+end         scrapes while the host waits to write the last to a store that is locked, and until it serves no more
 promtool    has the scrape checked by promtool
 prometheus  starts a Prometheus server on the host and asks it for what the firmware published
 
@@ -24,6 +25,7 @@ import re
 import select
 import signal
 import socket
+import sqlite3
 import subprocess
 import sys
 import tempfile
@@ -39,6 +41,13 @@ entry = [
     { operation = "push", times = 200, key = "com.ondre.zel.button.click.duration", value = 81.5 },
     { operation = "push", key = "com.ondre.zel.button.click.duration", value = 100 },
 ]
+"""
+
+REPEATED = """
+[[analytics]]
+device = "qor"
+every = 0.02
+entry = [{ operation = "add_to_scalar", key = "com.ondre.zel.test", value = 1 }]
 """
 
 # Where waiting ends, on however slow a machine; no test wants anything to be quick.
@@ -105,25 +114,36 @@ class Host:
         wanted = 'qor_scalar_button_click_counted{key="com.ondre.zel.button.click.count"} 4711\n'
         return wait_until("the batch", lambda: body if wanted in (body := self.scrape()) else None)
 
-    def end(self):
-        """A host that was harmed tells by its exit code, and a sanitizer by what it wrote."""
+    def wait_for_message(self, text):
+        line = ""
+        while text not in line:
+            line = self.process.stderr.readline()
+            assert line, "the host ended"
+
+    def ask_for_the_end(self):
         self.process.send_signal(signal.SIGTERM)
+
+    def wait_for_the_end(self, exit_code):
+        """What it said last. A host that was harmed tells by its exit code, and a sanitizer by what it wrote."""
         _, messages = self.process.communicate(timeout=PATIENCE_SECONDS)
-        assert self.process.returncode == 0, f"exit code {self.process.returncode}: {messages}"
+        assert self.process.returncode == exit_code, f"exit code {self.process.returncode}: {messages}"
+        return messages
 
 
 @contextlib.contextmanager
-def hosting(qorstat, device):
+def hosting(qorstat, device, more=""):
     with tempfile.TemporaryDirectory() as name:
         folder = pathlib.Path(name)
         description = folder / "device.toml"
-        description.write_text(pathlib.Path(device).read_text() + BATCH)
+        description.write_text(pathlib.Path(device).read_text() + BATCH + more)
         arguments = [qorstat, "run", description, "--store", folder / "store.db", "--listen", "127.0.0.1:0"]
         environment = {**os.environ, "XDG_RUNTIME_DIR": name}
         with running(arguments, env=environment, stderr=subprocess.PIPE) as process:
             host = Host(process)
             yield host, folder
-            host.end()
+            if process.returncode is None:
+                host.ask_for_the_end()
+                host.wait_for_the_end(exit_code=0)
 
 
 # ---- answers
@@ -255,6 +275,23 @@ def check_malformed(host, _, rounds):
     print(f"{rounds} malformed requests, {answered} told off; a scrape is answered as before")
 
 
+# ---- the end of a run
+
+
+def check_end(host, surroundings):
+    """What is served is what the store holds, to the last; never a store that is closed."""
+    host.wait_for_batch()
+    with contextlib.closing(sqlite3.connect(surroundings.folder / "store.db", isolation_level=None)) as other:
+        other.execute("BEGIN IMMEDIATE")
+        host.wait_for_message("stays locked by another program")
+        host.ask_for_the_end()
+        with contextlib.suppress(ConnectionError, http.client.HTTPException):
+            while True:
+                body = host.scrape()
+                assert "qor_scalar_button_click_counted{" in body, body
+        assert host.wait_for_the_end(exit_code=1).endswith(" operations are lost\n")
+
+
 # ---- programs of Prometheus
 
 
@@ -342,13 +379,14 @@ CHECKS = {
     "answers": check_answers,
     "idle": check_idle,
     "malformed": check_malformed,
+    "end": check_end,
     "promtool": check_with_promtool,
     "prometheus": check_with_prometheus,
 }
 
 
 def main(qorstat, device, programs, check, *arguments):
-    with hosting(qorstat, device) as (host, folder):
+    with hosting(qorstat, device, REPEATED if check == "end" else "") as (host, folder):
         CHECKS[check](host, Surroundings(folder, pathlib.Path(programs).resolve()), *arguments)
 
 
