@@ -9,9 +9,13 @@
 #include <nlohmann/json.hpp>
 
 #include "host/analytics_store.h"
+#include "tests/cli/hosting.h"
 #include "tests/cli/program.h"
 
+using cli_tests::alone;
 using cli_tests::content_of;
+using cli_tests::kPhone;
+using cli_tests::kSmall;
 using cli_tests::Outcome;
 using cli_tests::qorstat;
 using cli_tests::RunningProgram;
@@ -22,17 +26,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const std::string kSmall = QOR_SOURCE_FOLDER "/tests/data/small.toml";
-const std::string kPhone = QOR_SOURCE_FOLDER "/examples/phone.toml";
 const std::string kFault = "com.ondre.ondreqorhidstatistics.fault";
-
-/** Folders of its own, so that no other host of this user hears what a test posts, or shares a store with it. */
-Surroundings alone(const TemporaryFolder &folder) {
-    Surroundings surroundings;
-    surroundings.folder = folder.path();
-    surroundings.environment = {{"XDG_RUNTIME_DIR", folder.path()}, {"XDG_STATE_HOME", folder.path() / "state"}};
-    return surroundings;
-}
 
 std::string all_files_end_to_end(const fs::path &folder) {
     std::map<std::string, std::string> contents;

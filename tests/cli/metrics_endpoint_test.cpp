@@ -8,8 +8,10 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "tests/cli/hosting.h"
 #include "tests/cli/program.h"
 
+using cli_tests::kSmall;
 using cli_tests::Outcome;
 using cli_tests::qorstat;
 using cli_tests::Surroundings;
@@ -17,8 +19,6 @@ using cli_tests::TemporaryFolder;
 using testing::ContainsRegex;
 
 namespace {
-
-const std::string kSmall = QOR_SOURCE_FOLDER "/tests/data/small.toml";
 
 /** A port of the loopback interface that somebody listens on. */
 class TakenPort {
@@ -46,14 +46,12 @@ private:
 
 class ListenTest : public testing::Test {
 protected:
-    ListenTest() { surroundings.environment = {{"XDG_RUNTIME_DIR", folder.path()}}; }
-
     Outcome run_listening(const std::string &address) const {
         return qorstat({"run", kSmall, "--for", "0", "--store", ":memory:", "--listen", address}, surroundings);
     }
 
     TemporaryFolder folder;
-    Surroundings surroundings;
+    Surroundings surroundings = cli_tests::alone(folder);
 };
 
 TEST_F(ListenTest, AFreePortIsFoundAndAnnounced) {

@@ -7,9 +7,11 @@
 #include <gmock/gmock.h>
 
 #include "host/analytics_store.h"
+#include "tests/cli/hosting.h"
 #include "tests/cli/program.h"
 
 using cli_tests::content_of;
+using cli_tests::kSmall;
 using cli_tests::Outcome;
 using cli_tests::qorstat;
 using cli_tests::RunningProgram;
@@ -20,15 +22,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const std::string kSmall = QOR_SOURCE_FOLDER "/tests/data/small.toml";
-
 class StoreOptionsTest : public testing::Test {
 protected:
     StoreOptionsTest() {
-        surroundings.folder = folder.path();
-        surroundings.environment = {{"XDG_RUNTIME_DIR", runtime_folder.path()},
-                                    {"XDG_STATE_HOME", folder.path() / "state"},
-                                    {"HOME", folder.path()}};
+        surroundings.environment["XDG_RUNTIME_DIR"] = runtime_folder.path();
+        surroundings.environment["HOME"] = folder.path();
     }
 
     /** A run that ends at once. */
@@ -43,7 +41,7 @@ protected:
 
     TemporaryFolder runtime_folder;
     TemporaryFolder folder;
-    Surroundings surroundings;
+    Surroundings surroundings = cli_tests::alone(folder);
 };
 
 TEST_F(StoreOptionsTest, ARunKeepsItsStoreInTheStateFolder) {

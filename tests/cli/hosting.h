@@ -1,0 +1,21 @@
+/** Where the tests start the verbs that host the plug-in, and on what. */
+#pragma once
+
+#include <string>
+
+#include "tests/cli/program.h"
+
+namespace cli_tests {
+
+inline const std::string kSmall = QOR_SOURCE_FOLDER "/tests/data/small.toml";
+inline const std::string kPhone = QOR_SOURCE_FOLDER "/examples/phone.toml";
+
+/** Folders of its own, so that no other host of this user hears what a test posts, or shares a store with it. */
+inline Surroundings alone(const TemporaryFolder &folder) {
+    Surroundings surroundings;
+    surroundings.folder = folder.path();
+    surroundings.environment = {{"XDG_RUNTIME_DIR", folder.path()}, {"XDG_STATE_HOME", folder.path() / "state"}};
+    return surroundings;
+}
+
+} // namespace cli_tests
