@@ -7,13 +7,13 @@
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <system_error>
 #include <vector>
 
+#include <fcntl.h>
 #include <nlohmann/json.hpp>
+#include <unistd.h>
 
 #include "cli/metric_families.h"
 #include "cli/metrics_json.h"
@@ -55,13 +55,18 @@ const fs::path &folder() {
 }
 
 void write_file(const fs::path &path, const std::uint8_t *data, std::size_t size) {
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char *>(data), static_cast<std::streamsize>(size));
+    const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    require(write(descriptor, data, size) == static_cast<ssize_t>(size), "a store is written");
+    close(descriptor);
 }
 
-std::vector<char> content_of(const fs::path &path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+/** Whether a file holds these bytes and no more. */
+bool holds(const fs::path &path, const std::uint8_t *data, std::size_t size) {
+    const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    std::vector<std::uint8_t> left(size + 1);
+    const ssize_t count = read(descriptor, left.data(), left.size());
+    close(descriptor);
+    return count == static_cast<ssize_t>(size) && std::equal(data, data + size, left.begin());
 }
 
 void check_rules(const host::StoreContents &contents) {
@@ -105,9 +110,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     } catch (const host::Error &error) {
         require(error.file() == file.string(), "the error names the file", error.what());
     }
-    const std::vector<char> left = content_of(file);
-    require(std::equal(left.begin(), left.end(), data, data + size,
-                       [](char a, std::uint8_t b) { return static_cast<std::uint8_t>(a) == b; }),
-            "the file stays as it was");
+    require(holds(file, data, size), "the file stays as it was");
     return 0;
 }
