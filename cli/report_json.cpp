@@ -90,8 +90,18 @@ void append_value(text_buffer &out, const payload_value &value) {
     }
 }
 
-void append_field(text_buffer &out, const DistinctKey &key, const payload_value &value) {
-    if (value.type == payload_value::kind::text && !is_utf8(value.text)) {
+/** The last of the integers that doubles keep apart. */
+constexpr std::uint64_t kLastExactInteger = std::uint64_t{1} << 53;
+
+bool is_big_number(const payload_value &value) {
+    return value.type == payload_value::kind::number && value.number > kLastExactInteger;
+}
+
+void append_field(text_buffer &out, const DistinctKey &key, const payload_value &value, BigNumbers big_numbers) {
+    if (big_numbers == BigNumbers::AsStrings && is_big_number(value)) {
+        out.append(key.plain);
+        append_json_string(out, std::to_string(value.number));
+    } else if (value.type == payload_value::kind::text && !is_utf8(value.text)) {
         out.append(key.with_hex);
         append_hex_string(out, std::as_bytes(std::span(value.text.data(), value.text.size())));
     } else {
@@ -171,7 +181,7 @@ void append_number_member(text_buffer &out, const payload_value &value) {
     append_value(out, value);
 }
 
-void append_payload_json(text_buffer &out, const _QorProfileReport &report) {
+void append_payload_json(text_buffer &out, const _QorProfileReport &report, BigNumbers big_numbers) {
     const DistinctKeys &keys = distinct_keys(decoder::payload_of(report));
     std::size_t index = 0;
     out.append("{");
@@ -179,7 +189,7 @@ void append_payload_json(text_buffer &out, const _QorProfileReport &report) {
         if (index != 0) {
             out.append(",");
         }
-        append_field(out, keys[index++], value);
+        append_field(out, keys[index++], value, big_numbers);
     });
     out.append("}");
 }

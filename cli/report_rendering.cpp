@@ -1,5 +1,7 @@
 #include "cli/report_rendering.h"
 
+#include <memory>
+
 #include "cli/report_csv.h"
 #include "cli/report_json.h"
 #include "cli/report_trace.h"
@@ -34,10 +36,11 @@ ReportRendering report_rendering(const std::string &format, const TextStyle &sty
         return {std::string(kCsvHeading), append_csv_line, ""};
     }
     if (format == "chrome-trace") {
-        const auto append = [](text_buffer &out, const _QorProfileReport &report, const decoder::device_clock &) {
-            append_trace_event(out, report);
+        const auto events = std::make_shared<TraceEvents>();
+        const auto append = [events](text_buffer &out, const _QorProfileReport &report, const decoder::device_clock &) {
+            events->append(out, report);
         };
-        return {trace_start(), append, trace_end()};
+        return {trace_start(), append, trace_end(), true};
     }
     return {"", style.escapes_controls ? append_escaped_line : append_exact_line, ""};
 }

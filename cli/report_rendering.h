@@ -16,9 +16,10 @@ namespace cli {
 /** How reports become text in one form. */
 struct ReportRendering {
     std::string start; ///< stands before the first report
-    /** Appends what stands for one report. Any thread. */
+    /** Appends what stands for one report. Any thread, unless it `depends_on_order`. */
     std::function<void(text_buffer &out, const _QorProfileReport &report, const decoder::device_clock &clock)> append;
-    std::string end; ///< stands behind the last
+    std::string end;               ///< stands behind the last
+    bool depends_on_order = false; ///< what stands for a report depends on those before: one thread, in their order
 };
 
 /** The names of the forms: text, jsonl, csv, chrome-trace. */

@@ -1,6 +1,7 @@
 #include "cli/report_trace.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string_view>
@@ -28,15 +29,9 @@ constexpr std::uint8_t kExtFunctionType = 9;
 constexpr std::uint8_t kSensorCategory = 2;
 constexpr std::uint8_t kVastrelCategory = 4;
 
-constexpr unsigned kNamedCategories = 11;
-constexpr unsigned kComponentIds = 256;
-
-bool is_decimal(std::string_view name) { return name.find_first_not_of("0123456789") == std::string_view::npos; }
-
-void append_metadata(std::string &out, std::string_view what, unsigned process, unsigned thread,
-                     std::string_view name) {
-    out += out.back() == '[' ? "\n" : ",\n";
-    out += "{\"ph\":\"M\",\"name\":\"" + std::string(what) + "\",\"pid\":" + std::to_string(process) +
+/** The event that gives a process or a thread its name. */
+std::string naming(std::string_view what, std::uint64_t process, std::uint64_t thread, std::string_view name) {
+    return "\n{\"ph\":\"M\",\"name\":\"" + std::string(what) + "\",\"pid\":" + std::to_string(process) +
            ",\"tid\":" + std::to_string(thread) + ",\"args\":{\"name\":\"" + std::string(name) + "\"}}";
 }
 
@@ -79,21 +74,8 @@ std::uint64_t category_process(const _QorProfileReport &report) {
 
 void append_payload_arguments(text_buffer &out, const _QorProfileReport &report) {
     out.append(",\"args\":");
-    append_payload_json(out, report);
+    append_payload_json(out, report, BigNumbers::AsStrings);
     out.append("}");
-}
-
-void append_slice(text_buffer &out, const _QorProfileReport &report) {
-    const bool is_plain = report.type_id() == kFunctionType;
-    const std::uint64_t duration = std::min(number_of(report, "duration"), report.timestamp());
-    const std::optional<payload_value> function = payload_value_of(report, "function");
-    const std::string name = is_plain ? "function " + std::to_string(number_of(report, "function-id"))
-                                      : text_or_hex(function ? function->text : std::string_view());
-    append_start(out, "X", name, report.timestamp() - duration);
-    out.append(",\"dur\":");
-    append_number(out, duration);
-    append_track(out, kThreadsProcess, number_of(report, is_plain ? "thread-id" : "thread"));
-    append_payload_arguments(out, report);
 }
 
 /** "accel data" */
@@ -109,26 +91,30 @@ bool is_sensor_value(const _QorProfileReport &report) {
            (report.category_id() == kSensorCategory || report.category_id() == kVastrelCategory);
 }
 
-/** Vectors where the report has one, else every number; a counter's series are its arguments. */
-void append_counter(text_buffer &out, const _QorProfileReport &report) {
-    using Kind = payload_value::kind;
-    const Kind series = payload_value_of(report, "x") ? Kind::real : Kind::number;
-    append_start(out, "C", component_and_event(report), report.timestamp());
+void append_counter(text_buffer &out, const _QorProfileReport &report, const payload_value &value) {
+    append_start(out, "C", component_and_event(report) + " " + std::string(value.key), report.timestamp());
     append_track(out, category_process(report), report.component_id());
     out.append(",\"args\":{");
-    bool is_first = true;
+    append_number_member(out, value);
+    out.append("}}");
+}
+
+/** Vectors where the report has one, else every number. */
+void append_counters(text_buffer &out, const _QorProfileReport &report) {
+    using Kind = payload_value::kind;
+    const Kind wanted = payload_value_of(report, "x") ? Kind::real : Kind::number;
     decoder::for_each_payload_value(report, [&](const payload_value &value) {
-        if (value.type == series) {
-            out.append(is_first ? "" : ",");
-            append_number_member(out, value);
-            is_first = false;
+        if (value.type == wanted) {
+            append_counter(out, report, value);
         }
     });
-    out.append("}}");
 }
 
 /** A trace's subject says more than its event, which is always the same. */
 std::string instant_name(const _QorProfileReport &report) {
+    if (report.type_id() == kTriggerType) {
+        return component_and_event(report);
+    }
     const std::optional<payload_value> subject = payload_value_of(report, "trace");
     if (!subject) {
         return std::string(decoder::event_name(report.category_id(), report.component_id(), report.event_id()));
@@ -136,7 +122,52 @@ std::string instant_name(const _QorProfileReport &report) {
     return subject->text.empty() ? "trace " + std::to_string(subject->number) : std::string(subject->text);
 }
 
-void append_instant(text_buffer &out, const _QorProfileReport &report) {
+bool is_slice(const _QorProfileReport &report) {
+    return (report.type_id() == kFunctionType && payload_value_of(report, "function-id")) ||
+           (report.type_id() == kExtFunctionType && payload_value_of(report, "function"));
+}
+
+} // namespace
+
+std::string trace_start() {
+    return "{\"displayTimeUnit\":\"ms\",\"traceEvents\":[" + naming("process_name", kThreadsProcess, 0, "threads");
+}
+
+std::string trace_end() { return "\n]}\n"; }
+
+void TraceEvents::append(text_buffer &out, const _QorProfileReport &report) {
+    if (is_slice(report)) {
+        append_slice(out, report);
+        return;
+    }
+    name_category(out, report);
+    if (is_sensor_value(report)) {
+        append_counters(out, report);
+    } else {
+        append_instant(out, report);
+    }
+}
+
+void TraceEvents::append_slice(text_buffer &out, const _QorProfileReport &report) {
+    const bool is_plain = report.type_id() == kFunctionType;
+    const std::uint64_t thread = number_of(report, is_plain ? "thread-id" : "thread");
+    if (!_slices.knows(thread)) {
+        out.append("," + naming("thread_name", kThreadsProcess, thread, "thread " + std::to_string(thread)));
+    }
+    const std::uint64_t duration = std::min(number_of(report, "duration"), report.timestamp());
+    const Slice slice = _slices.fitted(thread, {report.timestamp() - duration, report.timestamp()});
+    const std::optional<payload_value> function = payload_value_of(report, "function");
+    const std::string name = is_plain ? "function " + std::to_string(number_of(report, "function-id"))
+                                      : text_or_hex(function ? function->text : std::string_view());
+    append_start(out, "X", name, slice.begin);
+    out.append(",\"dur\":");
+    append_number(out, slice.end - slice.begin);
+    append_track(out, kThreadsProcess, thread);
+    append_payload_arguments(out, report);
+}
+
+void TraceEvents::append_instant(text_buffer &out, const _QorProfileReport &report) {
+    name_component(out, report);
     append_start(out, "i", instant_name(report), report.timestamp());
     // A trigger marks a moment for the whole category, so viewers draw it across its tracks.
     out.append(report.type_id() == kTriggerType ? ",\"s\":\"p\"" : ",\"s\":\"t\"");
@@ -144,36 +175,22 @@ void append_instant(text_buffer &out, const _QorProfileReport &report) {
     append_payload_arguments(out, report);
 }
 
-} // namespace
-
-std::string trace_start() {
-    std::string start = "{\"displayTimeUnit\":\"ms\",\"traceEvents\":[";
-    append_metadata(start, "process_name", kThreadsProcess, 0, "threads");
-    for (unsigned category = 0; category < kNamedCategories; ++category) {
-        const auto category_id = static_cast<std::uint8_t>(category);
-        append_metadata(start, "process_name", kFirstCategoryProcess + category, 0,
-                        decoder::category_name(category_id));
-        for (unsigned component = 0; component < kComponentIds; ++component) {
-            const std::string_view name = decoder::component_name(category_id, static_cast<std::uint8_t>(component));
-            if (!is_decimal(name)) {
-                append_metadata(start, "thread_name", kFirstCategoryProcess + category, component, name);
-            }
-        }
+void TraceEvents::name_category(text_buffer &out, const _QorProfileReport &report) {
+    const std::uint8_t category = report.category_id();
+    if (!_named_categories.test(category)) {
+        _named_categories.set(category);
+        out.append("," + naming("process_name", category_process(report), 0, decoder::category_name(category)));
     }
-    return start;
 }
 
-std::string trace_end() { return "\n]}\n"; }
-
-void append_trace_event(text_buffer &out, const _QorProfileReport &report) {
-    const bool is_slice = (report.type_id() == kFunctionType && payload_value_of(report, "function-id")) ||
-                          (report.type_id() == kExtFunctionType && payload_value_of(report, "function"));
-    if (is_slice) {
-        append_slice(out, report);
-    } else if (is_sensor_value(report)) {
-        append_counter(out, report);
-    } else {
-        append_instant(out, report);
+void TraceEvents::name_component(text_buffer &out, const _QorProfileReport &report) {
+    const std::uint8_t category = report.category_id();
+    const std::uint8_t component = report.component_id();
+    const std::size_t place = category * std::size_t{256} + component;
+    if (!_named_components.test(place)) {
+        _named_components.set(place);
+        out.append("," + naming("thread_name", category_process(report), component,
+                                decoder::component_name(category, component)));
     }
 }
 

@@ -2,8 +2,10 @@
 #include <csignal>
 #include <cstdint>
 #include <fstream>
+#include <map>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -390,7 +392,7 @@ TEST(DecodeTraceTest, TriggersTracesAndCheckpointsAreInstantsOnTheTrackOfTheirCo
     const json checkpoint = only_event(report(kCheckpoint, 1, 30));
 
     EXPECT_EQ(trigger["ph"], "i");
-    EXPECT_EQ(trigger["name"], "trigger-magnitude");
+    EXPECT_EQ(trigger["tid"], 0);
     EXPECT_EQ(trace["ph"], "i");
     EXPECT_EQ(trace["name"], "EnableSshb");
     EXPECT_EQ(trace["ts"], 20);
@@ -401,35 +403,105 @@ TEST(DecodeTraceTest, TriggersTracesAndCheckpointsAreInstantsOnTheTrackOfTheirCo
     EXPECT_NE(trigger["pid"], trace["pid"]);
 }
 
-TEST(DecodeTraceTest, SensorValuesAreCounters) {
-    const json numbers = only_event(report(kAccelData, 1, 10, little_endian(5, 4) + little_endian(6, 4)));
-    const json vector = only_event(report(kVastrelIn, 1, 10, little_endian(0x18000, 4)));
+TEST(DecodeTraceTest, ATriggerIsDrawnAcrossItsCategoryAndNamesItsComponent) {
+    const json trigger = only_event(report(kTrigger, 1, 10));
 
-    EXPECT_EQ(numbers["ph"], "C");
-    EXPECT_EQ(numbers["name"], "accel data");
-    EXPECT_EQ(numbers["args"], json::parse(R"({"arg1":5,"arg2":6,"arg3":0,"arg4":0,"arg5":0,"arg6":0})"));
-    EXPECT_EQ(vector["ph"], "C");
-    EXPECT_EQ(vector["args"], json::parse(R"({"x":1.5,"y":0,"z":0})"));
+    EXPECT_EQ(trigger["s"], "p");
+    EXPECT_EQ(trigger["name"], "accel trigger-magnitude");
+}
+
+/** The values of a trace's counters by their names; each must be alone in its event. */
+std::map<std::string, json> counters_of(const std::string &dump) {
+    std::map<std::string, json> values;
+    for (const json &event : trace_events(dump)) {
+        EXPECT_EQ(event["ph"], "C");
+        EXPECT_EQ(event["args"].size(), 1u);
+        values[event["name"]] = event["args"].front();
+    }
+    return values;
+}
+
+TEST(DecodeTraceTest, EachNumberOfASensorIsACounter) {
+    const std::string payload = little_endian(5, 4) + little_endian(6, 4);
+
+    const std::map<std::string, json> expected = {{"accel data arg1", 5}, {"accel data arg2", 6},
+                                                  {"accel data arg3", 0}, {"accel data arg4", 0},
+                                                  {"accel data arg5", 0}, {"accel data arg6", 0}};
+    EXPECT_EQ(counters_of(report(kAccelData, 1, 10, payload)), expected);
+}
+
+TEST(DecodeTraceTest, EachAxisOfAVectorIsACounter) {
+    const std::string payload = little_endian(0x18000, 4) + little_endian(0xFFFF0000, 4);
+
+    const std::map<std::string, json> expected = {
+        {"vastrel data-in x", 1.5}, {"vastrel data-in y", -1.0}, {"vastrel data-in z", 0.0}};
+    EXPECT_EQ(counters_of(report(kVastrelIn, 1, 10, payload)), expected);
+}
+
+/** The names in a trace by {process, thread}; a process's own stand under thread -1. */
+std::map<std::pair<int, long>, std::string> names_in(const json &events) {
+    std::map<std::pair<int, long>, std::string> names;
+    for (const json &event : events) {
+        if (event["ph"] == "M") {
+            const long thread = event["name"] == "thread_name" ? event["tid"].get<long>() : -1;
+            const bool is_new = names.emplace(std::pair(event["pid"].get<int>(), thread), event["args"]["name"]).second;
+            EXPECT_TRUE(is_new) << event;
+        }
+    }
+    return names;
 }
 
 TEST(DecodeTraceTest, TracksHaveNames) {
-    const json file = json::parse(decode("", {"--format", "chrome-trace"}).out);
-    const json trace = only_event(report(kCheckpoint, 1, 20));
+    const std::string thread_7 = std::string(8, '\0') + little_endian(7, 4);
+    const std::string dump = report(kCheckpoint, 1, 20) + report(kCheckpoint, 2, 30) + report(kForeignInfo, 3, 40) +
+                             report(kFunction, 4, 50, thread_7) + report(kFunction, 5, 60, thread_7);
 
-    bool found = false;
-    for (const json &event : file["traceEvents"]) {
-        if (event["name"] == "thread_name" && event["pid"] == trace["pid"] && event["tid"] == trace["tid"]) {
-            EXPECT_EQ(event["args"]["name"], "latency");
-            found = true;
-        }
-    }
-    EXPECT_TRUE(found);
+    const json file = json::parse(decode(dump, {"--format", "chrome-trace"}).out);
+
+    const std::map<std::pair<int, long>, std::string> expected = {
+        {{1, -1}, "threads"}, {{1, 7}, "thread 7"}, {{17, -1}, "sshb"},
+        {{17, 3}, "latency"}, {{210, -1}, "200"},   {{210, 7}, "7"},
+    };
+    EXPECT_EQ(names_in(file["traceEvents"]), expected);
 }
 
-TEST(DecodeTraceTest, EveryGeneratedReportIsAnEvent) {
+TEST(DecodeTraceTest, ASliceThatBeginsInAnEarlierOneOfItsThreadBeginsAfterIt) {
+    const auto function = [](unsigned thread, unsigned duration) {
+        return std::string(8, '\0') + little_endian(thread, 4) + little_endian(duration, 4);
+    };
+    const std::string dump = report(kFunction, 1, 2000, function(5, 100)) +
+                             report(kFunction, 2, 2010, function(6, 50)) + report(kFunction, 3, 2020, function(5, 60)) +
+                             report(kFunction, 4, 2030, function(5, 200));
+
+    const std::vector<json> slices = trace_events(dump);
+
+    ASSERT_EQ(slices.size(), 4u);
+    EXPECT_EQ(slices[1]["ts"], 1960) << "of another thread";
+    EXPECT_EQ(slices[2]["ts"], 2000);
+    EXPECT_EQ(slices[2]["dur"], 20);
+    EXPECT_EQ(slices[2]["args"]["duration"], 60) << "as it was reported";
+    EXPECT_EQ(slices[3]["ts"], 1830) << "around the others";
+}
+
+TEST(DecodeTraceTest, NumbersThatViewersWouldRoundAreStrings) {
+    const std::string payload = little_endian(9007199254740993, 8) + little_endian(9007199254740992, 8);
+
+    const json checkpoint = only_event(report(kCheckpoint, 1, 30, payload));
+
+    EXPECT_EQ(checkpoint["args"]["global-id"], "9007199254740993");
+    EXPECT_EQ(checkpoint["args"]["entry-id"], 9007199254740992);
+}
+
+TEST(DecodeTraceTest, EveryGeneratedReportHasItsEvents) {
     const GeneratedDump dump;
 
-    EXPECT_EQ(trace_events(dump.bytes).size(), dump.bytes.size() / kReportSize);
+    std::size_t reports = 0;
+    for (const json &event : trace_events(dump.bytes)) {
+        const bool is_first_of_report =
+            event["ph"] != "C" || event["args"].contains("arg1") || event["args"].contains("x");
+        reports += is_first_of_report ? 1 : 0;
+    }
+    EXPECT_EQ(reports, dump.bytes.size() / kReportSize);
 }
 
 TEST(DecodeFilterTest, NamesAndIdsChooseReports) {
