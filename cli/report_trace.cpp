@@ -91,11 +91,21 @@ bool is_sensor_value(const _QorProfileReport &report) {
            (report.category_id() == kSensorCategory || report.category_id() == kVastrelCategory);
 }
 
+/** Words as signed numbers: an axis crosses zero, and as a big unsigned number would leave no room for the others. */
+void append_counter_value(text_buffer &out, const payload_value &value) {
+    if (value.type == payload_value::kind::real) {
+        append_number_member(out, value);
+    } else {
+        append_json_string(out, value.key);
+        out.append(":" + std::to_string(static_cast<std::int32_t>(static_cast<std::uint32_t>(value.number))));
+    }
+}
+
 void append_counter(text_buffer &out, const _QorProfileReport &report, const payload_value &value) {
     append_start(out, "C", component_and_event(report) + " " + std::string(value.key), report.timestamp());
     append_track(out, category_process(report), report.component_id());
     out.append(",\"args\":{");
-    append_number_member(out, value);
+    append_counter_value(out, value);
     out.append("}}");
 }
 

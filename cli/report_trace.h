@@ -24,9 +24,10 @@ public:
      * Appends the events of one report, after whatever stands before them, with the names of tracks that are new.
      *
      * Function reports are slices that end at their time stamp, on the track of their thread. Numbers of sensor events
-     * are counters, one a number: viewers draw the numbers of one counter on top of one another. Every other report,
-     * triggers, traces and checkpoints among them, is an instant on the track of its component, with its payload as
-     * arguments; triggers are drawn across the tracks of their category, hence their names begin with the component's.
+     * are counters, one a number: viewers draw the numbers of one counter on top of one another. Their words are taken
+     * as signed numbers, though text shows them unsigned. Every other report, triggers, traces and checkpoints among
+     * them, is an instant on the track of its component, with its payload as arguments; triggers are drawn across the
+     * tracks of their category, hence their names begin with the component's.
      */
     void append(text_buffer &out, const _QorProfileReport &report);
 

@@ -430,6 +430,17 @@ TEST(DecodeTraceTest, EachNumberOfASensorIsACounter) {
     EXPECT_EQ(counters_of(report(kAccelData, 1, 10, payload)), expected);
 }
 
+TEST(DecodeTraceTest, WordsOfASensorAreSigned) {
+    const std::string payload =
+        little_endian(0xFFFFFFFF, 4) + little_endian(0x80000000, 4) + little_endian(0x7FFFFFFF, 4);
+
+    const std::map<std::string, json> counters = counters_of(report(kAccelData, 1, 10, payload));
+
+    EXPECT_EQ(counters.at("accel data arg1"), -1);
+    EXPECT_EQ(counters.at("accel data arg2"), -2147483648);
+    EXPECT_EQ(counters.at("accel data arg3"), 2147483647);
+}
+
 TEST(DecodeTraceTest, EachAxisOfAVectorIsACounter) {
     const std::string payload = little_endian(0x18000, 4) + little_endian(0xFFFF0000, 4);
 
