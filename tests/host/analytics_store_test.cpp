@@ -1,6 +1,5 @@
 #include "host/analytics_store.h"
 
-#include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <filesystem>
@@ -617,21 +616,6 @@ TEST_F(AnalyticsStoreTest, AReaderThatIsLockedOutGetsAnErrorAfterFiveSeconds) {
 
     EXPECT_EQ(reason_of(file, [&] { host::read_analytics_store(file); }),
               "stays locked by another program for longer than 5 seconds");
-}
-
-TEST_F(AnalyticsStoreTest, AShortLockIsWaitedFor) {
-    AnalyticsStore store(file);
-    Sqlite other(file);
-    other.execute("BEGIN IMMEDIATE");
-    std::thread unlocker([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        other.execute("ROLLBACK");
-    });
-
-    store.apply(addition("a", 1));
-    unlocker.join();
-
-    EXPECT_EQ(store.contents().scalars.at("a"), 1);
 }
 
 // ---- places that cannot be written to

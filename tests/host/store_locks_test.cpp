@@ -107,6 +107,17 @@ protected:
     host::AnalyticsStore store{file};
 };
 
+TEST_F(OpenStoreLocksTest, AShortLockIsWaitedFor) {
+    lock();
+    wait_for_lock = [this] {
+        ++waits;
+        unlock();
+    };
+
+    EXPECT_TRUE(waits_and_applies(kApply, true));
+    EXPECT_EQ(store.contents().scalars.at("key"), 1);
+}
+
 TEST_F(OpenStoreLocksTest, ALockIsWaitedForInVainOnlyOnce) {
     lock();
 
