@@ -128,8 +128,7 @@ public:
     Host &operator=(const Host &) = delete;
 
     void run() {
-        // Most hosts live on the queue; those beside it wait for its thread at every step, and again for each handler
-        // of a capture, which is many times slower.
+        // Most hosts live on the queue; those beside it wait for its thread at every step, which is many times slower.
         const bool is_beside_queue = (_bits & 0x70) == 0x70;
         if (is_beside_queue) {
             take_steps();
@@ -146,7 +145,7 @@ private:
         for (int steps = 0, captures = 0; !_input.is_empty() && steps < 64 && captures < 1; ++steps) {
             const unsigned step = _input.byte();
             if (step % 16 == 15) {
-                capture();
+                _queue.run([this] { capture(); });
                 ++captures;
             } else if (step % 16 == 14) {
                 host::deliver_notification(kFaultNotification);
