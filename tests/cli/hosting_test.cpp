@@ -70,9 +70,9 @@ INSTANTIATE_TEST_SUITE_P(EverySignal, RunSignalTest, testing::Values(SIGINT, SIG
 
 TEST(RunTest, AHangUpThatIsIgnoredStaysIgnored) {
     const TemporaryFolder folder;
-    const auto former = std::signal(SIGHUP, SIG_IGN);
-    RunningProgram host({"run", kSmall}, alone(folder));
-    std::signal(SIGHUP, former);
+    Surroundings surroundings = alone(folder);
+    surroundings.ignored_signals = {SIGHUP};
+    RunningProgram host({"run", kSmall}, surroundings);
     ASSERT_TRUE(host.waits_for_message("hosting "));
 
     host.send(SIGHUP);

@@ -68,6 +68,9 @@ void close_if_open(int &descriptor) {
     if (!surroundings.folder.empty() && chdir(surroundings.folder.c_str()) == -1) {
         _exit(126);
     }
+    for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
+        std::signal(signal, surroundings.ignored_signals.count(signal) == 0 ? SIG_DFL : SIG_IGN);
+    }
     unsetenv("NO_COLOR");
     unsetenv("LOCPATH"); // with it, the C library leaks the list of folders, and the program needs no other locales
     for (const auto &[name, value] : surroundings.environment) {

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <map>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -44,6 +45,7 @@ struct Surroundings {
     bool output_is_terminal = false;                ///< a terminal of 80 columns in place of the standard output's pipe
     bool messages_are_to_terminal = false;          ///< the same for standard error
     std::string output_file;                        ///< in place of the standard output's pipe
+    std::set<int> ignored_signals; ///< of those that ask a program to end; what this process ignores does not count
 };
 
 struct Outcome {
