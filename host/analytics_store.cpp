@@ -33,10 +33,6 @@ std::uint64_t sum_of_counts(std::uint64_t a, std::uint64_t b) {
     return std::min(a, kLargestCount - added) + added;
 }
 
-[[noreturn]] void fail(const std::string &name, int error) {
-    throw Error(name, "", std::generic_category().message(error));
-}
-
 // ---- reading
 
 /** The name of the row's key, in its first column. */
@@ -103,7 +99,7 @@ struct FileState {
 FileState state_of(const std::string &name, const std::string &file) {
     struct stat status {};
     if (::stat(file.c_str(), &status) == -1) {
-        fail(name, errno);
+        throw_system_error(name, errno);
     }
     if (!S_ISREG(status.st_mode)) {
         throw Error(name, "", "is not a regular file");
@@ -145,14 +141,30 @@ std::optional<StoreContents> contents_at_rest(const std::string &name, const std
     }
 }
 
+void require_name(const std::string &path) {
+    if (path.empty()) {
+        throw Error("", "", "the name of the analytics store is empty");
+    }
+}
+
 /** The file behind a name, links followed; the database library wants it absolute and without surprises. */
 std::string real_path(const std::string &name) {
     std::error_code error;
     const fs::path path = fs::canonical(name, error);
     if (error) {
-        fail(name, error.value());
+        throw_system_error(name, error.value());
     }
     return path.string();
+}
+
+/** A log that no program has open is read with the help of a new file beside it. */
+void require_readable_log(const std::string &name, const std::string &file) {
+    const std::string folder = fs::path(file).parent_path().string();
+    if (has_log(file) && !exists(file + "-shm") && ::faccessat(AT_FDCWD, folder.c_str(), W_OK, AT_EACCESS) == -1) {
+        throw Error(name, "",
+                    "holds what a killed host left in " + in_quotes(name + "-wal") +
+                        "; to read that, it must be possible to write to its folder");
+    }
 }
 
 // ---- changing
@@ -316,7 +328,7 @@ public:
             _path = _wanted + ".partial-" + std::to_string(::getpid()) + "-" + std::to_string(attempt);
             _descriptor = ::open(_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
             if (_descriptor == -1 && errno != EEXIST) {
-                fail(_wanted, errno);
+                throw_system_error(_wanted, errno);
             }
         }
     }
@@ -331,27 +343,44 @@ public:
         while (!bytes.empty()) {
             const ssize_t written = ::write(_descriptor, bytes.data(), bytes.size());
             if (written == -1 && errno != EINTR) {
-                fail(_wanted, errno);
+                throw_system_error(_wanted, errno);
             }
             bytes.remove_prefix(written == -1 ? 0 : static_cast<std::size_t>(written));
         }
         if (::fsync(_descriptor) == -1) {
-            fail(_wanted, errno);
+            throw_system_error(_wanted, errno);
         }
     }
 
     /** @return false when there is something of the wanted name already. */
     bool take_the_wanted_name() {
-        if (::link(_path.c_str(), _wanted.c_str()) == 0) {
+        if (::link(_path.c_str(), _wanted.c_str()) == 0 || takes_the_wanted_name_without_links()) {
+            keep_across_a_loss_of_power();
             return true;
         }
         if (errno != EEXIST) {
-            fail(_wanted, errno);
+            throw_system_error(_wanted, errno);
         }
         return false;
     }
 
 private:
+    /** For file systems that know no second name of a file. @return false with `errno` as `link` leaves it. */
+    bool takes_the_wanted_name_without_links() const {
+        return errno != EEXIST &&
+               ::renameat2(AT_FDCWD, _path.c_str(), AT_FDCWD, _wanted.c_str(), RENAME_NOREPLACE) == 0;
+    }
+
+    /** As far as the file system can; the file is there in any case. */
+    void keep_across_a_loss_of_power() const {
+        const fs::path folder = fs::path(_wanted).parent_path();
+        const int descriptor = ::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        if (descriptor != -1) {
+            ::fsync(descriptor);
+            ::close(descriptor);
+        }
+    }
+
     std::string _wanted;
     std::string _path;
     int _descriptor = -1;
@@ -370,9 +399,7 @@ bool is_missing(const std::string &path) {
 }
 
 Database opened(const std::string &path) {
-    if (path.empty()) {
-        throw Error("", "", "the name of the analytics store is empty");
-    }
+    require_name(path);
     if (is_missing(path)) {
         // When another host is quicker, its file will do.
         write_new_file(path, {});
@@ -414,12 +441,14 @@ void apply(StoreContents &contents, const StoreChanges &changes) {
 }
 
 StoreContents read_analytics_store(const std::string &path) {
+    require_name(path);
     const std::string file = real_path(path);
     state_of(path, file);
     require_store_mark(path, file);
     if (std::optional<StoreContents> contents = contents_at_rest(path, file)) {
         return *std::move(contents);
     }
+    require_readable_log(path, file);
     // What a killed program left half-written is undone from its journal, which takes a connection that may write.
     const auto access = has_journal(file) ? Database::Access::kReadAndWrite : Database::Access::kRead;
     Database database(path, file, access);
@@ -428,7 +457,7 @@ StoreContents read_analytics_store(const std::string &path) {
 
 void write_new_analytics_store(const std::string &path, const StoreContents &contents) {
     if (!write_new_file(path, contents)) {
-        fail(path, EEXIST);
+        throw_system_error(path, EEXIST);
     }
 }
 

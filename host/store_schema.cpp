@@ -36,23 +36,19 @@ constexpr std::array<SchemaEntry, 4> kSchema = {{
 
 [[noreturn]] void refuse_foreign(const std::string &name) { throw Error(name, "", "is not an analytics store"); }
 
-[[noreturn]] void fail(const std::string &name, int error) {
-    throw Error(name, "", std::generic_category().message(error));
-}
-
 /** The first bytes of a database file. */
 class Header {
 public:
     Header(const std::string &name, const std::string &file) {
         const int descriptor = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
         if (descriptor == -1) {
-            fail(name, errno);
+            throw_system_error(name, errno);
         }
         const ssize_t size = ::pread(descriptor, _bytes.data(), _bytes.size(), 0);
         const int error = errno;
         ::close(descriptor);
         if (size == -1) {
-            fail(name, error);
+            throw_system_error(name, error);
         }
         _is_whole = static_cast<std::size_t>(size) == _bytes.size();
     }
@@ -117,9 +113,15 @@ void require_store_schema(Database &database) {
 
 void require_sound_pages(Database &database) {
     Statement check(database, "PRAGMA integrity_check(1)");
-    if (!check.next() || check.text(0) != "ok") {
-        refuse_damaged_store(database.name(), std::string(check.text(0)));
+    const std::string_view answer = check.next() ? check.text(0) : "";
+    if (answer != "ok") {
+        // Above what was found, there may be a line that says in which database.
+        refuse_damaged_store(database.name(), std::string(answer.substr(answer.rfind('\n') + 1)));
     }
+}
+
+void throw_system_error(const std::string &name, int number) {
+    throw Error(name, "", std::generic_category().message(number));
 }
 
 void refuse_damaged_store(const std::string &name, const std::string &how) {

@@ -27,6 +27,9 @@ void require_store_schema(Database &database);
 /** That every page and row is sound. Reads the whole database. @throws Error otherwise. */
 void require_sound_pages(Database &database);
 
+/** What the operating system answered about a store's file, by its error number. */
+[[noreturn]] void throw_system_error(const std::string &name, int number);
+
 /** A store that holds what no store can hold. */
 [[noreturn]] void refuse_damaged_store(const std::string &name, const std::string &how);
 

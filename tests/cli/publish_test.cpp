@@ -1,14 +1,13 @@
 /** `publish`: a batch of analytics entries applied to a store through the real module. */
-#include <csignal>
 #include <cstdint>
 #include <string>
 #include <vector>
 
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 
 #include "host/analytics_store.h"
 #include "tests/cli/program.h"
+#include "tests/file_size_limit.h"
 
 using cli_tests::Outcome;
 using cli_tests::qorstat;
@@ -179,26 +178,6 @@ TEST_F(PublishTest, AModuleThatInstallsNoCallbackIsAnErrorAndLeavesNoStore) {
     EXPECT_EQ(folder.names(), std::vector<std::string>{"batch.bin"});
 }
 
-/** No file may grow beyond so many bytes, for this process and those that it starts. */
-class LargestFile {
-public:
-    explicit LargestFile(rlim_t bytes) : _former_action(std::signal(SIGXFSZ, SIG_IGN)) {
-        getrlimit(RLIMIT_FSIZE, &_former);
-        const rlimit limit{bytes, _former.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~LargestFile() {
-        setrlimit(RLIMIT_FSIZE, &_former);
-        std::signal(SIGXFSZ, _former_action);
-    }
-    LargestFile(const LargestFile &) = delete;
-    LargestFile &operator=(const LargestFile &) = delete;
-
-private:
-    void (*_former_action)(int);
-    rlimit _former{};
-};
-
 TEST_F(PublishTest, ABatchThatCannotBeWrittenIsAFailureAndNothingOfItIsApplied) {
     publish(entry(2, kTest, 4));
     std::string batch;
@@ -209,7 +188,7 @@ TEST_F(PublishTest, ABatchThatCannotBeWrittenIsAFailureAndNothingOfItIsApplied) 
 
     Outcome outcome;
     {
-        const LargestFile limit(200 * 1024);
+        const FileSizeLimit limit(200 * 1024);
         outcome = qorstat({"publish", file, "--store", "store.db"}, surroundings);
     }
 

@@ -101,7 +101,7 @@ TEST_F(AnalyticsSourceTest, DeliversEachBatchOnTheQueueInTheOrderOfTheDescriptio
 
     start();
 
-    wait_until([this] { return batches.size() == 3; });
+    wait_until([this] { return batches.size() >= 3; });
     EXPECT_EQ(batches, (std::vector<std::string>{"B1", "A3", "C2"}));
     EXPECT_TRUE(was_on_queue);
 }
@@ -112,7 +112,7 @@ TEST_F(AnalyticsSourceTest, DeliversInTheOrderOfTheTimes) {
 
     start();
 
-    wait_until([this] { return batches.size() == 2; });
+    wait_until([this] { return batches.size() >= 2; });
     EXPECT_EQ(batches, (std::vector<std::string>{"A1", "B1"}));
 }
 
@@ -122,7 +122,7 @@ TEST_F(AnalyticsSourceTest, RepeatsABatchAsOftenAsItsCountSays) {
 
     start();
 
-    wait_until([this] { return batches.size() == 4; });
+    wait_until([this] { return batches.size() >= 4; });
     EXPECT_EQ(std::count(batches.begin(), batches.end(), "A1"), 3);
 }
 
@@ -176,7 +176,7 @@ TEST_F(AnalyticsSourceTest, SaysOnceForEachDeviceThatItHasNoCallback) {
 
     start();
 
-    wait_until([this] { return batches.size() == 1; });
+    wait_until([this] { return batches.size() >= 1; });
     EXPECT_EQ(problems,
               (std::vector<std::string>{"device \"b\": no analytics callback is installed, so its batches are lost"}));
 }
@@ -184,7 +184,7 @@ TEST_F(AnalyticsSourceTest, SaysOnceForEachDeviceThatItHasNoCallback) {
 TEST_F(AnalyticsSourceTest, ACallbackThatIsInstalledLaterGetsTheLaterBatches) {
     bring_to_life(batch("a", 'A', 1, "every = 0.001\n"));
     start();
-    wait_until([this] { return problems.size() == 1; });
+    wait_until([this] { return problems.size() >= 1; });
 
     install(0xA);
 
@@ -199,7 +199,7 @@ TEST_F(AnalyticsSourceTest, AClosedQueueGetsNothing) {
 
     start();
 
-    wait_until([this] { return problems.size() == 1; });
+    wait_until([this] { return problems.size() >= 1; });
     EXPECT_TRUE(batches.empty());
 }
 
