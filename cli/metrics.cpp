@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "cli/hosted_store.h"
+#include "cli/interruption.h"
 #include "cli/metric_families.h"
 #include "cli/metrics_json.h"
 #include "cli/metrics_table.h"
@@ -48,9 +49,11 @@ std::string counted(std::size_t count, const std::string &noun) {
 }
 
 std::string merge(const MetricsArguments &arguments) {
+    const Interruption interruption;
     host::StoreContents sum;
     for (const std::string &store : arguments.merged) {
         host::merge_into(sum, host::read_analytics_store(store));
+        interruption.throw_if_requested();
     }
     host::write_new_analytics_store(arguments.merged_into, sum);
     return "written to " + arguments.merged_into + ": " + counted(sum.scalars.size(), "scalar") + ", " +

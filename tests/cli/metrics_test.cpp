@@ -1,12 +1,16 @@
 /** `metrics`: stores shown and added up. */
+#include <csignal>
 #include <cstdlib>
 #include <iterator>
 #include <limits>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
+#include <unistd.h>
 
 #include "host/analytics_store.h"
 #include "platform/QorAnalytics.h"
@@ -15,6 +19,7 @@
 using cli_tests::expect_golden;
 using cli_tests::Outcome;
 using cli_tests::qorstat;
+using cli_tests::RunningProgram;
 using cli_tests::Surroundings;
 using cli_tests::TemporaryFolder;
 using host::StoreContents;
@@ -245,6 +250,46 @@ TEST_F(MetricsTest, WhatDoesNotGoTogetherIsWrongUse) {
     expect_error({"--json", "--openmetrics"}, 2, "metrics: --json and --openmetrics exclude each other");
     expect_error({"--merge", "a.db", "b.db", "-o", "sum.db", "--json"}, 2,
                  "metrics: --merge shows nothing: it goes with -o FILE only");
+}
+
+/** As another program locks a store that it writes to, whatever it writes with. */
+class LockedFile {
+public:
+    explicit LockedFile(const fs::path &file) : _descriptor(open(file.c_str(), O_RDWR | O_CLOEXEC)) {
+        struct flock lock {};
+        lock.l_type = F_WRLCK;
+        lock.l_start = 0x40000000; // where SQLite's locks are, and so many of them
+        lock.l_len = 512;
+        EXPECT_EQ(fcntl(_descriptor, F_SETLK, &lock), 0);
+    }
+    ~LockedFile() { close(_descriptor); }
+    LockedFile(const LockedFile &) = delete;
+    LockedFile &operator=(const LockedFile &) = delete;
+
+private:
+    int _descriptor;
+};
+
+TEST_F(MetricsTest, AMergeThatIsInterruptedLeavesNothing) {
+    const std::string first = store("first.db", a_day());
+    folder.file("first.db-journal", ""); // so that locks count
+    store("second.db", a_day());
+    // By another name, since the program is a copy of this process with its files at first.
+    fs::create_hard_link(first, folder.path() / "first");
+    auto lock = std::make_unique<LockedFile>(folder.path() / "first");
+    RunningProgram merge({"metrics", "--merge", "first.db", "second.db", "-o", "sum.db"}, surroundings);
+
+    // Should the program have waited in vain already, its end is the same.
+    merge.waits_for_opening(first);
+    merge.send(SIGINT);
+    lock.reset();
+
+    const Outcome outcome = merge.wait_for_end();
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_EQ(outcome.out, "");
+    for (const std::string &name : folder.names()) {
+        EXPECT_NE(name.rfind("sum.db", 0), 0u) << name;
+    }
 }
 
 } // namespace

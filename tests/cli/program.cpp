@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <sstream>
 #include <system_error>
+#include <thread>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -221,6 +223,23 @@ bool RunningProgram::waits_for_message(std::string_view text, std::size_t times)
     return waits_for(_err_text, text, times);
 }
 bool RunningProgram::waits_for_output(std::string_view text) { return waits_for(_out_text, text, 1); }
+bool RunningProgram::waits_for_opening(const fs::path &file) const {
+    const fs::path descriptors = "/proc/" + std::to_string(_process) + "/fd";
+    std::error_code gone;
+    for (;;) {
+        fs::directory_iterator open(descriptors, gone); // empty for a program that has ended
+        if (gone || open == fs::directory_iterator()) {
+            return false;
+        }
+        for (; !gone && open != fs::directory_iterator(); open.increment(gone)) {
+            if (std::error_code closed; fs::read_symlink(open->path(), closed) == file) {
+                return true;
+            }
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+}
+
 void RunningProgram::send(int signal) const { kill(_process, signal); }
 void RunningProgram::stop_reading() { close_if_open(_out); }
 

@@ -70,6 +70,8 @@ public:
     bool waits_for_message(std::string_view text, std::size_t times = 1);
     /** Waits until standard output holds `text`; false when the program ended without it. */
     bool waits_for_output(std::string_view text);
+    /** Waits until it has the file open; false when the program ended without it. */
+    bool waits_for_opening(const std::filesystem::path &file) const;
     void send(int signal) const;
     /** Closes the reading end of standard output. */
     void stop_reading();
