@@ -4,6 +4,7 @@
 #include <csignal>
 #include <exception>
 #include <memory>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -55,6 +56,8 @@ std::vector<std::string> option_names(const CLI::App &app) {
     return names;
 }
 
+std::string unexpected_argument(const std::string &word) { return "unexpected argument \"" + word + "\""; }
+
 /** What is wrong with the first word that nothing took. */
 std::string unexpected_word(const CLI::App &program, const std::vector<Verb> &verbs, const std::string &word) {
     const std::vector<CLI::App *> chosen = program.get_subcommands();
@@ -66,19 +69,37 @@ std::string unexpected_word(const CLI::App &program, const std::vector<Verb> &ve
     if (chosen.empty()) {
         return "unknown verb " + quoted + suggestion(word, verb_names(verbs));
     }
-    return "unexpected argument " + quoted;
+    return unexpected_argument(word);
+}
+
+/** The parser's message, said better where it names its own types and conversions. */
+std::string in_plain_words(const CLI::ParseError &error) {
+    const std::string message = error.what();
+    std::smatch parts;
+    if (std::regex_match(message, parts, std::regex("(-[^:]*): At Most 1 required but received [0-9]+"))) {
+        return parts.str(1) + " is given more than once";
+    }
+    if (std::regex_match(message, parts, std::regex("(-[^:]*): 1 required [A-Z]+ missing"))) {
+        return parts.str(1) + " needs a value";
+    }
+    if (std::regex_match(message, parts, std::regex("Could not convert: (\\S+) = (.*)"))) {
+        return parts.str(1) + ": \"" + parts.str(2) + "\" is nothing that it takes";
+    }
+    return message;
 }
 
 std::string wrong_use(const CLI::App &program, const std::vector<Verb> &verbs, const CLI::ParseError &error) {
     const std::vector<CLI::App *> chosen = program.get_subcommands();
     const std::string verb = chosen.empty() ? std::string() : chosen.front()->get_name() + ": ";
     if (const std::vector<std::string> left = program.remaining(true); !left.empty()) {
-        return verb + unexpected_word(program, verbs, left.front());
+        // Nothing behind "--" is an option.
+        return verb + (left.front() == "--" && left.size() > 1 ? unexpected_argument(left[1])
+                                                               : unexpected_word(program, verbs, left.front()));
     }
     if (chosen.empty()) {
         return "a verb is required; qorstat --help lists them";
     }
-    return verb + error.what();
+    return verb + in_plain_words(error);
 }
 
 int print_to_standard_output(const std::string &text) {

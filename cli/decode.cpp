@@ -14,6 +14,7 @@
 #include "cli/report_rendering.h"
 #include "cli/report_source.h"
 #include "cli/verbs.h"
+#include "cli/whole_number.h"
 
 namespace cli {
 namespace {
@@ -21,7 +22,7 @@ namespace {
 struct DecodeArguments {
     std::string file;
     ClockWords clock;
-    std::string time_zone;
+    std::optional<std::string> time_zone;
     std::string format = "text";
     Selection selection;
     bool wants_statistics = false;
@@ -91,8 +92,8 @@ void write_statistics(ReportSource &source, const DecodeArguments &arguments, co
 }
 
 int decode(const DecodeArguments &arguments) {
-    if (!arguments.time_zone.empty()) {
-        enter_time_zone(arguments.time_zone);
+    if (arguments.time_zone) {
+        enter_time_zone(*arguments.time_zone);
     }
     const DumpClock clock(arguments.clock);
     ReportSource source(arguments.file, arguments.selection);
@@ -107,7 +108,7 @@ void add_clock_options(CLI::App &verb, DecodeArguments &arguments) {
     verb.add_option("--time-sync", arguments.clock.time_sync, "Both clocks at one instant: qor=NS,calendar=NS")
         ->option_text("SYNC")
         ->excludes(live);
-    verb.add_option("--boot-time", arguments.clock.boot_time, "Microseconds since the epoch")
+    add_whole_number(verb, "--boot-time", arguments.clock.boot_time, "Microseconds since the epoch")
         ->option_text("TIME")
         ->excludes(live);
     verb.add_option("--time-zone", arguments.time_zone, "For wall-clock times; default: this machine's")
@@ -123,10 +124,11 @@ void add_filter_options(CLI::App &verb, Selection &selection) {
     add_names("--component", filter.components, "Only this component");
     add_names("--event", filter.events, "Only this event");
     add_names("--type", filter.types, "Only this type");
-    verb.add_option("--since", filter.since, "From this firmware time on, in microseconds")->option_text("TIME");
-    verb.add_option("--until", filter.until, "Up to this firmware time")->option_text("TIME");
-    CLI::Option *const first = verb.add_option("--first", selection.first, "At most N, then stop")->option_text("N");
-    verb.add_option("--last", selection.last, "At most N from the end")->option_text("N")->excludes(first);
+    add_whole_number(verb, "--since", filter.since, "From this firmware time on, in microseconds")->option_text("TIME");
+    add_whole_number(verb, "--until", filter.until, "Up to this firmware time")->option_text("TIME");
+    CLI::Option *const first =
+        add_whole_number(verb, "--first", selection.first, "At most N, then stop")->option_text("N");
+    add_whole_number(verb, "--last", selection.last, "At most N from the end")->option_text("N")->excludes(first);
 }
 
 } // namespace

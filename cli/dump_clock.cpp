@@ -8,6 +8,7 @@
 #include <fstream>
 #include <string_view>
 
+#include "cli/whole_number.h"
 #include "cli/wrong_use.h"
 #include "host/described_device.h"
 #include "host/error.h"
@@ -19,19 +20,25 @@ namespace {
 constexpr const char *kZoneFolder = "/usr/share/zoneinfo";
 constexpr std::string_view kZoneFileMark = "TZif";
 
+/** The platform's numbers are signed, and arithmetic with them wraps: the largest ones are those below zero. */
+std::optional<std::uint64_t> signed_or_whole_number(std::string_view text) {
+    if (text.substr(0, 1) != "-") {
+        return whole_number(text);
+    }
+    std::int64_t number = 0;
+    const char *const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    return error == std::errc() && stop == end ? std::optional(static_cast<std::uint64_t>(number)) : std::nullopt;
+}
+
 /** Takes "KEY=NUMBER" off the front of `text`; nothing when it does not stand there. */
 std::optional<std::uint64_t> take_number(std::string_view &text, std::string_view key) {
     if (text.substr(0, key.size()) != key) {
         return std::nullopt;
     }
-    std::uint64_t number = 0;
-    const char *const end = text.data() + text.size();
-    const auto result = std::from_chars(text.data() + key.size(), end, number);
-    if (result.ec != std::errc()) {
-        return std::nullopt;
-    }
-    text.remove_prefix(static_cast<std::size_t>(result.ptr - text.data()));
-    return number;
+    const std::string_view value = text.substr(key.size(), text.find(',', key.size()) - key.size());
+    text.remove_prefix(key.size() + value.size());
+    return signed_or_whole_number(value);
 }
 
 bool is_zone_file(const std::filesystem::path &path) {
@@ -57,7 +64,10 @@ void enter_time_zone(const std::string &name) {
     const char *const chosen = std::getenv("TZDIR"); // NOLINT(concurrency-mt-unsafe)
     const std::filesystem::path folder = chosen != nullptr && *chosen != '\0' ? chosen : kZoneFolder;
     const bool stays_inside = name.find("..") == std::string::npos && !name.empty() && name.front() != '/';
-    if (!stays_inside || !is_zone_file(folder / name)) {
+    if (!stays_inside) {
+        throw WrongUse("--time-zone: \"" + name + "\" is no zone's name, such as Europe/Berlin");
+    }
+    if (!is_zone_file(folder / name)) {
         throw host::Error((folder / name).string(), "", "is no time zone file");
     }
     // A colon in front: the name means that file, and nothing else.
@@ -74,12 +84,12 @@ struct DumpClock::LiveDevice {
 };
 
 DumpClock::DumpClock(const ClockWords &words) {
-    if (!words.time_sync.empty()) {
-        _told.sync = parse_time_sync(words.time_sync);
+    if (words.time_sync) {
+        _told.sync = parse_time_sync(*words.time_sync);
     }
     _told.boot_time = words.boot_time;
-    if (!words.live_description.empty()) {
-        _live_device = std::make_unique<LiveDevice>(words.live_description);
+    if (words.live_description) {
+        _live_device = std::make_unique<LiveDevice>(*words.live_description);
     }
 }
 

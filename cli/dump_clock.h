@@ -11,17 +11,18 @@ namespace cli {
 
 /** What the command line says about the clock; nothing of it needs to be given. */
 struct ClockWords {
-    std::string time_sync; ///< "qor=NS,calendar=NS"
+    std::optional<std::string> time_sync; ///< "qor=NS,calendar=NS"
     std::optional<std::uint64_t> boot_time;
-    std::string live_description; ///< a device description, to be asked afresh for every report
+    std::optional<std::string> live_description; ///< a device description, to be asked afresh for every report
 };
 
-/** @throws WrongUse for anything but two numbers of nanoseconds. */
+/** Both numbers may be negative. @throws WrongUse for anything but two numbers of nanoseconds. */
 decoder::time_sync parse_time_sync(const std::string &text);
 
 /**
  * Puts the process into a time zone of the system's zone files, before its first use of local time and before it
- * has other threads. @throws host::Error when there is no such file.
+ * has other threads.
+ * @throws WrongUse for what can be no zone's name, host::Error when there is no such file.
  */
 void enter_time_zone(const std::string &name);
 

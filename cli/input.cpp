@@ -54,6 +54,9 @@ private:
 } // namespace
 
 std::string input_name(const std::string &argument) {
+    if (argument.empty()) {
+        return "\"\"";
+    }
     return argument == kStandardInputArgument ? "standard input" : argument;
 }
 

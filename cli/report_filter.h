@@ -32,6 +32,9 @@ public:
     /** @throws WrongUse for a word that is neither an id nor a name that the decoder knows. */
     explicit ReportFilter(const FilterWords &words);
 
+    /** Whether there is anything that it may drop. */
+    bool asks() const { return _asks; }
+
     bool passes(const _QorProfileReport &report) const {
         return !_asks || (passes_ids(report) && _since <= report.timestamp() && report.timestamp() <= _until);
     }

@@ -61,6 +61,20 @@ const DistinctKeys &distinct_keys(const decoder::payload &layouts) {
     return all[static_cast<std::size_t>(layouts[0]) * kLayouts + static_cast<std::size_t>(layouts[1])];
 }
 
+/**
+ * The character that `text` begins with when it must not stand in a JSON string, or should not come to a terminal:
+ * quotation marks, backslashes, and the control characters up to U+001F and from U+007F to U+009F. Else empty.
+ */
+std::string_view to_escape(std::string_view text) {
+    const auto byte = [text](std::size_t index) { return static_cast<unsigned char>(text[index]); };
+    if (byte(0) < 0x20 || byte(0) == 0x7F || byte(0) == '"' || byte(0) == '\\') {
+        return text.substr(0, 1);
+    }
+    // U+0080 to U+009F are C2 80 to C2 9F, whose last byte is the character's number.
+    const bool is_upper_control = byte(0) == 0xC2 && text.size() > 1 && byte(1) <= 0x9F;
+    return text.substr(0, is_upper_control ? 2 : 0);
+}
+
 void append_real(text_buffer &out, double real) {
     std::array<char, 32> digits;
     const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), real).ptr;
@@ -162,13 +176,15 @@ void append_json_string(text_buffer &out, std::string_view text) {
     out.append("\"");
     std::size_t start = 0;
     for (std::size_t i = 0; i < text.size(); ++i) {
-        const auto byte = static_cast<unsigned char>(text[i]);
-        if (byte >= 0x20 && byte != 0x7F && byte != '"' && byte != '\\') {
+        const std::string_view escaped = to_escape(text.substr(i));
+        if (escaped.empty()) {
             continue;
         }
         out.append(text.substr(start, i - start));
-        out.append(byte == '"' || byte == '\\' ? "\\" : "\\u00");
-        out.append(byte == '"' || byte == '\\' ? std::string(1, text[i]) : hex(text.substr(i, 1)));
+        const bool is_mark = escaped == "\"" || escaped == "\\";
+        out.append(is_mark ? "\\" : "\\u00");
+        out.append(is_mark ? std::string(escaped) : hex(escaped.substr(escaped.size() - 1)));
+        i += escaped.size() - 1;
         start = i + 1;
     }
     out.append(text.substr(start));

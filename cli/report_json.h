@@ -12,7 +12,8 @@
 
 namespace cli {
 
-/** Appends `text` as a JSON string. It must be UTF-8. */
+/** Appends `text` as a JSON string without control characters, those from U+007F to U+009F included. It must be UTF-8.
+ */
 void append_json_string(text_buffer &out, std::string_view text);
 
 void append_number(text_buffer &out, std::uint64_t number);

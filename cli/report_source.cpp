@@ -85,6 +85,13 @@ std::optional<TrailingBytes> ReportSource::trailing_bytes() const {
     return TrailingBytes{_offset - _piece_used, _piece_used};
 }
 
+void ReportSource::observe(Observer observer) {
+    if (_kept_left != 0 && _filter.asks()) {
+        throw WrongUse("--stats with --last and a filter takes a file: a pipe cannot be read backwards");
+    }
+    _observer = std::move(observer);
+}
+
 void ReportSource::read_wanted(std::vector<_QorProfileReport> &block) {
     if (_left == 0U) {
         _has_ended = true;
@@ -202,6 +209,10 @@ void ReportSource::keep_last(std::uint64_t count) {
 void ReportSource::give_kept(std::vector<_QorProfileReport> &block) {
     const std::size_t count = std::min(_kept_left, kBlockReports);
     for (std::size_t i = 0; i < count; ++i) {
+        if (_observer) {
+            // All that was read passed, so those that are left stand last.
+            _observer(_kept[_kept_next], _offset - _piece_used - (_kept_left - i) * kReportSize);
+        }
         block.push_back(_kept[_kept_next]);
         _kept_next = (_kept_next + 1) % _kept.size();
     }

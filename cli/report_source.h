@@ -61,8 +61,11 @@ public:
      */
     bool next(std::vector<_QorProfileReport> &block);
 
-    /** Called with every whole report that is read from now on. */
-    void observe(Observer observer) { _observer = std::move(observer); }
+    /**
+     * Called with every whole report that is read, from the first that is given on. Before the first `next`.
+     * @throws WrongUse for the last reports of a pipe that pass a filter: what stood between them is not kept.
+     */
+    void observe(Observer observer);
 
     /** Called before each piece that is read from now on, and at the end of the input. */
     void watch(Watcher watcher) { _watcher = std::move(watcher); }

@@ -235,7 +235,9 @@ std::string suggestion(std::string_view word, const std::vector<std::string_view
 
 std::vector<std::byte> read_whole_file(const std::string &path, const std::string &file, const std::string &place) {
     const auto refuse = [&](const std::string &why) {
-        return Error(file, place, file == path ? why : in_quotes(path) + ": " + why);
+        // A file without a name is named, too.
+        const bool is_named = file == path && !path.empty();
+        return Error(file, place, is_named ? why : in_quotes(path) + ": " + why);
     };
     std::error_code failure;
     const std::filesystem::file_status status = std::filesystem::status(path, failure);

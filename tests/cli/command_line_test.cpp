@@ -65,6 +65,16 @@ TEST(CommandLineTest, MissingArgumentsAreErrors) {
     expect_wrong_use({{"validate"}, "validate: PLUGIN.so is required"});
 }
 
+TEST(CommandLineTest, OptionsAreGivenOnceAndWithTheirValues) {
+    expect_wrong_use({{"decode", "-", "--first", "3", "--first", "4"}, "decode: --first is given more than once"});
+    expect_wrong_use({{"decode", "-", "--format"}, "decode: --format needs a value"});
+    expect_wrong_use({{"decode", "-", "--strict=maybe"}, "decode: --strict: \"maybe\" is nothing that it takes"});
+}
+
+TEST(CommandLineTest, NothingBehindTwoHyphensIsAnOption) {
+    expect_wrong_use({{"decode", "--", "-", "--first"}, "decode: unexpected argument \"--first\""});
+}
+
 TEST(CommandLineTest, ATimeThatIsNoneIsWrongUse) {
     for (const std::string seconds : {"soon", "-1", "nan", "inf", "1e99"}) {
         expect_wrong_use({{"run", "x.toml", "--for=" + seconds},
