@@ -296,7 +296,7 @@ Verb add_validate_verb(CLI::App &program) {
     verb->add_option("--check-in-child", arguments->check_in_child)->group(""); // this program's own use
     verb->footer("Each check has a process of its own: a crash or a hang is a result. Statuses:\n"
                  "passed, failed, crashed, skipped, warning; failed or crashed exits with 1.\n"
-                 "A check that shows why another one is skipped is made, too, whatever --only says.\n\n" +
+                 "A check that shows why another is skipped is made, too, whatever --only says.\n\n" +
                  examples("qorstat validate build/release/bin/OndreQORHIDStatistics.so",
                           "qorstat validate plugin.so --only '^(factory|query)-' --reproduce"));
     return {verb, [arguments] { return validate(*arguments); }};
