@@ -84,11 +84,10 @@ using dump_writer = char *(*)(char *, const std::uint8_t *, std::size_t);
 
 dump_writer best_writer() {
 #if defined(__x86_64__)
-    if (has_vectors()) {
-        return put_dump_vectors;
-    }
-#endif
+    return has_vectors() ? put_dump_vectors : put_dump_portably;
+#else
     return put_dump_portably;
+#endif
 }
 
 char *choose_and_put_dump(char *out, const std::uint8_t *data, std::size_t length);

@@ -10,12 +10,11 @@
 #include "decoder/report_line.h"
 
 std::string profile_decoder::to_string(const _QorProfileReport &report) const {
-    const decoder::line_names names{
-        str(category_name(report.category_id())),
-        str(component_name(report.component_id())),
-        str(event_name(report.component_id(), report.event_id())),
-        str(type_name(report.type_id())),
-    };
+    decoder::line_names names;
+    names.category = str(category_name(report.category_id()));
+    names.component = str(component_name(report.component_id()));
+    names.event = str(event_name(report.component_id(), report.event_id()));
+    names.type = str(type_name(report.type_id()));
     text_buffer buffer;
     decoder::append_line(buffer, *this, names, report, decoder::read_device_clock());
     return std::string(buffer.text());

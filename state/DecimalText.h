@@ -6,7 +6,10 @@
 
 class DecimalText {
 public:
-    /** @param value  below 10^12 in magnitude: seconds of a 64-bit count of nanoseconds, fixed-point numbers. */
+    /**
+     * @param value  below 10^12 in magnitude: seconds of a 64-bit count of nanoseconds, fixed-point numbers. A number
+     *               whose text does not fit has an empty one.
+     */
     explicit DecimalText(double value) {
         const std::to_chars_result result =
             std::to_chars(_text, _text + sizeof _text - 1, value, std::chars_format::fixed, 6);
