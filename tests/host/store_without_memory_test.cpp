@@ -37,12 +37,13 @@ void *allocate(std::size_t size) {
 
 } // namespace
 
-void *operator new(std::size_t size) { return allocate(size); }
-void *operator new[](std::size_t size) { return allocate(size); }
-void operator delete(void *memory) noexcept { std::free(memory); }
-void operator delete(void *memory, std::size_t) noexcept { std::free(memory); }
-void operator delete[](void *memory) noexcept { std::free(memory); }
-void operator delete[](void *memory, std::size_t) noexcept { std::free(memory); }
+// Inlined, they would be warned of as mixed with those of the C library.
+[[gnu::noinline]] void *operator new(std::size_t size) { return allocate(size); }
+[[gnu::noinline]] void *operator new[](std::size_t size) { return allocate(size); }
+[[gnu::noinline]] void operator delete(void *memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void *memory, std::size_t) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete[](void *memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete[](void *memory, std::size_t) noexcept { std::free(memory); }
 
 namespace {
 
