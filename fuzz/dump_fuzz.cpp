@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -17,6 +18,7 @@
 #include "cli/report_source.h"
 #include "cli/wrong_use.h"
 #include "decoder/name_tables.h"
+#include "fuzz/controls.h"
 #include "fuzz/input.h"
 
 namespace {
@@ -126,6 +128,8 @@ struct Wish {
                report.timestamp() <= selection.filter.until.value_or(UINT64_MAX);
     }
 
+    bool is_unfiltered() const { return conditions.empty() && !selection.filter.since && !selection.filter.until; }
+
     unsigned form;
     bool is_pipe;
     cli::TextStyle style;
@@ -170,9 +174,7 @@ Reports wanted(Reports reports, const Wish &wish) {
 
 void check_lines(std::string_view text, const Reports &reports) {
     require(std::ranges::count(text, '\n') == static_cast<std::ptrdiff_t>(reports.size()), "a report is a line");
-    for (const char c : text) {
-        require(c == '\n' || static_cast<unsigned char>(c) >= 0x20, "a terminal gets no control character");
-    }
+    require(!fuzz::has_controls(text), "a terminal gets no control character");
 }
 
 void check_json_lines(std::string_view text, const Reports &reports) {
@@ -213,12 +215,29 @@ void check_csv(std::string_view text, const Reports &reports) {
     require(text.empty(), "a report is a CSV record");
 }
 
+/** What a trace shows as counters, one for each number. */
+bool is_sensor_value(const _QorProfileReport &report) {
+    return report.type_id() == 3 && (report.category_id() == 2 || report.category_id() == 4);
+}
+
 void check_trace(std::string_view text, const Reports &reports) {
-    static const std::size_t names = nlohmann::json::parse(cli::report_rendering("chrome-trace", {}).start +
-                                                           cli::report_rendering("chrome-trace", {}).end)
-                                         .at("traceEvents")
-                                         .size();
-    require(nlohmann::json::parse(text).at("traceEvents").size() == names + reports.size(), "a report is an event");
+    std::ptrdiff_t events = 0;
+    const auto trace = nlohmann::json::parse(text);
+    for (const nlohmann::json &event : trace.at("traceEvents")) {
+        const std::string phase = event.at("ph");
+        require(phase == "M" || phase == "C" || phase == "X" || phase == "i", "an event is of a known kind");
+        events += phase == "X" || phase == "i" ? 1 : 0;
+    }
+    require(events == std::ranges::count_if(reports, std::not_fn(is_sensor_value)),
+            "a report that is no sensor's value is an event");
+}
+
+std::uint64_t gaps_in(const Reports &reports) {
+    std::uint64_t gaps = 0;
+    for (std::size_t i = 1; i < reports.size(); ++i) {
+        gaps += reports[i].sequence_num() - reports[i - 1].sequence_num() == 1 ? 0 : 1;
+    }
+    return gaps;
 }
 
 void check_statistics(const cli::SequenceWatch &sequence, const Wish &wish, const Reports &reports) {
@@ -241,6 +260,9 @@ void render(const Wish &wish, const Reports &reports) {
         rendering.append(text, report, wish.clock);
     }
     text.append(rendering.end);
+    if (form != "text") {
+        require(!fuzz::has_controls(text.text()), "a terminal gets no control character");
+    }
     if (form == "jsonl") {
         check_json_lines(text.text(), reports);
     } else if (form == "csv") {
@@ -256,7 +278,10 @@ void decode(const Wish &wish, std::span<const std::uint8_t> bytes) {
     const Dump dump(bytes, wish.is_pipe);
     cli::ReportSource source(dump.name(), wish.selection);
     cli::SequenceWatch sequence;
-    source.observe([&](const _QorProfileReport &report, std::uint64_t offset) { sequence.see(report, offset); });
+    const bool counts = wish.form >= cli::kReportFormats.size();
+    if (counts) {
+        source.observe([&](const _QorProfileReport &report, std::uint64_t offset) { sequence.see(report, offset); });
+    }
 
     Reports read;
     for (Reports block; source.next(block);) {
@@ -272,11 +297,14 @@ void decode(const Wish &wish, std::span<const std::uint8_t> bytes) {
         const auto trailing = source.trailing_bytes();
         require((trailing ? trailing->count : 0) == bytes.size() % _QorProfileReport::kSize, "the rest is named");
     }
-    if (wish.form < cli::kReportFormats.size()) {
+    if (!counts) {
         render(wish, read);
         return;
     }
     check_statistics(sequence, wish, read);
+    if (wish.is_unfiltered()) {
+        require(sequence.gap_count() == gaps_in(read), "every gap is counted");
+    }
 }
 
 } // namespace

@@ -12,6 +12,7 @@
 
 #include "cli/record_json.h"
 #include "cli/record_text.h"
+#include "fuzz/controls.h"
 #include "fuzz/input.h"
 #include "host/error.h"
 #include "host/state_capture.h"
@@ -61,9 +62,7 @@ void show(const host::StateRecord &record, Bytes file, std::size_t columns) {
 
     require(exact.back() == '\n', "the last line does not end");
     require(exact.size() <= kMostForAnEmptyTable + kMostPerByte * record.size, "the text is out of proportion");
-    for (const char c : escaped) {
-        require(c == '\n' || static_cast<unsigned char>(c) >= 0x20, "a terminal gets a control character");
-    }
+    require(!fuzz::has_controls(escaped), "a terminal gets a control character");
     require(without_colours(coloured) == escaped, "colours change the text");
 
     const nlohmann::ordered_json json = cli::record_json(record, file);
