@@ -4,8 +4,9 @@
 #include <csignal>
 #include <exception>
 #include <memory>
-#include <regex>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include <fcntl.h>
@@ -72,18 +73,26 @@ std::string unexpected_word(const CLI::App &program, const std::vector<Verb> &ve
     return unexpected_argument(word);
 }
 
+/** What stands before and behind the first `mark`; all before it where there is none. */
+std::pair<std::string, std::string> split(const std::string &text, std::string_view mark) {
+    const std::size_t place = text.find(mark);
+    return place == std::string::npos ? std::pair(text, std::string())
+                                      : std::pair(text.substr(0, place), text.substr(place + mark.size()));
+}
+
 /** The parser's message, said better where it names its own types and conversions. */
 std::string in_plain_words(const CLI::ParseError &error) {
     const std::string message = error.what();
-    std::smatch parts;
-    if (std::regex_match(message, parts, std::regex("(-[^:]*): At Most 1 required but received [0-9]+"))) {
-        return parts.str(1) + " is given more than once";
+    const auto [about, problem] = split(message, ": ");
+    if (problem.starts_with("At Most 1 required")) {
+        return about + " is given more than once";
     }
-    if (std::regex_match(message, parts, std::regex("(-[^:]*): 1 required [A-Z]+ missing"))) {
-        return parts.str(1) + " needs a value";
+    if (problem.starts_with("1 required ")) {
+        return about + " needs a value";
     }
-    if (std::regex_match(message, parts, std::regex("Could not convert: (\\S+) = (.*)"))) {
-        return parts.str(1) + ": \"" + parts.str(2) + "\" is nothing that it takes";
+    if (about == "Could not convert") {
+        const auto [option, value] = split(problem, " = ");
+        return option + ": \"" + value + "\" is nothing that it takes";
     }
     return message;
 }

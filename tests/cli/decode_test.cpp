@@ -608,8 +608,11 @@ TEST(DecodeFilterTest, WrongNamesSuggestTheRightOnes) {
 TEST(DecodeFilterTest, NumbersAreDecimalAndOfSixtyFourBits) {
     for (const std::string option : {"--first", "--last", "--since", "--until", "--boot-time"}) {
         for (const std::string text : {"-1", "+1", "1e3", "0x10", " 1", "1 ", "18446744073709551616"}) {
-            expect_wrong_use({option + "=" + text},
-                             option + ": \"" + text + "\" is no number from 0 to 18446744073709551615");
+            std::string given = option;
+            given.append("=").append(text);
+            std::string message = option;
+            message.append(": \"").append(text).append("\" is no number from 0 to 18446744073709551615");
+            expect_wrong_use({given}, message);
         }
     }
     expect_wrong_use({"--first", ""}, "--first: \"\" is no number from 0 to 18446744073709551615");

@@ -7,6 +7,7 @@
 #include <functional>
 #include <limits>
 #include <random>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -283,14 +284,15 @@ TEST_F(AnalyticsStoreTest, ValuesOfOtherTypesThanTheTablesSayAreRefused) {
     for (const Lie &lie : lies) {
         const std::string table = lie.table;
         for (const char *row : lie.rows) {
-            expect_refused_after(
-                "PRAGMA writable_schema = ON; CREATE TABLE kept AS SELECT sql FROM sqlite_schema WHERE "
-                "name = '" +
-                    table + "'; DROP TABLE " + table + "; CREATE TABLE " + table + " " + lie.columns +
-                    "; INSERT INTO " + table + " VALUES " + row +
-                    "; UPDATE sqlite_schema SET sql = (SELECT sql FROM kept) WHERE name = '" + table +
-                    "'; DROP TABLE kept",
-                HasSubstr("is damaged: "));
+            std::ostringstream sql;
+            sql << "PRAGMA writable_schema = ON;"
+                << "CREATE TABLE kept AS SELECT sql FROM sqlite_schema WHERE name = '" << table << "';"
+                << "DROP TABLE " << table << ";"
+                << "CREATE TABLE " << table << " " << lie.columns << ";"
+                << "INSERT INTO " << table << " VALUES " << row << ";"
+                << "UPDATE sqlite_schema SET sql = (SELECT sql FROM kept) WHERE name = '" << table << "';"
+                << "DROP TABLE kept";
+            expect_refused_after(sql.str(), HasSubstr("is damaged: "));
         }
     }
 }
