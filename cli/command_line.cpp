@@ -82,7 +82,7 @@ std::pair<std::string, std::string> split(const std::string &text, std::string_v
 
 /** The parser's message, said better where it names its own types and conversions. */
 std::string in_plain_words(const CLI::ParseError &error) {
-    const std::string message = error.what();
+    std::string message = error.what();
     const auto [about, problem] = split(message, ": ");
     if (problem.starts_with("At Most 1 required")) {
         return about + " is given more than once";

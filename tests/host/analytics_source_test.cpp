@@ -176,7 +176,7 @@ TEST_F(AnalyticsSourceTest, SaysOnceForEachDeviceThatItHasNoCallback) {
 
     start();
 
-    wait_until([this] { return batches.size() >= 1; });
+    wait_until([this] { return !batches.empty(); });
     EXPECT_EQ(problems,
               (std::vector<std::string>{"device \"b\": no analytics callback is installed, so its batches are lost"}));
 }
@@ -184,7 +184,7 @@ TEST_F(AnalyticsSourceTest, SaysOnceForEachDeviceThatItHasNoCallback) {
 TEST_F(AnalyticsSourceTest, ACallbackThatIsInstalledLaterGetsTheLaterBatches) {
     bring_to_life(batch("a", 'A', 1, "every = 0.001\n"));
     start();
-    wait_until([this] { return problems.size() >= 1; });
+    wait_until([this] { return !problems.empty(); });
 
     install(0xA);
 
@@ -199,7 +199,7 @@ TEST_F(AnalyticsSourceTest, AClosedQueueGetsNothing) {
 
     start();
 
-    wait_until([this] { return problems.size() >= 1; });
+    wait_until([this] { return !problems.empty(); });
     EXPECT_TRUE(batches.empty());
 }
 
