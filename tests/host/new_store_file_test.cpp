@@ -30,11 +30,11 @@ extern "C" int link(const char *from, const char *to) noexcept {
     return ::linkat(AT_FDCWD, from, AT_FDCWD, to, 0);
 }
 
-extern "C" int fsync(int descriptor) {
+extern "C" int fsync(int fd) {
     struct stat status {};
-    ::fstat(descriptor, &status);
+    ::fstat(fd, &status);
     flushed.insert(status.st_ino);
-    return static_cast<int>(::syscall(SYS_fsync, descriptor));
+    return static_cast<int>(::syscall(SYS_fsync, fd));
 }
 
 namespace {
