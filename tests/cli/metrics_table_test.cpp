@@ -65,11 +65,8 @@ TEST(MetricsTableTest, AKeyWithoutRoomStandsAboveItsNumbers) {
 }
 
 TEST(MetricsTableTest, BarsAreAsHighAsTheCounts) {
-    host::Distribution distribution;
-    for (int i = 0; i < 8; ++i) {
-        distribution[i] = static_cast<std::uint64_t>(2 * i + 1); // of at most 16: the middle of each eighth
-    }
-    distribution[11] = 16;
+    // Of at most 16: the middle of each eighth.
+    const host::Distribution distribution{{0, 1}, {1, 3}, {2, 5}, {3, 7}, {4, 9}, {5, 11}, {6, 13}, {7, 15}, {11, 16}};
     const StoreContents contents{{}, {{"com.ondre.zel.ttw.x", distribution}}};
 
     EXPECT_THAT(metrics_table(contents, with_blocks()), HasSubstr("  ▁▂▃▄▅▆▇█   █\n"));
