@@ -168,7 +168,9 @@ void drop(TvRef value, TvValue *&dead) {
     if (value == nullptr || value->kind == Kind::Boolean) {
         return;
     }
-    if (value->references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+    // The only reference needs no locked instruction: nobody else is there to count.
+    if (value->references.load(std::memory_order_acquire) == 1 ||
+        value->references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
         // Nobody else can reach the value now; it was allocated mutable.
         auto *last = const_cast<TvValue *>(value);
         last->next_dead = dead;
@@ -265,26 +267,47 @@ std::size_t sequence_length(std::string_view text) {
     return 0;
 }
 
-/** Texts are mostly ASCII, and eight bytes of it are told at once. */
-void skip_ascii(std::string_view &text) {
-    constexpr std::uint64_t kTopBits = 0x8080808080808080;
-    for (std::uint64_t eight = 0; text.size() >= sizeof eight; text.remove_prefix(sizeof eight)) {
-        std::memcpy(&eight, text.data(), sizeof eight);
-        if ((eight & kTopBits) != 0) {
-            return;
-        }
+constexpr std::size_t kWord = sizeof(std::uint64_t);
+
+std::uint64_t word_at(const char *bytes) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, bytes, sizeof word);
+    return word;
+}
+
+/** Whether none of the bytes of a word, or of several that were combined by "or", is above 0x7F. */
+bool is_ascii_word(std::uint64_t word) { return (word & 0x8080808080808080) == 0; }
+
+/** How many bytes `text` begins with that are told to be ASCII many at once; most texts are nothing else. */
+std::size_t ascii_length(std::string_view text) {
+    if (text.size() < kWord) {
+        return 0;
     }
+    const char *const begin = text.data();
+    const char *const last_word = begin + text.size() - kWord;
+    const char *next = begin;
+    while (
+        last_word - next >= static_cast<std::ptrdiff_t>(3 * kWord) &&
+        is_ascii_word(word_at(next) | word_at(next + kWord) | word_at(next + 2 * kWord) | word_at(next + 3 * kWord))) {
+        next += 4 * kWord;
+    }
+    while (next < last_word && is_ascii_word(word_at(next))) {
+        next += kWord;
+    }
+    // The rest ends with the last word, which may begin before it.
+    return next >= last_word && is_ascii_word(word_at(last_word)) ? text.size()
+                                                                  : static_cast<std::size_t>(next - begin);
 }
 
 bool is_utf8(std::string_view text) {
-    skip_ascii(text);
+    text.remove_prefix(ascii_length(text));
     while (!text.empty()) {
         const std::size_t length = sequence_length(text);
         if (length == 0) {
             return false;
         }
         text.remove_prefix(length);
-        skip_ascii(text);
+        text.remove_prefix(ascii_length(text));
     }
     return true;
 }

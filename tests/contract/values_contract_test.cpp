@@ -257,6 +257,21 @@ TEST(ValuesContract, StringsAreMadeOfTextThatIsValidInItsEncodingAndOfNoOther) {
     }
 }
 
+TEST(ValuesContract, TextIsJudgedByItsBytesWhereverTheyStand) {
+    for (const TextRow &row : kTextRows) {
+        for (std::size_t before = 0; before < 80; ++before) {
+            for (std::size_t after = 0; after < 12; ++after) {
+                const std::string bytes = std::string(before, 'x') + row.bytes + std::string(after, 'x');
+                const OwnedValue ascii(TvStringCreateWithBytes(bytes.data(), bytes.size(), kTvStringEncodingASCII));
+                const OwnedValue utf8(TvStringCreateWithBytes(bytes.data(), bytes.size(), kTvStringEncodingUTF8));
+
+                ASSERT_EQ(static_cast<bool>(ascii), row.ascii) << row.meaning << " at " << before;
+                ASSERT_EQ(static_cast<bool>(utf8), row.utf8) << row.meaning << " at " << before;
+            }
+        }
+    }
+}
+
 TEST(ValuesContract, StringOfBytesTakesNoMoreThanItsLengthAndEndsWithAZero) {
     const OwnedValue string(TvStringCreateWithBytes("abcdef", 3, kTvStringEncodingASCII));
 
