@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <charconv>
 #include <chrono>
 #include <csignal>
 #include <cstring>
@@ -20,6 +19,7 @@
 #include "cli/output.h"
 #include "cli/validation_report.h"
 #include "cli/verbs.h"
+#include "cli/whole_number.h"
 #include "cli/wrong_use.h"
 #include "host/error.h"
 #include "host/module_file.h"
@@ -268,14 +268,6 @@ std::string check_time_out(const std::string &text) {
     return "\"" + text + "\" is no number of seconds from 0.001 to 86400";
 }
 
-std::string check_seed(const std::string &text) {
-    std::uint64_t seed = 0;
-    const char *const end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, seed);
-    return error == std::errc() && stop == end ? std::string()
-                                               : "\"" + text + "\" is no number from 0 to 18446744073709551615";
-}
-
 } // namespace
 
 Verb add_validate_verb(CLI::App &program) {
@@ -285,9 +277,8 @@ Verb add_validate_verb(CLI::App &program) {
     verb->add_option("PLUGIN.so", arguments->module, "The module");
     verb->add_flag("--list", arguments->lists, "List the checks and what each promises");
     verb->add_option("--only", arguments->only, "Only checks whose names match (POSIX extended)")->option_text("REGEX");
-    verb->add_option("--seed", arguments->seed, "What the checks' random numbers come from; default: 1")
-        ->option_text("N")
-        ->check(check_seed, "");
+    add_whole_number(*verb, "--seed", arguments->seed, "What the checks' random numbers come from; default: 1")
+        ->option_text("N");
     verb->add_option("--timeout", arguments->time_out, "A check's time; default: 60")
         ->option_text("SECONDS")
         ->check(check_time_out, "");

@@ -294,6 +294,19 @@ TEST(ValidateTest, TheSeedIsInTheResultAndTheSameResultComesAgain) {
     EXPECT_EQ(first.out, second.out);
 }
 
+TEST(ValidateTest, TheSeedIsDecimalAlsoBehindZeros) {
+    const struct {
+        std::string text;
+        unsigned seed;
+    } rows[] = {{"010", 10}, {"08", 8}, {"0", 0}};
+    for (const auto &row : rows) {
+        const Outcome outcome = qorstat({"validate", QOR_MODULE, "--only", "^open$", "--seed", row.text, "--json"});
+
+        ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+        EXPECT_EQ(json::parse(outcome.out)["seed"], row.seed);
+    }
+}
+
 TEST(ValidateTest, JsonNamesEveryPartOfAResult) {
     const json result = json::parse(
         qorstat({"validate", broken("RefusesOptions"), "--only", "^(open|counting)$", "--json"}, unlooked_for_leaks())
