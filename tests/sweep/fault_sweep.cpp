@@ -657,8 +657,11 @@ private:
                     static_cast<unsigned long long>(all.cases));
     }
 
-    /** Every operation that can fail is struck in some run, or is known never to be. */
+    /** Something is struck; and in a whole sweep every operation that can fail is, or is known never to be. */
     void check_coverage() {
+        if (std::all_of(_tallies.begin(), _tallies.end(), [](const auto &entry) { return entry.second.cases == 0; })) {
+            fail("the sweep", "nothing was struck");
+        }
         if (_options.sample != 0 || !_options.only.empty()) {
             return;
         }
