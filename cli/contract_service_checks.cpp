@@ -187,8 +187,7 @@ std::ptrdiff_t thread_count() {
     return std::distance(fs::directory_iterator("/proc/self/task"), fs::directory_iterator());
 }
 
-/** Waits until there are no more than so many threads: the system still counts one a little after it has been joined.
- */
+/** Waits until there are no more than so many threads: one that was joined is still counted for a moment. */
 void wait_for_threads(std::ptrdiff_t most) {
     using Clock = std::chrono::steady_clock;
     const Clock::time_point end = Clock::now() + std::chrono::seconds(10);

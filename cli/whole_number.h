@@ -10,8 +10,7 @@
 
 namespace cli {
 
-/** The number that `text` writes in decimal digits and nothing else, zeros in front included; nothing beyond 64 bits.
- */
+/** The number that `text` writes in decimal digits alone, zeros in front included; nothing beyond 64 bits. */
 std::optional<std::uint64_t> whole_number(std::string_view text);
 
 /**
