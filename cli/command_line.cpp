@@ -4,6 +4,7 @@
 #include <csignal>
 #include <exception>
 #include <memory>
+#include <new>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -182,6 +183,9 @@ int run_command_line(int argc, const char *const *argv) {
         return parse_and_run(argc, argv);
     } catch (const ReaderHasGone &) {
         return kExitFine;
+    } catch (const std::bad_alloc &) {
+        print_error("out of memory");
+        return kExitFailed;
     } catch (const std::exception &error) {
         print_error(error.what());
         return kExitFailed;
