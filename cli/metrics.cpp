@@ -13,6 +13,7 @@
 #include "cli/verbs.h"
 #include "cli/wrong_use.h"
 #include "host/analytics_store.h"
+#include "host/tallybook_store.h"
 
 namespace cli {
 namespace {
@@ -32,6 +33,9 @@ void check_use(const MetricsArguments &arguments) {
     }
     if (merges && arguments.merged_into.empty()) {
         throw WrongUse("--merge needs -o FILE for the sum");
+    }
+    if (arguments.merged_into == "-" || arguments.merged_into == host::kStoreInMemory) {
+        throw WrongUse("-o: the sum goes into a file; \"" + arguments.merged_into + "\" is none");
     }
     if (merges && (arguments.store || arguments.is_json || arguments.is_openmetrics)) {
         throw WrongUse("--merge shows nothing: it goes with -o FILE only");

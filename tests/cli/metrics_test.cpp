@@ -252,6 +252,17 @@ TEST_F(MetricsTest, WhatDoesNotGoTogetherIsWrongUse) {
                  "metrics: --merge shows nothing: it goes with -o FILE only");
 }
 
+TEST_F(MetricsTest, ASumGoesIntoAFile) {
+    store("a.db", {{{"x", 1}}, {}});
+
+    for (const std::string word : {"-", ":memory:"}) {
+        expect_error({"--merge", "a.db", "a.db", "-o", word}, 2,
+                     "metrics: -o: the sum goes into a file; \"" + word + "\" is none");
+    }
+
+    EXPECT_THAT(folder.names(), ElementsAre("a.db"));
+}
+
 /** As another program locks a store that it writes to, whatever it writes with. */
 class LockedFile {
 public:
