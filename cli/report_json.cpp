@@ -96,7 +96,8 @@ void append_value(text_buffer &out, const payload_value &value) {
     case Kind::real:
         return append_real(out, value.real);
     case Kind::name:
-        return value.text.empty() ? append_number(out, value.number) : append_json_string(out, value.text);
+        // As any id without a name: a string, so that a key's values are all of one type.
+        return append_json_string(out, value.text.empty() ? std::to_string(value.number) : std::string(value.text));
     case Kind::text:
         return append_json_string(out, value.text);
     case Kind::bytes:

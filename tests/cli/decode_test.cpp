@@ -266,6 +266,16 @@ TEST(DecodeJsonTest, BytesAreHexAndVectorsAreNumbers) {
     EXPECT_EQ(payload["z"], 1.0 / 65536);
 }
 
+TEST(DecodeJsonTest, ASubjectIsAStringWithOrWithoutAName) {
+    const auto subject = [](std::uint32_t id) {
+        const Outcome outcome = decode(report(kTrace, 1, 1, little_endian(id, 4)), {"--format", "jsonl"});
+        return json::parse(outcome.out)["payload"]["trace"];
+    };
+
+    EXPECT_EQ(subject(7), "EnableSshb");
+    EXPECT_EQ(subject(307), "307");
+}
+
 TEST(DecodeJsonTest, KeysThatComeTwiceAreToldApart) {
     // Short data of an sshb event without a layout of its own shows the generic fields twice.
     const std::string twice = report({7, 0, 9, 2}, 1, 1, little_endian(5, 2));
