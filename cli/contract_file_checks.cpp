@@ -123,14 +123,14 @@ private:
     }
 };
 
-/** The first at an odd address: the entry points take any. */
+/** Any bytes, but for a category that is known or not far from it. */
 std::vector<Report> random_reports(CheckedModule &module, std::size_t count) {
     std::vector<Report> reports(count);
     for (Report &report : reports) {
         for (std::uint8_t &byte : report) {
             byte = static_cast<std::uint8_t>(module.random());
         }
-        report[3] %= 12; // the category, beyond the known ones too: else most would be unknown
+        report[3] %= 12; // the category: else most would be unknown
     }
     return reports;
 }
