@@ -170,11 +170,16 @@ CheckResult judged(const ChildOutcome &outcome, double time_out) {
     return *result;
 }
 
+/** The module's path, such that nothing takes it for an option. */
+std::string module_argument(const ValidateArguments &arguments) {
+    return (arguments.module.front() == '-' ? "./" : "") + arguments.module;
+}
+
 /** What runs the check alone as these arguments run it. */
 std::string command_for(const ContractCheck &check, const ValidateArguments &arguments) {
     std::vector<std::string> words = {"qorstat",
                                       "validate",
-                                      arguments.module,
+                                      module_argument(arguments),
                                       "--only",
                                       "^" + std::string(check.name) + "$",
                                       "--seed",
@@ -188,7 +193,7 @@ std::string command_for(const ContractCheck &check, const ValidateArguments &arg
 CheckReport run_in_child(const ContractCheck &check, const ValidateArguments &arguments) {
     const auto time_out = std::chrono::duration_cast<std::chrono::milliseconds>(
         std::chrono::duration<double>(arguments.chosen_time_out()));
-    const ChildOutcome outcome = run_child({"validate", arguments.module, "--seed",
+    const ChildOutcome outcome = run_child({"validate", module_argument(arguments), "--seed",
                                             std::to_string(arguments.chosen_seed()), "--check-in-child", check.name},
                                            exact_memory_environment(), time_out);
     return {check, judged(outcome, arguments.chosen_time_out()), outcome.messages, command_for(check, arguments)};

@@ -229,6 +229,19 @@ TEST(ValidateTest, ACommandThatShowsAFailureAgainDoes) {
     }
 }
 
+TEST(ValidateTest, AFileWhoseNameBeginsLikeAnOptionIsAModuleLikeAnyOther) {
+    const TemporaryFolder folder;
+    fs::create_symlink(broken("AnswersTheCountBefore"), folder.path() / "-x.so");
+    Surroundings surroundings = unlooked_for_leaks();
+    surroundings.folder = folder.path();
+
+    const Outcome outcome = qorstat({"validate", "--only", "^counting$", "--reproduce", "--", "-x.so"}, surroundings);
+
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_THAT(outcome.out, testing::StartsWith("failed   counting "));
+    EXPECT_THAT(outcome.out, HasSubstr("again: qorstat validate ./-x.so --only '^counting$' --seed 1\n"));
+}
+
 TEST(ValidateTest, ACheckThatExplainsASkippedOneIsMadeToo) {
     const struct {
         std::string module;
