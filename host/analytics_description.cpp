@@ -12,7 +12,7 @@ namespace host {
 namespace {
 
 constexpr std::uint64_t kLargestByte = 0xFF;
-constexpr std::uint64_t kMostPushes = kLargestByte - kQorAnalyticsPush + 1;
+constexpr std::int64_t kMostPushes = kLargestByte - kQorAnalyticsPush + 1;
 
 /** Beyond any use, and far below what the clock can count: 366 days. */
 constexpr double kLongestSeconds = 366.0 * 24 * 3600;
@@ -55,9 +55,9 @@ std::uint8_t read_operation(const DescriptionTable &entry) {
     if (!entry.has("times")) {
         return code;
     }
-    const std::uint64_t times = entry.number("times", kMostPushes);
-    if (code != kQorAnalyticsPush || times == 0) {
-        throw entry.error_at("times", times == 0 ? "\"times\" must be at least 1" : "only a \"push\" has \"times\"");
+    const std::int64_t times = entry.value("times").signed_number(1, kMostPushes);
+    if (code != kQorAnalyticsPush) {
+        throw entry.error_at("times", "only a \"push\" has \"times\"");
     }
     return static_cast<std::uint8_t>(code + times - 1);
 }
@@ -147,7 +147,8 @@ std::vector<std::byte> build_analytics_entries(const DescriptionTable &table) {
 void check_analytics_entries(const DescriptionTable &table, std::string_view key, std::size_t size) {
     if (const std::size_t rest = size % kQorAnalyticsEntrySize; rest != 0) {
         throw table.error_at(key, in_quotes(key) + " gives " + std::to_string(size) +
-                                      " bytes, not whole entries of 7: " + std::to_string(rest) + " are left over");
+                                      " bytes, not whole entries of 7: " + std::to_string(rest) +
+                                      (rest == 1 ? " is" : " are") + " left over");
     }
 }
 
