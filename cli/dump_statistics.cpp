@@ -155,8 +155,9 @@ std::string DumpStatistics::text(const SequenceWatch &sequence, const decoder::d
         text += "wall-clock time: " + iso_wall_time(_earliest, *clock.sync) + " to " +
                 iso_wall_time(_latest, *clock.sync) + "\n";
     }
-    text += "sequence numbers: " + std::to_string(sequence.gap_count()) + " gaps, " +
-            std::to_string(sequence.missing_count()) + " missing\n";
+    text += "sequence numbers: " + std::to_string(sequence.gap_count()) +
+            (sequence.gap_count() == 1 ? " gap, " : " gaps, ") + std::to_string(sequence.missing_count()) +
+            " missing\n";
     for (const SequenceGap &gap : sequence.first_gaps()) {
         text += "  byte " + std::to_string(gap.offset) + ": " + std::to_string(gap.after) + " after " +
                 std::to_string(gap.before) + "\n";

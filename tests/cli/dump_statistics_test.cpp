@@ -62,6 +62,12 @@ TEST(SequenceWatchTest, OnlyTheFirstGapsAreKept) {
     EXPECT_EQ(watch.first_gaps()[0].after, 2u);
 }
 
+TEST(DumpStatisticsTest, OneGapIsOneGap) {
+    const std::string text = DumpStatistics().text(watched({1, 5}), {});
+
+    EXPECT_NE(text.find("\nsequence numbers: 1 gap, 3 missing\n"), std::string::npos) << text;
+}
+
 TEST(DumpStatisticsTest, CountsOfEventsWithTheSameShortcutDoNotMix) {
     DumpStatistics statistics;
     for (int round = 0; round < 3; ++round) {
