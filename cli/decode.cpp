@@ -47,11 +47,22 @@ std::uint64_t bytes_to_read(const ReportSource &source, const DecodeArguments &a
     return arguments.selection.follows ? 0 : source.file_size();
 }
 
+/** Refers to the first two. */
+ReportSource::Watcher watcher(ProgressBar &progress, const Output &output, const DecodeArguments &arguments) {
+    return [&progress, &output, follows = arguments.selection.follows](std::uint64_t bytes_read) {
+        progress.show(bytes_read);
+        if (follows) {
+            // While a file does not grow, no writing tells that the reader has gone.
+            output.require_reader();
+        }
+    };
+}
+
 void write_reports(ReportSource &source, const DecodeArguments &arguments, const DumpClock &clock) {
     Output output = standard_output();
     // On a terminal the lines are progress enough.
     ProgressBar progress(isatty(STDOUT_FILENO) == 1 ? 0 : bytes_to_read(source, arguments));
-    source.watch([&](std::uint64_t bytes_read) { progress.show(bytes_read); });
+    source.watch(watcher(progress, output, arguments));
     const ReportRendering rendering = report_rendering(arguments.format, output.style());
     output.write(rendering.start);
     const BlockSteps steps{[&](Block &block) { return source.next(block.reports); },
@@ -69,9 +80,10 @@ void write_reports(ReportSource &source, const DecodeArguments &arguments, const
     output.flush();
 }
 
-void count_reports(ReportSource &source, const DecodeArguments &arguments, DumpStatistics &statistics) {
+void count_reports(ReportSource &source, const DecodeArguments &arguments, const Output &output,
+                   DumpStatistics &statistics) {
     ProgressBar progress(bytes_to_read(source, arguments));
-    source.watch([&](std::uint64_t bytes_read) { progress.show(bytes_read); });
+    source.watch(watcher(progress, output, arguments));
     std::vector<_QorProfileReport> block;
     while (source.next(block)) {
         for (const _QorProfileReport &report : block) {
@@ -84,8 +96,8 @@ void write_statistics(ReportSource &source, const DecodeArguments &arguments, co
     SequenceWatch sequence;
     DumpStatistics statistics;
     source.observe([&](const _QorProfileReport &report, std::uint64_t offset) { sequence.see(report, offset); });
-    count_reports(source, arguments, statistics);
     Output output = standard_output();
+    count_reports(source, arguments, output, statistics);
     output.write(arguments.statistics_are_json ? statistics.json(sequence, clock.now())
                                                : statistics.text(sequence, clock.now()));
     output.flush();

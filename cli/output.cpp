@@ -4,6 +4,7 @@
 #include <system_error>
 #include <utility>
 
+#include <poll.h>
 #include <unistd.h>
 
 #include "host/error.h"
@@ -46,6 +47,13 @@ void Output::write(std::span<const std::byte> bytes) {
 void Output::flush() {
     const std::string gathered = std::exchange(_gathered, {});
     write_fully(_descriptor, std::as_bytes(std::span(gathered)), _name);
+}
+
+void Output::require_reader() const {
+    pollfd reader{_descriptor, 0, 0};
+    if (poll(&reader, 1, 0) == 1 && (reader.revents & (POLLERR | POLLHUP)) != 0) {
+        throw ReaderHasGone{};
+    }
 }
 
 Output standard_output() { return Output(STDOUT_FILENO, "standard output"); }

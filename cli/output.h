@@ -30,6 +30,9 @@ public:
     /** Writes what is gathered. What was not flushed when the object goes is lost. */
     void flush();
 
+    /** @throws ReaderHasGone when it is a pipe that nobody reads any more. */
+    void require_reader() const;
+
     /** How text is shown there. */
     const TextStyle &style() const { return _style; }
 

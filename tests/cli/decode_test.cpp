@@ -829,6 +829,18 @@ TEST(DecodeFollowTest, ReadsOnAsTheFileGrowsUntilInterrupted) {
     EXPECT_EQ(lines_of(outcome.out).size(), 3u);
 }
 
+TEST(DecodeFollowTest, EndsQuietlyWithItsReaderThoughTheFileDoesNotGrow) {
+    const TemporaryFolder folder;
+    RunningProgram program({"decode", folder.file("dump", five_reports()), "--follow", "--format", "jsonl"});
+    ASSERT_TRUE(program.waits_for_output("\"sequence_num\":5,"));
+
+    program.stop_reading();
+    const Outcome outcome = program.wait_for_end();
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(outcome.err, "");
+}
+
 TEST(DecodeFollowTest, AFileThatIsCutIsAnError) {
     const TemporaryFolder folder;
     const std::string file = folder.file("dump", five_reports());
