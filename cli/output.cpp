@@ -23,6 +23,10 @@ void write_fully(int descriptor, std::span<const std::byte> bytes, const std::st
             bytes = bytes.subspan(static_cast<std::size_t>(written));
         } else if (errno == EPIPE) {
             throw ReaderHasGone{};
+        } else if (errno == EAGAIN) {
+            // Another program that has the same pipe or terminal made its writing not block.
+            pollfd room{descriptor, POLLOUT, 0};
+            poll(&room, 1, -1);
         } else if (errno != EINTR) {
             throw host::Error(name, "", std::generic_category().message(errno));
         }
