@@ -132,7 +132,8 @@ void read_clock(benchmark::State &state) {
 template <auto put_dump>
 void dumps(benchmark::State &state) {
     constexpr std::size_t kDumps = 1000;
-    char text[decoder::dump_room(_QorProfileReport::kSize)];
+    // Where on the stack it lies would decide how many stores cross a line of the cache.
+    alignas(64) char text[decoder::dump_room(_QorProfileReport::kSize)];
     for ([[maybe_unused]] auto round : state) {
         for (std::size_t index = 0; index < kDumps; ++index) {
             const char *end = put_dump(text, mix().data() + index * _QorProfileReport::kSize, _QorProfileReport::kSize);
