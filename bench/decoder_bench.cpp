@@ -47,7 +47,8 @@ template <typename Clock>
 void write_all(text_buffer &buffer, Clock clock) {
     buffer.clear();
     for (std::size_t index = 0; index < kReports; ++index) {
-        decoder::append_line(buffer, report_at(index), clock());
+        const _QorProfileReport report = report_at(index);
+        decoder::append_line(buffer, report, clock());
         buffer.append("\n");
     }
 }

@@ -27,9 +27,11 @@ TvStringRef CopyProfileDescription(const void *report) {
         return nullptr;
     }
     try {
+        // Before the clock is read: meanwhile a processor fetches the report.
+        const auto copy = _QorProfileReport::copied_from(report);
         char usual_room[kUsualLineRoom];
         text_buffer buffer(usual_room);
-        decoder::append_line(buffer, _QorProfileReport::copied_from(report), decoder::read_device_clock());
+        decoder::append_line(buffer, copy, decoder::read_device_clock());
         return string_of(buffer.text());
     } catch (...) {
         return string_of("");

@@ -15,18 +15,16 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <utility>
 
 namespace decoder {
 
 /** The first byte in memory is the lowest of `word`. */
 inline char *put_word(char *out, std::uint64_t word) {
-    // Written out, since compilers make one store of eight statements, but a loop of a loop.
-    [&]<std::size_t... byte>(std::index_sequence<byte...>) {
-        ((out[byte] = static_cast<char>(word >> (8 * byte))), ...);
+    if constexpr (std::endian::native == std::endian::big) {
+        word = __builtin_bswap64(word);
     }
-    (std::make_index_sequence<8>{});
-    return out + 8;
+    std::memcpy(out, &word, sizeof word);
+    return out + sizeof word;
 }
 
 inline constexpr std::uint64_t kEightZeros = 0x3030303030303030;
