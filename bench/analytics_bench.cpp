@@ -14,8 +14,8 @@
 #include <unistd.h>
 
 #include "bench/ratio_reporter.h"
-#include "host/log.h"
-#include "host/tallybook_store.h"
+#include "host/RvLog.h"
+#include "host/TallybookStore.h"
 #include "platform/QorAnalytics.h"
 #include "plugin/OndreQORHIDStatistics.h"
 

@@ -13,7 +13,7 @@
 #include "decoder/ProfileDescription.h"
 #include "decoder/byte_dump.h"
 #include "decoder/report_line.h"
-#include "host/device_registry.h"
+#include "host/RvRegistry.h"
 #include "platform/Owned.h"
 #include "tests/decoder/oracle.h"
 

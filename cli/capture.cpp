@@ -6,16 +6,17 @@
 
 #include <unistd.h>
 
-#include "cli/capture_summary.h"
-#include "cli/hosted_device.h"
-#include "cli/hosted_store.h"
-#include "cli/output.h"
-#include "cli/record_folder.h"
+#include "cli/arguments/hosting.h"
+#include "cli/records/folder.h"
+#include "cli/records/summary.h"
+#include "cli/terminal/output.h"
 #include "cli/verbs.h"
+#include "host/RvLog.h"
+#include "host/RvStateCapture.h"
+#include "host/TallybookStore.h"
 #include "host/error.h"
-#include "host/log.h"
-#include "host/state_capture.h"
-#include "host/tallybook_store.h"
+#include "host/module/hosted_device.h"
+#include "host/store/hosted_store.h"
 
 namespace cli {
 namespace {
@@ -97,8 +98,8 @@ void put_out(const CaptureArguments &arguments, const std::vector<host::RecordBy
 
 int capture(const CaptureArguments &arguments) {
     const auto log = host::log_to_terminal(style_for(STDERR_FILENO).is_coloured);
-    HostedDevice device(arguments.description, arguments.plug_in);
-    HostedStore store(arguments.store);
+    host::HostedDevice device(arguments.description, arguments.plug_in);
+    host::HostedStore store(arguments.store, say_store_failure);
     const std::vector<host::RecordBytes> records = host::capture_state(kind_code(arguments.kind), "qorstat");
     device.stop();
     put_out(arguments, records);
@@ -120,8 +121,7 @@ Verb add_capture_verb(CLI::App &program) {
                      "Folder to write to, new or empty; - writes all records\n"
                      "to standard output; by default a new one named by time")
         ->option_text("DIR");
-    verb->add_option("--plugin", arguments->plug_in, "The module; default: the one beside qorstat")
-        ->option_text("FILE");
+    add_plug_in_option(*verb, arguments->plug_in);
     verb->add_option("--store", arguments->store, "Where analytics go; default: nowhere, that is :memory:")
         ->option_text("FILE");
     verb->add_flag("--json", arguments->summary_is_json, "The summary as JSON");

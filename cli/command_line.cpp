@@ -13,12 +13,12 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "cli/help_page.h"
-#include "cli/nearest_word.h"
-#include "cli/output.h"
+#include "cli/arguments/help_page.h"
+#include "cli/arguments/wrong_use.h"
+#include "cli/terminal/output.h"
 #include "cli/verbs.h"
-#include "cli/wrong_use.h"
 #include "host/error.h"
+#include "host/nearest_word.h"
 
 namespace cli {
 namespace {
@@ -58,6 +58,11 @@ std::vector<std::string> option_names(const CLI::App &app) {
     return names;
 }
 
+/** "; did you mean" the nearest of `words`, or nothing. */
+std::string near_word(std::string_view word, const std::vector<std::string> &words) {
+    return host::suggestion(word, {words.begin(), words.end()});
+}
+
 std::string unexpected_argument(const std::string &word) { return "unexpected argument \"" + word + "\""; }
 
 /** What is wrong with the first word that nothing took. */
@@ -66,10 +71,10 @@ std::string unexpected_word(const CLI::App &program, const std::vector<Verb> &ve
     const CLI::App &reader = chosen.empty() ? program : *chosen.front();
     const std::string quoted = "\"" + word + "\"";
     if (word.size() > 1 && word.front() == '-') {
-        return "unknown option " + quoted + suggestion(word.substr(0, word.find('=')), option_names(reader));
+        return "unknown option " + quoted + near_word(word.substr(0, word.find('=')), option_names(reader));
     }
     if (chosen.empty()) {
-        return "unknown verb " + quoted + suggestion(word, verb_names(verbs));
+        return "unknown verb " + quoted + near_word(word, verb_names(verbs));
     }
     return unexpected_argument(word);
 }
@@ -167,7 +172,7 @@ CLI::Validator one_of(const std::vector<std::string> &words) {
         if (std::find(words.begin(), words.end(), word) != words.end()) {
             return std::string();
         }
-        return "\"" + word + "\" is none of " + CLI::detail::join(words, ", ") + suggestion(word, words);
+        return "\"" + word + "\" is none of " + CLI::detail::join(words, ", ") + near_word(word, words);
     };
     return CLI::Validator(check, "");
 }

@@ -6,15 +6,15 @@
 
 #include <unistd.h>
 
-#include "cli/dump_clock.h"
-#include "cli/dump_statistics.h"
-#include "cli/ordered_workers.h"
-#include "cli/output.h"
-#include "cli/progress_bar.h"
-#include "cli/report_rendering.h"
-#include "cli/report_source.h"
+#include "cli/arguments/whole_number.h"
+#include "cli/reports/clock.h"
+#include "cli/reports/ordered_workers.h"
+#include "cli/reports/rendering.h"
+#include "cli/reports/source.h"
+#include "cli/reports/statistics.h"
+#include "cli/terminal/output.h"
+#include "cli/terminal/progress_bar.h"
 #include "cli/verbs.h"
-#include "cli/whole_number.h"
 
 namespace cli {
 namespace {

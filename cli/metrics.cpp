@@ -3,17 +3,17 @@
 #include <string>
 #include <vector>
 
-#include "cli/hosted_store.h"
-#include "cli/interruption.h"
-#include "cli/metric_families.h"
-#include "cli/metrics_json.h"
-#include "cli/metrics_table.h"
-#include "cli/openmetrics_text.h"
-#include "cli/output.h"
+#include "cli/arguments/hosting.h"
+#include "cli/arguments/wrong_use.h"
+#include "cli/metrics/families.h"
+#include "cli/metrics/json.h"
+#include "cli/metrics/openmetrics.h"
+#include "cli/metrics/table.h"
+#include "cli/terminal/interruption.h"
+#include "cli/terminal/output.h"
 #include "cli/verbs.h"
-#include "cli/wrong_use.h"
-#include "host/analytics_store.h"
-#include "host/tallybook_store.h"
+#include "host/TallybookStore.h"
+#include "host/store/analytics_store.h"
 
 namespace cli {
 namespace {

@@ -1,10 +1,10 @@
 #include <memory>
 #include <string>
 
-#include "cli/output.h"
+#include "cli/terminal/output.h"
 #include "cli/verbs.h"
+#include "host/RvNotify.h"
 #include "host/error.h"
-#include "host/notifications.h"
 
 namespace cli {
 namespace {

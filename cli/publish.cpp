@@ -7,13 +7,14 @@
 
 #include <unistd.h>
 
-#include "cli/hosted_device.h"
-#include "cli/hosted_store.h"
-#include "cli/input.h"
-#include "cli/output.h"
+#include "cli/arguments/hosting.h"
+#include "cli/terminal/input.h"
+#include "cli/terminal/output.h"
 #include "cli/verbs.h"
+#include "host/RvLog.h"
 #include "host/error.h"
-#include "host/log.h"
+#include "host/module/hosted_device.h"
+#include "host/store/hosted_store.h"
 #include "platform/QorAnalytics.h"
 
 namespace cli {
@@ -68,13 +69,13 @@ std::vector<std::byte> read_batch(const std::string &argument) {
 }
 
 void deliver(std::span<const std::byte> batch, const std::string &plug_in, const std::string &store_file) {
-    HostedDevice device(host::read_device_description_text(kBuiltInDevice, "built-in device"), plug_in);
+    host::HostedDevice device(host::read_device_description_text(kBuiltInDevice, "built-in device"), plug_in);
     host::DeviceBehaviour &qor = device.device().device("qor");
     if (!qor.has_callback()) {
-        throw host::Error(plug_in_file(plug_in), "", "the plug-in installs no analytics callback");
+        throw host::Error(host::plug_in_file(plug_in), "", "the plug-in installs no analytics callback");
     }
     // The one batch comes at the end of the store's use, which says what is lost.
-    HostedStore store(store_file, [](const host::Error &, host::Fate) {});
+    host::HostedStore store(store_file, [](const host::Error &, host::Fate) {});
     qor.deliver_batch(batch);
     device.stop();
     store.close();
@@ -118,13 +119,9 @@ Verb add_publish_verb(CLI::App &program) {
     const auto arguments = std::make_shared<PublishArguments>();
     verb->add_option("BATCH.bin", arguments->batch, "Entries of 7 bytes, end to end; - reads standard input")
         ->required();
-    verb->add_option("--store", arguments->store,
-                     "Where analytics go; :memory: keeps no file;\n"
-                     "default: qorstat/analytics.db in $XDG_STATE_HOME")
-        ->option_text("FILE");
+    add_store_option(*verb, arguments->store);
     verb->add_flag("--log", arguments->shows_log, "Show the log, one line an entry, on standard error");
-    verb->add_option("--plugin", arguments->plug_in, "The module; default: the one beside qorstat")
-        ->option_text("FILE");
+    add_plug_in_option(*verb, arguments->plug_in);
     verb->footer("The batch is applied whole or not at all, on a built-in device.\n\n" +
                  examples("qorstat publish batch.bin --store analytics.db --log",
                           "qorstat publish - < batch.bin && qorstat metrics"));

@@ -10,16 +10,17 @@
 #include <asio.hpp>
 #include <unistd.h>
 
-#include "cli/hosted_device.h"
-#include "cli/hosted_store.h"
-#include "cli/listen_address.h"
-#include "cli/metrics_endpoint.h"
-#include "cli/output.h"
+#include "cli/arguments/hosting.h"
+#include "cli/arguments/listen_address.h"
+#include "cli/metrics/endpoint.h"
+#include "cli/terminal/output.h"
 #include "cli/verbs.h"
-#include "host/analytics_source.h"
-#include "host/log.h"
-#include "host/notifications.h"
-#include "host/tallybook_store.h"
+#include "host/RvLog.h"
+#include "host/RvNotify.h"
+#include "host/TallybookStore.h"
+#include "host/device/analytics_source.h"
+#include "host/module/hosted_device.h"
+#include "host/store/hosted_store.h"
 
 namespace cli {
 namespace {
@@ -52,7 +53,7 @@ std::vector<std::unique_ptr<host::LogSink>> open_log(const RunArguments &argumen
     return sinks;
 }
 
-void announce(const HostedDevice &device) {
+void announce(const host::HostedDevice &device) {
     const std::size_t services = device.device().services().size();
     print_message("hosting " + device.device().name() + ": " + std::to_string(services) +
                   (services == 1 ? " service" : " services") + "; Ctrl-C ends");
@@ -117,16 +118,16 @@ int run(const RunArguments &arguments) {
     }
     signals.async_wait([&events](const asio::error_code &, int) { events.stop(); });
 
-    HostedDevice device(arguments.description, arguments.plug_in);
+    host::HostedDevice device(arguments.description, arguments.plug_in);
     std::atomic<bool> store_ended_the_run = false;
     const auto stop_for_the_store = [&](const host::Error &failure, host::Fate) {
         print_message(std::string("qorstat: ") + failure.what());
         store_ended_the_run = true;
         events.stop();
     };
-    HostedStore store(arguments.store ? *arguments.store : default_store_file_to_write(),
-                      arguments.on_store_error == "stop" ? stop_for_the_store
-                                                         : host::StoreFailureReport(say_store_failure));
+    host::HostedStore store(arguments.store ? *arguments.store : default_store_file_to_write(),
+                            arguments.on_store_error == "stop" ? stop_for_the_store
+                                                               : host::StoreFailureReport(say_store_failure));
     std::unique_ptr<MetricsEndpoint> endpoint = serve_metrics(arguments);
     const host::NotificationReceiver receiver;
     announce(device);
@@ -148,12 +149,8 @@ Verb add_run_verb(CLI::App &program) {
     CLI::App *const verb = program.add_subcommand("run", "Host the plug-in on a described device")->group("Verbs");
     const auto arguments = std::make_shared<RunArguments>();
     verb->add_option("DEVICE.toml", arguments->description, "The device's description")->required();
-    verb->add_option("--plugin", arguments->plug_in, "The module; default: the one beside qorstat")
-        ->option_text("FILE");
-    verb->add_option("--store", arguments->store,
-                     "Where analytics go; :memory: keeps no file;\n"
-                     "default: qorstat/analytics.db in $XDG_STATE_HOME")
-        ->option_text("FILE");
+    add_plug_in_option(*verb, arguments->plug_in);
+    add_store_option(*verb, arguments->store);
     verb->add_option("--on-store-error", arguments->on_store_error,
                      "When the store cannot be written: go-on (the default)\n"
                      "keeps what waits and tries again; stop ends the run")

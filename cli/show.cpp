@@ -3,13 +3,13 @@
 #include <string>
 #include <vector>
 
-#include "cli/input.h"
-#include "cli/json_text.h"
-#include "cli/output.h"
-#include "cli/record_json.h"
-#include "cli/record_text.h"
+#include "cli/records/json.h"
+#include "cli/records/text.h"
+#include "cli/terminal/input.h"
+#include "cli/terminal/json_text.h"
+#include "cli/terminal/output.h"
 #include "cli/verbs.h"
-#include "host/state_capture.h"
+#include "host/RvStateCapture.h"
 
 namespace cli {
 namespace {

@@ -13,16 +13,16 @@
 
 #include <nlohmann/json.hpp>
 
-#include "cli/child_process.h"
-#include "cli/contract_check.h"
-#include "cli/contract_setting.h"
-#include "cli/output.h"
-#include "cli/validation_report.h"
+#include "cli/arguments/whole_number.h"
+#include "cli/arguments/wrong_use.h"
+#include "cli/contract/check.h"
+#include "cli/contract/child_process.h"
+#include "cli/contract/report.h"
+#include "cli/contract/setting.h"
+#include "cli/terminal/output.h"
 #include "cli/verbs.h"
-#include "cli/whole_number.h"
-#include "cli/wrong_use.h"
 #include "host/error.h"
-#include "host/module_file.h"
+#include "host/module/module_file.h"
 
 namespace cli {
 namespace {

@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "fuzz/input.h"
-#include "host/log.h"
-#include "host/serial_queue.h"
-#include "host/tallybook_store.h"
+#include "host/RvLog.h"
+#include "host/RvQueue.h"
+#include "host/TallybookStore.h"
 #include "platform/QorAnalytics.h"
 #include "plugin/OndreQORHIDStatistics.h"
 #include "tests/plugin/qor_player.h"

@@ -7,11 +7,11 @@
 #include <string_view>
 
 #include "fuzz/input.h"
-#include "host/described_device.h"
+#include "host/RvLog.h"
+#include "host/RvStateCapture.h"
+#include "host/TallybookStore.h"
+#include "host/device/described_device.h"
 #include "host/error.h"
-#include "host/log.h"
-#include "host/state_capture.h"
-#include "host/tallybook_store.h"
 #include "plugin/OndreQORHIDStatistics.h"
 
 namespace {

@@ -13,10 +13,10 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include "cli/dump_statistics.h"
-#include "cli/report_rendering.h"
-#include "cli/report_source.h"
-#include "cli/wrong_use.h"
+#include "cli/arguments/wrong_use.h"
+#include "cli/reports/rendering.h"
+#include "cli/reports/source.h"
+#include "cli/reports/statistics.h"
 #include "decoder/name_tables.h"
 #include "fuzz/controls.h"
 #include "fuzz/input.h"

@@ -9,10 +9,10 @@
 #include <vector>
 
 #include "fuzz/input.h"
-#include "host/log.h"
-#include "host/notifications.h"
-#include "host/serial_queue.h"
-#include "host/state_capture.h"
+#include "host/RvLog.h"
+#include "host/RvNotify.h"
+#include "host/RvQueue.h"
+#include "host/RvStateCapture.h"
 #include "platform/Owned.h"
 #include "plugin/OndreQORHIDStatisticsInterface.h"
 #include "tests/plugin/qor_player.h"

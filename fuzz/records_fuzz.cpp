@@ -10,12 +10,12 @@
 #include <string_view>
 #include <vector>
 
-#include "cli/record_json.h"
-#include "cli/record_text.h"
+#include "cli/records/json.h"
+#include "cli/records/text.h"
 #include "fuzz/controls.h"
 #include "fuzz/input.h"
+#include "host/RvStateCapture.h"
 #include "host/error.h"
-#include "host/state_capture.h"
 
 namespace {
 

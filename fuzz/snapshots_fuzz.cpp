@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "fuzz/input.h"
-#include "host/state_capture.h"
-#include "host/typed_values.h"
+#include "host/RvStateCapture.h"
+#include "host/TvValues.h"
 #include "platform/RvStateCapture.h"
 #include "plugin/OndreQORHIDStatistics.h"
 #include "tests/plugin/qor_player.h"

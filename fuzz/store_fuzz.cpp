@@ -15,14 +15,14 @@
 #include <nlohmann/json.hpp>
 #include <unistd.h>
 
-#include "cli/metric_families.h"
-#include "cli/metrics_json.h"
-#include "cli/metrics_table.h"
-#include "cli/openmetrics_text.h"
+#include "cli/metrics/families.h"
+#include "cli/metrics/json.h"
+#include "cli/metrics/openmetrics.h"
+#include "cli/metrics/table.h"
 #include "fuzz/controls.h"
 #include "fuzz/input.h"
-#include "host/analytics_store.h"
 #include "host/error.h"
+#include "host/store/analytics_store.h"
 
 namespace {
 

@@ -9,9 +9,9 @@
 
 #include <cbor.h>
 
+#include "host/TvValues.h"
 #include "host/error.h"
 #include "host/fault_points.h"
-#include "host/typed_values.h"
 
 namespace host {
 namespace {

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "host/serial_queue.h"
+#include "host/RvQueue.h"
 
 namespace host {
 

@@ -4,9 +4,9 @@
 #include <string_view>
 #include <utility>
 
+#include "host/RvStateCapture.h"
+#include "host/TvValues.h"
 #include "host/error.h"
-#include "host/state_capture.h"
-#include "host/typed_values.h"
 
 namespace host {
 namespace {

@@ -7,7 +7,7 @@
 #include <thread>
 #include <utility>
 
-#include "host/typed_values.h"
+#include "host/TvValues.h"
 #include "tests/plugin/plug_in_fixture.h"
 
 namespace {

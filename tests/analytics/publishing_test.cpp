@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <string>
 
-#include "host/log.h"
-#include "host/tallybook_store.h"
+#include "host/RvLog.h"
+#include "host/TallybookStore.h"
 #include "tests/plugin/plug_in_fixture.h"
 
 namespace plug_in_tests {

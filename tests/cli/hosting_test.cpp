@@ -8,7 +8,7 @@
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
-#include "host/analytics_store.h"
+#include "host/store/analytics_store.h"
 #include "tests/cli/hosting.h"
 #include "tests/cli/program.h"
 

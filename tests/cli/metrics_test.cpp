@@ -12,7 +12,7 @@
 #include <nlohmann/json.hpp>
 #include <unistd.h>
 
-#include "host/analytics_store.h"
+#include "host/store/analytics_store.h"
 #include "platform/QorAnalytics.h"
 #include "tests/cli/program.h"
 

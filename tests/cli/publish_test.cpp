@@ -5,7 +5,7 @@
 
 #include <gmock/gmock.h>
 
-#include "host/analytics_store.h"
+#include "host/store/analytics_store.h"
 #include "tests/cli/program.h"
 #include "tests/file_size_limit.h"
 

@@ -5,9 +5,9 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include "tests/cli/known_payloads.h"
 #include "tests/cli/program.h"
-#include "tests/cli/records.h"
+#include "tests/cli/records/known_payloads.h"
+#include "tests/cli/records/records.h"
 
 using cli_tests::encoded;
 using cli_tests::expect_golden;

@@ -6,7 +6,7 @@
 
 #include <gmock/gmock.h>
 
-#include "host/analytics_store.h"
+#include "host/store/analytics_store.h"
 #include "tests/cli/hosting.h"
 #include "tests/cli/program.h"
 

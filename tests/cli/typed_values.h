@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "host/typed_values.h"
+#include "host/TvValues.h"
 
 namespace cli_tests {
 

@@ -5,15 +5,15 @@
 #include <map>
 #include <memory>
 
-#include "host/allocator.h"
-#include "host/device_registry.h"
-#include "host/hid_service.h"
-#include "host/log.h"
-#include "host/notifications.h"
-#include "host/qor_plug_ins.h"
-#include "host/serial_queue.h"
-#include "host/state_capture.h"
-#include "host/tallybook_store.h"
+#include "host/RvAllocator.h"
+#include "host/RvHID.h"
+#include "host/RvLog.h"
+#include "host/RvNotify.h"
+#include "host/RvQueue.h"
+#include "host/RvRegistry.h"
+#include "host/RvStateCapture.h"
+#include "host/TallybookStore.h"
+#include "host/device/qor_plug_ins.h"
 #include "tests/contract/port.h"
 
 namespace {

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <utility>
 
-#include "host/device_registry.h"
+#include "host/RvRegistry.h"
 #include "platform/Owned.h"
 #include "platform/TvValues.h"
 

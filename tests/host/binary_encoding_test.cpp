@@ -10,8 +10,8 @@
 #include <rapidcheck.h>
 #include <rapidcheck/gtest.h>
 
+#include "host/TvValues.h"
 #include "host/error.h"
-#include "host/typed_values.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "host/serial_queue.h"
+#include "host/RvQueue.h"
 #include "platform/RvStateCapture.h"
 
 struct CountedContext {

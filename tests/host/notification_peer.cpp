@@ -7,8 +7,8 @@
 #include <cstdlib>
 #include <mutex>
 
-#include "host/notifications.h"
-#include "host/serial_queue.h"
+#include "host/RvNotify.h"
+#include "host/RvQueue.h"
 #include "platform/RvNotify.h"
 
 namespace {

@@ -3,8 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include "host/TallybookStore.h"
 #include "host/fault_points.h"
-#include "host/tallybook_store.h"
 #include "platform/Owned.h"
 #include "platform/RvAllocator.h"
 #include "platform/RvKernel.h"

@@ -6,9 +6,9 @@
 
 #include <gtest/gtest.h>
 
+#include "host/RvStateCapture.h"
+#include "host/TvValues.h"
 #include "host/error.h"
-#include "host/state_capture.h"
-#include "host/typed_values.h"
 
 namespace {
 

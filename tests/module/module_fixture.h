@@ -9,11 +9,11 @@
 #include <string>
 #include <vector>
 
-#include "host/log.h"
-#include "host/module.h"
-#include "host/notifications.h"
-#include "host/serial_queue.h"
-#include "host/state_capture.h"
+#include "host/RvLog.h"
+#include "host/RvNotify.h"
+#include "host/RvQueue.h"
+#include "host/RvStateCapture.h"
+#include "host/module/module.h"
 #include "platform/Owned.h"
 #include "tests/plugin/qor_player.h"
 

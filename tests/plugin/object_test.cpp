@@ -1,6 +1,6 @@
 // The object: factory, identity, counting, open and close, the queue.
 
-#include "host/notifications.h"
+#include "host/RvNotify.h"
 #include "plugin/InterfaceTable.h"
 #include "tests/plugin/plug_in_fixture.h"
 

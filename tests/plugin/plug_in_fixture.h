@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
+#include "host/RvLog.h"
+#include "host/RvQueue.h"
+#include "host/RvStateCapture.h"
 #include "host/fault_points.h"
-#include "host/log.h"
-#include "host/serial_queue.h"
-#include "host/state_capture.h"
 #include "plugin/OndreQORHIDStatistics.h"
 #include "tests/plugin/qor_player.h"
 

@@ -11,10 +11,10 @@
 #include <utility>
 #include <vector>
 
-#include "host/allocator.h"
-#include "host/device_registry.h"
-#include "host/hid_service.h"
-#include "host/qor_plug_ins.h"
+#include "host/RvAllocator.h"
+#include "host/RvHID.h"
+#include "host/RvRegistry.h"
+#include "host/device/qor_plug_ins.h"
 #include "platform/Owned.h"
 
 namespace plug_in_tests {

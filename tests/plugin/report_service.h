@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "decoder/ProfileDescription.h"
-#include "host/device_registry.h"
+#include "host/RvRegistry.h"
 
 namespace plug_in_tests {
 

@@ -16,14 +16,14 @@
 
 #include <unistd.h>
 
-#include "host/described_device.h"
-#include "host/device_registry.h"
-#include "host/log.h"
-#include "host/module.h"
-#include "host/notifications.h"
-#include "host/qor_plug_ins.h"
-#include "host/state_capture.h"
-#include "host/typed_values.h"
+#include "host/RvLog.h"
+#include "host/RvNotify.h"
+#include "host/RvRegistry.h"
+#include "host/RvStateCapture.h"
+#include "host/TvValues.h"
+#include "host/device/described_device.h"
+#include "host/device/qor_plug_ins.h"
+#include "host/module/module.h"
 #include "platform/Owned.h"
 #include "platform/QorAnalytics.h"
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "host/typed_values.h"
+#include "host/TvValues.h"
 #include "tests/plugin/plug_in_fixture.h"
 
 namespace plug_in_tests {

@@ -17,10 +17,10 @@
 
 #include <unistd.h>
 
+#include "host/RvQueue.h"
+#include "host/TallybookStore.h"
 #include "host/error.h"
-#include "host/module.h"
-#include "host/serial_queue.h"
-#include "host/tallybook_store.h"
+#include "host/module/module.h"
 #include "tests/plugin/qor_player.h"
 
 namespace {

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "host/analytics_store.h"
 #include "host/fault_points.h"
+#include "host/store/analytics_store.h"
 
 namespace sweep {
 

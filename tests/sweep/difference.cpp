@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "host/typed_values.h"
+#include "host/TvValues.h"
 
 namespace sweep {
 namespace {

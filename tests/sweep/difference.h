@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "host/state_capture.h"
+#include "host/RvStateCapture.h"
 
 namespace sweep {
 

@@ -16,9 +16,9 @@
 
 #include <unistd.h>
 
-#include "host/device_registry.h"
+#include "host/RvRegistry.h"
+#include "host/TallybookStore.h"
 #include "host/fault_points.h"
-#include "host/tallybook_store.h"
 #include "platform/QorAnalytics.h"
 #include "platform/RvStateCapture.h"
 #include "tests/sweep/analytics_model.h"

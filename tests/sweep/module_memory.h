@@ -9,7 +9,7 @@
 #include <cstdint>
 
 #include "host/fault_points.h"
-#include "host/module.h"
+#include "host/module/module.h"
 
 namespace sweep::module_memory {
 

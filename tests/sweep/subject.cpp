@@ -4,13 +4,13 @@
 
 #include <set>
 
-#include "host/device_description.h"
-#include "host/device_registry.h"
-#include "host/notifications.h"
-#include "host/qor_plug_ins.h"
-#include "host/state_capture.h"
-#include "host/tallybook_store.h"
-#include "host/typed_values.h"
+#include "host/RvNotify.h"
+#include "host/RvRegistry.h"
+#include "host/RvStateCapture.h"
+#include "host/TallybookStore.h"
+#include "host/TvValues.h"
+#include "host/device/device_description.h"
+#include "host/device/qor_plug_ins.h"
 #include "platform/QorAnalytics.h"
 #include "tests/sweep/module_memory.h"
 

@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
-#include "host/allocator.h"
-#include "host/described_device.h"
-#include "host/log.h"
-#include "host/module.h"
+#include "host/RvAllocator.h"
+#include "host/RvLog.h"
+#include "host/device/described_device.h"
+#include "host/module/module.h"
 #include "platform/Owned.h"
 #include "tests/sweep/difference.h"
 

@@ -1,0 +1,78 @@
+#include "cli/arguments/hosting.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+
+#include <sys/stat.h>
+
+#include "cli/terminal/output.h"
+
+namespace cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+/** State is the user's own, as the rules for such folders ask. */
+constexpr mode_t kFolderMode = 0700;
+
+/** An absolute path from the environment; empty when there is none. */
+fs::path folder_from(const char *variable) {
+    const char *value = std::getenv(variable); // NOLINT(concurrency-mt-unsafe): nothing changes the environment
+    const fs::path folder = value != nullptr ? value : "";
+    return folder.is_absolute() ? folder : fs::path();
+}
+
+fs::path state_folder() {
+    fs::path chosen = folder_from("XDG_STATE_HOME");
+    if (!chosen.empty()) {
+        return chosen;
+    }
+    const fs::path home = folder_from("HOME");
+    if (home.empty()) {
+        throw host::Error("", "", "neither XDG_STATE_HOME nor HOME says where analytics go; --store does");
+    }
+    return home / ".local" / "state";
+}
+
+void make_folders(const fs::path &folder) {
+    if (folder.has_relative_path()) {
+        make_folders(folder.parent_path());
+    }
+    if (::mkdir(folder.c_str(), kFolderMode) == 0) {
+        return;
+    }
+    const int error = errno;
+    if (std::error_code ignored; !fs::is_directory(folder, ignored)) {
+        throw host::Error(folder.string(), "", std::generic_category().message(error));
+    }
+}
+
+} // namespace
+
+std::string default_store_file() { return (state_folder() / "qorstat" / "analytics.db").string(); }
+
+std::string default_store_file_to_write() {
+    std::string file = default_store_file();
+    make_folders(fs::path(file).parent_path());
+    return file;
+}
+
+void say_store_failure(const host::Error &failure, host::Fate operations) {
+    const char *const kept = "; analytics are kept and written when that is possible";
+    print_message(std::string("qorstat: ") + failure.what() + (operations == host::Fate::kKept ? kept : ""));
+}
+
+void add_plug_in_option(CLI::App &verb, std::string &plug_in) {
+    verb.add_option("--plugin", plug_in, "The module; default: the one beside qorstat")->option_text("FILE");
+}
+
+void add_store_option(CLI::App &verb, std::optional<std::string> &store) {
+    verb.add_option("--store", store,
+                    "Where analytics go; :memory: keeps no file;\n"
+                    "default: qorstat/analytics.db in $XDG_STATE_HOME")
+        ->option_text("FILE");
+}
+
+} // namespace cli

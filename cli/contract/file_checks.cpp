@@ -1,0 +1,215 @@
+// What can be said of the module's file, of its loading and of its plain C entry points.
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include "cli/contract/check.h"
+#include "decoder/ProfileDescription.h"
+#include "host/TvValues.h"
+#include "host/error.h"
+#include "host/module/module_file.h"
+#include "platform/Owned.h"
+
+namespace cli {
+namespace {
+
+using Report = std::array<std::uint8_t, kQorProfileReportSize>;
+
+constexpr std::array<const char *, 4> kPromisedExports = {kOndreQORHIDStatisticsFactoryName, "CopyProfileDescription",
+                                                          "qor_profile_print", "_qor_profile_delta_enabled"};
+
+void check_loading(CheckedModule &module, Findings &findings) {
+    try {
+        const host::Module first(module.path());
+        const host::Module again(module.path());
+        findings.expect(first.factory() == again.factory(), "loaded a second time, it has another factory");
+    } catch (const host::Error &error) {
+        findings.fail(error.reason());
+    }
+}
+
+bool is_promised_export(const std::string &name) {
+    return std::find(kPromisedExports.begin(), kPromisedExports.end(), name) != kPromisedExports.end();
+}
+
+void check_exports(CheckedModule &module, Findings &findings) {
+    const std::vector<std::string> exported = host::read_module_file(module.path()).exported;
+    for (const char *promised : kPromisedExports) {
+        findings.expect(std::binary_search(exported.begin(), exported.end(), promised),
+                        std::string(promised) + " is not exported");
+    }
+    for (const std::string &name : exported) {
+        if (is_promised_export(name)) {
+            continue;
+        }
+        if (name.rfind("__", 0) == 0) { // reserved for compilers: sanitizers and coverage counters bring such names
+            findings.warn(name + " is exported too; its compiler brought it");
+        } else {
+            findings.fail(name + " is exported too");
+        }
+    }
+}
+
+void check_protection(CheckedModule &module, Findings &findings) {
+    const host::ModuleFile file = host::read_module_file(module.path());
+    const struct {
+        bool holds;
+        const char *reason;
+    } rows[] = {
+        {file.is_read_only_after_relocation, "its addresses stay writable: link with -z relro"},
+        {file.is_bound_at_once, "its names are bound one by one as they are called: link with -z now"},
+        {!file.relocates_code, "its code is written to while it is loaded: compile with -fPIC"},
+        {!file.wants_executable_stack, "it asks for a stack that may hold code: link with -z noexecstack"},
+    };
+    for (const auto &row : rows) {
+        if (!row.holds) {
+            findings.warn(row.reason);
+        }
+    }
+}
+
+/** What standard output is given while `act` runs. Nothing else of this process writes there meanwhile. */
+template <typename Act>
+std::string printed_by(Act act) {
+    std::fflush(stdout);
+    const int kept = dup(STDOUT_FILENO);
+    const int memory = memfd_create("printed", MFD_CLOEXEC);
+    dup2(memory, STDOUT_FILENO);
+    act();
+    std::fflush(stdout);
+    dup2(kept, STDOUT_FILENO);
+    close(kept);
+    std::string text(static_cast<std::size_t>(lseek(memory, 0, SEEK_END)), '\0');
+    const ssize_t count = pread(memory, text.data(), text.size(), 0);
+    close(memory);
+    text.resize(count < 0 ? 0 : static_cast<std::size_t>(count));
+    return text;
+}
+
+/** The module's entry points for reports. */
+struct EntryPoints {
+    explicit EntryPoints(CheckedModule &module)
+        : describe(reinterpret_cast<decltype(describe)>(symbol(module, "CopyProfileDescription"))),
+          print(reinterpret_cast<decltype(print)>(symbol(module, "qor_profile_print"))),
+          delta_enabled(static_cast<std::uint8_t *>(symbol(module, "_qor_profile_delta_enabled"))) {}
+
+    /** The description, and "(null)" for none. */
+    std::string line_of(const void *report) const {
+        const platform::OwnedValue line(describe(report));
+        const char *text = TvStringGetCString(line.get());
+        return text == nullptr ? "(null)" : text;
+    }
+
+    decltype(&CopyProfileDescription) describe;
+    decltype(&qor_profile_print) print;
+    std::uint8_t *delta_enabled;
+
+private:
+    static void *symbol(CheckedModule &module, const char *name) {
+        void *found = module.loaded().symbol(name);
+        if (found == nullptr) {
+            throw SkippedCheck(std::string(name) + " is not exported", "exports");
+        }
+        return found;
+    }
+};
+
+/** Any bytes, but for a category that is known or not far from it. */
+std::vector<Report> random_reports(CheckedModule &module, std::size_t count) {
+    std::vector<Report> reports(count);
+    for (Report &report : reports) {
+        for (std::uint8_t &byte : report) {
+            byte = static_cast<std::uint8_t>(module.random());
+        }
+        report[3] %= 12; // the category: else most would be unknown
+    }
+    return reports;
+}
+
+bool is_one_line(const std::string &line) {
+    return line == "(null)" || (line.rfind("{ ", 0) == 0 && line.back() == '}' && line.find('\n') == std::string::npos);
+}
+
+void check_report_entry_points(CheckedModule &module, Findings &findings) {
+    const EntryPoints entry(module);
+    findings.expect(entry.line_of(nullptr) == "(null)", "CopyProfileDescription describes a null report");
+    const std::string printed_for_null = printed_by([&] { entry.print(nullptr); });
+    findings.expect(printed_for_null.empty(), "qor_profile_print prints for a null report: " + printed_for_null);
+    findings.expect_equal("_qor_profile_delta_enabled at load", *entry.delta_enabled, 0);
+
+    const Report zeros{};
+    const std::string line = entry.line_of(zeros.data());
+    findings.expect(line != "(null)" && is_one_line(line), "a report of zeros is described as: " + line);
+    const std::string printed = printed_by([&] { entry.print(zeros.data()); });
+    findings.expect(printed == line + "\n", "qor_profile_print does not print the description and a newline");
+    *entry.delta_enabled = 1;
+    findings.expect(entry.line_of(zeros.data()) == line, "_qor_profile_delta_enabled changes a description");
+    *entry.delta_enabled = 0;
+}
+
+void check_any_report(CheckedModule &module, Findings &findings) {
+    constexpr std::size_t kReports = 300;
+    const EntryPoints entry(module);
+    const std::vector<Report> reports = random_reports(module, kReports);
+    std::vector<std::byte> odd(1 + sizeof(Report)); // so that a report stands at an odd address
+    entry.line_of(reports.front().data());
+    const std::size_t values_before = host::live_values();
+    for (const Report &report : reports) {
+        const std::string line = entry.line_of(report.data());
+        findings.expect(is_one_line(line), "a report is described as: " + line);
+        std::memcpy(odd.data() + 1, report.data(), sizeof report);
+        findings.expect(entry.line_of(odd.data() + 1) == line,
+                        "the same report at another address is described as: " + entry.line_of(odd.data() + 1));
+        findings.expect(std::memcmp(odd.data() + 1, report.data(), sizeof report) == 0, "a report was written to");
+    }
+    findings.expect_equal("values alive after the descriptions were given back", host::live_values() - values_before,
+                          0);
+}
+
+void check_threads(CheckedModule &module, Findings &findings) {
+    constexpr std::size_t kReports = 100;
+    constexpr int kThreads = 4;
+    const EntryPoints entry(module);
+    const std::vector<Report> reports = random_reports(module, kReports);
+    std::vector<std::string> lines;
+    for (const Report &report : reports) {
+        lines.push_back(entry.line_of(report.data()));
+    }
+    std::array<int, kThreads> differences{};
+    std::vector<std::thread> threads;
+    for (int &count : differences) {
+        threads.emplace_back([&entry, &reports, &lines, &count] {
+            for (std::size_t i = 0; i < reports.size(); ++i) {
+                count += entry.line_of(reports[i].data()) == lines[i] ? 0 : 1;
+            }
+        });
+    }
+    for (std::thread &thread : threads) {
+        thread.join();
+    }
+    for (const int count : differences) {
+        findings.expect_equal("descriptions that differ between threads", static_cast<std::uint64_t>(count), 0);
+    }
+}
+
+} // namespace
+
+const std::vector<ContractCheck> kFileChecks = {
+    {"exports", "Its dynamic symbols are the four promised ones", check_exports},
+    {"protection", "It is linked with RELRO, immediate binding and no writable code", check_protection},
+    {"loading", "The module loads and has a factory, the same one each time", check_loading},
+    {"report-entry-points", "The entry points describe and print a report, and take null", check_report_entry_points},
+    {"any-report", "Any 48 bytes give one line or none, and stay as they are", check_any_report},
+    {"report-threads", "Reports are described alike on several threads at once", check_threads},
+};
+
+} // namespace cli

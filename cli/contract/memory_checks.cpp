@@ -1,0 +1,236 @@
+// What rounds of a whole life leave behind: nothing, or exactly what is left on purpose.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/contract/check.h"
+#include "cli/contract/setting.h"
+#include "host/RvHID.h"
+#include "host/RvRegistry.h"
+#include "host/TvValues.h"
+#include "platform/Owned.h"
+#include "platform/QorAnalytics.h"
+
+namespace cli {
+namespace {
+
+constexpr int kWarmUps = 10;
+constexpr int kRounds = 100;
+
+/** The room that a context of five members may take in the C library's books. */
+constexpr std::size_t kMostBytesOfAContext = 96;
+
+std::size_t bytes_or_skip() {
+    const std::optional<std::size_t> bytes = held_bytes();
+    if (!bytes) {
+        throw SkippedCheck("this process's allocator does not say how much it holds");
+    }
+    return *bytes;
+}
+
+/** One life without a host's services; what it leaves in its own allocator is counted and taken back. */
+std::size_t live_briefly(CheckedModule &module) {
+    constexpr RvUUIDBytes kInterface = kOndreQORHIDStatisticsInterface1Bytes;
+    CountingArena arena;
+    OndreQORHIDStatisticsRef object = module.create(&arena);
+    void *interface = nullptr;
+    if ((*object)->QueryInterface(object, kInterface, &interface) == kRvResultOK) {
+        (*object)->Release(object);
+    }
+    (*object)->Release(object);
+    return arena.take_back();
+}
+
+void check_rounds_flat(CheckedModule &module, Findings &findings) {
+    for (int round = 0; round < kWarmUps; ++round) {
+        live_briefly(module);
+    }
+    const std::size_t values = host::live_values();
+    const std::size_t bytes = bytes_or_skip();
+    std::size_t blocks = 0;
+    for (int round = 0; round < kRounds; ++round) {
+        blocks += live_briefly(module);
+    }
+    const std::size_t more = bytes_or_skip() - bytes; // before the finding's own text takes memory
+    findings.expect_equal("bytes held after " + std::to_string(kRounds) + " rounds more", more, 0);
+    findings.expect_equal("typed values held", host::live_values() - values, 0);
+    findings.expect(blocks <= kRounds, "a round leaves more than the array of contexts in the object's allocator");
+}
+
+/** What one round leaves behind, of everything that can be counted. */
+struct Growth {
+    std::int64_t bytes = 0;
+    std::size_t values = 0;
+    std::size_t plug_ins = 0;
+    std::size_t driver = 0;
+    std::size_t device = 0;
+    std::size_t hid_devices = 0;
+    std::size_t blocks = 0; ///< of the object's own allocator
+
+    bool operator==(const Growth &) const = default;
+};
+
+/** The growth from now until `growth` is asked for. */
+class Counts {
+public:
+    explicit Counts(const PlayedQor &qor)
+        : _qor(qor), _values(host::live_values()), _plug_ins(host::live_plug_in_references()),
+          _driver(references(qor.driver_entry)), _device(references(qor.device_entry)),
+          _hid_devices(host::live_hid_devices()), _bytes(bytes_or_skip()) {}
+
+    Growth growth() const {
+        const std::size_t bytes = bytes_or_skip();
+        return {static_cast<std::int64_t>(bytes) - static_cast<std::int64_t>(_bytes),
+                host::live_values() - _values,
+                host::live_plug_in_references() - _plug_ins,
+                references(_qor.driver_entry) - _driver,
+                references(_qor.device_entry) - _device,
+                host::live_hid_devices() - _hid_devices,
+                0};
+    }
+
+private:
+    static std::size_t references(RvRegistryEntry entry) { return host::device_registry::reference_count(entry); }
+
+    const PlayedQor &_qor;
+    std::size_t _values;
+    std::size_t _plug_ins;
+    std::size_t _driver;
+    std::size_t _device;
+    std::size_t _hid_devices;
+    std::size_t _bytes;
+};
+
+/** What a round's object is handed. */
+struct Services {
+    explicit Services(const PlayedQor &qor) {
+        all.push_back(qor.service(kConsumerControl));
+        all.push_back(qor.service(kSensor));
+        all.push_back(qor.service(kVendor));
+    }
+    std::vector<RvHIDService> all;
+    static constexpr std::size_t kKept = 3;
+    static constexpr std::size_t kWithHidDevice = 1;
+};
+
+/** One life with services, until the queue is gone. */
+Growth live_with_services(CheckedModule &module, const PlayedQor &qor) {
+    const Counts counts(qor);
+    std::size_t blocks = 0;
+    {
+        CountingArena arena;
+        const Services services(qor);
+        {
+            ScheduledObject object(module, &arena);
+            for (const RvHIDService &service : services.all) {
+                object.hand_over(service);
+            }
+            object.stop();
+        }
+        blocks = arena.take_back();
+    }
+    Growth growth = counts.growth();
+    growth.blocks = blocks;
+    return growth;
+}
+
+RvInterfaceRef create_plug_in(RvRegistryEntry entry, const RvUUIDBytes &type) {
+    constexpr RvUUIDBytes kGeneric = kRvPlugInInterfaceBytes;
+    RvInterfaceRef plug_in = nullptr;
+    RvPlugInCreateForService(entry, RvUUIDGetConstantWithBytes(type), RvUUIDGetConstantWithBytes(kGeneric), &plug_in);
+    return plug_in;
+}
+
+/**
+ * What is left behind to see how much room it takes; held here, so that a search for leaks finds nothing. It is given
+ * its own room beforehand: only what is left behind is to be measured.
+ */
+class LeftBehind {
+public:
+    explicit LeftBehind(std::size_t count) { held().reserve(held().size() + count); }
+    void add(const void *thing) { held().push_back(thing); }
+
+private:
+    static std::vector<const void *> &held() {
+        static auto &immortal = *new std::vector<const void *>;
+        return immortal;
+    }
+};
+
+/** An interface, as a kept service has one. */
+void *copy_interface(RvRegistryEntry entry, const RvUUIDBytes &type, const RvUUIDBytes &wanted) {
+    const platform::OwnedInterface plug_in(create_plug_in(entry, type));
+    void *interface = nullptr;
+    (*plug_in.get())->QueryInterface(plug_in.get(), wanted, &interface);
+    return interface;
+}
+
+/** The same without the module: what the host's own part of a round, and the things named as left, take up. */
+Growth leave_the_named(const PlayedQor &qor, LeftBehind &left) {
+    const Counts counts(qor);
+    {
+        const Services services(qor);
+        host::SerialQueue queue;
+        queue.close();
+    }
+    for (const char *key : kQorAnalyticsKeys) {
+        left.add(TvStringCreateWithCString(key, kTvStringEncodingASCII));
+    }
+    for (std::size_t i = 0; i < Services::kKept; ++i) {
+        left.add(copy_interface(qor.driver_entry, kQorDriverPlugInTypeBytes, kQorDriverInterfaceBytes));
+        left.add(copy_interface(qor.device_entry, kQorDevicePlugInTypeBytes, kQorDeviceInterfaceBytes));
+    }
+    for (std::size_t i = 0; i < Services::kWithHidDevice; ++i) {
+        left.add(RvHIDDeviceCreate(qor.device_entry));
+    }
+    return counts.growth();
+}
+
+/** Bytes that `round` leaves behind in all rounds but the first. */
+template <typename Round>
+std::int64_t bytes_of_rounds(Round round) {
+    for (int i = 0; i < kWarmUps; ++i) {
+        round();
+    }
+    std::int64_t bytes = 0;
+    for (int i = 0; i < kRounds; ++i) {
+        bytes += round().bytes;
+    }
+    return bytes;
+}
+
+void check_rounds_leaks(CheckedModule &module, Findings &findings) {
+    const PlayedQor qor;
+    LeftBehind left((kWarmUps + kRounds) * (kQorAnalyticsKeyCount + 2 * Services::kKept + Services::kWithHidDevice));
+    const std::int64_t named = bytes_of_rounds([&] { return leave_the_named(qor, left); });
+    const std::int64_t found = bytes_of_rounds([&] {
+        const Growth growth = live_with_services(module, qor);
+        findings.expect_equal("typed values left by a round (the key strings)", growth.values, kQorAnalyticsKeyCount);
+        findings.expect_equal("interfaces left by a round (two a kept service)", growth.plug_ins, 2 * Services::kKept);
+        findings.expect_equal("references to the driver left by a round (one a kept service)", growth.driver,
+                              Services::kKept);
+        findings.expect_equal("references to the device left by a round (one a kept service)", growth.device,
+                              Services::kKept);
+        findings.expect_equal("HID devices left by a round", growth.hid_devices, Services::kWithHidDevice);
+        findings.expect(growth.blocks <= 2, "a round leaves more than the array of contexts in the object's allocator");
+        return growth;
+    });
+    const std::int64_t contexts = found - named;
+    const auto most = static_cast<std::int64_t>(kRounds * Services::kKept * kMostBytesOfAContext);
+    findings.expect(contexts <= most, std::to_string(kRounds) + " rounds leave " + std::to_string(contexts) +
+                                          " bytes besides what is named, and the contexts account for " +
+                                          std::to_string(most) + " at most");
+    findings.expect(contexts >= 0, std::to_string(kRounds) + " rounds leave " + std::to_string(-contexts) +
+                                       " bytes less than what is left on purpose takes");
+}
+
+} // namespace
+
+const std::vector<ContractCheck> kMemoryChecks = {
+    {"rounds-flat", "100 rounds of factory, query and last Release leave nothing", check_rounds_flat},
+    {"rounds-leaks", "Rounds with services leave what is left on purpose, no more", check_rounds_leaks},
+};
+
+} // namespace cli

@@ -1,0 +1,16 @@
+/** What an analytics store holds, as JSON. */
+#pragma once
+
+#include <string>
+
+#include "host/store/analytics_store.h"
+
+namespace cli {
+
+/**
+ * A JSON object and a newline: scalars and distributions in the order of their keys, with every distinct value and
+ * its count. Numbers read back exactly as they are; those that are not finite are texts.
+ */
+std::string metrics_json(const host::StoreContents &contents);
+
+} // namespace cli

@@ -1,0 +1,82 @@
+#include "cli/metrics/statistics.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace cli {
+namespace {
+
+std::uint64_t saturating_sum(std::uint64_t a, std::uint64_t b) {
+    constexpr std::uint64_t kMost = std::numeric_limits<std::uint64_t>::max();
+    return b > kMost - a ? kMost : a + b;
+}
+
+std::uint64_t total_count(const host::Distribution &distribution) {
+    std::uint64_t count = 0;
+    for (const auto &[value, times] : distribution) {
+        count = saturating_sum(count, times);
+    }
+    return count;
+}
+
+/** `count` * `percent` / 100, rounded up, where the product may not fit. */
+std::uint64_t nearest_rank(std::uint64_t count, unsigned percent) {
+    return count / 100 * percent + (count % 100 * percent + 99) / 100;
+}
+
+long double exact_sum(const host::Distribution &distribution) {
+    long double sum = 0;
+    for (const auto &[value, times] : distribution) {
+        sum += static_cast<long double>(value) * static_cast<long double>(times);
+    }
+    return sum;
+}
+
+} // namespace
+
+double percentile(const host::Distribution &distribution, unsigned percent) {
+    const std::uint64_t rank = nearest_rank(total_count(distribution), percent);
+    std::uint64_t passed = 0;
+    for (const auto &[value, times] : distribution) {
+        passed = saturating_sum(passed, times);
+        if (passed >= rank) {
+            return value;
+        }
+    }
+    return distribution.rbegin()->first;
+}
+
+DistributionStatistics statistics_of(const host::Distribution &distribution) {
+    const std::uint64_t count = total_count(distribution);
+    const long double sum = exact_sum(distribution);
+    return {count,
+            static_cast<double>(sum),
+            static_cast<double>(sum / static_cast<long double>(count)),
+            distribution.begin()->first,
+            percentile(distribution, 50),
+            percentile(distribution, 90),
+            percentile(distribution, 99),
+            distribution.rbegin()->first};
+}
+
+std::vector<std::uint64_t> histogram(const host::Distribution &distribution, std::size_t bins) {
+    host::Distribution finite;
+    std::copy_if(distribution.begin(), distribution.end(), std::inserter(finite, finite.end()),
+                 [](const auto &entry) { return std::isfinite(entry.first); });
+    if (finite.empty()) {
+        return {};
+    }
+    const long double least = finite.begin()->first;
+    const long double range = static_cast<long double>(finite.rbegin()->first) - least;
+    std::vector<std::uint64_t> counts(bins, 0);
+    for (const auto &[value, times] : finite) {
+        const long double share = range > 0 ? (static_cast<long double>(value) - least) / range : 0;
+        const auto bin = static_cast<std::size_t>(share * static_cast<long double>(bins));
+        std::uint64_t &count = counts[std::min(bin, bins - 1)];
+        count = saturating_sum(count, times);
+    }
+    return counts;
+}
+
+} // namespace cli

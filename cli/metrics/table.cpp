@@ -1,0 +1,168 @@
+#include "cli/metrics/table.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+#include "cli/metrics/keys.h"
+#include "cli/metrics/statistics.h"
+#include "cli/terminal/columns.h"
+#include "host/utf8.h"
+
+namespace cli {
+namespace {
+
+constexpr std::size_t kIndent = 2;
+constexpr std::size_t kGap = 2;
+constexpr std::size_t kBars = 12;
+/** Where numbers start that stand below their key. */
+constexpr std::size_t kNumbersBelowKey = 4;
+
+/** From the lowest bar to the highest; a part without values has a blank. */
+constexpr std::array<std::string_view, 8> kBlocks{"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
+constexpr std::array<std::string_view, 8> kAsciiBars{".", ":", "-", "=", "+", "*", "#", "@"};
+
+const std::vector<std::string> kNumberTitles = {"count", "min", "mean", "p50", "p90", "p99", "max"};
+
+/** One key with what stands behind it. */
+struct Line {
+    std::size_t subsystem;
+    std::string key;
+    std::string numbers; ///< as wide as those of the other lines of its kind
+    std::string bars;
+};
+
+std::string shown_number(double number) {
+    if (std::isnan(number)) {
+        return "nan"; // which sign it has is chance
+    }
+    std::array<char, 32> text{};
+    const auto end = std::to_chars(text.data(), text.data() + text.size(), number, std::chars_format::general, 6);
+    return std::string(text.data(), end.ptr);
+}
+
+std::string bars_of(const host::Distribution &distribution, const TextStyle &style) {
+    const std::vector<std::uint64_t> counts = histogram(distribution, kBars);
+    const std::uint64_t most = counts.empty() ? 0 : *std::max_element(counts.begin(), counts.end());
+    const auto &signs = style.shows_blocks ? kBlocks : kAsciiBars;
+    std::string bars;
+    for (const std::uint64_t count : counts) {
+        const long double share = static_cast<long double>(count) / static_cast<long double>(most);
+        const auto below = static_cast<std::size_t>(share * static_cast<long double>(signs.size()));
+        bars += count == 0 ? " " : signs[std::min(below, signs.size() - 1)];
+    }
+    return bars;
+}
+
+std::vector<std::string> numbers_of(const host::Distribution &distribution) {
+    const DistributionStatistics all = statistics_of(distribution);
+    return {std::to_string(all.count), shown_number(all.minimum), shown_number(all.mean),   shown_number(all.p50),
+            shown_number(all.p90),     shown_number(all.p99),     shown_number(all.maximum)};
+}
+
+Line keyed_line(std::string_view key) {
+    const ShortKey name = short_key(key);
+    return {name.subsystem, escape_controls(name.name), {}, {}};
+}
+
+std::vector<Line> scalar_lines(const host::StoreContents &contents) {
+    std::vector<Line> lines;
+    std::vector<std::vector<std::string>> cells;
+    for (const auto &[key, value] : contents.scalars) {
+        lines.push_back(keyed_line(key));
+        cells.push_back({std::to_string(value)});
+    }
+    const std::vector<std::string> rows = aligned_rows(cells, {Align::Right});
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        lines[i].numbers = rows[i];
+    }
+    return lines;
+}
+
+/** Distributions, with the titles of their numbers. */
+struct DistributionLines {
+    std::string titles;
+    std::vector<Line> lines;
+};
+
+DistributionLines distribution_lines(const host::StoreContents &contents, const TextStyle &style) {
+    DistributionLines made;
+    std::vector<std::vector<std::string>> cells = {kNumberTitles};
+    for (const auto &[key, distribution] : contents.distributions) {
+        made.lines.push_back(keyed_line(key));
+        made.lines.back().bars = bars_of(distribution, style);
+        cells.push_back(numbers_of(distribution));
+    }
+    const std::vector<std::string> rows = aligned_rows(cells, std::vector(kNumberTitles.size(), Align::Right));
+    made.titles = rows.front();
+    for (std::size_t i = 0; i < made.lines.size(); ++i) {
+        made.lines[i].numbers = rows[i + 1];
+    }
+    return made;
+}
+
+/** Keys on the left, what belongs to them on the right of the longest key that a line has room for. */
+class KeyColumn {
+public:
+    KeyColumn(const std::vector<Line> &lines, std::size_t bars, std::size_t columns) {
+        for (const Line &line : lines) {
+            const std::size_t key = kIndent + host::character_count(line.key);
+            if (key + kGap + line.numbers.size() + bars <= columns) {
+                _width = std::max(_width, key + kGap);
+            }
+        }
+    }
+
+    std::string text(const Line &line, const TextStyle &style) const {
+        const std::size_t used = kIndent + host::character_count(line.key);
+        const bool stands_above = used + kGap > _width;
+        std::string text = std::string(kIndent, ' ') + style.key(line.key);
+        text += stands_above ? "\n" + std::string(_width, ' ') : std::string(_width - used, ' ');
+        text += line.numbers;
+        if (const std::size_t end = line.bars.find_last_not_of(' '); end != std::string::npos) {
+            text += std::string(kGap, ' ') + line.bars.substr(0, end + 1);
+        }
+        return text + "\n";
+    }
+
+    std::string titles(const std::string &titles, const TextStyle &style) const {
+        return std::string(_width, ' ') + style.dimmed(titles) + "\n";
+    }
+
+private:
+    std::size_t _width = kNumbersBelowKey;
+};
+
+std::string lines_of(const std::vector<Line> &lines, std::size_t subsystem, const KeyColumn &column,
+                     const TextStyle &style) {
+    std::string text;
+    for (const Line &line : lines) {
+        text += line.subsystem == subsystem ? column.text(line, style) : "";
+    }
+    return text;
+}
+
+} // namespace
+
+std::string metrics_table(const host::StoreContents &contents, const TextStyle &style) {
+    const std::vector<Line> scalars = scalar_lines(contents);
+    const DistributionLines distributions = distribution_lines(contents, style);
+    const KeyColumn scalar_column(scalars, 0, style.columns);
+    const KeyColumn distribution_column(distributions.lines, kGap + kBars, style.columns);
+    std::string text;
+    for (std::size_t i = 0; i < kSubsystems.size(); ++i) {
+        const std::string first = lines_of(scalars, i, scalar_column, style);
+        const std::string second = lines_of(distributions.lines, i, distribution_column, style);
+        if (!first.empty() || !second.empty()) {
+            text += (text.empty() ? "" : "\n") + style.heading(kSubsystems[i]) + "\n" + first;
+            text += second.empty() ? "" : distribution_column.titles(distributions.titles, style) + second;
+        }
+    }
+    return text.empty() ? "the store is empty\n" : text;
+}
+
+} // namespace cli

@@ -1,0 +1,157 @@
+#include <array>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "cli/records/decimal_fields.h"
+#include "cli/records/dictionary_reader.h"
+#include "cli/records/payload_renderings.h"
+#include "cli/terminal/columns.h"
+
+namespace cli {
+namespace {
+
+constexpr std::array<std::string_view, 3> kSpeeds{"Slow", "Medium", "Fast"};
+
+/** In the firmware's order; the last one's key has no name for it. */
+constexpr std::array<std::string_view, 17> kEvents{
+    "SingleDown",  "SingleUp",     "DoubleDown",  "DoubleUp",     "TripleDown",  "TripleUp",
+    "SingleTapOn", "SingleTapOff", "DoubleTapOn", "DoubleTapOff", "TripleTapOn", "TripleTapOff",
+    "DeepDown",    "DeepUp",       "LongPress",   "LongPressUp",  "(null)"};
+
+constexpr std::array<std::string_view, 5> kFields{"enable=", " slot=", " gain=", " min=", " max="};
+enum Field : std::size_t { kEnable, kSlot, kGain, kMinimum, kMaximum };
+
+/** The values of an asset's fields, as text. */
+using Asset = std::array<std::string_view, kFields.size()>;
+
+std::optional<Asset> asset_of(std::string_view text) {
+    Asset asset;
+    if (!take_decimal_fields(text, kFields, asset) || is_fraction(asset[kEnable])) {
+        return std::nullopt;
+    }
+    return asset;
+}
+
+/** Without the zeros that say nothing. */
+std::string short_gain(std::string_view gain) {
+    if (is_fraction(gain)) {
+        gain = gain.substr(0, gain.find_last_not_of('0') + 1);
+        gain = gain.back() == '.' ? gain.substr(0, gain.size() - 1) : gain;
+    }
+    return std::string(gain);
+}
+
+/** A flag that is neither 0 nor 1 is shown as it is. */
+std::string enable_text(std::string_view enable) {
+    return enable == "0" ? "off" : enable == "1" ? "on" : std::string(enable);
+}
+
+std::vector<std::string> cells_of(const Asset &asset) {
+    return {enable_text(asset[kEnable]), std::string(asset[kSlot]), short_gain(asset[kGain]),
+            std::string(asset[kMinimum]) + ".." + std::string(asset[kMaximum])};
+}
+
+/** The table's part for one speed: two lines of heading, then a line for each event, all of one width. */
+struct SpeedColumns {
+    std::vector<std::string> lines;
+    std::array<bool, kEvents.size()> is_disabled{};
+};
+
+class AssetsText {
+public:
+    AssetsText(TvDictionaryRef assets, const TextStyle &style) : _assets(assets), _reader(assets), _style(style) {
+        for (std::size_t speed = 0; speed < kSpeeds.size(); ++speed) {
+            for (std::size_t event = 0; event < kEvents.size(); ++event) {
+                _keys[speed][event] = std::string(kSpeeds[speed]) + "-" + std::string(kEvents[event]);
+            }
+        }
+    }
+
+    std::optional<std::string> text() {
+        std::vector<SpeedColumns> speeds;
+        for (std::size_t speed = 0; speed < kSpeeds.size(); ++speed) {
+            speeds.push_back(columns_of(speed));
+        }
+        if (!_reader.took_any()) {
+            return std::nullopt;
+        }
+        return tables(speeds) + entry_lines(_reader.rest(), 0, _style);
+    }
+
+private:
+    std::optional<Asset> take_asset(const std::string &key) {
+        const std::optional<std::string_view> text = text_of(TvDictionaryGetValue(_assets, key.c_str()));
+        std::optional<Asset> asset = text ? asset_of(*text) : std::nullopt;
+        if (asset) {
+            _reader.take(key);
+        }
+        return asset;
+    }
+
+    SpeedColumns columns_of(std::size_t speed) {
+        SpeedColumns columns;
+        std::vector<std::vector<std::string>> cells{{"on", "slot", "gain", "range"}};
+        for (std::size_t event = 0; event < kEvents.size(); ++event) {
+            const std::optional<Asset> asset = take_asset(_keys[speed][event]);
+            if (asset) {
+                columns.is_disabled[event] = (*asset)[kEnable] == "0";
+                cells.push_back(cells_of(*asset));
+            } else {
+                cells.push_back({"-", "-", "-", "-"});
+            }
+        }
+        columns.lines = aligned_rows(cells, std::vector<Align>(cells.front().size(), Align::Right), " ");
+        std::string heading(kSpeeds[speed]);
+        heading.resize(columns.lines.front().size(), ' ');
+        columns.lines.insert(columns.lines.begin(), heading);
+        return columns;
+    }
+
+    std::string tables(const std::vector<SpeedColumns> &speeds) const {
+        std::size_t width = kEventWidth;
+        for (const SpeedColumns &speed : speeds) {
+            width += kGap.size() + speed.lines.front().size();
+        }
+        if (width <= _style.columns) {
+            return table(speeds);
+        }
+        std::string text;
+        for (const SpeedColumns &speed : speeds) {
+            text += (text.empty() ? "" : "\n") + table({speed});
+        }
+        return text;
+    }
+
+    std::string table(const std::vector<SpeedColumns> &speeds) const {
+        constexpr std::size_t kHeadings = 2;
+        std::string text;
+        for (std::size_t line = 0; line < kHeadings + kEvents.size(); ++line) {
+            std::string row(line < kHeadings ? "" : kEvents[line - kHeadings]);
+            row.resize(kEventWidth, ' ');
+            for (const SpeedColumns &speed : speeds) {
+                const bool is_disabled = line >= kHeadings && speed.is_disabled[line - kHeadings];
+                row += std::string(kGap) + (is_disabled ? _style.dimmed(speed.lines[line]) : speed.lines[line]);
+            }
+            text += row.substr(0, row.find_last_not_of(' ') + 1) + "\n";
+        }
+        return text;
+    }
+
+    static constexpr std::size_t kEventWidth = 12;
+    static constexpr std::string_view kGap = "  ";
+
+    TvDictionaryRef _assets;
+    std::array<std::array<std::string, kEvents.size()>, kSpeeds.size()> _keys;
+    DictionaryReader _reader;
+    const TextStyle &_style;
+};
+
+} // namespace
+
+std::optional<std::string> assets_text(TvRef payload, const TextStyle &style) {
+    return AssetsText(payload, style).text();
+}
+
+} // namespace cli

@@ -1,0 +1,44 @@
+#include "cli/records/decimal_fields.h"
+
+#include <algorithm>
+
+namespace cli {
+namespace {
+
+bool is_digits(std::string_view text) {
+    return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) { return '0' <= c && c <= '9'; });
+}
+
+} // namespace
+
+bool is_decimal(std::string_view text) {
+    constexpr std::size_t kLongest = 20;
+    if (text.size() > kLongest) {
+        return false;
+    }
+    if (!text.empty() && text.front() == '-') {
+        text.remove_prefix(1);
+    }
+    const std::size_t point = text.find('.');
+    return is_digits(text.substr(0, point)) && (point == std::string_view::npos || is_digits(text.substr(point + 1)));
+}
+
+bool is_fraction(std::string_view decimal) { return decimal.find('.') != std::string_view::npos; }
+
+bool take_decimal_fields(std::string_view text, std::span<const std::string_view> names,
+                         std::span<std::string_view> values) {
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        if (text.substr(0, names[i].size()) != names[i]) {
+            return false;
+        }
+        text.remove_prefix(names[i].size());
+        values[i] = text.substr(0, text.find(' '));
+        if (!is_decimal(values[i])) {
+            return false;
+        }
+        text.remove_prefix(values[i].size());
+    }
+    return text.empty();
+}
+
+} // namespace cli

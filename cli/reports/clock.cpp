@@ -1,0 +1,98 @@
+#include "cli/reports/clock.h"
+
+#include <array>
+#include <charconv>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <string_view>
+
+#include "cli/arguments/whole_number.h"
+#include "cli/arguments/wrong_use.h"
+#include "host/RvQueue.h"
+#include "host/device/described_device.h"
+#include "host/error.h"
+
+namespace cli {
+namespace {
+
+constexpr const char *kZoneFolder = "/usr/share/zoneinfo";
+constexpr std::string_view kZoneFileMark = "TZif";
+
+/** The platform's numbers are signed, and arithmetic with them wraps: the largest ones are those below zero. */
+std::optional<std::uint64_t> signed_or_whole_number(std::string_view text) {
+    if (text.substr(0, 1) != "-") {
+        return whole_number(text);
+    }
+    std::int64_t number = 0;
+    const char *const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    return error == std::errc() && stop == end ? std::optional(static_cast<std::uint64_t>(number)) : std::nullopt;
+}
+
+/** Takes "KEY=NUMBER" off the front of `text`; nothing when it does not stand there. */
+std::optional<std::uint64_t> take_number(std::string_view &text, std::string_view key) {
+    if (text.substr(0, key.size()) != key) {
+        return std::nullopt;
+    }
+    const std::string_view value = text.substr(key.size(), text.find(',', key.size()) - key.size());
+    text.remove_prefix(key.size() + value.size());
+    return signed_or_whole_number(value);
+}
+
+bool is_zone_file(const std::filesystem::path &path) {
+    std::ifstream file(path, std::ios::binary);
+    std::array<char, kZoneFileMark.size()> start{};
+    return file.read(start.data(), start.size()) && std::string_view(start.data(), start.size()) == kZoneFileMark;
+}
+
+} // namespace
+
+decoder::time_sync parse_time_sync(const std::string &text) {
+    std::string_view rest = text;
+    const std::optional<std::uint64_t> qor = take_number(rest, "qor=");
+    const std::optional<std::uint64_t> calendar = take_number(rest, ",calendar=");
+    if (!qor || !calendar || !rest.empty()) {
+        throw WrongUse("--time-sync: \"" + text + "\" is not of the form qor=NANOSECONDS,calendar=NANOSECONDS");
+    }
+    return {*qor, *calendar};
+}
+
+void enter_time_zone(const std::string &name) {
+    // Before any other thread starts.
+    const char *const chosen = std::getenv("TZDIR"); // NOLINT(concurrency-mt-unsafe)
+    const std::filesystem::path folder = chosen != nullptr && *chosen != '\0' ? chosen : kZoneFolder;
+    const bool stays_inside = name.find("..") == std::string::npos && !name.empty() && name.front() != '/';
+    if (!stays_inside) {
+        throw WrongUse("--time-zone: \"" + name + "\" is no zone's name, such as Europe/Berlin");
+    }
+    if (!is_zone_file(folder / name)) {
+        throw host::Error((folder / name).string(), "", "is no time zone file");
+    }
+    // A colon in front: the name means that file, and nothing else.
+    setenv("TZ", (":" + name).c_str(), 1); // NOLINT(concurrency-mt-unsafe)
+    tzset();
+}
+
+/** A described device in the registry, without the plug-in. */
+struct DumpClock::LiveDevice {
+    explicit LiveDevice(const std::string &description) : device(description, queue) {}
+
+    host::SerialQueue queue;
+    host::DescribedDevice device;
+};
+
+DumpClock::DumpClock(const ClockWords &words) {
+    if (words.time_sync) {
+        _told.sync = parse_time_sync(*words.time_sync);
+    }
+    _told.boot_time = words.boot_time;
+    if (words.live_description) {
+        _live_device = std::make_unique<LiveDevice>(*words.live_description);
+    }
+}
+
+DumpClock::~DumpClock() = default;
+
+} // namespace cli

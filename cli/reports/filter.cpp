@@ -1,0 +1,130 @@
+#include "cli/reports/filter.h"
+
+#include <algorithm>
+#include <charconv>
+#include <functional>
+#include <limits>
+#include <set>
+#include <string_view>
+
+#include "cli/arguments/wrong_use.h"
+#include "decoder/name_tables.h"
+#include "host/nearest_word.h"
+
+namespace cli {
+namespace {
+
+constexpr unsigned kLargestId = 255;
+
+std::uint8_t id_of(std::size_t value) { return static_cast<std::uint8_t>(value); }
+
+bool is_number(std::string_view word) {
+    return !word.empty() && std::all_of(word.begin(), word.end(), [](char c) { return '0' <= c && c <= '9'; });
+}
+
+/** The id that a word of digits stands for. */
+std::size_t parsed_id(const std::string &option, const std::string &word) {
+    unsigned id = 0;
+    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), id);
+    if (error != std::errc() || id > kLargestId) {
+        throw WrongUse(option + ": " + word + " is no id from 0 to 255");
+    }
+    return id;
+}
+
+[[noreturn]] void refuse(const std::string &option, const std::string &word, const std::set<std::string> &known) {
+    throw WrongUse(option + ": \"" + word + "\" is no name that the decoder knows" +
+                   host::suggestion(word, {known.begin(), known.end()}));
+}
+
+using NameOfId = std::function<std::string_view(std::uint8_t id)>;
+
+/** Adds the ids that `word` stands for; a name may stand for several. @return whether there is any. */
+bool add_ids(std::bitset<256> &ids, const std::string &option, const std::string &word, const NameOfId &name_of,
+             std::set<std::string> &known) {
+    if (is_number(word)) {
+        ids.set(parsed_id(option, word));
+        return true;
+    }
+    bool found = false;
+    for (std::size_t id = 0; id <= kLargestId; ++id) {
+        const std::string_view name = name_of(id_of(id));
+        if (name == word) {
+            ids.set(id);
+            found = true;
+        } else if (!is_number(name)) {
+            known.emplace(name);
+        }
+    }
+    return found;
+}
+
+std::bitset<256> asked_ids(const std::string &option, const std::vector<std::string> &words, const NameOfId &name_of) {
+    std::bitset<256> ids;
+    for (const std::string &word : words) {
+        std::set<std::string> known;
+        if (!add_ids(ids, option, word, name_of, known)) {
+            refuse(option, word, known);
+        }
+    }
+    return words.empty() ? ids.set() : ids;
+}
+
+} // namespace
+
+ReportFilter::ReportFilter(const FilterWords &words)
+    : _asks(!words.categories.empty() || !words.components.empty() || !words.events.empty() || !words.types.empty() ||
+            words.since || words.until),
+      _since(words.since.value_or(0)), _until(words.until.value_or(std::numeric_limits<std::uint64_t>::max())),
+      _categories(asked_ids("--category", words.categories, decoder::category_name)),
+      _types(asked_ids("--type", words.types, decoder::type_name)) {
+    ask_for_components(words.components);
+    ask_for_events(words.events);
+}
+
+void ReportFilter::ask_for_components(const std::vector<std::string> &words) {
+    for (const std::string &word : words) {
+        bool found = false;
+        std::set<std::string> known;
+        for (std::size_t category = 0; category < kCategoryRows; ++category) {
+            const auto name_of = [category](std::uint8_t id) { return decoder::component_name(id_of(category), id); };
+            found |= add_ids(_components[category], "--component", word, name_of, known);
+        }
+        if (!found) {
+            refuse("--component", word, known);
+        }
+    }
+    if (words.empty()) {
+        for (Ids &ids : _components) {
+            ids.set();
+        }
+    }
+}
+
+void ReportFilter::ask_for_events(const std::vector<std::string> &words) {
+    if (!words.empty()) {
+        _events.resize(kCategoryRows * kIds);
+    }
+    for (const std::string &word : words) {
+        bool found = false;
+        std::set<std::string> known;
+        for (std::size_t row = 0; row < _events.size(); ++row) {
+            const auto name_of = [row](std::uint8_t id) {
+                return decoder::event_name(id_of(row / kIds), id_of(row % kIds), id);
+            };
+            found |= add_ids(_events[row], "--event", word, name_of, known);
+        }
+        if (!found) {
+            refuse("--event", word, known);
+        }
+    }
+}
+
+bool ReportFilter::passes_ids(const _QorProfileReport &report) const {
+    const std::size_t row = std::min<std::size_t>(report.category_id(), kCategoryRows - 1);
+    const std::size_t component = report.component_id();
+    return _categories[report.category_id()] && _types[report.type_id()] && _components[row][component] &&
+           (_events.empty() || _events[row * kIds + component][report.event_id()]);
+}
+
+} // namespace cli

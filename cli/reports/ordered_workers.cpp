@@ -1,0 +1,154 @@
+#include "cli/reports/ordered_workers.h"
+
+#include <algorithm>
+#include <condition_variable>
+#include <cstdint>
+#include <exception>
+#include <mutex>
+#include <system_error>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace cli {
+namespace {
+
+/** Beyond this, one thread that writes cannot keep up. */
+constexpr unsigned kWorkersAtMost = 8;
+
+/** So many blocks may be under way: a thread that the machine leaves waiting does not hold up the others at once. */
+constexpr std::size_t kBlocks = 16;
+static_assert(kBlocks > kWorkersAtMost);
+
+class Workers {
+public:
+    Workers(unsigned threads, const BlockSteps &steps)
+        : _steps(steps), _blocks(std::max<std::size_t>(threads, kBlocks)), _finished(_blocks.size()) {
+        for (Block &block : _blocks) {
+            _empty.push_back(&block);
+        }
+    }
+
+    void run(unsigned threads) {
+        std::vector<std::thread> others;
+        try {
+            for (unsigned i = 1; i < threads; ++i) {
+                others.emplace_back([this] { work(); });
+            }
+        } catch (const std::system_error &) {
+            // The system gives no more threads; those that there are do it all.
+        }
+        work();
+        for (std::thread &other : others) {
+            other.join();
+        }
+        if (_failure) {
+            std::rethrow_exception(_failure);
+        }
+    }
+
+private:
+    using Lock = std::unique_lock<std::mutex>;
+
+    /** What came of a block: its text, or the failure that is told when its turn comes. */
+    struct Finished {
+        Block *block = nullptr;
+        std::exception_ptr failure;
+    };
+
+    /** What one thread does. It holds the lock but for the steps themselves. */
+    void work() {
+        Lock lock(_mutex);
+        while (Block *const block = block_to_fill(lock)) {
+            bool is_filled = false;
+            std::exception_ptr failure = outcome(lock, [&] { is_filled = _steps.fill(*block); });
+            _is_filling = false;
+            _has_filled_all = _has_filled_all || !is_filled;
+            _changed.notify_all();
+            if (!is_filled && !failure) {
+                return;
+            }
+            const std::uint64_t number = _filled++;
+            if (!failure) {
+                failure = outcome(lock, [&] {
+                    block->text.clear();
+                    _steps.work(*block);
+                });
+            }
+            finished(number) = {block, failure};
+            deliver(lock);
+        }
+    }
+
+    /** An empty block and the turn to fill it; null when nothing more is filled. */
+    Block *block_to_fill(Lock &lock) {
+        _changed.wait(lock, [&] { return _has_filled_all || (!_is_filling && !_empty.empty()); });
+        if (_has_filled_all) {
+            return nullptr;
+        }
+        _is_filling = true;
+        // The one that was emptied last is nearest in the caches.
+        Block *const block = _empty.back();
+        _empty.pop_back();
+        return block;
+    }
+
+    /** Delivers what is next as long as it is finished, unless another thread is at it, which then takes this too. */
+    void deliver(Lock &lock) {
+        if (_is_delivering) {
+            return;
+        }
+        _is_delivering = true;
+        while (!_failure && finished(_delivered).block != nullptr) {
+            const Finished next = std::exchange(finished(_delivered), {});
+            _failure = next.failure ? next.failure : outcome(lock, [&] { _steps.deliver(*next.block); });
+            _has_filled_all = _has_filled_all || _failure;
+            ++_delivered;
+            _empty.push_back(next.block);
+            _changed.notify_all();
+        }
+        _is_delivering = false;
+    }
+
+    /** No two numbers under way share a place: there are as many places as blocks. */
+    Finished &finished(std::uint64_t number) { return _finished[number % _finished.size()]; }
+
+    /** Does a step without the lock; null when it does not throw. */
+    template <typename Step>
+    static std::exception_ptr outcome(Lock &lock, const Step &step) {
+        std::exception_ptr failure;
+        lock.unlock();
+        try {
+            step();
+        } catch (...) {
+            failure = std::current_exception();
+        }
+        lock.lock();
+        return failure;
+    }
+
+    const BlockSteps &_steps;
+    std::vector<Block> _blocks;
+
+    std::mutex _mutex; ///< guards all below
+    std::condition_variable _changed;
+    std::vector<Block *> _empty;
+    std::vector<Finished> _finished; ///< by number, in a ring
+    bool _is_filling = false;
+    bool _is_delivering = false;
+    bool _has_filled_all = false; ///< at the end of the input, or since something failed
+    std::uint64_t _filled = 0;
+    std::uint64_t _delivered = 0;
+    std::exception_ptr _failure; ///< of the first block in order that has one
+};
+
+} // namespace
+
+void work_in_order(unsigned threads, const BlockSteps &steps) {
+    threads = std::max(1U, threads);
+    Workers(threads, steps).run(threads);
+}
+
+unsigned worker_count() { return std::clamp(std::thread::hardware_concurrency(), 1U, kWorkersAtMost); }
+
+} // namespace cli

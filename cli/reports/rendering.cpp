@@ -1,0 +1,48 @@
+#include "cli/reports/rendering.h"
+
+#include <memory>
+
+#include "cli/reports/csv.h"
+#include "cli/reports/json.h"
+#include "cli/reports/trace.h"
+#include "decoder/report_line.h"
+
+namespace cli {
+namespace {
+
+void append_exact_line(text_buffer &out, const _QorProfileReport &report, const decoder::device_clock &clock) {
+    decoder::append_line(out, report, clock);
+    out.append("\n");
+}
+
+/** For a terminal: the texts in a line are the firmware's. */
+void append_escaped_line(text_buffer &out, const _QorProfileReport &report, const decoder::device_clock &clock) {
+    char storage[4096];
+    text_buffer line(storage);
+    decoder::append_line(line, report, clock);
+    out.append(escape_controls(line.text()));
+    out.append("\n");
+}
+
+} // namespace
+
+const std::vector<std::string> kReportFormats = {"text", "jsonl", "csv", "chrome-trace"};
+
+ReportRendering report_rendering(const std::string &format, const TextStyle &style) {
+    if (format == "jsonl") {
+        return {"", append_json_line, ""};
+    }
+    if (format == "csv") {
+        return {std::string(kCsvHeading), append_csv_line, ""};
+    }
+    if (format == "chrome-trace") {
+        const auto events = std::make_shared<TraceEvents>();
+        const auto append = [events](text_buffer &out, const _QorProfileReport &report, const decoder::device_clock &) {
+            events->append(out, report);
+        };
+        return {trace_start(), append, trace_end(), true};
+    }
+    return {"", style.escapes_controls ? append_escaped_line : append_exact_line, ""};
+}
+
+} // namespace cli

@@ -1,0 +1,201 @@
+#include "cli/reports/statistics.h"
+
+#include <algorithm>
+#include <limits>
+#include <map>
+#include <numeric>
+#include <string_view>
+
+#include <nlohmann/json.hpp>
+
+#include "cli/reports/json.h"
+#include "decoder/name_tables.h"
+
+namespace cli {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr std::uint32_t kIds = 256;
+/** No three ids make this number. */
+constexpr std::uint32_t kNoEvent = std::numeric_limits<std::uint32_t>::max();
+
+std::uint8_t low_byte(std::size_t value) { return static_cast<std::uint8_t>(value & 0xFF); }
+
+std::string joined(const std::vector<std::string_view> &names) {
+    std::string text;
+    for (const std::string_view name : names) {
+        text += (text.empty() ? "" : " ") + std::string(name);
+    }
+    return text;
+}
+
+std::string table(std::string_view heading, const std::vector<DumpStatistics::Count> &counts) {
+    constexpr std::size_t kNameWidth = 46;
+    constexpr std::size_t kCountWidth = 14;
+    std::string text = std::string(heading) + "\n";
+    for (const DumpStatistics::Count &row : counts) {
+        const std::string name = "  " + joined(row.names);
+        const std::string count = std::to_string(row.count);
+        const std::size_t width = std::max(name.size() + 1 + count.size(), kNameWidth + kCountWidth);
+        text += name;
+        text.append(width - name.size() - count.size(), ' ');
+        text += count;
+        text += '\n';
+    }
+    return text;
+}
+
+Json counts_json(const std::vector<DumpStatistics::Count> &counts, const std::vector<std::string> &keys) {
+    Json array = Json::array();
+    for (const DumpStatistics::Count &row : counts) {
+        Json entry;
+        for (std::size_t i = 0; i < keys.size(); ++i) {
+            entry[keys[i]] = row.names[i];
+            entry[keys[i] + "_id"] = row.ids[i];
+        }
+        entry["count"] = row.count;
+        array.push_back(std::move(entry));
+    }
+    return array;
+}
+
+} // namespace
+
+void SequenceWatch::see(const _QorProfileReport &report, std::uint64_t offset) {
+    const std::uint32_t number = report.sequence_num();
+    if (_last && number != static_cast<std::uint32_t>(*_last + 1)) {
+        // Numbers wrap; a step of less than half their range is one forward.
+        const std::uint32_t step = number - *_last;
+        const bool is_forward = step != 0 && step < 0x80000000U;
+        ++_gap_count;
+        _missing_count += is_forward ? step - 1 : 0;
+        if (_first_gaps.size() < kGapsKept) {
+            _first_gaps.push_back({offset, *_last, number});
+        }
+    }
+    _last = number;
+}
+
+DumpStatistics::DumpStatistics() : _earliest(std::numeric_limits<std::uint64_t>::max()) {
+    _recent_events.fill({kNoEvent, nullptr});
+}
+
+void DumpStatistics::count(const _QorProfileReport &report) {
+    const std::uint32_t ids = report.header() >> 8;
+    ++_reports;
+    ++_types[report.type_id()];
+    ++component_counter(report.category_id(), report.component_id());
+    RecentEvent &recent = _recent_events[(ids ^ (ids >> 8) ^ (ids >> 14)) % kRecentEvents];
+    if (recent.ids != ids) {
+        recent = {ids, &event_counter(ids)};
+    }
+    ++*recent.counter;
+    _earliest = std::min(_earliest, report.timestamp());
+    _latest = std::max(_latest, report.timestamp());
+}
+
+std::uint64_t &DumpStatistics::component_counter(std::uint8_t category, std::uint8_t component) {
+    std::vector<std::uint64_t> &components = _components[category];
+    if (components.empty()) {
+        components.resize(kIds);
+    }
+    return components[component];
+}
+
+std::uint64_t &DumpStatistics::event_counter(std::uint32_t ids) {
+    if (const auto found = _events.find(ids); found != _events.end()) {
+        return found->second;
+    }
+    return _events.size() < kEventsAtMost ? _events[ids] : _other_events;
+}
+
+DumpStatistics::Counts DumpStatistics::counts() const {
+    Counts made;
+    for (std::size_t id = 0; id < kIds; ++id) {
+        if (!_components[id].empty()) {
+            const std::uint64_t count =
+                std::accumulate(_components[id].begin(), _components[id].end(), std::uint64_t{0});
+            made.categories.push_back({{low_byte(id)}, {decoder::category_name(low_byte(id))}, count});
+            append_components(made.components, low_byte(id));
+        }
+        if (_types[id] != 0) {
+            made.types.push_back({{low_byte(id)}, {decoder::type_name(low_byte(id))}, _types[id]});
+        }
+    }
+    for (const auto &[ids, count] : std::map(_events.begin(), _events.end())) {
+        const std::uint8_t category = low_byte(ids >> 16);
+        const std::uint8_t component = low_byte(ids >> 8);
+        made.events.push_back({{category, component, low_byte(ids)},
+                               {decoder::category_name(category), decoder::component_name(category, component),
+                                decoder::event_name(category, component, low_byte(ids))},
+                               count});
+    }
+    return made;
+}
+
+void DumpStatistics::append_components(std::vector<Count> &made, std::uint8_t category) const {
+    for (std::size_t id = 0; id < kIds; ++id) {
+        if (const std::uint64_t count = _components[category][id]; count != 0) {
+            made.push_back({{category, low_byte(id)},
+                            {decoder::category_name(category), decoder::component_name(category, low_byte(id))},
+                            count});
+        }
+    }
+}
+
+std::string DumpStatistics::text(const SequenceWatch &sequence, const decoder::device_clock &clock) const {
+    const Counts made = counts();
+    std::string text = "reports: " + std::to_string(_reports) + "\n";
+    if (_reports != 0) {
+        text += "firmware time in microseconds: " + std::to_string(_earliest) + " to " + std::to_string(_latest) +
+                ", " + std::to_string(_latest - _earliest) + " in all\n";
+    }
+    if (_reports != 0 && clock.sync) {
+        text += "wall-clock time: " + iso_wall_time(_earliest, *clock.sync) + " to " +
+                iso_wall_time(_latest, *clock.sync) + "\n";
+    }
+    text += "sequence numbers: " + std::to_string(sequence.gap_count()) +
+            (sequence.gap_count() == 1 ? " gap, " : " gaps, ") + std::to_string(sequence.missing_count()) +
+            " missing\n";
+    for (const SequenceGap &gap : sequence.first_gaps()) {
+        text += "  byte " + std::to_string(gap.offset) + ": " + std::to_string(gap.after) + " after " +
+                std::to_string(gap.before) + "\n";
+    }
+    if (sequence.gap_count() > sequence.first_gaps().size()) {
+        text += "  and " + std::to_string(sequence.gap_count() - sequence.first_gaps().size()) + " more\n";
+    }
+    text += table("categories", made.categories) + table("components", made.components) + table("events", made.events);
+    if (_other_events != 0) {
+        text += "  and of others than these: " + std::to_string(_other_events) + "\n";
+    }
+    return text + table("types", made.types);
+}
+
+std::string DumpStatistics::json(const SequenceWatch &sequence, const decoder::device_clock &clock) const {
+    const Counts made = counts();
+    Json json;
+    json["reports"] = _reports;
+    if (_reports != 0) {
+        json["earliest"] = _earliest;
+        json["latest"] = _latest;
+    }
+    if (_reports != 0 && clock.sync) {
+        json["earliest_wall_time"] = iso_wall_time(_earliest, *clock.sync);
+        json["latest_wall_time"] = iso_wall_time(_latest, *clock.sync);
+    }
+    json["gaps"] = sequence.gap_count();
+    json["missing"] = sequence.missing_count();
+    json["first_gaps"] = Json::array();
+    for (const SequenceGap &gap : sequence.first_gaps()) {
+        json["first_gaps"].push_back({{"offset", gap.offset}, {"before", gap.before}, {"after", gap.after}});
+    }
+    json["categories"] = counts_json(made.categories, {"category"});
+    json["components"] = counts_json(made.components, {"category", "component"});
+    json["events"] = counts_json(made.events, {"category", "component", "event"});
+    json["other_events"] = _other_events;
+    json["types"] = counts_json(made.types, {"type"});
+    return json.dump(2) + "\n";
+}
+
+} // namespace cli

@@ -1,0 +1,244 @@
+#include "host/RvLog.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <new>
+#include <system_error>
+#include <utility>
+
+#include <spdlog/pattern_formatter.h>
+#include <spdlog/sinks/ansicolor_sink.h>
+#include <spdlog/sinks/basic_file_sink.h>
+#include <spdlog/sinks/systemd_sink.h>
+
+#include "host/error.h"
+#include "host/fault_points.h"
+
+/** A log object; made once for each subsystem and category. */
+struct RvLog {
+    std::string subsystem;
+    std::string category;
+    std::string name; ///< both, for sinks that write lines
+};
+
+namespace host {
+namespace {
+
+struct LevelNames {
+    spdlog::level::level_enum sink_level; ///< chooses colours and the journal's priority
+    const char *text;
+};
+
+constexpr std::array<LevelNames, 3> kLevels = {{
+    {spdlog::level::info, "default"},  // kRvLogLevelDefault
+    {spdlog::level::err, "error"},     // kRvLogLevelError
+    {spdlog::level::critical, "fault"} // kRvLogLevelFault
+}};
+
+/** A sink as the log sees it: takes one message at a time, under the log's lock. */
+class Destination : public LogSink {
+public:
+    virtual void take(const RvLog &log, RvLogLevel level, const char *text) = 0;
+};
+
+/** The process's log. Its lock is recursive, so that a receiver of messages may log in its turn. */
+struct Log {
+    std::recursive_mutex mutex;
+    std::map<std::pair<std::string, std::string>, RvLog> objects;
+    std::vector<Destination *> destinations;
+
+    std::atomic<bool> has_destinations{false};
+    std::array<std::atomic<bool>, kLevels.size()> enabled{true, true, true};
+};
+
+/** Never destroyed: log objects live as long as the process, and it may log while it exits. */
+Log &the_log() {
+    static Log &instance = *new Log;
+    return instance;
+}
+
+/** The level as an index into the tables; a number that is no level is beyond them. */
+std::size_t index_of(RvLogLevel level) { return static_cast<std::size_t>(level); }
+
+bool is_enabled(RvLogLevel level) {
+    return the_log().has_destinations.load(std::memory_order_acquire) && index_of(level) < kLevels.size() &&
+           the_log().enabled[index_of(level)].load(std::memory_order_relaxed);
+}
+
+void add_destination(Destination *destination) {
+    const std::lock_guard lock(the_log().mutex);
+    the_log().destinations.push_back(destination);
+    the_log().has_destinations.store(true, std::memory_order_release);
+}
+
+void remove_destination(Destination *destination) {
+    const std::lock_guard lock(the_log().mutex);
+    auto &all = the_log().destinations;
+    all.erase(std::remove(all.begin(), all.end(), destination), all.end());
+    the_log().has_destinations.store(!all.empty(), std::memory_order_release);
+}
+
+/** The level's name in lines, in place of the sink library's own. */
+class LevelFlag : public spdlog::custom_flag_formatter {
+public:
+    void format(const spdlog::details::log_msg &message, const std::tm &, spdlog::memory_buf_t &line) override {
+        for (const LevelNames &level : kLevels) {
+            if (level.sink_level == message.level) {
+                line.append(level.text, level.text + std::strlen(level.text));
+            }
+        }
+    }
+    std::unique_ptr<custom_flag_formatter> clone() const override { return std::make_unique<LevelFlag>(); }
+};
+
+std::unique_ptr<spdlog::formatter> line_formatter() {
+    auto formatter = std::make_unique<spdlog::pattern_formatter>();
+    formatter->add_flag<LevelFlag>('*').set_pattern("%Y-%m-%d %H:%M:%S.%e %^%*%$ [%n] %v");
+    return formatter;
+}
+
+/** Hands lines to a sink of the sink library. */
+class LineDestination final : public Destination {
+public:
+    explicit LineDestination(std::unique_ptr<spdlog::sinks::sink> sink) : _sink(std::move(sink)) {
+        _sink->set_formatter(line_formatter());
+        add_destination(this);
+    }
+    ~LineDestination() override { remove_destination(this); }
+
+    void take(const RvLog &log, RvLogLevel level, const char *text) override {
+        std::string_view line(text);
+        if (!line.empty() && line.back() == '\n') {
+            line.remove_suffix(1);
+        }
+        _sink->log(spdlog::details::log_msg(log.name, kLevels[index_of(level)].sink_level,
+                                            spdlog::string_view_t(line.data(), line.size())));
+        // Whatever ends the process next, the line is out.
+        _sink->flush();
+    }
+
+private:
+    std::unique_ptr<spdlog::sinks::sink> _sink;
+};
+
+class FunctionDestination final : public Destination {
+public:
+    explicit FunctionDestination(std::function<void(const LogMessage &)> receive) : _receive(std::move(receive)) {
+        add_destination(this);
+    }
+    ~FunctionDestination() override { remove_destination(this); }
+
+    void take(const RvLog &log, RvLogLevel level, const char *text) override {
+        _receive(LogMessage{level, log.subsystem, log.category, text});
+    }
+
+private:
+    std::function<void(const LogMessage &)> _receive;
+};
+
+/** Says why a file cannot be appended to, which the sink library would only say with the file's name around it. */
+void require_appendable(const std::string &path) {
+    std::FILE *file = std::fopen(path.c_str(), "ab");
+    if (file == nullptr) {
+        throw Error(path, "",
+                    std::string("the log cannot be written there: ") + std::generic_category().message(errno));
+    }
+    std::fclose(file);
+}
+
+FaultPoint create_fault("RvLogCreate");
+
+} // namespace
+
+std::unique_ptr<LogSink> log_to_terminal(bool coloured) {
+    const auto mode = coloured ? spdlog::color_mode::always : spdlog::color_mode::never;
+    return std::make_unique<LineDestination>(std::make_unique<spdlog::sinks::ansicolor_stderr_sink_mt>(mode));
+}
+
+std::unique_ptr<LogSink> log_to_file(const std::string &path) {
+    require_appendable(path);
+    return std::make_unique<LineDestination>(std::make_unique<spdlog::sinks::basic_file_sink_mt>(path));
+}
+
+std::unique_ptr<LogSink> log_to_journal() {
+    return std::make_unique<LineDestination>(std::make_unique<spdlog::sinks::systemd_sink_mt>());
+}
+
+std::unique_ptr<LogSink> log_to_function(std::function<void(const LogMessage &)> receive) {
+    return std::make_unique<FunctionDestination>(std::move(receive));
+}
+
+LogRecorder::LogRecorder()
+    : _sink(log_to_function([this](const LogMessage &message) {
+          const std::lock_guard lock(_mutex);
+          _messages.push_back(message);
+      })) {}
+
+std::vector<LogMessage> LogRecorder::messages() const {
+    const std::lock_guard lock(_mutex);
+    return _messages;
+}
+
+std::vector<std::string> LogRecorder::lines() const {
+    std::vector<std::string> lines;
+    for (const LogMessage &message : messages()) {
+        lines.push_back(message.text);
+        if (!lines.back().empty() && lines.back().back() == '\n') {
+            lines.back().pop_back();
+        }
+    }
+    return lines;
+}
+
+void LogRecorder::clear() {
+    const std::lock_guard lock(_mutex);
+    _messages.clear();
+}
+
+void enable_log_level(RvLogLevel level, bool enabled) {
+    if (index_of(level) < kLevels.size()) {
+        the_log().enabled[index_of(level)].store(enabled, std::memory_order_relaxed);
+    }
+}
+
+} // namespace host
+
+RvLogRef RvLogCreate(const char *subsystem, const char *category) {
+    if (host::create_fault.strikes() || subsystem == nullptr || category == nullptr) {
+        return nullptr;
+    }
+    try {
+        const std::string name = std::string(subsystem) + ":" + category;
+        const std::lock_guard lock(host::the_log().mutex);
+        const auto [place, added] =
+            host::the_log().objects.try_emplace({subsystem, category}, RvLog{subsystem, category, name});
+        return &place->second;
+    } catch (const std::bad_alloc &) {
+        return nullptr;
+    }
+}
+
+bool RvLogIsEnabled(RvLogRef log, RvLogLevel level) { return log != nullptr && host::is_enabled(level); }
+
+void RvLogWrite(RvLogRef log, RvLogLevel level, const char *text) {
+    if (text == nullptr || !RvLogIsEnabled(log, level)) {
+        return;
+    }
+    const std::lock_guard lock(host::the_log().mutex);
+    // A copy, because a receiver may add or remove a sink of its own.
+    const auto destinations = host::the_log().destinations;
+    for (host::Destination *destination : destinations) {
+        try {
+            destination->take(*log, level, text);
+        } catch (const std::exception &failure) {
+            std::fprintf(stderr, "log: a message was lost: %s\n", failure.what());
+        }
+    }
+}
+
+void RvLogRelease(RvLogRef) {}

@@ -1,0 +1,292 @@
+#include "host/RvNotify.h"
+
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <asio/buffer.hpp>
+#include <asio/io_context.hpp>
+#include <asio/local/datagram_protocol.hpp>
+
+#include "host/error.h"
+#include "host/fault_points.h"
+#include "host/queue_registrations.h"
+#include "platform/RvNotify.h"
+
+namespace host {
+
+namespace {
+
+// ---- the handlers of this process ---------------------------------------------------------------------
+
+struct NotifyEntry {
+    std::string name;
+    RvNotifyHandler handler;
+};
+
+using NotifyRegistrations = QueueRegistrations<NotifyEntry>;
+
+FaultPoint register_fault("RvNotifyRegister");
+
+void call_handler(std::uint64_t id) {
+    if (const auto *registration = NotifyRegistrations::of_process().find(id)) {
+        registration->entry.handler(static_cast<std::int32_t>(id), registration->context.get());
+    }
+}
+
+RvStatus register_handler(std::string name, RvQueueRef queue, std::int32_t *token, RvNotifyHandler handler,
+                          OwnedContext context) {
+    const std::uint64_t id =
+        NotifyRegistrations::of_process().add(queue, {std::move(name), handler}, std::move(context));
+    if (id == 0) {
+        return kRvStatusError;
+    }
+    if (token != nullptr) {
+        *token = static_cast<std::int32_t>(id);
+    }
+    return kRvStatusSuccess;
+}
+
+// ---- the sockets of this user's processes ---------------------------------------------------------------
+
+constexpr std::string_view kSocketSuffix = ".socket";
+
+/** How long a post waits for a receiver whose buffer is full. */
+constexpr timeval kSendTimeout{1, 0};
+
+std::string error_text(int error) { return std::generic_category().message(error); }
+
+bool can_travel(std::string_view name) {
+    return !name.empty() && name.size() <= kMaxNotificationName && name.find('\0') == std::string_view::npos;
+}
+
+class FileDescriptor {
+public:
+    explicit FileDescriptor(int descriptor) : _descriptor(descriptor) {}
+    ~FileDescriptor() {
+        if (_descriptor >= 0) {
+            ::close(_descriptor);
+        }
+    }
+    FileDescriptor(const FileDescriptor &) = delete;
+    FileDescriptor &operator=(const FileDescriptor &) = delete;
+
+    int get() const { return _descriptor; }
+
+private:
+    int _descriptor;
+};
+
+std::string directory_path() {
+    // Nothing in a host changes the environment.
+    const char *runtime = std::getenv("XDG_RUNTIME_DIR"); // NOLINT(concurrency-mt-unsafe)
+    if (runtime != nullptr && *runtime != '\0') {
+        return std::string(runtime) + "/qor-notifications";
+    }
+    return "/tmp/qor-notifications-" + std::to_string(::geteuid());
+}
+
+/** Anybody may make a directory in /tmp: only one that is the user's alone carries notifications. */
+void check_directory_is_ours(const std::string &path) {
+    const FileDescriptor directory(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    struct stat status {};
+    if (directory.get() < 0 || ::fstat(directory.get(), &status) != 0) {
+        throw Error(path, "", "cannot use this directory for notifications: " + error_text(errno));
+    }
+    if (status.st_uid != ::geteuid() || (status.st_mode & 077) != 0) {
+        throw Error(path, "", "not used for notifications because it is not this user's alone");
+    }
+}
+
+std::string make_directory() {
+    std::string path = directory_path();
+    if (::mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) {
+        throw Error(path, "", "cannot make the directory for notifications: " + error_text(errno));
+    }
+    check_directory_is_ours(path);
+    return path;
+}
+
+std::optional<sockaddr_un> socket_address(const std::string &path) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (path.size() >= sizeof address.sun_path) {
+        return std::nullopt;
+    }
+    std::memcpy(address.sun_path, path.data(), path.size());
+    return address;
+}
+
+/** The process that a socket file is named after; 0 when the file is named otherwise. */
+pid_t process_of_socket(const std::string &file_name) {
+    const char *begin = file_name.data();
+    const char *end = begin + file_name.size();
+    pid_t process = 0;
+    const auto [rest, error] = std::from_chars(begin, end, process);
+    const bool is_socket = error == std::errc() && process > 0 &&
+                           std::string_view(rest, static_cast<std::size_t>(end - rest)) == kSocketSuffix;
+    return is_socket ? process : 0;
+}
+
+/** @return 0 or the number of the error. */
+int send_name(const std::string &path, std::string_view name) {
+    const auto address = socket_address(path);
+    const FileDescriptor sender(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    if (!address) {
+        return ENAMETOOLONG;
+    }
+    if (::setsockopt(sender.get(), SOL_SOCKET, SO_SNDTIMEO, &kSendTimeout, sizeof kSendTimeout) != 0) {
+        return errno;
+    }
+    const auto *plain = reinterpret_cast<const sockaddr *>(&*address);
+    return ::sendto(sender.get(), name.data(), name.size(), 0, plain, sizeof *address) < 0 ? errno : 0;
+}
+
+/** A living process may just be binding its socket, so a refusal alone does not make a socket stale. */
+bool is_stale(int send_error, pid_t process) {
+    return send_error == ECONNREFUSED && ::kill(process, 0) != 0 && errno == ESRCH;
+}
+
+/** @return whether somebody was there to take it. */
+bool post_to_socket(const std::filesystem::path &socket, std::string_view name) {
+    const pid_t process = process_of_socket(socket.filename().string());
+    if (process == 0) {
+        return false;
+    }
+    const int error = send_name(socket.string(), name);
+    if (is_stale(error, process)) {
+        ::unlink(socket.c_str());
+    }
+    return error == 0;
+}
+
+} // namespace
+
+std::size_t deliver_notification(std::string_view name) {
+    std::size_t delivered = 0;
+    for (const auto &target :
+         NotifyRegistrations::of_process().targets([name](const NotifyEntry &entry) { return entry.name == name; })) {
+        if (target.queue->post([id = target.id] { call_handler(id); })) {
+            ++delivered;
+        }
+    }
+    return delivered;
+}
+
+struct NotificationReceiver::State {
+    State() : path(make_directory() + "/" + std::to_string(::getpid()) + std::string(kSocketSuffix)), socket(io) {
+        bind();
+        receive();
+        thread = std::thread([this] { io.run(); });
+    }
+
+    ~State() {
+        io.stop();
+        thread.join();
+        ::unlink(path.c_str());
+    }
+
+    void bind() {
+        const auto address = socket_address(path);
+        if (!address) {
+            throw Error(path, "", "the path is too long for a socket");
+        }
+        remove_leftover();
+        asio::error_code error;
+        socket.open(asio::local::datagram_protocol(), error);
+        if (!error) {
+            socket.bind(asio::local::datagram_protocol::endpoint(path), error);
+        }
+        if (error) {
+            throw Error(path, "", "cannot receive notifications: " + error.message());
+        }
+    }
+
+    /** What an earlier process of the same number left; a socket that somebody listens on stays. */
+    void remove_leftover() const {
+        if (send_name(path, "") == ECONNREFUSED) {
+            ::unlink(path.c_str());
+        }
+    }
+
+    void receive() {
+        socket.async_receive(asio::buffer(datagram), [this](const asio::error_code &error, std::size_t size) {
+            if (error == asio::error::operation_aborted) {
+                return;
+            }
+            // One byte of room more than a name may have: a longer datagram shows by filling it.
+            if (const std::string_view name(datagram.data(), size); !error && can_travel(name)) {
+                deliver_notification(name);
+            }
+            receive();
+        });
+    }
+
+    std::string path;
+    asio::io_context io;
+    asio::local::datagram_protocol::socket socket;
+    std::array<char, kMaxNotificationName + 1> datagram;
+    std::thread thread;
+};
+
+NotificationReceiver::NotificationReceiver() : _state(std::make_unique<State>()) {}
+
+NotificationReceiver::~NotificationReceiver() = default;
+
+std::size_t post_notification(std::string_view name) {
+    if (!can_travel(name)) {
+        throw Error("", "notification name",
+                    "a name has 1 to " + std::to_string(kMaxNotificationName) + " bytes, none of them zero");
+    }
+    const std::string directory = directory_path();
+    if (::access(directory.c_str(), F_OK) != 0 && errno == ENOENT) {
+        return 0;
+    }
+    check_directory_is_ours(directory);
+
+    std::size_t reached = 0;
+    std::error_code ignored; // a directory that goes away while it is read has no more receivers
+    std::filesystem::directory_iterator file(directory, ignored);
+    for (; file != std::filesystem::directory_iterator(); file.increment(ignored)) {
+        if (post_to_socket(file->path(), name)) {
+            ++reached;
+        }
+    }
+    return reached;
+}
+
+} // namespace host
+
+RvStatus RvNotifyRegister(const char *name, RvQueueRef queue, int32_t *token, RvNotifyHandler handler, void *context,
+                          void (*release_context)(void *context)) {
+    host::OwnedContext owned(context, release_context);
+    if (name == nullptr || queue == nullptr || handler == nullptr) {
+        return kRvStatusBadArgument;
+    }
+    if (host::register_fault.strikes()) {
+        return kRvStatusError;
+    }
+    try {
+        return host::register_handler(name, queue, token, handler, std::move(owned));
+    } catch (const std::exception &) {
+        return kRvStatusNoMemory;
+    }
+}

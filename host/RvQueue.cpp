@@ -1,0 +1,204 @@
+#include "host/RvQueue.h"
+
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <asio/executor_work_guard.hpp>
+#include <asio/io_context.hpp>
+#include <asio/post.hpp>
+
+#include "host/error.h"
+
+namespace {
+
+thread_local RvQueueRef current_queue = nullptr;
+
+/** What a thread that waits for its work shares with the queue. */
+class Completion {
+public:
+    /** Runs `work` and tells the waiting thread, which then holds the only reference to what was thrown. */
+    void run(const std::function<void()> &work) {
+        std::exception_ptr failure;
+        try {
+            work();
+        } catch (...) {
+            failure = std::current_exception();
+        }
+        std::lock_guard lock(_mutex);
+        _failure = std::move(failure);
+        _done = true;
+        _changed.notify_one();
+    }
+
+    void wait() {
+        std::unique_lock lock(_mutex);
+        _changed.wait(lock, [this] { return _done; });
+        if (_failure) {
+            std::rethrow_exception(std::move(_failure));
+        }
+    }
+
+private:
+    std::mutex _mutex;
+    std::condition_variable _changed;
+    bool _done = false;
+    std::exception_ptr _failure;
+};
+
+} // namespace
+
+/** The queue itself. Never freed, because plug-ins keep the handle; closed, it is an empty shell. */
+struct RvQueue {
+public:
+    // Told that there is one thread, Asio would keep what the queue posts to itself back until the work that posts
+    // it has ended, and let other threads' work overtake it; so it is not told.
+    RvQueue() : stand_in(this), _context(std::make_unique<asio::io_context>()), _keep_alive(_context->get_executor()) {
+        _thread = std::thread([this] { run_thread(); });
+    }
+
+    bool post(std::function<void()> work) {
+        std::lock_guard lock(_mutex);
+        if (_closed) {
+            return false;
+        }
+        asio::post(*_context, std::move(work));
+        return true;
+    }
+
+    bool at_close(std::function<void()> work) {
+        std::lock_guard lock(_mutex);
+        if (_registrations_dropped) {
+            return false;
+        }
+        _at_close.push_back(std::move(work));
+        return true;
+    }
+
+    void close() {
+        refuse_work();
+        if (current_queue == this) {
+            drop_registrations();
+        } else {
+            join();
+        }
+    }
+
+    host::SerialQueue stand_in; ///< what `from_handle` gives
+
+private:
+    void run_thread() {
+        current_queue = this;
+        _context->run();
+        drop_registrations();
+    }
+
+    void refuse_work() {
+        std::lock_guard lock(_mutex);
+        _closed = true;
+        _keep_alive.reset();
+    }
+
+    void drop_registrations() {
+        std::vector<std::function<void()>> dropping;
+        {
+            std::lock_guard lock(_mutex);
+            _registrations_dropped = true;
+            dropping.swap(_at_close);
+        }
+        for (const auto &drop : dropping) {
+            drop();
+        }
+    }
+
+    void join() {
+        std::lock_guard lock(_joining);
+        if (_thread.joinable()) {
+            _thread.join();
+            _context.reset();
+        }
+    }
+
+    std::mutex _mutex; ///< guards what is changed from several threads: the four below, and posting
+    bool _closed = false;
+    bool _registrations_dropped = false;
+    std::vector<std::function<void()>> _at_close;
+    std::unique_ptr<asio::io_context> _context;
+    std::optional<asio::executor_work_guard<asio::io_context::executor_type>> _keep_alive;
+    std::mutex _joining; ///< held while the thread is waited for, so that every closer waits
+    std::thread _thread;
+};
+
+namespace host {
+
+namespace {
+
+/** A queue that is found from here until the process ends, so that its handle never dangles nor counts as lost. */
+RvQueueRef make_immortal_queue() {
+    static std::mutex mutex;
+    static auto &queues = *new std::vector<std::unique_ptr<RvQueue>>;
+
+    std::lock_guard lock(mutex);
+    return queues.emplace_back(std::make_unique<RvQueue>()).get();
+}
+
+} // namespace
+
+SerialQueue::SerialQueue() : _core(make_immortal_queue()), _closes_core(true) {}
+
+SerialQueue::SerialQueue(RvQueueRef core) : _core(core), _closes_core(false) {}
+
+SerialQueue::~SerialQueue() {
+    if (_closes_core) {
+        close();
+    }
+}
+
+RvQueueRef SerialQueue::handle() const { return _core; }
+
+bool SerialQueue::post(std::function<void()> work) { return _core->post(std::move(work)); }
+
+void SerialQueue::run(const std::function<void()> &work) {
+    if (!run_if_open(work)) {
+        throw Error("", "", "the serial queue is closed");
+    }
+}
+
+bool SerialQueue::run_if_open(const std::function<void()> &work) {
+    if (is_current()) {
+        work();
+        return true;
+    }
+    Completion completion;
+    if (!post([&completion, &work] { completion.run(work); })) {
+        return false;
+    }
+    completion.wait();
+    return true;
+}
+
+bool SerialQueue::is_current() const { return current_queue == _core; }
+
+void SerialQueue::close() { _core->close(); }
+
+bool SerialQueue::at_close(std::function<void()> work) { return _core->at_close(std::move(work)); }
+
+SerialQueue *SerialQueue::from_handle(RvQueueRef handle) { return handle == nullptr ? nullptr : &handle->stand_in; }
+
+void check_on_queue([[maybe_unused]] const SerialQueue *queue, [[maybe_unused]] const char *operation) {
+#ifndef NDEBUG
+    if (queue != nullptr && !queue->is_current()) {
+        std::fprintf(stderr, "%s: called off the serial queue\n", operation);
+        std::abort();
+    }
+#endif
+}
+
+} // namespace host

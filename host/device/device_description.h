@@ -1,0 +1,94 @@
+/**
+ * A device description as it stands in its file, read and checked, before anything is brought to life.
+ * `docs/device-description.md` has the schema.
+ */
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "host/device/analytics_description.h"
+#include "host/device/byte_source.h"
+#include "host/device/qor_plug_ins.h"
+#include "platform/Owned.h"
+#include "platform/RvStatus.h"
+
+namespace host {
+
+using TypedProperties = std::map<std::string, platform::OwnedValue>;
+
+/** What is answered to one kind of question. */
+struct ReplyDescription {
+    RvStatus status = kRvStatusSuccess; ///< another one: nothing is written
+    ByteSource::Kind kind = ByteSource::Kind::Block;
+    std::vector<std::byte> bytes;
+    std::optional<std::uint64_t> reported_size; ///< instead of the count of bytes written
+};
+
+/** What a user-space plug-in of either kind answers before any command. */
+struct PlugInDescription {
+    QueryAnswer query;
+    RvStatus start_status = kRvStatusSuccess;
+};
+
+struct DriverDescription {
+    PlugInDescription plug_in;
+    std::map<std::uint32_t, ReplyDescription> properties; ///< by identifier
+    std::map<std::uint32_t, ReplyDescription> commands;   ///< by selector
+};
+
+/** A user-client method, and for a method that reads properties the one identifier that this reply is for. */
+using MethodKey = std::pair<std::uint32_t, std::optional<std::uint64_t>>;
+
+struct UserClientDescription {
+    RvStatus open_status = kRvStatusSuccess;
+    std::map<MethodKey, ReplyDescription> methods;
+};
+
+struct EntryDescription {
+    std::string place; ///< for errors that show only when it is added
+    std::uint64_t registry_id;
+    std::string name;
+    std::string class_name;
+    std::optional<std::uint64_t> parent; ///< registry ID of an entry listed before
+    TypedProperties properties;
+    std::optional<std::string> driver;      ///< a key of `DeviceDescription::drivers`
+    std::optional<std::string> device;      ///< a key of `DeviceDescription::devices`
+    std::optional<std::string> user_client; ///< a key of `DeviceDescription::user_clients`
+    bool carries_hid_device = true;
+};
+
+struct ServiceDescription {
+    std::string name;
+    TypedProperties properties; ///< "Transport" included
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> usages;
+    std::optional<std::uint64_t> registry_id;
+};
+
+struct DeviceDescription {
+    std::string file;
+    std::string name;
+    std::map<std::string, DriverDescription> drivers;
+    std::map<std::string, PlugInDescription> devices;
+    std::map<std::string, UserClientDescription> user_clients;
+    std::vector<EntryDescription> entries; ///< parents first; the entry of the time synchronisation last
+    std::vector<ServiceDescription> services;
+    std::vector<AnalyticsDescription> analytics;
+};
+
+/**
+ * Reads a description and every file that it names.
+ * @throws Error naming the file, the line and column, and the reason.
+ */
+DeviceDescription read_device_description(const std::string &path);
+
+/** Likewise a description that stands in memory and names no files. @param name  for errors. */
+DeviceDescription read_device_description_text(std::string_view text, const std::string &name);
+
+} // namespace host

@@ -1,0 +1,320 @@
+#include "host/module/module_file.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include <elf.h>
+
+#include "host/error.h"
+
+namespace host {
+namespace {
+
+constexpr std::uintmax_t kLargestFile = std::uintmax_t{1} << 30;
+
+/** A range of the file that holds nothing but entries of type `Entry`. */
+template <typename Entry>
+struct Table {
+    std::uint64_t offset = 0;
+    std::uint64_t count = 0;
+};
+
+/** The bytes of one file, each read of which stays inside them. */
+class ElfBytes {
+public:
+    ElfBytes(std::span<const std::byte> bytes, const std::string &file) : _bytes(bytes), _file(file) {}
+
+    [[noreturn]] void fail(std::uint64_t offset, const std::string &reason) const {
+        throw Error(_file, "byte " + std::to_string(offset), reason);
+    }
+
+    [[noreturn]] void fail(const std::string &reason) const { throw Error(_file, "", reason); }
+
+    /** @param what for the message. */
+    template <typename Record>
+    Record read(std::uint64_t offset, const char *what) const {
+        if (offset > _bytes.size() || _bytes.size() - offset < sizeof(Record)) {
+            fail(offset, std::string(what) + " reaches past the end of the file");
+        }
+        Record record;
+        std::memcpy(&record, _bytes.data() + offset, sizeof record);
+        return record;
+    }
+
+    template <typename Entry>
+    Entry entry(const Table<Entry> &table, std::uint64_t index, const char *what) const {
+        // A table's end was checked when it was made.
+        return read<Entry>(table.offset + index * sizeof(Entry), what);
+    }
+
+    /** @return the table. @throws Error when it does not fit into the file. */
+    template <typename Entry>
+    Table<Entry> table(std::uint64_t offset, std::uint64_t count, const char *what) const {
+        if (offset > _bytes.size() || (_bytes.size() - offset) / sizeof(Entry) < count) {
+            fail(offset, std::string(what) + " reaches past the end of the file");
+        }
+        return {offset, count};
+    }
+
+    /** The text that begins at `offset` and ends with a zero before `end`. */
+    std::string text(std::uint64_t offset, std::uint64_t end) const {
+        if (end > _bytes.size() || offset >= end) {
+            fail(offset, "a symbol's name stands outside the table of names");
+        }
+        const auto *begin = reinterpret_cast<const char *>(_bytes.data());
+        const std::string_view rest(begin + offset, end - offset);
+        const std::size_t length = rest.find('\0');
+        if (length == std::string_view::npos) {
+            fail(offset, "a symbol's name does not end");
+        }
+        return std::string(rest.substr(0, length));
+    }
+
+    bool starts_with(std::string_view magic) const {
+        return _bytes.size() >= magic.size() && std::memcmp(_bytes.data(), magic.data(), magic.size()) == 0;
+    }
+
+private:
+    std::span<const std::byte> _bytes;
+    const std::string &_file;
+};
+
+/** The entries of the dynamic segment that matter here: addresses in memory, not offsets in the file. */
+struct DynamicEntries {
+    std::optional<std::uint64_t> symbols;
+    std::optional<std::uint64_t> names;
+    std::optional<std::uint64_t> names_size;
+    std::optional<std::uint64_t> hash;
+    std::optional<std::uint64_t> gnu_hash;
+    std::optional<std::uint64_t> flags;
+    std::optional<std::uint64_t> flags_1;
+    std::optional<std::uint64_t> binds_at_once;  ///< there or not; the value says nothing
+    std::optional<std::uint64_t> relocates_code; ///< likewise
+
+    /** Of an entry that comes twice the last one counts, as for the dynamic linker. */
+    void take(const Elf64_Dyn &entry) {
+        static constexpr std::pair<Elf64_Sxword, std::optional<std::uint64_t> DynamicEntries::*> kWanted[] = {
+            {DT_SYMTAB, &DynamicEntries::symbols},         {DT_STRTAB, &DynamicEntries::names},
+            {DT_STRSZ, &DynamicEntries::names_size},       {DT_HASH, &DynamicEntries::hash},
+            {DT_GNU_HASH, &DynamicEntries::gnu_hash},      {DT_FLAGS, &DynamicEntries::flags},
+            {DT_FLAGS_1, &DynamicEntries::flags_1},        {DT_BIND_NOW, &DynamicEntries::binds_at_once},
+            {DT_TEXTREL, &DynamicEntries::relocates_code},
+        };
+        for (const auto &[tag, member] : kWanted) {
+            if (tag == entry.d_tag) {
+                this->*member = entry.d_un.d_val;
+            }
+        }
+    }
+};
+
+class ElfReader {
+public:
+    ElfReader(std::span<const std::byte> bytes, const std::string &file) : _elf(bytes, file) {}
+
+    ModuleFile read() {
+        read_header();
+        const DynamicEntries dynamic = read_dynamic();
+        ModuleFile file;
+        file.exported = exported_names(dynamic);
+        file.is_read_only_after_relocation = has_segment(PT_GNU_RELRO);
+        const std::uint64_t flags = dynamic.flags.value_or(0);
+        file.is_bound_at_once =
+            dynamic.binds_at_once || (flags & DF_BIND_NOW) != 0 || (dynamic.flags_1.value_or(0) & DF_1_NOW) != 0;
+        file.relocates_code = dynamic.relocates_code || (flags & DF_TEXTREL) != 0;
+        file.wants_executable_stack = wants_executable_stack();
+        return file;
+    }
+
+private:
+    void read_header() {
+        if (!_elf.starts_with(ELFMAG)) {
+            _elf.fail("this is no module: it does not begin as an ELF file does");
+        }
+        const auto header = _elf.read<Elf64_Ehdr>(0, "the header");
+        if (header.e_ident[EI_CLASS] != ELFCLASS64 || header.e_ident[EI_DATA] != ELFDATA2LSB) {
+            _elf.fail("this is no module for this machine: it is not of 64 bits, little-endian");
+        }
+        if (header.e_type != ET_DYN) {
+            _elf.fail("this is no module: it is an ELF file, but no shared library");
+        }
+        if (header.e_phentsize != sizeof(Elf64_Phdr)) {
+            _elf.fail(offsetof(Elf64_Ehdr, e_phentsize), "segments are not described as an ELF file of 64 bits does");
+        }
+        _segments = _elf.table<Elf64_Phdr>(header.e_phoff, header.e_phnum, "the list of segments");
+    }
+
+    /** The first segment for which `wanted` holds. */
+    template <typename Wanted>
+    std::optional<Elf64_Phdr> find_segment(Wanted wanted) const {
+        for (std::uint64_t i = 0; i < _segments.count; ++i) {
+            const auto segment = _elf.entry(_segments, i, "the list of segments");
+            if (wanted(segment)) {
+                return segment;
+            }
+        }
+        return std::nullopt;
+    }
+
+    std::optional<Elf64_Phdr> segment_of_type(std::uint32_t type) const {
+        return find_segment([type](const Elf64_Phdr &segment) { return segment.p_type == type; });
+    }
+
+    bool has_segment(std::uint32_t type) const { return segment_of_type(type).has_value(); }
+
+    bool wants_executable_stack() const {
+        const std::optional<Elf64_Phdr> stack = segment_of_type(PT_GNU_STACK);
+        return !stack || (stack->p_flags & PF_X) != 0;
+    }
+
+    DynamicEntries read_dynamic() const {
+        const std::optional<Elf64_Phdr> segment = segment_of_type(PT_DYNAMIC);
+        if (!segment) {
+            _elf.fail("this is no module: it has no dynamic segment");
+        }
+        const auto table =
+            _elf.table<Elf64_Dyn>(segment->p_offset, segment->p_filesz / sizeof(Elf64_Dyn), "the dynamic segment");
+        DynamicEntries entries;
+        for (std::uint64_t i = 0; i < table.count; ++i) {
+            const auto entry = _elf.entry(table, i, "the dynamic segment");
+            if (entry.d_tag == DT_NULL) {
+                break;
+            }
+            entries.take(entry);
+        }
+        return entries;
+    }
+
+    /** Where in the file the byte stands that is loaded at `address`. */
+    std::uint64_t offset_of(std::uint64_t address, const char *what) const {
+        const std::optional<Elf64_Phdr> segment = find_segment([address](const Elf64_Phdr &s) {
+            return s.p_type == PT_LOAD && address >= s.p_vaddr && address - s.p_vaddr < s.p_filesz;
+        });
+        if (!segment) {
+            _elf.fail(std::string(what) + " is in no segment that is loaded from the file");
+        }
+        const std::uint64_t within = address - segment->p_vaddr;
+        if (segment->p_offset > kLargestFile || within > kLargestFile) {
+            _elf.fail(std::string(what) + " reaches past the end of the file");
+        }
+        return segment->p_offset + within;
+    }
+
+    /** How many dynamic symbols there are: the older hash table says so. */
+    std::uint64_t count_by_hash(std::uint64_t address) const {
+        constexpr const char *kWhat = "the hash table";
+        const std::uint64_t offset = offset_of(address, kWhat);
+        return _elf.read<std::uint32_t>(offset + sizeof(std::uint32_t), kWhat);
+    }
+
+    /** The newer one leads to the last symbol that it knows; what follows that one is exported to nobody. */
+    std::uint64_t count_by_gnu_hash(std::uint64_t address) const {
+        constexpr const char *kWhat = "the GNU hash table";
+        struct Header {
+            std::uint32_t bucket_count, first_symbol, bloom_count, bloom_shift;
+        };
+        const std::uint64_t offset = offset_of(address, kWhat);
+        const auto header = _elf.read<Header>(offset, kWhat);
+        const auto bloom = _elf.table<std::uint64_t>(offset + sizeof header, header.bloom_count, kWhat);
+        const auto buckets =
+            _elf.table<std::uint32_t>(bloom.offset + bloom.count * sizeof(std::uint64_t), header.bucket_count, kWhat);
+        std::uint32_t last = 0;
+        for (std::uint64_t i = 0; i < buckets.count; ++i) {
+            last = std::max(last, _elf.entry(buckets, i, kWhat));
+        }
+        if (last < header.first_symbol) {
+            return header.first_symbol; // every bucket is empty
+        }
+        const std::uint64_t chains = buckets.offset + buckets.count * sizeof(std::uint32_t);
+        const auto hash_of = [&](std::uint64_t symbol) {
+            return _elf.read<std::uint32_t>(chains + (symbol - header.first_symbol) * sizeof(std::uint32_t), kWhat);
+        };
+        std::uint64_t symbol = last;
+        while ((hash_of(symbol) & 1) == 0) { // a set lowest bit ends a chain
+            ++symbol;
+        }
+        return symbol + 1;
+    }
+
+    std::uint64_t symbol_count(const DynamicEntries &dynamic) const {
+        if (dynamic.gnu_hash) {
+            return count_by_gnu_hash(*dynamic.gnu_hash);
+        }
+        if (dynamic.hash) {
+            return count_by_hash(*dynamic.hash);
+        }
+        _elf.fail("this is no module: it has no hash table of symbols");
+    }
+
+    static bool is_exported(const Elf64_Sym &symbol) {
+        const unsigned binding = ELF64_ST_BIND(symbol.st_info);
+        const unsigned visibility = ELF64_ST_VISIBILITY(symbol.st_other);
+        return symbol.st_shndx != SHN_UNDEF && binding != STB_LOCAL &&
+               (visibility == STV_DEFAULT || visibility == STV_PROTECTED);
+    }
+
+    std::vector<std::string> exported_names(const DynamicEntries &dynamic) const {
+        if (!dynamic.symbols || !dynamic.names) {
+            _elf.fail("this is no module: it has no dynamic symbols");
+        }
+        constexpr const char *kWhat = "the table of dynamic symbols";
+        const auto symbols = _elf.table<Elf64_Sym>(offset_of(*dynamic.symbols, kWhat), symbol_count(dynamic), kWhat);
+        const std::uint64_t names = offset_of(*dynamic.names, "the table of names");
+        const auto name_bytes = _elf.table<char>(names, dynamic.names_size.value_or(0), "the table of names");
+        std::vector<std::string> exported;
+        for (std::uint64_t i = 0; i < symbols.count; ++i) {
+            const auto symbol = _elf.entry(symbols, i, kWhat);
+            if (is_exported(symbol)) {
+                exported.push_back(_elf.text(names + symbol.st_name, names + name_bytes.count));
+            }
+        }
+        std::sort(exported.begin(), exported.end());
+        exported.erase(std::unique(exported.begin(), exported.end()), exported.end());
+        return exported;
+    }
+
+    ElfBytes _elf;
+    Table<Elf64_Phdr> _segments;
+};
+
+} // namespace
+
+ModuleFile parse_module_file(std::span<const std::byte> bytes, const std::string &file) {
+    return ElfReader(bytes, file).read();
+}
+
+ModuleFile read_module_file(const std::string &path) {
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(path, error);
+    if (!std::filesystem::exists(status)) {
+        throw Error(path, "", error ? error.message() : "there is no such file");
+    }
+    if (!std::filesystem::is_regular_file(status)) {
+        throw Error(path, "", "this is no module: it is no regular file");
+    }
+    const std::uintmax_t size = std::filesystem::file_size(path, error);
+    if (error) {
+        throw Error(path, "", error.message());
+    }
+    if (size > kLargestFile) {
+        throw Error(path, "", "this is no module: it is larger than 1 GiB");
+    }
+    std::vector<std::byte> bytes(size);
+    std::ifstream stream(path, std::ios::binary);
+    stream.read(reinterpret_cast<char *>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    if (!stream) {
+        throw Error(path, "", "it cannot be read: " + std::system_category().message(errno));
+    }
+    return parse_module_file(bytes, path);
+}
+
+} // namespace host

@@ -1,0 +1,513 @@
+#include "host/store/analytics_store.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <limits>
+#include <new>
+#include <optional>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include <fcntl.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "host/TvValues.h"
+#include "host/error.h"
+#include "host/store/schema.h"
+#include "host/store/sqlite_database.h"
+
+namespace host {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::uint64_t kLargestCount = std::numeric_limits<std::int64_t>::max();
+
+std::uint64_t sum_of_counts(std::uint64_t a, std::uint64_t b) {
+    const std::uint64_t added = std::min(b, kLargestCount);
+    return std::min(a, kLargestCount - added) + added;
+}
+
+// ---- reading
+
+/** The name of the row's key, in its first column. */
+std::string key_in(Database &database, const Statement &row) {
+    if (row.type(0) != Statement::Type::kText || !is_string_text(row.text(0))) {
+        refuse_damaged_store(database.name(), "a key has no name or one that is no text");
+    }
+    return std::string(row.text(0));
+}
+
+void read_scalars(Database &database, StoreContents &contents) {
+    Statement row(database, "SELECT name, value FROM scalar LEFT JOIN key ON key.id = scalar.key");
+    while (row.next()) {
+        std::string key = key_in(database, row);
+        if (row.type(1) != Statement::Type::kInteger) {
+            refuse_damaged_store(database.name(), "the scalar " + in_quotes(key) + " is no integer");
+        }
+        contents.scalars.insert_or_assign(std::move(key), row.integer(1));
+    }
+}
+
+void read_distributions(Database &database, StoreContents &contents) {
+    Statement row(database, "SELECT name, value, count FROM distribution LEFT JOIN key ON key.id = distribution.key");
+    while (row.next()) {
+        std::string key = key_in(database, row);
+        const bool is_sound =
+            row.type(1) == Statement::Type::kReal && row.type(2) == Statement::Type::kInteger && row.integer(2) > 0;
+        if (!is_sound) {
+            refuse_damaged_store(database.name(),
+                                 "the distribution " + in_quotes(key) + " has a value without a count");
+        }
+        // Adding 0 makes a 0 of a -0, which only a foreign hand can have put there.
+        std::uint64_t &count = contents.distributions[std::move(key)][row.real(1) + 0.0];
+        count = sum_of_counts(count, static_cast<std::uint64_t>(row.integer(2)));
+    }
+}
+
+enum class Checks { kSchema, kEveryPage };
+
+/** One moment of a store. */
+StoreContents contents_of(Database &database, Checks checks) {
+    const ReadTransaction one_moment(database);
+    require_store_schema(database);
+    if (checks == Checks::kEveryPage) {
+        require_sound_pages(database);
+    }
+    StoreContents contents;
+    read_scalars(database, contents);
+    read_distributions(database, contents);
+    return contents;
+}
+
+/** A file as it is now, to see later whether it has changed. */
+struct FileState {
+    dev_t device;
+    ino_t inode;
+    off_t size;
+    std::int64_t seconds;
+    std::int64_t nanoseconds;
+
+    friend bool operator==(const FileState &, const FileState &) = default;
+};
+
+FileState state_of(const std::string &name, const std::string &file) {
+    struct stat status {};
+    if (::stat(file.c_str(), &status) == -1) {
+        throw_system_error(name, errno);
+    }
+    if (!S_ISREG(status.st_mode)) {
+        throw Error(name, "", "is not a regular file");
+    }
+    return {status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+}
+
+bool exists(const std::string &file) { return ::access(file.c_str(), F_OK) == 0; }
+
+/** What is being written, or was when a program was killed; with it, the file alone is not the store. */
+bool has_journal(const std::string &file) { return exists(file + "-journal"); }
+bool has_log(const std::string &file) { return exists(file + "-wal"); }
+
+/**
+ * Reads a store that no program has open, as the lack of a journal and of a write-ahead log says, without files of
+ * the database library appearing beside it: the folder may be a read-only one.
+ * @return nothing when a host came by meanwhile.
+ */
+std::optional<StoreContents> contents_at_rest(const std::string &name, const std::string &file) {
+    const FileState before = state_of(name, file);
+    const auto stands_alone = [&] { return !has_journal(file) && !has_log(file); };
+    if (!stands_alone()) {
+        return std::nullopt;
+    }
+    const auto is_at_rest = [&] { return stands_alone() && state_of(name, file) == before; };
+    try {
+        Database database(name, file, Database::Access::kReadAtRest);
+        // The database library would take the missing end of the last page for zeros.
+        if (database.number("PRAGMA page_count") * database.number("PRAGMA page_size") > before.size) {
+            refuse_damaged_store(name, "its end is missing");
+        }
+        StoreContents contents = contents_of(database, Checks::kEveryPage);
+        return is_at_rest() ? std::optional(std::move(contents)) : std::nullopt;
+    } catch (const Error &) {
+        if (is_at_rest()) {
+            throw;
+        }
+        return std::nullopt;
+    }
+}
+
+void require_name(const std::string &path) {
+    if (path.empty()) {
+        throw Error("", "", "the name of the analytics store is empty");
+    }
+}
+
+/** The file behind a name, links followed; the database library wants it absolute and without surprises. */
+std::string real_path(const std::string &name) {
+    std::error_code error;
+    const fs::path path = fs::canonical(name, error);
+    if (error) {
+        throw_system_error(name, error.value());
+    }
+    return path.string();
+}
+
+/** A log that no program has open is read with the help of a new file beside it. */
+void require_readable_log(const std::string &name, const std::string &file) {
+    const std::string folder = fs::path(file).parent_path().string();
+    if (has_log(file) && !exists(file + "-shm") && ::faccessat(AT_FDCWD, folder.c_str(), W_OK, AT_EACCESS) == -1) {
+        throw Error(name, "",
+                    "holds what a killed host left in " + in_quotes(name + "-wal") +
+                        "; to read that, it must be possible to write to its folder");
+    }
+}
+
+// ---- changing
+
+/** The SQL function `wrapping_sum(a, b)`: the database's own addition leaves the integers where it should wrap. */
+void wrapping_sum_function(sqlite3_context *context, int, sqlite3_value **arguments) {
+    sqlite3_result_int64(context, wrapping_sum(sqlite3_value_int64(arguments[0]), sqlite3_value_int64(arguments[1])));
+}
+
+/** Outlived by the database. */
+Database &with_functions(Database &database) {
+    constexpr int kFlags = SQLITE_UTF8 | SQLITE_DETERMINISTIC | SQLITE_DIRECTONLY;
+    if (const int result = sqlite3_create_function(database.handle(), "wrapping_sum", 2, kFlags, nullptr,
+                                                   wrapping_sum_function, nullptr, nullptr)) {
+        database.fail(result);
+    }
+    return database;
+}
+
+/** The statements that change a store, run inside a transaction of the caller's. */
+class Writer {
+public:
+    explicit Writer(Database &database) : _database(with_functions(database)) {}
+
+    void write(std::string_view key, const ScalarChange &change) {
+        switch (change.kind) {
+        case ScalarChange::kNone:
+            break;
+        case ScalarChange::kClear:
+            _clear_scalar.with(number_of(key)).run();
+            break;
+        case ScalarChange::kSet:
+            _set_scalar.with(number_of(key), change.value).run();
+            break;
+        case ScalarChange::kAdd:
+            _add_to_scalar.with(number_of(key), change.value).run();
+            break;
+        }
+    }
+
+    void write(std::string_view key, const DistributionChange &change) {
+        if (change.is_none()) {
+            return;
+        }
+        const std::int64_t number = number_of(key);
+        if (change.is_emptied_first) {
+            _empty_distribution.with(number).run();
+        }
+        for (const auto &[value, count] : change.pushed) {
+            _push.with(number, value, static_cast<std::int64_t>(std::min(count, kLargestCount))).run();
+        }
+    }
+
+private:
+    /** The number that stands for a key; a new one when it has none yet. */
+    std::int64_t number_of(std::string_view key) {
+        std::optional<std::int64_t> number = known_number_of(key);
+        if (!number) {
+            _add_key.with(key).run();
+            number = known_number_of(key);
+        }
+        return number.value();
+    }
+
+    std::optional<std::int64_t> known_number_of(std::string_view key) {
+        const bool is_known = _find_key.with(key).next();
+        const auto number = is_known ? std::optional(_find_key.integer(0)) : std::nullopt;
+        _find_key.reset();
+        return number;
+    }
+
+    Database &_database;
+    Statement _find_key{_database, "SELECT id FROM key WHERE name = ?"};
+    Statement _add_key{_database, "INSERT INTO key (name) VALUES (?)"};
+    Statement _clear_scalar{_database, "DELETE FROM scalar WHERE key = ?"};
+    Statement _set_scalar{_database, "INSERT INTO scalar VALUES (?, ?) "
+                                     "ON CONFLICT (key) DO UPDATE SET value = excluded.value"};
+    Statement _add_to_scalar{_database, "INSERT INTO scalar VALUES (?, ?) "
+                                        "ON CONFLICT (key) DO UPDATE SET value = wrapping_sum(value, excluded.value)"};
+    Statement _empty_distribution{_database, "DELETE FROM distribution WHERE key = ?"};
+    // Stops at the largest count instead of overflowing.
+    Statement _push{_database, "INSERT INTO distribution VALUES (?, ?, ?) ON CONFLICT (key, value) DO UPDATE "
+                               "SET count = min(count, 9223372036854775807 - excluded.count) + excluded.count"};
+};
+
+// ---- changing contents in memory
+
+void apply(std::map<std::string, std::int64_t> &scalars, const std::string &key, const ScalarChange &change) {
+    switch (change.kind) {
+    case ScalarChange::kNone:
+        break;
+    case ScalarChange::kClear:
+        scalars.erase(key);
+        break;
+    case ScalarChange::kSet:
+        scalars[key] = change.value;
+        break;
+    case ScalarChange::kAdd: {
+        std::int64_t &scalar = scalars[key];
+        scalar = wrapping_sum(scalar, change.value);
+        break;
+    }
+    }
+}
+
+void apply(std::map<std::string, Distribution> &distributions, const std::string &key,
+           const DistributionChange &change) {
+    if (change.is_emptied_first) {
+        distributions.erase(key);
+    }
+    if (change.pushed.empty()) {
+        return;
+    }
+    Distribution &distribution = distributions[key];
+    for (const auto &[value, count] : change.pushed) {
+        std::uint64_t &total = distribution[value];
+        total = sum_of_counts(total, count);
+    }
+}
+
+// ---- new files
+
+/** The bytes of a store file with these contents. */
+std::string image_of(const StoreContents &contents) {
+    Database database("", "", Database::Access::kMemory);
+    create_store_schema(database);
+    {
+        Transaction transaction(database);
+        Writer writer(database);
+        for (const auto &[key, value] : contents.scalars) {
+            writer.write(key, ScalarChange{ScalarChange::kSet, value});
+        }
+        for (const auto &[key, distribution] : contents.distributions) {
+            DistributionChange change;
+            for (const auto &[value, count] : distribution) {
+                change.pushed.add(value, count);
+            }
+            writer.write(key, change);
+        }
+        transaction.commit();
+    }
+
+    sqlite3_int64 size = 0;
+    const std::unique_ptr<unsigned char, void (*)(void *)> bytes(sqlite3_serialize(database.handle(), "main", &size, 0),
+                                                                 sqlite3_free);
+    if (bytes == nullptr) {
+        throw std::bad_alloc();
+    }
+    std::string image(reinterpret_cast<const char *>(bytes.get()), static_cast<std::size_t>(size));
+    // Offsets 18 and 19 of the file format: written and read with a write-ahead log.
+    image[18] = image[19] = 2;
+    return image;
+}
+
+/** A new file beside the one that is wanted, gone with the object. */
+class PartialFile {
+public:
+    explicit PartialFile(const std::string &wanted) : _wanted(wanted) {
+        // Leftovers of a process that was killed may bear this process's number.
+        for (int attempt = 0; _descriptor == -1; ++attempt) {
+            _path = _wanted + ".partial-" + std::to_string(::getpid()) + "-" + std::to_string(attempt);
+            _descriptor = ::open(_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+            if (_descriptor == -1 && errno != EEXIST) {
+                throw_system_error(_wanted, errno);
+            }
+        }
+    }
+    ~PartialFile() {
+        ::close(_descriptor);
+        ::unlink(_path.c_str());
+    }
+    PartialFile(const PartialFile &) = delete;
+    PartialFile &operator=(const PartialFile &) = delete;
+
+    void write(std::string_view bytes) {
+        while (!bytes.empty()) {
+            const ssize_t written = ::write(_descriptor, bytes.data(), bytes.size());
+            if (written == -1 && errno != EINTR) {
+                throw_system_error(_wanted, errno);
+            }
+            bytes.remove_prefix(written == -1 ? 0 : static_cast<std::size_t>(written));
+        }
+        if (::fsync(_descriptor) == -1) {
+            throw_system_error(_wanted, errno);
+        }
+    }
+
+    /** @return false when there is something of the wanted name already. */
+    bool take_the_wanted_name() {
+        if (::link(_path.c_str(), _wanted.c_str()) == 0 || takes_the_wanted_name_without_links()) {
+            keep_across_a_loss_of_power();
+            return true;
+        }
+        if (errno != EEXIST) {
+            throw_system_error(_wanted, errno);
+        }
+        return false;
+    }
+
+private:
+    /** For file systems that know no second name of a file. @return false with `errno` as `link` leaves it. */
+    bool takes_the_wanted_name_without_links() const {
+        return errno != EEXIST &&
+               ::renameat2(AT_FDCWD, _path.c_str(), AT_FDCWD, _wanted.c_str(), RENAME_NOREPLACE) == 0;
+    }
+
+    /** As far as the file system can; the file is there in any case. */
+    void keep_across_a_loss_of_power() const {
+        const fs::path folder = fs::path(_wanted).parent_path();
+        const int descriptor = ::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        if (descriptor != -1) {
+            ::fsync(descriptor);
+            ::close(descriptor);
+        }
+    }
+
+    std::string _wanted;
+    std::string _path;
+    int _descriptor = -1;
+};
+
+bool write_new_file(const std::string &path, const StoreContents &contents) {
+    const std::string image = image_of(contents);
+    PartialFile file(path);
+    file.write(image);
+    return file.take_the_wanted_name();
+}
+
+bool is_missing(const std::string &path) {
+    struct stat status {};
+    return ::lstat(path.c_str(), &status) == -1 && errno == ENOENT;
+}
+
+Database opened(const std::string &path) {
+    require_name(path);
+    if (is_missing(path)) {
+        // When another host is quicker, its file will do.
+        write_new_file(path, {});
+    }
+    read_analytics_store(path);
+    Database database(path, real_path(path), Database::Access::kReadAndWrite);
+    if (sqlite3_db_readonly(database.handle(), "main") != 0) {
+        throw Error(path, "", "cannot be written to");
+    }
+    database.execute("PRAGMA journal_mode = WAL");
+    database.execute("PRAGMA synchronous = NORMAL");
+    {
+        const Transaction shows_that_it_can_be_written(database);
+        require_store_schema(database);
+    }
+    return database;
+}
+
+} // namespace
+
+void merge_into(StoreContents &sum, const StoreContents &more) {
+    for (const auto &[key, value] : more.scalars) {
+        std::int64_t &scalar = sum.scalars[key];
+        scalar = wrapping_sum(scalar, value);
+    }
+    for (const auto &[key, distribution] : more.distributions) {
+        for (const auto &[value, count] : distribution) {
+            std::uint64_t &total = sum.distributions[key][value];
+            total = sum_of_counts(total, count);
+        }
+    }
+}
+
+void apply(StoreContents &contents, const StoreChanges &changes) {
+    changes.for_each([&](const std::string &key, const StoreChanges::OfKey &of_key) {
+        apply(contents.scalars, key, of_key.scalar);
+        apply(contents.distributions, key, of_key.distribution);
+    });
+}
+
+StoreContents read_analytics_store(const std::string &path) {
+    require_name(path);
+    const std::string file = real_path(path);
+    state_of(path, file);
+    require_store_mark(path, file);
+    if (std::optional<StoreContents> contents = contents_at_rest(path, file)) {
+        return *std::move(contents);
+    }
+    require_readable_log(path, file);
+    // What a killed program left half-written is undone from its journal, which takes a connection that may write.
+    const auto access = has_journal(file) ? Database::Access::kReadAndWrite : Database::Access::kRead;
+    Database database(path, file, access);
+    return contents_of(database, Checks::kEveryPage);
+}
+
+void write_new_analytics_store(const std::string &path, const StoreContents &contents) {
+    if (!write_new_file(path, contents)) {
+        throw_system_error(path, EEXIST);
+    }
+}
+
+// ---- an open store
+
+struct AnalyticsStore::Connection {
+    explicit Connection(const std::string &path) : database(opened(path)) {}
+
+    Database database;
+    Writer writer{database};
+    // Gone before the other one, whose end tidies up what stands beside the file.
+    Database reader{database.name(), real_path(database.name()), Database::Access::kRead};
+};
+
+AnalyticsStore::AnalyticsStore(const std::string &path) : _connection(std::make_unique<Connection>(path)) {}
+
+AnalyticsStore::~AnalyticsStore() = default;
+
+const std::string &AnalyticsStore::path() const { return _connection->database.name(); }
+
+void AnalyticsStore::apply(const StoreChanges &changes) {
+    Database &database = _connection->database;
+    if (!database.is_in_place()) {
+        throw Error(path(), "", "was moved or deleted while it was open");
+    }
+    Transaction transaction(database);
+    changes.for_each([&](const std::string &key, const StoreChanges::OfKey &of_key) {
+        _connection->writer.write(key, of_key.scalar);
+        _connection->writer.write(key, of_key.distribution);
+    });
+    transaction.commit();
+    database.wait_for_locks();
+}
+
+void AnalyticsStore::apply_at_last(const StoreChanges &changes) {
+    _connection->database.wait_for_locks();
+    apply(changes);
+}
+
+StoreContents AnalyticsStore::contents() {
+    StoreContents contents = contents_of(_connection->reader, Checks::kSchema);
+    _connection->reader.wait_for_locks();
+    return contents;
+}
+
+void AnalyticsStore::clear() {
+    _connection->database.wait_for_locks();
+    Transaction transaction(_connection->database);
+    _connection->database.execute("DELETE FROM scalar; DELETE FROM distribution");
+    transaction.commit();
+}
+
+} // namespace host

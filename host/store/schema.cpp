@@ -1,0 +1,131 @@
+#include "host/store/schema.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <string_view>
+#include <system_error>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "host/error.h"
+
+namespace host {
+namespace {
+
+/** "QORA": what marks an SQLite database as an analytics store. */
+constexpr std::int64_t kApplicationNumber = 0x514F5241;
+constexpr std::int64_t kVersion = 1;
+
+/** What the database's own list of what it holds must say, character by character; in the order of the names. */
+struct SchemaEntry {
+    const char *name;
+    const char *sql; ///< empty for what comes along with another entry
+};
+
+// Numbers stand for the keys' names, which are long and would be most of every row.
+constexpr std::array<SchemaEntry, 4> kSchema = {{
+    {"distribution", "CREATE TABLE distribution (key INTEGER NOT NULL REFERENCES key (id), value REAL NOT NULL, "
+                     "count INTEGER NOT NULL CHECK (count > 0), PRIMARY KEY (key, value)) STRICT, WITHOUT ROWID"},
+    {"key", "CREATE TABLE key (id INTEGER PRIMARY KEY, name TEXT NOT NULL UNIQUE) STRICT"},
+    {"scalar", "CREATE TABLE scalar (key INTEGER PRIMARY KEY REFERENCES key (id), value INTEGER NOT NULL) STRICT"},
+    {"sqlite_autoindex_key_1", ""},
+}};
+
+[[noreturn]] void refuse_foreign(const std::string &name) { throw Error(name, "", "is not an analytics store"); }
+
+/** The first bytes of a database file. */
+class Header {
+public:
+    Header(const std::string &name, const std::string &file) {
+        const int descriptor = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
+        if (descriptor == -1) {
+            throw_system_error(name, errno);
+        }
+        const ssize_t size = ::pread(descriptor, _bytes.data(), _bytes.size(), 0);
+        const int error = errno;
+        ::close(descriptor);
+        if (size == -1) {
+            throw_system_error(name, error);
+        }
+        _is_whole = static_cast<std::size_t>(size) == _bytes.size();
+    }
+
+    bool is_of_a_database() const {
+        constexpr std::string_view kMagic("SQLite format 3\0", 16);
+        return _is_whole && std::equal(kMagic.begin(), kMagic.end(), _bytes.begin());
+    }
+
+    std::int64_t application_number() const {
+        constexpr std::size_t kOffset = 68; // big-endian
+        std::int64_t number = 0;
+        for (std::size_t i = 0; i < 4; ++i) {
+            number = number << 8 | static_cast<unsigned char>(_bytes[kOffset + i]);
+        }
+        return number;
+    }
+
+private:
+    std::array<char, 100> _bytes{};
+    bool _is_whole = false;
+};
+
+} // namespace
+
+void create_store_schema(Database &database) {
+    for (const SchemaEntry &entry : kSchema) {
+        database.execute(entry.sql);
+    }
+    database.execute(("PRAGMA application_id = " + std::to_string(kApplicationNumber)).c_str());
+    database.execute(("PRAGMA user_version = " + std::to_string(kVersion)).c_str());
+}
+
+void require_store_mark(const std::string &name, const std::string &file) {
+    const Header header(name, file);
+    if (!header.is_of_a_database() || header.application_number() != kApplicationNumber) {
+        refuse_foreign(name);
+    }
+}
+
+void require_store_schema(Database &database) {
+    if (database.number("PRAGMA application_id") != kApplicationNumber) {
+        refuse_foreign(database.name());
+    }
+    const std::int64_t version = database.number("PRAGMA user_version");
+    if (version > kVersion) {
+        throw Error(database.name(), "",
+                    "is an analytics store of version " + std::to_string(version) +
+                        ", newer than this program, which knows version " + std::to_string(kVersion));
+    }
+    if (version < kVersion) {
+        refuse_damaged_store(database.name(), "it has no version");
+    }
+    Statement listed(database, "SELECT name, sql FROM sqlite_schema ORDER BY name");
+    const auto is_next = [&](const SchemaEntry &entry) {
+        return listed.next() && listed.text(0) == entry.name && listed.text(1) == entry.sql;
+    };
+    if (!std::all_of(kSchema.begin(), kSchema.end(), is_next) || listed.next()) {
+        refuse_damaged_store(database.name(), "it does not hold exactly the tables of an analytics store");
+    }
+}
+
+void require_sound_pages(Database &database) {
+    Statement check(database, "PRAGMA integrity_check(1)");
+    const std::string_view answer = check.next() ? check.text(0) : "";
+    if (answer != "ok") {
+        // Above what was found, there may be a line that says in which database.
+        refuse_damaged_store(database.name(), std::string(answer.substr(answer.rfind('\n') + 1)));
+    }
+}
+
+void throw_system_error(const std::string &name, int number) {
+    throw Error(name, "", std::generic_category().message(number));
+}
+
+void refuse_damaged_store(const std::string &name, const std::string &how) {
+    throw Error(name, "", "is damaged: " + how);
+}
+
+} // namespace host

@@ -1,0 +1,239 @@
+#include "host/store/sqlite_database.h"
+
+#include <cctype>
+#include <new>
+#include <system_error>
+#include <utility>
+
+#include <sqlite3.h>
+
+#include "host/error.h"
+
+namespace host {
+namespace {
+
+constexpr int kBusyTimeoutMilliseconds = 5000;
+
+/** A path as a URI, with everything that could mean something there written in hex. */
+std::string uri_of(const std::string &path, const char *parameters) {
+    static constexpr char kHex[] = "0123456789ABCDEF";
+    std::string uri = "file:";
+    for (const char character : path) {
+        const auto byte = static_cast<unsigned char>(character);
+        if (std::isalnum(byte) != 0 || character == '/') {
+            uri += character;
+        } else {
+            uri += {'%', kHex[byte >> 4], kHex[byte & 15]};
+        }
+    }
+    return uri + parameters;
+}
+
+/** The error number of the file that transactions are written to first; 0 when it had none. */
+int last_error_of_log(sqlite3 *connection) {
+    int error = 0;
+    sqlite3_file *log = nullptr;
+    sqlite3_file_control(connection, "main", SQLITE_FCNTL_JOURNAL_POINTER, &log);
+    if (log != nullptr && log->pMethods != nullptr) {
+        log->pMethods->xFileControl(log, SQLITE_FCNTL_LAST_ERRNO, &error);
+    }
+    return error;
+}
+
+/** What the operating system had to say about a failure; empty when it was not asked. */
+std::string system_reason(sqlite3 *connection) {
+    // The library does not take down the number when it is a commit that fails.
+    const int noted = sqlite3_system_errno(connection);
+    const int error = noted != 0 ? noted : last_error_of_log(connection);
+    return error == 0 ? "" : ": " + std::generic_category().message(error);
+}
+
+std::string reason_for(int code, sqlite3 *connection) {
+    const char *const message = sqlite3_errmsg(connection);
+    if (code == SQLITE_READONLY_ROLLBACK) {
+        return "holds part of what another program was killed in; to undo that, it must be possible to write to it";
+    }
+    switch (code & 0xFF) {
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+        return "stays locked by another program for longer than 5 seconds";
+    case SQLITE_NOMEM: // what the library says also of some damaged files
+        return "needs more memory than there is, or is damaged";
+    case SQLITE_CORRUPT:
+        return "is damaged: " + std::string(message);
+    case SQLITE_NOTADB:
+        return "is not an analytics store";
+    case SQLITE_READONLY:
+        return "cannot be written to: " + std::string(message);
+    case SQLITE_FULL:
+        return "cannot grow: the disk is full";
+    case SQLITE_CANTOPEN:
+    case SQLITE_IOERR:
+    case SQLITE_PERM:
+        return "cannot be read or written: " + std::string(message) + system_reason(connection);
+    default:
+        return message;
+    }
+}
+
+int open_connection(const std::string &file, Database::Access access, sqlite3 **connection) {
+    constexpr int kOwnLock = SQLITE_OPEN_NOMUTEX; // the caller has one thread at a time
+    switch (access) {
+    case Database::Access::kMemory:
+        return sqlite3_open_v2(":memory:", connection, kOwnLock | SQLITE_OPEN_READWRITE, nullptr);
+    case Database::Access::kReadAtRest:
+        return sqlite3_open_v2(uri_of(file, "?immutable=1").c_str(), connection,
+                               kOwnLock | SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr);
+    case Database::Access::kRead:
+        return sqlite3_open_v2(uri_of(file, "").c_str(), connection, kOwnLock | SQLITE_OPEN_READONLY | SQLITE_OPEN_URI,
+                               nullptr);
+    case Database::Access::kReadAndWrite:
+        break;
+    }
+    return sqlite3_open_v2(uri_of(file, "").c_str(), connection, kOwnLock | SQLITE_OPEN_READWRITE | SQLITE_OPEN_URI,
+                           nullptr);
+}
+
+void configure(sqlite3 *connection, int option, int value) { sqlite3_db_config(connection, option, value, nullptr); }
+
+} // namespace
+
+Database::Database(std::string name, const std::string &file, Access access) : _name(std::move(name)) {
+    sqlite3 *connection = nullptr;
+    const int result = open_connection(file, access, &connection);
+    _connection.reset(connection);
+    if (connection == nullptr) {
+        throw std::bad_alloc();
+    }
+    if (result != SQLITE_OK) {
+        fail(result);
+    }
+    sqlite3_extended_result_codes(connection, 1);
+    wait_for_locks();
+    configure(connection, SQLITE_DBCONFIG_DEFENSIVE, 1);
+    configure(connection, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0);
+    configure(connection, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0);
+    configure(connection, SQLITE_DBCONFIG_ENABLE_VIEW, 0);
+    configure(connection, SQLITE_DBCONFIG_ENABLE_LOAD_EXTENSION, 0);
+    execute("PRAGMA cell_size_check = ON");
+}
+
+void Database::Close::operator()(sqlite3 *connection) const { sqlite3_close(connection); }
+
+void Database::wait_for_locks() { sqlite3_busy_timeout(_connection.get(), kBusyTimeoutMilliseconds); }
+
+void Database::fail(int code) {
+    if ((code & 0xFF) == SQLITE_BUSY) {
+        sqlite3_busy_timeout(_connection.get(), 0);
+    }
+    throw Error(_name, "", reason_for(code, _connection.get()));
+}
+
+void Database::execute(const char *sql) {
+    const int result = sqlite3_exec(_connection.get(), sql, nullptr, nullptr, nullptr);
+    if (result != SQLITE_OK) {
+        fail(result);
+    }
+}
+
+std::int64_t Database::number(const char *sql) {
+    Statement statement(*this, sql);
+    return statement.next() ? statement.integer(0) : 0;
+}
+
+bool Database::is_in_place() const {
+    int has_moved = 0;
+    return sqlite3_file_control(_connection.get(), "main", SQLITE_FCNTL_HAS_MOVED, &has_moved) != SQLITE_OK ||
+           has_moved == 0;
+}
+
+Statement::Statement(Database &database, std::string_view sql) : _database(database) {
+    sqlite3_stmt *statement = nullptr;
+    const int result = sqlite3_prepare_v3(database.handle(), sql.data(), static_cast<int>(sql.size()),
+                                          SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
+    _statement.reset(statement);
+    if (result != SQLITE_OK) {
+        database.fail(result);
+    }
+}
+
+void Statement::Finalize::operator()(sqlite3_stmt *statement) const { sqlite3_finalize(statement); }
+
+void Statement::bind(int index, std::string_view text) {
+    if (const int result =
+            sqlite3_bind_text(_statement.get(), index, text.data(), static_cast<int>(text.size()), SQLITE_STATIC)) {
+        _database.fail(result);
+    }
+}
+
+void Statement::bind(int index, std::int64_t value) {
+    if (const int result = sqlite3_bind_int64(_statement.get(), index, value)) {
+        _database.fail(result);
+    }
+}
+
+void Statement::bind(int index, double value) {
+    if (const int result = sqlite3_bind_double(_statement.get(), index, value)) {
+        _database.fail(result);
+    }
+}
+
+bool Statement::next() {
+    const int result = sqlite3_step(_statement.get());
+    if (result == SQLITE_ROW) {
+        return true;
+    }
+    if (result == SQLITE_DONE) {
+        return false;
+    }
+    sqlite3_reset(_statement.get());
+    _database.fail(result);
+}
+
+void Statement::run() {
+    while (next()) {
+    }
+    reset();
+}
+
+void Statement::reset() { sqlite3_reset(_statement.get()); }
+
+Statement::Type Statement::type(int column) const {
+    switch (sqlite3_column_type(_statement.get(), column)) {
+    case SQLITE_INTEGER:
+        return Type::kInteger;
+    case SQLITE_FLOAT:
+        return Type::kReal;
+    case SQLITE_TEXT:
+        return Type::kText;
+    case SQLITE_BLOB:
+        return Type::kBytes;
+    default:
+        return Type::kNull;
+    }
+}
+
+std::int64_t Statement::integer(int column) const { return sqlite3_column_int64(_statement.get(), column); }
+
+double Statement::real(int column) const { return sqlite3_column_double(_statement.get(), column); }
+
+std::string_view Statement::text(int column) const {
+    const auto *text = reinterpret_cast<const char *>(sqlite3_column_text(_statement.get(), column));
+    if (text == nullptr) {
+        return {};
+    }
+    return {text, static_cast<std::size_t>(sqlite3_column_bytes(_statement.get(), column))};
+}
+
+ReadTransaction::ReadTransaction(Database &database, const char *begin) : _database(database) {
+    _database.execute(begin);
+}
+
+ReadTransaction::~ReadTransaction() {
+    // A commit has ended the transaction, and so have some failures.
+    if (sqlite3_get_autocommit(_database.handle()) == 0) {
+        sqlite3_exec(_database.handle(), "ROLLBACK", nullptr, nullptr, nullptr);
+    }
+}
+
+} // namespace host

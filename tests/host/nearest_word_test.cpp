@@ -1,0 +1,29 @@
+#include "host/nearest_word.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+const std::vector<std::string_view> kWords = {"run", "notify", "capture", "show", "decode"};
+
+TEST(NearestWordTest, FindsTheWordOneSlipAway) {
+    EXPECT_EQ(host::nearest_word("captur", kWords), "capture"); // left out
+    EXPECT_EQ(host::nearest_word("showw", kWords), "show");     // added
+    EXPECT_EQ(host::nearest_word("natify", kWords), "notify");  // replaced
+    EXPECT_EQ(host::nearest_word("dceode", kWords), "decode");  // swapped
+    EXPECT_EQ(host::nearest_word("rnu", kWords), "run");
+}
+
+TEST(NearestWordTest, AWordIsNearestToItself) { EXPECT_EQ(host::nearest_word("show", {"shown", "show"}), "show"); }
+
+TEST(NearestWordTest, TheFirstOfSeveralWins) { EXPECT_EQ(host::nearest_word("cat", {"bat", "hat"}), "bat"); }
+
+TEST(NearestWordTest, SuggestsNothingForAWordUnlikeAll) {
+    EXPECT_EQ(host::nearest_word("publish", kWords), std::nullopt);
+    EXPECT_EQ(host::nearest_word("", kWords), std::nullopt);
+    EXPECT_EQ(host::suggestion("publish", kWords), "");
+}
+
+TEST(NearestWordTest, TheSuggestionAsks) { EXPECT_EQ(host::suggestion("shw", kWords), "; did you mean \"show\"?"); }
+
+} // namespace

@@ -1,0 +1,221 @@
+/** Stores that another program has locked. How long is waited is told by the calls that would have slept. */
+#include <condition_variable>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <stdlib.h>
+
+#include "host/TallybookStore.h"
+#include "host/store/analytics_store.h"
+#include "platform/Owned.h"
+#include "platform/TallybookStore.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const std::string kLocked = "stays locked by another program for longer than 5 seconds";
+
+/** What the database library does to wait, in place of sleeping. */
+std::function<void()> wait_for_lock;
+
+int do_not_sleep(sqlite3_vfs *, int microseconds) {
+    wait_for_lock();
+    return microseconds;
+}
+
+/** Makes the database library's connections, those opened as long as the object lives, wait as the tests say. */
+class Waiting {
+public:
+    Waiting() {
+        _system = *sqlite3_vfs_find(nullptr);
+        _system.zName = "waiting";
+        _system.xSleep = do_not_sleep;
+        sqlite3_vfs_register(&_system, 1);
+    }
+    ~Waiting() { sqlite3_vfs_unregister(&_system); }
+    Waiting(const Waiting &) = delete;
+    Waiting &operator=(const Waiting &) = delete;
+
+private:
+    sqlite3_vfs _system{};
+};
+
+class StoreLocksTest : public testing::Test {
+protected:
+    StoreLocksTest() {
+        std::string name = testing::TempDir() + "store-locks-XXXXXX";
+        folder = mkdtemp(name.data());
+        file = folder / "store";
+        host::write_new_analytics_store(file, {});
+        EXPECT_EQ(sqlite3_open(file.c_str(), &other), SQLITE_OK);
+        wait_for_lock = [this] { ++waits; };
+    }
+    ~StoreLocksTest() override {
+        sqlite3_close(other);
+        fs::remove_all(folder);
+    }
+
+    void lock() const { EXPECT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK); }
+    void unlock() const { EXPECT_EQ(sqlite3_exec(other, "ROLLBACK", nullptr, nullptr, nullptr), SQLITE_OK); }
+
+    /** Whether the work waited for a lock. */
+    bool waited(const std::function<void()> &work) {
+        waits = 0;
+        work();
+        return waits > 0;
+    }
+
+    const Waiting waiting;
+    fs::path folder;
+    fs::path file;
+    sqlite3 *other = nullptr; ///< another program's connection
+    int waits = 0;
+};
+
+/** A store that is open. */
+class OpenStoreLocksTest : public StoreLocksTest {
+protected:
+    using Apply = void (host::AnalyticsStore::*)(const host::StoreChanges &);
+
+    /** @return whether it could be done. */
+    bool applies(Apply apply) {
+        host::StoreChanges changes;
+        changes.add_to_scalar("key", 1);
+        try {
+            (store.*apply)(changes);
+            return true;
+        } catch (const host::Error &error) {
+            EXPECT_EQ(error.reason(), kLocked);
+            return false;
+        }
+    }
+
+    bool waits_and_applies(Apply apply, bool expected_to_apply) {
+        return waited([&] { EXPECT_EQ(applies(apply), expected_to_apply); });
+    }
+
+    const Apply kApply = &host::AnalyticsStore::apply;
+    const Apply kApplyAtLast = &host::AnalyticsStore::apply_at_last;
+    host::AnalyticsStore store{file};
+};
+
+TEST_F(OpenStoreLocksTest, AShortLockIsWaitedFor) {
+    lock();
+    wait_for_lock = [this] {
+        ++waits;
+        unlock();
+    };
+
+    EXPECT_TRUE(waits_and_applies(kApply, true));
+    EXPECT_EQ(store.contents().scalars.at("key"), 1);
+}
+
+TEST_F(OpenStoreLocksTest, ALockIsWaitedForInVainOnlyOnce) {
+    lock();
+
+    EXPECT_TRUE(waits_and_applies(kApply, false));
+    EXPECT_FALSE(waits_and_applies(kApply, false));
+    EXPECT_FALSE(waits_and_applies(kApply, false));
+}
+
+TEST_F(OpenStoreLocksTest, AfterChangesThatCouldBeAppliedALockIsWaitedForAgain) {
+    lock();
+    EXPECT_TRUE(waits_and_applies(kApply, false));
+    unlock();
+    EXPECT_FALSE(waits_and_applies(kApply, true));
+    lock();
+
+    EXPECT_TRUE(waits_and_applies(kApply, false));
+}
+
+TEST_F(OpenStoreLocksTest, TheLastChangesWaitInAnyCase) {
+    lock();
+    EXPECT_TRUE(waits_and_applies(kApply, false));
+
+    EXPECT_TRUE(waits_and_applies(kApplyAtLast, false));
+}
+
+/** The process's store. */
+class TallybookLocksTest : public StoreLocksTest {
+protected:
+    TallybookLocksTest() {
+        host::open_store(file);
+        host::on_store_failure(
+            [this](const host::Error &failure, host::Fate) { reported.push_back(failure.reason()); });
+    }
+    ~TallybookLocksTest() override {
+        host::on_store_failure({});
+        EXPECT_NO_THROW(host::close_store());
+    }
+
+    void add_one() const { TallybookScalarAdd(key.get(), 1); }
+
+    platform::OwnedValue key{TvStringCreateWithCString("key", kTvStringEncodingUTF8)};
+    std::vector<std::string> reported;
+};
+
+TEST_F(TallybookLocksTest, OnlyTheFirstOperationWaitsAndNoneIsLost) {
+    lock();
+
+    EXPECT_TRUE(waited([this] { add_one(); }));
+    EXPECT_FALSE(waited([this] { add_one(); }));
+    unlock();
+    EXPECT_FALSE(waited([this] { add_one(); }));
+
+    EXPECT_EQ(host::store_contents().scalars.at("key"), 3);
+    EXPECT_EQ(reported.size(), 1u);
+}
+
+TEST_F(TallybookLocksTest, TheEndWaits) {
+    lock();
+    add_one();
+    wait_for_lock = [this] {
+        if (++waits == 1) {
+            unlock();
+        }
+    };
+
+    EXPECT_TRUE(waited(host::close_store));
+
+    EXPECT_EQ(host::read_analytics_store(file).scalars.at("key"), 1);
+}
+
+TEST_F(TallybookLocksTest, WhoReadsDoesNotWaitForWhoWaitsToWrite) {
+    add_one();
+    lock();
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool writer_waits = false;
+    bool reader_has_read = false;
+    wait_for_lock = [&] {
+        std::unique_lock held(mutex);
+        writer_waits = true;
+        changed.notify_all();
+        changed.wait(held, [&] { return reader_has_read; });
+    };
+    std::thread writer([this] { add_one(); });
+    {
+        std::unique_lock held(mutex);
+        changed.wait(held, [&] { return writer_waits; });
+    }
+
+    EXPECT_EQ(host::store_contents().scalars.at("key"), 1);
+
+    {
+        const std::lock_guard held(mutex);
+        reader_has_read = true;
+    }
+    changed.notify_all();
+    writer.join();
+    unlock();
+}
+
+} // namespace
