@@ -4,14 +4,13 @@
 #include <atomic>
 #include <cstring>
 
-#include "platform/QorAnalytics.h"
 #include "platform/TallybookStore.h"
 #include "plugin/OndreQORHIDStatistics.h"
+#include "qor/analytics.h"
+
+namespace analytics = qor::analytics;
 
 namespace {
-
-constexpr uint8_t kVersion = kQorAnalyticsVersion;
-static_assert(sizeof(Tbk) == kQorAnalyticsEntrySize);
 
 /** The key of every index that the table does not have: made once per process and kept. */
 TvStringRef fallbackKey() {
@@ -74,7 +73,7 @@ void logVersionMismatch(const Tbk &entry) {
     if (RvLogIsEnabled(sharedLog(), kRvLogLevelError)) {
         LogLine line;
         line.add("publishTBData qortbkkeys version mismatch (").addHex(entry.version()).add("/");
-        line.addHex(kVersion).add(")").writeAsError();
+        line.addHex(analytics::kVersion).add(")").writeAsError();
     }
 }
 
@@ -90,25 +89,25 @@ void logOperation(const Tbk &entry, TvStringRef key) {
 void perform(const Tbk &entry, TvStringRef key) {
     const int32_t value = entry.value();
     switch (entry.operation()) {
-    case kQorAnalyticsNone:
+    case analytics::kNone:
         break;
-    case kQorAnalyticsClearScalar:
+    case analytics::kClearScalar:
         TallybookScalarClear(key);
         break;
-    case kQorAnalyticsSetScalar:
+    case analytics::kSetScalar:
         TallybookScalarSet(key, value);
         break;
-    case kQorAnalyticsAddToScalar:
+    case analytics::kAddToScalar:
         TallybookScalarAdd(key, value);
         break;
-    case kQorAnalyticsClearDistribution:
+    case analytics::kClearDistribution:
         TallybookDistributionClear(key);
         break;
-    case kQorAnalyticsSetDistribution:
+    case analytics::kSetDistribution:
         TallybookDistributionSet(key, distributionValue(value));
         break;
     default:
-        for (int pushes = entry.operation() - kQorAnalyticsPush + 1; pushes > 0; --pushes) {
+        for (int pushes = entry.operation() - analytics::kPush + 1; pushes > 0; --pushes) {
             TallybookDistributionPush(key, distributionValue(value));
         }
         break;
@@ -128,7 +127,7 @@ TvStringRef OndreQORHIDStatistics::keyForIndex(TallybookKey key) {
 void OndreQORHIDStatistics::publishTBData(const Tbk *entries, uint64_t count) {
     for (uint64_t i = 0; i < count; ++i) {
         const Tbk &entry = entries[i];
-        if (entry.version() != kVersion) {
+        if (entry.version() != analytics::kVersion) {
             logVersionMismatch(entry);
             continue;
         }

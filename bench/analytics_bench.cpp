@@ -16,8 +16,8 @@
 #include "bench/ratio_reporter.h"
 #include "host/RvLog.h"
 #include "host/TallybookStore.h"
-#include "platform/QorAnalytics.h"
 #include "plugin/OndreQORHIDStatistics.h"
+#include "qor/analytics.h"
 
 namespace {
 
@@ -28,11 +28,11 @@ constexpr std::size_t kValuesOfAKey = 1000;
 constexpr int kDurations[] = {9, 10, 11, 12, 13, 14, 15, 16, 17, 25, 26, 27, 28, 32, 33, 34, 35, 50, 51, 53};
 constexpr int kCounters[] = {0, 1, 2, 3, 4, 5, 6, 18, 19, 20, 21, 22, 23, 38, 39, 40, 48, 49};
 
-using Entry = std::array<std::uint8_t, kQorAnalyticsEntrySize>;
+using Entry = std::array<std::uint8_t, qor::analytics::kEntrySize>;
 
 Entry entry(int operation, int key, std::int32_t value) {
     const auto bits = static_cast<std::uint32_t>(value);
-    return {kQorAnalyticsVersion,
+    return {qor::analytics::kVersion,
             static_cast<std::uint8_t>(operation),
             static_cast<std::uint8_t>(key),
             static_cast<std::uint8_t>(bits),
@@ -45,17 +45,17 @@ Entry entry(int operation, int key, std::int32_t value) {
 using Shares = std::vector<std::pair<int, double>>;
 
 /** A busy day: half of the entries count, half time something, some of those several times over. */
-const Shares kDay = {{kQorAnalyticsAddToScalar, 45},
-                     {kQorAnalyticsSetScalar, 4},
-                     {kQorAnalyticsClearScalar, 0.5},
-                     {kQorAnalyticsPush, 46},
-                     {kQorAnalyticsPush + 2, 3},
-                     {kQorAnalyticsSetDistribution, 0.5},
-                     {kQorAnalyticsClearDistribution, 0.5},
+const Shares kDay = {{qor::analytics::kAddToScalar, 45},
+                     {qor::analytics::kSetScalar, 4},
+                     {qor::analytics::kClearScalar, 0.5},
+                     {qor::analytics::kPush, 46},
+                     {qor::analytics::kPush + 2, 3},
+                     {qor::analytics::kSetDistribution, 0.5},
+                     {qor::analytics::kClearDistribution, 0.5},
                      {255, 0.5}};
 
 /** What is hardest on the store: nothing but single pushes, which collapse the least. */
-const Shares kPushes = {{kQorAnalyticsPush, 1}};
+const Shares kPushes = {{qor::analytics::kPush, 1}};
 
 std::vector<Entry> entries_of(const Shares &shares) {
     std::mt19937 random(20261121);
@@ -67,7 +67,7 @@ std::vector<Entry> entries_of(const Shares &shares) {
     std::vector<Entry> entries;
     for (std::size_t i = 0; i < kEntries; ++i) {
         const int operation = shares[choose(random)].first;
-        const bool is_scalar = operation <= kQorAnalyticsAddToScalar;
+        const bool is_scalar = operation <= qor::analytics::kAddToScalar;
         const int key =
             is_scalar ? kCounters[random() % std::size(kCounters)] : kDurations[random() % std::size(kDurations)];
         const auto value = static_cast<std::int32_t>(random() % kValuesOfAKey) * 1024;
@@ -115,7 +115,7 @@ void formatting_the_lines(benchmark::State &state) {
         for (const Entry &entry : day()) {
             char text[256];
             std::snprintf(text, sizeof text, "%s op=%#x '%s' (%#x)", "publishTBData", entry[1],
-                          kQorAnalyticsKeys[entry[2]], entry[2]);
+                          qor::analytics::kKeys[entry[2]], entry[2]);
             benchmark::DoNotOptimize(text);
         }
     }

@@ -2,7 +2,7 @@
 
 #include <random>
 
-#include "decoder/profile_report.h"
+#include "qor/report.h"
 
 namespace bench {
 

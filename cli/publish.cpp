@@ -15,7 +15,7 @@
 #include "host/error.h"
 #include "host/module/hosted_device.h"
 #include "host/store/hosted_store.h"
-#include "platform/QorAnalytics.h"
+#include "qor/analytics.h"
 
 namespace cli {
 namespace {
@@ -60,7 +60,7 @@ struct PublishArguments {
 
 std::vector<std::byte> read_batch(const std::string &argument) {
     std::vector<std::byte> batch = read_input(argument);
-    if (const std::size_t rest = batch.size() % kQorAnalyticsEntrySize; rest != 0) {
+    if (const std::size_t rest = batch.size() % qor::analytics::kEntrySize; rest != 0) {
         throw host::Error(input_name(argument), "byte " + std::to_string(batch.size() - rest),
                           "not a whole entry of 7 bytes: " + std::to_string(rest) + " of " +
                               std::to_string(batch.size()) + " bytes are left over");
@@ -86,10 +86,10 @@ std::string summary(std::span<const std::byte> batch) {
     std::size_t applied = 0;
     std::size_t without_operation = 0;
     std::size_t of_another_version = 0;
-    for (; !batch.empty(); batch = batch.subspan(kQorAnalyticsEntrySize)) {
-        if (batch[0] != std::byte{kQorAnalyticsVersion}) {
+    for (; !batch.empty(); batch = batch.subspan(qor::analytics::kEntrySize)) {
+        if (batch[0] != std::byte{qor::analytics::kVersion}) {
             ++of_another_version;
-        } else if (batch[1] == std::byte{kQorAnalyticsNone}) {
+        } else if (batch[1] == std::byte{qor::analytics::kNone}) {
             ++without_operation;
         } else {
             ++applied;

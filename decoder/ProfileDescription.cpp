@@ -6,7 +6,7 @@
 #include "decoder/report_line.h"
 #include "platform/Owned.h"
 
-static_assert(kQorProfileReportSize == _QorProfileReport::kSize);
+static_assert(kQorProfileReportSize == qor::kReportSize);
 
 namespace {
 

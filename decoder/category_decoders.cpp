@@ -1,109 +1,43 @@
 #include "decoder/category_decoders.h"
 
 #include "decoder/name_tables.h"
+#include "decoder/payload_choice.h"
 #include "decoder/payload_text.h"
 
 namespace {
 
 std::string name_in(const decoder::name_table &table, unsigned id) {
-    return profile_decoder::find_in_table(table.entries, table.count, id);
+    return profile_decoder::find_in_table(table.entries.data(), static_cast<unsigned>(table.entries.size()), id);
 }
 
 } // namespace
 
-std::string execution_decoder::component_name(unsigned component) const {
-    return name_in(decoder::kExecutionNames.components, component);
+template <qor::CategoryId category>
+std::string category_decoder<category>::component_name(unsigned component) const {
+    return name_in(decoder::names_of_category(category).components, component);
 }
 
-std::string execution_decoder::event_name(unsigned component, unsigned event) const {
-    return name_in(decoder::kExecutionNames.events(component), event);
+template <qor::CategoryId category>
+std::string category_decoder<category>::event_name(unsigned component, unsigned event) const {
+    return name_in(decoder::names_of_category(category).events(component), event);
 }
 
-std::string trace_decoder::component_name(unsigned component) const {
-    return name_in(decoder::kTraceNames.components, component);
+template <qor::CategoryId category>
+void category_decoder<category>::parse_datatype(text_stream &stream, const _QorProfileReport &report) const {
+    decoder::put_payload(stream, report, decoder::payload_index(category, report));
 }
 
-std::string trace_decoder::event_name(unsigned component, unsigned event) const {
-    return name_in(decoder::kTraceNames.events(component), event);
-}
-
-std::string sensor_decoder::component_name(unsigned component) const {
-    return name_in(decoder::kSensorNames.components, component);
-}
-
-std::string sensor_decoder::event_name(unsigned component, unsigned event) const {
-    return name_in(decoder::kSensorNames.events(component), event);
-}
-
-std::string quoril_decoder::component_name(unsigned component) const {
-    return name_in(decoder::kQuorilNames.components, component);
-}
-
-std::string quoril_decoder::event_name(unsigned component, unsigned event) const {
-    return name_in(decoder::kQuorilNames.events(component), event);
-}
-
-std::string vastrel_decoder::component_name(unsigned component) const {
-    return name_in(decoder::kVastrelNames.components, component);
-}
-
-std::string vastrel_decoder::event_name(unsigned component, unsigned event) const {
-    return name_in(decoder::kVastrelNames.events(component), event);
-}
-
-void vastrel_decoder::parse_datatype(text_stream &stream, const _QorProfileReport &report) const {
-    decoder::put_payload(stream, report, decoder::vastrel_payload(report));
-}
-
-std::string interrupt_decoder::component_name(unsigned component) const {
-    return name_in(decoder::kInterruptNames.components, component);
-}
-
-std::string interrupt_decoder::event_name(unsigned component, unsigned event) const {
-    return name_in(decoder::kInterruptNames.events(component), event);
-}
-
-std::string uart_decoder::component_name(unsigned component) const {
-    return name_in(decoder::kUartNames.components, component);
-}
-
-std::string uart_decoder::event_name(unsigned component, unsigned event) const {
-    return name_in(decoder::kUartNames.events(component), event);
-}
-
-std::string sshb_decoder::component_name(unsigned component) const {
-    return name_in(decoder::kSSHBNames.components, component);
-}
-
-std::string sshb_decoder::event_name(unsigned component, unsigned event) const {
-    return name_in(decoder::kSSHBNames.events(component), event);
-}
-
-void sshb_decoder::parse_datatype(text_stream &stream, const _QorProfileReport &report) const {
-    decoder::put_payload(stream, report, decoder::sshb_payload(report));
-}
+template class category_decoder<qor::kExecution>;
+template class category_decoder<qor::kTrace>;
+template class category_decoder<qor::kSensor>;
+template class category_decoder<qor::kQuoril>;
+template class category_decoder<qor::kVastrel>;
+template class category_decoder<qor::kInterrupt>;
+template class category_decoder<qor::kUart>;
+template class category_decoder<qor::kSSHB>;
+template class category_decoder<qor::kSCM>;
+template class category_decoder<qor::kWake>;
 
 std::string sshb_decoder::subtype_name(unsigned kind, unsigned id) const {
-    constexpr unsigned kLatency = 3;
-    return kind == kLatency ? event_name(kind, id) : name_in(decoder::sshb_subtype_table(kind), id);
-}
-
-std::string scm_decoder::component_name(unsigned component) const {
-    return name_in(decoder::kSCMNames.components, component);
-}
-
-std::string scm_decoder::event_name(unsigned component, unsigned event) const {
-    return name_in(decoder::kSCMNames.events(component), event);
-}
-
-std::string wake_decoder::component_name(unsigned component) const {
-    return name_in(decoder::kWakeNames.components, component);
-}
-
-std::string wake_decoder::event_name(unsigned component, unsigned event) const {
-    return name_in(decoder::kWakeNames.events(component), event);
-}
-
-void wake_decoder::parse_datatype(text_stream &stream, const _QorProfileReport &report) const {
-    decoder::put_payload(stream, report, decoder::wake_payload(report));
+    return name_in(decoder::sshb_subtype_table(kind), id);
 }

@@ -9,6 +9,7 @@
 #include "platform/RvKernel.h"
 #include "platform/RvRegistry.h"
 #include "platform/TvValues.h"
+#include "qor/driver.h"
 
 namespace decoder {
 
@@ -70,13 +71,13 @@ const short_text &second_text(std::uint64_t second) {
 } // namespace
 
 std::optional<time_sync> read_time_sync() {
-    platform::OwnedEntry service(RvRegistryCopyServiceMatchingClass("OndreQORTimesync"));
+    platform::OwnedEntry service(RvRegistryCopyServiceMatchingClass(qor::driver::kTimeSyncClass));
     if (!service) {
         return std::nullopt;
     }
-    platform::OwnedValue property(RvRegistryEntryCopyProperty(service.get(), "timesync"));
-    std::optional<std::uint64_t> qor = number_of(property.get(), "qor");
-    std::optional<std::uint64_t> calendar = number_of(property.get(), "calendar");
+    platform::OwnedValue property(RvRegistryEntryCopyProperty(service.get(), qor::driver::kTimeSync));
+    std::optional<std::uint64_t> qor = number_of(property.get(), qor::driver::kTimeSyncQor);
+    std::optional<std::uint64_t> calendar = number_of(property.get(), qor::driver::kTimeSyncCalendar);
     if (!qor || !calendar) {
         return std::nullopt;
     }

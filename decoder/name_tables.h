@@ -1,14 +1,15 @@
-/** Every id-to-name table of the decoder, and the rules that choose one. */
+/** The names of ids, arranged for look-ups. */
 #ifndef DECODER_NAME_TABLES_H
 #define DECODER_NAME_TABLES_H
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string_view>
 
-#include "decoder/profile_decoder.h"
 #include "decoder/short_text.h"
+#include "qor/field.h"
 
 namespace decoder {
 
@@ -19,10 +20,9 @@ inline constexpr rows_by_byte kNoRows{};
 
 /** A table as it is looked up: rows by strictly ascending id, and the same names between apostrophes. */
 struct name_table {
-    const profile_decoder::entry *entries = nullptr;
+    std::span<const qor::NamedId> entries;
     const short_text *quoted_names = nullptr;
     const rows_by_byte *rows = &kNoRows;
-    unsigned count = 0;
 
     /** The name between apostrophes; null when the table does not hold `id`. Lives as long as the process. */
     const short_text *find(std::uint8_t id) const {
@@ -34,35 +34,22 @@ struct name_table {
 
 /** How one category names its components and events. */
 struct category_names {
+    /** More components than have events of their own in any category. */
+    static constexpr std::size_t kComponents = 8;
+
     name_table components;
-    /** Event tables of the first components, by component. */
-    const name_table *events_of_first_components = nullptr;
-    unsigned first_components = 0;
-    /** The event table of every other component. */
+    std::array<name_table, kComponents> events_of_components; ///< by component
     name_table events_of_others;
 
     const name_table &events(std::uint32_t component) const {
-        return component < first_components ? events_of_first_components[component] : events_of_others;
+        return component < kComponents ? events_of_components[component] : events_of_others;
     }
 };
 
 extern const name_table kCategoryTable;
 extern const name_table kTypeTable;
 
-extern const category_names kExecutionNames;
-extern const category_names kTraceNames;
-extern const category_names kSensorNames;
-extern const category_names kQuorilNames;
-extern const category_names kVastrelNames;
-extern const category_names kInterruptNames;
-extern const category_names kUartNames;
-extern const category_names kSSHBNames;
-extern const category_names kSCMNames;
-extern const category_names kWakeNames;
-/** No table: every id prints in decimal. */
-extern const category_names kNoNames;
-
-/** The names of a category's components and events; `kNoNames` for "control" and from 11 on. */
+/** The names of a category's components and events; empty tables for a category that nobody knows. */
 const category_names &names_of_category(std::uint32_t category);
 
 /**

@@ -8,6 +8,7 @@
 #include "decoder/byte_dump.h"
 #include "decoder/digits.h"
 #include "decoder/name_tables.h"
+#include "decoder/payload_choice.h"
 #include "decoder/payload_values.h"
 
 namespace decoder {
@@ -25,20 +26,18 @@ char *right_aligned(char *begin, char *end, std::size_t width) {
     return begin + width;
 }
 
-template <std::size_t layout, std::size_t index>
-constexpr const field &kField = kFieldsOfLayouts[layout][index];
-
-template <std::size_t layout, std::size_t index>
+template <const qor::Layout *layout, std::size_t index>
 char *put_number(char *out, std::uint64_t value) {
-    constexpr const field &row = kField<layout, index>;
-    if constexpr (row.width == 0 && row.size == 1) {
+    constexpr const qor::Field &row = layout->fields[index];
+    constexpr std::size_t width = layout->width_of(row);
+    if constexpr (width == 0 && row.size == 1) {
         return put_byte_and_comma(out, static_cast<std::uint8_t>(value)) - 1;
-    } else if constexpr (row.width == 0) {
+    } else if constexpr (width == 0) {
         return put_decimal(out, value);
     } else if constexpr (row.size == 8) {
         return put_ten_or_more_places(out, value);
     } else {
-        static_assert(row.width == 10);
+        static_assert(width == 10);
         return put_ten_places(out, value);
     }
 }
@@ -66,76 +65,91 @@ char *put_subject(char *out, const _QorProfileReport &report, std::uint32_t id, 
     return right_aligned(out, end, width);
 }
 
-/** An upper bound of what one field writes, with what its stores touch behind that. */
-constexpr std::size_t room_of(const field &row) {
+/** An upper bound of what one field writes, with what its stores touch after that. */
+constexpr std::size_t room_of(const qor::Layout &layout, const qor::Field &row) {
     constexpr std::size_t kKeyAndComma = 5;
     constexpr std::size_t kNumberRoom = 24;
-    return row.name.size() + kKeyAndComma + kNumberRoom + row.width + dump_room(row.size) + short_text::kCapacity;
+    return row.name.size() + kKeyAndComma + kNumberRoom + layout.width_of(row) + dump_room(row.size) +
+           short_text::kCapacity;
 }
 
-template <std::size_t layout, std::size_t index>
+template <const qor::Layout *layout, std::size_t index>
 [[gnu::always_inline]] inline char *put_field(char *out, const _QorProfileReport &report) {
-    constexpr const field &row = kField<layout, index>;
+    using qor::How;
+    constexpr const qor::Field &row = layout->fields[index];
+    constexpr std::size_t width = layout->width_of(row);
     static constexpr short_text kKey{{" '", row.name, "':"}};
     std::memcpy(out, kKey.characters.data(), kKey.size);
     out += kKey.size;
-    if constexpr (row.kind == field_kind::number) {
+    if constexpr (row.how == How::Number) {
         out = put_number<layout, index>(out, number_at<row.size>(report, row.offset));
-    } else if constexpr (row.kind == field_kind::constant) {
+    } else if constexpr (row.how == How::Constant) {
         out = put_number<layout, index>(out, row.parameter);
-    } else if constexpr (row.kind == field_kind::hexadecimal_word) {
+    } else if constexpr (row.how == How::Hexadecimal) {
         // The width goes to the apostrophe alone, the digits follow unpadded; intended.
-        out = std::fill_n(out, row.width - 1, ' ');
+        out = std::fill_n(out, width - 1, ' ');
         *out++ = '\'';
         out = put_hexadecimal(out, static_cast<std::uint32_t>(number_at<row.size>(report, row.offset)));
         *out++ = '\'';
-    } else if constexpr (row.kind == field_kind::text) {
-        out = right_aligned(out, put_quoted(out, text_in(report, row)), row.width);
-    } else if constexpr (row.kind == field_kind::fixed_point) {
-        out = right_aligned(out, put_real(out, real_in(report, row)), row.width);
-    } else if constexpr (row.kind == field_kind::subject) {
-        out = put_subject(out, report, static_cast<std::uint32_t>(number_at<row.size>(report, row.offset)), row.width);
+    } else if constexpr (row.how == How::Text) {
+        out = right_aligned(out, put_quoted(out, text_in(report, row)), width);
+    } else if constexpr (row.how == How::FixedPoint) {
+        out = right_aligned(out, put_real(out, qor::load_fixed_point(report.bytes, row)), width);
+    } else if constexpr (row.how == How::Subject) {
+        out = put_subject(out, report, static_cast<std::uint32_t>(number_at<row.size>(report, row.offset)), width);
     } else {
+        static_assert(row.how == How::Bytes || row.how == How::CountedBytes);
         std::span<const std::uint8_t> bytes = bytes_in(report, row);
-        out = right_aligned(out, put_dump(out, bytes.data(), bytes.size()), row.width);
+        out = right_aligned(out, put_dump(out, bytes.data(), bytes.size()), width);
     }
     *out++ = ',';
     return out;
 }
 
-template <std::size_t layout>
+template <const qor::Layout *layout>
 constexpr std::size_t kRoom = [] {
     std::size_t room = 0;
-    for (const field &row : kFieldsOfLayouts[layout]) {
-        room += room_of(row);
+    if constexpr (layout != nullptr) {
+        for (const qor::Field &row : layout->fields) {
+            room += room_of(*layout, row);
+        }
     }
     return room;
 }();
 
 /** The tables are unrolled at compile time, so that keys, offsets and widths are constants in the code. */
-template <std::size_t layout>
-void put_layout(text_stream &stream, const _QorProfileReport &report) {
-    char *out = stream.room(kRoom<layout>);
-    [&]<std::size_t... index>(std::index_sequence<index...>) { ((out = put_field<layout, index>(out, report)), ...); }
-    (std::make_index_sequence<kFieldsOfLayouts[layout].size()>{});
+template <const qor::Layout *layout>
+char *put_layout(char *out, const _QorProfileReport &report) {
+    if constexpr (layout != nullptr) {
+        [&]<std::size_t... index>(std::index_sequence<index...>) {
+            ((out = put_field<layout, index>(out, report)), ...);
+        }
+        (std::make_index_sequence<layout->fields.size()>{});
+    }
+    return out;
+}
+
+template <std::size_t index>
+void put_layouts(text_stream &stream, const _QorProfileReport &report) {
+    constexpr const qor::Layout *first = kPayloads[index][0];
+    constexpr const qor::Layout *second = kPayloads[index][1];
+    char *out = stream.room(kRoom<first> + kRoom<second>);
+    out = put_layout<first>(out, report);
+    out = put_layout<second>(out, report);
     stream.commit(out);
 }
 
-using layout_writer = void (*)(text_stream &, const _QorProfileReport &);
+using payload_writer = void (*)(text_stream &, const _QorProfileReport &);
 
-constexpr auto kWriters = []<std::size_t... layout>(std::index_sequence<layout...>) {
-    return std::array<layout_writer, sizeof...(layout)>{put_layout<layout>...};
+constexpr auto kWriters = []<std::size_t... index>(std::index_sequence<index...>) {
+    return std::array<payload_writer, sizeof...(index)>{put_layouts<index>...};
 }
-(std::make_index_sequence<std::size(kFieldsOfLayouts)>{});
+(std::make_index_sequence<kPayloads.size()>{});
 
 } // namespace
 
-void put_payload(text_stream &stream, const _QorProfileReport &report, const payload &layouts) {
-    for (payload_layout layout : layouts) {
-        if (layout != payload_layout::nothing) {
-            kWriters[static_cast<std::size_t>(layout)](stream, report);
-        }
-    }
+void put_payload(text_stream &stream, const _QorProfileReport &report, std::size_t index) {
+    kWriters[index](stream, report);
 }
 
 } // namespace decoder

@@ -2,14 +2,19 @@
 #ifndef DECODER_PAYLOAD_TEXT_H
 #define DECODER_PAYLOAD_TEXT_H
 
-#include "decoder/payload_layouts.h"
-#include "decoder/profile_report.h"
+#include <cstddef>
+
 #include "decoder/text_stream.h"
+#include "qor/report.h"
 
 namespace decoder {
 
-/** Appends every field of `layouts` as its key, its value and ",". */
-void put_payload(text_stream &stream, const _QorProfileReport &report, const payload &layouts);
+/**
+ * Appends every field of the payload as its key, its value and ",".
+ * @param index  a place in `kPayloads`, as `payload_index` gives it.
+ * @throws std::bad_alloc when the stream's buffer cannot grow.
+ */
+void put_payload(text_stream &stream, const _QorProfileReport &report, std::size_t index);
 
 } // namespace decoder
 

@@ -6,9 +6,9 @@ namespace decoder {
 
 namespace {
 
-payload_value subject_in(const _QorProfileReport &report, const field &row) {
+payload_value subject_in(const _QorProfileReport &report, const qor::Field &row) {
     payload_value value{.key = row.name, .type = payload_value::kind::name};
-    value.number = number_in(report, row);
+    value.number = qor::load_number(report.bytes, row);
     if (const short_text *name =
             sshb_subtype_table(report.component_id()).find(static_cast<std::uint32_t>(value.number))) {
         value.text = without_apostrophes(*name);
@@ -18,23 +18,25 @@ payload_value subject_in(const _QorProfileReport &report, const field &row) {
 
 } // namespace
 
-payload_value value_in(const _QorProfileReport &report, const field &row) {
+payload_value value_in(const _QorProfileReport &report, const qor::Field &row) {
     using kind = payload_value::kind;
-    switch (row.kind) {
-    case field_kind::number:
-        return {.key = row.name, .type = kind::number, .number = number_in(report, row)};
-    case field_kind::constant:
+    using qor::How;
+    switch (row.how) {
+    case How::Number:
+    case How::Signed: // no payload has one: the line does not compile with it
+        return {.key = row.name, .type = kind::number, .number = qor::load_number(report.bytes, row)};
+    case How::Constant:
         return {.key = row.name, .type = kind::number, .number = row.parameter};
-    case field_kind::hexadecimal_word:
-        return {.key = row.name, .type = kind::hexadecimal, .number = number_in(report, row)};
-    case field_kind::text:
+    case How::Hexadecimal:
+        return {.key = row.name, .type = kind::hexadecimal, .number = qor::load_number(report.bytes, row)};
+    case How::Text:
         return {.key = row.name, .type = kind::text, .text = text_in(report, row)};
-    case field_kind::fixed_point:
-        return {.key = row.name, .type = kind::real, .real = real_in(report, row)};
-    case field_kind::subject:
+    case How::FixedPoint:
+        return {.key = row.name, .type = kind::real, .real = qor::load_fixed_point(report.bytes, row)};
+    case How::Subject:
         return subject_in(report, row);
-    case field_kind::bytes:
-    case field_kind::counted_bytes:
+    case How::Bytes:
+    case How::CountedBytes:
         break;
     }
     return {.key = row.name, .type = kind::bytes, .bytes = bytes_in(report, row)};

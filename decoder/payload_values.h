@@ -8,56 +8,28 @@
 #include <span>
 #include <string_view>
 
-#include "decoder/payload_layouts.h"
-#include "decoder/profile_report.h"
+#include "decoder/payload_choice.h"
 
 namespace decoder {
 
 /** An unsigned number of 1, 2, 4 or 8 bytes. */
 template <std::size_t size>
 constexpr std::uint64_t number_at(const _QorProfileReport &report, std::size_t offset) {
-    if constexpr (size == 1) {
-        return report.bytes[offset];
-    } else if constexpr (size == 2) {
-        return report.at<std::uint16_t>(offset);
-    } else if constexpr (size == 4) {
-        return report.at<std::uint32_t>(offset);
-    } else {
-        static_assert(size == 8);
-        return report.at<std::uint64_t>(offset);
-    }
+    return qor::load_number(report.bytes,
+                            {.name = {}, .offset = static_cast<std::uint16_t>(offset), .size = size, .how = {}});
 }
 
-constexpr std::uint64_t number_in(const _QorProfileReport &report, const field &row) {
-    switch (row.size) {
-    case 1:
-        return number_at<1>(report, row.offset);
-    case 2:
-        return number_at<2>(report, row.offset);
-    case 4:
-        return number_at<4>(report, row.offset);
-    default:
-        return number_at<8>(report, row.offset);
-    }
-}
-
-/** Computed in double; exact. */
-constexpr double real_in(const _QorProfileReport &report, const field &row) {
-    return static_cast<double>(static_cast<std::int32_t>(report.at<std::uint32_t>(row.offset))) /
-           static_cast<double>(1u << row.parameter);
-}
-
-/** The bytes of `bytes` and `counted_bytes`; they lie in the record. */
-constexpr std::span<const std::uint8_t> bytes_in(const _QorProfileReport &report, const field &row) {
+/** The bytes of `How::Bytes` and `How::CountedBytes`; they lie in the report. */
+constexpr std::span<const std::uint8_t> bytes_in(const _QorProfileReport &report, const qor::Field &row) {
     std::size_t length = row.size;
-    if (row.kind == field_kind::counted_bytes) {
+    if (row.how == qor::How::CountedBytes) {
         length = std::min<std::size_t>(length, report.at<std::uint16_t>(row.parameter));
     }
     return {report.bytes + row.offset, length};
 }
 
 /** A text's characters, which need not be valid in any encoding; they lie in the record. */
-inline std::string_view text_in(const _QorProfileReport &report, const field &row) {
+inline std::string_view text_in(const _QorProfileReport &report, const qor::Field &row) {
     const auto *characters = static_cast<const char *>(static_cast<const void *>(report.bytes + row.offset));
     std::string_view all(characters, row.size);
     return all.substr(0, all.find('\0'));
@@ -83,7 +55,7 @@ struct payload_value {
 };
 
 /** The value of one field of `report`. */
-payload_value value_in(const _QorProfileReport &report, const field &row);
+payload_value value_in(const _QorProfileReport &report, const qor::Field &row);
 
 /**
  * Calls `visit` with every field that the line of `report` shows between the sequence number and the ids, in the
@@ -91,9 +63,11 @@ payload_value value_in(const _QorProfileReport &report, const field &row);
  */
 template <typename Visitor>
 void for_each_payload_value(const _QorProfileReport &report, Visitor &&visit) {
-    for (payload_layout layout : payload_of(report)) {
-        for (const field &row : fields_of(layout)) {
-            visit(value_in(report, row));
+    for (const qor::Layout *layout : kPayloads[payload_index(report)]) {
+        if (layout != nullptr) {
+            for (const qor::Field &row : layout->fields) {
+                visit(value_in(report, row));
+            }
         }
     }
 }

@@ -6,8 +6,16 @@
 #include "decoder/byte_dump.h"
 #include "decoder/device_clock.h"
 #include "decoder/name_tables.h"
+#include "decoder/payload_choice.h"
 #include "decoder/payload_text.h"
 #include "decoder/report_line.h"
+
+namespace {
+
+/** A category without names and payloads of its own. */
+constexpr std::uint32_t kNoCategory = ~std::uint32_t{0};
+
+} // namespace
 
 std::string profile_decoder::to_string(const _QorProfileReport &report) const {
     decoder::line_names names;
@@ -21,7 +29,8 @@ std::string profile_decoder::to_string(const _QorProfileReport &report) const {
 }
 
 std::string profile_decoder::category_name(unsigned category) const {
-    return find_in_table(decoder::kCategoryTable.entries, decoder::kCategoryTable.count, category);
+    return find_in_table(decoder::kCategoryTable.entries.data(),
+                         static_cast<unsigned>(decoder::kCategoryTable.entries.size()), category);
 }
 
 std::string profile_decoder::component_name(unsigned component) const { return find_in_table(nullptr, 0, component); }
@@ -29,7 +38,7 @@ std::string profile_decoder::component_name(unsigned component) const { return f
 std::string profile_decoder::event_name(unsigned, unsigned event) const { return find_in_table(nullptr, 0, event); }
 
 void profile_decoder::parse_datatype(text_stream &stream, const _QorProfileReport &report) const {
-    decoder::put_payload(stream, report, decoder::generic_payload(report));
+    decoder::put_payload(stream, report, decoder::payload_index(kNoCategory, report));
 }
 
 std::string profile_decoder::find_in_table(const entry *table, unsigned count, unsigned id) {
@@ -53,7 +62,8 @@ std::string profile_decoder::key(const std::string &name) { return " '" + name +
 std::string profile_decoder::str(const std::string &value) { return "'" + value + "'"; }
 
 std::string profile_decoder::type_name(unsigned type) {
-    return find_in_table(decoder::kTypeTable.entries, decoder::kTypeTable.count, type);
+    return find_in_table(decoder::kTypeTable.entries.data(), static_cast<unsigned>(decoder::kTypeTable.entries.size()),
+                         type);
 }
 
 bool profile_decoder::qor_time_to_wall_time(std::uint64_t timestamp, std::string &text) {

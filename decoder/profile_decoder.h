@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <string>
 
-#include "decoder/profile_report.h"
 #include "decoder/text_stream.h"
+#include "qor/report.h"
 
 /**
  * Turns a report into one line of text. Decoders are static, constant and stateless, so any number of threads
@@ -15,11 +15,8 @@
  */
 class profile_decoder {
 public:
-    /** A row of a name table. */
-    struct entry {
-        std::uint32_t id;
-        const char *name;
-    };
+    /** A row of a name table: id and name. */
+    using entry = qor::NamedId;
 
     constexpr profile_decoder() = default;
 

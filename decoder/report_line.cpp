@@ -1,9 +1,11 @@
 #include "decoder/report_line.h"
 
-#include "decoder/ZELLogDecoder.h"
 #include "decoder/byte_dump.h"
 #include "decoder/digits.h"
 #include "decoder/name_tables.h"
+#include "decoder/payload_choice.h"
+#include "decoder/payload_text.h"
+#include "decoder/profile_decoder.h"
 
 namespace decoder {
 
@@ -35,6 +37,23 @@ struct table_names {
 constexpr std::size_t kHeaderRoom = 256;
 constexpr std::size_t kTrailerRoom = 256 + dump_room(_QorProfileReport::kSize);
 
+/** The key of a field, without the blank before it. */
+constexpr short_text key_of(const qor::Field &field) { return short_text{{"'", field.name, "':"}}; }
+
+template <const qor::Field *field>
+char *put_key(char *out) {
+    static constexpr short_text kKey = key_of(*field);
+    std::memcpy(out, kKey.characters.data(), kKey.size);
+    return out + kKey.size;
+}
+
+/** An id of one byte with its key before it and a comma after it. */
+template <const qor::Field *field>
+char *put_id(char *out, const _QorProfileReport &report) {
+    *out++ = ' ';
+    return put_byte_and_comma(put_key<field>(out), report.bytes[field->offset]);
+}
+
 template <typename Names>
 void put_header(text_stream &stream, const Names &names, const _QorProfileReport &report) {
     char *out = stream.room(kHeaderRoom + room_of(names.category) + room_of(names.component) + room_of(names.event) +
@@ -47,9 +66,9 @@ void put_header(text_stream &stream, const Names &names, const _QorProfileReport
     out = put_right(out, names.event, 12);
     out = put(out, ", 'type':");
     out = put_right(out, names.type, 12);
-    out = put(out, ", 'timestamp':");
+    out = put_key<&qor::header::kTimestamp>(put(out, ", "));
     out = put_ten_or_more_places(out, report.timestamp());
-    out = put(out, ", 'sequence_num':");
+    out = put_key<&qor::header::kSequenceNum>(put(out, ", "));
     out = put_ten_places(out, report.sequence_num());
     out = put(out, ",");
     stream.commit(out);
@@ -57,14 +76,10 @@ void put_header(text_stream &stream, const Names &names, const _QorProfileReport
 
 void put_trailer(text_stream &stream, const _QorProfileReport &report, const device_clock &clock) {
     char *out = stream.room(kTrailerRoom);
-    out = put(out, " 'type-id':");
-    out = put_byte_and_comma(out, report.type_id());
-    out = put(out, " 'category-id':");
-    out = put_byte_and_comma(out, report.category_id());
-    out = put(out, " 'component-id':");
-    out = put_byte_and_comma(out, report.component_id());
-    out = put(out, " 'event-id':");
-    out = put_byte_and_comma(out, report.event_id());
+    out = put_id<&qor::header::kTypeId>(out, report);
+    out = put_id<&qor::header::kCategoryId>(out, report);
+    out = put_id<&qor::header::kComponentId>(out, report);
+    out = put_id<&qor::header::kEventId>(out, report);
     out = put(out, " 'binary-data':");
     out = put_dump(out, report.bytes, _QorProfileReport::kSize);
     if (clock.sync) {
@@ -80,12 +95,13 @@ void put_trailer(text_stream &stream, const _QorProfileReport &report, const dev
     stream.commit(out);
 }
 
-template <typename Names>
-void append(text_buffer &buffer, const profile_decoder &decoder, const Names &names, const _QorProfileReport &report,
+/** @param payload  called with the stream to append the payload's fields. */
+template <typename Names, typename Payload>
+void append(text_buffer &buffer, const Names &names, const Payload &payload, const _QorProfileReport &report,
             const device_clock &clock) {
     text_stream stream(buffer);
     put_header(stream, names, report);
-    decoder.parse_datatype(stream, report);
+    payload(stream);
     put_trailer(stream, report, clock);
     stream.flush();
 }
@@ -95,17 +111,18 @@ void append(text_buffer &buffer, const profile_decoder &decoder, const Names &na
 void append_line(text_buffer &buffer, const _QorProfileReport &report, const device_clock &clock) {
     const std::uint8_t category = report.category_id();
     const category_names &names = names_of_category(category);
-    const profile_decoder *decoder = ZELLogDecoder::decoder_of(category);
-    append(buffer, decoder != nullptr ? *decoder : ZELLogDecoder::_default,
-           table_names{quoted_name(kCategoryTable, category), quoted_name(names.components, report.component_id()),
-                       quoted_name(names.events(report.component_id()), report.event_id()),
-                       quoted_name(kTypeTable, report.type_id())},
-           report, clock);
+    append(
+        buffer,
+        table_names{quoted_name(kCategoryTable, category), quoted_name(names.components, report.component_id()),
+                    quoted_name(names.events(report.component_id()), report.event_id()),
+                    quoted_name(kTypeTable, report.type_id())},
+        [&](text_stream &stream) { put_payload(stream, report, payload_index(category, report)); }, report, clock);
 }
 
 void append_line(text_buffer &buffer, const profile_decoder &decoder, const line_names &names,
                  const _QorProfileReport &report, const device_clock &clock) {
-    append(buffer, decoder, names, report, clock);
+    append(
+        buffer, names, [&](text_stream &stream) { decoder.parse_datatype(stream, report); }, report, clock);
 }
 
 } // namespace decoder

@@ -6,8 +6,8 @@
 
 #include "decoder/device_clock.h"
 #include "decoder/profile_decoder.h"
-#include "decoder/profile_report.h"
 #include "decoder/text_stream.h"
+#include "qor/report.h"
 
 namespace decoder {
 

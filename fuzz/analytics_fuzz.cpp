@@ -14,8 +14,8 @@
 #include "host/RvLog.h"
 #include "host/RvQueue.h"
 #include "host/TallybookStore.h"
-#include "platform/QorAnalytics.h"
 #include "plugin/OndreQORHIDStatistics.h"
+#include "qor/analytics.h"
 #include "tests/plugin/qor_player.h"
 
 namespace {
@@ -61,7 +61,7 @@ private:
             _lines.push_back("publishTBData qortbkkeys version mismatch (" + hex(entry[0]) + "/0x3a)");
             return;
         }
-        const std::string key = entry[2] < 58 ? kQorAnalyticsKeys[entry[2]] : "com.ondre.zel.unknown";
+        const std::string key = entry[2] < 58 ? qor::analytics::kKeys[entry[2]] : "com.ondre.zel.unknown";
         if (entry[2] >= 58) {
             _lines.emplace_back(": Kelmarks: key < kQORTbkKey_Count,  file: plugin/OndreQORHIDStatistics.cpp, "
                                 "line: 434 value:0");

@@ -1,9 +1,9 @@
 /** What the plug-in holds of one kept HID service. */
 #pragma once
 
-#include "platform/QorInterfaces.h"
 #include "platform/RvHID.h"
 #include "platform/RvRegistry.h"
+#include "qor/interfaces.h"
 
 /**
  * The per-service context. It owns its handles and interfaces and never gives them back: once a service is

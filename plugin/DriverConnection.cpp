@@ -1,25 +1,14 @@
 // The two roads to the QOR driver: through a context's driver interface, and by name over a user-client
-// connection made for one call. And the event-queue counters that the driver publishes in the registry.
-
-#include <cstdio>
+// connection made for one call.
 
 #include "platform/Owned.h"
 #include "platform/RvConnection.h"
 #include "plugin/OndreQORHIDStatistics.h"
-#include "state/DecimalText.h"
-#include "state/DictionarySetters.h"
+#include "qor/driver.h"
 
 using platform::OwnedEntry;
-using platform::OwnedValue;
 
 namespace {
-
-/** The driver interface's command that reads a property. */
-constexpr uint32_t kGetPropertyCommand = 10;
-
-/** The user-client method that reads a property, and the connection type that it is called on. */
-constexpr uint32_t kGetPropertyMethod = 2;
-constexpr uint32_t kConnectionType = 0;
 
 void logStatus(RvStatus kr, int line) { logAssertion("kr == 0 ", line, kr, RvStatusGetText(kr)); }
 
@@ -43,7 +32,7 @@ RvStatus callNamedService(const char *name, const NamedServiceCall &call) {
         return kRvStatusError;
     }
     RvConnection connection = 0;
-    RvStatus kr = RvConnectionOpen(service.get(), kConnectionType, &connection);
+    RvStatus kr = RvConnectionOpen(service.get(), qor::driver::kConnectionType, &connection);
     if (kr != kRvStatusSuccess) {
         logStatus(kr, __LINE__);
         return kr;
@@ -57,43 +46,6 @@ RvStatus callNamedService(const char *name, const NamedServiceCall &call) {
     return kr;
 }
 
-/** The first child in the service plane; null, whatever the look-up stored, when it failed. */
-OwnedEntry copyFirstChild(RvRegistryEntry entry) {
-    RvRegistryEntry child = 0;
-    RvStatus kr = RvRegistryEntryCopyChild(entry, kRvServicePlane, &child);
-    return OwnedEntry(kr == kRvStatusSuccess ? child : 0);
-}
-
-/** The event-queue counters, each at its default until a "DebugState" says otherwise. */
-struct EventCounters {
-    int32_t numEvents = -1;
-    int64_t enqueued = -1;
-    int32_t dropped = -1;
-    int64_t lastEventTime = 0;
-    int64_t lastDroppedEventTime = 0;
-};
-
-/** The entry's "DebugState"; one that is no dictionary answers every key with nothing. */
-OwnedValue copyDebugState(const OwnedEntry &entry) {
-    return OwnedValue(RvRegistryEntryCopyProperty(entry.get(), "DebugState"));
-}
-
-EventCounters readEventCounters(const OwnedEntry &driver, const OwnedEntry &userClient) {
-    EventCounters counters;
-    OwnedValue driverState = copyDebugState(driver);
-    TvNumberGetSInt32(TvDictionaryGetValue(driverState.get(), "_num_events"), &counters.numEvents);
-
-    OwnedValue clientState = copyDebugState(userClient);
-    TvNumberGetSInt64(TvDictionaryGetValue(clientState.get(), "EnqueueEventCount"), &counters.enqueued);
-    TvNumberGetSInt32(TvDictionaryGetValue(clientState.get(), "DroppedEventCount"), &counters.dropped);
-    TvNumberGetSInt64(TvDictionaryGetValue(clientState.get(), "LastEventTime"), &counters.lastEventTime);
-    TvNumberGetSInt64(TvDictionaryGetValue(clientState.get(), "LastDroppedEventTime"), &counters.lastDroppedEventTime);
-    return counters;
-}
-
-/** Nanoseconds, taken as unsigned, in seconds. */
-double seconds(int64_t nanoseconds) { return static_cast<double>(static_cast<uint64_t>(nanoseconds)) / 1e9; }
-
 } // namespace
 
 RvStatus OndreQORHIDStatistics::getProperty(Context *context, uint32_t property, void *output, uint64_t capacity,
@@ -103,7 +55,8 @@ RvStatus OndreQORHIDStatistics::getProperty(Context *context, uint32_t property,
     }
     QorDriverInterfaceRef driver = context->_driver._interface;
     size_t size = capacity;
-    RvStatus status = (*driver)->command(driver, kGetPropertyCommand, &property, sizeof property, output, &size);
+    RvStatus status =
+        (*driver)->command(driver, qor::driver::kGetPropertyCommand, &property, sizeof property, output, &size);
     if (status == kRvStatusSuccess && returnedSize != nullptr) {
         *returnedSize = size;
     }
@@ -138,7 +91,7 @@ RvStatus OndreQORHIDStatistics::getNamedServiceProperty(const char *name, uint32
                                                         uint64_t capacity, uint64_t *returnedSize) {
     const uint64_t scalar = property;
     size_t size = capacity;
-    RvStatus kr = callNamedService(name, {.method = kGetPropertyMethod,
+    RvStatus kr = callNamedService(name, {.method = qor::driver::kGetPropertyMethod,
                                           .scalar = &scalar,
                                           .input = nullptr,
                                           .inputSize = 0,
@@ -159,28 +112,4 @@ RvStatus OndreQORHIDStatistics::performNamedServiceCommand(const char *name, uin
                                    .inputSize = inputSize,
                                    .output = output,
                                    .outputSize = outputSize});
-}
-
-void OndreQORHIDStatistics::addAPEvents(TvMutableDictionaryRef dictionary, RvRegistryEntry deviceService) {
-    OwnedEntry interface = copyFirstChild(deviceService);
-    if (!ASSERTION_HOLDS(interface)) {
-        return;
-    }
-    OwnedEntry driver = copyFirstChild(interface.get());
-    if (!ASSERTION_HOLDS(driver)) {
-        return;
-    }
-    OwnedEntry uc = copyFirstChild(driver.get());
-    if (!ASSERTION_HOLDS(uc)) {
-        return;
-    }
-
-    const EventCounters counters = readEventCounters(driver, uc);
-    // The two "delta" fields are the last times themselves, in seconds, not differences: intended.
-    char text[256];
-    std::snprintf(text, sizeof text, "%d [enqueued=%d dropped=%d; event_delta=%s dropped_delta=%s]\n",
-                  counters.numEvents, static_cast<int32_t>(counters.enqueued), counters.dropped,
-                  DecimalText(seconds(counters.lastEventTime)).get(),
-                  DecimalText(seconds(counters.lastDroppedEventTime)).get());
-    setText(dictionary, "APEvents", text);
 }

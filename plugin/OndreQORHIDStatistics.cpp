@@ -39,7 +39,7 @@ void logFault(int32_t /*token*/, void * /*context*/) {
 
 /** The list of intended leaks knows the key strings by this function. */
 TvStringRef createKeyString(int key) {
-    return TvStringCreateWithCString(kTallybookKeyStrings[key], kTvStringEncodingASCII);
+    return TvStringCreateWithCString(qor::analytics::kKeys[key], kTvStringEncodingASCII);
 }
 
 ContextArray *createContextArray(RvAllocatorRef allocator) {

@@ -5,8 +5,6 @@
 #include <cstdint>
 #include <new>
 
-#include "analytics/AnalyticsEntry.h"
-#include "analytics/TallybookKeys.h"
 #include "platform/RvAllocator.h"
 #include "platform/RvHID.h"
 #include "platform/RvQueue.h"
@@ -17,6 +15,7 @@
 #include "plugin/Context.h"
 #include "plugin/ContextArray.h"
 #include "plugin/OndreQORHIDStatisticsInterface.h"
+#include "qor/analytics.h"
 
 struct _SSHBLatencyStatsV2;
 

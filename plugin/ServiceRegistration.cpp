@@ -5,10 +5,11 @@
 #include <new>
 
 #include "platform/Owned.h"
-#include "platform/QorInterfaces.h"
 #include "platform/RvPlugIn.h"
 #include "plugin/OndreQORHIDStatistics.h"
 #include "plugin/QorServices.h"
+#include "qor/driver.h"
+#include "qor/interfaces.h"
 
 using platform::OwnedEntry;
 using platform::OwnedInterface;
@@ -21,9 +22,6 @@ constexpr RvUUIDBytes kDriverInterface = kQorDriverInterfaceBytes;
 constexpr RvUUIDBytes kDevicePlugInType = kQorDevicePlugInTypeBytes;
 constexpr RvUUIDBytes kDeviceInterface = kQorDeviceInterfaceBytes;
 constexpr RvUUIDBytes kPlugInInterface = kRvPlugInInterfaceBytes;
-
-/** Tells the driver that somebody listens to the device's analytics; carries no data either way. */
-constexpr uint32_t kAnalyticsReadyCommand = 30;
 
 bool hasQorTransport(RvHIDServiceRef service) {
     OwnedValue property(RvHIDServiceCopyProperty(service, "Transport"));
@@ -115,7 +113,7 @@ void OndreQORHIDStatistics::startDeviceInterface(Context *context, bool supports
     (*device)->set_analytics_callback(device, publishTBData, this);
     if (QorDriverInterfaceRef driver = context->_driver._interface) {
         size_t outputSize = 0;
-        (*driver)->command(driver, kAnalyticsReadyCommand, nullptr, 0, nullptr, &outputSize);
+        (*driver)->command(driver, qor::driver::kAnalyticsReadyCommand, nullptr, 0, nullptr, &outputSize);
     }
 }
 

@@ -4,11 +4,9 @@
 #include <cstdio>
 #include <cstring>
 
-#include "state/FirmwareBytes.h"
+#include "qor/sensor.h"
 
 namespace {
-
-enum Tag : uint8_t { kNumber32 = 0, kNumber64 = 1, kText = 2, kEndOfLine = 3, kHexadecimal = 4, kDecimal = 5 };
 
 /** A line being gathered, of at most 1023 characters. */
 class Line {
@@ -58,22 +56,22 @@ public:
 
     void appendNextTo(Line &line, bool &endOfLine) {
         switch (takeByte()) {
-        case kNumber32:
+        case qor::sensor::kNumber32:
             appendNumber(line, take<int32_t>());
             break;
-        case kNumber64:
+        case qor::sensor::kNumber64:
             appendNumber(line, take<int64_t>());
             break;
-        case kText:
+        case qor::sensor::kText:
             takeText(line);
             break;
-        case kEndOfLine:
+        case qor::sensor::kEndOfLine:
             endOfLine = true;
             break;
-        case kHexadecimal:
+        case qor::sensor::kHexadecimal:
             _hexadecimal = true;
             break;
-        case kDecimal:
+        case qor::sensor::kDecimal:
             _hexadecimal = false;
             break;
         default:
@@ -86,7 +84,7 @@ private:
 
     template <typename T>
     T take() {
-        T value = loadLittleEndian<T>(_data + _position);
+        T value = qor::load_little_endian<T>(_data + _position);
         _position += sizeof(T);
         return value;
     }

@@ -5,8 +5,10 @@
 #include <cstdint>
 #include <functional>
 
+#include "qor/sensor.h"
+
 /** How many bytes of tagged data a property holds at most. */
-inline constexpr size_t kExtraDataCapacity = 256;
+inline constexpr size_t kExtraDataCapacity = qor::sensor::kExtraData[0].size;
 
 /**
  * Walks the tagged items of one property and emits the lines that they make.

@@ -3,6 +3,7 @@
 #include <new>
 
 #include "plugin/OndreQORHIDStatistics.h"
+#include "qor/driver.h"
 
 namespace {
 
@@ -47,14 +48,6 @@ RvStateCaptureRecord *answerRawDebug(const RvStateCaptureHints *hints, void *cap
     return entry->plugIn->stateHandler_RawDebugData(hints, nullptr, entry->index, kReportsPerEntry, entry->source);
 }
 
-struct RawDebugGroup {
-    uint32_t entries;
-    uint32_t source;
-};
-
-/** In the order of registration: 104 entries in all. */
-constexpr RawDebugGroup kRawDebugGroups[] = {{48, 1}, {8, 2}, {48, 3}};
-
 } // namespace
 
 void OndreQORHIDStatistics::registerSSHBHandlers(Context *context) {
@@ -67,9 +60,9 @@ void OndreQORHIDStatistics::registerSensorHandler(Context *context) {
 }
 
 void OndreQORHIDStatistics::registerRawDebugHandlers(Context *context) {
-    for (const RawDebugGroup &group : kRawDebugGroups) {
-        for (uint32_t index = 0; index < group.entries; ++index) {
-            addHandler(_queue, answerRawDebug, {this, context, index, group.source});
+    for (const qor::driver::ReportSource *source : qor::driver::kReportSources) {
+        for (uint32_t index = 0; index < source->entries; ++index) {
+            addHandler(_queue, answerRawDebug, {this, context, index, source->number});
         }
     }
 }

@@ -8,6 +8,9 @@
 #include "decoder/ProfileDescription.h"
 #include "platform/Owned.h"
 #include "plugin/OndreQORHIDStatistics.h"
+#include "qor/driver.h"
+
+namespace driver = qor::driver;
 
 using platform::OwnedMutableValue;
 using platform::OwnedValue;
@@ -16,17 +19,15 @@ namespace {
 
 constexpr size_t kTitleSize = sizeof RvStateCaptureRecord::title;
 
-constexpr char kFirmwareService[] = "ZEL_profile";
-constexpr uint32_t kFirmwareReportsProperty = 209;
-
-constexpr char kDriverService[] = "OndreQORProfileDriver";
-constexpr uint32_t kDriverReportsCommand = 9;
-constexpr uint32_t kErrorReportsCommand = 8;
-
-enum : uint32_t { kSourceFirmware = 1, kSourceDriver = 2, kSourceErrors = 3 };
-
-/** Indexed by source number; source 0 does not exist. */
-constexpr const char *kSourceNames[] = {nullptr, "fw", "drvx", "err"};
+/** The source of a number; null when there is none. */
+const driver::ReportSource *sourceOf(uint32_t number) {
+    for (const driver::ReportSource *source : driver::kReportSources) {
+        if (source->number == number) {
+            return source;
+        }
+    }
+    return nullptr;
+}
 
 /** The array of the descriptions that can be made, in report order; null when there is no array. */
 OwnedMutableValue copyDescriptions(const uint8_t *reports, size_t reportCount) {
@@ -46,7 +47,8 @@ OwnedMutableValue copyDescriptions(const uint8_t *reports, size_t reportCount) {
 RvStateCaptureRecord *OndreQORHIDStatistics::stateHandler_RawDebugData(const RvStateCaptureHints * /*hints*/,
                                                                        Context * /*context*/, uint32_t index,
                                                                        uint32_t count, uint32_t source) {
-    if (source < kSourceFirmware || source > kSourceErrors) {
+    const driver::ReportSource *from = sourceOf(source);
+    if (from == nullptr) {
         return nullptr;
     }
     const uint64_t capacity = uint64_t{count} * kQorProfileReportSize;
@@ -55,22 +57,15 @@ RvStateCaptureRecord *OndreQORHIDStatistics::stateHandler_RawDebugData(const RvS
         return nullptr;
     }
 
-    uint64_t length = source == kSourceFirmware ? 0 : capacity;
+    uint64_t length = from == &driver::kFirmwareReports ? 0 : capacity;
     RvStatus kr = kRvStatusSuccess;
     bool read = false;
-    switch (source) {
-    case kSourceFirmware:
-        kr = getNamedServiceProperty(kFirmwareService, kFirmwareReportsProperty, reports.get(), capacity, &length);
+    if (from == &driver::kFirmwareReports) {
+        kr = getNamedServiceProperty(from->service, from->selector, reports.get(), capacity, &length);
         read = ASSERTION_HOLDS_AT(kr == 0, 1072);
-        break;
-    case kSourceDriver:
-        kr = performNamedServiceCommand(kDriverService, kDriverReportsCommand, nullptr, 0, reports.get(), &length);
-        read = ASSERTION_HOLDS_AT(kr == 0, 1077);
-        break;
-    default:
-        kr = performNamedServiceCommand(kDriverService, kErrorReportsCommand, nullptr, 0, reports.get(), &length);
-        read = ASSERTION_HOLDS_AT(kr == 0, 1082);
-        break;
+    } else {
+        kr = performNamedServiceCommand(from->service, from->selector, nullptr, 0, reports.get(), &length);
+        read = ASSERTION_HOLDS_AT(kr == 0, from == &driver::kDriverReports ? 1077 : 1082);
     }
     // What the driver reports is its own word: reading stops at the buffer's end.
     const size_t reportCount = std::min(length, capacity) / kQorProfileReportSize;
@@ -84,6 +79,6 @@ RvStateCaptureRecord *OndreQORHIDStatistics::stateHandler_RawDebugData(const RvS
     }
     char title[kTitleSize];
     std::snprintf(title, sizeof title, "ZEL Profile %u ;count=%lu ;type=%s", index,
-                  static_cast<unsigned long>(reportCount), kSourceNames[source]);
+                  static_cast<unsigned long>(reportCount), from->type);
     return copyStateData(array.get(), title);
 }

@@ -1,51 +1,44 @@
 // The button's latency statistics snapshot.
 
-#include "state/SSHBStatistics.h"
-
-#include <bit>
-#include <cstdio>
-
 #include "platform/Owned.h"
 #include "plugin/OndreQORHIDStatistics.h"
+#include "qor/latency.h"
 #include "state/DictionarySetters.h"
 
-// The record's fields are read as they stand.
-static_assert(std::endian::native == std::endian::little);
+namespace latency = qor::latency;
 
 using platform::OwnedMutableValue;
 using platform::OwnedValue;
 
 namespace {
 
-constexpr uint32_t kLatencyStatisticsProperty = 215;
-
 void setDictionary(const OwnedMutableValue &dictionary, const char *key, const OwnedMutableValue &value) {
     OwnedValue name(TvStringCreateWithCString(key, kTvStringEncodingASCII));
     TvDictionarySetValue(dictionary.get(), name.get(), value.get());
 }
 
-/**
- * One edge of a click. "play asset ts" stands under the same key for both edges, so that the later, the up
- * edge's, is what remains: intended.
- */
-void setEdge(const OwnedMutableValue &click, const _SSHBLatencyStatsV2 &stats, int element, const char *latencyKey,
-             const char *edgeKey) {
-    setNumber64(click.get(), latencyKey, stats.edgesToPlayAsset[element]);
-    setNumber64(click.get(), edgeKey, stats.edges[element]);
-    setNumber64(click.get(), "play asset ts", stats.playAssets[element]);
+/** A field of 64 bits under its name. */
+void setField(const OwnedMutableValue &dictionary, const _SSHBLatencyStatsV2 &stats, const qor::Field &field) {
+    setNumber64(dictionary.get(), field.key(), qor::load_number(stats.bytes, field));
 }
 
-void setClick(const OwnedMutableValue &press, const _SSHBLatencyStatsV2 &stats, int click) {
+/**
+ * Both edges of a click. "play asset ts" stands under the same key for both, so that the later, the up edge's, is what
+ * remains: intended.
+ */
+void setClick(const OwnedMutableValue &press, const _SSHBLatencyStatsV2 &stats, size_t click) {
     OwnedMutableValue dictionary(TvDictionaryCreateMutable());
     if (!dictionary) {
         return;
     }
-    setEdge(dictionary, stats, 2 * click, "button down to play asset", "button down ts");
-    setEdge(dictionary, stats, 2 * click + 1, "button up to play asset", "button up ts");
+    for (const qor::Field &field : latency::kClickFields) {
+        setField(dictionary, stats, latency::of_click(field, click));
+    }
+    setDictionary(press, latency::kClickKeys[click], dictionary);
+}
 
-    char key[16];
-    std::snprintf(key, sizeof key, "click %u", static_cast<unsigned>(click) + 1);
-    setDictionary(press, key, dictionary);
+uint32_t word(const _SSHBLatencyStatsV2 &stats, const qor::Field &field) {
+    return static_cast<uint32_t>(qor::load_number(stats.bytes, field));
 }
 
 void setLastButtonPress(const OwnedMutableValue &state, const _SSHBLatencyStatsV2 &stats) {
@@ -53,31 +46,29 @@ void setLastButtonPress(const OwnedMutableValue &state, const _SSHBLatencyStatsV
     if (!press) {
         return;
     }
-    setNumber32(press.get(), "click count", stats.clickWord >> 1);
-    setNumber64(press.get(), "finger on ts", stats.fingerOn);
-    setNumber64(press.get(), "start haptic ts", stats.hapticStart);
-    setNumber64(press.get(), "finger detect to button down", stats.fingerDetectToButtonDown);
-    for (int click = 0; click < 3; ++click) {
+    setNumber32(press.get(), latency::kClickWord.key(), word(stats, latency::kClickWord) >> latency::kClickCountShift);
+    setField(press, stats, latency::kFingerOn);
+    setField(press, stats, latency::kStartHaptic);
+    setField(press, stats, latency::kFingerDetectToButtonDown);
+    for (size_t click = 0; click < latency::kClicks; ++click) {
         setClick(press, stats, click);
     }
-    setNumber64(press.get(), "second scan ts", stats.secondScan);
-    setNumber32(press.get(), "turtle scans", stats.turtleScans);
-    setNumber64(press.get(), "finger off ts", stats.fingerOff);
-    setDictionary(state, "last button press", press);
+    setField(press, stats, latency::kSecondScan);
+    setNumber32(press.get(), latency::kTurtleScans.key(), word(stats, latency::kTurtleScans));
+    setField(press, stats, latency::kFingerOff);
+    setDictionary(state, latency::kPressKey, press);
 }
 
 void setLatency(const OwnedMutableValue &state, const _SSHBLatencyStatsV2 &stats) {
-    OwnedMutableValue latency(TvDictionaryCreateMutable());
-    if (!latency) {
+    OwnedMutableValue bounds(TvDictionaryCreateMutable());
+    if (!bounds) {
         return;
     }
-    setNumber64(latency.get(), "min_nz_latency_FD_to_BD", stats.minNonZeroFDToBD);
-    setNumber64(latency.get(), "max_latency_FD_to_BD", stats.maxFDToBD);
-    setNumber64(latency.get(), "min_nz_latency_BC_to_PlayAsset", stats.minNonZeroBCToPlayAsset);
-    setNumber64(latency.get(), "max_latency_BC_to_PlayAsset", stats.maxBCToPlayAsset);
-    setNumber64(latency.get(), "min_latency_Total", stats.minTotal);
-    setNumber64(latency.get(), "max_latency_Total", stats.maxTotal);
-    setDictionary(state, "latency", latency);
+    for (const latency::Bounds &kind : latency::kBounds) {
+        setField(bounds, stats, kind.minimum);
+        setField(bounds, stats, kind.maximum);
+    }
+    setDictionary(state, latency::kBoundsKey, bounds);
 }
 
 } // namespace
@@ -97,7 +88,7 @@ RvStateCaptureRecord *OndreQORHIDStatistics::stateHandler_SSHBStats(const RvStat
                                                                     Context *context) {
     _SSHBLatencyStatsV2 stats{};
     uint64_t length = 0;
-    RvStatus result = getProperty(context, kLatencyStatisticsProperty, &stats, sizeof stats, &length);
+    RvStatus result = getProperty(context, latency::kProperty, &stats, sizeof stats, &length);
     if (result != kRvStatusSuccess) {
         logAssertion("result == 0 ", 613, result);
         return nullptr;

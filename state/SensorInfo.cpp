@@ -6,10 +6,12 @@
 
 #include "platform/Owned.h"
 #include "plugin/OndreQORHIDStatistics.h"
+#include "qor/sensor.h"
 #include "state/DecimalText.h"
 #include "state/DictionarySetters.h"
 #include "state/ExtraData.h"
-#include "state/FirmwareBytes.h"
+
+namespace sensor = qor::sensor;
 
 using platform::OwnedEntry;
 using platform::OwnedMutableValue;
@@ -18,50 +20,6 @@ namespace {
 
 constexpr size_t kTextSize = 256;
 
-/** The driver's properties by what they hold. */
-enum Property : uint32_t {
-    kReportInterval = 0,
-    kRawMode = 10,
-    kCalibrationMatrix = 11,
-    kFactoryMode = 13,
-    kManufacturer = 15,
-    kModel = 16,
-    kOrientationMatrix = 24,
-    kInterruptCalibration = 25,
-    kCalibrationOffset = 26,
-    kCompassSensitivityMatrix = 29,
-    kDecimationEnabled = 36,
-    kStartupTime = 45,
-    kRegisters = 56,
-    kExtraDataFirst = 57,
-    kExtraDataLast = 60,
-    kCalibrationComplete = 61,
-    kSystickInterval = 64,
-    kBatchIntervals = 67,
-    kLocation = 68
-};
-
-/** The driver command that lists the sensor's clients. */
-constexpr uint32_t kClientsCommand = 57;
-
-/** One client, packed and little-endian. */
-struct ClientRecord {
-    uint8_t bytes[31];
-
-    bool isInUse() const { return bytes[28] != 0; }
-    int reportInterval() const { return loadLittleEndian<int32_t>(bytes + 12); }
-    int batchInterval() const { return loadLittleEndian<int32_t>(bytes + 16); }
-    int threshold() const { return loadLittleEndian<int32_t>(bytes + 20); }
-    int timeLimit() const { return loadLittleEndian<int32_t>(bytes + 24); }
-
-    static constexpr int kNameSize = 12;
-    /** Ends at the first zero or after `kNameSize` bytes. */
-    const char *name() const { return reinterpret_cast<const char *>(bytes); }
-};
-
-constexpr size_t kMostClients = 16;
-static_assert(sizeof(ClientRecord[kMostClients]) == 496);
-
 /** Reads the properties of one sensor into one dictionary. */
 class SensorReader {
 public:
@@ -69,100 +27,104 @@ public:
         : _plugIn(plugIn), _context(context), _state(state) {}
 
     /** A word that cannot be read is 0xFFFFFFFF. */
-    void putWord(const char *key, Property property) {
+    void putWord(const sensor::Property &property) {
         uint32_t value = 0;
-        _plugIn.getPropertyU32(_context, property, &value, UINT32_MAX);
-        setNumber32(_state, key, value);
+        _plugIn.getPropertyU32(_context, property.id, &value, UINT32_MAX);
+        setNumber32(_state, property.key, value);
     }
 
     /** Text of 32 bytes at most, with or without a terminating zero. */
-    void putName(const char *key, Property property) {
+    void putName(const sensor::Property &property) {
         uint8_t name[32 + 1] = {};
-        read(property, name, 32);
-        setText(_state, key, reinterpret_cast<const char *>(name));
+        read(property, name);
+        setText(_state, property.key, reinterpret_cast<const char *>(name));
     }
 
     void putLocation() {
-        uint8_t bytes[5] = {};
-        read(kLocation, bytes, sizeof bytes);
+        uint8_t bytes[sensor::kLocation.size] = {};
+        read(sensor::kLocation, bytes);
         char text[kTextSize] = "N/A";
-        if (bytes[0] != 0) {
-            std::snprintf(text, sizeof text, "%c alternate=%d", bytes[0], loadLittleEndian<int32_t>(bytes + 1));
+        if (bytes[sensor::kLocationName.offset] != 0) {
+            std::snprintf(text, sizeof text, "%c %s=%d", bytes[sensor::kLocationName.offset],
+                          sensor::kLocationAlternate.key(), number(bytes, sensor::kLocationAlternate));
         }
-        setText(_state, "location", text);
+        setText(_state, sensor::kLocation.key, text);
     }
 
     void putBatchIntervals() {
-        static constexpr const char *kKeys[] = {"sensorBatchInterval", "muxBatchInterval", "apBatchInterval",
-                                                "apReportInterval", "endpointBatchCount"};
-        uint8_t words[4 * std::size(kKeys)] = {};
-        read(kBatchIntervals, words, sizeof words);
-        for (size_t i = 0; i < std::size(kKeys); ++i) {
-            setNumber32(_state, kKeys[i], loadLittleEndian<uint32_t>(words + 4 * i));
+        uint8_t bytes[sensor::kBatchIntervals.size] = {};
+        read(sensor::kBatchIntervals, bytes);
+        for (const qor::Field &field : sensor::kBatchIntervalFields) {
+            setNumber32(_state, field.key(), static_cast<uint32_t>(qor::load_number(bytes, field)));
         }
     }
 
     /** Nine fixed-point numbers, row by row. */
-    void putMatrix(const char *key, Property property) {
-        uint8_t bytes[36] = {};
-        read(property, bytes, sizeof bytes);
-        const auto element = [&](int i) { return DecimalText(fixedPoint16(loadLittleEndian<int32_t>(bytes + 4 * i))); };
+    void putMatrix(const sensor::Property &property) {
+        uint8_t bytes[sensor::kCalibrationMatrix.size] = {};
+        read(property, bytes);
+        const auto element = [&](int i) {
+            return DecimalText(qor::load_fixed_point(bytes + i * sensor::kMatrixElement.size, sensor::kMatrixElement));
+        };
         char text[kTextSize];
         std::snprintf(text, sizeof text, "%s %s %s | %s %s %s | %s %s %s", element(0).get(), element(1).get(),
                       element(2).get(), element(3).get(), element(4).get(), element(5).get(), element(6).get(),
                       element(7).get(), element(8).get());
-        setText(_state, key, text);
+        setText(_state, property.key, text);
     }
 
     void putCalibrationOffset() {
-        uint8_t bytes[12] = {};
-        read(kCalibrationOffset, bytes, sizeof bytes);
+        uint8_t bytes[sensor::kCalibrationOffset.size] = {};
+        read(sensor::kCalibrationOffset, bytes);
+        const auto element = [&](int i) {
+            return number(bytes + i * sensor::kOffsetElement.size, sensor::kOffsetElement);
+        };
         char text[kTextSize];
-        std::snprintf(text, sizeof text, "%d %d %d", loadLittleEndian<int32_t>(bytes),
-                      loadLittleEndian<int32_t>(bytes + 4), loadLittleEndian<int32_t>(bytes + 8));
-        setText(_state, "calibrationOffset", text);
+        std::snprintf(text, sizeof text, "%d %d %d", element(0), element(1), element(2));
+        setText(_state, sensor::kCalibrationOffset.key, text);
     }
 
     void putOrientationMatrix() {
-        int8_t m[9] = {};
-        read(kOrientationMatrix, reinterpret_cast<uint8_t *>(m), sizeof m);
+        uint8_t bytes[sensor::kOrientationMatrix.size] = {};
+        read(sensor::kOrientationMatrix, bytes);
+        const auto element = [&](int i) { return number(bytes + i, sensor::kOrientationElement); };
         char text[kTextSize];
-        std::snprintf(text, sizeof text, "%d %d %d, %d %d %d, %d %d %d", m[0], m[1], m[2], m[3], m[4], m[5], m[6], m[7],
-                      m[8]);
-        setText(_state, "orientationMatrix", text);
+        std::snprintf(text, sizeof text, "%d %d %d, %d %d %d, %d %d %d", element(0), element(1), element(2), element(3),
+                      element(4), element(5), element(6), element(7), element(8));
+        setText(_state, sensor::kOrientationMatrix.key, text);
     }
 
     /** Only every second entry is printed, while the count counts entries: both intended. */
     void putRegisters() {
-        uint8_t bytes[128] = {};
-        read(kRegisters, bytes, sizeof bytes);
-        constexpr uint32_t kMostEntries = (sizeof bytes - 4) / 4;
-        const uint32_t count = std::min(loadLittleEndian<uint32_t>(bytes), kMostEntries);
+        uint8_t bytes[sensor::kRegisters.size] = {};
+        read(sensor::kRegisters, bytes);
+        const size_t count = std::min<size_t>(qor::load_number(bytes, sensor::kRegisterCount), sensor::kMostRegisters);
 
         char text[kTextSize] = "";
         size_t length = 0;
-        for (uint32_t i = 0; i < count; i += 2) {
-            const uint8_t *entry = bytes + 4 + 4 * i;
+        for (size_t i = 0; i < count; i += 2) {
+            const uint8_t *entry = bytes + sensor::kRegisterCount.size + i * sensor::kRegisterSize;
             // Sixteen entries of eleven characters always fit.
-            length += static_cast<size_t>(std::snprintf(text + length, sizeof text - length, "R%02x=%02x ",
-                                                        loadLittleEndian<uint16_t>(entry),
-                                                        loadLittleEndian<uint16_t>(entry + 2)));
+            length += static_cast<size_t>(
+                std::snprintf(text + length, sizeof text - length, "R%02x=%02x ",
+                              static_cast<unsigned>(qor::load_number(entry, sensor::kRegisterNumber)),
+                              static_cast<unsigned>(qor::load_number(entry, sensor::kRegisterValue))));
         }
-        setText(_state, "registers", text);
+        setText(_state, sensor::kRegisters.key, text);
     }
 
     /** One number runs through the lines of all four properties, also over lines that cannot be put. */
     void putExtraData() {
         int lineNumber = 0;
-        for (uint32_t property = kExtraDataFirst; property <= kExtraDataLast; ++property) {
+        for (const sensor::Property &property : sensor::kExtraData) {
             uint8_t data[kExtraDataCapacity] = {};
             uint64_t length = 0;
-            if (_plugIn.getProperty(_context, property, data, sizeof data, &length) != kRvStatusSuccess) {
+            if (_plugIn.getProperty(_context, property.id, data, sizeof data, &length) != kRvStatusSuccess) {
                 continue;
             }
             walkExtraData(data, length, [&](const char *line) {
                 char key[32];
-                std::snprintf(key, sizeof key, "extra%d", lineNumber++);
+                std::snprintf(key, sizeof key, "%s%d", property.key, lineNumber++);
                 setText(_state, key, line);
             });
         }
@@ -170,16 +132,17 @@ public:
 
     /** Clients keep their record's number where records before them are not in use. */
     RvStatus putClients() {
-        ClientRecord clients[kMostClients] = {};
+        uint8_t clients[sensor::kMostClients * sensor::kClientSize] = {};
         size_t size = sizeof clients;
-        RvStatus result = _plugIn.performCommand(_context, kClientsCommand, nullptr, 0, clients, &size);
+        RvStatus result = _plugIn.performCommand(_context, sensor::kClientsCommand, nullptr, 0, clients, &size);
         if (result != kRvStatusSuccess) {
             return result;
         }
-        const size_t count = std::min(size, sizeof clients) / sizeof(ClientRecord);
+        const size_t count = std::min(size, sizeof clients) / sensor::kClientSize;
         for (size_t i = 0; i < count; ++i) {
-            if (clients[i].isInUse()) {
-                putClient(static_cast<int>(i), clients[i]);
+            const uint8_t *client = clients + i * sensor::kClientSize;
+            if (qor::load_number(client, sensor::kClientInUse) != 0) {
+                putClient(static_cast<int>(i), client);
             }
         }
         return kRvStatusSuccess;
@@ -187,17 +150,26 @@ public:
 
 private:
     /** Leaves what the driver does not fill in as it is. */
-    void read(Property property, uint8_t *bytes, uint64_t capacity) {
-        _plugIn.getProperty(_context, property, bytes, capacity, nullptr);
+    template <size_t capacity>
+    void read(const sensor::Property &property, uint8_t (&bytes)[capacity]) {
+        _plugIn.getProperty(_context, property.id, bytes, property.size, nullptr);
     }
 
-    void putClient(int number, const ClientRecord &client) {
+    static int number(const uint8_t *record, const qor::Field &field) {
+        return static_cast<int>(qor::load_signed(record, field));
+    }
+
+    /** The name ends at its first zero or fills its field. */
+    void putClient(int index, const uint8_t *client) {
         char key[32];
-        std::snprintf(key, sizeof key, "client%d", number);
+        std::snprintf(key, sizeof key, "%s%d", sensor::kClientKey, index);
         char text[kTextSize];
-        std::snprintf(text, sizeof text, "%.*s: report=%d batch=%d threshold=%d timelimit=%d", ClientRecord::kNameSize,
-                      client.name(), client.reportInterval(), client.batchInterval(), client.threshold(),
-                      client.timeLimit());
+        int length = std::snprintf(text, sizeof text, "%.*s:", int{sensor::kClientName.size},
+                                   reinterpret_cast<const char *>(client + sensor::kClientName.offset));
+        for (const qor::Field &field : sensor::kClientSettings) {
+            length += std::snprintf(text + length, sizeof text - static_cast<size_t>(length), " %s=%d", field.key(),
+                                    number(client, field));
+        }
         setText(_state, key, text);
     }
 
@@ -222,7 +194,7 @@ bool OndreQORHIDStatistics::putSensorType(Context *context, TvMutableDictionaryR
     }
     char name[kRvRegistryNameSize] = "";
     RvRegistryEntryGetName(interface.get(), name);
-    setText(state, "sensorType", name);
+    setText(state, sensor::kSensorTypeKey, name);
     return true;
 }
 
@@ -236,32 +208,32 @@ RvStateCaptureRecord *OndreQORHIDStatistics::stateHandler_SensorInfo(const RvSta
         return nullptr;
     }
     uint32_t reportInterval = 0;
-    RvStatus result = getPropertyU32(context, kReportInterval, &reportInterval, 0);
+    RvStatus result = getPropertyU32(context, sensor::kReportInterval.id, &reportInterval, 0);
     if (result != kRvStatusSuccess) {
         logAssertion("result == 0 ", 922, result, RvStatusGetText(result));
         return nullptr;
     }
-    setNumber32(state.get(), "reportInterval", reportInterval);
+    setNumber32(state.get(), sensor::kReportInterval.key, reportInterval);
     if (!putSensorType(context, state.get())) {
         return nullptr;
     }
 
     SensorReader reader(*this, context, state.get());
-    reader.putName("manufacturer", kManufacturer);
-    reader.putName("model", kModel);
+    reader.putName(sensor::kManufacturer);
+    reader.putName(sensor::kModel);
     reader.putLocation();
-    reader.putWord("systickInterval", kSystickInterval);
-    reader.putWord("decimationEnabled", kDecimationEnabled);
+    reader.putWord(sensor::kSystickInterval);
+    reader.putWord(sensor::kDecimationEnabled);
     reader.putBatchIntervals();
-    reader.putWord("rawMode", kRawMode);
-    reader.putWord("factoryMode", kFactoryMode);
-    reader.putWord("calibrationComplete", kCalibrationComplete);
-    reader.putWord("startupTime", kStartupTime);
-    reader.putWord("intCal", kInterruptCalibration);
-    reader.putMatrix("calibrationMatrix", kCalibrationMatrix);
+    reader.putWord(sensor::kRawMode);
+    reader.putWord(sensor::kFactoryMode);
+    reader.putWord(sensor::kCalibrationComplete);
+    reader.putWord(sensor::kStartupTime);
+    reader.putWord(sensor::kInterruptCalibration);
+    reader.putMatrix(sensor::kCalibrationMatrix);
     reader.putCalibrationOffset();
     reader.putOrientationMatrix();
-    reader.putMatrix("compassSensitivityCalibrationMatrix", kCompassSensitivityMatrix);
+    reader.putMatrix(sensor::kCompassMatrix);
     reader.putRegisters();
     reader.putExtraData();
     result = reader.putClients();

@@ -11,7 +11,7 @@
 #include "host/RvRegistry.h"
 #include "host/TvValues.h"
 #include "platform/Owned.h"
-#include "platform/QorAnalytics.h"
+#include "qor/analytics.h"
 
 namespace cli {
 namespace {
@@ -175,7 +175,7 @@ Growth leave_the_named(const PlayedQor &qor, LeftBehind &left) {
         host::SerialQueue queue;
         queue.close();
     }
-    for (const char *key : kQorAnalyticsKeys) {
+    for (const char *key : qor::analytics::kKeys) {
         left.add(TvStringCreateWithCString(key, kTvStringEncodingASCII));
     }
     for (std::size_t i = 0; i < Services::kKept; ++i) {
@@ -203,11 +203,13 @@ std::int64_t bytes_of_rounds(Round round) {
 
 void check_rounds_leaks(CheckedModule &module, Findings &findings) {
     const PlayedQor qor;
-    LeftBehind left((kWarmUps + kRounds) * (kQorAnalyticsKeyCount + 2 * Services::kKept + Services::kWithHidDevice));
+    LeftBehind left((kWarmUps + kRounds) *
+                    (qor::analytics::kKeyCount + 2 * Services::kKept + Services::kWithHidDevice));
     const std::int64_t named = bytes_of_rounds([&] { return leave_the_named(qor, left); });
     const std::int64_t found = bytes_of_rounds([&] {
         const Growth growth = live_with_services(module, qor);
-        findings.expect_equal("typed values left by a round (the key strings)", growth.values, kQorAnalyticsKeyCount);
+        findings.expect_equal("typed values left by a round (the key strings)", growth.values,
+                              qor::analytics::kKeyCount);
         findings.expect_equal("interfaces left by a round (two a kept service)", growth.plug_ins, 2 * Services::kKept);
         findings.expect_equal("references to the driver left by a round (one a kept service)", growth.driver,
                               Services::kKept);

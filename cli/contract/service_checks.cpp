@@ -14,7 +14,7 @@
 #include "host/RvRegistry.h"
 #include "host/TallybookStore.h"
 #include "host/TvValues.h"
-#include "platform/QorAnalytics.h"
+#include "qor/analytics.h"
 
 namespace cli {
 namespace {
@@ -131,11 +131,12 @@ void check_analytics_entries(CheckedModule &module, Findings &findings) {
     host::clear_store();
     std::vector<AnalyticsEntry> entries;
     std::int64_t sum = 0;
-    for (std::uint8_t key = 0; key < kQorAnalyticsKeyCount; ++key) {
+    for (std::uint8_t key = 0; key < qor::analytics::kKeyCount; ++key) {
         const auto value = static_cast<std::int32_t>(module.random());
-        entries.push_back({kQorAnalyticsVersion, kQorAnalyticsSetScalar, key, 0});
-        entries.push_back({kQorAnalyticsVersion, kQorAnalyticsAddToScalar, key, value});
-        entries.push_back({kQorAnalyticsVersion - 1, kQorAnalyticsSetScalar, key, 7}); // of another version: left out
+        entries.push_back({qor::analytics::kVersion, qor::analytics::kSetScalar, key, 0});
+        entries.push_back({qor::analytics::kVersion, qor::analytics::kAddToScalar, key, value});
+        entries.push_back(
+            {qor::analytics::kVersion - 1, qor::analytics::kSetScalar, key, 7}); // of another version: left out
         sum += value;
     }
     qor.device->deliver_batch(batch_of(entries));
@@ -143,13 +144,14 @@ void check_analytics_entries(CheckedModule &module, Findings &findings) {
     for (const auto &[key, value] : host::store_contents().scalars) {
         stored += value;
     }
-    findings.expect_equal("keys in the store", host::store_contents().scalars.size(), kQorAnalyticsKeyCount);
+    findings.expect_equal("keys in the store", host::store_contents().scalars.size(), qor::analytics::kKeyCount);
     findings.expect(stored == sum, "the values in the store are not those of the entries");
 
-    qor.device->deliver_batch(batch_of({{kQorAnalyticsVersion, kQorAnalyticsSetScalar, kQorAnalyticsKeyCount, 5},
-                                        {kQorAnalyticsVersion, kQorAnalyticsSetScalar, 255, 6}}));
+    qor.device->deliver_batch(
+        batch_of({{qor::analytics::kVersion, qor::analytics::kSetScalar, qor::analytics::kKeyCount, 5},
+                  {qor::analytics::kVersion, qor::analytics::kSetScalar, 255, 6}}));
     findings.expect_equal("keys in the store after entries without a key", host::store_contents().scalars.size(),
-                          kQorAnalyticsKeyCount + 1U);
+                          qor::analytics::kKeyCount + 1U);
     findings.expect(host::store_contents().scalars.count("com.ondre.zel.unknown") == 1,
                     "entries without a key do not go to com.ondre.zel.unknown");
 }
@@ -225,8 +227,9 @@ void check_nothing_after_release(CheckedModule &module, Findings &findings) {
 
     findings.expect_equal("handlers reached by a notification", host::deliver_notification(kFaultNotification), 0);
     findings.expect_equal("records captured", capture(kRvStateCaptureRequest).size(), 0);
-    findings.expect(!qor.device->deliver_batch(batch_of({{kQorAnalyticsVersion, kQorAnalyticsSetScalar, 0, 1}})),
-                    "a batch of analytics is delivered");
+    findings.expect(
+        !qor.device->deliver_batch(batch_of({{qor::analytics::kVersion, qor::analytics::kSetScalar, 0, 1}})),
+        "a batch of analytics is delivered");
     std::this_thread::sleep_for(kSilence); // for what the module may do by itself
     findings.expect_equal("calls of the driver", qor.commands.size() + qor.report_calls, calls);
     findings.expect_equal("lines in the log", log.messages().size(), lines);

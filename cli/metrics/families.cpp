@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "cli/metrics/statistics.h"
-#include "platform/QorAnalytics.h"
+#include "qor/analytics.h"
 
 namespace cli {
 namespace {
@@ -43,7 +43,7 @@ template <typename Values, typename MakeSeries>
 void add_families(std::vector<MetricFamily> &families, std::string_view kind, MetricFamily::Type type,
                   const Values &values, MakeSeries make_series) {
     std::set<std::string_view> known;
-    for (std::size_t i = 0; i < kQorAnalyticsKeyCount; ++i) {
+    for (std::size_t i = 0; i < qor::analytics::kKeyCount; ++i) {
         const KnownKey row = known_key(i);
         known.insert(row.key);
         if (const auto found = values.find(std::string(row.key)); found != values.end()) {

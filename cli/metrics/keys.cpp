@@ -1,6 +1,6 @@
 #include "cli/metrics/keys.h"
 
-#include "platform/QorAnalytics.h"
+#include "qor/analytics.h"
 
 namespace cli {
 namespace {
@@ -16,7 +16,7 @@ struct Meaning {
 };
 
 /** By the plug-in's number of the key. */
-constexpr std::array<Meaning, kQorAnalyticsKeyCount> kMeanings{{
+constexpr std::array<Meaning, qor::analytics::kKeyCount> kMeanings{{
     /*  0 */ {"", "Button: clicks"},
     /*  1 */ {"", "Button: single clicks"},
     /*  2 */ {"", "Button: double clicks"},
@@ -99,7 +99,7 @@ ShortKey short_key(std::string_view key) {
 }
 
 KnownKey known_key(std::size_t number) {
-    return {kQorAnalyticsKeys[number], kMeanings[number].unit, kMeanings[number].help};
+    return {qor::analytics::kKeys[number], kMeanings[number].unit, kMeanings[number].help};
 }
 
 } // namespace cli

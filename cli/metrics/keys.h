@@ -28,7 +28,7 @@ struct KnownKey {
     std::string_view help; ///< for people; plain ASCII without quotation marks, backslashes or newlines
 };
 
-/** @param number the plug-in's number of the key, below `kQorAnalyticsKeyCount`. */
+/** @param number the plug-in's number of the key, below `qor::analytics::kKeyCount`. */
 KnownKey known_key(std::size_t number);
 
 } // namespace cli

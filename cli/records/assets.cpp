@@ -8,27 +8,21 @@
 #include "cli/records/dictionary_reader.h"
 #include "cli/records/payload_renderings.h"
 #include "cli/terminal/columns.h"
+#include "qor/assets.h"
 
 namespace cli {
 namespace {
 
-constexpr std::array<std::string_view, 3> kSpeeds{"Slow", "Medium", "Fast"};
-
-/** In the firmware's order; the last one's key has no name for it. */
-constexpr std::array<std::string_view, 17> kEvents{
-    "SingleDown",  "SingleUp",     "DoubleDown",  "DoubleUp",     "TripleDown",  "TripleUp",
-    "SingleTapOn", "SingleTapOff", "DoubleTapOn", "DoubleTapOff", "TripleTapOn", "TripleTapOff",
-    "DeepDown",    "DeepUp",       "LongPress",   "LongPressUp",  "(null)"};
-
-constexpr std::array<std::string_view, 5> kFields{"enable=", " slot=", " gain=", " min=", " max="};
-enum Field : std::size_t { kEnable, kSlot, kGain, kMinimum, kMaximum };
+using qor::assets::kEvents;
+using qor::assets::kFields;
+using qor::assets::kSpeeds;
 
 /** The values of an asset's fields, as text. */
-using Asset = std::array<std::string_view, kFields.size()>;
+using Asset = std::array<std::string_view, std::size(kFields)>;
 
 std::optional<Asset> asset_of(std::string_view text) {
     Asset asset;
-    if (!take_decimal_fields(text, kFields, asset) || is_fraction(asset[kEnable])) {
+    if (!take_decimal_fields(text, kFields, asset) || is_fraction(asset[qor::assets::kEnable])) {
         return std::nullopt;
     }
     return asset;
@@ -49,21 +43,22 @@ std::string enable_text(std::string_view enable) {
 }
 
 std::vector<std::string> cells_of(const Asset &asset) {
-    return {enable_text(asset[kEnable]), std::string(asset[kSlot]), short_gain(asset[kGain]),
-            std::string(asset[kMinimum]) + ".." + std::string(asset[kMaximum])};
+    return {enable_text(asset[qor::assets::kEnable]), std::string(asset[qor::assets::kSlot]),
+            short_gain(asset[qor::assets::kGain]),
+            std::string(asset[qor::assets::kMinimum]) + ".." + std::string(asset[qor::assets::kMaximum])};
 }
 
 /** The table's part for one speed: two lines of heading, then a line for each event, all of one width. */
 struct SpeedColumns {
     std::vector<std::string> lines;
-    std::array<bool, kEvents.size()> is_disabled{};
+    std::array<bool, std::size(kEvents)> is_disabled{};
 };
 
 class AssetsText {
 public:
     AssetsText(TvDictionaryRef assets, const TextStyle &style) : _assets(assets), _reader(assets), _style(style) {
-        for (std::size_t speed = 0; speed < kSpeeds.size(); ++speed) {
-            for (std::size_t event = 0; event < kEvents.size(); ++event) {
+        for (std::size_t speed = 0; speed < std::size(kSpeeds); ++speed) {
+            for (std::size_t event = 0; event < std::size(kEvents); ++event) {
                 _keys[speed][event] = std::string(kSpeeds[speed]) + "-" + std::string(kEvents[event]);
             }
         }
@@ -71,7 +66,7 @@ public:
 
     std::optional<std::string> text() {
         std::vector<SpeedColumns> speeds;
-        for (std::size_t speed = 0; speed < kSpeeds.size(); ++speed) {
+        for (std::size_t speed = 0; speed < std::size(kSpeeds); ++speed) {
             speeds.push_back(columns_of(speed));
         }
         if (!_reader.took_any()) {
@@ -93,10 +88,10 @@ private:
     SpeedColumns columns_of(std::size_t speed) {
         SpeedColumns columns;
         std::vector<std::vector<std::string>> cells{{"on", "slot", "gain", "range"}};
-        for (std::size_t event = 0; event < kEvents.size(); ++event) {
+        for (std::size_t event = 0; event < std::size(kEvents); ++event) {
             const std::optional<Asset> asset = take_asset(_keys[speed][event]);
             if (asset) {
-                columns.is_disabled[event] = (*asset)[kEnable] == "0";
+                columns.is_disabled[event] = (*asset)[qor::assets::kEnable] == "0";
                 cells.push_back(cells_of(*asset));
             } else {
                 cells.push_back({"-", "-", "-", "-"});
@@ -127,7 +122,7 @@ private:
     std::string table(const std::vector<SpeedColumns> &speeds) const {
         constexpr std::size_t kHeadings = 2;
         std::string text;
-        for (std::size_t line = 0; line < kHeadings + kEvents.size(); ++line) {
+        for (std::size_t line = 0; line < kHeadings + std::size(kEvents); ++line) {
             std::string row(line < kHeadings ? "" : kEvents[line - kHeadings]);
             row.resize(kEventWidth, ' ');
             for (const SpeedColumns &speed : speeds) {
@@ -143,7 +138,7 @@ private:
     static constexpr std::string_view kGap = "  ";
 
     TvDictionaryRef _assets;
-    std::array<std::array<std::string, kEvents.size()>, kSpeeds.size()> _keys;
+    std::array<std::array<std::string, std::size(kEvents)>, std::size(kSpeeds)> _keys;
     DictionaryReader _reader;
     const TextStyle &_style;
 };

@@ -25,13 +25,16 @@ bool is_decimal(std::string_view text) {
 
 bool is_fraction(std::string_view decimal) { return decimal.find('.') != std::string_view::npos; }
 
-bool take_decimal_fields(std::string_view text, std::span<const std::string_view> names,
+bool take_decimal_fields(std::string_view text, std::span<const qor::Field> fields,
                          std::span<std::string_view> values) {
-    for (std::size_t i = 0; i < names.size(); ++i) {
-        if (text.substr(0, names[i].size()) != names[i]) {
-            return false;
+    for (std::size_t i = 0; i < fields.size(); ++i) {
+        for (const std::string_view part :
+             {std::string_view(i == 0 ? "" : " "), fields[i].name, std::string_view("=")}) {
+            if (!text.starts_with(part)) {
+                return false;
+            }
+            text.remove_prefix(part.size());
         }
-        text.remove_prefix(names[i].size());
         values[i] = text.substr(0, text.find(' '));
         if (!is_decimal(values[i])) {
             return false;

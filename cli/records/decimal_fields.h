@@ -5,6 +5,8 @@
 #include <span>
 #include <string_view>
 
+#include "qor/field.h"
+
 namespace cli {
 
 /**
@@ -17,12 +19,10 @@ bool is_decimal(std::string_view text);
 bool is_fraction(std::string_view decimal);
 
 /**
- * Splits a text that consists of nothing but names with a decimal number behind each.
- * @param names   as they stand in the text, with what is between a number and the next name.
- * @param values  as many as names: views of `text`. Undefined on failure.
+ * Splits a text that consists of nothing but "NAME=NUMBER" for each field, separated by single blanks.
+ * @param values  as many as fields: views of `text`. Undefined on failure.
  * @return false for any other text.
  */
-bool take_decimal_fields(std::string_view text, std::span<const std::string_view> names,
-                         std::span<std::string_view> values);
+bool take_decimal_fields(std::string_view text, std::span<const qor::Field> fields, std::span<std::string_view> values);
 
 } // namespace cli

@@ -9,9 +9,12 @@
 #include "cli/records/dictionary_reader.h"
 #include "cli/records/payload_renderings.h"
 #include "cli/terminal/columns.h"
+#include "qor/latency.h"
 
 namespace cli {
 namespace {
+
+namespace latency = qor::latency;
 
 constexpr std::size_t kIndent = 2;
 constexpr std::size_t kLeastTrack = 10;
@@ -22,32 +25,23 @@ struct Named {
 };
 
 constexpr std::array<Named, 3> kStampsBeforeClicks{{
-    {"finger on", "finger on ts"},
-    {"start haptic", "start haptic ts"},
-    {"second scan", "second scan ts"},
+    {"finger on", latency::kFingerOn.key()},
+    {"start haptic", latency::kStartHaptic.key()},
+    {"second scan", latency::kSecondScan.key()},
 }};
 constexpr std::array<Named, 3> kClickStamps{{
-    {"down", "button down ts"},
-    {"up", "button up ts"},
-    {"play asset", "play asset ts"},
+    {"down", latency::kClickFields[latency::kDown].key()},
+    {"up", latency::kClickFields[latency::kUp].key()},
+    {"play asset", latency::kClickFields[latency::kUpPlayAsset].key()},
 }};
-constexpr std::array<Named, 1> kStampsBehindClicks{{{"finger off", "finger off ts"}}};
+constexpr std::array<Named, 1> kStampsAfterClicks{{{"finger off", latency::kFingerOff.key()}}};
 
-constexpr std::array<const char *, 3> kClicks{"click 1", "click 2", "click 3"};
-constexpr std::array<const char *, 2> kClickLatencies{"button down to play asset", "button up to play asset"};
+constexpr std::array<const char *, 2> kClickLatencies{latency::kClickFields[latency::kDownLatency].key(),
+                                                      latency::kClickFields[latency::kUpLatency].key()};
 
-struct Bounds {
-    std::string_view name;
-    const char *minimum;
-    const char *maximum;
-};
-
-/** The first two minima are those above zero. */
-constexpr std::array<Bounds, 3> kBounds{{
-    {"finger detect to button down", "min_nz_latency_FD_to_BD", "max_latency_FD_to_BD"},
-    {"button click to play asset", "min_nz_latency_BC_to_PlayAsset", "max_latency_BC_to_PlayAsset"},
-    {"total", "min_latency_Total", "max_latency_Total"},
-}};
+/** Of the latencies with bounds, in their order. */
+constexpr std::array<std::string_view, std::size(latency::kBounds)> kBoundedNames{
+    latency::kFingerDetectToButtonDown.name, "button click to play asset", "total"};
 
 /** Ticks are unsigned and stored bit for bit. */
 std::uint64_t ticks(std::int64_t stored) { return static_cast<std::uint64_t>(stored); }
@@ -99,13 +93,13 @@ std::string indented(std::string_view line) { return std::string(kIndent, ' ') +
 class PressText {
 public:
     PressText(TvDictionaryRef press, const TextStyle &style) : _press(press), _style(style) {
-        for (const char *const key : kClicks) {
+        for (const char *const key : latency::kClickKeys) {
             _clicks.emplace_back(_press.take_dictionary(key));
         }
     }
 
     std::string text() {
-        std::string text = _style.heading("last button press") + "\n";
+        std::string text = _style.heading(latency::kPressKey) + "\n";
         text += counts();
         text += time_line();
         text += latencies();
@@ -115,7 +109,7 @@ public:
 private:
     std::string counts() {
         std::string text;
-        for (const char *const key : {"click count", "turtle scans"}) {
+        for (const char *const key : {latency::kClickWord.key(), latency::kTurtleScans.key()}) {
             if (const std::optional<std::int32_t> count = _press.take_number_32(key)) {
                 text += (text.empty() ? "" : ", ") + _style.key(key) + ": ";
                 text += std::to_string(static_cast<std::uint32_t>(*count));
@@ -145,12 +139,12 @@ private:
 
     void take_stamps() {
         take_stamps(kStampsBeforeClicks);
-        for (std::size_t i = 0; i < kClicks.size(); ++i) {
+        for (std::size_t i = 0; i < latency::kClicks; ++i) {
             for (const Named &row : kClickStamps) {
-                take_stamp(_clicks[i], row.key, kClicks[i] + (" " + std::string(row.name)));
+                take_stamp(_clicks[i], row.key, latency::kClickKeys[i] + (" " + std::string(row.name)));
             }
         }
-        take_stamps(kStampsBehindClicks);
+        take_stamps(kStampsAfterClicks);
         std::stable_sort(_stamps.begin(), _stamps.end(),
                          [](const Measure &a, const Measure &b) { return a.ticks < b.ticks; });
     }
@@ -187,15 +181,16 @@ private:
     }
 
     std::string latencies() {
-        constexpr const char *kFingerToButton = "finger detect to button down";
+        constexpr const char *kFingerToButton = latency::kFingerDetectToButtonDown.key();
         std::vector<std::vector<std::string>> cells;
         if (const std::optional<std::int64_t> latency = _press.take_number(kFingerToButton)) {
             cells.push_back({kFingerToButton, std::to_string(ticks(*latency))});
         }
-        for (std::size_t i = 0; i < kClicks.size(); ++i) {
+        for (std::size_t i = 0; i < latency::kClicks; ++i) {
             for (const char *const key : kClickLatencies) {
                 if (const std::optional<std::int64_t> latency = _clicks[i].take_number(key)) {
-                    cells.push_back({kClicks[i] + (" " + std::string(key)), std::to_string(ticks(*latency))});
+                    cells.push_back(
+                        {latency::kClickKeys[i] + (" " + std::string(key)), std::to_string(ticks(*latency))});
                 }
             }
         }
@@ -208,9 +203,9 @@ private:
 
     std::string rest() const {
         std::string text = entry_lines(_press.rest(), kIndent, _style);
-        for (std::size_t i = 0; i < kClicks.size(); ++i) {
+        for (std::size_t i = 0; i < latency::kClicks; ++i) {
             if (const std::string entries = entry_lines(_clicks[i].rest(), 2 * kIndent, _style); !entries.empty()) {
-                text += indented(_style.key(kClicks[i]) + ":") + entries;
+                text += indented(_style.key(latency::kClickKeys[i]) + ":") + entries;
             }
         }
         return text.empty() ? text : "\n" + text;
@@ -235,15 +230,17 @@ struct Range {
     bool is_upside_down() const { return minimum > maximum; }
 };
 
-std::vector<Range> take_ranges(DictionaryReader &latency) {
+std::vector<Range> take_ranges(DictionaryReader &bounds) {
     std::vector<Range> ranges;
-    for (const Bounds &bounds : kBounds) {
-        const std::optional<std::int64_t> minimum = latency.number(bounds.minimum);
-        const std::optional<std::int64_t> maximum = latency.number(bounds.maximum);
+    for (std::size_t i = 0; i < kBoundedNames.size(); ++i) {
+        const char *const minimum_key = latency::kBounds[i].minimum.key();
+        const char *const maximum_key = latency::kBounds[i].maximum.key();
+        const std::optional<std::int64_t> minimum = bounds.number(minimum_key);
+        const std::optional<std::int64_t> maximum = bounds.number(maximum_key);
         if (minimum && maximum) {
-            latency.take(bounds.minimum);
-            latency.take(bounds.maximum);
-            ranges.push_back({bounds.name, ticks(*minimum), ticks(*maximum)});
+            bounds.take(minimum_key);
+            bounds.take(maximum_key);
+            ranges.push_back({kBoundedNames[i], ticks(*minimum), ticks(*maximum)});
         }
     }
     return ranges;
@@ -272,24 +269,24 @@ std::string drawn_ranges(const std::vector<Range> &ranges, const TextStyle &styl
 }
 
 std::string ranges_text(TvDictionaryRef dictionary, const TextStyle &style) {
-    DictionaryReader latency(dictionary);
-    const std::vector<Range> ranges = take_ranges(latency);
-    return style.heading("latency") + ", minimum to maximum, in ticks\n" + drawn_ranges(ranges, style) +
-           entry_lines(latency.rest(), kIndent, style);
+    DictionaryReader bounds(dictionary);
+    const std::vector<Range> ranges = take_ranges(bounds);
+    return style.heading(latency::kBoundsKey) + ", minimum to maximum, in ticks\n" + drawn_ranges(ranges, style) +
+           entry_lines(bounds.rest(), kIndent, style);
 }
 
 } // namespace
 
 std::optional<std::string> latency_text(TvRef payload, const TextStyle &style) {
     DictionaryReader statistics(payload);
-    const TvDictionaryRef press = statistics.take_dictionary("last button press");
-    const TvDictionaryRef latency = statistics.take_dictionary("latency");
+    const TvDictionaryRef press = statistics.take_dictionary(latency::kPressKey);
+    const TvDictionaryRef bounds = statistics.take_dictionary(latency::kBoundsKey);
     if (!statistics.took_any()) {
         return std::nullopt;
     }
     std::string text = press == nullptr ? "" : PressText(press, style).text();
-    if (latency != nullptr) {
-        text += (text.empty() ? "" : "\n") + ranges_text(latency, style);
+    if (bounds != nullptr) {
+        text += (text.empty() ? "" : "\n") + ranges_text(bounds, style);
     }
     return text + entry_lines(statistics.rest(), 0, style);
 }

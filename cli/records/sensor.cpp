@@ -11,9 +11,12 @@
 #include "cli/records/payload_renderings.h"
 #include "cli/terminal/columns.h"
 #include "host/TvValues.h"
+#include "qor/sensor.h"
 
 namespace cli {
 namespace {
+
+namespace sensor = qor::sensor;
 
 constexpr std::size_t kIndent = 2;
 
@@ -30,36 +33,36 @@ struct Group {
 };
 
 constexpr std::array<Setting, 4> kIdentity{{
-    {"sensorType", Form::Line},
-    {"manufacturer", Form::Line},
-    {"model", Form::Line},
-    {"location", Form::Line},
+    {sensor::kSensorTypeKey, Form::Line},
+    {sensor::kManufacturer.key, Form::Line},
+    {sensor::kModel.key, Form::Line},
+    {sensor::kLocation.key, Form::Line},
 }};
 constexpr std::array<Setting, 8> kIntervals{{
-    {"reportInterval", Form::Line},
-    {"systickInterval", Form::Line},
-    {"sensorBatchInterval", Form::Line},
-    {"muxBatchInterval", Form::Line},
-    {"apBatchInterval", Form::Line},
-    {"apReportInterval", Form::Line},
-    {"endpointBatchCount", Form::Line},
-    {"startupTime", Form::Line},
+    {sensor::kReportInterval.key, Form::Line},
+    {sensor::kSystickInterval.key, Form::Line},
+    {sensor::kBatchIntervalFields[0].key(), Form::Line},
+    {sensor::kBatchIntervalFields[1].key(), Form::Line},
+    {sensor::kBatchIntervalFields[2].key(), Form::Line},
+    {sensor::kBatchIntervalFields[3].key(), Form::Line},
+    {sensor::kBatchIntervalFields[4].key(), Form::Line},
+    {sensor::kStartupTime.key, Form::Line},
 }};
 constexpr std::array<Setting, 3> kModes{{
-    {"decimationEnabled", Form::Line},
-    {"rawMode", Form::Line},
-    {"factoryMode", Form::Line},
+    {sensor::kDecimationEnabled.key, Form::Line},
+    {sensor::kRawMode.key, Form::Line},
+    {sensor::kFactoryMode.key, Form::Line},
 }};
 constexpr std::array<Setting, 6> kCalibration{{
-    {"calibrationComplete", Form::Line},
-    {"intCal", Form::Line},
-    {"calibrationMatrix", Form::Matrix},
-    {"calibrationOffset", Form::Line},
-    {"orientationMatrix", Form::Matrix},
-    {"compassSensitivityCalibrationMatrix", Form::Matrix},
+    {sensor::kCalibrationComplete.key, Form::Line},
+    {sensor::kInterruptCalibration.key, Form::Line},
+    {sensor::kCalibrationMatrix.key, Form::Matrix},
+    {sensor::kCalibrationOffset.key, Form::Line},
+    {sensor::kOrientationMatrix.key, Form::Matrix},
+    {sensor::kCompassMatrix.key, Form::Matrix},
 }};
-constexpr std::array<Setting, 1> kRegisters{{{"registers", Form::Words}}};
-constexpr std::array<Setting, 1> kEvents{{{"APEvents", Form::Line}}};
+constexpr std::array<Setting, 1> kRegisters{{{sensor::kRegisters.key, Form::Words}}};
+constexpr std::array<Setting, 1> kEvents{{{sensor::kEventsKey, Form::Line}}};
 
 constexpr std::array<Group, 5> kGroupsBeforeClients{{
     {"", kIdentity},
@@ -130,14 +133,14 @@ std::vector<Numbered> numbered_texts(TvDictionaryRef sensor, std::string_view pr
     return found;
 }
 
-constexpr std::array<std::string_view, 4> kClientFields{": report=", " batch=", " threshold=", " timelimit="};
-
 /** Number, name and settings of a client; nothing for a text of another form. */
 std::optional<std::vector<std::string>> client_cells(const Numbered &client, const TextStyle &style) {
-    constexpr std::size_t kLongestName = 12;
-    const std::size_t end = client.text.rfind(kClientFields.front());
-    std::array<std::string_view, kClientFields.size()> values;
-    if (end > kLongestName || !take_decimal_fields(client.text.substr(end), kClientFields, values)) {
+    constexpr std::string_view kEndOfName = ": ";
+    // A name may hold anything: the settings begin where their first name stands last.
+    const std::size_t end = client.text.rfind(std::string(kEndOfName) + sensor::kClientSettings[0].key() + "=");
+    std::array<std::string_view, std::size(sensor::kClientSettings)> values;
+    if (end > sensor::kClientName.size ||
+        !take_decimal_fields(client.text.substr(end + kEndOfName.size()), sensor::kClientSettings, values)) {
         return std::nullopt;
     }
     std::vector<std::string> cells{std::string(client.number), style.shown(client.text.substr(0, end))};
@@ -226,7 +229,7 @@ private:
     void append_extra_lines() {
         std::size_t width = 0;
         std::vector<CardEntry> entries;
-        for (const Numbered &extra : numbered_texts(_sensor, "extra")) {
+        for (const Numbered &extra : numbered_texts(_sensor, sensor::kExtraData[0].key)) {
             _reader.take(extra.key);
             width = std::max(width, extra.key.size());
             entries.push_back({std::string(extra.key), {_style.shown(extra.text)}});
@@ -235,8 +238,11 @@ private:
     }
 
     void append_clients() {
-        std::vector<std::vector<std::string>> rows{{"client", "name", "report", "batch", "threshold", "timelimit"}};
-        for (const Numbered &client : numbered_texts(_sensor, "client")) {
+        std::vector<std::vector<std::string>> rows{{sensor::kClientKey, std::string(sensor::kClientName.name)}};
+        for (const qor::Field &setting : sensor::kClientSettings) {
+            rows.front().emplace_back(setting.name);
+        }
+        for (const Numbered &client : numbered_texts(_sensor, sensor::kClientKey)) {
             if (std::optional<std::vector<std::string>> cells = client_cells(client, _style)) {
                 _reader.take(client.key);
                 rows.push_back(*std::move(cells));

@@ -4,8 +4,8 @@
 #include <string_view>
 
 #include "decoder/device_clock.h"
-#include "decoder/profile_report.h"
 #include "decoder/text_stream.h"
+#include "qor/report.h"
 
 namespace cli {
 

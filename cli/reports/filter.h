@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "decoder/profile_report.h"
+#include "qor/report.h"
 
 namespace cli {
 

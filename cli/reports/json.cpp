@@ -1,5 +1,6 @@
 #include "cli/reports/json.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <ctime>
@@ -8,7 +9,7 @@
 
 #include "cli/terminal/hex.h"
 #include "decoder/name_tables.h"
-#include "decoder/payload_layouts.h"
+#include "decoder/payload_choice.h"
 #include "decoder/payload_values.h"
 #include "host/utf8.h"
 
@@ -16,8 +17,6 @@ namespace cli {
 namespace {
 
 using decoder::payload_value;
-
-constexpr std::size_t kLayouts = std::size(decoder::kFieldsOfLayouts);
 
 /** A field's key in an object that holds the fields of two layouts. */
 struct DistinctKey {
@@ -35,11 +34,14 @@ std::string distinct_key(std::string_view name, const std::vector<std::string_vi
     return occurrence == 1 ? std::string(name) : std::string(name) + "_" + std::to_string(occurrence);
 }
 
-DistinctKeys keys_of(decoder::payload_layout first, decoder::payload_layout second) {
+DistinctKeys keys_of(const decoder::payload &layouts) {
     DistinctKeys keys;
     std::vector<std::string_view> before;
-    for (const decoder::payload_layout layout : {first, second}) {
-        for (const decoder::field &row : decoder::fields_of(layout)) {
+    for (const qor::Layout *layout : layouts) {
+        if (layout == nullptr) {
+            continue;
+        }
+        for (const qor::Field &row : layout->fields) {
             const std::string key = distinct_key(row.name, before);
             keys.push_back({"\"" + key + "\":", "\"" + key + "_hex\":"});
             before.push_back(row.name);
@@ -48,17 +50,17 @@ DistinctKeys keys_of(decoder::payload_layout first, decoder::payload_layout seco
     return keys;
 }
 
-/** The keys of every pair of layouts: made once, since looking for equal keys takes longer than all the rest. */
-const DistinctKeys &distinct_keys(const decoder::payload &layouts) {
+/**
+ * The keys of every payload, made once: looking for equal keys takes longer than all the rest.
+ * @param index  as `decoder::payload_index` gives it.
+ */
+const DistinctKeys &distinct_keys(std::size_t index) {
     static const std::vector<DistinctKeys> all = [] {
-        std::vector<DistinctKeys> pairs;
-        for (std::size_t pair = 0; pair < kLayouts * kLayouts; ++pair) {
-            pairs.push_back(keys_of(static_cast<decoder::payload_layout>(pair / kLayouts),
-                                    static_cast<decoder::payload_layout>(pair % kLayouts)));
-        }
-        return pairs;
+        std::vector<DistinctKeys> of_payloads;
+        std::transform(decoder::kPayloads.begin(), decoder::kPayloads.end(), std::back_inserter(of_payloads), keys_of);
+        return of_payloads;
     }();
-    return all[static_cast<std::size_t>(layouts[0]) * kLayouts + static_cast<std::size_t>(layouts[1])];
+    return all[index];
 }
 
 /**
@@ -199,7 +201,7 @@ void append_number_member(text_buffer &out, const payload_value &value) {
 }
 
 void append_payload_json(text_buffer &out, const _QorProfileReport &report, BigNumbers big_numbers) {
-    const DistinctKeys &keys = distinct_keys(decoder::payload_of(report));
+    const DistinctKeys &keys = distinct_keys(decoder::payload_index(report));
     std::size_t index = 0;
     out.append("{");
     decoder::for_each_payload_value(report, [&](const payload_value &value) {

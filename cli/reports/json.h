@@ -7,8 +7,8 @@
 
 #include "decoder/device_clock.h"
 #include "decoder/payload_values.h"
-#include "decoder/profile_report.h"
 #include "decoder/text_stream.h"
+#include "qor/report.h"
 
 namespace cli {
 

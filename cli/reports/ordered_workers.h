@@ -4,8 +4,8 @@
 #include <functional>
 #include <vector>
 
-#include "decoder/profile_report.h"
 #include "decoder/text_stream.h"
+#include "qor/report.h"
 
 namespace cli {
 

@@ -8,8 +8,8 @@
 
 #include "cli/terminal/text_style.h"
 #include "decoder/device_clock.h"
-#include "decoder/profile_report.h"
 #include "decoder/text_stream.h"
+#include "qor/report.h"
 
 namespace cli {
 

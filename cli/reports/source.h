@@ -12,7 +12,7 @@
 
 #include "cli/reports/filter.h"
 #include "cli/terminal/interruption.h"
-#include "decoder/profile_report.h"
+#include "qor/report.h"
 
 namespace cli {
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "decoder/device_clock.h"
-#include "decoder/profile_report.h"
+#include "qor/report.h"
 
 namespace cli {
 

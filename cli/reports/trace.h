@@ -6,8 +6,8 @@
 #include <string>
 
 #include "cli/reports/slice_nesting.h"
-#include "decoder/profile_report.h"
 #include "decoder/text_stream.h"
+#include "qor/report.h"
 
 namespace cli {
 

@@ -7,32 +7,19 @@
 #include "host/device/description_table.h"
 #include "host/error.h"
 #include "host/nearest_word.h"
-#include "platform/QorAnalytics.h"
+#include "qor/analytics.h"
 
 namespace host {
 namespace {
 
+namespace analytics = qor::analytics;
+
 constexpr std::uint64_t kLargestByte = 0xFF;
-constexpr std::int64_t kMostPushes = kLargestByte - kQorAnalyticsPush + 1;
+constexpr std::int64_t kMostPushes = kLargestByte - analytics::kPush + 1;
 
 /** Beyond any use, and far below what the clock can count: 366 days. */
 constexpr double kLongestSeconds = 366.0 * 24 * 3600;
 constexpr double kShortestInterval = 0.001;
-
-struct Operation {
-    std::string_view name;
-    std::uint8_t code;
-};
-
-constexpr Operation kOperations[] = {
-    {"none", kQorAnalyticsNone},
-    {"clear_scalar", kQorAnalyticsClearScalar},
-    {"set_scalar", kQorAnalyticsSetScalar},
-    {"add_to_scalar", kQorAnalyticsAddToScalar},
-    {"clear_distribution", kQorAnalyticsClearDistribution},
-    {"set_distribution", kQorAnalyticsSetDistribution},
-    {"push", kQorAnalyticsPush},
-};
 
 std::uint8_t byte_of(const DescriptionValue &value) { return static_cast<std::uint8_t>(value.number(kLargestByte)); }
 
@@ -41,12 +28,12 @@ std::uint8_t operation_code(const DescriptionValue &value) {
         return byte_of(value);
     }
     const std::string name = value.text();
-    const auto *const found = std::ranges::find(kOperations, name, &Operation::name);
-    if (found != std::end(kOperations)) {
-        return found->code;
+    const auto *const found = std::ranges::find(analytics::kOperations, name, &qor::NamedId::name);
+    if (found != std::end(analytics::kOperations)) {
+        return static_cast<std::uint8_t>(found->id);
     }
     std::vector<std::string_view> names;
-    std::ranges::transform(kOperations, std::back_inserter(names), &Operation::name);
+    std::ranges::transform(analytics::kOperations, std::back_inserter(names), &qor::NamedId::name);
     throw value.error("cannot be " + in_quotes(name) + suggestion(name, names));
 }
 
@@ -57,7 +44,7 @@ std::uint8_t read_operation(const DescriptionTable &entry) {
         return code;
     }
     const std::int64_t times = entry.value("times").signed_number(1, kMostPushes);
-    if (code != kQorAnalyticsPush) {
+    if (code != analytics::kPush) {
         throw entry.error_at("times", "only a \"push\" has \"times\"");
     }
     return static_cast<std::uint8_t>(code + times - 1);
@@ -68,12 +55,12 @@ std::uint8_t key_index(const DescriptionValue &value) {
         return byte_of(value);
     }
     const std::string name = value.text();
-    const auto *const found = std::ranges::find(kQorAnalyticsKeys, name);
-    if (found != std::end(kQorAnalyticsKeys)) {
-        return static_cast<std::uint8_t>(found - std::begin(kQorAnalyticsKeys));
+    const auto *const found = std::ranges::find(analytics::kKeys, name);
+    if (found != std::end(analytics::kKeys)) {
+        return static_cast<std::uint8_t>(found - std::begin(analytics::kKeys));
     }
     throw value.error("names no analytics key: " + in_quotes(name) +
-                      suggestion(name, {std::begin(kQorAnalyticsKeys), std::end(kQorAnalyticsKeys)}));
+                      suggestion(name, {std::begin(analytics::kKeys), std::end(analytics::kKeys)}));
 }
 
 std::int32_t read_value(const DescriptionTable &entry, std::uint8_t operation) {
@@ -85,7 +72,7 @@ std::int32_t read_value(const DescriptionTable &entry, std::uint8_t operation) {
         return 0;
     }
     const DescriptionValue value = entry.value(has_raw ? "raw_value" : "value");
-    if (!has_raw && operation >= kQorAnalyticsSetDistribution) {
+    if (!has_raw && operation >= analytics::kSetDistribution) {
         return value.fixed_point();
     }
     return static_cast<std::int32_t>(
@@ -93,17 +80,15 @@ std::int32_t read_value(const DescriptionTable &entry, std::uint8_t operation) {
 }
 
 void append_entry(std::vector<std::byte> &bytes, const DescriptionTable &entry) {
-    std::uint8_t version = kQorAnalyticsVersion;
+    std::uint8_t version = analytics::kVersion;
     if (entry.has("version")) {
         version = byte_of(entry.value("version"));
     }
     const std::uint8_t operation = read_operation(entry);
-    const auto value = static_cast<std::uint32_t>(read_value(entry, operation));
-    for (const std::uint8_t byte : {version, operation, key_index(entry.value("key"))}) {
+    const std::int32_t value = read_value(entry, operation);
+    for (const std::uint8_t byte :
+         analytics::make_entry(version, operation, key_index(entry.value("key")), value).bytes) {
         bytes.push_back(std::byte{byte});
-    }
-    for (unsigned shift = 0; shift < 32; shift += 8) {
-        bytes.push_back(static_cast<std::byte>(value >> shift & kLargestByte));
     }
 }
 
@@ -146,7 +131,7 @@ std::vector<std::byte> build_analytics_entries(const DescriptionTable &table) {
 }
 
 void check_analytics_entries(const DescriptionTable &table, std::string_view key, std::size_t size) {
-    if (const std::size_t rest = size % kQorAnalyticsEntrySize; rest != 0) {
+    if (const std::size_t rest = size % analytics::kEntrySize; rest != 0) {
         throw table.error_at(key, in_quotes(key) + " gives " + std::to_string(size) +
                                       " bytes, not whole entries of 7: " + std::to_string(rest) +
                                       (rest == 1 ? " is" : " are") + " left over");

@@ -1,6 +1,7 @@
 #include "host/device/property_builders.h"
 
 #include <algorithm>
+#include <array>
 #include <iterator>
 #include <limits>
 #include <span>
@@ -9,34 +10,38 @@
 
 #include "host/error.h"
 #include "host/nearest_word.h"
+#include "qor/assets.h"
+#include "qor/latency.h"
+#include "qor/sensor.h"
 
 namespace host {
 namespace {
+
+namespace assets = qor::assets;
+namespace latency = qor::latency;
+namespace sensor = qor::sensor;
 
 using Bytes = std::vector<std::byte>;
 
 // ---- fields ------------------------------------------------------------------------------------------------
 
-enum class Kind {
-    Unsigned,
-    Signed,
-    Fixed,   ///< a decimal number, stored as a signed one with 16 fraction bits
+/** How a field is written in a description. */
+enum class Form {
+    Plain,   ///< as the QOR's table says
     Flag,    ///< a boolean, or the number itself
     Boolean, ///< one bit
-    Text,    ///< ended by a zero byte unless it fills its width
 };
 
-/** A field of a packed, little-endian record. What no field covers is zero. */
-struct Field {
+/** A field of a record, and the key under which a description gives it. What no field covers is zero. */
+struct Described {
     std::string_view key;
-    std::size_t offset;
-    std::size_t width; ///< bytes; 8 at most except for texts
-    Kind kind = Kind::Unsigned;
+    qor::Field field;
+    Form form = Form::Plain;
     unsigned first_bit = 0; ///< fields of whole bytes begin with bit 0; others share them
 };
 
-std::uint64_t largest_of(const Field &field) {
-    return std::numeric_limits<std::uint64_t>::max() >> (64 - 8 * field.width + field.first_bit);
+std::uint64_t largest_of(const Described &described) {
+    return std::numeric_limits<std::uint64_t>::max() >> (64 - 8 * described.field.size + described.first_bit);
 }
 
 std::int64_t signed_number(const DescriptionValue &value, std::size_t width) {
@@ -44,19 +49,17 @@ std::int64_t signed_number(const DescriptionValue &value, std::size_t width) {
     return value.signed_number(-largest - 1, largest);
 }
 
-std::uint64_t bits_of(const DescriptionValue &value, const Field &field) {
-    switch (field.kind) {
-    case Kind::Signed:
-        return static_cast<std::uint64_t>(signed_number(value, field.width));
-    case Kind::Fixed:
-        return static_cast<std::uint64_t>(value.fixed_point());
-    case Kind::Boolean:
+std::uint64_t bits_of(const DescriptionValue &value, const Described &described) {
+    if (described.form == Form::Boolean || (described.form == Form::Flag && value.is_boolean())) {
         return value.flag() ? 1 : 0;
-    case Kind::Flag:
-        return value.is_boolean() ? bits_of(value, {field.key, field.offset, field.width, Kind::Boolean})
-                                  : value.number(largest_of(field));
+    }
+    switch (described.field.how) {
+    case qor::How::Signed:
+        return static_cast<std::uint64_t>(signed_number(value, described.field.size));
+    case qor::How::FixedPoint:
+        return static_cast<std::uint64_t>(value.fixed_point());
     default:
-        return value.number(largest_of(field));
+        return value.number(largest_of(described));
     }
 }
 
@@ -83,91 +86,99 @@ void write_text(std::span<std::byte> place, const DescriptionValue &value) {
     std::ranges::copy(text, place.begin());
 }
 
+/** Adds to what stands there: fields may share bytes. */
 void write_number(std::span<std::byte> place, std::uint64_t bits) {
-    for (std::byte &byte : place) {
-        byte |= static_cast<std::byte>(bits & 0xFF);
-        bits >>= 8;
+    std::byte bytes[sizeof bits];
+    qor::store_little_endian(bytes, bits, sizeof bits);
+    for (std::size_t i = 0; i < place.size(); ++i) {
+        place[i] |= bytes[i];
     }
 }
 
-void write_field(std::span<std::byte> record, const Field &field, const DescriptionValue &value) {
-    const std::span<std::byte> place = record.subspan(field.offset, field.width);
-    if (field.kind == Kind::Text) {
+void write_field(std::span<std::byte> record, const Described &described, const DescriptionValue &value) {
+    const std::span<std::byte> place = record.subspan(described.field.offset, described.field.size);
+    if (described.field.how == qor::How::Text) {
         write_text(place, value);
     } else {
-        write_number(place, bits_of(value, field) << field.first_bit);
+        write_number(place, bits_of(value, described) << described.first_bit);
     }
 }
 
 /** Writes the fields that the table has. */
-void write_fields(std::span<std::byte> record, std::span<const Field> fields, const DescriptionTable &table) {
-    for (const Field &field : fields) {
-        if (table.has(field.key)) {
-            write_field(record, field, table.value(field.key));
+void write_fields(std::span<std::byte> record, std::span<const Described> fields, const DescriptionTable &table) {
+    for (const Described &described : fields) {
+        if (table.has(described.key)) {
+            write_field(record, described, table.value(described.key));
         }
     }
 }
 
-KnownKeys keys_of(std::span<const Field> fields) {
+KnownKeys keys_of(std::span<const Described> fields) {
     KnownKeys keys;
-    std::ranges::transform(fields, std::back_inserter(keys), &Field::key);
+    std::ranges::transform(fields, std::back_inserter(keys), &Described::key);
     return keys;
 }
 
 // ---- latency statistics ------------------------------------------------------------------------------------
 
-constexpr std::uint32_t kLatencyProperty = 215;
-constexpr std::size_t kLatencySize = 330;
-constexpr std::size_t kClicks = 3;
-
-constexpr Field kLatencyFields[] = {
-    {"finger_on", 0, 8},
-    {"finger_off", 8, 8},
-    {"start_haptic", 16, 8},
-    {"finger_detect_to_button_down", 24, 8},
-    {"click_flag", 233, 4, Kind::Boolean},
-    {"click_count", 233, 4, Kind::Unsigned, 1},
-    {"second_scan", 266, 8},
-    {"turtle_scans", 274, 4},
-    {"min_nz_latency_FD_to_BD", 282, 8},
-    {"max_latency_FD_to_BD", 290, 8},
-    {"min_nz_latency_BC_to_PlayAsset", 298, 8},
-    {"max_latency_BC_to_PlayAsset", 306, 8},
-    {"min_latency_Total", 314, 8},
-    {"max_latency_Total", 322, 8},
+constexpr Described kLatencyFields[] = {
+    {"finger_on", latency::kFingerOn},
+    {"finger_off", latency::kFingerOff},
+    {"start_haptic", latency::kStartHaptic},
+    {"finger_detect_to_button_down", latency::kFingerDetectToButtonDown},
+    {"click_flag", latency::kClickWord, Form::Boolean},
+    {"click_count", latency::kClickWord, Form::Plain, latency::kClickCountShift},
+    {"second_scan", latency::kSecondScan},
+    {"turtle_scans", latency::kTurtleScans},
+    {latency::kMinFDToBD.name, latency::kMinFDToBD},
+    {latency::kMaxFDToBD.name, latency::kMaxFDToBD},
+    {latency::kMinBCToPlayAsset.name, latency::kMinBCToPlayAsset},
+    {latency::kMaxBCToPlayAsset.name, latency::kMaxBCToPlayAsset},
+    {latency::kMinTotal.name, latency::kMinTotal},
+    {latency::kMaxTotal.name, latency::kMaxTotal},
 };
 
-/** What each click has an edge pair of; a pair follows the one of the click before. */
-constexpr Field kClickFields[] = {
-    {"edge", 88, 16},
-    {"play_asset", 136, 16},
-    {"latency", 184, 16},
+/** A pair of numbers of a click, one for each edge. */
+struct EdgePair {
+    std::string_view key;
+    latency::ClickField down;
+    latency::ClickField up;
 };
 
-constexpr Field kEdgeFields[] = {
-    {"down", 0, 8},
-    {"up", 8, 8},
+constexpr EdgePair kEdgePairs[] = {
+    {"edge", latency::kDown, latency::kUp},
+    {"play_asset", latency::kDownPlayAsset, latency::kUpPlayAsset},
+    {"latency", latency::kDownLatency, latency::kUpLatency},
 };
+
+KnownKeys edge_pair_keys() {
+    KnownKeys keys;
+    std::ranges::transform(kEdgePairs, std::back_inserter(keys), &EdgePair::key);
+    return keys;
+}
 
 void write_click(std::span<std::byte> statistics, std::size_t click, const DescriptionTable &table) {
-    for (const Field &field : kClickFields) {
-        if (table.has(field.key)) {
-            const std::span<std::byte> pair = statistics.subspan(field.offset + click * field.width, field.width);
-            const DescriptionValue value = table.value(field.key);
-            write_fields(pair, kEdgeFields, value.table(in_quotes(field.key) + " of a click", keys_of(kEdgeFields)));
+    for (const EdgePair &pair : kEdgePairs) {
+        if (table.has(pair.key)) {
+            const Described edges[] = {
+                {"down", latency::of_click(latency::kClickFields[pair.down], click)},
+                {"up", latency::of_click(latency::kClickFields[pair.up], click)},
+            };
+            const DescriptionValue value = table.value(pair.key);
+            write_fields(statistics, edges, value.table(in_quotes(pair.key) + " of a click", keys_of(edges)));
         }
     }
 }
 
 Bytes latency_statistics(const DescriptionValue &value) {
-    Bytes statistics(kLatencySize);
+    Bytes statistics(latency::kSize);
     KnownKeys keys = keys_of(kLatencyFields);
     keys.emplace_back("click");
     const DescriptionTable table = value.table("the latency statistics", keys);
     write_fields(statistics, kLatencyFields, table);
-    const std::vector<DescriptionTable> clicks = table.tables("click", "a click", keys_of(kClickFields));
-    if (clicks.size() > kClicks) {
-        throw clicks[kClicks].error("\"click\" must have at most 3 elements");
+    const std::vector<DescriptionTable> clicks = table.tables("click", "a click", edge_pair_keys());
+    if (clicks.size() > latency::kClicks) {
+        throw clicks[latency::kClicks].error("\"click\" must have at most 3 elements");
     }
     for (std::size_t click = 0; click < clicks.size(); ++click) {
         write_click(statistics, click, clicks[click]);
@@ -177,77 +188,86 @@ Bytes latency_statistics(const DescriptionValue &value) {
 
 // ---- haptic assets -----------------------------------------------------------------------------------------
 
-constexpr std::uint32_t kAssetsProperty = 216;
-constexpr std::size_t kAssetSize = 29;
+/** The entry without a name of its own has this key. */
+constexpr std::string_view kUnnamedEvent = "unnamed";
 
-constexpr Field kAssetFields[] = {
-    {"enable", 0, 1, Kind::Flag}, {"gain", 1, 4, Kind::Fixed},   {"min", 5, 8, Kind::Signed},
-    {"max", 13, 8, Kind::Signed}, {"slot", 21, 4, Kind::Signed},
-};
+std::string_view event_key(std::size_t event) {
+    return event + 1 < assets::kEventCount ? assets::kEvents[event] : kUnnamedEvent;
+}
 
-constexpr std::string_view kSpeeds[] = {"Slow", "Medium", "Fast"};
+KnownKeys event_keys() {
+    KnownKeys keys;
+    for (std::size_t event = 0; event < assets::kEventCount; ++event) {
+        keys.push_back(event_key(event));
+    }
+    return keys;
+}
 
-/** The last entry of a speed has no name of its own. */
-constexpr std::string_view kEvents[] = {
-    "SingleDown",  "SingleUp",     "DoubleDown",  "DoubleUp",     "TripleDown",  "TripleUp",
-    "SingleTapOn", "SingleTapOff", "DoubleTapOn", "DoubleTapOff", "TripleTapOn", "TripleTapOff",
-    "DeepDown",    "DeepUp",       "LongPress",   "LongPressUp",  "unnamed",
-};
+/** Under the names that the QOR's table has for them. */
+constexpr auto kAssetFields = [] {
+    std::array<Described, std::size(assets::kFields)> fields{};
+    std::ranges::transform(assets::kFields, fields.begin(), [](const qor::Field &field) {
+        const Form form = &field == &assets::kFields[assets::kEnable] ? Form::Flag : Form::Plain;
+        return Described{field.name, field, form};
+    });
+    return fields;
+}();
 
-constexpr std::size_t kSpeedSize = std::size(kEvents) * kAssetSize;
-static_assert(std::size(kSpeeds) * kSpeedSize == 1479);
-
-void write_speed(std::span<std::byte> assets, const DescriptionTable &speed) {
-    for (std::size_t event = 0; event < std::size(kEvents); ++event) {
-        if (const auto asset = speed.table(kEvents[event], "an asset", keys_of(kAssetFields))) {
-            write_fields(assets.subspan(event * kAssetSize, kAssetSize), kAssetFields, *asset);
+void write_speed(std::span<std::byte> table, const DescriptionTable &speed) {
+    for (std::size_t event = 0; event < assets::kEventCount; ++event) {
+        if (const auto asset = speed.table(event_key(event), "an asset", keys_of(kAssetFields))) {
+            write_fields(table.subspan(event * assets::kAssetSize, assets::kAssetSize), kAssetFields, *asset);
         }
     }
 }
 
 Bytes asset_table(const DescriptionValue &value) {
-    Bytes assets(std::size(kSpeeds) * kSpeedSize);
-    const DescriptionTable table = value.table("the assets", {std::begin(kSpeeds), std::end(kSpeeds)});
-    for (std::size_t i = 0; i < std::size(kSpeeds); ++i) {
-        const std::string what = "the assets " + in_quotes(kSpeeds[i]);
-        if (const auto speed = table.table(kSpeeds[i], what, {std::begin(kEvents), std::end(kEvents)})) {
-            write_speed(std::span(assets).subspan(i * kSpeedSize, kSpeedSize), *speed);
+    Bytes made(assets::kSize);
+    const DescriptionTable table = value.table("the assets", {std::begin(assets::kSpeeds), std::end(assets::kSpeeds)});
+    for (std::size_t i = 0; i < assets::kSpeedCount; ++i) {
+        const std::string what = "the assets " + in_quotes(assets::kSpeeds[i]);
+        if (const auto speed = table.table(assets::kSpeeds[i], what, event_keys())) {
+            write_speed(std::span(made).subspan(i * assets::kSpeedSize, assets::kSpeedSize), *speed);
         }
     }
-    return assets;
+    return made;
 }
 
 // ---- sensors -----------------------------------------------------------------------------------------------
 
 Bytes word(const DescriptionValue &value) {
     Bytes made(4);
-    write_field(made, {{}, 0, 4}, value);
+    write_field(made, {{}, qor::u32("", 0)}, value);
     return made;
 }
 
-Bytes text32(const DescriptionValue &value) {
-    Bytes made(32);
-    write_field(made, {{}, 0, 32, Kind::Text}, value);
+Bytes name(const DescriptionValue &value) {
+    Bytes made(sensor::kModel.size);
+    write_field(made, {{}, qor::text("", 0, sensor::kModel.size)}, value);
     return made;
 }
 
-constexpr Field kLocationFields[] = {
-    {"name", 0, 1, Kind::Text},
-    {"alternate", 1, 4, Kind::Signed},
+constexpr Described kLocationFields[] = {
+    {sensor::kLocationName.name, sensor::kLocationName},
+    {sensor::kLocationAlternate.name, sensor::kLocationAlternate},
 };
 
 Bytes location(const DescriptionValue &value) {
-    Bytes made(5);
+    Bytes made(sensor::kLocation.size);
     write_fields(made, kLocationFields, value.table("a location", keys_of(kLocationFields)));
     return made;
 }
 
-constexpr Field kBatchFields[] = {
-    {"sensor", 0, 4}, {"mux", 4, 4}, {"ap", 8, 4}, {"ap_report", 12, 4}, {"endpoint_count", 16, 4},
+constexpr Described kBatchFields[] = {
+    {"sensor", sensor::kBatchIntervalFields[0]},
+    {"mux", sensor::kBatchIntervalFields[1]},
+    {"ap", sensor::kBatchIntervalFields[2]},
+    {"ap_report", sensor::kBatchIntervalFields[3]},
+    {"endpoint_count", sensor::kBatchIntervalFields[4]},
 };
 
 Bytes batch_intervals(const DescriptionValue &value) {
-    Bytes made(20);
+    Bytes made(sensor::kBatchIntervals.size);
     write_fields(made, kBatchFields, value.table("the batch intervals", keys_of(kBatchFields)));
     return made;
 }
@@ -261,52 +281,53 @@ std::vector<DescriptionValue> three(const DescriptionValue &value, const char *w
     return elements;
 }
 
-Bytes vector3(const DescriptionValue &value, std::size_t width, Kind kind) {
-    Bytes made(3 * width);
+/** Three numbers, each as `element` says. */
+Bytes vector3(const DescriptionValue &value, const qor::Field &element) {
+    Bytes made(std::size_t{3} * element.size);
     const std::vector<DescriptionValue> elements = three(value, "3 numbers");
     for (std::size_t i = 0; i < elements.size(); ++i) {
-        write_field(made, {{}, i * width, width, kind}, elements[i]);
+        qor::Field place = element;
+        place.offset = static_cast<std::uint16_t>(i * element.size);
+        write_field(made, {{}, place}, elements[i]);
     }
     return made;
 }
 
 /** Row by row. */
-Bytes matrix(const DescriptionValue &value, std::size_t width, Kind kind) {
+Bytes matrix(const DescriptionValue &value, const qor::Field &element) {
     Bytes made;
     for (const DescriptionValue &row : three(value, "3 rows")) {
-        std::ranges::copy(vector3(row, width, kind), std::back_inserter(made));
+        std::ranges::copy(vector3(row, element), std::back_inserter(made));
     }
     return made;
 }
 
-Bytes fixed_matrix(const DescriptionValue &value) { return matrix(value, 4, Kind::Fixed); }
-Bytes byte_matrix(const DescriptionValue &value) { return matrix(value, 1, Kind::Signed); }
-Bytes offset(const DescriptionValue &value) { return vector3(value, 4, Kind::Signed); }
+Bytes fixed_matrix(const DescriptionValue &value) { return matrix(value, sensor::kMatrixElement); }
+Bytes byte_matrix(const DescriptionValue &value) { return matrix(value, sensor::kOrientationElement); }
+Bytes offset(const DescriptionValue &value) { return vector3(value, sensor::kOffsetElement); }
 
-/** As many registers as are read, behind their count. */
-constexpr std::size_t kRegisters = 31;
-constexpr std::size_t kRegisterSize = 4;
-constexpr Field kRegisterCount = {"count", 0, 4};
-constexpr Field kRegisterFields[] = {
-    {"register", 0, 2},
-    {"value", 2, 2},
+constexpr Described kRegisterCount = {sensor::kRegisterCount.name, sensor::kRegisterCount};
+constexpr Described kRegisterFields[] = {
+    {sensor::kRegisterNumber.name, sensor::kRegisterNumber},
+    {sensor::kRegisterValue.name, sensor::kRegisterValue},
 };
 
 Bytes registers(const DescriptionValue &value) {
     const DescriptionTable table = value.table("the registers", {kRegisterCount.key, "entry"});
     const std::vector<DescriptionTable> entries = table.tables("entry", "a register", keys_of(kRegisterFields));
-    if (entries.size() > kRegisters) {
-        throw entries[kRegisters].error("\"entry\" must have at most 31 elements");
+    if (entries.size() > sensor::kMostRegisters) {
+        throw entries[sensor::kMostRegisters].error("\"entry\" must have at most 31 elements");
     }
-    Bytes made(kRegisterCount.width + entries.size() * kRegisterSize);
+    constexpr std::size_t kCountSize = sensor::kRegisterCount.size;
+    Bytes made(kCountSize + entries.size() * sensor::kRegisterSize);
     if (table.has(kRegisterCount.key)) {
         write_field(made, kRegisterCount, table.value(kRegisterCount.key));
     } else {
-        write_number(std::span(made).first(kRegisterCount.width), entries.size());
+        write_number(std::span(made).first(kCountSize), entries.size());
     }
     for (std::size_t i = 0; i < entries.size(); ++i) {
-        write_fields(std::span(made).subspan(kRegisterCount.width + i * kRegisterSize, kRegisterSize), kRegisterFields,
-                     entries[i]);
+        write_fields(std::span(made).subspan(kCountSize + i * sensor::kRegisterSize, sensor::kRegisterSize),
+                     kRegisterFields, entries[i]);
     }
     return made;
 }
@@ -314,28 +335,26 @@ Bytes registers(const DescriptionValue &value) {
 // ---- tagged extra data -------------------------------------------------------------------------------------
 
 /** As much as is read of one property. */
-constexpr std::size_t kExtraSize = 256;
-
-constexpr std::byte kNumber32Tag{0};
-constexpr std::byte kNumber64Tag{1};
-constexpr std::byte kTextTag{2};
+constexpr std::size_t kExtraSize = sensor::kExtraData[0].size;
 
 struct Mark {
     std::string_view name;
-    std::byte tag;
+    sensor::Tag tag;
 };
 
 constexpr Mark kMarks[] = {
-    {"end-of-line", std::byte{3}},
-    {"hexadecimal", std::byte{4}},
-    {"decimal", std::byte{5}},
+    {"end-of-line", sensor::kEndOfLine},
+    {"hexadecimal", sensor::kHexadecimal},
+    {"decimal", sensor::kDecimal},
 };
 
-void append_number(Bytes &bytes, std::byte tag, const DescriptionValue &value, std::size_t width) {
-    bytes.push_back(tag);
-    const std::size_t at = bytes.size();
-    bytes.resize(at + width);
-    write_field(bytes, {{}, at, width, Kind::Signed}, value);
+void append_tag(Bytes &bytes, sensor::Tag tag) { bytes.push_back(std::byte{tag}); }
+
+void append_number(Bytes &bytes, sensor::Tag tag, const DescriptionValue &value, const qor::Field &number) {
+    append_tag(bytes, tag);
+    Bytes made(number.size);
+    write_field(made, {{}, number}, value);
+    std::ranges::copy(made, std::back_inserter(bytes));
 }
 
 void append_mark(Bytes &bytes, const DescriptionValue &item) {
@@ -346,7 +365,7 @@ void append_mark(Bytes &bytes, const DescriptionValue &item) {
         std::ranges::transform(kMarks, std::back_inserter(names), &Mark::name);
         throw item.error("has no item " + in_quotes(name) + suggestion(name, names));
     }
-    bytes.push_back(mark->tag);
+    append_tag(bytes, mark->tag);
 }
 
 void append_item(Bytes &bytes, const DescriptionValue &item) {
@@ -359,13 +378,13 @@ void append_item(Bytes &bytes, const DescriptionValue &item) {
         throw item.error("must have items with one of the keys \"text\", \"s32\" and \"s64\"");
     }
     if (table.has("text")) {
-        bytes.push_back(kTextTag);
+        append_tag(bytes, sensor::kText);
         append_text(bytes, whole_text(table.value("text")));
         bytes.push_back(std::byte{0});
     } else if (table.has("s32")) {
-        append_number(bytes, kNumber32Tag, table.value("s32"), 4);
+        append_number(bytes, sensor::kNumber32, table.value("s32"), qor::s32("", 0));
     } else {
-        append_number(bytes, kNumber64Tag, table.value("s64"), 8);
+        append_number(bytes, sensor::kNumber64, table.value("s64"), qor::s64("", 0));
     }
 }
 
@@ -389,61 +408,55 @@ struct Builder {
 };
 
 constexpr Builder kDriverProperties[] = {
-    {"latency", kLatencyProperty, latency_statistics},
-    {"assets", kAssetsProperty, asset_table},
+    {"latency", latency::kProperty, latency_statistics},
+    {"assets", assets::kProperty, asset_table},
 };
 
 constexpr Builder kSensorProperties[] = {
-    {"report_interval", 0, word},
-    {"raw_mode", 10, word},
-    {"calibration_matrix", 11, fixed_matrix},
-    {"factory_mode", 13, word},
-    {"manufacturer", 15, text32},
-    {"model", 16, text32},
-    {"orientation_matrix", 24, byte_matrix},
-    {"int_cal", 25, word},
-    {"calibration_offset", 26, offset},
-    {"compass_matrix", 29, fixed_matrix},
-    {"decimation_enabled", 36, word},
-    {"startup_time", 45, word},
-    {"registers", 56, registers},
-    {"extra_57", 57, extra_data},
-    {"extra_58", 58, extra_data},
-    {"extra_59", 59, extra_data},
-    {"extra_60", 60, extra_data},
-    {"calibration_complete", 61, word},
-    {"systick_interval", 64, word},
-    {"batch_intervals", 67, batch_intervals},
-    {"location", 68, location},
+    {"report_interval", sensor::kReportInterval.id, word},
+    {"raw_mode", sensor::kRawMode.id, word},
+    {"calibration_matrix", sensor::kCalibrationMatrix.id, fixed_matrix},
+    {"factory_mode", sensor::kFactoryMode.id, word},
+    {"manufacturer", sensor::kManufacturer.id, name},
+    {"model", sensor::kModel.id, name},
+    {"orientation_matrix", sensor::kOrientationMatrix.id, byte_matrix},
+    {"int_cal", sensor::kInterruptCalibration.id, word},
+    {"calibration_offset", sensor::kCalibrationOffset.id, offset},
+    {"compass_matrix", sensor::kCompassMatrix.id, fixed_matrix},
+    {"decimation_enabled", sensor::kDecimationEnabled.id, word},
+    {"startup_time", sensor::kStartupTime.id, word},
+    {"registers", sensor::kRegisters.id, registers},
+    {"extra_57", sensor::kExtraData[0].id, extra_data},
+    {"extra_58", sensor::kExtraData[1].id, extra_data},
+    {"extra_59", sensor::kExtraData[2].id, extra_data},
+    {"extra_60", sensor::kExtraData[3].id, extra_data},
+    {"calibration_complete", sensor::kCalibrationComplete.id, word},
+    {"systick_interval", sensor::kSystickInterval.id, word},
+    {"batch_intervals", sensor::kBatchIntervals.id, batch_intervals},
+    {"location", sensor::kLocation.id, location},
 };
 
-constexpr std::size_t kClients = 16;
-constexpr std::size_t kClientSize = 31;
-
-constexpr Field kClientFields[] = {
-    {"name", 0, 12, Kind::Text},
-    {"report_interval", 12, 4, Kind::Signed},
-    {"batch_interval", 16, 4, Kind::Signed},
-    {"threshold", 20, 4, Kind::Signed},
-    {"time_limit", 24, 4, Kind::Signed},
-    {"in_use", 28, 1, Kind::Flag},
+constexpr Described kClientFields[] = {
+    {sensor::kClientName.name, sensor::kClientName}, {"report_interval", sensor::kClientSettings[0]},
+    {"batch_interval", sensor::kClientSettings[1]},  {"threshold", sensor::kClientSettings[2]},
+    {"time_limit", sensor::kClientSettings[3]},      {sensor::kClientInUse.name, sensor::kClientInUse, Form::Flag},
 };
 
 Bytes clients(const DescriptionValue &value) {
     const std::vector<DescriptionValue> records = value.elements("tables");
-    if (records.size() > kClients) {
-        throw records[kClients].error("must have at most 16 elements");
+    if (records.size() > sensor::kMostClients) {
+        throw records[sensor::kMostClients].error("must have at most 16 elements");
     }
-    Bytes made(records.size() * kClientSize);
+    Bytes made(records.size() * sensor::kClientSize);
     for (std::size_t i = 0; i < records.size(); ++i) {
-        write_fields(std::span(made).subspan(i * kClientSize, kClientSize), kClientFields,
+        write_fields(std::span(made).subspan(i * sensor::kClientSize, sensor::kClientSize), kClientFields,
                      records[i].table("a client", keys_of(kClientFields)));
     }
     return made;
 }
 
 constexpr Builder kDriverCommands[] = {
-    {"client", 57, clients},
+    {"client", sensor::kClientsCommand, clients},
 };
 
 KnownKeys keys_of(std::span<const Builder> builders) {

@@ -6,7 +6,7 @@
 
 #include "host/TallybookStore.h"
 #include "host/fault_points.h"
-#include "platform/QorAnalytics.h"
+#include "qor/analytics.h"
 
 namespace host {
 namespace {
@@ -215,7 +215,7 @@ bool DeviceBehaviour::deliver_batch(std::span<const std::byte> entries) {
     queue->run_if_open([&] {
         if (const QorAnalyticsCallback callback = _callback) {
             const StoreBatch whole;
-            callback(_target, entries.data(), entries.size() / kQorAnalyticsEntrySize);
+            callback(_target, entries.data(), entries.size() / qor::analytics::kEntrySize);
             delivered = true;
         }
     });

@@ -1,6 +1,6 @@
 /**
  * The user-space plug-ins of a QOR driver and a QOR device, played by functions: COM-style objects with the
- * tables of `platform/QorInterfaces.h`.
+ * tables of `qor/interfaces.h`.
  */
 #pragma once
 
@@ -13,7 +13,7 @@
 
 #include "host/RvQueue.h"
 #include "host/RvRegistry.h"
-#include "platform/QorInterfaces.h"
+#include "qor/interfaces.h"
 
 namespace host {
 

@@ -163,7 +163,7 @@ TEST_F(Publishing, ReachesEveryKeyByItsIndex) {
 
     ASSERT_THAT(scalars(), SizeIs(58));
     for (int key = 0; key < kQORTbkKey_Count; ++key) {
-        EXPECT_EQ(scalars().at(kTallybookKeyStrings[key]), key);
+        EXPECT_EQ(scalars().at(qor::analytics::kKeys[key]), key);
     }
 }
 

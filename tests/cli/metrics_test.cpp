@@ -13,7 +13,7 @@
 #include <unistd.h>
 
 #include "host/store/analytics_store.h"
-#include "platform/QorAnalytics.h"
+#include "qor/analytics.h"
 #include "tests/cli/program.h"
 
 using cli_tests::expect_golden;
@@ -35,8 +35,8 @@ constexpr double kInfinity = std::numeric_limits<double>::infinity();
 /** A day of a phone, by rules that anyone can redo: no two keys look alike. */
 StoreContents a_day() {
     StoreContents day;
-    for (std::size_t i = 0; i < kQorAnalyticsKeyCount; ++i) {
-        const std::string key = kQorAnalyticsKeys[i];
+    for (std::size_t i = 0; i < qor::analytics::kKeyCount; ++i) {
+        const std::string key = qor::analytics::kKeys[i];
         if (key.find("count") != std::string::npos) {
             day.scalars[key] = static_cast<std::int64_t>(i * i);
             continue;
@@ -127,7 +127,7 @@ TEST_F(MetricsTest, AStoreIsShownInOpenMetrics) {
 
 /** Every key as a scalar and as a distribution, and keys that nobody would give in good faith. */
 StoreContents the_worst() {
-    std::vector<std::string> keys(std::begin(kQorAnalyticsKeys), std::end(kQorAnalyticsKeys));
+    std::vector<std::string> keys(std::begin(qor::analytics::kKeys), std::end(qor::analytics::kKeys));
     keys.insert(keys.end(), {"",
                              " ",
                              "# EOF",

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "decoder/profile_report.h"
+#include "qor/report.h"
 
 namespace cli_tests {
 

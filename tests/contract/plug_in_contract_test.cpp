@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
 #include "platform/Owned.h"
-#include "platform/QorInterfaces.h"
 #include "platform/RvPlugIn.h"
+#include "qor/interfaces.h"
 #include "tests/contract/registered_entries.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "decoder/profile_report.h"
+#include "qor/report.h"
 
 #include <gtest/gtest.h>
 

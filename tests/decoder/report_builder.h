@@ -8,8 +8,8 @@
 #include <string_view>
 
 #include "decoder/profile_decoder.h"
-#include "decoder/profile_report.h"
 #include "decoder/text_stream.h"
+#include "qor/report.h"
 
 /** A report of zeros with these ids in memory order; the rest is put at offsets from the report's start. */
 class ReportBuilder {

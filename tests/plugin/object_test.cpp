@@ -162,7 +162,7 @@ TEST(Open, AnswersTrueAndMakesEveryKeyString) {
     EXPECT_TRUE(object->open(nullptr, 0));
 
     for (int key = 0; key < kQORTbkKey_Count; ++key) {
-        EXPECT_STREQ(TvStringGetCString(PlugInInspector::key(*object, key)), kTallybookKeyStrings[key]) << key;
+        EXPECT_STREQ(TvStringGetCString(PlugInInspector::key(*object, key)), qor::analytics::kKeys[key]) << key;
     }
 }
 
@@ -174,7 +174,7 @@ TEST(Open, LeavesAStringThatCannotBeMadeNullAndGoesOn) {
     host::disarm_faults();
 
     EXPECT_EQ(PlugInInspector::key(*object, 3), nullptr);
-    EXPECT_STREQ(TvStringGetCString(PlugInInspector::key(*object, 4)), kTallybookKeyStrings[4]);
+    EXPECT_STREQ(TvStringGetCString(PlugInInspector::key(*object, 4)), qor::analytics::kKeys[4]);
 }
 
 TEST(Open, ASecondOneOverwritesTheStringsWithoutReleasingThem) {
@@ -189,12 +189,12 @@ TEST(Open, ASecondOneOverwritesTheStringsWithoutReleasingThem) {
 }
 
 TEST(KeyTable, KeepsTheIrregularSpellings) {
-    EXPECT_STREQ(kTallybookKeyStrings[0], "com.ondre.zel.button.click.count");
-    EXPECT_STREQ(kTallybookKeyStrings[25], "com.ondre.com.zel.prox.baseline_to_trigger.time.dist");
-    EXPECT_STREQ(kTallybookKeyStrings[30],
+    EXPECT_STREQ(qor::analytics::kKeys[0], "com.ondre.zel.button.click.count");
+    EXPECT_STREQ(qor::analytics::kKeys[25], "com.ondre.com.zel.prox.baseline_to_trigger.time.dist");
+    EXPECT_STREQ(qor::analytics::kKeys[30],
                  "com.ondre.zel.prox.num_frames_for_high_ambient_baseline_capture_target_approched.dist");
-    EXPECT_STREQ(kTallybookKeyStrings[44], "com.ondre.zel.button.kiru_probe_failure_kiru_count");
-    EXPECT_STREQ(kTallybookKeyStrings[57], "com.ondre.zel.test");
+    EXPECT_STREQ(qor::analytics::kKeys[44], "com.ondre.zel.button.kiru_probe_failure_kiru_count");
+    EXPECT_STREQ(qor::analytics::kKeys[57], "com.ondre.zel.test");
 }
 
 using Schedule = PlugInTest;

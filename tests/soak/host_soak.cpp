@@ -25,7 +25,7 @@
 #include "host/device/qor_plug_ins.h"
 #include "host/module/module.h"
 #include "platform/Owned.h"
-#include "platform/QorAnalytics.h"
+#include "qor/analytics.h"
 
 namespace {
 
@@ -90,7 +90,7 @@ public:
         for (const host::AnalyticsDescription &batch : _device.analytics()) {
             if (_device.device(batch.device).deliver_batch(batch.entries)) {
                 ++_figures.batches;
-                _figures.entries += batch.entries.size() / kQorAnalyticsEntrySize;
+                _figures.entries += batch.entries.size() / qor::analytics::kEntrySize;
             }
         }
         _figures.notifications += host::deliver_notification(kFaultNotification);

@@ -1,6 +1,6 @@
 // The button's latency statistics.
 
-#include "state/SSHBStatistics.h"
+#include "qor/latency.h"
 
 #include "tests/state/snapshot_fixture.h"
 

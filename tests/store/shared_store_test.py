@@ -37,7 +37,7 @@ NONE, CLEAR_SCALAR, SET_SCALAR, ADD, CLEAR, SET = range(6)
 
 def key_names(source):
     """The key strings in the order of their table."""
-    names = [line.split('"')[1] for line in source.read_text().splitlines() if line.lstrip().startswith("/* ")]
+    names = re.findall(r'KEY\(kQORTbkKey_\w+,[\s\\]*"([^"]+)"\)', source.read_text())
     assert len(names) == 58, f"{len(names)} keys in {source}"
     return names
 
@@ -300,7 +300,7 @@ def main():
     host, module, what, number = sys.argv[1:5]
     seed = int(sys.argv[5]) if len(sys.argv) > 5 else random.SystemRandom().getrandbits(32)
     print(f"seed {seed}")
-    names = key_names(pathlib.Path(__file__).parents[2] / "platform/QorAnalytics.h")
+    names = key_names(pathlib.Path(__file__).parents[2] / "qor/analytics.h")
     job = {"kills": kills, "torn": torn, "together": together}[what]
     with tempfile.TemporaryDirectory() as folder:
         try:

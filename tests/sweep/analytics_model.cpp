@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "platform/QorAnalytics.h"
+#include "qor/analytics.h"
 
 namespace sweep {
 namespace {
@@ -19,8 +19,8 @@ public:
         const unsigned version = entry[0];
         const unsigned operation = entry[1];
         const unsigned key_index = entry[2];
-        if (version != kQorAnalyticsVersion) {
-            say("publishTBData qortbkkeys version mismatch (%#x/%#x)", version, unsigned{kQorAnalyticsVersion});
+        if (version != qor::analytics::kVersion) {
+            say("publishTBData qortbkkeys version mismatch (%#x/%#x)", version, unsigned{qor::analytics::kVersion});
             return;
         }
         const std::string key = key_of(key_index);
@@ -50,8 +50,8 @@ private:
 
     /** Empty when there is none. */
     std::string key_of(unsigned index) {
-        if (index < kQorAnalyticsKeyCount) {
-            return kQorAnalyticsKeys[index];
+        if (index < qor::analytics::kKeyCount) {
+            return qor::analytics::kKeys[index];
         }
         say("%s: Kelmarks: %s, %s file: %s, line: %d value:%x", "", "key < kQORTbkKey_Count", "",
             "plugin/OndreQORHIDStatistics.cpp", 434, 0U);
@@ -106,7 +106,7 @@ private:
 AnalyticsOutcome expected_analytics(std::span<const std::byte> entries, const LeftOut &left_out,
                                     bool has_fallback_key) {
     Model model(left_out, has_fallback_key);
-    for (std::size_t at = 0; at + kQorAnalyticsEntrySize <= entries.size(); at += kQorAnalyticsEntrySize) {
+    for (std::size_t at = 0; at + qor::analytics::kEntrySize <= entries.size(); at += qor::analytics::kEntrySize) {
         model.apply(reinterpret_cast<const unsigned char *>(entries.data() + at));
     }
     return model.take();

@@ -19,8 +19,8 @@
 #include "host/RvRegistry.h"
 #include "host/TallybookStore.h"
 #include "host/fault_points.h"
-#include "platform/QorAnalytics.h"
 #include "platform/RvStateCapture.h"
+#include "qor/analytics.h"
 #include "tests/sweep/analytics_model.h"
 #include "tests/sweep/expectations.h"
 #include "tests/sweep/module_memory.h"
@@ -213,7 +213,7 @@ private:
         }
         subject.end();
         _undisturbed.ended = subject.holdings();
-        if (_undisturbed.ended.values != kQorAnalyticsKeyCount) {
+        if (_undisturbed.ended.values != qor::analytics::kKeyCount) {
             fail("undisturbed", "other values are left than the key strings: " + to_string(_undisturbed.ended));
         }
     }
@@ -404,7 +404,7 @@ private:
         const std::int64_t lost_keys = loses_keys ? static_cast<std::int64_t>(strikes) : 0;
         const Holdings ended = subject.holdings();
         const bool only_array_is_left = ended.allocator_blocks <= _undisturbed.ended.allocator_blocks;
-        if (ended.values != kQorAnalyticsKeyCount - lost_keys || !only_array_is_left || ended.connections != 0) {
+        if (ended.values != qor::analytics::kKeyCount - lost_keys || !only_array_is_left || ended.connections != 0) {
             fail(chosen, "more is left than the key strings and the array, or less: " + to_string(ended));
         }
         return strikes;

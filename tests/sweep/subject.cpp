@@ -11,7 +11,7 @@
 #include "host/TvValues.h"
 #include "host/device/device_description.h"
 #include "host/device/qor_plug_ins.h"
-#include "platform/QorAnalytics.h"
+#include "qor/analytics.h"
 #include "tests/sweep/module_memory.h"
 
 namespace sweep {
@@ -165,8 +165,8 @@ void Subject::end() {
 /** Sets every key to its index and asks the store which keys there are. */
 void Subject::note_keys(const std::string &device, Facts &facts) const {
     std::vector<std::byte> entries;
-    for (unsigned key = 0; key < kQorAnalyticsKeyCount; ++key) {
-        const unsigned bytes[] = {kQorAnalyticsVersion, kQorAnalyticsSetScalar, key, key, 0, 0, 0};
+    for (unsigned key = 0; key < qor::analytics::kKeyCount; ++key) {
+        const unsigned bytes[] = {qor::analytics::kVersion, qor::analytics::kSetScalar, key, key, 0, 0, 0};
         for (const unsigned byte : bytes) {
             entries.push_back(static_cast<std::byte>(byte));
         }
@@ -175,8 +175,8 @@ void Subject::note_keys(const std::string &device, Facts &facts) const {
     _device->device(device).deliver_batch(entries);
     const auto scalars = host::store_contents().scalars;
     host::clear_store();
-    for (unsigned key = 0; key < kQorAnalyticsKeyCount; ++key) {
-        const auto found = scalars.find(kQorAnalyticsKeys[key]);
+    for (unsigned key = 0; key < qor::analytics::kKeyCount; ++key) {
+        const auto found = scalars.find(qor::analytics::kKeys[key]);
         if (found != scalars.end()) {
             facts["key " + std::to_string(key)] = std::to_string(found->second);
         }

@@ -8,7 +8,7 @@
 #include <gmock/gmock.h>
 
 #include "cli/metrics/openmetrics.h"
-#include "platform/QorAnalytics.h"
+#include "qor/analytics.h"
 
 using cli::metric_families;
 using cli::MetricFamily;
@@ -27,7 +27,7 @@ constexpr std::array<const char *, 8> kReservedEndings{"_count",   "_sum",  "_bu
 
 StoreContents everything() {
     StoreContents contents;
-    for (const char *key : kQorAnalyticsKeys) {
+    for (const char *key : qor::analytics::kKeys) {
         contents.scalars[key] = 1;
         contents.distributions[key] = {{-1, 1}, {2, 1}};
     }
@@ -48,7 +48,7 @@ TEST(MetricFamiliesTest, EveryKeyOfThePlugInHasAFamilyOfItsOwnForEachKind) {
     }
 
     // Two families a key, one of each kind for other keys, and three with the rest of all distributions.
-    EXPECT_EQ(families.size(), 2u * kQorAnalyticsKeyCount + 2 + 3);
+    EXPECT_EQ(families.size(), 2u * qor::analytics::kKeyCount + 2 + 3);
 }
 
 TEST(MetricFamiliesTest, NamesAreThoseThatCheckersAccept) {

@@ -6,7 +6,7 @@
 
 #include <gmock/gmock.h>
 
-#include "platform/QorAnalytics.h"
+#include "qor/analytics.h"
 
 using cli::known_key;
 using cli::KnownKey;
@@ -39,7 +39,7 @@ TEST(MetricKeysTest, KeysOfNoSubsystemAreShownWhole) {
 
 TEST(MetricKeysTest, EverySubsystemHasItsKeysOfThePlugIn) {
     std::map<std::string, int> counts;
-    for (const char *key : kQorAnalyticsKeys) {
+    for (const char *key : qor::analytics::kKeys) {
         ++counts[subsystem(key)];
     }
 
@@ -54,7 +54,7 @@ TEST(MetricKeysTest, EverySubsystemHasItsKeysOfThePlugIn) {
 }
 
 TEST(MetricKeysTest, UnitsAreThoseThatKeysName) {
-    for (std::size_t i = 0; i < kQorAnalyticsKeyCount; ++i) {
+    for (std::size_t i = 0; i < qor::analytics::kKeyCount; ++i) {
         const KnownKey key = known_key(i);
         const bool names_kcpss = key.key.find(".kcpss") != std::string_view::npos;
         const bool names_percent = key.key.find(".percent") != std::string_view::npos;
@@ -68,7 +68,7 @@ TEST(MetricKeysTest, HelpNamesTheSubsystemAndTellsKeysApart) {
         {"button", "Button: "},   {"prox", "Proximity: "}, {"audio", "Audio: "}, {"kiru", "Kiru: "},
         {"tovrane", "Tovrane: "}, {"dravo", "Dravo: "},    {"ttw", "TTW: "},     {"other", "Test"}};
     std::set<std::string_view> seen;
-    for (std::size_t i = 0; i < kQorAnalyticsKeyCount; ++i) {
+    for (std::size_t i = 0; i < qor::analytics::kKeyCount; ++i) {
         const KnownKey key = known_key(i);
 
         EXPECT_EQ(key.help.rfind(starts.at(subsystem(key.key)), 0), 0u) << key.key << ": " << key.help;

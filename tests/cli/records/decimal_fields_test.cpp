@@ -22,21 +22,21 @@ TEST(DecimalTest, HasTwentyCharactersAtMost) {
 }
 
 TEST(DecimalFieldsTest, AreSplitAtTheirNames) {
-    constexpr std::array<std::string_view, 2> kNames{"a=", " b="};
+    constexpr qor::Field kFields[] = {qor::s32("a", 0), qor::s32("b", 4)};
     std::array<std::string_view, 2> values;
 
-    ASSERT_TRUE(cli::take_decimal_fields("a=1 b=-2.5", kNames, values));
+    ASSERT_TRUE(cli::take_decimal_fields("a=1 b=-2.5", kFields, values));
 
     EXPECT_EQ(values[0], "1");
     EXPECT_EQ(values[1], "-2.5");
 }
 
 TEST(DecimalFieldsTest, ATextOfAnotherFormIsRefused) {
-    constexpr std::array<std::string_view, 2> kNames{"a=", " b="};
+    constexpr qor::Field kFields[] = {qor::s32("a", 0), qor::s32("b", 4)};
     std::array<std::string_view, 2> values;
     for (const char *const text :
          {"", "a=", "a=1", "a=1 ", "a=1 b=", "a=1 b=2 ", "a=1 b=2 c=3", "b=2 a=1", "a=x b=2", "xa=1 b=2", "a=1  b=2"}) {
-        EXPECT_FALSE(cli::take_decimal_fields(text, kNames, values)) << text;
+        EXPECT_FALSE(cli::take_decimal_fields(text, kFields, values)) << text;
     }
 }
 

@@ -12,7 +12,7 @@
 
 #include "host/device/device_description.h"
 #include "host/error.h"
-#include "platform/QorAnalytics.h"
+#include "qor/analytics.h"
 #include "tests/host/device/written_description.h"
 
 namespace {
@@ -82,8 +82,8 @@ INSTANTIATE_TEST_SUITE_P(AnalyticsDescription, AnalyticsEntries, testing::Values
                          [](const auto &row) { return row.param.name; });
 
 TEST(AnalyticsDescription, EveryKeyIsFoundByItsText) {
-    for (int index = 0; index < kQorAnalyticsKeyCount; ++index) {
-        EXPECT_EQ(entry(std::string("operation = 0, key = '") + kQorAnalyticsKeys[index] + "'").at(2), index);
+    for (int index = 0; index < qor::analytics::kKeyCount; ++index) {
+        EXPECT_EQ(entry(std::string("operation = 0, key = '") + qor::analytics::kKeys[index] + "'").at(2), index);
     }
 }
 

@@ -10,8 +10,8 @@
 #include <gtest/gtest.h>
 
 #include "host/RvRegistry.h"
-#include "platform/QorInterfaces.h"
 #include "platform/RvPlugIn.h"
+#include "qor/interfaces.h"
 
 namespace {
 

@@ -9,8 +9,8 @@
 
 #include "host/device/described_device.h"
 #include "host/device/device_description.h"
-#include "platform/QorAnalytics.h"
 #include "platform/RvConnection.h"
+#include "qor/analytics.h"
 
 namespace {
 
@@ -143,21 +143,21 @@ TEST(PhoneExample, All104EntriesOfACaptureGetFullReads) {
 TEST(PhoneExample, TheDaysAnalyticsAreEntriesThatThePlugInKnows) {
     const std::vector<std::byte> day = host::read_device_description(kPhone).analytics.at(0).entries;
 
-    for (std::size_t at = 0; at < day.size(); at += kQorAnalyticsEntrySize) {
-        EXPECT_EQ(std::to_integer<int>(day[at]), kQorAnalyticsVersion) << at;
-        EXPECT_LT(std::to_integer<int>(day[at + 2]), kQorAnalyticsKeyCount) << at;
+    for (std::size_t at = 0; at < day.size(); at += qor::analytics::kEntrySize) {
+        EXPECT_EQ(std::to_integer<int>(day[at]), qor::analytics::kVersion) << at;
+        EXPECT_LT(std::to_integer<int>(day[at + 2]), qor::analytics::kKeyCount) << at;
     }
     // One line of the log for each.
-    EXPECT_LE(day.size() / kQorAnalyticsEntrySize, 500u);
+    EXPECT_LE(day.size() / qor::analytics::kEntrySize, 500u);
 }
 
 TEST(PhoneExample, TheDayHasDistributionsOfButtonProximityAndAudio) {
     const std::vector<std::byte> day = host::read_device_description(kPhone).analytics.at(0).entries;
     std::map<std::string, int> distinct_values;
 
-    for (std::size_t at = 0; at < day.size(); at += kQorAnalyticsEntrySize) {
-        if (std::to_integer<int>(day[at + 1]) >= kQorAnalyticsPush) {
-            ++distinct_values[kQorAnalyticsKeys[std::to_integer<std::size_t>(day[at + 2])]];
+    for (std::size_t at = 0; at < day.size(); at += qor::analytics::kEntrySize) {
+        if (std::to_integer<int>(day[at + 1]) >= qor::analytics::kPush) {
+            ++distinct_values[qor::analytics::kKeys[std::to_integer<std::size_t>(day[at + 2])]];
         }
     }
 

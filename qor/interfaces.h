@@ -3,19 +3,15 @@
  * `RvPlugInCreateForService` and `QueryInterface`. Only the slots that the plug-in calls are named.
  * All of them are called on the plug-in's serial queue.
  */
-#ifndef PLATFORM_QOR_INTERFACES_H
-#define PLATFORM_QOR_INTERFACES_H
+#ifndef QOR_INTERFACES_H
+#define QOR_INTERFACES_H
 
-#include <stddef.h>
-#include <stdint.h>
+#include <cstddef>
+#include <cstdint>
 
 #include "platform/RvPlugIn.h"
 #include "platform/RvQueue.h"
 #include "platform/RvStatus.h"
-
-#ifdef __cplusplus
-extern "C" {
-#endif
 
 /** 3BC5CC87-845E-48AB-A9C2-9436001BA68A */
 #define kQorDriverPlugInTypeBytes                                                                                      \
@@ -79,9 +75,5 @@ typedef struct QorDeviceInterfaceTable {
 } QorDeviceInterfaceTable;
 
 typedef const QorDeviceInterfaceTable **QorDeviceInterfaceRef;
-
-#ifdef __cplusplus
-}
-#endif
 
 #endif

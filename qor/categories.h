@@ -1,0 +1,184 @@
+/**
+ * The categories of reports: what each calls its components and events, and which layouts its payloads have. A report's
+ * type alone chooses the payload, unless the row of its category says otherwise.
+ */
+#ifndef QOR_CATEGORIES_H
+#define QOR_CATEGORIES_H
+
+#include <array>
+#include <iterator>
+
+#include "qor/names.h"
+#include "qor/payload_layouts.h"
+
+namespace qor {
+
+/** A report's type, and the layout that it has in every category without a rule of its own; null for none. */
+struct Type {
+    std::uint8_t id;
+    const char *name;
+    const Layout *layout;
+};
+
+inline constexpr Type kTypes[] = {
+    {0, "stop", nullptr},
+    {1, "long-data", &kLongData},
+    {2, "short-data", &kShortData},
+    {3, "event", &kEvent},
+    {4, "trigger", &kTrigger},
+    {5, "function", &kFunction},
+    {6, "sshb-context1", nullptr},
+    {7, "sshb-context2", nullptr},
+    {8, "sensorinfo", &kSensorInfo},
+    {9, "extfunction", &kExtFunction},
+    {10, "sshb-context", nullptr},
+    {11, "annotation", &kAnnotation},
+    {12, "decimationinfo", &kDecimationInfo},
+};
+
+/** Which of a report's four ids a payload rule looks at, as a mask of the header's word. */
+enum HeaderMask : std::uint32_t {
+    kTypeAlone = 0x0000'00FF,
+    kTypeAndEvent = 0x0000'FFFF,
+    kWholeHeader = 0xFFFF'FFFF, ///< category and component, too
+};
+
+/** Stands for every version in a payload rule. */
+inline constexpr int kAnyVersion = -1;
+
+/** Which layouts a payload shows, one after the other. The first rule of a category that holds for a report counts. */
+struct PayloadRule {
+    std::uint32_t header; ///< category, component, event and type, from the highest byte to the lowest
+    HeaderMask mask;
+    int version;                           ///< the 16-bit number at the start of the payload
+    std::array<const Layout *, 2> layouts; ///< null for none
+
+    constexpr std::uint8_t type() const { return static_cast<std::uint8_t>(header); }
+
+    constexpr bool holds_for(const _QorProfileReport &report) const {
+        return (report.header() & mask) == header &&
+               (version == kAnyVersion || version == report.at<std::uint16_t>(kPayloadOffset));
+    }
+};
+
+// clang-format off
+
+/** Data coming in is followed by the generic layout, data going out is not; intended. */
+inline constexpr PayloadRule kVastrelPayloads[] = {
+    {0x04000003, kWholeHeader, kAnyVersion, {&kVastrelDataIn, &kEvent}},
+    {0x04000103, kWholeHeader, kAnyVersion, {&kVastrelDataOut}},
+};
+
+/**
+ * Short data of any other event is shown twice; intended. Context versions 3 and 4 are followed by the generic layout
+ * and 5 and 7 are not, which shows nowhere: contexts have no generic layout.
+ */
+inline constexpr PayloadRule kSSHBPayloads[] = {
+    {0x0202, kTypeAndEvent, kAnyVersion, {&kSSHBButton, &kShortData}},
+    {0x0302, kTypeAndEvent, kAnyVersion, {&kSSHBClickStatus, &kShortData}},
+    {0x02,   kTypeAlone,    kAnyVersion, {&kShortData, &kShortData}},
+    {0x03,   kTypeAlone,    kAnyVersion, {&kSSHBTrace, &kEvent}},
+    {0x0A,   kTypeAlone,    3,           {&kSSHBContext3}},
+    {0x0A,   kTypeAlone,    4,           {&kSSHBContext4}},
+    {0x0A,   kTypeAlone,    5,           {&kSSHBContext5}},
+    {0x0A,   kTypeAlone,    7,           {&kSSHBContext7}},
+};
+
+/** An event is not followed by the generic layout; intended. The type of a request has none. */
+inline constexpr PayloadRule kWakePayloads[] = {
+    {0x0A00010D, kWholeHeader, kAnyVersion, {&kWakeRequest}},
+    {0x0A000203, kWholeHeader, kAnyVersion, {&kWakeEvent}},
+};
+
+// clang-format on
+
+/** The events of one component. */
+struct ComponentEvents {
+    std::uint8_t component;
+    std::span<const NamedId> names;
+};
+
+inline constexpr ComponentEvents kExecutionEvents[] = {
+    {0, kSchedulerEvents}, {1, kFunctionEvents}, {2, kWorkloopEvents}, {3, kCommandEvents}, {4, kExtFunctionEvents},
+};
+
+inline constexpr std::uint8_t kSSHBLatency = 3;
+
+inline constexpr ComponentEvents kSSHBLatencyEvents[] = {
+    {kSSHBLatency, kSSHBCheckpoints},
+};
+
+/** Names of the subjects of SSHB traces by the trace's component; other components name none. */
+inline constexpr ComponentEvents kSSHBTraceSubjects[] = {
+    {0, kSSHBSubjects}, {1, kSSHBSubjects}, {2, kSSHBSubjects}, {kSSHBLatency, kSSHBCheckpoints}, {4, kSSHBSubjects},
+};
+
+enum CategoryId : std::uint8_t {
+    kExecution,
+    kTrace,
+    kSensor,
+    kQuoril,
+    kVastrel,
+    kInterrupt,
+    kUart,
+    kSSHB,
+    kControl,
+    kSCM,
+    kWake,
+};
+
+/** Ids without a name are shown as decimal numbers. */
+struct Category {
+    CategoryId id; ///< its place in the table
+    const char *name;
+    std::span<const NamedId> components;
+    std::span<const ComponentEvents> events_of_components; ///< of the components that have events of their own
+    std::span<const NamedId> events;                       ///< of every other component
+    std::span<const PayloadRule> payloads;                 ///< before the layout of the type
+};
+
+// clang-format off
+
+inline constexpr Category kCategories[] = {
+    {kExecution, "exec",      kExecutionComponents, kExecutionEvents,   {},               {}},
+    {kTrace,     "trace",     kTraceComponents,     {},                 {},               {}},
+    {kSensor,    "sensor",    kSensorComponents,    {},                 kSensorEvents,    {}},
+    {kQuoril,    "quoril",    kQuorilComponents,    {},                 kQuorilEvents,    {}},
+    {kVastrel,   "vastrel",   kVastrelComponents,   {},                 kVastrelEvents,   kVastrelPayloads},
+    {kInterrupt, "interrupt", kInterruptComponents, {},                 kInterruptEvents, {}},
+    {kUart,      "uart",      kUartComponents,      {},                 kUartEvents,      {}},
+    {kSSHB,      "sshb",      kSSHBComponents,      kSSHBLatencyEvents, kSSHBEvents,      kSSHBPayloads},
+    {kControl,   "control",   {},                   {},                 {},               {}},
+    {kSCM,       "scm",       kSCMComponents,       {},                 {},               {}},
+    {kWake,      "wake",      kWakeComponents,      {},                 kWakeEvents,      kWakePayloads},
+};
+
+// clang-format on
+
+static_assert(
+    [] {
+        for (std::size_t id = 0; id < std::size(kCategories); ++id) {
+            if (kCategories[id].id != id) {
+                return false;
+            }
+            for (const PayloadRule &rule : kCategories[id].payloads) {
+                for (const Layout *layout : rule.layouts) {
+                    if (layout != nullptr && !stay_inside(layout->fields, kReportSize)) {
+                        return false;
+                    }
+                }
+            }
+        }
+        for (std::size_t id = 0; id < std::size(kTypes); ++id) {
+            if (kTypes[id].id != id ||
+                (kTypes[id].layout != nullptr && !stay_inside(kTypes[id].layout->fields, kReportSize))) {
+                return false;
+            }
+        }
+        return true;
+    }(),
+    "every row stands at its id, and no field leaves the report");
+
+} // namespace qor
+
+#endif
