@@ -1,6 +1,6 @@
 /*
- * Prints the first report of a dump through the module's C entry points: how a program that is not a HID event
- * system uses the decoder. Link it with the module and the platform library:
+ * Prints the first report of a dump through the module's C entry points. It shows how a program that is not a HID
+ * event system uses the decoder. Link it with the module and the platform library:
  *
  *   cc -std=c11 -I. examples/print_report.c build/release/bin/OndreQORHIDStatistics.so \
  *      build/release/bin/libqorplatform.so -Wl,-rpath,build/release/bin -o print_report
@@ -26,14 +26,14 @@ int main(int argc, char **argv) {
     const size_t count = fread(report, sizeof report, 1, dump);
     fclose(dump);
     if (count != 1) {
-        fprintf(stderr, "%s: no whole report of %d bytes\n", argv[1], kQorProfileReportSize);
+        fprintf(stderr, "%s: shorter than one report of %d bytes\n", argv[1], kQorProfileReportSize);
         return 1;
     }
 
-    /* The line as a value, which is ours to release; null when it is no UTF-8. */
+    /* The line as a value, which we own; null when it is not UTF-8. */
     TvStringRef line = CopyProfileDescription(report);
     if (line == NULL) {
-        fprintf(stderr, "%s: the text of its first report is no UTF-8\n", argv[1]);
+        fprintf(stderr, "%s: the text of the first report is not UTF-8\n", argv[1]);
         return 1;
     }
     printf("%zu bytes of text:\n", TvStringGetLength(line));
