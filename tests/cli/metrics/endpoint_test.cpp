@@ -1,4 +1,4 @@
-/** `run --listen`, as far as the command line goes; metrics_endpoint_test.py asks what is served. */
+/** `run --listen`, as far as the command line goes; endpoint_test.py asks what is served. */
 #include <string>
 #include <vector>
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """What `qorstat run --listen` serves, asked over real connections.
 
-    metrics_endpoint_test.py QORSTAT DEVICE.toml PROGRAMS (answers | idle | malformed ROUNDS | end | promtool | prometheus)
+    endpoint_test.py QORSTAT DEVICE.toml PROGRAMS (answers | idle | malformed ROUNDS | end | promtool | prometheus)
 
 answers     what each method and place gets
 idle        scrapes beside connections that say nothing

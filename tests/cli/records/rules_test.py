@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Holds captured records to the rules of docs/records.md, and the check itself to finding what is broken.
 
-    record_rules_test.py QORSTAT DEVICE.toml CHECKER RULES.md (--keep | --break)
+    rules_test.py QORSTAT DEVICE.toml CHECKER RULES.md (--keep | --break)
 
 --keep    captures the device's answers to a request and expects the checker to pass all of them
 --break   damages captured records one way after the other and expects the checker to refuse each
