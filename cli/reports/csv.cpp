@@ -2,7 +2,9 @@
 
 #include <string>
 
-#include "cli/reports/json.h"
+#include "cli/reports/json_values.h"
+#include "cli/reports/payload_json.h"
+#include "cli/reports/wall_time.h"
 #include "decoder/name_tables.h"
 
 namespace cli {

@@ -8,7 +8,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "cli/reports/json.h"
+#include "cli/reports/wall_time.h"
 #include "decoder/name_tables.h"
 
 namespace cli {

@@ -6,7 +6,8 @@
 #include <optional>
 #include <string_view>
 
-#include "cli/reports/json.h"
+#include "cli/reports/json_values.h"
+#include "cli/reports/payload_json.h"
 #include "cli/terminal/hex.h"
 #include "decoder/name_tables.h"
 #include "decoder/payload_values.h"
