@@ -71,7 +71,7 @@ public:
     std::vector<prometheus::MetricFamily> Collect() const override {
         std::vector<prometheus::MetricFamily> collected;
         try {
-            for (const MetricFamily &family : metric_families(_contents())) {
+            for (const MetricFamily &family : families_of(_contents())) {
                 collected.push_back(converted(family));
             }
             collected.push_back(converted(readable_family(true)));

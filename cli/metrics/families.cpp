@@ -114,7 +114,7 @@ std::string family_name(std::string_view kind, const KnownKey &key) {
     return "qor_" + std::string(kind) + "_" + words;
 }
 
-std::vector<MetricFamily> metric_families(const host::StoreContents &contents) {
+std::vector<MetricFamily> families_of(const host::StoreContents &contents) {
     std::vector<MetricFamily> families;
     add_families(families, "scalar", MetricFamily::Type::Gauge, contents.scalars, scalar_series);
     add_families(families, "distribution", MetricFamily::Type::Summary, contents.distributions, distribution_series);

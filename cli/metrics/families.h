@@ -43,7 +43,7 @@ struct MetricFamily {
  * for what other keys hold. The names follow the rules of docs/metrics.md, and depend on nothing that a store says.
  * Families without series are left out.
  */
-std::vector<MetricFamily> metric_families(const host::StoreContents &contents);
+std::vector<MetricFamily> families_of(const host::StoreContents &contents);
 
 /** The name of a known key's own family. @param kind "scalar" or "distribution". */
 std::string family_name(std::string_view kind, const KnownKey &key);

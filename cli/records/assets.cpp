@@ -1,3 +1,5 @@
+#include "cli/records/assets.h"
+
 #include <array>
 #include <optional>
 #include <string>
@@ -6,7 +8,6 @@
 
 #include "cli/records/decimal_fields.h"
 #include "cli/records/dictionary_reader.h"
-#include "cli/records/payload_renderings.h"
 #include "cli/terminal/columns.h"
 
 namespace cli {

@@ -142,21 +142,21 @@ void check_is_free(const std::string &folder) {
 
 } // namespace
 
-std::string record_file_name(std::size_t number, std::size_t count, std::string_view title) {
+std::string file_name_of(std::size_t number, std::size_t count, std::string_view title) {
     const std::size_t digits = std::max(kNumberDigitsAtLeast, std::to_string(count).size());
     std::string padded = std::to_string(number);
     padded.insert(0, digits - std::min(digits, padded.size()), '0');
-    return padded + "-" + as_file_name(title) + std::string(kRecordFileExtension);
+    return padded + "-" + as_file_name(title) + std::string(kFileExtension);
 }
 
-void write_record_folder(const std::string &folder, const std::vector<host::RecordBytes> &records,
-                         const std::vector<std::string> &titles) {
+void write_folder(const std::string &folder, const std::vector<host::RecordBytes> &records,
+                  const std::vector<std::string> &titles) {
     check_is_free(folder);
     const Interruption interruption;
     PartialFolder partial(resolved(folder), folder);
     for (std::size_t i = 0; i < records.size(); ++i) {
         interruption.throw_if_requested();
-        const std::string name = record_file_name(i + 1, records.size(), titles[i]);
+        const std::string name = file_name_of(i + 1, records.size(), titles[i]);
         write_file(partial.path() / name, records[i], (fs::path(folder) / name).string());
     }
     partial.become_wanted();

@@ -1,3 +1,5 @@
+#include "cli/records/latency.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -7,7 +9,6 @@
 #include <vector>
 
 #include "cli/records/dictionary_reader.h"
-#include "cli/records/payload_renderings.h"
 #include "cli/terminal/columns.h"
 
 namespace cli {

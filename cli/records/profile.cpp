@@ -1,9 +1,10 @@
+#include "cli/records/profile.h"
+
 #include <array>
 #include <cstddef>
 #include <string_view>
 
 #include "cli/records/dictionary_reader.h"
-#include "cli/records/payload_renderings.h"
 #include "decoder/ZELLogDecoder.h"
 
 namespace cli {

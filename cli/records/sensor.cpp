@@ -1,3 +1,5 @@
+#include "cli/records/sensor.h"
+
 #include <algorithm>
 #include <array>
 #include <optional>
@@ -8,7 +10,6 @@
 
 #include "cli/records/decimal_fields.h"
 #include "cli/records/dictionary_reader.h"
-#include "cli/records/payload_renderings.h"
 #include "cli/terminal/columns.h"
 #include "host/TvValues.h"
 

@@ -23,9 +23,9 @@ struct ReportRendering {
 };
 
 /** The names of the forms: text, jsonl, csv, chrome-trace. */
-extern const std::vector<std::string> kReportFormats;
+extern const std::vector<std::string> kFormats;
 
-/** @param format one of `kReportFormats`. */
-ReportRendering report_rendering(const std::string &format, const TextStyle &style);
+/** @param format one of `kFormats`. */
+ReportRendering rendering_of(const std::string &format, const TextStyle &style);
 
 } // namespace cli

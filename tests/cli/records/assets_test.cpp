@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "cli/records/payload_renderings.h"
+#include "cli/records/assets.h"
 #include "tests/cli/records/known_payloads.h"
 
 using cli_tests::array;

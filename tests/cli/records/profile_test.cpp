@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "cli/records/payload_renderings.h"
+#include "cli/records/profile.h"
 #include "tests/cli/typed_values.h"
 
 using cli_tests::array;
