@@ -10,7 +10,7 @@
 namespace cli {
 namespace {
 
-/** Names hold neither commas nor quotes nor line ends, so only the payload needs quoting. */
+/** Names contain no commas, quotes or line ends, so only the payload needs quoting. */
 void append_name_and_id(text_buffer &out, std::string_view name, std::uint8_t id) {
     out.append(name);
     out.append(",");

@@ -80,7 +80,7 @@ std::size_t ReportInput::read_once() {
     return static_cast<std::size_t>(count);
 }
 
-/** @return false when nothing more is waited for. */
+/** @return false when the file is not followed or no longer. */
 bool ReportInput::wait_for_growth() {
     if (!_interruption) {
         return false;
@@ -90,7 +90,8 @@ bool ReportInput::wait_for_growth() {
         fail(_offset, errno);
     }
     if (static_cast<std::uint64_t>(status.st_size) < _start + _offset) {
-        throw host::Error(_name, "byte " + std::to_string(status.st_size), "the file was cut while it was followed");
+        throw host::Error(_name, "byte " + std::to_string(status.st_size),
+                          "the file was truncated while it was being followed");
     }
     if (_interruption->is_requested()) {
         return false;
@@ -126,7 +127,8 @@ void ReportInput::read_at(std::uint64_t offset, std::span<std::byte> bytes) cons
             fail(offset, errno);
         }
         if (count == 0) {
-            throw host::Error(_name, "byte " + std::to_string(offset), "the file was cut while it was read");
+            throw host::Error(_name, "byte " + std::to_string(offset),
+                              "the file was truncated while it was being read");
         }
         offset += static_cast<std::uint64_t>(count);
         bytes = bytes.subspan(static_cast<std::size_t>(count));

@@ -33,8 +33,8 @@ struct TrailingBytes {
 };
 
 /**
- * A dump, read once from its start to its end. The dump of a regular file starts where the descriptor stands: a shell
- * can hand over standard input from within a file. All offsets count from there. One thread at a time.
+ * A dump, read once from its start to its end. The dump in a regular file starts at the current position: a shell may
+ * hand over standard input from within a file. All offsets count from there. One thread at a time.
  */
 class ReportInput {
 public:
@@ -51,10 +51,10 @@ public:
     ReportInput &operator=(const ReportInput &) = delete;
 
     /**
-     * Reads once, and does not wait for more than a pipe holds already. The piece is empty when no whole report has
-     * arrived yet; a followed file that has not grown gives an empty piece after a short sleep.
+     * Reads once. Of a pipe that is what has arrived, so it never waits for a full piece. The piece is empty when no
+     * whole report has arrived yet; a followed file that has not grown gives an empty piece after a short sleep.
      * @return nothing at the end. Do not call again after that.
-     * @throws host::Error when reading fails or a followed file was cut, naming the byte.
+     * @throws host::Error when reading fails or a followed file was truncated, naming the byte.
      */
     std::optional<ReportPiece> read_next();
 
@@ -75,7 +75,7 @@ public:
     /** The end of the last whole report of a regular file when it was opened. */
     std::uint64_t end_of_file_reports() const { return _file_size - _file_size % _QorProfileReport::kSize; }
 
-    /** The end of what has been read. */
+    /** The end of the bytes read so far. */
     std::uint64_t bytes_read() const { return _offset; }
     /** The bytes read after the last whole report so far. */
     TrailingBytes trailing_bytes() const { return {_offset - (_used - _given), _used - _given}; }

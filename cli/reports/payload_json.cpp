@@ -17,7 +17,7 @@ using decoder::payload_value;
 
 constexpr std::size_t kLayouts = std::size(decoder::kFieldsOfLayouts);
 
-/** A field's key in an object that holds the fields of two layouts. */
+/** A field's key in an object with the fields of two layouts, as it is written. */
 struct DistinctKey {
     std::string plain;    ///< "key":
     std::string with_hex; ///< "key_hex":
@@ -46,7 +46,7 @@ DistinctKeys keys_of(decoder::payload_layout first, decoder::payload_layout seco
     return keys;
 }
 
-/** The keys of every pair of layouts: made once, since looking for equal keys takes longer than all the rest. */
+/** The keys for every pair of layouts, computed once: looking for equal keys takes longer than everything else. */
 const DistinctKeys &distinct_keys(const decoder::payload &layouts) {
     static const std::vector<DistinctKeys> all = [] {
         std::vector<DistinctKeys> pairs;
@@ -68,7 +68,7 @@ void append_value(text_buffer &out, const payload_value &value) {
     case Kind::real:
         return append_real(out, value.real);
     case Kind::name:
-        // As any id without a name: a string, so that a key's values are all of one type.
+        // An id without a name is a string as well, so that all values of a key have one type.
         return append_json_string(out, value.text.empty() ? std::to_string(value.number) : std::string(value.text));
     case Kind::text:
         return append_json_string(out, value.text);
@@ -77,7 +77,7 @@ void append_value(text_buffer &out, const payload_value &value) {
     }
 }
 
-/** The last of the integers that doubles keep apart. */
+/** Doubles can tell all integers up to this one apart. */
 constexpr std::uint64_t kLastExactInteger = std::uint64_t{1} << 53;
 
 bool is_big_number(const payload_value &value) {

@@ -8,13 +8,14 @@ namespace cli {
 
 ReportSelector::ReportSelector(const Selection &selection) : _filter(selection.filter), _left(selection.first) {
     if (selection.first && selection.last) {
-        throw WrongUse("--first and --last exclude each other");
+        throw WrongUse("--first excludes --last");
     }
 }
 
 LastReports::LastReports(std::uint64_t count) : _count(static_cast<std::size_t>(count)) {
     if (count > kLastOfAPipeAtMost) {
-        throw WrongUse("--last: at most " + std::to_string(kLastOfAPipeAtMost) + " of a pipe");
+        throw WrongUse("invalid value \"" + std::to_string(count) + "\" for --last: expected at most " +
+                       std::to_string(kLastOfAPipeAtMost) + " for a pipe");
     }
 }
 

@@ -25,8 +25,8 @@ bool ReportSource::next(std::vector<_QorProfileReport> &block) {
 }
 
 void ReportSource::observe(Observer observer) {
-    if (_kept.size() != 0 && _selector.filter().asks()) {
-        throw WrongUse("--stats with --last and a filter takes a file: a pipe cannot be read backwards");
+    if (_kept.size() != 0 && _selector.filter().has_conditions()) {
+        throw WrongUse("--stats with --last and a filter needs a file: a pipe cannot be read backwards");
     }
     _observer = std::move(observer);
 }

@@ -15,7 +15,7 @@
 
 namespace cli {
 
-/** Reads a dump once from its start to its end and gives what is selected. One thread at a time. */
+/** Reads a dump once from its start to its end and gives the selected reports. One thread at a time. */
 class ReportSource {
 public:
     /** Called with every whole report that is read, selected or not, and its offset in the dump. */

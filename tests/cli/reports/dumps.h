@@ -23,7 +23,7 @@ inline std::string numbered_reports(std::uint32_t count) {
     return dump;
 }
 
-/** A pipe that holds a dump, at most 64 KiB unread, and has a writer until that is closed. */
+/** A pipe with a dump, at most 64 KiB of it unread. It has a writer until `close_writer`. */
 class DumpPipe {
 public:
     explicit DumpPipe(std::string_view content) {

@@ -129,7 +129,7 @@ TEST(ReportInputTest, AFollowedFileIsNotAtItsEndUntilAnInterruption) {
     EXPECT_FALSE(input.read_next());
 }
 
-TEST(ReportInputTest, AFollowedFileThatIsCutIsAnError) {
+TEST(ReportInputTest, ATruncatedFileIsAnErrorWhileItIsFollowed) {
     const TemporaryFolder folder;
     const std::string file = folder.file("dump", numbered_reports(2));
     ReportInput input(file, true);
@@ -141,7 +141,7 @@ TEST(ReportInputTest, AFollowedFileThatIsCutIsAnError) {
         input.read_next();
         FAIL() << "nothing was thrown";
     } catch (const host::Error &error) {
-        EXPECT_EQ(std::string(error.what()), file + ": byte 50: the file was cut while it was followed");
+        EXPECT_EQ(std::string(error.what()), file + ": byte 50: the file was truncated while it was being followed");
     }
 }
 

@@ -35,7 +35,7 @@ TEST(ReportSelectorTest, SelectsEverythingWithoutAWish) {
     EXPECT_TRUE(selector.wants_more());
     EXPECT_TRUE(selector.selects(as_report(report(kFunction, 1, 0))));
     EXPECT_TRUE(selector.wants_more());
-    EXPECT_FALSE(selector.filter().asks());
+    EXPECT_FALSE(selector.filter().has_conditions());
 }
 
 TEST(ReportSelectorTest, TheFirstAreCountedAmongThoseThatPass) {
@@ -79,7 +79,7 @@ TEST(ReportSelectorTest, FirstAndLastTogetherAreWrongUse) {
     selection.first = 1;
     selection.last = 1;
 
-    EXPECT_EQ(wrong_use_of(selection), "--first and --last exclude each other");
+    EXPECT_EQ(wrong_use_of(selection), "--first excludes --last");
 }
 
 TEST(ReportSelectorTest, AnUnknownNameIsWrongUse) {
