@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::array<std::string_view, 3> kSpeeds{"Slow", "Medium", "Fast"};
 
-/** In the firmware's order; the last one's key has no name for it. */
+/** In the firmware's order. The last one has no name in its key. */
 constexpr std::array<std::string_view, 17> kEvents{
     "SingleDown",  "SingleUp",     "DoubleDown",  "DoubleUp",     "TripleDown",  "TripleUp",
     "SingleTapOn", "SingleTapOff", "DoubleTapOn", "DoubleTapOff", "TripleTapOn", "TripleTapOff",
@@ -35,7 +35,7 @@ std::optional<Asset> asset_of(std::string_view text) {
     return asset;
 }
 
-/** Without the zeros that say nothing. */
+/** Drops trailing zeros of the fraction. */
 std::string short_gain(std::string_view gain) {
     if (is_fraction(gain)) {
         gain = gain.substr(0, gain.find_last_not_of('0') + 1);
@@ -44,7 +44,7 @@ std::string short_gain(std::string_view gain) {
     return std::string(gain);
 }
 
-/** A flag that is neither 0 nor 1 is shown as it is. */
+/** A flag other than 0 and 1 is printed unchanged. */
 std::string enable_text(std::string_view enable) {
     return enable == "0" ? "off" : enable == "1" ? "on" : std::string(enable);
 }
@@ -54,7 +54,7 @@ std::vector<std::string> cells_of(const Asset &asset) {
             std::string(asset[kMinimum]) + ".." + std::string(asset[kMaximum])};
 }
 
-/** The table's part for one speed: two lines of heading, then a line for each event, all of one width. */
+/** The columns for one speed: two lines of heading, then a line for each event, all equally wide. */
 struct SpeedColumns {
     std::vector<std::string> lines;
     std::array<bool, kEvents.size()> is_disabled{};

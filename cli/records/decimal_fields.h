@@ -1,4 +1,4 @@
-/** Decimal numbers inside texts, by their characters: exact however large they are. */
+/** Decimal numbers inside texts, kept as characters, so that they stay exact. */
 #pragma once
 
 #include <cstddef>
@@ -8,8 +8,8 @@
 namespace cli {
 
 /**
- * Whether `text` is a decimal number with or without a sign and a fraction, of at most 20 characters: as many as
- * the longest 64-bit number has, and short enough for a column.
+ * Whether `text` is a decimal number, with or without a minus sign and a fraction, of at most 20 characters. That is
+ * the length of the longest 64-bit number, and short enough for a column.
  */
 bool is_decimal(std::string_view text);
 
@@ -17,9 +17,9 @@ bool is_decimal(std::string_view text);
 bool is_fraction(std::string_view decimal);
 
 /**
- * Splits a text that consists of nothing but names with a decimal number behind each.
- * @param names   as they stand in the text, with what is between a number and the next name.
- * @param values  as many as names: views of `text`. Undefined on failure.
+ * Splits a text that consists of names, each followed by a decimal number.
+ * @param names   as in the text, each with its separators from the number before.
+ * @param values  one per name: views of `text`. Undefined on failure.
  * @return false for any other text.
  */
 bool take_decimal_fields(std::string_view text, std::span<const std::string_view> names,

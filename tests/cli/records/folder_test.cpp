@@ -101,14 +101,14 @@ TEST(RecordFolderTest, RefusesAFolderThatHoldsSomething) {
     const TemporaryFolder temporary;
     temporary.file("old", "content");
 
-    EXPECT_EQ(failure_of_writing(temporary.path()), "is there already, and not empty");
+    EXPECT_EQ(failure_of_writing(temporary.path()), "exists and is not empty");
     EXPECT_EQ(temporary.names(), std::vector<std::string>{"old"});
 }
 
 TEST(RecordFolderTest, RefusesAFile) {
     const TemporaryFolder temporary;
 
-    EXPECT_EQ(failure_of_writing(temporary.file("old", "content")), "is there already, and no folder");
+    EXPECT_EQ(failure_of_writing(temporary.file("old", "content")), "exists and is not a directory");
     EXPECT_EQ(content_of(temporary.path() / "old"), "content");
 }
 
@@ -119,7 +119,7 @@ TEST(RecordFolderTest, AMissingParentIsAnError) {
     EXPECT_TRUE(temporary.names().empty());
 }
 
-TEST(RecordFolderTest, AFileThatCannotBeWrittenLeavesNothingBehind) {
+TEST(RecordFolderTest, AFileThatCannotBeWrittenLeavesNothing) {
     const TemporaryFolder temporary;
     const std::string name(300, 'x'); // longer than a file's name can be
 
