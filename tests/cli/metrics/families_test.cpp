@@ -21,7 +21,7 @@ using testing::Not;
 
 namespace {
 
-/** What the standard derives from names or keeps for itself. */
+/** Suffixes that OpenMetrics derives or reserves. */
 constexpr std::array<const char *, 8> kReservedEndings{"_count",   "_sum",  "_bucket", "_total",
                                                        "_created", "_info", "_gcount", "_gsum"};
 
@@ -47,7 +47,7 @@ TEST(MetricFamiliesTest, EveryKeyOfThePlugInHasAFamilyOfItsOwnForEachKind) {
         EXPECT_TRUE(names.insert(family.name).second) << family.name;
     }
 
-    // Two families a key, one of each kind for other keys, and three with the rest of all distributions.
+    // Two families per key, one of each kind for other keys, and three for what summaries leave out.
     EXPECT_EQ(families.size(), 2u * kQorAnalyticsKeyCount + 2 + 3);
 }
 
