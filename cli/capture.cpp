@@ -64,7 +64,7 @@ void write_to_folder(const std::string &folder, const std::vector<host::RecordBy
     for (const SummaryRow &row : rows) {
         titles.push_back(row.title);
     }
-    write_record_folder(folder, records, titles);
+    write_folder(folder, records, titles);
 }
 
 void print_summary(Output output, const std::vector<SummaryRow> &rows, bool is_json) {

@@ -63,7 +63,7 @@ void write_reports(ReportSource &source, const DecodeArguments &arguments, const
     // On a terminal the lines are progress enough.
     ProgressBar progress(isatty(STDOUT_FILENO) == 1 ? 0 : bytes_to_read(source, arguments));
     source.watch(watcher(progress, output, arguments));
-    const ReportRendering rendering = report_rendering(arguments.format, output.style());
+    const ReportRendering rendering = rendering_of(arguments.format, output.style());
     output.write(rendering.start);
     const BlockSteps steps{[&](Block &block) { return source.next(block.reports); },
                            [&](Block &block) {
@@ -153,7 +153,7 @@ Verb add_decode_verb(CLI::App &program) {
     CLI::Option *const format =
         verb->add_option("--format", arguments->format, "text (default), jsonl, csv, chrome-trace")
             ->option_text("FORM")
-            ->check(one_of(kReportFormats));
+            ->check(one_of(kFormats));
     add_filter_options(*verb, arguments->selection);
     CLI::Option *const statistics =
         verb->add_flag("--stats", arguments->wants_statistics, "Counts, gaps and the time span in place of the reports")

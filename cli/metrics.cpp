@@ -70,7 +70,7 @@ std::string shown(const MetricsArguments &arguments, const TextStyle &style) {
     if (arguments.is_json) {
         return metrics_json(contents);
     }
-    return arguments.is_openmetrics ? openmetrics_text(metric_families(contents)) : metrics_table(contents, style);
+    return arguments.is_openmetrics ? openmetrics_text(families_of(contents)) : metrics_table(contents, style);
 }
 
 int metrics(const MetricsArguments &arguments) {

@@ -4,6 +4,7 @@
 #include <ctime>
 
 #include "decoder/digits.h"
+#include "decoder/remembered_second.h"
 #include "decoder/short_text.h"
 #include "platform/Owned.h"
 #include "platform/RvKernel.h"
@@ -49,25 +50,6 @@ short_text text_of(const std::tm &time) {
     return text;
 }
 
-/**
- * The text of a second, empty when it has no local time. Remembers the last one of the thread: neighbouring
- * reports share it, and breaking a time down costs as much as the rest of the line.
- */
-const short_text &second_text(std::uint64_t second) {
-    struct remembered {
-        std::uint64_t second = ~std::uint64_t{0}; // no second that microseconds can give
-        short_text text;
-    };
-    thread_local constinit remembered last;
-    if (last.second != second) {
-        auto time = static_cast<std::time_t>(second);
-        std::tm local{};
-        last.text = localtime_r(&time, &local) != nullptr ? text_of(local) : short_text{};
-        last.second = second;
-    }
-    return last.text;
-}
-
 } // namespace
 
 std::optional<time_sync> read_time_sync() {
@@ -98,7 +80,7 @@ device_clock read_device_clock() { return {read_time_sync(), read_boot_time()}; 
 
 char *put_wall_time(char *out, std::uint64_t microseconds) {
     const std::uint64_t second = microseconds / kMicrosecondsPerSecond;
-    const short_text &text = second_text(second);
+    const short_text &text = remembered_second<text_of>(second);
     if (text.size == 0) {
         return out;
     }

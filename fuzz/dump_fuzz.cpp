@@ -252,8 +252,8 @@ void check_statistics(const cli::SequenceWatch &sequence, const Wish &wish, cons
 }
 
 void render(const Wish &wish, const Reports &reports) {
-    const std::string &form = cli::kReportFormats.at(wish.form);
-    const cli::ReportRendering rendering = cli::report_rendering(form, wish.style);
+    const std::string &form = cli::kFormats.at(wish.form);
+    const cli::ReportRendering rendering = cli::rendering_of(form, wish.style);
     text_buffer text;
     text.append(rendering.start);
     for (const _QorProfileReport &report : reports) {
@@ -278,7 +278,7 @@ void decode(const Wish &wish, std::span<const std::uint8_t> bytes) {
     const Dump dump(bytes, wish.is_pipe);
     cli::ReportSource source(dump.name(), wish.selection);
     cli::SequenceWatch sequence;
-    const bool counts = wish.form >= cli::kReportFormats.size();
+    const bool counts = wish.form >= cli::kFormats.size();
     if (counts) {
         source.observe([&](const _QorProfileReport &report, std::uint64_t offset) { sequence.see(report, offset); });
     }

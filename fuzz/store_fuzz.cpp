@@ -94,7 +94,7 @@ void check_metrics(const host::StoreContents &contents) {
     const auto json = nlohmann::json::parse(cli::metrics_json(contents));
     require(json.at("scalars").size() == contents.scalars.size(), "every scalar is there");
     require(json.at("distributions").size() == contents.distributions.size(), "every distribution is there");
-    require(cli::openmetrics_text(cli::metric_families(contents)).ends_with("# EOF\n"), "the exposition ends");
+    require(cli::openmetrics_text(cli::families_of(contents)).ends_with("# EOF\n"), "the exposition ends");
 }
 
 } // namespace

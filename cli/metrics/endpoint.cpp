@@ -20,10 +20,10 @@ namespace {
 
 constexpr std::string_view kPath = "/metrics";
 
-/** How many connections are served at once: one that says nothing holds its thread, asleep, until its time is over. */
+/** Connections served at once. An idle connection keeps its thread, asleep, until the timeout. */
 constexpr const char *kThreads = "64";
 
-// ---- families, as the library has them
+// ---- families in the library's form
 
 struct SetValue {
     prometheus::ClientMetric &metric;
@@ -39,11 +39,11 @@ struct SetValue {
     }
 };
 
-prometheus::MetricFamily converted(const MetricFamily &family) {
-    prometheus::MetricFamily made;
-    made.name = family.name;
-    made.help = family.help;
-    made.type =
+prometheus::MetricFamily convert(const MetricFamily &family) {
+    prometheus::MetricFamily result;
+    result.name = family.name;
+    result.help = family.help;
+    result.type =
         family.type == MetricFamily::Type::Gauge ? prometheus::MetricType::Gauge : prometheus::MetricType::Summary;
     for (const MetricSeries &series : family.series) {
         prometheus::ClientMetric metric;
@@ -51,16 +51,16 @@ prometheus::MetricFamily converted(const MetricFamily &family) {
             metric.label.push_back({name, value});
         }
         std::visit(SetValue{metric}, series.value);
-        made.metric.push_back(std::move(metric));
+        result.metric.push_back(std::move(metric));
     }
-    return made;
+    return result;
 }
 
 MetricFamily readable_family(bool is_readable) {
     return {"qor_store_readable",
             MetricFamily::Type::Gauge,
             "",
-            "Whether the analytics store could be read: 1, or 0 and there are no other metrics of it",
+            "1 if the analytics store could be read, otherwise 0 and its other metrics are missing",
             {{{}, std::int64_t{is_readable}}}};
 }
 
@@ -71,12 +71,12 @@ public:
     std::vector<prometheus::MetricFamily> Collect() const override {
         std::vector<prometheus::MetricFamily> collected;
         try {
-            for (const MetricFamily &family : metric_families(_contents())) {
-                collected.push_back(converted(family));
+            for (const MetricFamily &family : families_of(_contents())) {
+                collected.push_back(convert(family));
             }
-            collected.push_back(converted(readable_family(true)));
-        } catch (const std::exception &) { // the server's threads are C and would not survive it
-            collected = {converted(readable_family(false))};
+            collected.push_back(convert(readable_family(true)));
+        } catch (const std::exception &) { // must not reach the server's threads, which are C
+            collected = {convert(readable_family(false))};
         }
         return collected;
     }
@@ -85,7 +85,7 @@ private:
     std::function<host::StoreContents()> _contents;
 };
 
-// ---- what the server answers by itself
+// ---- answers of the server itself
 
 void send_headers(mg_connection *connection, const char *status, const char *more) {
     mg_printf(connection, "HTTP/1.1 %s\r\n%sConnection: close\r\n", status, more);
@@ -97,7 +97,7 @@ int answer(mg_connection *connection, const char *status, int code, const char *
     return code;
 }
 
-/** Lets nothing through but what the library's own handler is for: it would answer for places below /metrics, too. */
+/** Passes only requests for /metrics to the library's handler, which would also answer for paths below it. */
 int filter_request(mg_connection *connection) {
     const mg_request_info *const request = mg_get_request_info(connection);
     const auto text = [](const char *from) { return std::string_view(from == nullptr ? "" : from); };
@@ -115,22 +115,22 @@ int filter_request(mg_connection *connection) {
     return 0;
 }
 
-/** The library's own page for an error would ask for the time of day in a way that threads may not share. */
+/** Replaces the library's error page, which uses a thread-unsafe function for the time of day. */
 int answer_error(mg_connection *connection, int code, const char *) {
     const std::string status = std::to_string(code) + " " + mg_get_response_code_text(connection, code);
     answer(connection, status.c_str(), code);
     return 0;
 }
 
-/** What a hostile request makes the server say is no news to anybody. */
+/** Hostile requests must not fill the log. */
 int drop_message(const mg_connection *, const char *) { return 1; }
 
 CivetCallbacks callbacks() {
-    CivetCallbacks made;
-    made.begin_request = filter_request;
-    made.http_error = answer_error;
-    made.log_message = drop_message;
-    return made;
+    CivetCallbacks result;
+    result.begin_request = filter_request;
+    result.http_error = answer_error;
+    result.log_message = drop_message;
+    return result;
 }
 
 std::vector<std::string> options(const ListenAddress &address) {
@@ -138,7 +138,7 @@ std::vector<std::string> options(const ListenAddress &address) {
             "enable_keep_alive", "no",           "max_request_size", "16384",  "enable_directory_listing", "no"};
 }
 
-/** Finds out by trying, since the server itself would only say that something failed. */
+/** Tries to listen, because the server would only report that something failed. */
 void require_free(const ListenAddress &address) {
     if (address.is_ipv6 && mg_check_feature(MG_FEATURES_IPV6) == 0) {
         throw host::Error(address.text(), "", "the HTTP library of this system is built without IPv6");
@@ -181,7 +181,7 @@ MetricsEndpoint::MetricsEndpoint(const ListenAddress &address, std::function<hos
     try {
         _server = std::make_unique<Server>(address, std::move(contents));
     } catch (const CivetException &) {
-        throw host::Error(address.text(), "", "cannot be listened on");
+        throw host::Error(address.text(), "", "cannot listen on this address");
     }
 }
 

@@ -11,23 +11,23 @@
 namespace cli {
 
 /**
- * A server, as long as the object lives, on threads of its own. It answers GET and HEAD of /metrics in the text format
- * of Prometheus, with 404 for every other place, 405 for every other method and an error or nothing for what is no
- * request; each connection carries one request and has two seconds for it. 64 are served at once, and the others in the
- * order in which they came.
+ * A server that runs on threads of its own while the object lives. It answers GET and HEAD of /metrics in the text
+ * format of Prometheus, other paths with 404, other methods with 405, and malformed requests with an error or not at
+ * all. Each connection carries one request and has two seconds for it. 64 connections are served at once, and the
+ * others in the order in which they came.
  */
 class MetricsEndpoint {
 public:
     /**
-     * @param contents asked for each time, on the server's threads. While it throws, the metrics say so.
-     * @throws host::Error when nothing can listen there.
+     * @param contents  called for each request, on the server's threads. While it throws, `qor_store_readable` is 0.
+     * @throws host::Error when the address cannot be listened on.
      */
     MetricsEndpoint(const ListenAddress &address, std::function<host::StoreContents()> contents);
     ~MetricsEndpoint();
     MetricsEndpoint(const MetricsEndpoint &) = delete;
     MetricsEndpoint &operator=(const MetricsEndpoint &) = delete;
 
-    /** Where the metrics are, with the port that was free. */
+    /** The URL of the metrics, with the actual port. */
     std::string url() const;
 
 private:

@@ -20,7 +20,7 @@ bool take_ending(std::string &text, std::string_view ending) {
     return true;
 }
 
-/** The exact key: a store's keys are UTF-8 without zeros, as labels are. */
+/** The exact key. Keys of a store are valid labels: UTF-8 without NUL. */
 Labels key_label(const std::string &key) { return {{"key", key}}; }
 
 Labels with_label(Labels labels, std::string name, std::string value) {
@@ -38,7 +38,7 @@ MetricSeries distribution_series(const std::string &key, const host::Distributio
     return {key_label(key), summary_of(statistics_of(distribution))};
 }
 
-/** The families of one kind of value: those of known keys in the plug-in's order, then that of all other keys. */
+/** The families of one kind of value: one for each known key, in the plug-in's order, then one for all other keys. */
 template <typename Values, typename MakeSeries>
 void add_families(std::vector<MetricFamily> &families, std::string_view kind, MetricFamily::Type type,
                   const Values &values, MakeSeries make_series) {
@@ -54,8 +54,7 @@ void add_families(std::vector<MetricFamily> &families, std::string_view kind, Me
                                 {make_series(found->first, found->second)}});
         }
     }
-    MetricFamily other{
-        "qor_" + std::string(kind) + "_other", type, "", "Under keys that the plug-in does not publish under", {}};
+    MetricFamily other{"qor_" + std::string(kind) + "_other", type, "", "Keys that the plug-in does not publish", {}};
     for (const auto &[key, value] : values) {
         if (known.count(key) == 0) {
             other.series.push_back(make_series(key, value));
@@ -64,7 +63,7 @@ void add_families(std::vector<MetricFamily> &families, std::string_view kind, Me
     families.push_back(std::move(other));
 }
 
-/** What may not stand in the summary of a distribution with negative values. */
+/** The statistics that a summary may not carry. */
 void add_signed_series(std::vector<MetricSeries> &series, const Labels &labels, const DistributionStatistics &all) {
     const std::pair<const char *, double> statistics[] = {
         {"sum", all.sum}, {"p50", all.p50}, {"p90", all.p90}, {"p99", all.p99}};
@@ -75,7 +74,7 @@ void add_signed_series(std::vector<MetricSeries> &series, const Labels &labels, 
     }
 }
 
-/** What a summary has no place for: both ends, and values below zero. */
+/** Everything that a summary has no place for: minimum, maximum, and values below zero. */
 void add_gauges_of_distributions(std::vector<MetricFamily> &families, const host::StoreContents &contents) {
     constexpr MetricFamily::Type kGauge = MetricFamily::Type::Gauge;
     MetricFamily least{"qor_distribution_minimum", kGauge, "", "Least value of the distribution", {}};
@@ -114,7 +113,7 @@ std::string family_name(std::string_view kind, const KnownKey &key) {
     return "qor_" + std::string(kind) + "_" + words;
 }
 
-std::vector<MetricFamily> metric_families(const host::StoreContents &contents) {
+std::vector<MetricFamily> families_of(const host::StoreContents &contents) {
     std::vector<MetricFamily> families;
     add_families(families, "scalar", MetricFamily::Type::Gauge, contents.scalars, scalar_series);
     add_families(families, "distribution", MetricFamily::Type::Summary, contents.distributions, distribution_series);

@@ -21,7 +21,7 @@ Json number_json(double number) {
     return std::isnan(number) ? "NaN" : number > 0 ? "Infinity" : "-Infinity";
 }
 
-Json keyed_json(std::string_view key) {
+Json entry_json(std::string_view key) {
     Json json;
     put_text(json, "key", key);
     json["subsystem"] = kSubsystems[short_key(key).subsystem];
@@ -30,7 +30,7 @@ Json keyed_json(std::string_view key) {
 
 Json distribution_json(std::string_view key, const host::Distribution &distribution) {
     const DistributionStatistics all = statistics_of(distribution);
-    Json json = keyed_json(key);
+    Json json = entry_json(key);
     json["count"] = all.count;
     json["sum"] = number_json(all.sum);
     json["mean"] = number_json(all.mean);
@@ -52,7 +52,7 @@ std::string metrics_json(const host::StoreContents &contents) {
     Json json;
     json["scalars"] = Json::array();
     for (const auto &[key, value] : contents.scalars) {
-        json["scalars"].push_back(keyed_json(key));
+        json["scalars"].push_back(entry_json(key));
         json["scalars"].back()["value"] = value;
     }
     json["distributions"] = Json::array();

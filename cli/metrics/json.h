@@ -1,4 +1,4 @@
-/** What an analytics store holds, as JSON. */
+/** The contents of an analytics store as JSON. */
 #pragma once
 
 #include <string>
@@ -9,7 +9,7 @@ namespace cli {
 
 /**
  * A JSON object and a newline: scalars and distributions in the order of their keys, with every distinct value and
- * its count. Numbers read back exactly as they are; those that are not finite are texts.
+ * its count. Numbers read back exactly. Numbers that are not finite are strings.
  */
 std::string metrics_json(const host::StoreContents &contents);
 

@@ -7,7 +7,7 @@ namespace {
 
 constexpr std::size_t kOther = kSubsystems.size() - 1;
 
-/** The second is one key's own, and intended: the plug-in spells that key so. */
+/** The second is intended: the plug-in publishes one key with this spelling. */
 constexpr std::array<std::string_view, 2> kPrefixes{"com.ondre.zel.", "com.ondre.com.zel."};
 
 struct Meaning {

@@ -1,4 +1,4 @@
-/** The keys of an analytics store, as people and monitoring systems know them. */
+/** The keys of an analytics store: their subsystems, short names, units and help. */
 #pragma once
 
 #include <array>
@@ -7,24 +7,24 @@
 
 namespace cli {
 
-/** The subsystems in the order in which they are shown; keys of no other belong to the last. */
+/** The subsystems in the order of display. The last one is for keys of no other. */
 inline constexpr std::array<std::string_view, 8> kSubsystems{"button",  "prox",  "audio", "kiru",
                                                              "tovrane", "dravo", "ttw",   "other"};
 
-/** A key as its subsystem shows it. */
+/** A key split into its subsystem and the rest. */
 struct ShortKey {
-    std::size_t subsystem; ///< in `kSubsystems`
-    /** The part of the key behind its subsystem's name; the whole key in the last subsystem. */
+    std::size_t subsystem; ///< index in `kSubsystems`
+    /** The part of the key after its subsystem's name; in the last subsystem, the whole key. */
     std::string_view name;
 };
 
-/** @return refers to `key`'s characters. */
+/** @return a view of `key`. */
 ShortKey short_key(std::string_view key);
 
-/** A key that the plug-in publishes under, and what is known about it. */
+/** A key that the plug-in publishes, with its unit and description. */
 struct KnownKey {
     std::string_view key;
-    std::string_view unit; ///< as the key itself names it; empty where it names none
+    std::string_view unit; ///< as named in the key; may be empty
     std::string_view help; ///< for people; plain ASCII without quotation marks, backslashes or newlines
 };
 

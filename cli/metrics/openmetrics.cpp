@@ -10,17 +10,17 @@ namespace {
 
 using Labels = std::vector<std::pair<std::string, std::string>>;
 
-std::string escaped(std::string_view text) {
-    std::string made;
+std::string escape(std::string_view text) {
+    std::string result;
     for (const char c : text) {
         if (c == '\n') {
-            made += "\\n";
+            result += "\\n";
         } else {
-            made += (c == '\\' || c == '"') ? "\\" : "";
-            made += c;
+            result += (c == '\\' || c == '"') ? "\\" : "";
+            result += c;
         }
     }
-    return made;
+    return result;
 }
 
 std::string number_text(double number) {
@@ -38,7 +38,7 @@ std::string number_text(double number) {
 std::string sample(const std::string &name, const Labels &labels, const std::string &value) {
     std::string text = name;
     for (std::size_t i = 0; i < labels.size(); ++i) {
-        text += (i == 0 ? "{" : ",") + labels[i].first + "=\"" + escaped(labels[i].second) + "\"";
+        text += (i == 0 ? "{" : ",") + labels[i].first + "=\"" + escape(labels[i].second) + "\"";
     }
     return text + (labels.empty() ? " " : "} ") + value + "\n";
 }
@@ -74,7 +74,7 @@ std::string openmetrics_text(const std::vector<MetricFamily> &families) {
     for (const MetricFamily &family : families) {
         text += "# TYPE " + family.name + " " + std::string(type_word(family.type)) + "\n";
         text += family.unit.empty() ? "" : "# UNIT " + family.name + " " + family.unit + "\n";
-        text += "# HELP " + family.name + " " + escaped(family.help) + "\n";
+        text += "# HELP " + family.name + " " + escape(family.help) + "\n";
         for (const MetricSeries &series : family.series) {
             text += std::visit(SeriesText{family.name, series.labels}, series.value);
         }

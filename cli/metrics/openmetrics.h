@@ -8,8 +8,7 @@
 
 namespace cli {
 
-/** The whole exposition, its end marker included. Integers are written exactly, other numbers so that they read back.
- */
+/** The whole exposition, including its end marker. All numbers read back exactly. */
 std::string openmetrics_text(const std::vector<MetricFamily> &families);
 
 } // namespace cli

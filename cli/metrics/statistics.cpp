@@ -20,7 +20,7 @@ std::uint64_t total_count(const host::Distribution &distribution) {
     return count;
 }
 
-/** `count` * `percent` / 100, rounded up, where the product may not fit. */
+/** `count` * `percent` / 100, rounded up, without overflow. */
 std::uint64_t nearest_rank(std::uint64_t count, unsigned percent) {
     return count / 100 * percent + (count % 100 * percent + 99) / 100;
 }

@@ -1,4 +1,4 @@
-/** What a distribution amounts to, from its exact counts. */
+/** Statistics of a distribution, from its exact counts. */
 #pragma once
 
 #include <cstddef>
@@ -9,32 +9,32 @@
 
 namespace cli {
 
-/** Of at least one value. */
+/** Of a distribution that is not empty. */
 struct DistributionStatistics {
-    std::uint64_t count; ///< stops at 2^64 - 1
-    double sum;          ///< added up in extended precision, which is exact for what a firmware publishes
+    std::uint64_t count; ///< at most 2^64 - 1
+    double sum;          ///< computed in extended precision, which is exact for values from firmware
     double mean;
     double minimum;
-    /** Percentiles by nearest rank: the least value that at least so many percent of all values do not exceed. */
+    /** Percentiles by nearest rank: the smallest value that at least N percent of all values do not exceed. */
     double p50;
     double p90;
     double p99;
     double maximum;
 };
 
-/** @param distribution holds at least one value. */
+/** @param distribution  not empty. */
 DistributionStatistics statistics_of(const host::Distribution &distribution);
 
 /**
  * The percentile by nearest rank.
- * @param distribution holds at least one value.
- * @param percent      from 1 to 100.
+ * @param distribution  not empty.
+ * @param percent       from 1 to 100.
  */
 double percentile(const host::Distribution &distribution, unsigned percent);
 
 /**
- * How many values lie in each of `bins` equal parts of the range from the least to the greatest finite value; a border
- * belongs to the part above it. One value alone lies in the first part. Infinite values lie in none.
+ * Counts the values in each of `bins` equal parts of the range from the smallest to the greatest finite value. A border
+ * belongs to the part above it. A single value lies in the first part. Infinite values are ignored.
  * @return `bins` counts; empty when no value is finite.
  */
 std::vector<std::uint64_t> histogram(const host::Distribution &distribution, std::size_t bins);

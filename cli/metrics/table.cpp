@@ -19,26 +19,26 @@ namespace {
 constexpr std::size_t kIndent = 2;
 constexpr std::size_t kGap = 2;
 constexpr std::size_t kBars = 12;
-/** Where numbers start that stand below their key. */
+/** The column of numbers printed below their key. */
 constexpr std::size_t kNumbersBelowKey = 4;
 
-/** From the lowest bar to the highest; a part without values has a blank. */
+/** From the lowest bar to the highest. A part without values has a space. */
 constexpr std::array<std::string_view, 8> kBlocks{"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
 constexpr std::array<std::string_view, 8> kAsciiBars{".", ":", "-", "=", "+", "*", "#", "@"};
 
 const std::vector<std::string> kNumberTitles = {"count", "min", "mean", "p50", "p90", "p99", "max"};
 
-/** One key with what stands behind it. */
+/** One key with its numbers and bars. */
 struct Line {
     std::size_t subsystem;
     std::string key;
-    std::string numbers; ///< as wide as those of the other lines of its kind
+    std::string numbers; ///< as wide as on the other lines of its kind
     std::string bars;
 };
 
-std::string shown_number(double number) {
+std::string number_text(double number) {
     if (std::isnan(number)) {
-        return "nan"; // which sign it has is chance
+        return "nan"; // its sign is arbitrary
     }
     std::array<char, 32> text{};
     const auto end = std::to_chars(text.data(), text.data() + text.size(), number, std::chars_format::general, 6);
@@ -60,11 +60,11 @@ std::string bars_of(const host::Distribution &distribution, const TextStyle &sty
 
 std::vector<std::string> numbers_of(const host::Distribution &distribution) {
     const DistributionStatistics all = statistics_of(distribution);
-    return {std::to_string(all.count), shown_number(all.minimum), shown_number(all.mean),   shown_number(all.p50),
-            shown_number(all.p90),     shown_number(all.p99),     shown_number(all.maximum)};
+    return {std::to_string(all.count), number_text(all.minimum), number_text(all.mean),   number_text(all.p50),
+            number_text(all.p90),      number_text(all.p99),     number_text(all.maximum)};
 }
 
-Line keyed_line(std::string_view key) {
+Line line_for(std::string_view key) {
     const ShortKey name = short_key(key);
     return {name.subsystem, escape_controls(name.name), {}, {}};
 }
@@ -73,7 +73,7 @@ std::vector<Line> scalar_lines(const host::StoreContents &contents) {
     std::vector<Line> lines;
     std::vector<std::vector<std::string>> cells;
     for (const auto &[key, value] : contents.scalars) {
-        lines.push_back(keyed_line(key));
+        lines.push_back(line_for(key));
         cells.push_back({std::to_string(value)});
     }
     const std::vector<std::string> rows = aligned_rows(cells, {Align::Right});
@@ -83,29 +83,29 @@ std::vector<Line> scalar_lines(const host::StoreContents &contents) {
     return lines;
 }
 
-/** Distributions, with the titles of their numbers. */
+/** The lines of distributions, and the titles above their numbers. */
 struct DistributionLines {
     std::string titles;
     std::vector<Line> lines;
 };
 
 DistributionLines distribution_lines(const host::StoreContents &contents, const TextStyle &style) {
-    DistributionLines made;
+    DistributionLines result;
     std::vector<std::vector<std::string>> cells = {kNumberTitles};
     for (const auto &[key, distribution] : contents.distributions) {
-        made.lines.push_back(keyed_line(key));
-        made.lines.back().bars = bars_of(distribution, style);
+        result.lines.push_back(line_for(key));
+        result.lines.back().bars = bars_of(distribution, style);
         cells.push_back(numbers_of(distribution));
     }
     const std::vector<std::string> rows = aligned_rows(cells, std::vector(kNumberTitles.size(), Align::Right));
-    made.titles = rows.front();
-    for (std::size_t i = 0; i < made.lines.size(); ++i) {
-        made.lines[i].numbers = rows[i + 1];
+    result.titles = rows.front();
+    for (std::size_t i = 0; i < result.lines.size(); ++i) {
+        result.lines[i].numbers = rows[i + 1];
     }
-    return made;
+    return result;
 }
 
-/** Keys on the left, what belongs to them on the right of the longest key that a line has room for. */
+/** Prints keys on the left, and their numbers to the right of the longest key that leaves room for them. */
 class KeyColumn {
 public:
     KeyColumn(const std::vector<Line> &lines, std::size_t bars, std::size_t columns) {

@@ -1,4 +1,4 @@
-/** What an analytics store holds, as a table for people. */
+/** The contents of an analytics store as a table for people. */
 #pragma once
 
 #include <string>
@@ -9,9 +9,9 @@
 namespace cli {
 
 /**
- * Subsystem by subsystem: scalars with their values, then distributions with their statistics and a bar for each of
- * twelve equal parts of their range. A key for which a line has no room stands above its numbers. Numbers have at
- * most six significant digits. Control characters of keys are escaped always, since one key is one line.
+ * For each subsystem: scalars with their values, then distributions with their statistics and a bar for each of twelve
+ * equal parts of their range. A key that is too long for its line is printed above its numbers. Numbers have at most
+ * six significant digits. Control characters in keys are always escaped, so that a key is one line.
  */
 std::string metrics_table(const host::StoreContents &contents, const TextStyle &style);
 

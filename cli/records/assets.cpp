@@ -1,3 +1,5 @@
+#include "cli/records/assets.h"
+
 #include <array>
 #include <optional>
 #include <string>
@@ -6,7 +8,6 @@
 
 #include "cli/records/decimal_fields.h"
 #include "cli/records/dictionary_reader.h"
-#include "cli/records/payload_renderings.h"
 #include "cli/terminal/columns.h"
 #include "qor/assets.h"
 
@@ -28,7 +29,7 @@ std::optional<Asset> asset_of(std::string_view text) {
     return asset;
 }
 
-/** Without the zeros that say nothing. */
+/** Drops trailing zeros of the fraction. */
 std::string short_gain(std::string_view gain) {
     if (is_fraction(gain)) {
         gain = gain.substr(0, gain.find_last_not_of('0') + 1);
@@ -37,7 +38,7 @@ std::string short_gain(std::string_view gain) {
     return std::string(gain);
 }
 
-/** A flag that is neither 0 nor 1 is shown as it is. */
+/** A flag other than 0 and 1 is printed unchanged. */
 std::string enable_text(std::string_view enable) {
     return enable == "0" ? "off" : enable == "1" ? "on" : std::string(enable);
 }
@@ -48,7 +49,7 @@ std::vector<std::string> cells_of(const Asset &asset) {
             std::string(asset[qor::assets::kMinimum]) + ".." + std::string(asset[qor::assets::kMaximum])};
 }
 
-/** The table's part for one speed: two lines of heading, then a line for each event, all of one width. */
+/** The columns for one speed: two lines of heading, then a line for each event, all equally wide. */
 struct SpeedColumns {
     std::vector<std::string> lines;
     std::array<bool, std::size(kEvents)> is_disabled{};

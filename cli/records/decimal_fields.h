@@ -1,4 +1,4 @@
-/** Decimal numbers inside texts, by their characters: exact however large they are. */
+/** Decimal numbers inside texts, kept as characters, so that they stay exact. */
 #pragma once
 
 #include <cstddef>
@@ -10,8 +10,8 @@
 namespace cli {
 
 /**
- * Whether `text` is a decimal number with or without a sign and a fraction, of at most 20 characters: as many as
- * the longest 64-bit number has, and short enough for a column.
+ * Whether `text` is a decimal number, with or without a minus sign and a fraction, of at most 20 characters. That is
+ * the length of the longest 64-bit number, and short enough for a column.
  */
 bool is_decimal(std::string_view text);
 

@@ -1,4 +1,4 @@
-/** A dictionary whose entries are taken one by one, so that what nobody understood is known. */
+/** Reads a dictionary entry by entry and remembers which entries nobody took. */
 #pragma once
 
 #include <cstdint>
@@ -12,22 +12,22 @@
 
 namespace cli {
 
-/** Borrows the dictionary; null and any other kind count as empty. Keys given must outlive the reader. */
+/** Borrows the dictionary. Null and values of other kinds count as empty. Keys passed in must outlive the reader. */
 class DictionaryReader {
 public:
     explicit DictionaryReader(TvDictionaryRef dictionary) : _dictionary(dictionary) {}
 
-    /** The number under `key`, if there is one. */
+    /** The number under `key`, if any. Does not take the entry. */
     std::optional<std::int64_t> number(const char *key) const;
-    /** The same, as one that is understood. */
+    /** Takes the number under `key`, if any. */
     std::optional<std::int64_t> take_number(const char *key);
-    /** The same, of 32 bits. */
+    /** Takes the number under `key` if it is one of 32 bits. */
     std::optional<std::int32_t> take_number_32(const char *key);
-    /** The value under `key` as one that is understood, when it fits on one line; else null. */
+    /** Takes the value under `key` if it fits on one line; otherwise null. */
     TvRef take_line(const char *key);
-    /** The dictionary under `key` as one that is understood; null when there is none. */
+    /** Takes the dictionary under `key`; null when there is none. */
     TvDictionaryRef take_dictionary(const char *key);
-    /** Marks the entry under `key` as understood. */
+    /** Marks the entry under `key` as taken. */
     void take(std::string_view key) { _taken.insert(key); }
 
     bool took_any() const { return !_taken.empty(); }
@@ -39,7 +39,7 @@ private:
     std::set<std::string_view> _taken;
 };
 
-/** The text of a string; nothing for any other kind. */
+/** The text of a string; nothing for values of other kinds. */
 std::optional<std::string_view> text_of(TvRef value);
 
 } // namespace cli

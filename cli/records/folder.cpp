@@ -49,38 +49,38 @@ std::string as_file_name(std::string_view title) {
     return name.empty() ? "untitled" : name;
 }
 
-/** @param shown_name the file as the user will know it, for errors. */
-void write_file(const fs::path &path, const host::RecordBytes &bytes, const std::string &shown_name) {
+/** @param display_name  the file's final name, for errors. */
+void write_file(const fs::path &path, const host::RecordBytes &bytes, const std::string &display_name) {
     const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kFileMode);
     if (descriptor == -1) {
-        fail(shown_name, errno);
+        fail(display_name, errno);
     }
     try {
-        write_fully(descriptor, bytes, shown_name);
+        write_fully(descriptor, bytes, display_name);
     } catch (...) {
         close(descriptor);
         throw;
     }
-    // Some file systems tell of a full disk only here.
+    // Some file systems report a full disk only on close.
     if (close(descriptor) == -1) {
-        fail(shown_name, errno);
+        fail(display_name, errno);
     }
 }
 
-/** A new folder beside the one that is wanted; goes away with its files unless it is given that one's name. */
+/** A new folder beside the target. Removed with its files unless it is renamed to the target. */
 class PartialFolder {
 public:
-    /** @param shown_name the wanted folder as the user named it, for errors. */
-    PartialFolder(fs::path wanted, std::string shown_name)
-        : _wanted(std::move(wanted)), _shown_name(std::move(shown_name)) {
-        // Leftovers of a process that was killed may bear this process's number.
+    /** @param display_name  the target as the user named it, for errors. */
+    PartialFolder(fs::path target, std::string display_name)
+        : _target(std::move(target)), _display_name(std::move(display_name)) {
+        // A killed process that had this process's number may have left a folder behind.
         for (int attempt = 0; _path.empty(); ++attempt) {
             const fs::path path =
-                _wanted.string() + ".partial-" + std::to_string(getpid()) + "-" + std::to_string(attempt);
+                _target.string() + ".partial-" + std::to_string(getpid()) + "-" + std::to_string(attempt);
             if (mkdir(path.c_str(), kFolderMode) == 0) {
                 _path = path;
             } else if (errno != EEXIST) {
-                fail(_shown_name, errno);
+                fail(_display_name, errno);
             }
         }
     }
@@ -95,22 +95,22 @@ public:
 
     const fs::path &path() const { return _path; }
 
-    /** Takes the wanted name, in place of an empty folder if there is one. */
-    void become_wanted() {
-        if (rename(_path.c_str(), _wanted.c_str()) == -1) {
-            fail(_shown_name, errno);
+    /** Renames the folder to the target. Replaces an empty folder there. */
+    void rename_to_target() {
+        if (rename(_path.c_str(), _target.c_str()) == -1) {
+            fail(_display_name, errno);
         }
         _path.clear();
     }
 
 private:
-    fs::path _wanted;
-    std::string _shown_name;
+    fs::path _target;
+    std::string _display_name;
     fs::path _path;
 };
 
-/** The place that `folder` names, links followed and without a slash at its end: a sibling's name starts like it. */
-fs::path resolved(const std::string &folder) {
+/** Follows links and drops slashes at the end, so that the name of a sibling can be derived from the path. */
+fs::path resolve(const std::string &folder) {
     std::error_code error;
     std::string path = fs::weakly_canonical(fs::absolute(folder), error).string();
     if (error) {
@@ -122,44 +122,44 @@ fs::path resolved(const std::string &folder) {
     return path;
 }
 
-void check_is_free(const std::string &folder) {
+void require_absent_or_empty(const std::string &folder) {
     std::error_code error;
     const fs::file_status status = fs::status(folder, error);
     if (!fs::exists(status)) {
         return;
     }
     if (!fs::is_directory(status)) {
-        throw host::Error(folder, "", "is there already, and no folder");
+        throw host::Error(folder, "", "exists and is not a directory");
     }
     const bool is_empty = fs::is_empty(folder, error);
     if (error) {
         fail(folder, error.value());
     }
     if (!is_empty) {
-        throw host::Error(folder, "", "is there already, and not empty");
+        throw host::Error(folder, "", "exists and is not empty");
     }
 }
 
 } // namespace
 
-std::string record_file_name(std::size_t number, std::size_t count, std::string_view title) {
+std::string file_name_of(std::size_t number, std::size_t count, std::string_view title) {
     const std::size_t digits = std::max(kNumberDigitsAtLeast, std::to_string(count).size());
     std::string padded = std::to_string(number);
     padded.insert(0, digits - std::min(digits, padded.size()), '0');
-    return padded + "-" + as_file_name(title) + std::string(kRecordFileExtension);
+    return padded + "-" + as_file_name(title) + std::string(kFileExtension);
 }
 
-void write_record_folder(const std::string &folder, const std::vector<host::RecordBytes> &records,
-                         const std::vector<std::string> &titles) {
-    check_is_free(folder);
+void write_folder(const std::string &folder, const std::vector<host::RecordBytes> &records,
+                  const std::vector<std::string> &titles) {
+    require_absent_or_empty(folder);
     const Interruption interruption;
-    PartialFolder partial(resolved(folder), folder);
+    PartialFolder partial(resolve(folder), folder);
     for (std::size_t i = 0; i < records.size(); ++i) {
         interruption.throw_if_requested();
-        const std::string name = record_file_name(i + 1, records.size(), titles[i]);
+        const std::string name = file_name_of(i + 1, records.size(), titles[i]);
         write_file(partial.path() / name, records[i], (fs::path(folder) / name).string());
     }
-    partial.become_wanted();
+    partial.rename_to_target();
 }
 
 std::string unused_folder_name() {

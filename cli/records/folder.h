@@ -1,4 +1,4 @@
-/** State-capture records as files of a folder that is there whole or not at all. */
+/** State-capture records as files in a folder, which appears whole or not at all. */
 #pragma once
 
 #include <cstddef>
@@ -10,27 +10,27 @@
 
 namespace cli {
 
-/** What follows the title in a record file's name. */
-inline constexpr std::string_view kRecordFileExtension = ".qorstate";
+/** The extension of record files. */
+inline constexpr std::string_view kFileExtension = ".qorstate";
 
 /**
- * The name of record `number`'s file, counted from 1, among `count`: "007-TITLE.qorstate". The number has as
- * many digits as `count`, and at least three. What some file system cannot hold in a name (control
- * characters, any of / \ : * ? " < > |, bytes that are not UTF-8) becomes "_"; an empty title is "untitled".
+ * The name of the file for record `number` (from 1) of `count`: "007-TITLE.qorstate". The number is padded to the
+ * digits of `count`, at least three. Characters that some file systems refuse in names (control characters, any of
+ * / \ : * ? " < > |, bytes that are not UTF-8) become "_". An empty title becomes "untitled".
  */
-std::string record_file_name(std::size_t number, std::size_t count, std::string_view title);
+std::string file_name_of(std::size_t number, std::size_t count, std::string_view title);
 
 /**
- * Writes each record into a file of its own, in a new folder or an empty one that is there.
+ * Writes each record into a file of its own in `folder`, which must not exist or be empty.
  *
- * The files are written into a folder beside it, which takes its name at the end; on failure that one goes
- * away and nothing else has changed.
- * @throws host::Error when `folder` holds something, is no folder, or cannot be written.
+ * The files are written to a temporary folder beside it, which is renamed at the end. On failure the temporary folder
+ * is removed and nothing has changed.
+ * @throws host::Error when `folder` is not empty, is not a directory, or cannot be written.
  */
-void write_record_folder(const std::string &folder, const std::vector<host::RecordBytes> &records,
-                         const std::vector<std::string> &titles);
+void write_folder(const std::string &folder, const std::vector<host::RecordBytes> &records,
+                  const std::vector<std::string> &titles);
 
-/** A name for a new folder: "capture-YYYYMMDD-HHMMSS" in local time, with "-2" and so on when that is taken. */
+/** A name for a new folder: "capture-YYYYMMDD-HHMMSS" in local time, with "-2" and so on if that name exists. */
 std::string unused_folder_name();
 
 } // namespace cli

@@ -25,7 +25,7 @@ Json array_json(TvArrayRef array) {
 
 Json dictionary_json(TvDictionaryRef dictionary) {
     Json json = Json::object();
-    // Keys are known to differ: looking each up among those before it would take quadratic time.
+    // Keys are distinct, so they are appended unchecked: looking each one up would take quadratic time.
     auto &entries = json.get_ref<Json::object_t &>();
     host::for_each_entry(dictionary, [&](std::string_view key, TvRef value) {
         entries.push_back({std::string(key), value_json(value)});

@@ -1,4 +1,4 @@
-/** State-capture records as programs read them. */
+/** State-capture records as JSON for programs. */
 #pragma once
 
 #include <cstddef>
@@ -11,11 +11,11 @@
 namespace cli {
 
 /**
- * The record's header and its payload: integers exactly, bytes as a text of hex digits, dictionaries with their
- * keys in ascending order (byte for byte). A payload of a type code other than 1 is bytes. Header texts that are
- * not UTF-8 stand as hex under their key with "_hex" at its end.
+ * The record's header and payload: integers exactly, bytes as a string of hex digits, the keys of dictionaries in
+ * ascending order, byte for byte. A payload of a type code other than 1 is bytes. A header text that is not UTF-8
+ * becomes hex under its key with "_hex" appended.
  *
- * @param file the bytes that the record was parsed from.
+ * @param file  the bytes that the record was parsed from.
  */
 nlohmann::ordered_json record_json(const host::StateRecord &record, std::span<const std::byte> file);
 

@@ -1,3 +1,5 @@
+#include "cli/records/latency.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -7,7 +9,6 @@
 #include <vector>
 
 #include "cli/records/dictionary_reader.h"
-#include "cli/records/payload_renderings.h"
 #include "cli/terminal/columns.h"
 #include "qor/latency.h"
 
@@ -51,13 +52,13 @@ struct Measure {
     std::uint64_t ticks;
 };
 
-/** From 0 to `greatest`, drawn from one border to the other. */
+/** A scale from 0 to `greatest` between two borders. */
 class Track {
 public:
     Track(std::uint64_t greatest, std::size_t columns) : _greatest(greatest), _columns(columns) {}
 
-    std::string mark(std::uint64_t at) const { return drawn(column(at), column(at), '*'); }
-    std::string bar(std::uint64_t from, std::uint64_t to) const { return drawn(column(from), column(to), '='); }
+    std::string mark(std::uint64_t at) const { return draw(column(at), column(at), '*'); }
+    std::string bar(std::uint64_t from, std::uint64_t to) const { return draw(column(from), column(to), '='); }
     std::string empty() const { return "|" + std::string(_columns, ' ') + "|"; }
 
 private:
@@ -69,7 +70,7 @@ private:
         return std::min(static_cast<std::size_t>(std::lround(share * static_cast<double>(_columns - 1))), _columns - 1);
     }
 
-    std::string drawn(std::size_t first, std::size_t last, char sign) const {
+    std::string draw(std::size_t first, std::size_t last, char sign) const {
         std::string track = empty();
         std::fill_n(track.begin() + 1 + static_cast<std::ptrdiff_t>(first), last - first + 1, sign);
         return track;
@@ -79,17 +80,17 @@ private:
     std::size_t _columns;
 };
 
-/** What is left of a line behind an indented text, without the gap and the track's borders. */
+/** The width left for a track after an indented text, the gap and the borders. */
 std::size_t track_columns(const TextStyle &style, const std::string &before) {
     const std::size_t used = kIndent + before.size() + 2 + 2;
     return style.columns < used + kLeastTrack ? kLeastTrack : style.columns - used;
 }
 
-std::string indented(std::string_view line) { return std::string(kIndent, ' ') + std::string(line) + "\n"; }
+std::string indent(std::string_view line) { return std::string(kIndent, ' ') + std::string(line) + "\n"; }
 
 // ---- the last press
 
-/** Reads one press, entry by entry. */
+/** The last press as text. */
 class PressText {
 public:
     PressText(TvDictionaryRef press, const TextStyle &style) : _press(press), _style(style) {
@@ -115,7 +116,7 @@ private:
                 text += std::to_string(static_cast<std::uint32_t>(*count));
             }
         }
-        return text.empty() ? text : indented(text);
+        return text.empty() ? text : indent(text);
     }
 
     void take_stamp(DictionaryReader &from, const char *key, std::string name) {
@@ -151,18 +152,17 @@ private:
 
     std::string time_line() {
         take_stamps();
-        std::string text =
-            "\n" + indented("time line, in ticks: time stamp, offset from the earliest") + drawn_stamps();
+        std::string text = "\n" + indent("time line, in ticks: time stamp, offset from the earliest") + draw_stamps();
         std::string before(kAbsent);
         const std::size_t used = kIndent + before.size();
         for (const std::string &line : wrapped_words(_absent, ",", std::max(_style.columns, used) - used)) {
-            text += indented(before + line);
+            text += indent(before + line);
             before.assign(before.size(), ' ');
         }
         return text;
     }
 
-    std::string drawn_stamps() const {
+    std::string draw_stamps() const {
         if (_stamps.empty()) {
             return "";
         }
@@ -175,7 +175,7 @@ private:
         const Track track(_stamps.back().ticks - earliest, track_columns(_style, rows.front()));
         std::string text;
         for (std::size_t i = 0; i < rows.size(); ++i) {
-            text += indented(rows[i] + "  " + track.mark(_stamps[i].ticks - earliest));
+            text += indent(rows[i] + "  " + track.mark(_stamps[i].ticks - earliest));
         }
         return text;
     }
@@ -194,9 +194,9 @@ private:
                 }
             }
         }
-        std::string text = cells.empty() ? "" : "\n" + indented("latencies, in ticks");
+        std::string text = cells.empty() ? "" : "\n" + indent("latencies, in ticks");
         for (const std::string &row : aligned_rows(cells, {Align::Left, Align::Right})) {
-            text += indented(row);
+            text += indent(row);
         }
         return text;
     }
@@ -205,7 +205,7 @@ private:
         std::string text = entry_lines(_press.rest(), kIndent, _style);
         for (std::size_t i = 0; i < latency::kClicks; ++i) {
             if (const std::string entries = entry_lines(_clicks[i].rest(), 2 * kIndent, _style); !entries.empty()) {
-                text += indented(_style.key(latency::kClickKeys[i]) + ":") + entries;
+                text += indent(_style.key(latency::kClickKeys[i]) + ":") + entries;
             }
         }
         return text.empty() ? text : "\n" + text;
@@ -220,7 +220,7 @@ private:
     std::vector<std::string> _absent;
 };
 
-// ---- least and greatest latencies
+// ---- minimum and maximum latencies
 
 struct Range {
     std::string_view name;
@@ -253,7 +253,7 @@ std::string range_bar(const Range &range, const Track &track) {
     return range.maximum == 0 ? track.empty() : track.bar(range.minimum, range.maximum);
 }
 
-std::string drawn_ranges(const std::vector<Range> &ranges, const TextStyle &style) {
+std::string draw_ranges(const std::vector<Range> &ranges, const TextStyle &style) {
     std::uint64_t greatest = 0;
     std::vector<std::vector<std::string>> cells;
     for (const Range &range : ranges) {
@@ -263,7 +263,7 @@ std::string drawn_ranges(const std::vector<Range> &ranges, const TextStyle &styl
     const std::vector<std::string> rows = aligned_rows(cells, {Align::Left, Align::Right, Align::Left, Align::Right});
     std::string text;
     for (std::size_t i = 0; i < rows.size(); ++i) {
-        text += indented(rows[i] + "  " + range_bar(ranges[i], Track(greatest, track_columns(style, rows[i]))));
+        text += indent(rows[i] + "  " + range_bar(ranges[i], Track(greatest, track_columns(style, rows[i]))));
     }
     return text;
 }
@@ -271,7 +271,7 @@ std::string drawn_ranges(const std::vector<Range> &ranges, const TextStyle &styl
 std::string ranges_text(TvDictionaryRef dictionary, const TextStyle &style) {
     DictionaryReader bounds(dictionary);
     const std::vector<Range> ranges = take_ranges(bounds);
-    return style.heading(latency::kBoundsKey) + ", minimum to maximum, in ticks\n" + drawn_ranges(ranges, style) +
+    return style.heading(latency::kBoundsKey) + ", minimum to maximum, in ticks\n" + draw_ranges(ranges, style) +
            entry_lines(bounds.rest(), kIndent, style);
 }
 

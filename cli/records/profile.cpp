@@ -1,9 +1,10 @@
+#include "cli/records/profile.h"
+
 #include <array>
 #include <cstddef>
 #include <string_view>
 
 #include "cli/records/dictionary_reader.h"
-#include "cli/records/payload_renderings.h"
 #include "decoder/ZELLogDecoder.h"
 
 namespace cli {
@@ -13,7 +14,7 @@ namespace {
 constexpr std::array<int, 11> kColours{34, 35, 32, 33, 36, 31, 94, 95, 92, 93, 96};
 static_assert(kColours.size() == std::tuple_size_v<decltype(ZELLogDecoder::_decoders)>);
 
-/** Where a category's quoted value stands in a line. */
+/** The position of a category's quoted value in a line. */
 struct Place {
     std::size_t begin;
     std::size_t length;

@@ -1,3 +1,5 @@
+#include "cli/records/sensor.h"
+
 #include <algorithm>
 #include <array>
 #include <optional>
@@ -8,7 +10,6 @@
 
 #include "cli/records/decimal_fields.h"
 #include "cli/records/dictionary_reader.h"
-#include "cli/records/payload_renderings.h"
 #include "cli/terminal/columns.h"
 #include "host/TvValues.h"
 #include "qor/sensor.h"
@@ -28,7 +29,7 @@ struct Setting {
 };
 
 struct Group {
-    std::string_view heading; ///< empty for what the card begins with
+    std::string_view heading; ///< empty for the entries at the start of the card
     std::span<const Setting> settings;
 };
 
@@ -73,7 +74,7 @@ constexpr std::array<Group, 5> kGroupsBeforeClients{{
 }};
 constexpr Group kGroupBehindClients{"", kEvents};
 
-/** A key and the lines beside it. */
+/** A key and the lines of its value. */
 struct CardEntry {
     std::string key;
     std::vector<std::string> lines;
@@ -98,15 +99,15 @@ std::optional<std::vector<std::string>> matrix_rows(std::string_view text) {
     return count == 9 ? std::optional(aligned_rows(rows, {Align::Right, Align::Right, Align::Right})) : std::nullopt;
 }
 
-/** An entry whose key is a prefix with a number behind it. */
+/** An entry whose key is a prefix followed by a number. */
 struct Numbered {
     std::string_view number;
     std::string_view key;
     std::string_view text;
 };
 
-/** The number as it stands, without leading zeros and of at most ten digits; nothing for any other key. */
-std::optional<std::string_view> number_behind(std::string_view prefix, std::string_view key) {
+/** The digits after the prefix: at most ten, without leading zeros. Nothing for any other key. */
+std::optional<std::string_view> number_after(std::string_view prefix, std::string_view key) {
     if (key.substr(0, prefix.size()) != prefix) {
         return std::nullopt;
     }
@@ -121,19 +122,19 @@ std::optional<std::string_view> number_behind(std::string_view prefix, std::stri
 std::vector<Numbered> numbered_texts(TvDictionaryRef sensor, std::string_view prefix) {
     std::vector<Numbered> found;
     host::for_each_entry(sensor, [&](std::string_view key, TvRef value) {
-        const std::optional<std::string_view> number = number_behind(prefix, key);
+        const std::optional<std::string_view> number = number_after(prefix, key);
         const std::optional<std::string_view> text = text_of(value);
         if (number && text) {
             found.push_back({*number, key, *text});
         }
     });
-    // Keys come in the order of their text, which is that of their numbers among those of one length.
+    // Keys come in text order, which is the order of numbers of the same length.
     std::stable_sort(found.begin(), found.end(),
                      [](const Numbered &a, const Numbered &b) { return a.number.size() < b.number.size(); });
     return found;
 }
 
-/** Number, name and settings of a client; nothing for a text of another form. */
+/** The number, name and settings of a client; nothing for a text of another form. */
 std::optional<std::vector<std::string>> client_cells(const Numbered &client, const TextStyle &style) {
     constexpr std::string_view kEndOfName = ": ";
     // A name may hold anything: the settings begin where their first name stands last.
@@ -190,7 +191,7 @@ private:
         append_section(group.heading, card_lines(entries, width));
     }
 
-    /** @param before how much of a line is used already. */
+    /** @param before  the columns of the line that are used already. */
     std::vector<std::string> lines_of(TvRef value, Form form, std::size_t before) const {
         const std::optional<std::string_view> text = text_of(value);
         if (text && form == Form::Matrix) {
@@ -204,7 +205,7 @@ private:
         return {text ? line_of(*text) : value_line(value, _style)};
     }
 
-    /** Without the newline that a text may bring along. */
+    /** Drops one newline at the end. */
     std::string line_of(std::string_view text) const {
         if (!text.empty() && text.back() == '\n') {
             text.remove_suffix(1);
@@ -216,10 +217,10 @@ private:
         std::string text;
         for (const CardEntry &entry : entries) {
             text += std::string(kIndent, ' ') + _style.key(entry.key) + ":";
-            std::size_t blanks = width - entry.key.size() + 1;
+            std::size_t spaces = width - entry.key.size() + 1;
             for (const std::string &line : entry.lines) {
-                text += std::string(blanks, ' ') + line + "\n";
-                blanks = kIndent + width + 2;
+                text += std::string(spaces, ' ') + line + "\n";
+                spaces = kIndent + width + 2;
             }
             text += entry.lines.empty() ? "\n" : "";
         }

@@ -13,7 +13,7 @@
 namespace cli {
 namespace {
 
-/** The title as the header has it, read without looking at the rest. */
+/** The title in the header. Works for damaged records, too. */
 std::string title_of(const host::RecordBytes &record) {
     RvStateCaptureRecord header{};
     std::memcpy(&header, record.data(), std::min(record.size(), sizeof header));
@@ -27,7 +27,7 @@ std::string reports_text(const SummaryRow &row) {
     return row.reports ? std::to_string(*row.reports) : "-";
 }
 
-std::string padded_left(const std::string &text, std::size_t width) {
+std::string pad_left(const std::string &text, std::size_t width) {
     return std::string(width - std::min(width, text.size()), ' ') + text;
 }
 
@@ -70,7 +70,7 @@ std::string summary_table(const std::vector<SummaryRow> &rows, const TextStyle &
     }
     const auto line = [&](const std::string &title, const std::string &reports, const std::string &bytes) {
         return title + std::string(title_width - host::character_count(title), ' ') + "  " +
-               padded_left(reports, kReportsWidth) + "  " + padded_left(bytes, kBytesWidth);
+               pad_left(reports, kReportsWidth) + "  " + pad_left(bytes, kBytesWidth);
     };
     std::string table;
     if (!rows.empty()) {

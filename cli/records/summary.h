@@ -1,4 +1,4 @@
-/** What one state capture gathered. */
+/** A summary of one state capture. */
 #pragma once
 
 #include <cstddef>
@@ -11,21 +11,21 @@
 
 namespace cli {
 
-/** One record, in the capture's order. */
+/** One record. */
 struct SummaryRow {
     std::string title;
-    std::optional<std::size_t> reports; ///< entries of an array; nothing for any other payload
-    std::size_t bytes;                  ///< whole, header included
-    std::string damage;                 ///< why the record cannot be read back; empty for a whole one
+    std::optional<std::size_t> reports; ///< the entries of an array; nothing for other payloads
+    std::size_t bytes;                  ///< including the header
+    std::string damage;                 ///< why the record cannot be read back; empty for an intact one
 };
 
-/** What a record is, damaged or not. */
+/** Summarises a record, damaged or not. */
 SummaryRow summarise(const host::RecordBytes &record);
 
-/** The rows as a table with a heading and a line of totals. */
+/** A table with a heading and a line of totals. */
 std::string summary_table(const std::vector<SummaryRow> &rows, const TextStyle &style);
 
-/** The rows as a JSON array of objects, with a newline at the end. */
+/** A JSON array of objects and a newline. */
 std::string summary_json(const std::vector<SummaryRow> &rows);
 
 } // namespace cli

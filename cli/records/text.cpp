@@ -5,15 +5,21 @@
 #include <optional>
 #include <string_view>
 
-#include "cli/records/payload_renderings.h"
+#include "cli/records/assets.h"
+#include "cli/records/latency.h"
+#include "cli/records/profile.h"
+#include "cli/records/sensor.h"
 #include "cli/records/value_text.h"
 #include "cli/terminal/hex.h"
 
 namespace cli {
 namespace {
 
+/** Nothing when the payload is not of the shape that its title promises. */
+using PayloadRendering = std::optional<std::string> (*)(TvRef payload, const TextStyle &style);
+
 struct TitleRow {
-    std::string_view title; ///< a star at its end stands for any rest
+    std::string_view title; ///< a star at the end matches any rest
     PayloadRendering rendering;
 };
 

@@ -1,4 +1,4 @@
-/** State-capture records as people read them. */
+/** State-capture records as text for people. */
 #pragma once
 
 #include <cstddef>
@@ -11,13 +11,13 @@
 namespace cli {
 
 /**
- * The title as a heading, then the payload, each line with a newline at its end.
+ * The title as a heading, then the payload. Each line ends with a newline.
  *
- * A payload of a known title is drawn in the form that suits it (payload_renderings.h). That of any other title,
- * or of another shape than its title promises, is shown as any typed value (value_text.h); one of a type code other
- * than 1 as hex.
+ * A payload of a known title has a form of its own (assets.h, latency.h, profile.h, sensor.h). A payload of any other
+ * title, or not of the shape that its title promises, is written as any typed value (value_text.h), and a payload of a
+ * type code other than 1 as hex.
  *
- * @param file the bytes that the record was parsed from.
+ * @param file  the bytes that the record was parsed from.
  */
 std::string record_text(const host::StateRecord &record, std::span<const std::byte> file, const TextStyle &style);
 

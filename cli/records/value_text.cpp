@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t kIndent = 2;
 
-/** Longer keys stand outside the column: it would pad every other line, and a file can hold many of both. */
+/** Longer keys exceed the column: a wider column would pad every other line, and a file can contain many of both. */
 constexpr std::size_t kWidestKeyColumn = 40;
 
 bool is_of(TvRef value, TvTypeID kind) { return TvGetTypeID(value) == kind; }
@@ -97,7 +97,7 @@ private:
         append_entries(entries, indent);
     }
 
-    /** @param width of the column of keys, in characters. */
+    /** @param width  of the column of keys, in characters. */
     void append_entry(std::string_view key, TvRef value, std::size_t indent, std::size_t width) {
         _text += std::string(indent, ' ') + _style.key(key) + ":";
         if (fits_on_one_line(value)) {

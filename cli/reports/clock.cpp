@@ -20,7 +20,7 @@ namespace {
 constexpr const char *kZoneFolder = "/usr/share/zoneinfo";
 constexpr std::string_view kZoneFileMark = "TZif";
 
-/** The platform's numbers are signed, and arithmetic with them wraps: the largest ones are those below zero. */
+/** The platform's numbers are signed and its arithmetic wraps, so a negative number means a large unsigned one. */
 std::optional<std::uint64_t> signed_or_whole_number(std::string_view text) {
     if (text.substr(0, 1) != "-") {
         return whole_number(text);
@@ -31,7 +31,7 @@ std::optional<std::uint64_t> signed_or_whole_number(std::string_view text) {
     return error == std::errc() && stop == end ? std::optional(static_cast<std::uint64_t>(number)) : std::nullopt;
 }
 
-/** Takes "KEY=NUMBER" off the front of `text`; nothing when it does not stand there. */
+/** Removes "KEY=NUMBER" from the front of `text`; nothing when `text` does not start so. */
 std::optional<std::uint64_t> take_number(std::string_view &text, std::string_view key) {
     if (text.substr(0, key.size()) != key) {
         return std::nullopt;
@@ -54,28 +54,28 @@ decoder::time_sync parse_time_sync(const std::string &text) {
     const std::optional<std::uint64_t> qor = take_number(rest, "qor=");
     const std::optional<std::uint64_t> calendar = take_number(rest, ",calendar=");
     if (!qor || !calendar || !rest.empty()) {
-        throw WrongUse("--time-sync: \"" + text + "\" is not of the form qor=NANOSECONDS,calendar=NANOSECONDS");
+        throw WrongUse("invalid value \"" + text + "\" for --time-sync: expected qor=NANOSECONDS,calendar=NANOSECONDS");
     }
     return {*qor, *calendar};
 }
 
 void enter_time_zone(const std::string &name) {
-    // Before any other thread starts.
+    // Safe: no other thread runs yet.
     const char *const chosen = std::getenv("TZDIR"); // NOLINT(concurrency-mt-unsafe)
     const std::filesystem::path folder = chosen != nullptr && *chosen != '\0' ? chosen : kZoneFolder;
     const bool stays_inside = name.find("..") == std::string::npos && !name.empty() && name.front() != '/';
     if (!stays_inside) {
-        throw WrongUse("--time-zone: \"" + name + "\" is no zone's name, such as Europe/Berlin");
+        throw WrongUse("invalid value \"" + name + "\" for --time-zone: expected a name such as Europe/Berlin");
     }
     if (!is_zone_file(folder / name)) {
-        throw host::Error((folder / name).string(), "", "is no time zone file");
+        throw host::Error((folder / name).string(), "", "not a time zone file");
     }
-    // A colon in front: the name means that file, and nothing else.
+    // With a colon in front, the C library takes the name for a file and never for a rule.
     setenv("TZ", (":" + name).c_str(), 1); // NOLINT(concurrency-mt-unsafe)
     tzset();
 }
 
-/** A described device in the registry, without the plug-in. */
+/** A described device in the registry. The plug-in is not loaded. */
 struct DumpClock::LiveDevice {
     explicit LiveDevice(const std::string &description) : device(description, queue) {}
 
@@ -85,9 +85,9 @@ struct DumpClock::LiveDevice {
 
 DumpClock::DumpClock(const ClockWords &words) {
     if (words.time_sync) {
-        _told.sync = parse_time_sync(*words.time_sync);
+        _fixed.sync = parse_time_sync(*words.time_sync);
     }
-    _told.boot_time = words.boot_time;
+    _fixed.boot_time = words.boot_time;
     if (words.live_description) {
         _live_device = std::make_unique<LiveDevice>(*words.live_description);
     }

@@ -9,36 +9,36 @@
 
 namespace cli {
 
-/** What the command line says about the clock; nothing of it needs to be given. */
+/** The clock as given on the command line. Every part is optional. */
 struct ClockWords {
     std::optional<std::string> time_sync; ///< "qor=NS,calendar=NS"
     std::optional<std::uint64_t> boot_time;
-    std::optional<std::string> live_description; ///< a device description, to be asked afresh for every report
+    std::optional<std::string> live_description; ///< a device description, whose clock is read for every report
 };
 
-/** Both numbers may be negative. @throws WrongUse for anything but two numbers of nanoseconds. */
+/** Parses "qor=NS,calendar=NS"; both may be negative. @throws WrongUse for anything else. */
 decoder::time_sync parse_time_sync(const std::string &text);
 
 /**
- * Puts the process into a time zone of the system's zone files, before its first use of local time and before it
- * has other threads.
- * @throws WrongUse for what can be no zone's name, host::Error when there is no such file.
+ * Sets the process's time zone to one of the system's zone files. Call it before the first use of local time and
+ * before other threads start.
+ * @throws WrongUse for a name that no zone can have, host::Error when there is no such file.
  */
 void enter_time_zone(const std::string &name);
 
-/** Tells the clock for each report. Any thread. */
+/** The clock to use for each report. Any thread. */
 class DumpClock {
 public:
-    /** @throws WrongUse; host::Error for a description that will not do. */
+    /** @throws WrongUse for a malformed time synchronisation, host::Error for an invalid description. */
     explicit DumpClock(const ClockWords &words);
     ~DumpClock();
 
-    decoder::device_clock now() const { return _live_device ? decoder::read_device_clock() : _told; }
+    decoder::device_clock now() const { return _live_device ? decoder::read_device_clock() : _fixed; }
 
 private:
     struct LiveDevice;
 
-    decoder::device_clock _told;
+    decoder::device_clock _fixed;
     std::unique_ptr<LiveDevice> _live_device;
 };
 

@@ -2,13 +2,15 @@
 
 #include <string>
 
-#include "cli/reports/json.h"
+#include "cli/reports/json_values.h"
+#include "cli/reports/payload_json.h"
+#include "cli/reports/wall_time.h"
 #include "decoder/name_tables.h"
 
 namespace cli {
 namespace {
 
-/** Names hold neither commas nor quotes nor line ends, so only the payload needs quoting. */
+/** Names contain no commas, quotes or line ends, so only the payload needs quoting. */
 void append_name_and_id(text_buffer &out, std::string_view name, std::uint8_t id) {
     out.append(name);
     out.append(",");

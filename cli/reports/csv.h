@@ -9,12 +9,12 @@
 
 namespace cli {
 
-/** The names of the columns, with the line's end. */
+/** The first line: the names of the columns. Ends with CR LF. */
 extern const std::string_view kCsvHeading;
 
 /**
- * Appends one line of the columns: names and ids, sequence number, time stamp, wall-clock time in ISO 8601 and boot
- * time (empty when not known), and the payload as a JSON object.
+ * Appends one line: names and ids, sequence number, time stamp, wall-clock time in ISO 8601 and boot time (each empty
+ * when unknown), and the payload as a JSON object. Ends with CR LF.
  */
 void append_csv_line(text_buffer &out, const _QorProfileReport &report, const decoder::device_clock &clock);
 

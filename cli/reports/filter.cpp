@@ -22,28 +22,32 @@ bool is_number(std::string_view word) {
     return !word.empty() && std::all_of(word.begin(), word.end(), [](char c) { return '0' <= c && c <= '9'; });
 }
 
-/** The id that a word of digits stands for. */
-std::size_t parsed_id(const std::string &option, const std::string &word) {
+/** @param word  digits. */
+std::size_t parse_id(const std::string &option, const std::string &word) {
     unsigned id = 0;
     const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), id);
     if (error != std::errc() || id > kLargestId) {
-        throw WrongUse(option + ": " + word + " is no id from 0 to 255");
+        throw WrongUse("invalid value \"" + word + "\" for " + option + ": expected 0 to 255 or a name");
     }
     return id;
 }
 
 [[noreturn]] void refuse(const std::string &option, const std::string &word, const std::set<std::string> &known) {
-    throw WrongUse(option + ": \"" + word + "\" is no name that the decoder knows" +
+    throw WrongUse("invalid value \"" + word + "\" for " + option + ": unknown name" +
                    host::suggestion(word, {known.begin(), known.end()}));
 }
 
 using NameOfId = std::function<std::string_view(std::uint8_t id)>;
 
-/** Adds the ids that `word` stands for; a name may stand for several. @return whether there is any. */
+/**
+ * Adds the ids that `word` means; several may share a name.
+ * @param known  gets the names that `word` was compared with.
+ * @return whether `word` means any.
+ */
 bool add_ids(std::bitset<256> &ids, const std::string &option, const std::string &word, const NameOfId &name_of,
              std::set<std::string> &known) {
     if (is_number(word)) {
-        ids.set(parsed_id(option, word));
+        ids.set(parse_id(option, word));
         return true;
     }
     bool found = false;
@@ -59,7 +63,8 @@ bool add_ids(std::bitset<256> &ids, const std::string &option, const std::string
     return found;
 }
 
-std::bitset<256> asked_ids(const std::string &option, const std::vector<std::string> &words, const NameOfId &name_of) {
+/** All ids when there are no words. */
+std::bitset<256> parse_ids(const std::string &option, const std::vector<std::string> &words, const NameOfId &name_of) {
     std::bitset<256> ids;
     for (const std::string &word : words) {
         std::set<std::string> known;
@@ -73,16 +78,16 @@ std::bitset<256> asked_ids(const std::string &option, const std::vector<std::str
 } // namespace
 
 ReportFilter::ReportFilter(const FilterWords &words)
-    : _asks(!words.categories.empty() || !words.components.empty() || !words.events.empty() || !words.types.empty() ||
-            words.since || words.until),
+    : _has_conditions(!words.categories.empty() || !words.components.empty() || !words.events.empty() ||
+                      !words.types.empty() || words.since || words.until),
       _since(words.since.value_or(0)), _until(words.until.value_or(std::numeric_limits<std::uint64_t>::max())),
-      _categories(asked_ids("--category", words.categories, decoder::category_name)),
-      _types(asked_ids("--type", words.types, decoder::type_name)) {
-    ask_for_components(words.components);
-    ask_for_events(words.events);
+      _categories(parse_ids("--category", words.categories, decoder::category_name)),
+      _types(parse_ids("--type", words.types, decoder::type_name)) {
+    set_components(words.components);
+    set_events(words.events);
 }
 
-void ReportFilter::ask_for_components(const std::vector<std::string> &words) {
+void ReportFilter::set_components(const std::vector<std::string> &words) {
     for (const std::string &word : words) {
         bool found = false;
         std::set<std::string> known;
@@ -101,7 +106,7 @@ void ReportFilter::ask_for_components(const std::vector<std::string> &words) {
     }
 }
 
-void ReportFilter::ask_for_events(const std::vector<std::string> &words) {
+void ReportFilter::set_events(const std::vector<std::string> &words) {
     if (!words.empty()) {
         _events.resize(kCategoryRows * kIds);
     }

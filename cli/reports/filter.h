@@ -1,4 +1,4 @@
-/** Which reports of a dump are wanted. */
+/** Filtering reports by their header. */
 #pragma once
 
 #include <array>
@@ -12,51 +12,51 @@
 
 namespace cli {
 
-/** What is asked for: names as the decoder shows them, or ids in decimal; an empty list asks for everything. */
+/** The wanted names, as the decoder prints them, or ids in decimal. An empty list means all. */
 struct FilterWords {
     std::vector<std::string> categories;
     std::vector<std::string> components;
     std::vector<std::string> events;
     std::vector<std::string> types;
-    std::optional<std::uint64_t> since; ///< firmware microseconds, included
-    std::optional<std::uint64_t> until; ///< firmware microseconds, included
+    std::optional<std::uint64_t> since; ///< firmware microseconds, inclusive
+    std::optional<std::uint64_t> until; ///< firmware microseconds, inclusive
 };
 
 /**
- * Decides by the 16 bytes of the header. A report passes when its category, its component, its event and its
- * type are each among those asked for, and its time stamp lies between the two given. A name of a component or
- * an event means that name in the report's own category.
+ * Decides by the 16 bytes of the header. A report passes when its category, component, event and type are each among
+ * the wanted ones and its time stamp lies within the limits. The name of a component or an event is looked up in the
+ * report's own category.
  */
 class ReportFilter {
 public:
-    /** @throws WrongUse for a word that is neither an id nor a name that the decoder knows. */
+    /** @throws WrongUse for a word that is neither an id nor a known name. */
     explicit ReportFilter(const FilterWords &words);
 
-    /** Whether there is anything that it may drop. */
-    bool asks() const { return _asks; }
+    /** Whether there is any condition; without one, every report passes. */
+    bool has_conditions() const { return _has_conditions; }
 
     bool passes(const _QorProfileReport &report) const {
-        return !_asks || (passes_ids(report) && _since <= report.timestamp() && report.timestamp() <= _until);
+        return !_has_conditions || (passes_ids(report) && _since <= report.timestamp() && report.timestamp() <= _until);
     }
 
 private:
     using Ids = std::bitset<256>;
 
-    /** The decoder names components and events of these categories alike: one row for all from the last on. */
+    /** From the last row on, the decoder names the components and events of all categories alike: they share it. */
     static constexpr std::size_t kCategoryRows = 12;
     static constexpr std::size_t kIds = 256;
 
     bool passes_ids(const _QorProfileReport &report) const;
-    void ask_for_components(const std::vector<std::string> &words);
-    void ask_for_events(const std::vector<std::string> &words);
+    void set_components(const std::vector<std::string> &words);
+    void set_events(const std::vector<std::string> &words);
 
-    bool _asks;
+    bool _has_conditions;
     std::uint64_t _since;
     std::uint64_t _until;
     Ids _categories;
     Ids _types;
     std::array<Ids, kCategoryRows> _components; ///< by category
-    std::vector<Ids> _events;                   ///< by category and component; empty when all are wanted
+    std::vector<Ids> _events;                   ///< by category and component; empty when every event is wanted
 };
 
 } // namespace cli

@@ -13,10 +13,10 @@
 namespace cli {
 namespace {
 
-/** Beyond this, one thread that writes cannot keep up. */
+/** With more, the one thread that writes cannot keep up. */
 constexpr unsigned kWorkersAtMost = 8;
 
-/** So many blocks may be under way: a thread that the machine leaves waiting does not hold up the others at once. */
+/** The number of blocks under way. With spare ones, a thread that the system suspends does not stop the others. */
 constexpr std::size_t kBlocks = 16;
 static_assert(kBlocks > kWorkersAtMost);
 
@@ -36,7 +36,7 @@ public:
                 others.emplace_back([this] { work(); });
             }
         } catch (const std::system_error &) {
-            // The system gives no more threads; those that there are do it all.
+            // The system allows no more threads. The ones that run do all the work.
         }
         work();
         for (std::thread &other : others) {
@@ -50,18 +50,18 @@ public:
 private:
     using Lock = std::unique_lock<std::mutex>;
 
-    /** What came of a block: its text, or the failure that is told when its turn comes. */
+    /** The result for a block: its text, or the failure to throw when its turn comes. */
     struct Finished {
         Block *block = nullptr;
         std::exception_ptr failure;
     };
 
-    /** What one thread does. It holds the lock but for the steps themselves. */
+    /** The loop of each thread. It holds the lock except during the steps themselves. */
     void work() {
         Lock lock(_mutex);
         while (Block *const block = block_to_fill(lock)) {
             bool is_filled = false;
-            std::exception_ptr failure = outcome(lock, [&] { is_filled = _steps.fill(*block); });
+            std::exception_ptr failure = run_unlocked(lock, [&] { is_filled = _steps.fill(*block); });
             _is_filling = false;
             _has_filled_all = _has_filled_all || !is_filled;
             _changed.notify_all();
@@ -70,38 +70,38 @@ private:
             }
             const std::uint64_t number = _filled++;
             if (!failure) {
-                failure = outcome(lock, [&] {
+                failure = run_unlocked(lock, [&] {
                     block->text.clear();
                     _steps.work(*block);
                 });
             }
-            finished(number) = {block, failure};
+            slot(number) = {block, failure};
             deliver(lock);
         }
     }
 
-    /** An empty block and the turn to fill it; null when nothing more is filled. */
+    /** Waits for an empty block and the turn to fill it. @return null when there is nothing left to fill. */
     Block *block_to_fill(Lock &lock) {
         _changed.wait(lock, [&] { return _has_filled_all || (!_is_filling && !_empty.empty()); });
         if (_has_filled_all) {
             return nullptr;
         }
         _is_filling = true;
-        // The one that was emptied last is nearest in the caches.
+        // The block emptied last is the most likely one to be in the caches.
         Block *const block = _empty.back();
         _empty.pop_back();
         return block;
     }
 
-    /** Delivers what is next as long as it is finished, unless another thread is at it, which then takes this too. */
+    /** Delivers finished blocks in order. Does nothing while another thread does: that one delivers these as well. */
     void deliver(Lock &lock) {
         if (_is_delivering) {
             return;
         }
         _is_delivering = true;
-        while (!_failure && finished(_delivered).block != nullptr) {
-            const Finished next = std::exchange(finished(_delivered), {});
-            _failure = next.failure ? next.failure : outcome(lock, [&] { _steps.deliver(*next.block); });
+        while (!_failure && slot(_delivered).block != nullptr) {
+            const Finished next = std::exchange(slot(_delivered), {});
+            _failure = next.failure ? next.failure : run_unlocked(lock, [&] { _steps.deliver(*next.block); });
             _has_filled_all = _has_filled_all || _failure;
             ++_delivered;
             _empty.push_back(next.block);
@@ -110,12 +110,12 @@ private:
         _is_delivering = false;
     }
 
-    /** No two numbers under way share a place: there are as many places as blocks. */
-    Finished &finished(std::uint64_t number) { return _finished[number % _finished.size()]; }
+    /** No two blocks under way share a slot: there are as many slots as blocks. */
+    Finished &slot(std::uint64_t number) { return _finished[number % _finished.size()]; }
 
-    /** Does a step without the lock; null when it does not throw. */
+    /** Runs a step without the lock. @return what it threw, or null. */
     template <typename Step>
-    static std::exception_ptr outcome(Lock &lock, const Step &step) {
+    static std::exception_ptr run_unlocked(Lock &lock, const Step &step) {
         std::exception_ptr failure;
         lock.unlock();
         try {
@@ -130,16 +130,16 @@ private:
     const BlockSteps &_steps;
     std::vector<Block> _blocks;
 
-    std::mutex _mutex; ///< guards all below
+    std::mutex _mutex; ///< guards everything below
     std::condition_variable _changed;
     std::vector<Block *> _empty;
     std::vector<Finished> _finished; ///< by number, in a ring
     bool _is_filling = false;
     bool _is_delivering = false;
-    bool _has_filled_all = false; ///< at the end of the input, or since something failed
+    bool _has_filled_all = false; ///< at the end of the input, or after a failure
     std::uint64_t _filled = 0;
     std::uint64_t _delivered = 0;
-    std::exception_ptr _failure; ///< of the first block in order that has one
+    std::exception_ptr _failure; ///< of the first block, in order, that failed
 };
 
 } // namespace

@@ -15,7 +15,7 @@ void append_exact_line(text_buffer &out, const _QorProfileReport &report, const 
     out.append("\n");
 }
 
-/** For a terminal: the texts in a line are the firmware's. */
+/** For terminals, because the texts in a line come from the firmware. */
 void append_escaped_line(text_buffer &out, const _QorProfileReport &report, const decoder::device_clock &clock) {
     char storage[4096];
     text_buffer line(storage);
@@ -26,9 +26,9 @@ void append_escaped_line(text_buffer &out, const _QorProfileReport &report, cons
 
 } // namespace
 
-const std::vector<std::string> kReportFormats = {"text", "jsonl", "csv", "chrome-trace"};
+const std::vector<std::string> kFormats = {"text", "jsonl", "csv", "chrome-trace"};
 
-ReportRendering report_rendering(const std::string &format, const TextStyle &style) {
+ReportRendering rendering_of(const std::string &format, const TextStyle &style) {
     if (format == "jsonl") {
         return {"", append_json_line, ""};
     }

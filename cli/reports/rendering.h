@@ -1,4 +1,4 @@
-/** The forms in which a dump is written. */
+/** The output formats of a dump. */
 #pragma once
 
 #include <functional>
@@ -13,19 +13,19 @@
 
 namespace cli {
 
-/** How reports become text in one form. */
+/** How reports become text in one format. */
 struct ReportRendering {
-    std::string start; ///< stands before the first report
-    /** Appends what stands for one report. Any thread, unless it `depends_on_order`. */
+    std::string start; ///< before the first report
+    /** Appends the text of one report. Any thread, unless it `depends_on_order`. */
     std::function<void(text_buffer &out, const _QorProfileReport &report, const decoder::device_clock &clock)> append;
-    std::string end;               ///< stands behind the last
-    bool depends_on_order = false; ///< what stands for a report depends on those before: one thread, in their order
+    std::string end;               ///< after the last report
+    bool depends_on_order = false; ///< the text depends on earlier reports: one thread, in their order
 };
 
-/** The names of the forms: text, jsonl, csv, chrome-trace. */
-extern const std::vector<std::string> kReportFormats;
+/** The names of the formats: text, jsonl, csv, chrome-trace. */
+extern const std::vector<std::string> kFormats;
 
-/** @param format one of `kReportFormats`. */
-ReportRendering report_rendering(const std::string &format, const TextStyle &style);
+/** @param format one of `kFormats`. */
+ReportRendering rendering_of(const std::string &format, const TextStyle &style);
 
 } // namespace cli

@@ -6,11 +6,12 @@
 namespace cli {
 namespace {
 
-constexpr std::size_t kMostThreads = 1024;
-constexpr std::size_t kMostSlices = 256;
+constexpr std::size_t kThreadsAtMost = 1024;
+constexpr std::size_t kSlicesAtMost = 256;
 
-bool holds(const Slice &outer, const Slice &inner) { return outer.begin <= inner.begin && inner.end <= outer.end; }
+bool encloses(const Slice &outer, const Slice &inner) { return outer.begin <= inner.begin && inner.end <= outer.end; }
 
+/** The part of `slice` that overlaps none of `others` in part. */
 Slice cut(const Slice &slice, const std::vector<Slice> &others) {
     Slice left = slice;
     for (const Slice &other : others) {
@@ -24,12 +25,12 @@ Slice cut(const Slice &slice, const std::vector<Slice> &others) {
     return left;
 }
 
-/** Puts `slice` where it belongs, in place of those that it holds. */
+/** Inserts `slice` in order and removes the slices that it encloses. */
 void insert(std::vector<Slice> &outermost, const Slice &slice) {
     outermost.erase(
-        std::remove_if(outermost.begin(), outermost.end(), [&](const Slice &other) { return holds(slice, other); }),
+        std::remove_if(outermost.begin(), outermost.end(), [&](const Slice &other) { return encloses(slice, other); }),
         outermost.end());
-    if (outermost.size() == kMostSlices) {
+    if (outermost.size() == kSlicesAtMost) {
         outermost.erase(outermost.begin());
     }
     const auto place = std::upper_bound(outermost.begin(), outermost.end(), slice,
@@ -39,12 +40,12 @@ void insert(std::vector<Slice> &outermost, const Slice &slice) {
 
 } // namespace
 
-Slice SliceNesting::fitted(std::uint64_t thread, Slice slice) {
-    if (_outermost.size() == kMostThreads && !knows(thread)) {
+Slice SliceNesting::fit(std::uint64_t thread, Slice slice) {
+    if (_outermost.size() == kThreadsAtMost && !knows(thread)) {
         _outermost.clear();
     }
     std::vector<Slice> &outermost = _outermost[thread];
-    if (std::any_of(outermost.begin(), outermost.end(), [&](const Slice &other) { return holds(other, slice); })) {
+    if (std::any_of(outermost.begin(), outermost.end(), [&](const Slice &other) { return encloses(other, slice); })) {
         return slice;
     }
     const Slice left = cut(slice, outermost);

@@ -1,4 +1,4 @@
-/** Slices that lie beside, in or around one another. */
+/** Slices of time that nest. */
 #pragma once
 
 #include <cstdint>
@@ -7,29 +7,29 @@
 
 namespace cli {
 
-/** A stretch of time. */
+/** An interval of time. */
 struct Slice {
     std::uint64_t begin;
     std::uint64_t end; ///< never before `begin`
 };
 
 /**
- * Cuts the slices of threads so that no two of a thread overlap in part. Nothing in a dump promises that they do not,
- * and viewers draw such slices over one another or never end the first. Memory is bounded: of each thread the last
- * slices are known, and of threads as many as fit.
+ * Cuts slices so that no two of a thread overlap in part. A dump does not promise that, and viewers draw such slices
+ * over one another or never end the first one. Memory is bounded: of each thread at most 256 slices are remembered, the
+ * earliest being dropped first, and with more than 1024 threads all of them are forgotten.
  */
 class SliceNesting {
 public:
     /**
-     * @param slice  the next one of `thread`; best in the order of their ends, as they are reported.
-     * @return what is left of it where an earlier one ends inside it, or begins inside it and does not end there.
+     * Shortens `slice` where an earlier one of its thread ends inside it, or begins inside it and ends after it.
+     * @param slice  the next one of `thread`, preferably in the order of their ends, as they are reported.
      */
-    Slice fitted(std::uint64_t thread, Slice slice);
+    Slice fit(std::uint64_t thread, Slice slice);
 
     bool knows(std::uint64_t thread) const { return _outermost.count(thread) != 0; }
 
 private:
-    /** Of each thread the slices that lie in no other, ascending. */
+    /** By thread, in ascending order: the slices that no other encloses. */
     std::unordered_map<std::uint64_t, std::vector<Slice>> _outermost;
 };
 

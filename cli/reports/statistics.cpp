@@ -8,7 +8,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "cli/reports/json.h"
+#include "cli/reports/wall_time.h"
 #include "decoder/name_tables.h"
 
 namespace cli {
@@ -17,12 +17,12 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr std::uint32_t kIds = 256;
-/** No three ids make this number. */
+/** Three ids never give this number. */
 constexpr std::uint32_t kNoEvent = std::numeric_limits<std::uint32_t>::max();
 
 std::uint8_t low_byte(std::size_t value) { return static_cast<std::uint8_t>(value & 0xFF); }
 
-std::string joined(const std::vector<std::string_view> &names) {
+std::string join(const std::vector<std::string_view> &names) {
     std::string text;
     for (const std::string_view name : names) {
         text += (text.empty() ? "" : " ") + std::string(name);
@@ -35,7 +35,7 @@ std::string table(std::string_view heading, const std::vector<DumpStatistics::Co
     constexpr std::size_t kCountWidth = 14;
     std::string text = std::string(heading) + "\n";
     for (const DumpStatistics::Count &row : counts) {
-        const std::string name = "  " + joined(row.names);
+        const std::string name = "  " + join(row.names);
         const std::string count = std::to_string(row.count);
         const std::size_t width = std::max(name.size() + 1 + count.size(), kNameWidth + kCountWidth);
         text += name;
@@ -65,7 +65,7 @@ Json counts_json(const std::vector<DumpStatistics::Count> &counts, const std::ve
 void SequenceWatch::see(const _QorProfileReport &report, std::uint64_t offset) {
     const std::uint32_t number = report.sequence_num();
     if (_last && number != static_cast<std::uint32_t>(*_last + 1)) {
-        // Numbers wrap; a step of less than half their range is one forward.
+        // Numbers wrap, so a step of less than half their range counts as forward.
         const std::uint32_t step = number - *_last;
         const bool is_forward = step != 0 && step < 0x80000000U;
         ++_gap_count;
@@ -111,41 +111,41 @@ std::uint64_t &DumpStatistics::event_counter(std::uint32_t ids) {
 }
 
 DumpStatistics::Counts DumpStatistics::counts() const {
-    Counts made;
+    Counts all;
     for (std::size_t id = 0; id < kIds; ++id) {
         if (!_components[id].empty()) {
             const std::uint64_t count =
                 std::accumulate(_components[id].begin(), _components[id].end(), std::uint64_t{0});
-            made.categories.push_back({{low_byte(id)}, {decoder::category_name(low_byte(id))}, count});
-            append_components(made.components, low_byte(id));
+            all.categories.push_back({{low_byte(id)}, {decoder::category_name(low_byte(id))}, count});
+            append_components(all.components, low_byte(id));
         }
         if (_types[id] != 0) {
-            made.types.push_back({{low_byte(id)}, {decoder::type_name(low_byte(id))}, _types[id]});
+            all.types.push_back({{low_byte(id)}, {decoder::type_name(low_byte(id))}, _types[id]});
         }
     }
     for (const auto &[ids, count] : std::map(_events.begin(), _events.end())) {
         const std::uint8_t category = low_byte(ids >> 16);
         const std::uint8_t component = low_byte(ids >> 8);
-        made.events.push_back({{category, component, low_byte(ids)},
-                               {decoder::category_name(category), decoder::component_name(category, component),
-                                decoder::event_name(category, component, low_byte(ids))},
-                               count});
+        all.events.push_back({{category, component, low_byte(ids)},
+                              {decoder::category_name(category), decoder::component_name(category, component),
+                               decoder::event_name(category, component, low_byte(ids))},
+                              count});
     }
-    return made;
+    return all;
 }
 
-void DumpStatistics::append_components(std::vector<Count> &made, std::uint8_t category) const {
+void DumpStatistics::append_components(std::vector<Count> &counts, std::uint8_t category) const {
     for (std::size_t id = 0; id < kIds; ++id) {
         if (const std::uint64_t count = _components[category][id]; count != 0) {
-            made.push_back({{category, low_byte(id)},
-                            {decoder::category_name(category), decoder::component_name(category, low_byte(id))},
-                            count});
+            counts.push_back({{category, low_byte(id)},
+                              {decoder::category_name(category), decoder::component_name(category, low_byte(id))},
+                              count});
         }
     }
 }
 
 std::string DumpStatistics::text(const SequenceWatch &sequence, const decoder::device_clock &clock) const {
-    const Counts made = counts();
+    const Counts all = counts();
     std::string text = "reports: " + std::to_string(_reports) + "\n";
     if (_reports != 0) {
         text += "firmware time in microseconds: " + std::to_string(_earliest) + " to " + std::to_string(_latest) +
@@ -165,15 +165,15 @@ std::string DumpStatistics::text(const SequenceWatch &sequence, const decoder::d
     if (sequence.gap_count() > sequence.first_gaps().size()) {
         text += "  and " + std::to_string(sequence.gap_count() - sequence.first_gaps().size()) + " more\n";
     }
-    text += table("categories", made.categories) + table("components", made.components) + table("events", made.events);
+    text += table("categories", all.categories) + table("components", all.components) + table("events", all.events);
     if (_other_events != 0) {
         text += "  and of others than these: " + std::to_string(_other_events) + "\n";
     }
-    return text + table("types", made.types);
+    return text + table("types", all.types);
 }
 
 std::string DumpStatistics::json(const SequenceWatch &sequence, const decoder::device_clock &clock) const {
-    const Counts made = counts();
+    const Counts all = counts();
     Json json;
     json["reports"] = _reports;
     if (_reports != 0) {
@@ -190,11 +190,11 @@ std::string DumpStatistics::json(const SequenceWatch &sequence, const decoder::d
     for (const SequenceGap &gap : sequence.first_gaps()) {
         json["first_gaps"].push_back({{"offset", gap.offset}, {"before", gap.before}, {"after", gap.after}});
     }
-    json["categories"] = counts_json(made.categories, {"category"});
-    json["components"] = counts_json(made.components, {"category", "component"});
-    json["events"] = counts_json(made.events, {"category", "component", "event"});
+    json["categories"] = counts_json(all.categories, {"category"});
+    json["components"] = counts_json(all.components, {"category", "component"});
+    json["events"] = counts_json(all.events, {"category", "component", "event"});
     json["other_events"] = _other_events;
-    json["types"] = counts_json(made.types, {"type"});
+    json["types"] = counts_json(all.types, {"type"});
     return json.dump(2) + "\n";
 }
 

@@ -6,7 +6,8 @@
 #include <optional>
 #include <string_view>
 
-#include "cli/reports/json.h"
+#include "cli/reports/json_values.h"
+#include "cli/reports/payload_json.h"
 #include "cli/terminal/hex.h"
 #include "decoder/name_tables.h"
 #include "decoder/payload_values.h"
@@ -17,7 +18,7 @@ namespace {
 
 using decoder::payload_value;
 
-/** Process ids of the trace: one for threads, then one for each category. */
+/** Process ids of the trace: one for all threads, then one for each category. */
 constexpr unsigned kThreadsProcess = 1;
 constexpr unsigned kFirstCategoryProcess = 10;
 
@@ -30,8 +31,8 @@ constexpr std::uint8_t kSensorCategory = 2;
 constexpr std::uint8_t kVastrelCategory = 4;
 
 /** The event that gives a process or a thread its name. */
-std::string naming(std::string_view what, std::uint64_t process, std::uint64_t thread, std::string_view name) {
-    return "\n{\"ph\":\"M\",\"name\":\"" + std::string(what) + "\",\"pid\":" + std::to_string(process) +
+std::string name_event(std::string_view kind, std::uint64_t process, std::uint64_t thread, std::string_view name) {
+    return "\n{\"ph\":\"M\",\"name\":\"" + std::string(kind) + "\",\"pid\":" + std::to_string(process) +
            ",\"tid\":" + std::to_string(thread) + ",\"args\":{\"name\":\"" + std::string(name) + "\"}}";
 }
 
@@ -91,7 +92,7 @@ bool is_sensor_value(const _QorProfileReport &report) {
            (report.category_id() == kSensorCategory || report.category_id() == kVastrelCategory);
 }
 
-/** Words as signed numbers: an axis crosses zero, and as a big unsigned number would leave no room for the others. */
+/** Words are signed here: an axis crosses zero, and huge unsigned values would flatten everything else. */
 void append_counter_value(text_buffer &out, const payload_value &value) {
     if (value.type == payload_value::kind::real) {
         append_number_member(out, value);
@@ -109,7 +110,7 @@ void append_counter(text_buffer &out, const _QorProfileReport &report, const pay
     out.append("}}");
 }
 
-/** Vectors where the report has one, else every number. */
+/** The components of the vector if the report has one, otherwise every number. */
 void append_counters(text_buffer &out, const _QorProfileReport &report) {
     using Kind = payload_value::kind;
     const Kind wanted = payload_value_of(report, "x") ? Kind::real : Kind::number;
@@ -120,7 +121,7 @@ void append_counters(text_buffer &out, const _QorProfileReport &report) {
     });
 }
 
-/** A trace's subject says more than its event, which is always the same. */
+/** A trace is named by its subject, because its event is always the same. */
 std::string instant_name(const _QorProfileReport &report) {
     if (report.type_id() == kTriggerType) {
         return component_and_event(report);
@@ -140,7 +141,7 @@ bool is_slice(const _QorProfileReport &report) {
 } // namespace
 
 std::string trace_start() {
-    return "{\"displayTimeUnit\":\"ms\",\"traceEvents\":[" + naming("process_name", kThreadsProcess, 0, "threads");
+    return "{\"displayTimeUnit\":\"ms\",\"traceEvents\":[" + name_event("process_name", kThreadsProcess, 0, "threads");
 }
 
 std::string trace_end() { return "\n]}\n"; }
@@ -162,10 +163,10 @@ void TraceEvents::append_slice(text_buffer &out, const _QorProfileReport &report
     const bool is_plain = report.type_id() == kFunctionType;
     const std::uint64_t thread = number_of(report, is_plain ? "thread-id" : "thread");
     if (!_slices.knows(thread)) {
-        out.append("," + naming("thread_name", kThreadsProcess, thread, "thread " + std::to_string(thread)));
+        out.append("," + name_event("thread_name", kThreadsProcess, thread, "thread " + std::to_string(thread)));
     }
     const std::uint64_t duration = std::min(number_of(report, "duration"), report.timestamp());
-    const Slice slice = _slices.fitted(thread, {report.timestamp() - duration, report.timestamp()});
+    const Slice slice = _slices.fit(thread, {report.timestamp() - duration, report.timestamp()});
     const std::optional<payload_value> function = payload_value_of(report, "function");
     const std::string name = is_plain ? "function " + std::to_string(number_of(report, "function-id"))
                                       : text_or_hex(function ? function->text : std::string_view());
@@ -179,7 +180,7 @@ void TraceEvents::append_slice(text_buffer &out, const _QorProfileReport &report
 void TraceEvents::append_instant(text_buffer &out, const _QorProfileReport &report) {
     name_component(out, report);
     append_start(out, "i", instant_name(report), report.timestamp());
-    // A trigger marks a moment for the whole category, so viewers draw it across its tracks.
+    // A trigger concerns the whole category, so viewers draw it across all of its tracks.
     out.append(report.type_id() == kTriggerType ? ",\"s\":\"p\"" : ",\"s\":\"t\"");
     append_track(out, category_process(report), report.component_id());
     append_payload_arguments(out, report);
@@ -189,7 +190,7 @@ void TraceEvents::name_category(text_buffer &out, const _QorProfileReport &repor
     const std::uint8_t category = report.category_id();
     if (!_named_categories.test(category)) {
         _named_categories.set(category);
-        out.append("," + naming("process_name", category_process(report), 0, decoder::category_name(category)));
+        out.append("," + name_event("process_name", category_process(report), 0, decoder::category_name(category)));
     }
 }
 
@@ -199,8 +200,8 @@ void TraceEvents::name_component(text_buffer &out, const _QorProfileReport &repo
     const std::size_t place = category * std::size_t{256} + component;
     if (!_named_components.test(place)) {
         _named_components.set(place);
-        out.append("," + naming("thread_name", category_process(report), component,
-                                decoder::component_name(category, component)));
+        out.append("," + name_event("thread_name", category_process(report), component,
+                                    decoder::component_name(category, component)));
     }
 }
 

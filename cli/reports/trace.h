@@ -1,4 +1,4 @@
-/** Reports in the Trace Event format of trace viewers. */
+/** Reports in the Trace Event format, which trace viewers read. */
 #pragma once
 
 #include <bitset>
@@ -11,23 +11,23 @@
 
 namespace cli {
 
-/** What a trace file starts with: the object, and the name of the process that stands for all threads. */
+/** The start of a trace file, including the name of the process that represents all threads. */
 std::string trace_start();
 
-/** What it ends with. */
+/** The end of a trace file. */
 std::string trace_end();
 
-/** The events of one dump's reports, in the dump's order; time is firmware time. One thread at a time. */
+/** The events of one dump's reports, in the dump's order. Times are firmware times. One thread at a time. */
 class TraceEvents {
 public:
     /**
-     * Appends the events of one report, after whatever stands before them, with the names of tracks that are new.
+     * Appends the events of one report, each after a comma, and before them the names of new tracks.
      *
-     * Function reports are slices that end at their time stamp, on the track of their thread. Numbers of sensor events
-     * are counters, one a number: viewers draw the numbers of one counter on top of one another. Their words are taken
-     * as signed numbers, though text shows them unsigned. Every other report, triggers, traces and checkpoints among
-     * them, is an instant on the track of its component, with its payload as arguments; triggers are drawn across the
-     * tracks of their category, hence their names begin with the component's.
+     * A function report becomes a slice on the track of its thread that ends at the report's time stamp. A sensor event
+     * becomes one counter per number, because viewers stack the numbers of one counter; words are signed here although
+     * lines print them unsigned. Every other report (triggers, traces and checkpoints included) becomes an instant on
+     * the track of its component with the payload as arguments. Triggers are drawn across all tracks of their category,
+     * so their names begin with the component's.
      */
     void append(text_buffer &out, const _QorProfileReport &report);
 

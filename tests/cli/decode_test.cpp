@@ -170,7 +170,7 @@ TEST(DecodeClockTest, WithoutAClockThereAreNoTimes) {
 TEST(DecodeClockTest, WhatCanBeNoZonesNameIsWrongUse) {
     for (const std::string zone : {"", "../../../etc/passwd", "/usr/share/zoneinfo/UTC"}) {
         expect_wrong_use({"--time-zone", zone},
-                         "--time-zone: \"" + zone + "\" is no zone's name, such as Europe/Berlin");
+                         "invalid value \"" + zone + "\" for --time-zone: expected a name such as Europe/Berlin");
     }
 }
 
@@ -181,7 +181,7 @@ TEST(DecodeClockTest, AZoneWhoseFileIsMissingIsAnError) {
         EXPECT_EQ(outcome.exit_code, 1) << zone;
         EXPECT_EQ(outcome.out, "");
         EXPECT_EQ(outcome.err.rfind("qorstat: ", 0), 0u);
-        EXPECT_NE(outcome.err.find(": is no time zone file\n"), std::string::npos) << outcome.err;
+        EXPECT_NE(outcome.err.find(": not a time zone file\n"), std::string::npos) << outcome.err;
     }
 }
 
@@ -191,7 +191,8 @@ TEST(DecodeClockTest, ASynchronisationOfAnotherFormIsWrongUse) {
           "qor=1, calendar=2", "", "qor=1,calendar=2,", "qor=18446744073709551616,calendar=0",
           "qor=0,calendar=-9223372036854775809"}) {
         expect_wrong_use({"--time-sync", text},
-                         "--time-sync: \"" + text + "\" is not of the form qor=NANOSECONDS,calendar=NANOSECONDS");
+                         "invalid value \"" + text +
+                             "\" for --time-sync: expected qor=NANOSECONDS,calendar=NANOSECONDS");
     }
 }
 
@@ -604,13 +605,13 @@ TEST(DecodeFilterTest, TheLastOfManyBlocksAreTheLast) {
 
 TEST(DecodeFilterTest, WrongNamesSuggestTheRightOnes) {
     expect_wrong_use({"--category", "senser"},
-                     "--category: \"senser\" is no name that the decoder knows; did you mean \"sensor\"?");
+                     "invalid value \"senser\" for --category: unknown name; did you mean \"sensor\"?");
     expect_wrong_use({"--component", "acel"},
-                     "--component: \"acel\" is no name that the decoder knows; did you mean \"accel\"?");
+                     "invalid value \"acel\" for --component: unknown name; did you mean \"accel\"?");
     expect_wrong_use({"--event", "ckp_RIVTurnOf"},
-                     "--event: \"ckp_RIVTurnOf\" is no name that the decoder knows; did you mean \"ckp_RIVTurnOn\"?");
-    expect_wrong_use({"--type", "xyzzy"}, "--type: \"xyzzy\" is no name that the decoder knows");
-    expect_wrong_use({"--type", "256"}, "--type: 256 is no id from 0 to 255");
+                     "invalid value \"ckp_RIVTurnOf\" for --event: unknown name; did you mean \"ckp_RIVTurnOn\"?");
+    expect_wrong_use({"--type", "xyzzy"}, "invalid value \"xyzzy\" for --type: unknown name");
+    expect_wrong_use({"--type", "256"}, "invalid value \"256\" for --type: expected 0 to 255 or a name");
     expect_wrong_use({"--format", "cvs"},
                      "--format: \"cvs\" is none of text, jsonl, csv, chrome-trace; did you mean \"csv\"?");
 }
@@ -635,7 +636,8 @@ TEST(DecodeFilterTest, FirstAndLastExcludeEachOther) {
 }
 
 TEST(DecodeFilterTest, MoreOfAPipeThanMemoryHoldsIsWrongUse) {
-    expect_wrong_use({"--last", "1000001"}, "--last: at most 1000000 of a pipe");
+    expect_wrong_use({"--last", "1000001"},
+                     "invalid value \"1000001\" for --last: expected at most 1000000 for a pipe");
 }
 
 /** Two gaps: 3 to 6 passes over two numbers, 6 to 2 goes back. */
@@ -702,7 +704,7 @@ TEST(DecodeStatisticsTest, WhatStoodBetweenTheLastThatPassIsNotKnownOfAPipe) {
     std::vector<std::string> of_file = {"decode", folder.file("dump", dump_with_gaps())};
     of_file.insert(of_file.end(), options.begin(), options.end());
 
-    expect_wrong_use(options, "--stats with --last and a filter takes a file: a pipe cannot be read backwards");
+    expect_wrong_use(options, "--stats with --last and a filter needs a file: a pipe cannot be read backwards");
     EXPECT_EQ(qorstat(of_file).exit_code, 0);
 }
 
@@ -851,7 +853,7 @@ TEST(DecodeFollowTest, AFileThatIsCutIsAnError) {
     const Outcome outcome = program.wait_for_end();
 
     EXPECT_EQ(outcome.exit_code, 1);
-    EXPECT_EQ(outcome.err, "qorstat: " + file + ": byte 100: the file was cut while it was followed\n");
+    EXPECT_EQ(outcome.err, "qorstat: " + file + ": byte 100: the file was truncated while it was being followed\n");
 }
 
 } // namespace

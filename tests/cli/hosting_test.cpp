@@ -332,7 +332,7 @@ TEST(CaptureToFolderTest, AFolderThatHoldsSomethingIsAnError) {
 
     EXPECT_EQ(outcome.exit_code, 1);
     EXPECT_EQ(outcome.out, "");
-    EXPECT_NE(outcome.err.find("qorstat: used: is there already, and not empty\n"), std::string::npos) << outcome.err;
+    EXPECT_NE(outcome.err.find("qorstat: used: exists and is not empty\n"), std::string::npos) << outcome.err;
     EXPECT_EQ(file_count(folder.path() / "used"), 1u);
     EXPECT_EQ(folder.names(), std::vector<std::string>{"used"});
 }

@@ -1,4 +1,4 @@
-/** `run --listen`, as far as the command line goes; metrics_endpoint_test.py asks what is served. */
+/** The command line of `run --listen`. endpoint_test.py tests the server. */
 #include <string>
 #include <vector>
 
@@ -20,7 +20,7 @@ using testing::ContainsRegex;
 
 namespace {
 
-/** A port of the loopback interface that somebody listens on. */
+/** A port of the loopback interface that is in use. */
 class TakenPort {
 public:
     TakenPort() : _socket(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {

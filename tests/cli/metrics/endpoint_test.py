@@ -1,16 +1,16 @@
 #!/usr/bin/env python3
-"""What `qorstat run --listen` serves, asked over real connections.
+"""Tests the server of `qorstat run --listen` over real connections.
 
-    metrics_endpoint_test.py QORSTAT DEVICE.toml PROGRAMS (answers | idle | malformed ROUNDS | end | promtool | prometheus)
+    endpoint_test.py QORSTAT DEVICE.toml PROGRAMS (answers | idle | malformed ROUNDS | end | promtool | prometheus)
 
-answers     what each method and place gets
-idle        scrapes beside connections that say nothing
-malformed   sends so many broken requests of every kind, and scrapes again
-end         scrapes while the host waits to write the last to a store that is locked, and until it serves no more
-promtool    has the scrape checked by promtool
-prometheus  starts a Prometheus server on the host and asks it for what the firmware published
+answers     the answer to each method and path
+idle        scrapes beside idle connections
+malformed   sends ROUNDS broken requests of every kind, and scrapes again
+end         scrapes while the host waits for a locked store at its end, until the server has stopped
+promtool    checks a scrape with promtool
+prometheus  starts a Prometheus server on the host and queries the values that the firmware published
 
-PROGRAMS is the folder with promtool and prometheus. The device is given a batch of analytics of its own.
+PROGRAMS is the folder with promtool and prometheus. The device gets a batch of analytics of its own.
 """
 
 import contextlib
@@ -50,13 +50,13 @@ every = 0.02
 entry = [{ operation = "add_to_scalar", key = "com.ondre.zel.test", value = 1 }]
 """
 
-# Where waiting ends, on however slow a machine; no test wants anything to be quick.
+# The limit of every wait, for slow machines. No test requires anything to be fast.
 PATIENCE_SECONDS = 300
 
 
 @dataclasses.dataclass
 class Surroundings:
-    folder: pathlib.Path  # the test's own
+    folder: pathlib.Path  # of this test alone
     programs: pathlib.Path
 
 
@@ -70,7 +70,7 @@ def wait_until(what, condition):
 
 
 def die_with_parent():
-    """Even when this script is killed, nothing that it started lives on."""
+    """Ends the child when this script is killed."""
     ctypes.CDLL(None).prctl(1, signal.SIGKILL)
 
 
@@ -124,7 +124,7 @@ class Host:
         self.process.send_signal(signal.SIGTERM)
 
     def wait_for_the_end(self, exit_code):
-        """What it said last. A host that was harmed tells by its exit code, and a sanitizer by what it wrote."""
+        """Its last messages. The exit code shows whether it crashed, and the messages what a sanitizer found."""
         _, messages = self.process.communicate(timeout=PATIENCE_SECONDS)
         assert self.process.returncode == exit_code, f"exit code {self.process.returncode}: {messages}"
         return messages
@@ -180,18 +180,18 @@ def check_answers(host, _):
 
 
 def check_idle(host, _):
-    """The server gives idle connections up after a time; a scrape must not have to wait for that."""
+    """The server closes idle connections after a time. A scrape must not have to wait for that."""
     host.wait_for_batch()
 
     def answered_first():
         with contextlib.ExitStack() as connections:
             idle = [connections.enter_context(socket.create_connection(("127.0.0.1", host.port))) for _ in range(50)]
             host.scrape()
-            given_up = select.select(idle, [], [], 0)[0]
-        # On a machine that stalls, the time may be over for all of them; then the next attempt tells.
-        return True if len(given_up) < len(idle) / 2 else None
+            closed = select.select(idle, [], [], 0)[0]
+        # If the machine stalled, all of them may have timed out. Then try again.
+        return True if len(closed) < len(idle) / 2 else None
 
-    wait_until("a scrape that is answered before idle connections are given up", answered_first)
+    wait_until("a scrape that is answered before idle connections are closed", answered_first)
 
 
 # ---- malformed requests
@@ -200,7 +200,7 @@ GOOD = b"GET /metrics HTTP/1.1\r\nHost: x\r\n\r\n"
 
 
 def malformed_request(chance, kind):
-    """Bytes that are no request for the metrics, of one of so many kinds."""
+    """Bytes that are not a valid request for the metrics, of one of KINDS kinds."""
     noise = chance.randbytes(chance.randrange(1, 300))
     return (
         lambda: noise,
@@ -231,7 +231,7 @@ KINDS = 20
 
 
 def send_and_listen(port, request):
-    """What comes back: everything, or nothing when the server has closed the door already."""
+    """The whole answer; possibly cut or empty when the server closed the connection first."""
     answer = b""
     with socket.create_connection(("127.0.0.1", port), timeout=PATIENCE_SECONDS) as connection:
         try:
@@ -255,13 +255,13 @@ def check_malformed(host, _, rounds):
     answered = 0
     for i in range(int(rounds)):
         answer = send_and_listen(host.port, request := malformed_request(chance, i % KINDS))
-        # Behind blank lines the HTTP library may find a good request that an earlier connection left in its buffer; what
-        # it answers then is what everyone gets.
+        # After blank lines the HTTP library may find a good request that an earlier connection left in its buffer. Its
+        # answer is harmless: everyone may have it.
         if request.strip():
             assert not re.search(rb"^HTTP/1\.[01] 2", answer, re.M), f"{request[:80]!r} got {answer[:200]!r}"
             assert b"qor_" not in answer, f"{request[:80]!r} got metrics"
         answered += answer.startswith(b"HTTP/1.1 4") or answer.startswith(b"HTTP/1.1 5")
-        # What comes up meanwhile is read, so that the host never waits for this script.
+        # Drain the messages, so that the host never blocks on this script.
         while select.select([host.process.stderr], [], [], 0)[0]:
             assert os.read(host.process.stderr.fileno(), 65536), "the host ended"
     for connection in idle:
@@ -270,16 +270,16 @@ def check_malformed(host, _, rounds):
     def store_lines(body):
         return [line for line in body.splitlines() if "qor_" in line]
 
-    assert answered > int(rounds) / 4, f"only {answered} of {rounds} were told off"
+    assert answered > int(rounds) / 4, f"only {answered} of {rounds} were rejected"
     assert store_lines(host.scrape()) == store_lines(before)
-    print(f"{rounds} malformed requests, {answered} told off; a scrape is answered as before")
+    print(f"{rounds} malformed requests, {answered} rejected; a scrape is answered as before")
 
 
 # ---- the end of a run
 
 
 def check_end(host, surroundings):
-    """What is served is what the store holds, to the last; never a store that is closed."""
+    """Until the end the server serves the contents of the store, never a closed store."""
     host.wait_for_batch()
     with contextlib.closing(sqlite3.connect(surroundings.folder / "store.db", isolation_level=None)) as other:
         other.execute("BEGIN IMMEDIATE")
@@ -288,10 +288,10 @@ def check_end(host, surroundings):
         with contextlib.suppress(ConnectionError, http.client.HTTPException):
             while True:
                 answer, body = host.request("GET", "/metrics")
-                # A server that goes may have taken its page away already.
+                # While it stops, the server may have removed its page already.
                 assert answer.status == 404 or "qor_scalar_button_click_counted{" in body, (answer.status, body)
-        said = host.wait_for_the_end(exit_code=1)
-        assert re.search(r"; (1 operation is|\d+ operations are) lost\n$", said), said
+        messages = host.wait_for_the_end(exit_code=1)
+        assert re.search(r"; (1 operation is|\d+ operations are) lost\n$", messages), messages
 
 
 # ---- programs of Prometheus
@@ -310,7 +310,7 @@ def check_with_promtool(host, surroundings):
 
 
 def ask(port, query):
-    """The one value that the server has for the query; nothing when it has none yet, or is not up yet."""
+    """The single value for the query, or None when the server has none yet or is not up yet."""
     connection = http.client.HTTPConnection("127.0.0.1", port, timeout=PATIENCE_SECONDS)
     try:
         connection.request("GET", "/api/v1/query?" + urllib.parse.urlencode({"query": query}))

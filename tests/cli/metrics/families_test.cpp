@@ -10,7 +10,7 @@
 #include "cli/metrics/openmetrics.h"
 #include "qor/analytics.h"
 
-using cli::metric_families;
+using cli::families_of;
 using cli::MetricFamily;
 using cli::openmetrics_text;
 using host::StoreContents;
@@ -21,7 +21,7 @@ using testing::Not;
 
 namespace {
 
-/** What the standard derives from names or keeps for itself. */
+/** Suffixes that OpenMetrics derives or reserves. */
 constexpr std::array<const char *, 8> kReservedEndings{"_count",   "_sum",  "_bucket", "_total",
                                                        "_created", "_info", "_gcount", "_gsum"};
 
@@ -41,18 +41,18 @@ bool ends_with(const std::string &text, const std::string &ending) {
 }
 
 TEST(MetricFamiliesTest, EveryKeyOfThePlugInHasAFamilyOfItsOwnForEachKind) {
-    const std::vector<MetricFamily> families = metric_families(everything());
+    const std::vector<MetricFamily> families = families_of(everything());
     std::set<std::string> names;
     for (const MetricFamily &family : families) {
         EXPECT_TRUE(names.insert(family.name).second) << family.name;
     }
 
-    // Two families a key, one of each kind for other keys, and three with the rest of all distributions.
+    // Two families per key, one of each kind for other keys, and three for what summaries leave out.
     EXPECT_EQ(families.size(), 2u * qor::analytics::kKeyCount + 2 + 3);
 }
 
 TEST(MetricFamiliesTest, NamesAreThoseThatCheckersAccept) {
-    for (const MetricFamily &family : metric_families(everything())) {
+    for (const MetricFamily &family : families_of(everything())) {
         EXPECT_THAT(family.name, MatchesRegex("qor_(scalar|distribution)(_[a-z0-9]+)+"));
         EXPECT_TRUE(family.unit.empty() || ends_with(family.name, "_" + family.unit)) << family.name;
         EXPECT_FALSE(family.help.empty()) << family.name;
@@ -83,17 +83,17 @@ TEST(MetricFamiliesTest, AStoreCannotChooseNames) {
         contents.scalars[key] = 1;
     }
 
-    const std::vector<MetricFamily> families = metric_families(contents);
+    const std::vector<MetricFamily> families = families_of(contents);
 
     ASSERT_EQ(families.size(), 1u);
     EXPECT_EQ(families[0].name, "qor_scalar_other");
     EXPECT_EQ(families[0].series.size(), 6u);
 }
 
-TEST(MetricFamiliesTest, AnEmptyStoreHasNoFamilies) { EXPECT_THAT(metric_families({}), IsEmpty()); }
+TEST(MetricFamiliesTest, AnEmptyStoreHasNoFamilies) { EXPECT_THAT(families_of({}), IsEmpty()); }
 
 TEST(OpenMetricsTextTest, AScalarIsAGauge) {
-    EXPECT_EQ(openmetrics_text(metric_families({{{"com.ondre.zel.button.click.count", -3}}, {}})),
+    EXPECT_EQ(openmetrics_text(families_of({{{"com.ondre.zel.button.click.count", -3}}, {}})),
               "# TYPE qor_scalar_button_click_counted gauge\n"
               "# HELP qor_scalar_button_click_counted Button: clicks\n"
               "qor_scalar_button_click_counted{key=\"com.ondre.zel.button.click.count\"} -3\n"
@@ -105,7 +105,7 @@ TEST(OpenMetricsTextTest, ADistributionIsASummaryWithItsEndsAsGauges) {
     const std::string label = "key=\"com.ondre.zel.prox.ref_rate_increase.percent.dist\"";
     const std::string name = "qor_distribution_prox_ref_rate_increase_percent";
 
-    EXPECT_EQ(openmetrics_text(metric_families(contents)),
+    EXPECT_EQ(openmetrics_text(families_of(contents)),
               "# TYPE " + name + " summary\n" +                                       //
                   "# UNIT " + name + " percent\n" +                                   //
                   "# HELP " + name + " Proximity: increase of ref_rate\n" +           //
@@ -126,7 +126,7 @@ TEST(OpenMetricsTextTest, ADistributionIsASummaryWithItsEndsAsGauges) {
 }
 
 TEST(OpenMetricsTextTest, WhatASummaryMayNotCarryIsAGauge) {
-    const std::string text = openmetrics_text(metric_families({{}, {{"x", {{-4, 5}, {-2, 4}, {1, 1}}}}}));
+    const std::string text = openmetrics_text(families_of({{}, {{"x", {{-4, 5}, {-2, 4}, {1, 1}}}}}));
 
     EXPECT_THAT(text, HasSubstr("qor_distribution_other_count{key=\"x\"} 10\n"));
     EXPECT_THAT(text, HasSubstr("qor_distribution_other{key=\"x\",quantile=\"0.99\"} 1\n"));
@@ -139,14 +139,14 @@ TEST(OpenMetricsTextTest, WhatASummaryMayNotCarryIsAGauge) {
 }
 
 TEST(OpenMetricsTextTest, IntegersAreWrittenExactly) {
-    EXPECT_THAT(openmetrics_text(metric_families({{{"x", 9223372036854775807}}, {}})),
+    EXPECT_THAT(openmetrics_text(families_of({{{"x", 9223372036854775807}}, {}})),
                 HasSubstr("qor_scalar_other{key=\"x\"} 9223372036854775807\n"));
 }
 
 TEST(OpenMetricsTextTest, InfiniteValuesHaveTheStandardsNames) {
     constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
-    const std::string text = openmetrics_text(metric_families({{}, {{"x", {{-kInfinity, 1}, {kInfinity, 1}}}}}));
+    const std::string text = openmetrics_text(families_of({{}, {{"x", {{-kInfinity, 1}, {kInfinity, 1}}}}}));
 
     EXPECT_THAT(text, HasSubstr("quantile=\"0.99\"} +Inf\n"));
     EXPECT_THAT(text, HasSubstr("qor_distribution_minimum{key=\"x\"} -Inf\n"));
@@ -154,7 +154,7 @@ TEST(OpenMetricsTextTest, InfiniteValuesHaveTheStandardsNames) {
 }
 
 TEST(OpenMetricsTextTest, HostileKeysStayInsideTheirLabels) {
-    const std::string text = openmetrics_text(metric_families({{{"a\\b\"c\nd\re", 1}}, {}}));
+    const std::string text = openmetrics_text(families_of({{{"a\\b\"c\nd\re", 1}}, {}}));
 
     EXPECT_THAT(text, HasSubstr("qor_scalar_other{key=\"a\\\\b\\\"c\\nd\re\"} 1\n"));
 }

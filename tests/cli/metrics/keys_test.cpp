@@ -17,7 +17,7 @@ namespace {
 
 std::string subsystem(std::string_view key) { return std::string(kSubsystems[short_key(key).subsystem]); }
 
-TEST(MetricKeysTest, AKeyIsShownBehindItsSubsystem) {
+TEST(MetricKeysTest, AKeyIsSplitAfterItsSubsystem) {
     EXPECT_EQ(subsystem("com.ondre.zel.button.click.count"), "button");
     EXPECT_EQ(short_key("com.ondre.zel.button.click.count").name, "click.count");
     EXPECT_EQ(subsystem("com.ondre.zel.ttw.ttw_by_cell_distribution"), "ttw");

@@ -20,7 +20,7 @@ namespace {
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr std::uint64_t kLargestCount = std::numeric_limits<std::int64_t>::max();
 
-/** Every value as often as it was put in, one after the other. */
+/** Every value, repeated as often as it was counted. */
 std::vector<double> spelled_out(const Distribution &distribution) {
     std::vector<double> values;
     for (const auto &[value, count] : distribution) {
@@ -29,7 +29,7 @@ std::vector<double> spelled_out(const Distribution &distribution) {
     return values;
 }
 
-/** Values with 16 fraction bits, as the firmware publishes them, often the same ones. */
+/** Values with 16 fraction bits, as firmware publishes them, with repetitions. */
 rc::Gen<Distribution> any_distribution() {
     const auto value = rc::gen::oneOf(rc::gen::arbitrary<std::int32_t>(), rc::gen::inRange(-3, 4));
     const auto entry =

@@ -65,7 +65,7 @@ TEST(MetricsTableTest, AKeyWithoutRoomStandsAboveItsNumbers) {
 }
 
 TEST(MetricsTableTest, BarsAreAsHighAsTheCounts) {
-    // Of at most 16: the middle of each eighth.
+    // With 16 at most, these are the middles of the eighths.
     const host::Distribution distribution{{0, 1}, {1, 3}, {2, 5}, {3, 7}, {4, 9}, {5, 11}, {6, 13}, {7, 15}, {11, 16}};
     const StoreContents contents{{}, {{"com.ondre.zel.ttw.x", distribution}}};
 

@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "cli/records/payload_renderings.h"
+#include "cli/records/assets.h"
 #include "tests/cli/records/known_payloads.h"
 
 using cli_tests::array;
@@ -16,12 +16,12 @@ using testing::StartsWith;
 
 namespace {
 
-std::string shown(const OwnedValue &payload, const cli::TextStyle &style = {}) {
+std::string show(const OwnedValue &payload, const cli::TextStyle &style = {}) {
     return cli::assets_text(payload.get(), style).value_or("(another shape)");
 }
 
 TEST(AssetsTextTest, ARowForEachEventInTheFirmwaresOrder) {
-    const std::string text = shown(haptic_assets().take());
+    const std::string text = show(haptic_assets().take());
 
     EXPECT_THAT(text, StartsWith("              Slow                  Medium                 Fast\n"
                                  "               on slot gain  range   on slot  gain  range   on slot gain  range\n"
@@ -32,7 +32,7 @@ TEST(AssetsTextTest, ARowForEachEventInTheFirmwaresOrder) {
 }
 
 TEST(AssetsTextTest, ATerminalDimsWhatIsDisabled) {
-    const std::string text = shown(haptic_assets().take(), {true, true});
+    const std::string text = show(haptic_assets().take(), {true, true});
 
     EXPECT_THAT(text, EndsWith("(null)        \x1b[2moff   16    1 0..120\x1b[0m  \x1b[2moff   16 0.875 0..120\x1b[0m"
                                "  \x1b[2moff   16 -0.5 0..120\x1b[0m\n"));
@@ -40,7 +40,7 @@ TEST(AssetsTextTest, ATerminalDimsWhatIsDisabled) {
 }
 
 TEST(AssetsTextTest, SpeedsStandBelowOneAnotherWhereALineIsTooShort) {
-    const std::string text = shown(haptic_assets().take(), {false, false, 76});
+    const std::string text = show(haptic_assets().take(), {false, false, 76});
 
     EXPECT_THAT(text, StartsWith("              Slow\n"
                                  "               on slot gain  range\n"
@@ -59,7 +59,7 @@ TEST(AssetsTextTest, NumbersKeepEveryDigitThatSaysSomething) {
                                    .with("Fast-DeepDown", "enable=1 slot=3 gain=0.000000 min=-1 max=10")
                                    .take();
 
-    const std::string text = shown(payload);
+    const std::string text = show(payload);
 
     EXPECT_THAT(text, HasSubstr("255 -2147483648 -32768 -9223372036854775808..9223372036854775807"));
     EXPECT_THAT(text, HasSubstr("on    3 0.100006 -1..10"));
@@ -69,11 +69,11 @@ TEST(AssetsTextTest, NumbersKeepEveryDigitThatSaysSomething) {
 TEST(AssetsTextTest, WhatIsMissingIsADash) {
     const OwnedValue payload = Dictionary().with("Medium-LongPress", "enable=1 slot=3 gain=1 min=0 max=9").take();
 
-    EXPECT_THAT(shown(payload), HasSubstr("\nLongPress      -    -    -     -  on    3    1  0..9   -    -    -     -"
-                                          "\n"));
+    EXPECT_THAT(show(payload), HasSubstr("\nLongPress      -    -    -     -  on    3    1  0..9   -    -    -     -"
+                                         "\n"));
 }
 
-TEST(AssetsTextTest, WhatIsNotUnderstoodStandsBehind) {
+TEST(AssetsTextTest, UnknownEntriesComeLast) {
     const std::string digits(10'000, '7');
     const OwnedValue payload = Dictionary()
                                    .with("Fast-DeepUp", "enable=1 slot=3 gain=1.0 min=0 max=9")
@@ -85,12 +85,12 @@ TEST(AssetsTextTest, WhatIsNotUnderstoodStandsBehind) {
                                    .with("Slower-DeepUp", "enable=1 slot=3 gain=1.0 min=0 max=9")
                                    .take();
 
-    EXPECT_THAT(shown(payload), EndsWith("\nMedium-DeepUp:  enable=1 slot=3 gain=1.0 min=0 max=9 more=1\n"
-                                         "Slow-DeepDown:  enable=1 slot=x gain=1.0 min=0 max=9\n"
-                                         "Slow-DeepUp:    5\n"
-                                         "Slow-LongPress: enable=0.5 slot=3 gain=1.0 min=0 max=9\n"
-                                         "Slow-SingleUp:  enable=1 slot=3 gain=1.0 min=0 max=" +
-                                         digits + "\nSlower-DeepUp:  enable=1 slot=3 gain=1.0 min=0 max=9\n"));
+    EXPECT_THAT(show(payload), EndsWith("\nMedium-DeepUp:  enable=1 slot=3 gain=1.0 min=0 max=9 more=1\n"
+                                        "Slow-DeepDown:  enable=1 slot=x gain=1.0 min=0 max=9\n"
+                                        "Slow-DeepUp:    5\n"
+                                        "Slow-LongPress: enable=0.5 slot=3 gain=1.0 min=0 max=9\n"
+                                        "Slow-SingleUp:  enable=1 slot=3 gain=1.0 min=0 max=" +
+                                        digits + "\nSlower-DeepUp:  enable=1 slot=3 gain=1.0 min=0 max=9\n"));
 }
 
 TEST(AssetsTextTest, APayloadWithoutAnAssetIsAnotherShape) {

@@ -29,7 +29,7 @@ const std::vector<std::string> kTwoTitles = {"SensorInfo", "a/b"};
 /** The reason why writing to `folder` failed; empty when it did not. */
 std::string failure_of_writing(const std::string &folder) {
     try {
-        cli::write_record_folder(folder, kTwoRecords, kTwoTitles);
+        cli::write_folder(folder, kTwoRecords, kTwoTitles);
     } catch (const host::Error &error) {
         EXPECT_EQ(error.file(), folder);
         return error.reason();
@@ -38,31 +38,31 @@ std::string failure_of_writing(const std::string &folder) {
 }
 
 TEST(RecordFileNameTest, KeepsWhatAFileNameCanHold) {
-    EXPECT_EQ(cli::record_file_name(1, 1, "ZEL Profile 5 ;count=2 ;type=drvx"),
+    EXPECT_EQ(cli::file_name_of(1, 1, "ZEL Profile 5 ;count=2 ;type=drvx"),
               "001-ZEL Profile 5 ;count=2 ;type=drvx.qorstate");
-    EXPECT_EQ(cli::record_file_name(1, 1, "gr\xC3\xBC\xC3\x9F"), "001-gr\xC3\xBC\xC3\x9F.qorstate");
+    EXPECT_EQ(cli::file_name_of(1, 1, "gr\xC3\xBC\xC3\x9F"), "001-gr\xC3\xBC\xC3\x9F.qorstate");
 }
 
 TEST(RecordFileNameTest, ReplacesWhatSomeFileSystemCannotHold) {
-    EXPECT_EQ(cli::record_file_name(1, 1, "a/b\\c:d*e?f\"g<h>i|j"), "001-a_b_c_d_e_f_g_h_i_j.qorstate");
-    EXPECT_EQ(cli::record_file_name(1, 1, "\x01\x1F\x7F\n"), "001-____.qorstate");
-    EXPECT_EQ(cli::record_file_name(1, 1, "x\xFFy\xC3"), "001-x_y_.qorstate");
-    EXPECT_EQ(cli::record_file_name(1, 1, "../../x"), "001-.._.._x.qorstate");
+    EXPECT_EQ(cli::file_name_of(1, 1, "a/b\\c:d*e?f\"g<h>i|j"), "001-a_b_c_d_e_f_g_h_i_j.qorstate");
+    EXPECT_EQ(cli::file_name_of(1, 1, "\x01\x1F\x7F\n"), "001-____.qorstate");
+    EXPECT_EQ(cli::file_name_of(1, 1, "x\xFFy\xC3"), "001-x_y_.qorstate");
+    EXPECT_EQ(cli::file_name_of(1, 1, "../../x"), "001-.._.._x.qorstate");
 }
 
-TEST(RecordFileNameTest, AnEmptyTitleHasAName) { EXPECT_EQ(cli::record_file_name(1, 1, ""), "001-untitled.qorstate"); }
+TEST(RecordFileNameTest, AnEmptyTitleHasAName) { EXPECT_EQ(cli::file_name_of(1, 1, ""), "001-untitled.qorstate"); }
 
 TEST(RecordFileNameTest, PadsNumbersSoThatNamesSortInOrder) {
-    EXPECT_EQ(cli::record_file_name(7, 104, "t"), "007-t.qorstate");
-    EXPECT_EQ(cli::record_file_name(104, 104, "t"), "104-t.qorstate");
-    EXPECT_EQ(cli::record_file_name(7, 1000, "t"), "0007-t.qorstate");
+    EXPECT_EQ(cli::file_name_of(7, 104, "t"), "007-t.qorstate");
+    EXPECT_EQ(cli::file_name_of(104, 104, "t"), "104-t.qorstate");
+    EXPECT_EQ(cli::file_name_of(7, 1000, "t"), "0007-t.qorstate");
 }
 
 TEST(RecordFolderTest, WritesEachRecordByteForByte) {
     const TemporaryFolder temporary;
     const std::string folder = temporary.path() / "new";
 
-    cli::write_record_folder(folder, kTwoRecords, kTwoTitles);
+    cli::write_folder(folder, kTwoRecords, kTwoTitles);
 
     EXPECT_EQ(content_of(folder + "/001-SensorInfo.qorstate"), "first\0\xFF"sv);
     EXPECT_EQ(content_of(folder + "/002-a_b.qorstate"), "second");
@@ -74,7 +74,7 @@ TEST(RecordFolderTest, TakesAnEmptyFolder) {
     const std::string folder = temporary.path() / "empty";
     std::filesystem::create_directory(folder);
 
-    cli::write_record_folder(folder + "/", kTwoRecords, kTwoTitles);
+    cli::write_folder(folder + "/", kTwoRecords, kTwoTitles);
 
     EXPECT_EQ(content_of(folder + "/002-a_b.qorstate"), "second");
 }
@@ -84,7 +84,7 @@ TEST(RecordFolderTest, FollowsALinkToAnEmptyFolder) {
     std::filesystem::create_directory(temporary.path() / "empty");
     std::filesystem::create_directory_symlink("empty", temporary.path() / "link");
 
-    cli::write_record_folder(temporary.path() / "link", kTwoRecords, kTwoTitles);
+    cli::write_folder(temporary.path() / "link", kTwoRecords, kTwoTitles);
 
     EXPECT_EQ(content_of(temporary.path() / "empty/002-a_b.qorstate"), "second");
 }
@@ -92,7 +92,7 @@ TEST(RecordFolderTest, FollowsALinkToAnEmptyFolder) {
 TEST(RecordFolderTest, NoRecordsMakeAnEmptyFolder) {
     const TemporaryFolder temporary;
 
-    cli::write_record_folder(temporary.path() / "new", {}, {});
+    cli::write_folder(temporary.path() / "new", {}, {});
 
     EXPECT_TRUE(std::filesystem::is_empty(temporary.path() / "new"));
 }
@@ -101,14 +101,14 @@ TEST(RecordFolderTest, RefusesAFolderThatHoldsSomething) {
     const TemporaryFolder temporary;
     temporary.file("old", "content");
 
-    EXPECT_EQ(failure_of_writing(temporary.path()), "is there already, and not empty");
+    EXPECT_EQ(failure_of_writing(temporary.path()), "exists and is not empty");
     EXPECT_EQ(temporary.names(), std::vector<std::string>{"old"});
 }
 
 TEST(RecordFolderTest, RefusesAFile) {
     const TemporaryFolder temporary;
 
-    EXPECT_EQ(failure_of_writing(temporary.file("old", "content")), "is there already, and no folder");
+    EXPECT_EQ(failure_of_writing(temporary.file("old", "content")), "exists and is not a directory");
     EXPECT_EQ(content_of(temporary.path() / "old"), "content");
 }
 
@@ -119,11 +119,11 @@ TEST(RecordFolderTest, AMissingParentIsAnError) {
     EXPECT_TRUE(temporary.names().empty());
 }
 
-TEST(RecordFolderTest, AFileThatCannotBeWrittenLeavesNothingBehind) {
+TEST(RecordFolderTest, AFileThatCannotBeWrittenLeavesNothing) {
     const TemporaryFolder temporary;
     const std::string name(300, 'x'); // longer than a file's name can be
 
-    EXPECT_THROW(cli::write_record_folder(temporary.path() / "new", kTwoRecords, {"fine", name}), host::Error);
+    EXPECT_THROW(cli::write_folder(temporary.path() / "new", kTwoRecords, {"fine", name}), host::Error);
 
     EXPECT_TRUE(temporary.names().empty());
 }
@@ -133,7 +133,7 @@ TEST(RecordFolderTest, PassesOverALeftoverOfTheSameProcessNumber) {
     const std::string leftover = "new.partial-" + std::to_string(getpid()) + "-0";
     std::filesystem::create_directory(temporary.path() / leftover);
 
-    cli::write_record_folder(temporary.path() / "new", kTwoRecords, kTwoTitles);
+    cli::write_folder(temporary.path() / "new", kTwoRecords, kTwoTitles);
 
     EXPECT_EQ(temporary.names(), (std::vector<std::string>{"new", leftover}));
 }

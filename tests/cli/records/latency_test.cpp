@@ -3,7 +3,7 @@
 
 #include <gmock/gmock.h>
 
-#include "cli/records/payload_renderings.h"
+#include "cli/records/latency.h"
 #include "tests/cli/records/known_payloads.h"
 
 using cli_tests::array;
@@ -15,7 +15,7 @@ using testing::Not;
 
 namespace {
 
-std::string shown(const OwnedValue &payload, const cli::TextStyle &style = {}) {
+std::string show(const OwnedValue &payload, const cli::TextStyle &style = {}) {
     return cli::latency_text(payload.get(), style).value_or("(another shape)");
 }
 
@@ -23,7 +23,7 @@ OwnedValue statistics_of(Dictionary &press) { return Dictionary().with("last but
 
 OwnedValue latency_of(Dictionary &latency) { return Dictionary().with("latency", latency).take(); }
 
-/** The line that holds `name`, from the name on. */
+/** The rest of the line that contains `name`, from the name on. */
 std::string line_of(const std::string &text, const std::string &name) {
     const std::size_t begin = text.find(name);
     return begin == std::string::npos ? "(none)" : text.substr(begin, text.find('\n', begin) - begin);
@@ -33,8 +33,8 @@ TEST(LatencyTextTest, ShowsATimeLineToScale) {
     Dictionary press;
     press.with("finger on ts", 1000).with("start haptic ts", 1050).with("finger off ts", 1100);
 
-    // The track has what is left of 51 columns: 21 signs, one for every 5 ticks.
-    EXPECT_EQ(shown(statistics_of(press), {false, false, 51}),
+    // The track takes the rest of 51 columns: 21 characters, one for every 5 ticks.
+    EXPECT_EQ(show(statistics_of(press), {false, false, 51}),
               "last button press\n"
               "\n"
               "  time line, in ticks: time stamp, offset from the earliest\n"
@@ -49,9 +49,9 @@ TEST(LatencyTextTest, OrdersByTimeStamp) {
     click.with("button down ts", 30).with("button up ts", 20).with("play asset ts", 25);
     press.with("finger on ts", 40).with("click 2", click).with("finger off ts", 20);
 
-    const std::string text = shown(statistics_of(press));
+    const std::string text = show(statistics_of(press));
 
-    // Of equal stamps the one that belongs earlier comes first.
+    // Equal stamps keep the order of the press.
     EXPECT_LT(text.find("click 2 up"), text.find("finger off"));
     EXPECT_LT(text.find("finger off"), text.find("click 2 play asset"));
     EXPECT_LT(text.find("click 2 play asset"), text.find("click 2 down"));
@@ -61,7 +61,7 @@ TEST(LatencyTextTest, OrdersByTimeStamp) {
 
 TEST(LatencyTextTest, NoLineIsWiderThanTheTerminal) {
     for (const std::size_t columns : {72u, 80u, 200u}) {
-        const std::string text = shown(press_statistics().take(), {false, false, columns});
+        const std::string text = show(press_statistics().take(), {false, false, columns});
         std::size_t widest = 0;
         for (std::size_t at = 0; at < text.size(); at = text.find('\n', at) + 1) {
             widest = std::max(widest, text.find('\n', at) - at);
@@ -74,7 +74,7 @@ TEST(LatencyTextTest, ANarrowTerminalStillGetsATrack) {
     Dictionary press;
     press.with("finger on ts", 1).with("finger off ts", 2);
 
-    const std::string text = shown(statistics_of(press), {false, false, 1});
+    const std::string text = show(statistics_of(press), {false, false, 1});
 
     EXPECT_THAT(text, HasSubstr("  finger on   1  +0  |*         |\n"));
     EXPECT_THAT(text, HasSubstr("  finger off  2  +1  |         *|\n"));
@@ -86,25 +86,25 @@ TEST(LatencyTextTest, StampsOfZeroAreListedAsAbsent) {
     click.with("button down ts", 7).with("button up ts", 0).with("play asset ts", 0);
     press.with("finger on ts", 0).with("click 1", click);
 
-    EXPECT_THAT(shown(statistics_of(press)), HasSubstr("|\n  no time stamp (0): finger on, click 1 up, click 1 play "
-                                                       "asset\n"));
+    EXPECT_THAT(show(statistics_of(press)), HasSubstr("|\n  no time stamp (0): finger on, click 1 up, click 1 play "
+                                                      "asset\n"));
 }
 
 TEST(LatencyTextTest, APressWithoutStampsHasAnEmptyTimeLine) {
     Dictionary press;
     press.with("finger on ts", 0);
 
-    EXPECT_EQ(shown(statistics_of(press)), "last button press\n"
-                                           "\n"
-                                           "  time line, in ticks: time stamp, offset from the earliest\n"
-                                           "  no time stamp (0): finger on\n");
+    EXPECT_EQ(show(statistics_of(press)), "last button press\n"
+                                          "\n"
+                                          "  time line, in ticks: time stamp, offset from the earliest\n"
+                                          "  no time stamp (0): finger on\n");
 }
 
 TEST(LatencyTextTest, StampsAreUnsignedCounts) {
     Dictionary press;
     press.with("finger on ts", 1).with("second scan ts", INT64_MIN).with("finger off ts", -1);
 
-    const std::string text = shown(statistics_of(press));
+    const std::string text = show(statistics_of(press));
 
     EXPECT_THAT(line_of(text, "finger on"), HasSubstr(" 1  ")) << "the earliest";
     EXPECT_THAT(line_of(text, "second scan"), HasSubstr("9223372036854775808   +9223372036854775807  |"));
@@ -116,7 +116,7 @@ TEST(LatencyTextTest, CountsAreUnsigned) {
     Dictionary press;
     press.with("click count", 3).with("turtle scans", -1);
 
-    EXPECT_THAT(shown(statistics_of(press)), HasSubstr("  click count: 3, turtle scans: 4294967295\n"));
+    EXPECT_THAT(show(statistics_of(press)), HasSubstr("  click count: 3, turtle scans: 4294967295\n"));
 }
 
 TEST(LatencyTextTest, LatenciesOfThePressStandBelow) {
@@ -125,11 +125,11 @@ TEST(LatencyTextTest, LatenciesOfThePressStandBelow) {
     click.with("button down to play asset", 310).with("button up to play asset", -2);
     press.with("finger detect to button down", 19000).with("click 3", click);
 
-    EXPECT_THAT(shown(statistics_of(press)), HasSubstr("\n"
-                                                       "  latencies, in ticks\n"
-                                                       "  finger detect to button down                      19000\n"
-                                                       "  click 3 button down to play asset                   310\n"
-                                                       "  click 3 button up to play asset    18446744073709551614\n"));
+    EXPECT_THAT(show(statistics_of(press)), HasSubstr("\n"
+                                                      "  latencies, in ticks\n"
+                                                      "  finger detect to button down                      19000\n"
+                                                      "  click 3 button down to play asset                   310\n"
+                                                      "  click 3 button up to play asset    18446744073709551614\n"));
 }
 
 TEST(LatencyTextTest, BarsShareOneScale) {
@@ -138,8 +138,8 @@ TEST(LatencyTextTest, BarsShareOneScale) {
     latency.with("min_nz_latency_BC_to_PlayAsset", 0).with("max_latency_BC_to_PlayAsset", 20);
     latency.with("min_latency_Total", 60).with("max_latency_Total", 200);
 
-    // 21 signs for 0 to 200: one for every 10 ticks.
-    EXPECT_EQ(shown(latency_of(latency), {false, false, 68}),
+    // 21 characters for 0 to 200: one for every 10 ticks.
+    EXPECT_EQ(show(latency_of(latency), {false, false, 68}),
               "latency, minimum to maximum, in ticks\n"
               "  finger detect to button down  50  to  100  |     ======          |\n"
               "  button click to play asset     0  to   20  |===                  |\n"
@@ -151,7 +151,7 @@ TEST(LatencyTextTest, AMinimumAboveItsMaximumHasNoBarAndNoPartInTheScale) {
     latency.with("min_nz_latency_FD_to_BD", -1).with("max_latency_FD_to_BD", 0);
     latency.with("min_latency_Total", 0).with("max_latency_Total", 5);
 
-    const std::string text = shown(latency_of(latency));
+    const std::string text = show(latency_of(latency));
 
     EXPECT_THAT(text, HasSubstr("18446744073709551615  to  0  (the minimum is above the maximum)\n"));
     EXPECT_THAT(line_of(text, "total"), HasSubstr("0  to  5  |="));
@@ -162,18 +162,18 @@ TEST(LatencyTextTest, AMaximumOfZeroHasNoBar) {
     Dictionary latency;
     latency.with("min_latency_Total", 0).with("max_latency_Total", 0);
 
-    EXPECT_THAT(shown(latency_of(latency)), Not(HasSubstr("=")));
+    EXPECT_THAT(show(latency_of(latency)), Not(HasSubstr("=")));
 }
 
 TEST(LatencyTextTest, WhatIsMissingIsLeftOut) {
     Dictionary empty_press;
     Dictionary empty_latency;
 
-    EXPECT_EQ(shown(latency_of(empty_latency)), "latency, minimum to maximum, in ticks\n");
-    EXPECT_THAT(shown(statistics_of(empty_press)), Not(HasSubstr("click")));
+    EXPECT_EQ(show(latency_of(empty_latency)), "latency, minimum to maximum, in ticks\n");
+    EXPECT_THAT(show(statistics_of(empty_press)), Not(HasSubstr("click")));
 }
 
-TEST(LatencyTextTest, WhatIsNotUnderstoodStandsBehind) {
+TEST(LatencyTextTest, UnknownEntriesComeLast) {
     Dictionary click;
     click.with("button down ts", "soon").with("button up ts", 5);
     Dictionary press;
@@ -183,30 +183,30 @@ TEST(LatencyTextTest, WhatIsNotUnderstoodStandsBehind) {
     const OwnedValue payload =
         Dictionary().with("last button press", press).with("latency", latency).with("other", 1).take();
 
-    EXPECT_EQ(shown(payload), "last button press\n"
-                              "\n"
-                              "  time line, in ticks: time stamp, offset from the earliest\n"
-                              "  click 1 up  5  +0  |*" +
-                                  std::string(56, ' ') +
-                                  "|\n"
-                                  "\n"
-                                  "  click 2:     2\n"
-                                  "  click count: 9223372036854775807\n"
-                                  "  new:         1\n"
-                                  "  click 1:\n"
-                                  "    button down ts: soon\n"
-                                  "\n"
-                                  "latency, minimum to maximum, in ticks\n"
-                                  "  max_latency_Total: high\n"
-                                  "  min_latency_Total: 7\n"
-                                  "other: 1\n");
+    EXPECT_EQ(show(payload), "last button press\n"
+                             "\n"
+                             "  time line, in ticks: time stamp, offset from the earliest\n"
+                             "  click 1 up  5  +0  |*" +
+                                 std::string(56, ' ') +
+                                 "|\n"
+                                 "\n"
+                                 "  click 2:     2\n"
+                                 "  click count: 9223372036854775807\n"
+                                 "  new:         1\n"
+                                 "  click 1:\n"
+                                 "    button down ts: soon\n"
+                                 "\n"
+                                 "latency, minimum to maximum, in ticks\n"
+                                 "  max_latency_Total: high\n"
+                                 "  min_latency_Total: 7\n"
+                                 "other: 1\n");
 }
 
 TEST(LatencyTextTest, TextsOfOthersAreEscapedForATerminal) {
     Dictionary press;
     press.with("k\x1b", "v\x1b");
 
-    EXPECT_THAT(shown(statistics_of(press), {true, false}), HasSubstr("  k\\x1b: v\\x1b\n"));
+    EXPECT_THAT(show(statistics_of(press), {true, false}), HasSubstr("  k\\x1b: v\\x1b\n"));
 }
 
 TEST(LatencyTextTest, APayloadWithoutEitherPartIsAnotherShape) {

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "cli/records/payload_renderings.h"
+#include "cli/records/profile.h"
 #include "tests/cli/typed_values.h"
 
 using cli_tests::array;
@@ -15,12 +15,12 @@ namespace {
 
 constexpr cli::TextStyle kColoured{true, true};
 
-std::string shown(const OwnedValue &payload, const cli::TextStyle &style) {
+std::string show(const OwnedValue &payload, const cli::TextStyle &style) {
     return cli::profile_text(payload.get(), style).value_or("(another shape)");
 }
 
 TEST(ProfileTextTest, LinesStandAsTheyAre) {
-    EXPECT_EQ(shown(array(text("{  'category':  'exec',\x1b[1m}"), text("x")), {}),
+    EXPECT_EQ(show(array(text("{  'category':  'exec',\x1b[1m}"), text("x")), {}),
               "{  'category':  'exec',\x1b[1m}\nx\n");
 }
 
@@ -28,7 +28,7 @@ TEST(ProfileTextTest, EachCategoryHasAColourOfItsOwn) {
     std::set<std::string> colours;
     for (const std::string name :
          {"exec", "trace", "sensor", "quoril", "vastrel", "interrupt", "uart", "sshb", "control", "scm", "wake"}) {
-        const std::string line = shown(array(text("'category': '" + name + "',")), kColoured);
+        const std::string line = show(array(text("'category': '" + name + "',")), kColoured);
         const std::size_t value = line.find("'" + name + "'");
         ASSERT_NE(value, std::string::npos) << line;
         EXPECT_EQ(line.substr(value), "'" + name + "'\x1b[0m,\n");
@@ -39,27 +39,27 @@ TEST(ProfileTextTest, EachCategoryHasAColourOfItsOwn) {
 }
 
 TEST(ProfileTextTest, OnlyTheValueIsColoured) {
-    EXPECT_EQ(shown(array(text("{  'category':  'exec', 'component': 'exec',}")), kColoured),
+    EXPECT_EQ(show(array(text("{  'category':  'exec', 'component': 'exec',}")), kColoured),
               "{  'category':  \x1b[34m'exec'\x1b[0m, 'component': 'exec',}\n");
 }
 
 TEST(ProfileTextTest, ControlCharactersAreEscapedAroundTheColour) {
-    EXPECT_EQ(shown(array(text("\x07 'category':'exec'\x1b")), kColoured),
+    EXPECT_EQ(show(array(text("\x07 'category':'exec'\x1b")), kColoured),
               "\\x07 'category':\x1b[34m'exec'\x1b[0m\\x1b\n");
-    EXPECT_EQ(shown(array(text("\x07 'category':'exec'\x1b")), {true, false}), "\\x07 'category':'exec'\\x1b\n");
+    EXPECT_EQ(show(array(text("\x07 'category':'exec'\x1b")), {true, false}), "\\x07 'category':'exec'\\x1b\n");
 }
 
 TEST(ProfileTextTest, ACategoryWithoutANameHasNoColour) {
     for (const char *const line : {"'category':   '200',", "'category': ''", "'category':", "'category': 'exec",
                                    "'category': exec'", "", "'", "'category':   "}) {
-        EXPECT_EQ(shown(array(text(line)), kColoured), line + std::string("\n"));
+        EXPECT_EQ(show(array(text(line)), kColoured), line + std::string("\n"));
     }
 }
 
 TEST(ProfileTextTest, ALongLineStaysWhole) {
     const std::string line = "'category': 'uart'," + std::string(10'000, 'x');
 
-    EXPECT_EQ(shown(array(text(line)), {}), line + "\n");
+    EXPECT_EQ(show(array(text(line)), {}), line + "\n");
 }
 
 TEST(ProfileTextTest, AnythingButAListOfTextsIsAnotherShape) {

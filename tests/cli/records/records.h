@@ -1,4 +1,4 @@
-/** State-capture records written byte by byte, as the service's clients may send them. */
+/** State-capture records built byte by byte. */
 #pragma once
 
 #include <cstdint>
@@ -17,7 +17,7 @@ inline std::string little_endian_32(std::uint32_t value) {
     return bytes;
 }
 
-/** Header and payload; `payload_size` as the header tells it. */
+/** Header and payload; `payload_size` goes into the header unchecked. */
 inline std::string record(std::string_view title, std::string_view payload, std::uint32_t payload_size,
                           std::uint32_t type_code = 1) {
     std::string bytes = little_endian_32(type_code) + little_endian_32(payload_size);

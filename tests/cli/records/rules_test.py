@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Holds captured records to the rules of docs/records.md, and the check itself to finding what is broken.
+"""Checks captured records against the rules of docs/records.md, and that the check finds damage.
 
-    record_rules_test.py QORSTAT DEVICE.toml CHECKER RULES.md (--keep | --break)
+    rules_test.py QORSTAT DEVICE.toml CHECKER RULES.md (--keep | --break)
 
 --keep    captures the device's answers to a request and expects the checker to pass all of them
 --break   damages captured records one way after the other and expects the checker to refuse each
@@ -28,39 +28,39 @@ def check(checker, rules, files):
 
 
 def with_payload(record, payload):
-    """The record with another payload, and the size that belongs to it."""
+    """The record with another payload and its size."""
     return record[:4] + struct.pack("<I", len(payload)) + record[8:HEADER] + payload
 
 
-def replaced(record, old, new):
+def replace_bytes(record, old, new):
     assert record.count(old) > 0, f"{old!r} is not there to be damaged"
     return with_payload(record, record[HEADER:].replace(old, new, 1))
 
 
 def with_small_number_as_true(record, key):
-    """The one byte that encodes the number under the key becomes that of true."""
+    """Replaces the one byte of the number under the key by the encoding of true."""
     at = record.index(key, HEADER) + len(key)
     assert record[at] < 0x18 or 0x20 <= record[at] < 0x38, f"the number under {key!r} takes more than a byte"
     return record[:at] + b"\xf5" + record[at + 1 :]
 
 
 def damages(statistics, assets, sensor, profile):
-    """What is done to a record, the record after it, and what the checker must say."""
-    yield "a key with another letter", replaced(statistics, b"click count", b"clicK count"), "0 keys for 'click count'"
-    yield "a value too many", replaced(statistics, b"\x6cturtle scans", b"\x6cturtle scans\x00"), "out of order"
+    """Damages: a description, the damaged record, and a part of the expected message."""
+    yield "a key with another letter", replace_bytes(statistics, b"click count", b"clicK count"), "0 keys for 'click count'"
+    yield "a value too many", replace_bytes(statistics, b"\x6cturtle scans", b"\x6cturtle scans\x00"), "out of order"
     yield "a map cut short", with_payload(assets, assets[HEADER:-10]), "cut short"
-    yield "a map that promises an entry more", replaced(assets, b"\xb8\x33", b"\xb8\x34"), "cut short"
-    yield "a key out of order", replaced(assets, b"Slow-DeepUp", b"Aast-DeepUp"), "out of order"
-    yield "a key twice", replaced(assets, b"Slow-DeepUp", b"Slow-(null)"), "stands twice"
-    yield "an event of another name", replaced(assets, b"Slow-DeepUp", b"Slow-DeepUq"), "50 keys for 'asset-key'"
-    yield "a gain with five digits", replaced(assets, b"0000 min", b"000  min"), "does not match"
-    yield "an unknown key", replaced(sensor, b"rawMode", b"rawModf"), "0 keys for 'rawMode'"
+    yield "a map that promises an entry more", replace_bytes(assets, b"\xb8\x33", b"\xb8\x34"), "cut short"
+    yield "a key out of order", replace_bytes(assets, b"Slow-DeepUp", b"Aast-DeepUp"), "out of order"
+    yield "a key twice", replace_bytes(assets, b"Slow-DeepUp", b"Slow-(null)"), "stands twice"
+    yield "an event of another name", replace_bytes(assets, b"Slow-DeepUp", b"Slow-DeepUq"), "50 keys for 'asset-key'"
+    yield "a gain with five digits", replace_bytes(assets, b"0000 min", b"000  min"), "does not match"
+    yield "an unknown key", replace_bytes(sensor, b"rawMode", b"rawModf"), "0 keys for 'rawMode'"
     yield "a boolean where a number belongs", with_small_number_as_true(sensor, b"rawMode"), "is no integer"
     yield "bytes behind the payload", with_payload(profile, profile[HEADER:] + b"\x00"), "bytes behind the payload"
-    yield "another tag", replaced(profile, b"\xd9\xd9\xf7", b"\xd9\xd9\xf6"), "not behind tag 55799"
-    yield "a line without its category", replaced(profile, b"'category'", b"'cAtegory'"), "does not match"
-    yield "text that is not UTF-8", replaced(profile, b"'category'", b"'categor\xff'"), "can't decode byte 0xff"
-    yield "an indefinite length", replaced(profile, b"\xd9\xd9\xf7\x98\x20", b"\xd9\xd9\xf7\x9f\x20"), "not a definite"
+    yield "another tag", replace_bytes(profile, b"\xd9\xd9\xf7", b"\xd9\xd9\xf6"), "not behind tag 55799"
+    yield "a line without its category", replace_bytes(profile, b"'category'", b"'cAtegory'"), "does not match"
+    yield "text that is not UTF-8", replace_bytes(profile, b"'category'", b"'categor\xff'"), "can't decode byte 0xff"
+    yield "an indefinite length", replace_bytes(profile, b"\xd9\xd9\xf7\x98\x20", b"\xd9\xd9\xf7\x9f\x20"), "not a definite"
     yield "a size beyond the end", profile[:4] + struct.pack("<I", len(profile)) + profile[8:], "is not there"
     yield "a header cut short", profile[:150], "a header cut short"
     yield "a title without a rule", profile[:136] + b"Z" * 5 + profile[141:], "no rule for the title"

@@ -41,19 +41,19 @@ host::StateRecord record(OwnedValue payload, std::string title = "Title") {
             std::move(payload)};
 }
 
-std::string shown(OwnedValue payload, const cli::TextStyle &style = {}) {
+std::string show(OwnedValue payload, const cli::TextStyle &style = {}) {
     return cli::record_text(record(std::move(payload)), {}, style);
 }
 
 TEST(RecordTextTest, AnArrayOfTextsIsOneLineEach) {
-    EXPECT_EQ(shown(array(text("{ 'a':1,}"), text("{ 'b':2,}"))), "Title\n{ 'a':1,}\n{ 'b':2,}\n");
+    EXPECT_EQ(show(array(text("{ 'a':1,}"), text("{ 'b':2,}"))), "Title\n{ 'a':1,}\n{ 'b':2,}\n");
 }
 
 TEST(RecordTextTest, DictionaryKeysStandInAColumn) {
-    EXPECT_EQ(shown(dictionary({{"a", number(1).detach()},
-                                {"gr\xC3\xBC\xC3\x9F", text("x y").detach()},
-                                {"longest", boolean(true).detach()},
-                                {"raw", data("\x00\xAB"sv).detach()}})),
+    EXPECT_EQ(show(dictionary({{"a", number(1).detach()},
+                               {"gr\xC3\xBC\xC3\x9F", text("x y").detach()},
+                               {"longest", boolean(true).detach()},
+                               {"raw", data("\x00\xAB"sv).detach()}})),
               "Title\n"
               "a:       1\n"
               "gr\xC3\xBC\xC3\x9F:    x y\n"
@@ -63,7 +63,7 @@ TEST(RecordTextTest, DictionaryKeysStandInAColumn) {
 
 TEST(RecordTextTest, WhatAKeyContainsIsIndentedBelowIt) {
     EXPECT_EQ(
-        shown(dictionary(
+        show(dictionary(
             {{"assets",
               array(dictionary({{"gain", number(-3).detach()}}), dictionary({{"gain", number(4).detach()}})).detach()},
              {"matrix", array(number(1), number(2)).detach()},
@@ -83,23 +83,23 @@ TEST(RecordTextTest, WhatAKeyContainsIsIndentedBelowIt) {
 }
 
 TEST(RecordTextTest, AnEmptyPayloadIsVisible) {
-    EXPECT_EQ(shown(array()), "Title\n[]\n");
-    EXPECT_EQ(shown(dictionary({})), "Title\n{}\n");
+    EXPECT_EQ(show(array()), "Title\n[]\n");
+    EXPECT_EQ(show(dictionary({})), "Title\n{}\n");
 }
 
 TEST(RecordTextTest, AScalarPayloadIsALine) {
-    EXPECT_EQ(shown(number(std::numeric_limits<std::int64_t>::min())), "Title\n-9223372036854775808\n");
+    EXPECT_EQ(show(number(std::numeric_limits<std::int64_t>::min())), "Title\n-9223372036854775808\n");
 }
 
 TEST(RecordTextTest, ControlCharactersAreEscapedOnlyForATerminal) {
     const auto payload = [] { return dictionary({{"k\x1b", text("v\x1b[2J").detach()}}); };
 
-    EXPECT_EQ(shown(payload()), "Title\nk\x1b: v\x1b[2J\n");
-    EXPECT_EQ(shown(payload(), {true, false}), "Title\nk\\x1b: v\\x1b[2J\n");
+    EXPECT_EQ(show(payload()), "Title\nk\x1b: v\x1b[2J\n");
+    EXPECT_EQ(show(payload(), {true, false}), "Title\nk\\x1b: v\\x1b[2J\n");
 }
 
 TEST(RecordTextTest, ColoursStandAroundTitlesAndKeys) {
-    EXPECT_EQ(shown(dictionary({{"k", number(1).detach()}}), {true, true}),
+    EXPECT_EQ(show(dictionary({{"k", number(1).detach()}}), {true, true}),
               "\x1b[1mTitle\x1b[0m\n\x1b[36mk\x1b[0m: 1\n");
 }
 
@@ -116,9 +116,9 @@ TEST(RecordTextTest, ALongKeyPadsNoOtherLine) {
     const std::string widest(40, 'w');
     const std::string longer(41, 'l');
 
-    EXPECT_EQ(shown(dictionary({{"k", number(1).detach()}, {longer, number(2).detach()}})),
+    EXPECT_EQ(show(dictionary({{"k", number(1).detach()}, {longer, number(2).detach()}})),
               "Title\nk: 1\n" + longer + ": 2\n");
-    EXPECT_EQ(shown(dictionary({{"k", number(1).detach()}, {widest, number(2).detach()}})),
+    EXPECT_EQ(show(dictionary({{"k", number(1).detach()}, {widest, number(2).detach()}})),
               "Title\nk:" + std::string(40, ' ') + "1\n" + widest + ": 2\n");
 }
 

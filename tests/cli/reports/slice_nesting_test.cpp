@@ -1,4 +1,4 @@
-/** Slices that lie beside, in or around one another. */
+/** Slices of a thread nest or lie apart. */
 #include <algorithm>
 #include <cstdint>
 #include <map>
@@ -20,44 +20,44 @@ namespace {
 using cli::Slice;
 using cli::SliceNesting;
 
-/** What is left of the last of these slices of one thread. */
-Slice last_fitted(const std::vector<Slice> &slices) {
+/** The last of these slices of one thread after cutting. */
+Slice fit_last(const std::vector<Slice> &slices) {
     SliceNesting nesting;
     Slice last{};
     for (const Slice &slice : slices) {
-        last = nesting.fitted(1, slice);
+        last = nesting.fit(1, slice);
     }
     return last;
 }
 
 TEST(SliceNestingTest, SlicesBesideInAndAroundOthersStayWhole) {
-    EXPECT_EQ(last_fitted({{10, 20}, {20, 30}}), (Slice{20, 30}));
-    EXPECT_EQ(last_fitted({{10, 20}, {5, 20}}), (Slice{5, 20}));
-    EXPECT_EQ(last_fitted({{10, 20}, {10, 30}}), (Slice{10, 30}));
-    EXPECT_EQ(last_fitted({{10, 20}, {22, 25}, {5, 30}}), (Slice{5, 30}));
-    EXPECT_EQ(last_fitted({{10, 20}, {12, 15}}), (Slice{12, 15}));
-    EXPECT_EQ(last_fitted({{10, 20}, {20, 20}}), (Slice{20, 20}));
+    EXPECT_EQ(fit_last({{10, 20}, {20, 30}}), (Slice{20, 30}));
+    EXPECT_EQ(fit_last({{10, 20}, {5, 20}}), (Slice{5, 20}));
+    EXPECT_EQ(fit_last({{10, 20}, {10, 30}}), (Slice{10, 30}));
+    EXPECT_EQ(fit_last({{10, 20}, {22, 25}, {5, 30}}), (Slice{5, 30}));
+    EXPECT_EQ(fit_last({{10, 20}, {12, 15}}), (Slice{12, 15}));
+    EXPECT_EQ(fit_last({{10, 20}, {20, 20}}), (Slice{20, 20}));
 }
 
-TEST(SliceNestingTest, ASliceThatBeginsInAnotherAndEndsBehindItBeginsAtItsEnd) {
-    EXPECT_EQ(last_fitted({{10, 20}, {15, 30}}), (Slice{20, 30}));
-    EXPECT_EQ(last_fitted({{10, 20}, {22, 25}, {15, 30}}), (Slice{20, 30}));
+TEST(SliceNestingTest, ASliceThatBeginsInAnotherAndEndsAfterItBeginsAtItsEnd) {
+    EXPECT_EQ(fit_last({{10, 20}, {15, 30}}), (Slice{20, 30}));
+    EXPECT_EQ(fit_last({{10, 20}, {22, 25}, {15, 30}}), (Slice{20, 30}));
 }
 
 TEST(SliceNestingTest, ASliceInWhichALaterOneHadBegunEndsThere) {
-    EXPECT_EQ(last_fitted({{20, 30}, {10, 25}}), (Slice{10, 20}));
+    EXPECT_EQ(fit_last({{20, 30}, {10, 25}}), (Slice{10, 20}));
 }
 
 TEST(SliceNestingTest, WhatWasCutIsWhatLaterSlicesMeet) {
-    EXPECT_EQ(last_fitted({{10, 20}, {15, 30}, {18, 35}}), (Slice{20, 35})) << "around what is left of the second";
-    EXPECT_EQ(last_fitted({{10, 20}, {15, 30}, {25, 35}}), (Slice{30, 35}));
+    EXPECT_EQ(fit_last({{10, 20}, {15, 30}, {18, 35}}), (Slice{20, 35})) << "around the rest of the second";
+    EXPECT_EQ(fit_last({{10, 20}, {15, 30}, {25, 35}}), (Slice{30, 35}));
 }
 
 TEST(SliceNestingTest, ThreadsAreOnTheirOwn) {
     SliceNesting nesting;
-    nesting.fitted(1, {10, 20});
+    nesting.fit(1, {10, 20});
 
-    EXPECT_EQ(nesting.fitted(2, {15, 30}), (Slice{15, 30}));
+    EXPECT_EQ(nesting.fit(2, {15, 30}), (Slice{15, 30}));
     EXPECT_TRUE(nesting.knows(1));
     EXPECT_FALSE(nesting.knows(3));
 }
@@ -66,7 +66,7 @@ TEST(SliceNestingTest, OfManyThreadsNotAllAreKept) {
     constexpr std::uint64_t kThreads = 10'000;
     SliceNesting nesting;
     for (std::uint64_t thread = 0; thread < kThreads; ++thread) {
-        nesting.fitted(thread, {10, 20});
+        nesting.fit(thread, {10, 20});
     }
 
     std::uint64_t kept = 0;
@@ -80,13 +80,13 @@ TEST(SliceNestingTest, OfManyThreadsNotAllAreKept) {
 TEST(SliceNestingTest, OfManySlicesTheFirstAreForgotten) {
     SliceNesting nesting;
     for (std::uint64_t number = 0; number < 10'000; ++number) {
-        nesting.fitted(1, {100 * number, 100 * number + 50});
+        nesting.fit(1, {100 * number, 100 * number + 50});
     }
 
-    EXPECT_EQ(nesting.fitted(1, {25, 1'000'000}), (Slice{25, 1'000'000})) << "the first";
+    EXPECT_EQ(nesting.fit(1, {25, 1'000'000}), (Slice{25, 1'000'000})) << "the first";
     SliceNesting few;
-    few.fitted(1, {0, 50});
-    EXPECT_EQ(few.fitted(1, {25, 1'000'000}), (Slice{50, 1'000'000}));
+    few.fit(1, {0, 50});
+    EXPECT_EQ(few.fit(1, {25, 1'000'000}), (Slice{50, 1'000'000}));
 }
 
 bool nest(const Slice &a, const Slice &b) {
@@ -104,7 +104,7 @@ RC_GTEST_PROP(SliceNestingTest, SlicesInTheOrderOfTheirEndsNestAndKeepTheirEnds,
          *rc::gen::container<std::vector<std::uint8_t>>(rc::gen::inRange<std::uint8_t>(1, 20))) {
         end += step;
         const Slice slice{end - *rc::gen::inRange<std::uint64_t>(0, 60), end};
-        const Slice left = nesting.fitted(1, slice);
+        const Slice left = nesting.fit(1, slice);
         RC_ASSERT(left.end == slice.end);
         RC_ASSERT(slice.begin <= left.begin && left.begin <= left.end);
         fitted.push_back(left);

@@ -19,7 +19,7 @@ using cli_tests::report;
 
 namespace {
 
-SequenceWatch watched(const std::vector<std::uint32_t> &numbers) {
+SequenceWatch watch_all(const std::vector<std::uint32_t> &numbers) {
     SequenceWatch watch;
     std::uint64_t offset = 0;
     for (const std::uint32_t number : numbers) {
@@ -30,20 +30,20 @@ SequenceWatch watched(const std::vector<std::uint32_t> &numbers) {
 }
 
 TEST(SequenceWatchTest, NumbersThatGoOnByOneHaveNoGaps) {
-    EXPECT_EQ(watched({}).gap_count(), 0u);
-    EXPECT_EQ(watched({17}).gap_count(), 0u);
-    EXPECT_EQ(watched({4294967294, 4294967295, 0, 1}).gap_count(), 0u);
+    EXPECT_EQ(watch_all({}).gap_count(), 0u);
+    EXPECT_EQ(watch_all({17}).gap_count(), 0u);
+    EXPECT_EQ(watch_all({4294967294, 4294967295, 0, 1}).gap_count(), 0u);
 }
 
 TEST(SequenceWatchTest, AStepForwardPassesOverNumbers) {
-    EXPECT_EQ(watched({1, 5}).missing_count(), 3u);
-    EXPECT_EQ(watched({4294967295, 2}).missing_count(), 2u);
+    EXPECT_EQ(watch_all({1, 5}).missing_count(), 3u);
+    EXPECT_EQ(watch_all({4294967295, 2}).missing_count(), 2u);
 }
 
 TEST(SequenceWatchTest, AStepBackOrARepetitionIsAGapWithNothingMissing) {
     for (const std::vector<std::uint32_t> &numbers : {std::vector<std::uint32_t>{5, 1}, {5, 5}, {0, 4294967295}}) {
-        EXPECT_EQ(watched(numbers).gap_count(), 1u);
-        EXPECT_EQ(watched(numbers).missing_count(), 0u);
+        EXPECT_EQ(watch_all(numbers).gap_count(), 1u);
+        EXPECT_EQ(watch_all(numbers).missing_count(), 0u);
     }
 }
 
@@ -53,7 +53,7 @@ TEST(SequenceWatchTest, OnlyTheFirstGapsAreKept) {
         numbers.push_back(2 * i);
     }
 
-    const SequenceWatch watch = watched(numbers);
+    const SequenceWatch watch = watch_all(numbers);
 
     EXPECT_EQ(watch.gap_count(), 99u);
     ASSERT_EQ(watch.first_gaps().size(), SequenceWatch::kGapsKept);
@@ -63,7 +63,7 @@ TEST(SequenceWatchTest, OnlyTheFirstGapsAreKept) {
 }
 
 TEST(DumpStatisticsTest, OneGapIsOneGap) {
-    const std::string text = DumpStatistics().text(watched({1, 5}), {});
+    const std::string text = DumpStatistics().text(watch_all({1, 5}), {});
 
     EXPECT_NE(text.find("\nsequence numbers: 1 gap, 3 missing\n"), std::string::npos) << text;
 }

@@ -1,0 +1,115 @@
+/** The whole 48-byte reports of a dump, read from a file or a pipe. */
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "cli/terminal/interruption.h"
+#include "qor/report.h"
+
+namespace cli {
+
+/** Whole reports that follow one another in a dump. */
+struct ReportPiece {
+    std::uint64_t offset = 0;         ///< of the first report, in the dump
+    std::span<const std::byte> bytes; ///< belongs to the input; valid until its next read
+
+    std::size_t count() const { return bytes.size() / _QorProfileReport::kSize; }
+    _QorProfileReport report(std::size_t index) const {
+        return _QorProfileReport::copied_from(bytes.data() + index * _QorProfileReport::kSize);
+    }
+    std::uint64_t offset_of(std::size_t index) const { return offset + index * _QorProfileReport::kSize; }
+};
+
+/** The bytes after the last whole report. */
+struct TrailingBytes {
+    std::uint64_t offset;
+    std::size_t count; ///< 0 to 47
+};
+
+/**
+ * A dump, read once from its start to its end. The dump in a regular file starts at the current position: a shell may
+ * hand over standard input from within a file. All offsets count from there. One thread at a time.
+ */
+class ReportInput {
+public:
+    /** The most reports in a piece. */
+    static constexpr std::size_t kPieceReports = 1365;
+
+    /**
+     * @param argument  a file, or "-" for standard input.
+     * @param follows   a regular file is read as it grows, until an interruption; no effect on anything else.
+     * @throws host::Error when the input cannot be opened.
+     */
+    ReportInput(const std::string &argument, bool follows);
+    ReportInput(const ReportInput &) = delete;
+    ReportInput &operator=(const ReportInput &) = delete;
+
+    /**
+     * Reads once. Of a pipe that is what has arrived, so it never waits for a full piece. The piece is empty when no
+     * whole report has arrived yet; a followed file that has not grown gives an empty piece after a short sleep.
+     * @return nothing at the end. Do not call again after that.
+     * @throws host::Error when reading fails or a followed file was truncated, naming the byte.
+     */
+    std::optional<ReportPiece> read_next();
+
+    /** Continues at `offset`, a multiple of 48. Regular files only, before the first read. */
+    void start_at(std::uint64_t offset) { _offset = offset; }
+
+    /**
+     * Calls `is_wanted` with the reports of a regular file, from the last to the first, until it returns true.
+     * @return the offset of that report, or 0 when there is none.
+     * @throws host::Error when reading fails, naming the byte.
+     */
+    std::uint64_t find_backwards(const std::function<bool(const _QorProfileReport &report)> &is_wanted) const;
+
+    /** Whether this is a regular file, which can be read from anywhere. */
+    bool is_regular_file() const { return _is_regular; }
+    /** The size of a regular file when it was opened; 0 for anything else. */
+    std::uint64_t file_size() const { return _file_size; }
+    /** The end of the last whole report of a regular file when it was opened. */
+    std::uint64_t end_of_file_reports() const { return _file_size - _file_size % _QorProfileReport::kSize; }
+
+    /** The end of the bytes read so far. */
+    std::uint64_t bytes_read() const { return _offset; }
+    /** The bytes read after the last whole report so far. */
+    TrailingBytes trailing_bytes() const { return {_offset - (_used - _given), _used - _given}; }
+
+    /** For messages: "standard input" for "-". */
+    const std::string &name() const { return _name; }
+
+private:
+    /** Standard input stays open. */
+    struct Descriptor {
+        explicit Descriptor(int open_number) : number(open_number) {}
+        ~Descriptor();
+        Descriptor(const Descriptor &) = delete;
+        Descriptor &operator=(const Descriptor &) = delete;
+
+        int number;
+    };
+
+    std::size_t read_once();
+    bool wait_for_growth();
+    void read_at(std::uint64_t offset, std::span<std::byte> bytes) const;
+    [[noreturn]] void fail(std::uint64_t offset, int error) const;
+
+    std::string _name;
+    Descriptor _descriptor;
+    std::optional<Interruption> _interruption; ///< while a file is followed
+    bool _is_regular = false;
+    std::uint64_t _start = 0;     ///< of the dump in a regular file
+    std::uint64_t _file_size = 0; ///< from `_start` on
+    std::uint64_t _offset = 0;
+
+    std::vector<std::byte> _buffer;
+    std::size_t _used = 0;  ///< bytes in `_buffer`
+    std::size_t _given = 0; ///< bytes at its front that the last piece had; the rest is part of a report
+};
+
+} // namespace cli

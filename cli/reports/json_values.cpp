@@ -1,0 +1,65 @@
+#include "cli/reports/json_values.h"
+
+#include <array>
+#include <charconv>
+#include <string>
+
+#include "cli/terminal/hex.h"
+
+namespace cli {
+namespace {
+
+/**
+ * The first character of `text` if it has to be escaped: quotation marks, backslashes, and the control characters up
+ * to U+001F and from U+007F to U+009F. Otherwise empty.
+ */
+std::string_view to_escape(std::string_view text) {
+    const auto byte = [text](std::size_t index) { return static_cast<unsigned char>(text[index]); };
+    if (byte(0) < 0x20 || byte(0) == 0x7F || byte(0) == '"' || byte(0) == '\\') {
+        return text.substr(0, 1);
+    }
+    // U+0080 to U+009F are C2 80 to C2 9F. The last byte is the character's number.
+    const bool is_upper_control = byte(0) == 0xC2 && text.size() > 1 && byte(1) <= 0x9F;
+    return text.substr(0, is_upper_control ? 2 : 0);
+}
+
+} // namespace
+
+void append_json_string(text_buffer &out, std::string_view text) {
+    out.append("\"");
+    std::size_t start = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const std::string_view special = to_escape(text.substr(i));
+        if (special.empty()) {
+            continue;
+        }
+        out.append(text.substr(start, i - start));
+        const bool is_mark = special == "\"" || special == "\\";
+        out.append(is_mark ? "\\" : "\\u00");
+        out.append(is_mark ? std::string(special) : hex(special.substr(special.size() - 1)));
+        i += special.size() - 1;
+        start = i + 1;
+    }
+    out.append(text.substr(start));
+    out.append("\"");
+}
+
+void append_hex_string(text_buffer &out, std::span<const std::byte> bytes) {
+    out.append("\"");
+    out.append(hex(bytes));
+    out.append("\"");
+}
+
+void append_number(text_buffer &out, std::uint64_t number) {
+    std::array<char, 20> digits;
+    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
+    out.append({digits.data(), static_cast<std::size_t>(end - digits.data())});
+}
+
+void append_real(text_buffer &out, double real) {
+    std::array<char, 32> digits;
+    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), real).ptr;
+    out.append({digits.data(), static_cast<std::size_t>(end - digits.data())});
+}
+
+} // namespace cli

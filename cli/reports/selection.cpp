@@ -1,0 +1,35 @@
+#include "cli/reports/selection.h"
+
+#include <string>
+
+#include "cli/arguments/wrong_use.h"
+
+namespace cli {
+
+ReportSelector::ReportSelector(const Selection &selection) : _filter(selection.filter), _left(selection.first) {
+    if (selection.first && selection.last) {
+        throw WrongUse("--first excludes --last");
+    }
+}
+
+LastReports::LastReports(std::uint64_t count) : _count(static_cast<std::size_t>(count)) {
+    if (count > kLastOfAPipeAtMost) {
+        throw WrongUse("invalid value \"" + std::to_string(count) + "\" for --last: expected at most " +
+                       std::to_string(kLastOfAPipeAtMost) + " for a pipe");
+    }
+}
+
+void LastReports::add(const _QorProfileReport &report) {
+    _reports.push_back(report);
+    if (_reports.size() > _count) {
+        _reports.pop_front();
+    }
+}
+
+_QorProfileReport LastReports::take_oldest() {
+    const _QorProfileReport oldest = _reports.front();
+    _reports.pop_front();
+    return oldest;
+}
+
+} // namespace cli

@@ -1,0 +1,67 @@
+/** Which reports of a dump are decoded: a filter, and the first or the last of those that pass it. */
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <optional>
+
+#include "cli/reports/filter.h"
+#include "qor/report.h"
+
+namespace cli {
+
+/** The user's choice of reports. */
+struct Selection {
+    FilterWords filter;
+    std::optional<std::uint64_t> first; ///< of those that pass the filter
+    std::optional<std::uint64_t> last;  ///< of those that pass the filter; not together with `first`
+    bool follows = false;               ///< a regular file is read as it grows, until an interruption
+};
+
+/** The limit of `last` where the input cannot be read backwards: those reports are kept in memory. */
+inline constexpr std::uint64_t kLastOfAPipeAtMost = 1'000'000;
+
+/** Decides report by report, in the order of the dump, up to the first N that pass. One thread at a time. */
+class ReportSelector {
+public:
+    /** @throws WrongUse for unknown names, and for `first` together with `last`. */
+    explicit ReportSelector(const Selection &selection);
+
+    /** False when the first N have been selected: no later report will be. */
+    bool wants_more() const { return _left != 0U; }
+
+    /** Whether `report` is selected; counts it if so. Only while `wants_more`. */
+    bool selects(const _QorProfileReport &report) {
+        const bool passes = _filter.passes(report);
+        if (passes && _left) {
+            --*_left;
+        }
+        return passes;
+    }
+
+    const ReportFilter &filter() const { return _filter; }
+
+private:
+    ReportFilter _filter;
+    std::optional<std::uint64_t> _left; ///< how many of the first N are still to come
+};
+
+/** Keeps the last N reports of a sequence. One thread at a time. */
+class LastReports {
+public:
+    /** @throws WrongUse when `count` is above `kLastOfAPipeAtMost`. */
+    explicit LastReports(std::uint64_t count);
+
+    void add(const _QorProfileReport &report);
+
+    std::size_t size() const { return _reports.size(); }
+    /** Removes the oldest report and returns it. There must be one. */
+    _QorProfileReport take_oldest();
+
+private:
+    std::size_t _count;
+    std::deque<_QorProfileReport> _reports;
+};
+
+} // namespace cli

@@ -1,0 +1,44 @@
+#include "cli/reports/wall_time.h"
+
+#include <array>
+#include <ctime>
+#include <string_view>
+
+#include "decoder/remembered_second.h"
+#include "decoder/short_text.h"
+
+namespace cli {
+namespace {
+
+using decoder::short_text;
+
+/** A second of local time, without the fraction. */
+struct SecondText {
+    short_text date_and_time; ///< empty: there is no such local time
+    short_text zone;          ///< its distance from UTC
+};
+
+SecondText second_text_of(const std::tm &local) {
+    std::array<char, 64> text;
+    const short_text date_and_time{
+        {std::string_view(text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &local))}};
+    const std::string_view zone(text.data(), std::strftime(text.data(), text.size(), "%z", &local));
+    return {date_and_time, short_text{{zone.substr(0, 3), ":", zone.substr(3)}}}; // "+hhmm" becomes "+hh:mm"
+}
+
+} // namespace
+
+std::string iso_wall_time(std::uint64_t timestamp, const decoder::time_sync &sync) {
+    constexpr std::uint64_t kMicrosecondsPerSecond = 1'000'000;
+    const std::uint64_t wall = decoder::wall_time(timestamp, sync);
+    const SecondText &second = decoder::remembered_second<second_text_of>(wall / kMicrosecondsPerSecond);
+    if (second.date_and_time.size == 0) {
+        return {};
+    }
+    // The leading 1 keeps the zeros, and gives its place to the point.
+    std::string fraction = std::to_string(kMicrosecondsPerSecond + wall % kMicrosecondsPerSecond);
+    fraction[0] = '.';
+    return std::string(second.date_and_time.view()) + fraction + std::string(second.zone.view());
+}
+
+} // namespace cli

@@ -1,0 +1,157 @@
+#include "cli/reports/input.h"
+
+#include <csignal>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "host/error.h"
+#include "tests/cli/program.h"
+#include "tests/cli/reports/dumps.h"
+
+using cli::ReportInput;
+using cli::ReportPiece;
+using cli_tests::DumpPipe;
+using cli_tests::numbered_reports;
+using cli_tests::TemporaryFolder;
+
+namespace {
+
+/** The sequence numbers of a piece, and at most ten of them. */
+std::vector<std::uint32_t> numbers_of(const std::optional<ReportPiece> &piece) {
+    std::vector<std::uint32_t> numbers;
+    for (std::size_t i = 0; piece && i < piece->count() && i < 10; ++i) {
+        numbers.push_back(piece->report(i).sequence_num());
+    }
+    return numbers;
+}
+
+TEST(ReportInputTest, AFileComesInPiecesOfAtMost1365Reports) {
+    const TemporaryFolder folder;
+    ReportInput input(folder.file("dump", numbered_reports(1367) + "1234"), false);
+
+    const std::optional<ReportPiece> first = input.read_next();
+    ASSERT_TRUE(first);
+    EXPECT_EQ(first->offset, 0u);
+    EXPECT_EQ(first->count(), 1365u);
+    EXPECT_EQ(first->offset_of(2), 96u);
+
+    const std::optional<ReportPiece> second = input.read_next();
+    ASSERT_TRUE(second);
+    EXPECT_EQ(second->offset, 1365u * 48);
+    EXPECT_EQ(numbers_of(second), (std::vector<std::uint32_t>{1366, 1367}));
+    EXPECT_EQ(input.bytes_read(), 1367u * 48 + 4);
+    EXPECT_FALSE(input.read_next());
+    EXPECT_EQ(input.trailing_bytes().offset, 1367u * 48);
+    EXPECT_EQ(input.trailing_bytes().count, 4u);
+}
+
+TEST(ReportInputTest, SizesOfAFileAreThoseWhenItWasOpened) {
+    const TemporaryFolder folder;
+    const ReportInput input(folder.file("dump", numbered_reports(3) + "1234"), false);
+
+    EXPECT_TRUE(input.is_regular_file());
+    EXPECT_EQ(input.file_size(), 148u);
+    EXPECT_EQ(input.end_of_file_reports(), 144u);
+}
+
+TEST(ReportInputTest, APipeGivesWhatItHolds) {
+    const std::string dump = numbered_reports(2);
+    DumpPipe pipe(dump.substr(0, 60));
+    ReportInput input(pipe.name(), false);
+    EXPECT_FALSE(input.is_regular_file());
+    EXPECT_EQ(input.file_size(), 0u);
+
+    EXPECT_EQ(numbers_of(input.read_next()), std::vector<std::uint32_t>{1});
+    EXPECT_EQ(input.trailing_bytes().offset, 48u);
+    EXPECT_EQ(input.trailing_bytes().count, 12u);
+
+    pipe.write_more(dump.substr(60, 10));
+    const std::optional<ReportPiece> part = input.read_next();
+    ASSERT_TRUE(part) << "no whole report, but not the end";
+    EXPECT_EQ(part->count(), 0u);
+
+    pipe.write_more(dump.substr(70));
+    pipe.close_writer();
+    const std::optional<ReportPiece> rest = input.read_next();
+    ASSERT_TRUE(rest);
+    EXPECT_EQ(rest->offset, 48u);
+    EXPECT_EQ(numbers_of(rest), std::vector<std::uint32_t>{2});
+    EXPECT_FALSE(input.read_next());
+    EXPECT_EQ(input.trailing_bytes().count, 0u);
+}
+
+TEST(ReportInputTest, ReadsFromAnOffset) {
+    const TemporaryFolder folder;
+    ReportInput input(folder.file("dump", numbered_reports(3)), false);
+
+    input.start_at(96);
+
+    const std::optional<ReportPiece> piece = input.read_next();
+    ASSERT_TRUE(piece);
+    EXPECT_EQ(piece->offset, 96u);
+    EXPECT_EQ(numbers_of(piece), std::vector<std::uint32_t>{3});
+}
+
+TEST(ReportInputTest, FindsBackwardsFromTheLastWholeReport) {
+    const TemporaryFolder folder;
+    const ReportInput input(folder.file("dump", numbered_reports(3000) + "1234"), false);
+    std::uint32_t expected = 3000;
+
+    const std::uint64_t offset = input.find_backwards([&](const _QorProfileReport &report) {
+        EXPECT_EQ(report.sequence_num(), expected--);
+        return report.sequence_num() == 17;
+    });
+
+    EXPECT_EQ(offset, 16u * 48);
+    EXPECT_EQ(expected, 16u);
+    EXPECT_EQ(input.find_backwards([](const _QorProfileReport &) { return false; }), 0u);
+}
+
+TEST(ReportInputTest, AFollowedFileIsNotAtItsEndUntilAnInterruption) {
+    const TemporaryFolder folder;
+    const std::string file = folder.file("dump", numbered_reports(1));
+    ReportInput input(file, true);
+    ASSERT_EQ(numbers_of(input.read_next()), std::vector<std::uint32_t>{1});
+
+    const std::optional<ReportPiece> nothing = input.read_next();
+    ASSERT_TRUE(nothing);
+    EXPECT_EQ(nothing->count(), 0u);
+
+    folder.file("dump", numbered_reports(2));
+    EXPECT_EQ(numbers_of(input.read_next()), std::vector<std::uint32_t>{2});
+
+    std::raise(SIGINT);
+    EXPECT_FALSE(input.read_next());
+}
+
+TEST(ReportInputTest, ATruncatedFileIsAnErrorWhileItIsFollowed) {
+    const TemporaryFolder folder;
+    const std::string file = folder.file("dump", numbered_reports(2));
+    ReportInput input(file, true);
+    input.read_next();
+
+    std::filesystem::resize_file(file, 50);
+
+    try {
+        input.read_next();
+        FAIL() << "nothing was thrown";
+    } catch (const host::Error &error) {
+        EXPECT_EQ(std::string(error.what()), file + ": byte 50: the file was truncated while it was being followed");
+    }
+}
+
+TEST(ReportInputTest, AMissingFileIsAnError) {
+    try {
+        const ReportInput input("/nowhere/dump", false);
+        FAIL() << "nothing was thrown";
+    } catch (const host::Error &error) {
+        EXPECT_STREQ(error.what(), "/nowhere/dump: No such file or directory");
+    }
+}
+
+} // namespace
