@@ -6,7 +6,9 @@
 
 #include <unistd.h>
 
+#include "cli/arguments/help_page.h"
 #include "cli/arguments/hosting.h"
+#include "cli/arguments/words.h"
 #include "cli/records/folder.h"
 #include "cli/records/summary.h"
 #include "cli/terminal/output.h"

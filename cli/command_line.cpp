@@ -1,6 +1,5 @@
 #include "cli/command_line.h"
 
-#include <algorithm>
 #include <csignal>
 #include <exception>
 #include <memory>
@@ -14,11 +13,11 @@
 #include <unistd.h>
 
 #include "cli/arguments/help_page.h"
+#include "cli/arguments/words.h"
 #include "cli/arguments/wrong_use.h"
 #include "cli/terminal/output.h"
 #include "cli/verbs.h"
 #include "host/error.h"
-#include "host/nearest_word.h"
 
 namespace cli {
 namespace {
@@ -56,11 +55,6 @@ std::vector<std::string> option_names(const CLI::App &app) {
         }
     }
     return names;
-}
-
-/** "; did you mean" the nearest of `words`, or nothing. */
-std::string near_word(std::string_view word, const std::vector<std::string> &words) {
-    return host::suggestion(word, {words.begin(), words.end()});
 }
 
 std::string unexpected_argument(const std::string &word) { return "unexpected argument \"" + word + "\""; }
@@ -166,20 +160,6 @@ int parse_and_run(int argc, const char *const *argv) {
 }
 
 } // namespace
-
-CLI::Validator one_of(const std::vector<std::string> &words) {
-    const auto check = [words](const std::string &word) {
-        if (std::find(words.begin(), words.end(), word) != words.end()) {
-            return std::string();
-        }
-        return "\"" + word + "\" is none of " + CLI::detail::join(words, ", ") + near_word(word, words);
-    };
-    return CLI::Validator(check, "");
-}
-
-std::string examples(const std::string &first, const std::string &second) {
-    return "Examples:\n  " + first + "\n  " + second;
-}
 
 int run_command_line(int argc, const char *const *argv) {
     keep_standard_streams_taken();

@@ -6,7 +6,9 @@
 
 #include <unistd.h>
 
+#include "cli/arguments/help_page.h"
 #include "cli/arguments/whole_number.h"
+#include "cli/arguments/words.h"
 #include "cli/reports/clock.h"
 #include "cli/reports/ordered_workers.h"
 #include "cli/reports/rendering.h"

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/arguments/help_page.h"
 #include "cli/arguments/hosting.h"
 #include "cli/arguments/wrong_use.h"
 #include "cli/metrics/families.h"

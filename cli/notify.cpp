@@ -1,6 +1,7 @@
 #include <memory>
 #include <string>
 
+#include "cli/arguments/help_page.h"
 #include "cli/terminal/output.h"
 #include "cli/verbs.h"
 #include "host/RvNotify.h"

@@ -7,6 +7,7 @@
 
 #include <unistd.h>
 
+#include "cli/arguments/help_page.h"
 #include "cli/arguments/hosting.h"
 #include "cli/terminal/input.h"
 #include "cli/terminal/output.h"

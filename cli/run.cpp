@@ -10,8 +10,11 @@
 #include <asio.hpp>
 #include <unistd.h>
 
+#include "cli/arguments/help_page.h"
 #include "cli/arguments/hosting.h"
 #include "cli/arguments/listen_address.h"
+#include "cli/arguments/seconds.h"
+#include "cli/arguments/words.h"
 #include "cli/metrics/endpoint.h"
 #include "cli/terminal/output.h"
 #include "cli/verbs.h"
@@ -57,15 +60,6 @@ void announce(const host::HostedDevice &device) {
     const std::size_t services = device.device().services().size();
     print_message("hosting " + device.device().name() + ": " + std::to_string(services) +
                   (services == 1 ? " service" : " services") + "; Ctrl-C ends");
-}
-
-/** Whether the text is a time that a run may take. */
-std::string check_seconds(const std::string &text) {
-    double seconds = -1;
-    if (CLI::detail::lexical_cast(text, seconds) && seconds >= 0 && seconds <= kLongestRunSeconds) {
-        return {};
-    }
-    return "\"" + text + "\" is no number of seconds from 0 to 31622400";
 }
 
 std::string check_listen_address(const std::string &text) {
@@ -156,9 +150,8 @@ Verb add_run_verb(CLI::App &program) {
                      "keeps what waits and tries again; stop ends the run")
         ->option_text("WORD")
         ->check(one_of(kStoreErrorWords));
-    verb->add_option("--for", arguments->seconds, "End after so long; default: Ctrl-C or SIGTERM ends")
-        ->option_text("SECONDS")
-        ->check(check_seconds, "");
+    add_seconds(*verb, "--for", arguments->seconds, {0, kLongestRunSeconds},
+                "End after so long; default: Ctrl-C or SIGTERM ends");
     verb->add_option("--listen", arguments->listen_address, "Serve metrics at /metrics; a PORT alone is on loopback")
         ->option_text("HOST:PORT")
         ->check(check_listen_address, "");

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/arguments/help_page.h"
 #include "cli/records/json.h"
 #include "cli/records/text.h"
 #include "cli/terminal/input.h"

@@ -13,6 +13,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "cli/arguments/help_page.h"
+#include "cli/arguments/seconds.h"
 #include "cli/arguments/whole_number.h"
 #include "cli/arguments/wrong_use.h"
 #include "cli/contract/check.h"
@@ -29,6 +31,7 @@ namespace {
 
 constexpr std::uint64_t kUsualSeed = 1;
 constexpr double kUsualTimeOut = 60;
+constexpr double kShortestTimeOut = 0.001;
 constexpr double kLongestTimeOut = 24 * 3600;
 
 struct ValidateArguments {
@@ -128,18 +131,8 @@ std::optional<CheckResult> decoded(const std::string &text) {
     return result;
 }
 
-/** As `--timeout` takes it. */
-std::string number_text(double seconds) {
-    std::string text = std::to_string(seconds);
-    text.erase(text.find_last_not_of('0') + 1);
-    if (text.back() == '.') {
-        text.pop_back();
-    }
-    return text;
-}
-
 std::string seconds_text(double seconds) {
-    const std::string number = number_text(seconds);
+    const std::string number = seconds_argument(seconds);
     return number + (number == "1" ? " second" : " seconds");
 }
 
@@ -185,7 +178,7 @@ std::string command_for(const ContractCheck &check, const ValidateArguments &arg
                                       "--seed",
                                       std::to_string(arguments.chosen_seed())};
     if (arguments.chosen_time_out() != kUsualTimeOut) {
-        words.insert(words.end(), {"--timeout", number_text(arguments.chosen_time_out())});
+        words.insert(words.end(), {"--timeout", seconds_argument(arguments.chosen_time_out())});
     }
     return shell_command(words);
 }
@@ -265,14 +258,6 @@ int validate(const ValidateArguments &arguments) {
     return arguments.check_in_child.empty() ? validate_module(arguments) : check_in_child(arguments);
 }
 
-std::string check_time_out(const std::string &text) {
-    double seconds = -1;
-    if (CLI::detail::lexical_cast(text, seconds) && seconds >= 0.001 && seconds <= kLongestTimeOut) {
-        return {};
-    }
-    return "\"" + text + "\" is no number of seconds from 0.001 to 86400";
-}
-
 } // namespace
 
 Verb add_validate_verb(CLI::App &program) {
@@ -284,9 +269,8 @@ Verb add_validate_verb(CLI::App &program) {
     verb->add_option("--only", arguments->only, "Only checks whose names match (POSIX extended)")->option_text("REGEX");
     add_whole_number(*verb, "--seed", arguments->seed, "What the checks' random numbers come from; default: 1")
         ->option_text("N");
-    verb->add_option("--timeout", arguments->time_out, "A check's time; default: 60")
-        ->option_text("SECONDS")
-        ->check(check_time_out, "");
+    add_seconds(*verb, "--timeout", arguments->time_out, {kShortestTimeOut, kLongestTimeOut},
+                "A check's time; default: 60");
     verb->add_flag("--reproduce", arguments->shows_reproduce, "Say how to run each check that failed again");
     verb->add_flag("--json", arguments->is_json, "As JSON");
     verb->add_option("--check-in-child", arguments->check_in_child)->group(""); // this program's own use

@@ -2,8 +2,6 @@
 #pragma once
 
 #include <functional>
-#include <string>
-#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -27,11 +25,5 @@ Verb add_decode_verb(CLI::App &program);
 Verb add_metrics_verb(CLI::App &program);
 Verb add_publish_verb(CLI::App &program);
 Verb add_validate_verb(CLI::App &program);
-
-/** Accepts one of `words`; the message for any other suggests the right one. */
-CLI::Validator one_of(const std::vector<std::string> &words);
-
-/** The end of a verb's help: two examples. */
-std::string examples(const std::string &first, const std::string &second);
 
 } // namespace cli

@@ -34,4 +34,8 @@ std::string HelpPage::make_option_opts(const CLI::Option *option) const {
     return option->get_option_text().empty() ? "" : " " + option->get_option_text();
 }
 
+std::string examples(const std::string &first, const std::string &second) {
+    return "Examples:\n  " + first + "\n  " + second;
+}
+
 } // namespace cli

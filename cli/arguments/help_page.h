@@ -19,4 +19,7 @@ public:
     std::string make_option_opts(const CLI::Option *option) const override;
 };
 
+/** The end of a help page: two examples. */
+std::string examples(const std::string &first, const std::string &second);
+
 } // namespace cli
