@@ -17,6 +17,7 @@
 #include "cli/terminal/output.h"
 #include "cli/terminal/progress_bar.h"
 #include "cli/verbs.h"
+#include "host/count_text.h"
 
 namespace cli {
 namespace {
@@ -39,8 +40,7 @@ int finish(const ReportSource &source, bool is_strict) {
         return kExitFine;
     }
     print_message("qorstat: " + source.name() + ": byte " + std::to_string(trailing->offset) + ": " +
-                  std::to_string(trailing->count) +
-                  (trailing->count == 1 ? " trailing byte is" : " trailing bytes are") + " no whole report");
+                  host::count_text(trailing->count, "trailing byte is", "trailing bytes are") + " no whole report");
     return is_strict ? kExitFailed : kExitFine;
 }
 

@@ -14,6 +14,7 @@
 #include "cli/terminal/output.h"
 #include "cli/verbs.h"
 #include "host/TallybookStore.h"
+#include "host/count_text.h"
 #include "host/store/analytics_store.h"
 
 namespace cli {
@@ -49,10 +50,6 @@ void check_use(const MetricsArguments &arguments) {
     }
 }
 
-std::string counted(std::size_t count, const std::string &noun) {
-    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
-}
-
 std::string merge(const MetricsArguments &arguments) {
     const Interruption interruption;
     host::StoreContents sum;
@@ -61,8 +58,8 @@ std::string merge(const MetricsArguments &arguments) {
         interruption.throw_if_requested();
     }
     host::write_new_analytics_store(arguments.merged_into, sum);
-    return "written to " + arguments.merged_into + ": " + counted(sum.scalars.size(), "scalar") + ", " +
-           counted(sum.distributions.size(), "distribution") + "\n";
+    return "written to " + arguments.merged_into + ": " + host::count_text(sum.scalars.size(), "scalar") + ", " +
+           host::count_text(sum.distributions.size(), "distribution") + "\n";
 }
 
 std::string shown(const MetricsArguments &arguments, const TextStyle &style) {

@@ -5,6 +5,7 @@
 #include "cli/terminal/output.h"
 #include "cli/verbs.h"
 #include "host/RvNotify.h"
+#include "host/count_text.h"
 #include "host/error.h"
 
 namespace cli {
@@ -16,7 +17,7 @@ int notify(const std::string &name) {
         throw host::Error(name, "", "no running host was reached");
     }
     Output output = standard_output();
-    output.write("reached " + std::to_string(reached) + (reached == 1 ? " host\n" : " hosts\n"));
+    output.write("reached " + host::count_text(reached, "host") + "\n");
     output.flush();
     return kExitFine;
 }

@@ -13,6 +13,7 @@
 #include "cli/terminal/output.h"
 #include "cli/verbs.h"
 #include "host/RvLog.h"
+#include "host/count_text.h"
 #include "host/error.h"
 #include "host/module/hosted_device.h"
 #include "host/store/hosted_store.h"
@@ -97,9 +98,9 @@ std::string summary(std::span<const std::byte> batch) {
         }
     }
     const std::size_t entries = applied + without_operation + of_another_version;
-    return std::to_string(entries) + (entries == 1 ? " entry: " : " entries: ") + std::to_string(applied) +
-           " applied, " + std::to_string(without_operation) + " without an operation, " +
-           std::to_string(of_another_version) + " left out for their version\n";
+    return host::count_text(entries, "entry", "entries") + ": " + std::to_string(applied) + " applied, " +
+           std::to_string(without_operation) + " without an operation, " + std::to_string(of_another_version) +
+           " left out for their version\n";
 }
 
 int publish(const PublishArguments &arguments) {

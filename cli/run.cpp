@@ -21,6 +21,7 @@
 #include "host/RvLog.h"
 #include "host/RvNotify.h"
 #include "host/TallybookStore.h"
+#include "host/count_text.h"
 #include "host/device/analytics_source.h"
 #include "host/module/hosted_device.h"
 #include "host/store/hosted_store.h"
@@ -58,8 +59,7 @@ std::vector<std::unique_ptr<host::LogSink>> open_log(const RunArguments &argumen
 
 void announce(const host::HostedDevice &device) {
     const std::size_t services = device.device().services().size();
-    print_message("hosting " + device.device().name() + ": " + std::to_string(services) +
-                  (services == 1 ? " service" : " services") + "; Ctrl-C ends");
+    print_message("hosting " + device.device().name() + ": " + host::count_text(services, "service") + "; Ctrl-C ends");
 }
 
 std::string check_listen_address(const std::string &text) {

@@ -9,6 +9,7 @@
 
 #include "cli/terminal/columns.h"
 #include "cli/terminal/json_text.h"
+#include "host/count_text.h"
 
 namespace cli {
 namespace {
@@ -105,9 +106,8 @@ std::string report_text(const CheckReport &report, bool shows_reproduce, const T
 }
 
 std::string totals_text(const Validation &validation) {
-    std::string text = std::to_string(validation.reports.size()) +
-                       (validation.reports.size() == 1 ? " check with seed " : " checks with seed ") +
-                       std::to_string(validation.seed) + ": ";
+    std::string text =
+        host::count_text(validation.reports.size(), "check") + " with seed " + std::to_string(validation.seed) + ": ";
     for (std::size_t i = 0; i < kStatusLooks.size(); ++i) {
         text += (i == 0 ? "" : ", ") + std::to_string(validation.count(static_cast<CheckStatus>(i))) + " " +
                 kStatusLooks[i].name;

@@ -7,6 +7,7 @@
 
 #include "cli/terminal/json_text.h"
 #include "host/TvValues.h"
+#include "host/count_text.h"
 #include "host/error.h"
 #include "host/utf8.h"
 
@@ -31,10 +32,6 @@ std::string padded_left(const std::string &text, std::size_t width) {
     return std::string(width - std::min(width, text.size()), ' ') + text;
 }
 
-std::string counted(std::size_t count, const std::string &thing) {
-    return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
-}
-
 std::string totals(const std::vector<SummaryRow> &rows) {
     std::size_t reports = 0;
     std::size_t bytes = 0;
@@ -42,7 +39,8 @@ std::string totals(const std::vector<SummaryRow> &rows) {
         reports += row.reports.value_or(0);
         bytes += row.bytes;
     }
-    return counted(rows.size(), "record") + ", " + counted(reports, "report") + ", " + counted(bytes, "byte");
+    return host::count_text(rows.size(), "record") + ", " + host::count_text(reports, "report") + ", " +
+           host::count_text(bytes, "byte");
 }
 
 } // namespace
