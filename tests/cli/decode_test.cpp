@@ -204,14 +204,6 @@ TEST(DecodeClockTest, SynchronisationMayBeNegative) {
     EXPECT_NE(outcome.out.find(", 'calendar-time':'Jan 01 00:00:01.000000'}"), std::string::npos) << outcome.out;
 }
 
-TEST(DecodeClockTest, ALiveDeviceWithoutANameIsAnError) {
-    const Outcome outcome = decode(five_reports(), {"--live", ""});
-
-    EXPECT_EQ(outcome.exit_code, 1);
-    EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(outcome.err, "qorstat: \"\": no such file\n");
-}
-
 TEST(DecodeClockTest, ALiveDeviceIsAskedAsThePlugInAsksIt) {
     const TemporaryFolder folder;
     const std::string captured = folder.path() / "captured";
@@ -743,30 +735,6 @@ TEST(DecodeDamageTest, WhatStopsBeforeTheEndSaysNothingAboutIt) {
 
     EXPECT_EQ(outcome.exit_code, 0);
     EXPECT_EQ(outcome.err, "");
-}
-
-TEST(DecodeDamageTest, AMissingFileIsAnError) {
-    const Outcome outcome = qorstat({"decode", "/nowhere/dump"});
-
-    EXPECT_EQ(outcome.exit_code, 1);
-    EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(outcome.err, "qorstat: /nowhere/dump: No such file or directory\n");
-}
-
-TEST(DecodeDamageTest, AnEmptyNameIsAnError) {
-    const Outcome outcome = qorstat({"decode", ""});
-
-    EXPECT_EQ(outcome.exit_code, 1);
-    EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(outcome.err, "qorstat: \"\": No such file or directory\n");
-}
-
-TEST(DecodeDamageTest, AFolderIsAnError) {
-    const Outcome outcome = qorstat({"decode", "/"});
-
-    EXPECT_EQ(outcome.exit_code, 1);
-    EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(outcome.err, "qorstat: /: Is a directory\n");
 }
 
 TEST(DecodeOutputTest, AFullDiskIsAnError) {

@@ -395,17 +395,11 @@ protected:
     }
 };
 
-TEST_P(RefusedHostingTest, AMissingModule) {
-    expect_refused({kSmall, "--plugin", "/nowhere/module.so"}, "/nowhere/module.so: ");
-}
-
 TEST_P(RefusedHostingTest, AFileThatIsNoModule) { expect_refused({kSmall, "--plugin", kSmall}, kSmall + ": "); }
 
 TEST_P(RefusedHostingTest, AModuleWithoutTheFactory) {
     expect_refused({kSmall, "--plugin", QOR_FOREIGN_MODULE}, QOR_FOREIGN_MODULE ": ");
 }
-
-TEST_P(RefusedHostingTest, AMissingDescription) { expect_refused({"/nowhere/device.toml"}, "/nowhere/device.toml: "); }
 
 TEST_P(RefusedHostingTest, ADescriptionWithAnUnknownKey) {
     const TemporaryFolder folder;

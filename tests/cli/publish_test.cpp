@@ -140,15 +140,6 @@ TEST_F(PublishTest, AnUnfinishedEntryOfStandardInputIsAnErrorToo) {
     EXPECT_TRUE(folder.names().empty());
 }
 
-TEST_F(PublishTest, AMissingBatchIsAnError) {
-    const Outcome outcome = qorstat({"publish", "none.bin", "--store", "store.db"}, surroundings);
-
-    EXPECT_EQ(outcome.exit_code, 1);
-    EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(outcome.err, "qorstat: none.bin: No such file or directory\n");
-    EXPECT_TRUE(folder.names().empty());
-}
-
 TEST_F(PublishTest, AFileThatIsNoStoreIsAnErrorAndStaysAsItWas) {
     folder.file("store.db", "not a store");
 

@@ -201,22 +201,6 @@ TEST(ShowTest, APayloadThatIsNoValueIsNamed) {
     EXPECT_EQ(outcome.err.find('\n'), outcome.err.size() - 1) << outcome.err;
 }
 
-TEST(ShowTest, AMissingFileIsAnError) {
-    const Outcome outcome = qorstat({"show", "/nowhere/x"});
-
-    EXPECT_EQ(outcome.exit_code, 1);
-    EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(outcome.err, "qorstat: /nowhere/x: No such file or directory\n");
-}
-
-TEST(ShowTest, AFolderIsAnError) {
-    const Outcome outcome = qorstat({"show", "/"});
-
-    EXPECT_EQ(outcome.exit_code, 1);
-    EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(outcome.err, "qorstat: /: Is a directory\n");
-}
-
 TEST(ShowTest, AFullDiskIsAnError) {
     Surroundings surroundings = with_input(record(kLinesTitle, kTwoLines));
     surroundings.output_file = "/dev/full";

@@ -121,16 +121,6 @@ TEST_F(StoreOptionsTest, AFileThatIsNoStoreEndsBothVerbsAndStaysAsItWas) {
     EXPECT_EQ(folder.names(), std::vector<std::string>{"notes.txt"});
 }
 
-TEST_F(StoreOptionsTest, ADescriptionThatIsMissingLeavesNoStoreOfEitherVerb) {
-    for (const char *verb : {"run", "capture"}) {
-        const Outcome outcome = qorstat({verb, "nowhere.toml", "--store", "mine.db"}, surroundings);
-
-        EXPECT_EQ(outcome.exit_code, 1);
-        EXPECT_EQ(outcome.err, "qorstat: nowhere.toml: no such file\n");
-        EXPECT_EQ(folder.names(), std::vector<std::string>{});
-    }
-}
-
 TEST_F(StoreOptionsTest, AFolderThatIsMissingIsAnError) {
     const Outcome outcome = run({"--store", "nowhere/mine.db"});
 
