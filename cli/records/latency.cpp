@@ -161,7 +161,7 @@ private:
             "\n" + indented("time line, in ticks: time stamp, offset from the earliest") + drawn_stamps();
         std::string before(kAbsent);
         const std::size_t used = kIndent + before.size();
-        for (const std::string &line : wrapped_words(_absent, ",", std::max(_style.columns, used) - used)) {
+        for (const std::string &line : wrap_words(_absent, ",", std::max(_style.columns, used) - used)) {
             text += indented(before + line);
             before.assign(before.size(), ' ');
         }
@@ -177,7 +177,7 @@ private:
         for (const Measure &stamp : _stamps) {
             cells.push_back({stamp.name, std::to_string(stamp.ticks), "+" + std::to_string(stamp.ticks - earliest)});
         }
-        const std::vector<std::string> rows = aligned_rows(cells, {Align::Left, Align::Right, Align::Right});
+        const std::vector<std::string> rows = align_rows(cells, {Align::Left, Align::Right, Align::Right});
         const Track track(_stamps.back().ticks - earliest, track_columns(_style, rows.front()));
         std::string text;
         for (std::size_t i = 0; i < rows.size(); ++i) {
@@ -200,7 +200,7 @@ private:
             }
         }
         std::string text = cells.empty() ? "" : "\n" + indented("latencies, in ticks");
-        for (const std::string &row : aligned_rows(cells, {Align::Left, Align::Right})) {
+        for (const std::string &row : align_rows(cells, {Align::Left, Align::Right})) {
             text += indented(row);
         }
         return text;
@@ -263,7 +263,7 @@ std::string drawn_ranges(const std::vector<Range> &ranges, const TextStyle &styl
         greatest = range.is_upside_down() ? greatest : std::max(greatest, range.maximum);
         cells.push_back({std::string(range.name), std::to_string(range.minimum), "to", std::to_string(range.maximum)});
     }
-    const std::vector<std::string> rows = aligned_rows(cells, {Align::Left, Align::Right, Align::Left, Align::Right});
+    const std::vector<std::string> rows = align_rows(cells, {Align::Left, Align::Right, Align::Left, Align::Right});
     std::string text;
     for (std::size_t i = 0; i < rows.size(); ++i) {
         text += indented(rows[i] + "  " + range_bar(ranges[i], Track(greatest, track_columns(style, rows[i]))));

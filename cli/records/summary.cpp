@@ -64,7 +64,7 @@ std::string summary_table(const std::vector<SummaryRow> &rows, const TextStyle &
     constexpr std::size_t kBytesWidth = 9;
     std::size_t title_width = std::string_view("title").size();
     for (const SummaryRow &row : rows) {
-        title_width = std::max(title_width, host::character_count(style.shown(row.title)));
+        title_width = std::max(title_width, host::character_count(style.show(row.title)));
     }
     const auto line = [&](const std::string &title, const std::string &reports, const std::string &bytes) {
         return title + std::string(title_width - host::character_count(title), ' ') + "  " +
@@ -75,7 +75,7 @@ std::string summary_table(const std::vector<SummaryRow> &rows, const TextStyle &
         table = style.heading(line("title", "reports", "bytes")) + "\n";
     }
     for (const SummaryRow &row : rows) {
-        table += line(style.shown(row.title), reports_text(row), std::to_string(row.bytes)) + "\n";
+        table += line(style.show(row.title), reports_text(row), std::to_string(row.bytes)) + "\n";
     }
     return table + totals(rows) + "\n";
 }
