@@ -1,4 +1,4 @@
-/** The verbs of the command line, one source file each. */
+/** The verbs of the command line. Each is defined in the source file named after it. */
 #pragma once
 
 #include <functional>
@@ -8,9 +8,9 @@
 namespace cli {
 
 /** The program's exit codes. */
-enum ExitCode { kExitFine = 0, kExitFailed = 1, kExitWrongUse = 2 };
+enum ExitCode { kExitOk = 0, kExitFailed = 1, kExitWrongUse = 2 };
 
-/** A verb: its arguments, and what it does once they are parsed. */
+/** A verb: its arguments, and the function to call when they are parsed. */
 struct Verb {
     CLI::App *arguments; ///< owned by the program's `CLI::App`
     /** @return the exit code. @throws host::Error, ReaderHasGone, WrongUse. */

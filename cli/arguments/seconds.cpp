@@ -1,19 +1,21 @@
 #include "cli/arguments/seconds.h"
 
+#include "cli/arguments/invalid_value.h"
+
 namespace cli {
 
 CLI::Option *add_seconds(CLI::App &verb, const std::string &name, std::optional<double> &seconds,
                          const SecondsRange &range, const std::string &description) {
-    const auto check = [range](const std::string &text) {
+    const auto take = [name, &seconds, range](const std::string &text) {
         double number = 0;
-        // "nan" is a number to the parser and compares as false.
-        if (CLI::detail::lexical_cast(text, number) && number >= range.least && number <= range.most) {
-            return std::string();
+        // The parser accepts "nan", which compares as false.
+        if (!CLI::detail::lexical_cast(text, number) || !(number >= range.least && number <= range.most)) {
+            throw CLI::ValidationError(invalid_value(name, text) + ": expected " + seconds_argument(range.least) +
+                                       " to " + seconds_argument(range.most) + " seconds");
         }
-        return "\"" + text + "\" is no number of seconds from " + seconds_argument(range.least) + " to " +
-               seconds_argument(range.most);
+        seconds = number;
     };
-    return verb.add_option(name, seconds, description)->option_text("SECONDS")->check(check, "");
+    return verb.add_option_function<std::string>(name, take, description)->option_text("SECONDS");
 }
 
 std::string seconds_argument(double seconds) {

@@ -1,4 +1,4 @@
-/** Times in seconds on the command line. */
+/** Options that accept a time in seconds. */
 #pragma once
 
 #include <optional>
@@ -8,20 +8,20 @@
 
 namespace cli {
 
-/** The times that an option accepts, both ends included. */
+/** The accepted times, both ends included. */
 struct SecondsRange {
     double least;
     double most;
 };
 
 /**
- * Adds an option that takes a number of seconds; anything outside of `range` is wrong use.
- * @param seconds  filled when the verb's arguments are parsed; must live until then.
+ * Adds an option whose value is a number of seconds within `range`, fractions included.
+ * @param seconds  stays empty when the option is not given; must live until the arguments are parsed.
  */
 CLI::Option *add_seconds(CLI::App &verb, const std::string &name, std::optional<double> &seconds,
                          const SecondsRange &range, const std::string &description);
 
-/** A number of seconds as such an option takes it: at most six decimals, without zeros at the end. */
+/** `seconds` in the form that such an option accepts: at most six decimals, no trailing zeros. */
 std::string seconds_argument(double seconds);
 
 } // namespace cli

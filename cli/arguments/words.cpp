@@ -2,21 +2,24 @@
 
 #include <algorithm>
 
+#include "cli/arguments/invalid_value.h"
 #include "host/nearest_word.h"
 
 namespace cli {
 
-CLI::Validator one_of(const std::vector<std::string> &words) {
-    const auto check = [words](const std::string &word) {
-        if (std::find(words.begin(), words.end(), word) != words.end()) {
-            return std::string();
+CLI::Option *add_word(CLI::App &verb, const std::string &name, std::string &word, const std::vector<std::string> &words,
+                      const std::string &description) {
+    const auto take = [name, &word, words](const std::string &text) {
+        if (std::find(words.begin(), words.end(), text) == words.end()) {
+            throw CLI::ValidationError(invalid_value(name, text) + ": expected one of " +
+                                       CLI::detail::join(words, ", ") + suggest_word(text, words));
         }
-        return "\"" + word + "\" is none of " + CLI::detail::join(words, ", ") + near_word(word, words);
+        word = text;
     };
-    return CLI::Validator(check, "");
+    return verb.add_option_function<std::string>(name, take, description);
 }
 
-std::string near_word(std::string_view word, const std::vector<std::string> &words) {
+std::string suggest_word(std::string_view word, const std::vector<std::string> &words) {
     return host::suggestion(word, {words.begin(), words.end()});
 }
 

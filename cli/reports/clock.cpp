@@ -23,7 +23,7 @@ constexpr std::string_view kZoneFileMark = "TZif";
 /** The platform's numbers are signed, and arithmetic with them wraps: the largest ones are those below zero. */
 std::optional<std::uint64_t> signed_or_whole_number(std::string_view text) {
     if (text.substr(0, 1) != "-") {
-        return whole_number(text);
+        return parse_whole_number(text);
     }
     std::int64_t number = 0;
     const char *const end = text.data() + text.size();

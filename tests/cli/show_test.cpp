@@ -41,7 +41,7 @@ Surroundings on_a_terminal(std::string input) {
     return surroundings;
 }
 
-/** `show` of one damaged file: one line that names the file, the place and the reason, and nothing else. */
+/** `show` of a damaged file prints one line with file, place and reason, and nothing else. */
 void expect_refused(const std::string &bytes, const std::string &place_and_reason) {
     const TemporaryFolder folder;
     folder.file("good", record("Good", kTwoLines));
@@ -56,7 +56,7 @@ void expect_refused(const std::string &bytes, const std::string &place_and_reaso
     EXPECT_EQ(outcome.err, "qorstat: bad: " + place_and_reason + "\n");
 }
 
-/** One record of each title that has a form of its own. */
+/** One record for each title that has its own rendering. */
 std::string known_records() {
     return record("SSHB Statistics", encoded(press_statistics().take())) +
            record("SSHB assets", encoded(haptic_assets().take())) +

@@ -1,4 +1,4 @@
-/** Every verb that reads a file, given one that cannot be read. */
+/** Every verb that reads a file, with a file that cannot be read. */
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -27,14 +27,14 @@ struct Input {
     std::string name;
     std::vector<std::string> arguments;
     std::string missing;    ///< for "nowhere"
-    std::string empty_name; ///< none where an empty name is as good as none given
+    std::string empty_name; ///< empty: the option then counts as not given
     std::string folder;     ///< for "folder"
-    std::string unreadable; ///< for `kUnreadableFile`; none where a file of this size is not read
+    std::string unreadable; ///< for `kUnreadableFile`; empty: the file has no size, and is not read
 };
 
 void PrintTo(const Input &input, std::ostream *out) { *out << input.name; }
 
-/** Records, reports and batches are read alike. */
+/** Records, reports and batches, which are read by the same code. */
 Input plain_input(const std::string &name, const std::vector<std::string> &arguments) {
     return {name,
             arguments,
