@@ -6,7 +6,9 @@
 
 #include <unistd.h>
 
+#include "cli/arguments/help_page.h"
 #include "cli/arguments/hosting.h"
+#include "cli/arguments/words.h"
 #include "cli/records/folder.h"
 #include "cli/records/summary.h"
 #include "cli/terminal/output.h"
@@ -28,7 +30,7 @@ struct CaptureArguments {
     std::string plug_in;
     std::string store = host::kStoreInMemory;
     std::string kind = "request";
-    std::string folder; ///< "-": standard output; empty: a new one named by the time
+    std::string folder; ///< "-": standard output; empty: a new folder named by the time
     bool summary_is_json = false;
 };
 
@@ -72,8 +74,8 @@ void print_summary(Output output, const std::vector<SummaryRow> &rows, bool is_j
     output.flush();
 }
 
-/** Every record is kept, but one that cannot be read back is a failure. */
-void throw_for_damage(const std::vector<SummaryRow> &rows, const std::string &place) {
+/** Called when the records are written: all are kept, but one that cannot be read back is a failure. */
+void refuse_damage(const std::vector<SummaryRow> &rows, const std::string &place) {
     for (std::size_t i = 0; i < rows.size(); ++i) {
         if (!rows[i].damage.empty()) {
             throw host::Error(place, "record " + std::to_string(i + 1), "is damaged: " + rows[i].damage);
@@ -81,52 +83,51 @@ void throw_for_damage(const std::vector<SummaryRow> &rows, const std::string &pl
     }
 }
 
-void put_out(const CaptureArguments &arguments, const std::vector<host::RecordBytes> &records) {
+void write_records(const CaptureArguments &arguments, const std::vector<host::RecordBytes> &records) {
     const std::vector<SummaryRow> rows = summarise_all(records);
     if (arguments.folder == "-") {
         write_to_standard_output(records);
         print_summary(standard_error(), rows, arguments.summary_is_json);
-        throw_for_damage(rows, "standard output");
+        refuse_damage(rows, "standard output");
         return;
     }
     const std::string folder = arguments.folder.empty() ? unused_folder_name() : arguments.folder;
     write_to_folder(folder, records, rows);
     print_message("written to " + folder);
     print_summary(standard_output(), rows, arguments.summary_is_json);
-    throw_for_damage(rows, folder);
+    refuse_damage(rows, folder);
 }
 
 int capture(const CaptureArguments &arguments) {
     const auto log = host::log_to_terminal(style_for(STDERR_FILENO).is_coloured);
     host::HostedDevice device(arguments.description, arguments.plug_in);
-    host::HostedStore store(arguments.store, say_store_failure);
+    host::HostedStore store(arguments.store, print_store_failure);
     const std::vector<host::RecordBytes> records = host::capture_state(kind_code(arguments.kind), "qorstat");
     device.stop();
-    put_out(arguments, records);
+    write_records(arguments, records);
     store.close();
-    return kExitFine;
+    return kExitOk;
 }
 
 } // namespace
 
 Verb add_capture_verb(CLI::App &program) {
     CLI::App *const verb =
-        program.add_subcommand("capture", "Capture the state of a described device, as records")->group("Verbs");
+        program.add_subcommand("capture", "Capture the state of a described device as records")->group("Verbs");
     const auto arguments = std::make_shared<CaptureArguments>();
-    verb->add_option("DEVICE.toml", arguments->description, "The device's description")->required();
-    verb->add_option("--kind", arguments->kind, "Why: error, fault, or request (the default)")
-        ->option_text("KIND")
-        ->check(one_of(kKindNames));
+    verb->add_option("DEVICE.toml", arguments->description, "Device description")->required();
+    add_word(*verb, "--kind", arguments->kind, kKindNames, "Kind of request: error, fault or request (default)")
+        ->option_text("KIND");
     verb->add_option("-o", arguments->folder,
                      "Folder to write to, new or empty; - writes all records\n"
-                     "to standard output; by default a new one named by time")
+                     "to standard output; default: a new one named by time")
         ->option_text("DIR");
     add_plug_in_option(*verb, arguments->plug_in);
-    verb->add_option("--store", arguments->store, "Where analytics go; default: nowhere, that is :memory:")
-        ->option_text("FILE");
-    verb->add_flag("--json", arguments->summary_is_json, "The summary as JSON");
-    verb->footer("Record N becomes NNN-TITLE.qorstate, with \"_\" for what a file name cannot hold.\n"
-                 "The folder appears whole or not at all. qorstat show reads the records.\n\n" +
+    verb->add_option("--store", arguments->store, "Analytics store; default: :memory:, no file")->option_text("FILE");
+    verb->add_flag("--json", arguments->summary_is_json, "Print the summary as JSON");
+    verb->footer("Record N is written to NNN-TITLE.qorstate; \"_\" replaces characters that file\n"
+                 "names cannot hold. The folder is written completely or not at all. Read the\n"
+                 "records with qorstat show.\n\n" +
                  examples("qorstat capture examples/phone.toml --kind fault -o fault",
                           "qorstat capture examples/phone.toml -o - | qorstat show -"));
     return {verb, [arguments] { return capture(*arguments); }};

@@ -1,6 +1,5 @@
 #include "cli/command_line.h"
 
-#include <algorithm>
 #include <csignal>
 #include <exception>
 #include <memory>
@@ -14,23 +13,24 @@
 #include <unistd.h>
 
 #include "cli/arguments/help_page.h"
+#include "cli/arguments/invalid_value.h"
+#include "cli/arguments/words.h"
 #include "cli/arguments/wrong_use.h"
 #include "cli/terminal/output.h"
 #include "cli/verbs.h"
 #include "host/error.h"
-#include "host/nearest_word.h"
 
 namespace cli {
 namespace {
 
 constexpr const char *kVersion = "qorstat " QORSTAT_VERSION;
-constexpr const char *kDescription = "Hosts the QOR statistics plug-in and reads what it makes.";
+constexpr const char *kDescription = "Hosts the QOR statistics plug-in and reads its output.";
 
 /**
- * Takes the numbers of standard streams that the caller closed, each by something that refuses what the stream
- * would be used for: no file opened later can be mistaken for one of them.
+ * Occupies the descriptors of standard streams that the caller closed, so that no file opened later gets their numbers.
+ * Each is opened for the opposite direction: using it still fails.
  */
-void keep_standard_streams_taken() {
+void occupy_standard_streams() {
     for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (fcntl(descriptor, F_GETFD) == -1) {
             (void)open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
@@ -58,70 +58,69 @@ std::vector<std::string> option_names(const CLI::App &app) {
     return names;
 }
 
-/** "; did you mean" the nearest of `words`, or nothing. */
-std::string near_word(std::string_view word, const std::vector<std::string> &words) {
-    return host::suggestion(word, {words.begin(), words.end()});
-}
+std::string describe_unexpected_argument(const std::string &word) { return "unexpected argument \"" + word + "\""; }
 
-std::string unexpected_argument(const std::string &word) { return "unexpected argument \"" + word + "\""; }
-
-/** What is wrong with the first word that nothing took. */
-std::string unexpected_word(const CLI::App &program, const std::vector<Verb> &verbs, const std::string &word) {
+/** The message for the first word that the parser could not place. */
+std::string describe_unexpected_word(const CLI::App &program, const std::vector<Verb> &verbs, const std::string &word) {
     const std::vector<CLI::App *> chosen = program.get_subcommands();
     const CLI::App &reader = chosen.empty() ? program : *chosen.front();
     const std::string quoted = "\"" + word + "\"";
     if (word.size() > 1 && word.front() == '-') {
-        return "unknown option " + quoted + near_word(word.substr(0, word.find('=')), option_names(reader));
+        return "unknown option " + quoted + suggest_word(word.substr(0, word.find('=')), option_names(reader));
     }
     if (chosen.empty()) {
-        return "unknown verb " + quoted + near_word(word, verb_names(verbs));
+        return "unknown verb " + quoted + suggest_word(word, verb_names(verbs));
     }
-    return unexpected_argument(word);
+    return describe_unexpected_argument(word);
 }
 
-/** What stands before and behind the first `mark`; all before it where there is none. */
-std::pair<std::string, std::string> split(const std::string &text, std::string_view mark) {
+/** The parts before and after the first `mark`. Without a mark, the first part is all of `text`. */
+std::pair<std::string, std::string> split_at(const std::string &text, std::string_view mark) {
     const std::size_t place = text.find(mark);
     return place == std::string::npos ? std::pair(text, std::string())
                                       : std::pair(text.substr(0, place), text.substr(place + mark.size()));
 }
 
-/** The parser's message, said better where it names its own types and conversions. */
-std::string in_plain_words(const CLI::ParseError &error) {
+/** The parser's message, reworded where it exposes the parser's own types and conversions. */
+std::string reword(const CLI::ParseError &error) {
     std::string message = error.what();
-    const auto [about, problem] = split(message, ": ");
+    if (error.get_name() == "ValidationError") {
+        return message; // ours
+    }
+    const auto [about, problem] = split_at(message, ": ");
     if (problem.starts_with("At Most 1 required")) {
-        return about + " is given more than once";
+        return about + " was given more than once";
     }
     if (problem.starts_with("1 required ")) {
         return about + " needs a value";
     }
     if (about == "Could not convert") {
-        const auto [option, value] = split(problem, " = ");
-        return option + ": \"" + value + "\" is nothing that it takes";
+        const auto [option, value] = split_at(problem, " = ");
+        return invalid_value(option, value);
     }
     return message;
 }
 
-std::string wrong_use(const CLI::App &program, const std::vector<Verb> &verbs, const CLI::ParseError &error) {
+std::string describe_wrong_use(const CLI::App &program, const std::vector<Verb> &verbs, const CLI::ParseError &error) {
     const std::vector<CLI::App *> chosen = program.get_subcommands();
     const std::string verb = chosen.empty() ? std::string() : chosen.front()->get_name() + ": ";
     if (const std::vector<std::string> left = program.remaining(true); !left.empty()) {
-        // Nothing behind "--" is an option.
-        return verb + (left.front() == "--" && left.size() > 1 ? unexpected_argument(left[1])
-                                                               : unexpected_word(program, verbs, left.front()));
+        // After "--" nothing is an option.
+        return verb + (left.front() == "--" && left.size() > 1
+                           ? describe_unexpected_argument(left[1])
+                           : describe_unexpected_word(program, verbs, left.front()));
     }
     if (chosen.empty()) {
-        return "a verb is required; qorstat --help lists them";
+        return "no verb given; qorstat --help lists the verbs";
     }
-    return verb + in_plain_words(error);
+    return verb + reword(error);
 }
 
 int print_to_standard_output(const std::string &text) {
     Output output = standard_output();
     output.write(text);
     output.flush();
-    return kExitFine;
+    return kExitOk;
 }
 
 int run(const Verb &verb) {
@@ -142,10 +141,10 @@ int parse_and_run(int argc, const char *const *argv) {
     const std::vector<Verb> verbs = {add_run_verb(program),     add_notify_verb(program),  add_capture_verb(program),
                                      add_show_verb(program),    add_decode_verb(program),  add_metrics_verb(program),
                                      add_publish_verb(program), add_validate_verb(program)};
-    program.footer("Exit codes: 0 fine, 1 the job failed, 2 wrong use. More: qorstat VERB --help\n\n" +
+    program.footer("Exit codes: 0 success, 1 failure, 2 wrong use. More: qorstat VERB --help\n\n" +
                    examples("qorstat run examples/phone.toml", "qorstat capture examples/phone.toml --kind fault"));
     for (const Verb &verb : verbs) {
-        verb.arguments->get_help_ptr()->group(""); // works, but takes no line of the page that it prints
+        verb.arguments->get_help_ptr()->group(""); // accepted, but not listed on the page of a verb
     }
     try {
         program.parse(argc, argv);
@@ -160,34 +159,20 @@ int parse_and_run(int argc, const char *const *argv) {
     } catch (const CLI::CallForVersion &) {
         return print_to_standard_output(std::string(kVersion) + "\n");
     } catch (const CLI::ParseError &error) {
-        print_error(wrong_use(program, verbs, error));
+        print_error(describe_wrong_use(program, verbs, error));
         return kExitWrongUse;
     }
 }
 
 } // namespace
 
-CLI::Validator one_of(const std::vector<std::string> &words) {
-    const auto check = [words](const std::string &word) {
-        if (std::find(words.begin(), words.end(), word) != words.end()) {
-            return std::string();
-        }
-        return "\"" + word + "\" is none of " + CLI::detail::join(words, ", ") + near_word(word, words);
-    };
-    return CLI::Validator(check, "");
-}
-
-std::string examples(const std::string &first, const std::string &second) {
-    return "Examples:\n  " + first + "\n  " + second;
-}
-
 int run_command_line(int argc, const char *const *argv) {
-    keep_standard_streams_taken();
+    occupy_standard_streams();
     std::signal(SIGPIPE, SIG_IGN);
     try {
         return parse_and_run(argc, argv);
     } catch (const ReaderHasGone &) {
-        return kExitFine;
+        return kExitOk;
     } catch (const std::bad_alloc &) {
         print_error("out of memory");
         return kExitFailed;

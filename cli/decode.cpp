@@ -6,7 +6,9 @@
 
 #include <unistd.h>
 
+#include "cli/arguments/help_page.h"
 #include "cli/arguments/whole_number.h"
+#include "cli/arguments/words.h"
 #include "cli/reports/clock.h"
 #include "cli/reports/ordered_workers.h"
 #include "cli/reports/rendering.h"
@@ -15,6 +17,7 @@
 #include "cli/terminal/output.h"
 #include "cli/terminal/progress_bar.h"
 #include "cli/verbs.h"
+#include "host/count_text.h"
 
 namespace cli {
 namespace {
@@ -30,29 +33,28 @@ struct DecodeArguments {
     bool is_strict = false;
 };
 
-/** Trailing bytes are named once; they fail the job only where that is asked for. */
-int finish(const ReportSource &source, bool is_strict) {
+/** Reports trailing bytes. They are a failure only with `--strict`. @return the exit code. */
+int report_trailing_bytes(const ReportSource &source, bool is_strict) {
     const std::optional<TrailingBytes> trailing = source.trailing_bytes();
     if (!trailing) {
-        return kExitFine;
+        return kExitOk;
     }
     print_message("qorstat: " + source.name() + ": byte " + std::to_string(trailing->offset) + ": " +
-                  std::to_string(trailing->count) +
-                  (trailing->count == 1 ? " trailing byte is" : " trailing bytes are") + " no whole report");
-    return is_strict ? kExitFailed : kExitFine;
+                  host::count_text(trailing->count, "trailing byte is", "trailing bytes are") + " not a whole report");
+    return is_strict ? kExitFailed : kExitOk;
 }
 
-/** What a bar counts to; 0, for none, where the file is followed and nobody knows its end. */
+/** The total of the progress bar; 0, for no bar, when the file is followed and its end is unknown. */
 std::uint64_t bytes_to_read(const ReportSource &source, const DecodeArguments &arguments) {
     return arguments.selection.follows ? 0 : source.file_size();
 }
 
-/** Refers to the first two. */
-ReportSource::Watcher watcher(ProgressBar &progress, const Output &output, const DecodeArguments &arguments) {
+/** The watcher keeps references to `progress` and `output`. */
+ReportSource::Watcher make_watcher(ProgressBar &progress, const Output &output, const DecodeArguments &arguments) {
     return [&progress, &output, follows = arguments.selection.follows](std::uint64_t bytes_read) {
         progress.show(bytes_read);
         if (follows) {
-            // While a file does not grow, no writing tells that the reader has gone.
+            // While the file does not grow nothing is written, so no failed write shows that the reader has gone.
             output.require_reader();
         }
     };
@@ -60,9 +62,9 @@ ReportSource::Watcher watcher(ProgressBar &progress, const Output &output, const
 
 void write_reports(ReportSource &source, const DecodeArguments &arguments, const DumpClock &clock) {
     Output output = standard_output();
-    // On a terminal the lines are progress enough.
+    // On a terminal the lines themselves show the progress.
     ProgressBar progress(isatty(STDOUT_FILENO) == 1 ? 0 : bytes_to_read(source, arguments));
-    source.watch(watcher(progress, output, arguments));
+    source.watch(make_watcher(progress, output, arguments));
     const ReportRendering rendering = rendering_of(arguments.format, output.style());
     output.write(rendering.start);
     const BlockSteps steps{[&](Block &block) { return source.next(block.reports); },
@@ -83,7 +85,7 @@ void write_reports(ReportSource &source, const DecodeArguments &arguments, const
 void count_reports(ReportSource &source, const DecodeArguments &arguments, const Output &output,
                    DumpStatistics &statistics) {
     ProgressBar progress(bytes_to_read(source, arguments));
-    source.watch(watcher(progress, output, arguments));
+    source.watch(make_watcher(progress, output, arguments));
     std::vector<_QorProfileReport> block;
     while (source.next(block)) {
         for (const _QorProfileReport &report : block) {
@@ -110,20 +112,20 @@ int decode(const DecodeArguments &arguments) {
     const DumpClock clock(arguments.clock);
     ReportSource source(arguments.file, arguments.selection);
     (arguments.wants_statistics ? write_statistics : write_reports)(source, arguments, clock);
-    return finish(source, arguments.is_strict);
+    return report_trailing_bytes(source, arguments.is_strict);
 }
 
 void add_clock_options(CLI::App &verb, DecodeArguments &arguments) {
-    CLI::Option *const live = verb.add_option("--live", arguments.clock.live_description,
-                                              "Ask this described device's clock for every report")
-                                  ->option_text("DEVICE.toml");
+    CLI::Option *const live =
+        verb.add_option("--live", arguments.clock.live_description, "Read the clock of this device for every report")
+            ->option_text("DEVICE.toml");
     verb.add_option("--time-sync", arguments.clock.time_sync, "Both clocks at one instant: qor=NS,calendar=NS")
         ->option_text("SYNC")
         ->excludes(live);
     add_whole_number(verb, "--boot-time", arguments.clock.boot_time, "Microseconds since the epoch")
         ->option_text("TIME")
         ->excludes(live);
-    verb.add_option("--time-zone", arguments.time_zone, "For wall-clock times; default: this machine's")
+    verb.add_option("--time-zone", arguments.time_zone, "Time zone of wall-clock times; default: local")
         ->option_text("NAME");
 }
 
@@ -132,15 +134,17 @@ void add_filter_options(CLI::App &verb, Selection &selection) {
     const auto add_names = [&verb](const char *option, std::vector<std::string> &words, const char *description) {
         verb.add_option(option, words, description)->option_text("NAME|ID")->allow_extra_args(false);
     };
-    add_names("--category", filter.categories, "Only this category; may be repeated, as the next three");
+    add_names("--category", filter.categories, "Only this category; these four may be repeated");
     add_names("--component", filter.components, "Only this component");
     add_names("--event", filter.events, "Only this event");
     add_names("--type", filter.types, "Only this type");
-    add_whole_number(verb, "--since", filter.since, "From this firmware time on, in microseconds")->option_text("TIME");
+    add_whole_number(verb, "--since", filter.since, "From this firmware time, in microseconds")->option_text("TIME");
     add_whole_number(verb, "--until", filter.until, "Up to this firmware time")->option_text("TIME");
     CLI::Option *const first =
-        add_whole_number(verb, "--first", selection.first, "At most N, then stop")->option_text("N");
-    add_whole_number(verb, "--last", selection.last, "At most N from the end")->option_text("N")->excludes(first);
+        add_whole_number(verb, "--first", selection.first, "At most N reports, then stop")->option_text("N");
+    add_whole_number(verb, "--last", selection.last, "At most N reports from the end")
+        ->option_text("N")
+        ->excludes(first);
 }
 
 } // namespace
@@ -148,19 +152,18 @@ void add_filter_options(CLI::App &verb, Selection &selection) {
 Verb add_decode_verb(CLI::App &program) {
     CLI::App *const verb = program.add_subcommand("decode", "Decode a dump of 48-byte reports")->group("Verbs");
     const auto arguments = std::make_shared<DecodeArguments>();
-    verb->add_option("FILE", arguments->file, "Reports laid end to end; - is standard input")->required();
+    verb->add_option("FILE", arguments->file, "Reports end to end; - is standard input")->required();
     add_clock_options(*verb, *arguments);
     CLI::Option *const format =
-        verb->add_option("--format", arguments->format, "text (default), jsonl, csv, chrome-trace")
-            ->option_text("FORM")
-            ->check(one_of(kFormats));
+        add_word(*verb, "--format", arguments->format, kFormats, "text (default), jsonl, csv, chrome-trace")
+            ->option_text("FORM");
     add_filter_options(*verb, arguments->selection);
     CLI::Option *const statistics =
-        verb->add_flag("--stats", arguments->wants_statistics, "Counts, gaps and the time span in place of the reports")
+        verb->add_flag("--stats", arguments->wants_statistics, "Print counts, gaps and time span, not the reports")
             ->excludes(format);
-    verb->add_flag("--json", arguments->statistics_are_json, "With --stats: as JSON")->needs(statistics);
-    verb->add_flag("--follow", arguments->selection.follows, "Read on as the file grows, until Ctrl-C");
-    verb->add_flag("--strict", arguments->is_strict, "Exit 1 when a partial report trails");
+    verb->add_flag("--json", arguments->statistics_are_json, "With --stats: print JSON")->needs(statistics);
+    verb->add_flag("--follow", arguments->selection.follows, "Keep reading as the file grows, until Ctrl-C");
+    verb->add_flag("--strict", arguments->is_strict, "Exit with 1 if a partial report is at the end");
     verb->footer(examples("qorstat decode dump.bin --category sensor --last 20",
                           "qorstat decode - --format chrome-trace < dump.bin > trace.json"));
     return {verb, [arguments] { return decode(*arguments); }};

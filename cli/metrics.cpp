@@ -3,7 +3,9 @@
 #include <string>
 #include <vector>
 
+#include "cli/arguments/help_page.h"
 #include "cli/arguments/hosting.h"
+#include "cli/arguments/invalid_value.h"
 #include "cli/arguments/wrong_use.h"
 #include "cli/metrics/families.h"
 #include "cli/metrics/json.h"
@@ -13,13 +15,14 @@
 #include "cli/terminal/output.h"
 #include "cli/verbs.h"
 #include "host/TallybookStore.h"
+#include "host/count_text.h"
 #include "host/store/analytics_store.h"
 
 namespace cli {
 namespace {
 
 struct MetricsArguments {
-    std::optional<std::string> store; ///< none: the default one
+    std::optional<std::string> store; ///< empty: the default store
     bool is_json = false;
     bool is_openmetrics = false;
     std::vector<std::string> merged;
@@ -29,27 +32,23 @@ struct MetricsArguments {
 void check_use(const MetricsArguments &arguments) {
     const bool merges = !arguments.merged.empty();
     if (merges && arguments.merged.size() < 2) {
-        throw WrongUse("--merge takes at least two stores");
+        throw WrongUse("--merge requires at least two stores");
     }
     if (merges && arguments.merged_into.empty()) {
-        throw WrongUse("--merge needs -o FILE for the sum");
+        throw WrongUse("--merge requires -o FILE for the sum");
     }
     if (arguments.merged_into == "-" || arguments.merged_into == host::kStoreInMemory) {
-        throw WrongUse("-o: the sum goes into a file; \"" + arguments.merged_into + "\" is none");
+        throw WrongUse(invalid_value("-o", arguments.merged_into) + ": the sum is written to a file");
     }
     if (merges && (arguments.store || arguments.is_json || arguments.is_openmetrics)) {
-        throw WrongUse("--merge shows nothing: it goes with -o FILE only");
+        throw WrongUse("--merge prints no store: only -o FILE can be combined with it");
     }
     if (!merges && !arguments.merged_into.empty()) {
-        throw WrongUse("-o FILE goes with --merge only");
+        throw WrongUse("-o FILE requires --merge");
     }
     if (arguments.is_json && arguments.is_openmetrics) {
-        throw WrongUse("--json and --openmetrics exclude each other");
+        throw WrongUse("--json excludes --openmetrics");
     }
-}
-
-std::string counted(std::size_t count, const std::string &noun) {
-    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
 std::string merge(const MetricsArguments &arguments) {
@@ -60,11 +59,11 @@ std::string merge(const MetricsArguments &arguments) {
         interruption.throw_if_requested();
     }
     host::write_new_analytics_store(arguments.merged_into, sum);
-    return "written to " + arguments.merged_into + ": " + counted(sum.scalars.size(), "scalar") + ", " +
-           counted(sum.distributions.size(), "distribution") + "\n";
+    return "written to " + arguments.merged_into + ": " + host::count_text(sum.scalars.size(), "scalar") + ", " +
+           host::count_text(sum.distributions.size(), "distribution") + "\n";
 }
 
-std::string shown(const MetricsArguments &arguments, const TextStyle &style) {
+std::string render(const MetricsArguments &arguments, const TextStyle &style) {
     const host::StoreContents contents =
         host::read_analytics_store(arguments.store ? *arguments.store : default_store_file());
     if (arguments.is_json) {
@@ -76,26 +75,25 @@ std::string shown(const MetricsArguments &arguments, const TextStyle &style) {
 int metrics(const MetricsArguments &arguments) {
     check_use(arguments);
     Output output = standard_output();
-    output.write(arguments.merged.empty() ? shown(arguments, output.style()) : merge(arguments));
+    output.write(arguments.merged.empty() ? render(arguments, output.style()) : merge(arguments));
     output.flush();
-    return kExitFine;
+    return kExitOk;
 }
 
 } // namespace
 
 Verb add_metrics_verb(CLI::App &program) {
     CLI::App *const verb =
-        program.add_subcommand("metrics", "Show what an analytics store holds, or add stores up")->group("Verbs");
+        program.add_subcommand("metrics", "Show an analytics store, or add stores up")->group("Verbs");
     const auto arguments = std::make_shared<MetricsArguments>();
-    verb->add_option("STORE", arguments->store, "The store; default: the one that qorstat run writes");
-    verb->add_flag("--json", arguments->is_json, "As JSON: every number exactly, every distinct value");
-    verb->add_flag("--openmetrics", arguments->is_openmetrics, "In the OpenMetrics text format");
+    verb->add_option("STORE", arguments->store, "Analytics store; default: the one of qorstat run");
+    verb->add_flag("--json", arguments->is_json, "Print JSON: exact numbers, every distinct value");
+    verb->add_flag("--openmetrics", arguments->is_openmetrics, "Print the OpenMetrics text format");
     verb->add_option("--merge", arguments->merged, "Add stores up: scalars by value, others by count")
         ->option_text("STORE...");
-    verb->add_option("-o", arguments->merged_into, "Where --merge writes the sum; must not exist yet")
-        ->option_text("FILE");
-    verb->footer("Tables have six significant digits. Percentiles are by nearest rank:\n"
-                 "the least value that at least so many percent of all values do not exceed.\n\n" +
+    verb->add_option("-o", arguments->merged_into, "New file for the result of --merge")->option_text("FILE");
+    verb->footer("Tables show six significant digits. Percentiles are nearest-rank: the smallest\n"
+                 "value such that at least that share of all values is less or equal.\n\n" +
                  examples("qorstat metrics", "qorstat metrics --merge monday.db tuesday.db -o both.db"));
     return {verb, [arguments] { return metrics(*arguments); }};
 }

@@ -7,11 +7,13 @@
 
 #include <unistd.h>
 
+#include "cli/arguments/help_page.h"
 #include "cli/arguments/hosting.h"
 #include "cli/terminal/input.h"
 #include "cli/terminal/output.h"
 #include "cli/verbs.h"
 #include "host/RvLog.h"
+#include "host/count_text.h"
 #include "host/error.h"
 #include "host/module/hosted_device.h"
 #include "host/store/hosted_store.h"
@@ -20,7 +22,10 @@
 namespace cli {
 namespace {
 
-/** The least that a plug-in installs its analytics callback in: a driver two levels below a device, and its service. */
+/**
+ * The smallest device on which the plug-in installs its analytics callback: a driver two levels below a device, and a
+ * service of that driver.
+ */
 constexpr const char *kBuiltInDevice = R"(
 name = "built-in device"
 
@@ -54,7 +59,7 @@ properties = { ZELSupportsTallybook = true }
 struct PublishArguments {
     std::string batch;
     std::string plug_in;
-    std::optional<std::string> store; ///< none: the default one
+    std::optional<std::string> store; ///< empty: the default store
     bool shows_log = false;
 };
 
@@ -74,31 +79,31 @@ void deliver(std::span<const std::byte> batch, const std::string &plug_in, const
     if (!qor.has_callback()) {
         throw host::Error(host::plug_in_file(plug_in), "", "the plug-in installs no analytics callback");
     }
-    // The one batch comes at the end of the store's use, which says what is lost.
+    // A failure needs no report of its own: close() throws when operations are lost.
     host::HostedStore store(store_file, [](const host::Error &, host::Fate) {});
     qor.deliver_batch(batch);
     device.stop();
     store.close();
 }
 
-/** What the plug-in does with the entries, by what stands in them. */
-std::string summary(std::span<const std::byte> batch) {
+/** Says what the plug-in does with each entry, judging by version and operation. */
+std::string summarise(std::span<const std::byte> batch) {
     std::size_t applied = 0;
     std::size_t without_operation = 0;
-    std::size_t of_another_version = 0;
+    std::size_t of_other_version = 0;
     for (; !batch.empty(); batch = batch.subspan(qor::analytics::kEntrySize)) {
         if (batch[0] != std::byte{qor::analytics::kVersion}) {
-            ++of_another_version;
+            ++of_other_version;
         } else if (batch[1] == std::byte{qor::analytics::kNone}) {
             ++without_operation;
         } else {
             ++applied;
         }
     }
-    const std::size_t entries = applied + without_operation + of_another_version;
-    return std::to_string(entries) + (entries == 1 ? " entry: " : " entries: ") + std::to_string(applied) +
-           " applied, " + std::to_string(without_operation) + " without an operation, " +
-           std::to_string(of_another_version) + " left out for their version\n";
+    const std::size_t entries = applied + without_operation + of_other_version;
+    return host::count_text(entries, "entry", "entries") + ": " + std::to_string(applied) + " applied, " +
+           std::to_string(without_operation) + " without an operation, " + std::to_string(of_other_version) +
+           " skipped for their version\n";
 }
 
 int publish(const PublishArguments &arguments) {
@@ -106,23 +111,22 @@ int publish(const PublishArguments &arguments) {
     const auto log = arguments.shows_log ? host::log_to_terminal(style_for(STDERR_FILENO).is_coloured) : nullptr;
     deliver(batch, arguments.plug_in, arguments.store ? *arguments.store : default_store_file_to_write());
     Output output = standard_output();
-    output.write(summary(batch));
+    output.write(summarise(batch));
     output.flush();
-    return kExitFine;
+    return kExitOk;
 }
 
 } // namespace
 
 Verb add_publish_verb(CLI::App &program) {
     CLI::App *const verb =
-        program.add_subcommand("publish", "Apply a batch of analytics, through the plug-in")->group("Verbs");
+        program.add_subcommand("publish", "Apply a batch of analytics through the plug-in")->group("Verbs");
     const auto arguments = std::make_shared<PublishArguments>();
-    verb->add_option("BATCH.bin", arguments->batch, "Entries of 7 bytes, end to end; - reads standard input")
-        ->required();
+    verb->add_option("BATCH.bin", arguments->batch, "Entries of 7 bytes end to end; - is standard input")->required();
     add_store_option(*verb, arguments->store);
-    verb->add_flag("--log", arguments->shows_log, "Show the log, one line an entry, on standard error");
+    verb->add_flag("--log", arguments->shows_log, "Print the log, one line per entry, to standard error");
     add_plug_in_option(*verb, arguments->plug_in);
-    verb->footer("The batch is applied whole or not at all, on a built-in device.\n\n" +
+    verb->footer("The batch is applied completely or not at all, on a built-in device.\n\n" +
                  examples("qorstat publish batch.bin --store analytics.db --log",
                           "qorstat publish - < batch.bin && qorstat metrics"));
     return {verb, [arguments] { return publish(*arguments); }};

@@ -3,21 +3,24 @@
 #include <csignal>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include <asio.hpp>
 #include <unistd.h>
 
+#include "cli/arguments/help_page.h"
 #include "cli/arguments/hosting.h"
 #include "cli/arguments/listen_address.h"
+#include "cli/arguments/seconds.h"
+#include "cli/arguments/words.h"
 #include "cli/metrics/endpoint.h"
 #include "cli/terminal/output.h"
 #include "cli/verbs.h"
 #include "host/RvLog.h"
 #include "host/RvNotify.h"
 #include "host/TallybookStore.h"
+#include "host/count_text.h"
 #include "host/device/analytics_source.h"
 #include "host/module/hosted_device.h"
 #include "host/store/hosted_store.h"
@@ -25,7 +28,7 @@
 namespace cli {
 namespace {
 
-/** 366 days: far beyond any use, and far below what the clock can count. */
+/** 366 days: longer than any use, and far below the range of the clock. */
 constexpr double kLongestRunSeconds = 366.0 * 24 * 3600;
 
 const std::vector<std::string> kStoreErrorWords = {"go-on", "stop"};
@@ -33,10 +36,10 @@ const std::vector<std::string> kStoreErrorWords = {"go-on", "stop"};
 struct RunArguments {
     std::string description;
     std::string plug_in;
-    std::optional<std::string> store; ///< none: the default one
+    std::optional<std::string> store; ///< empty: the default store
     std::string on_store_error = "go-on";
     std::optional<double> seconds;
-    std::string listen_address; ///< empty: metrics are not served
+    std::optional<ListenAddress> listen_address; ///< empty: metrics are not served
     std::string log_file;
     bool logs_to_journal = false;
 };
@@ -55,41 +58,22 @@ std::vector<std::unique_ptr<host::LogSink>> open_log(const RunArguments &argumen
 
 void announce(const host::HostedDevice &device) {
     const std::size_t services = device.device().services().size();
-    print_message("hosting " + device.device().name() + ": " + std::to_string(services) +
-                  (services == 1 ? " service" : " services") + "; Ctrl-C ends");
+    print_message("hosting " + device.device().name() + ": " + host::count_text(services, "service") +
+                  "; Ctrl-C stops");
 }
 
-/** Whether the text is a time that a run may take. */
-std::string check_seconds(const std::string &text) {
-    double seconds = -1;
-    if (CLI::detail::lexical_cast(text, seconds) && seconds >= 0 && seconds <= kLongestRunSeconds) {
-        return {};
-    }
-    return "\"" + text + "\" is no number of seconds from 0 to 31622400";
-}
-
-std::string check_listen_address(const std::string &text) {
-    try {
-        parse_listen_address(text);
-        return {};
-    } catch (const std::invalid_argument &error) {
-        return "\"" + text + "\" " + error.what();
-    }
-}
-
-/** @return nothing when metrics are not to be served. */
+/** @return null when metrics are not served. */
 std::unique_ptr<MetricsEndpoint> serve_metrics(const RunArguments &arguments) {
-    if (arguments.listen_address.empty()) {
+    if (!arguments.listen_address) {
         return nullptr;
     }
-    auto endpoint =
-        std::make_unique<MetricsEndpoint>(parse_listen_address(arguments.listen_address), host::store_contents);
+    auto endpoint = std::make_unique<MetricsEndpoint>(*arguments.listen_address, host::store_contents);
     print_message("metrics at " + endpoint->url());
     return endpoint;
 }
 
-/** Until a signal asks for the end, or the time is up. */
-void wait_for_the_end(asio::io_context &events, const std::optional<double> &seconds) {
+/** Returns on a signal, or after `seconds`. */
+void wait_for_end(asio::io_context &events, const std::optional<double> &seconds) {
     asio::steady_timer timer(events);
     if (seconds) {
         timer.expires_after(
@@ -113,34 +97,34 @@ int run(const RunArguments &arguments) {
     const std::vector<std::unique_ptr<host::LogSink>> log = open_log(arguments);
     asio::io_context events;
     asio::signal_set signals(events, SIGINT, SIGTERM);
-    if (!is_ignored(SIGHUP)) { // as nohup leaves it
+    if (!is_ignored(SIGHUP)) { // nohup does
         signals.add(SIGHUP);
     }
     signals.async_wait([&events](const asio::error_code &, int) { events.stop(); });
 
     host::HostedDevice device(arguments.description, arguments.plug_in);
-    std::atomic<bool> store_ended_the_run = false;
-    const auto stop_for_the_store = [&](const host::Error &failure, host::Fate) {
+    std::atomic<bool> store_stopped_run = false;
+    const auto stop_for_store = [&](const host::Error &failure, host::Fate) {
         print_message(std::string("qorstat: ") + failure.what());
-        store_ended_the_run = true;
+        store_stopped_run = true;
         events.stop();
     };
     host::HostedStore store(arguments.store ? *arguments.store : default_store_file_to_write(),
-                            arguments.on_store_error == "stop" ? stop_for_the_store
-                                                               : host::StoreFailureReport(say_store_failure));
+                            arguments.on_store_error == "stop" ? stop_for_store
+                                                               : host::StoreFailureReport(print_store_failure));
     std::unique_ptr<MetricsEndpoint> endpoint = serve_metrics(arguments);
     const host::NotificationReceiver receiver;
     announce(device);
     host::AnalyticsSource analytics(device.device(), print_message);
-    wait_for_the_end(events, arguments.seconds);
-    // A second Ctrl-C ends a stop that hangs. A terminal that goes may say so twice.
+    wait_for_end(events, arguments.seconds);
+    // From here Ctrl-C kills a stop that hangs. SIGHUP stays caught: a closing terminal may send it twice.
     signals.remove(SIGINT);
     signals.remove(SIGTERM);
     analytics.stop();
     device.stop();
-    endpoint.reset(); // what is closed has nothing to show
+    endpoint.reset(); // a closed store has no metrics
     store.close();
-    return store_ended_the_run ? kExitFailed : kExitFine;
+    return store_stopped_run ? kExitFailed : kExitOk;
 }
 
 } // namespace
@@ -148,25 +132,22 @@ int run(const RunArguments &arguments) {
 Verb add_run_verb(CLI::App &program) {
     CLI::App *const verb = program.add_subcommand("run", "Host the plug-in on a described device")->group("Verbs");
     const auto arguments = std::make_shared<RunArguments>();
-    verb->add_option("DEVICE.toml", arguments->description, "The device's description")->required();
+    verb->add_option("DEVICE.toml", arguments->description, "Device description")->required();
     add_plug_in_option(*verb, arguments->plug_in);
     add_store_option(*verb, arguments->store);
-    verb->add_option("--on-store-error", arguments->on_store_error,
-                     "When the store cannot be written: go-on (the default)\n"
-                     "keeps what waits and tries again; stop ends the run")
-        ->option_text("WORD")
-        ->check(one_of(kStoreErrorWords));
-    verb->add_option("--for", arguments->seconds, "End after so long; default: Ctrl-C or SIGTERM ends")
-        ->option_text("SECONDS")
-        ->check(check_seconds, "");
-    verb->add_option("--listen", arguments->listen_address, "Serve metrics at /metrics; a PORT alone is on loopback")
-        ->option_text("HOST:PORT")
-        ->check(check_listen_address, "");
-    verb->add_option("--log", arguments->log_file, "Append the log to a file, too")->option_text("FILE");
-    verb->add_flag("--journal", arguments->logs_to_journal, "Send the log to the systemd journal, too");
+    add_word(*verb, "--on-store-error", arguments->on_store_error, kStoreErrorWords,
+             "When the store cannot be written: go-on (default)\n"
+             "keeps the analytics and retries; stop ends the run")
+        ->option_text("WORD");
+    add_seconds(*verb, "--for", arguments->seconds, {0, kLongestRunSeconds},
+                "Stop after this time; default: on Ctrl-C or SIGTERM");
+    add_listen_address(*verb, "--listen", arguments->listen_address,
+                       "Serve metrics at /metrics; PORT alone is loopback");
+    verb->add_option("--log", arguments->log_file, "Also append the log to a file")->option_text("FILE");
+    verb->add_flag("--journal", arguments->logs_to_journal, "Also send the log to the systemd journal");
     verb->footer(
-        "Delivers the description's analytics in their time. The log goes to standard\n"
-        "error. While it runs, qorstat notify reaches it.\n\n" +
+        "Delivers the analytics of the description when they are due. The log is written\n"
+        "to standard error. qorstat notify reaches the running host.\n\n" +
         examples("qorstat run examples/phone.toml", "qorstat run examples/phone.toml --for 2.5 --log run.log"));
     return {verb, [arguments] { return run(*arguments); }};
 }

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/arguments/help_page.h"
 #include "cli/records/json.h"
 #include "cli/records/text.h"
 #include "cli/terminal/input.h"
@@ -25,7 +26,7 @@ struct RecordFile {
     std::vector<host::StateRecord> records;
 };
 
-/** All of them before a word is printed, so that a damaged file leaves nothing half shown. */
+/** Reads all files before anything is printed: a damaged one leaves no partial output. */
 std::vector<RecordFile> read_files(const std::vector<std::string> &arguments) {
     std::vector<RecordFile> files;
     for (const std::string &argument : arguments) {
@@ -64,7 +65,7 @@ int show(const ShowArguments &arguments) {
     Output output = standard_output();
     (arguments.is_json ? show_json : show_text)(files, output);
     output.flush();
-    return kExitFine;
+    return kExitOk;
 }
 
 } // namespace
@@ -72,10 +73,10 @@ int show(const ShowArguments &arguments) {
 Verb add_show_verb(CLI::App &program) {
     CLI::App *const verb = program.add_subcommand("show", "Show state-capture records")->group("Verbs");
     const auto arguments = std::make_shared<ShowArguments>();
-    verb->add_option("FILE", arguments->files, "Records, one or many end to end; - is standard input")->required();
-    verb->add_flag("--json", arguments->is_json, "As JSON: integers exactly, bytes as hex digits");
-    verb->footer("On a terminal, control characters in texts are shown escaped; anything else gets\n"
-                 "the exact texts.\n\n" +
+    verb->add_option("FILE", arguments->files, "One or more records end to end; - is standard input")->required();
+    verb->add_flag("--json", arguments->is_json, "Print JSON: exact integers, bytes as hex digits");
+    verb->footer("Control characters in texts are escaped on a terminal; pipes and files get the\n"
+                 "exact texts.\n\n" +
                  examples("qorstat show fault/*.qorstate", "qorstat show --json all.records | jq '.[].title'"));
     return {verb, [arguments] { return show(*arguments); }};
 }

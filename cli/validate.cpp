@@ -13,6 +13,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include "cli/arguments/help_page.h"
+#include "cli/arguments/invalid_value.h"
+#include "cli/arguments/seconds.h"
 #include "cli/arguments/whole_number.h"
 #include "cli/arguments/wrong_use.h"
 #include "cli/contract/check.h"
@@ -27,8 +30,9 @@
 namespace cli {
 namespace {
 
-constexpr std::uint64_t kUsualSeed = 1;
-constexpr double kUsualTimeOut = 60;
+constexpr std::uint64_t kDefaultSeed = 1;
+constexpr double kDefaultTimeOut = 60;
+constexpr double kShortestTimeOut = 0.001;
 constexpr double kLongestTimeOut = 24 * 3600;
 
 struct ValidateArguments {
@@ -41,48 +45,48 @@ struct ValidateArguments {
     bool shows_reproduce = false;
     std::string check_in_child; ///< set in the process of one check: the check's name
 
-    std::uint64_t chosen_seed() const { return seed.value_or(kUsualSeed); }
-    double chosen_time_out() const { return time_out.value_or(kUsualTimeOut); }
+    std::uint64_t chosen_seed() const { return seed.value_or(kDefaultSeed); }
+    double chosen_time_out() const { return time_out.value_or(kDefaultTimeOut); }
 };
 
-/** A POSIX extended regular expression that is looked for anywhere in a text. */
+/** A POSIX extended regular expression, searched for anywhere in a text. */
 class Pattern {
 public:
     explicit Pattern(const std::string &text) {
         if (const int error = regcomp(&_pattern, text.c_str(), REG_EXTENDED | REG_NOSUB); error != 0) {
             char reason[256];
             regerror(error, &_pattern, reason, sizeof reason);
-            throw WrongUse("--only: \"" + text + "\" is no regular expression: " + reason);
+            throw WrongUse(invalid_value("--only", text) + ": not a regular expression: " + reason);
         }
     }
     ~Pattern() { regfree(&_pattern); }
     Pattern(const Pattern &) = delete;
     Pattern &operator=(const Pattern &) = delete;
 
-    bool is_in(const char *text) const { return regexec(&_pattern, text, 0, nullptr, 0) == 0; }
+    bool matches(const char *text) const { return regexec(&_pattern, text, 0, nullptr, 0) == 0; }
 
 private:
     regex_t _pattern{};
 };
 
-std::vector<ContractCheck> chosen_checks(const std::string &only) {
+std::vector<ContractCheck> choose_checks(const std::string &only) {
     const Pattern pattern(only);
     std::vector<ContractCheck> chosen;
     for (const ContractCheck &check : contract_checks()) {
-        if (pattern.is_in(check.name)) {
+        if (pattern.matches(check.name)) {
             chosen.push_back(check);
         }
     }
     if (chosen.empty()) {
-        throw WrongUse("--only: no check's name has \"" + only + "\" in it; --list shows them");
+        throw WrongUse(invalid_value("--only", only) + ": no check has such a name; --list shows the names");
     }
     return chosen;
 }
 
 // ---- in the process of one check
 
-/** What goes over the pipe: one JSON object. */
-std::string encoded(const CheckResult &result) {
+/** The form in which a result is passed to the parent: one JSON object. */
+std::string encode_result(const CheckResult &result) {
     const nlohmann::json json = {{"status", static_cast<int>(result.status)},
                                  {"reasons", result.reasons},
                                  {"explained_by", result.explained_by}};
@@ -91,14 +95,14 @@ std::string encoded(const CheckResult &result) {
 
 int check_in_child(const ValidateArguments &arguments) {
     if (!is_child()) {
-        throw WrongUse("--check-in-child is for the program's own use");
+        throw WrongUse("--check-in-child is for internal use only");
     }
     become_child();
     for (const ContractCheck &check : contract_checks()) {
         if (arguments.check_in_child == check.name) {
-            const std::string result = encoded(run_check(check, arguments.module, arguments.chosen_seed()));
+            const std::string result = encode_result(run_check(check, arguments.module, arguments.chosen_seed()));
             write_fully(kResultDescriptor, std::as_bytes(std::span(result)), "the pipe to the parent");
-            return kExitFine;
+            return kExitOk;
         }
     }
     throw WrongUse("there is no check \"" + arguments.check_in_child + "\"");
@@ -106,8 +110,8 @@ int check_in_child(const ValidateArguments &arguments) {
 
 // ---- in the process that the user started
 
-/** What a check's process said of it; nothing when that is no result. */
-std::optional<CheckResult> decoded(const std::string &text) {
+/** Reads `encode_result`'s form; empty when `text` is anything else. */
+std::optional<CheckResult> decode_result(const std::string &text) {
     const nlohmann::json json = nlohmann::json::parse(text, nullptr, false);
     if (!json.is_object() || !json.contains("status") || !json["status"].is_number_unsigned() ||
         !json.contains("reasons") || !json["reasons"].is_array() || !json.contains("explained_by") ||
@@ -128,40 +132,30 @@ std::optional<CheckResult> decoded(const std::string &text) {
     return result;
 }
 
-/** As `--timeout` takes it. */
-std::string number_text(double seconds) {
-    std::string text = std::to_string(seconds);
-    text.erase(text.find_last_not_of('0') + 1);
-    if (text.back() == '.') {
-        text.pop_back();
-    }
-    return text;
-}
-
 std::string seconds_text(double seconds) {
-    const std::string number = number_text(seconds);
+    const std::string number = seconds_argument(seconds);
     return number + (number == "1" ? " second" : " seconds");
 }
 
 std::string signal_text(int signal) {
     const char *name = sigabbrev_np(signal);
     const char *description = sigdescr_np(signal);
-    return "ended by signal " + std::to_string(signal) +
+    return "killed by signal " + std::to_string(signal) +
            (name == nullptr ? "" : " (SIG" + std::string(name) + ", " + description + ")");
 }
 
-/** What becomes of a check whose process ended like this. */
-CheckResult judged(const ChildOutcome &outcome, double time_out) {
+/** The result of a check, from the way its process ended. */
+CheckResult judge(const ChildOutcome &outcome, double time_out) {
     const auto crashed = [](const std::string &reason) { return CheckResult{CheckStatus::Crashed, {reason}}; };
     if (outcome.timed_out) {
         return crashed("timed out after " + seconds_text(time_out));
     }
-    const std::optional<CheckResult> result = decoded(outcome.result);
+    const std::optional<CheckResult> result = decode_result(outcome.result);
     const std::string when = result ? ", after the check's result" : ", without a result";
     if (outcome.signal != 0) {
         return crashed(signal_text(outcome.signal) + when);
     }
-    if (!result || outcome.exit_status != kExitFine) {
+    if (!result || outcome.exit_status != kExitOk) {
         return crashed("ended with exit status " + std::to_string(outcome.exit_status) + when);
     }
     if (result->status == CheckStatus::Passed && !outcome.messages.empty()) {
@@ -170,13 +164,13 @@ CheckResult judged(const ChildOutcome &outcome, double time_out) {
     return *result;
 }
 
-/** The module's path, such that nothing takes it for an option. */
+/** The module's path, in a form that cannot be mistaken for an option. */
 std::string module_argument(const ValidateArguments &arguments) {
     return (arguments.module.front() == '-' ? "./" : "") + arguments.module;
 }
 
-/** What runs the check alone as these arguments run it. */
-std::string command_for(const ContractCheck &check, const ValidateArguments &arguments) {
+/** The command that runs one check alone with these arguments. */
+std::string reproduction_command(const ContractCheck &check, const ValidateArguments &arguments) {
     std::vector<std::string> words = {"qorstat",
                                       "validate",
                                       module_argument(arguments),
@@ -184,8 +178,8 @@ std::string command_for(const ContractCheck &check, const ValidateArguments &arg
                                       "^" + std::string(check.name) + "$",
                                       "--seed",
                                       std::to_string(arguments.chosen_seed())};
-    if (arguments.chosen_time_out() != kUsualTimeOut) {
-        words.insert(words.end(), {"--timeout", number_text(arguments.chosen_time_out())});
+    if (arguments.chosen_time_out() != kDefaultTimeOut) {
+        words.insert(words.end(), {"--timeout", seconds_argument(arguments.chosen_time_out())});
     }
     return shell_command(words);
 }
@@ -196,16 +190,17 @@ CheckReport run_in_child(const ContractCheck &check, const ValidateArguments &ar
     const ChildOutcome outcome = run_child({"validate", module_argument(arguments), "--seed",
                                             std::to_string(arguments.chosen_seed()), "--check-in-child", check.name},
                                            exact_memory_environment(), time_out);
-    return {check, judged(outcome, arguments.chosen_time_out()), outcome.messages, command_for(check, arguments)};
+    return {check, judge(outcome, arguments.chosen_time_out()), outcome.messages,
+            reproduction_command(check, arguments)};
 }
 
-/** The checks behind this one would all tell the same tale. */
-bool shows_that_nothing_loads(const CheckReport &report) {
+/** Whether this is the failed loading check. The later checks would only repeat its result. */
+bool shows_load_failure(const CheckReport &report) {
     return report.check.name == std::string_view("loading") &&
            (report.result.status == CheckStatus::Failed || report.result.status == CheckStatus::Crashed);
 }
 
-/** Adds the check of this name, unless it is there. */
+/** Adds the check of this name unless it is in `checks`. */
 void add_check(std::vector<ContractCheck> &checks, std::string_view name) {
     const auto has_name = [name](const ContractCheck &check) { return check.name == name; };
     if (std::any_of(checks.begin(), checks.end(), has_name)) {
@@ -217,30 +212,30 @@ void add_check(std::vector<ContractCheck> &checks, std::string_view name) {
     }
 }
 
-CheckReport skipped_unloaded(const ContractCheck &check) {
+CheckReport skip_unloaded(const ContractCheck &check) {
     return {check, {CheckStatus::Skipped, {"the module does not load"}}, "", ""};
 }
 
 int list(const ValidateArguments &arguments) {
-    const std::vector<ContractCheck> checks = chosen_checks(arguments.only);
+    const std::vector<ContractCheck> checks = choose_checks(arguments.only);
     Output output = standard_output();
     output.write(arguments.is_json ? list_json(checks) : list_text(checks));
     output.flush();
-    return kExitFine;
+    return kExitOk;
 }
 
 int validate_module(const ValidateArguments &arguments) {
-    std::vector<ContractCheck> checks = chosen_checks(arguments.only);
-    host::read_module_file(arguments.module); // a file that is no module is refused before anything is run
+    std::vector<ContractCheck> checks = choose_checks(arguments.only);
+    host::read_module_file(arguments.module); // throws before anything runs when the file is not a module
     Validation validation{arguments.module, arguments.chosen_seed(), {}};
     Output output = standard_output();
     bool loads = true;
     for (std::size_t i = 0; i < checks.size(); ++i) {
         const ContractCheck check = checks[i];
         const CheckReport &report =
-            validation.reports.emplace_back(loads ? run_in_child(check, arguments) : skipped_unloaded(check));
-        loads = loads && !shows_that_nothing_loads(report);
-        // Else a choice of checks that are all skipped would pass for a sound module.
+            validation.reports.emplace_back(loads ? run_in_child(check, arguments) : skip_unloaded(check));
+        loads = loads && !shows_load_failure(report);
+        // A choice of checks that are all skipped must not pass as a sound module.
         add_check(checks, report.result.explained_by);
         if (!arguments.is_json) {
             output.write(report_text(report, arguments.shows_reproduce, output.style()));
@@ -249,13 +244,13 @@ int validate_module(const ValidateArguments &arguments) {
     }
     output.write(arguments.is_json ? validation_json(validation) : totals_text(validation));
     output.flush();
-    return validation.has_failed() ? kExitFailed : kExitFine;
+    return validation.has_failed() ? kExitFailed : kExitOk;
 }
 
 int validate(const ValidateArguments &arguments) {
     if (arguments.lists) {
         if (!arguments.module.empty() || arguments.seed || arguments.time_out || arguments.shows_reproduce) {
-            throw WrongUse("--list runs nothing: it goes with --only and --json only");
+            throw WrongUse("only --only and --json can be combined with --list");
         }
         return list(arguments);
     }
@@ -265,34 +260,25 @@ int validate(const ValidateArguments &arguments) {
     return arguments.check_in_child.empty() ? validate_module(arguments) : check_in_child(arguments);
 }
 
-std::string check_time_out(const std::string &text) {
-    double seconds = -1;
-    if (CLI::detail::lexical_cast(text, seconds) && seconds >= 0.001 && seconds <= kLongestTimeOut) {
-        return {};
-    }
-    return "\"" + text + "\" is no number of seconds from 0.001 to 86400";
-}
-
 } // namespace
 
 Verb add_validate_verb(CLI::App &program) {
     CLI::App *const verb =
         program.add_subcommand("validate", "Check that a module keeps its contract with a host")->group("Verbs");
     const auto arguments = std::make_shared<ValidateArguments>();
-    verb->add_option("PLUGIN.so", arguments->module, "The module");
-    verb->add_flag("--list", arguments->lists, "List the checks and what each promises");
-    verb->add_option("--only", arguments->only, "Only checks whose names match (POSIX extended)")->option_text("REGEX");
-    add_whole_number(*verb, "--seed", arguments->seed, "What the checks' random numbers come from; default: 1")
+    verb->add_option("PLUGIN.so", arguments->module, "Module to check");
+    verb->add_flag("--list", arguments->lists, "List the checks and what each one promises");
+    verb->add_option("--only", arguments->only, "Run checks whose names match (POSIX extended)")->option_text("REGEX");
+    add_whole_number(*verb, "--seed", arguments->seed, "Seed of the checks' random numbers; default: 1")
         ->option_text("N");
-    verb->add_option("--timeout", arguments->time_out, "A check's time; default: 60")
-        ->option_text("SECONDS")
-        ->check(check_time_out, "");
-    verb->add_flag("--reproduce", arguments->shows_reproduce, "Say how to run each check that failed again");
-    verb->add_flag("--json", arguments->is_json, "As JSON");
-    verb->add_option("--check-in-child", arguments->check_in_child)->group(""); // this program's own use
-    verb->footer("Each check has a process of its own: a crash or a hang is a result. Statuses:\n"
+    add_seconds(*verb, "--timeout", arguments->time_out, {kShortestTimeOut, kLongestTimeOut},
+                "Time limit of each check; default: 60");
+    verb->add_flag("--reproduce", arguments->shows_reproduce, "Print a command that repeats each failed check");
+    verb->add_flag("--json", arguments->is_json, "Print JSON");
+    verb->add_option("--check-in-child", arguments->check_in_child)->group(""); // internal
+    verb->footer("Each check runs in its own process: a crash or a hang is a result. Statuses:\n"
                  "passed, failed, crashed, skipped, warning; failed or crashed exits with 1.\n"
-                 "A check that shows why another is skipped is made, too, whatever --only says.\n\n" +
+                 "A check that explains a skipped one runs even if --only excludes it.\n\n" +
                  examples("qorstat validate build/release/bin/OndreQORHIDStatistics.so",
                           "qorstat validate plugin.so --only '^(factory|query)-' --reproduce"));
     return {verb, [arguments] { return validate(*arguments); }};

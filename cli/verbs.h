@@ -1,18 +1,16 @@
-/** The verbs of the command line, one source file each. */
+/** The verbs of the command line. Each is defined in the source file named after it. */
 #pragma once
 
 #include <functional>
-#include <string>
-#include <vector>
 
 #include <CLI/CLI.hpp>
 
 namespace cli {
 
 /** The program's exit codes. */
-enum ExitCode { kExitFine = 0, kExitFailed = 1, kExitWrongUse = 2 };
+enum ExitCode { kExitOk = 0, kExitFailed = 1, kExitWrongUse = 2 };
 
-/** A verb: its arguments, and what it does once they are parsed. */
+/** A verb: its arguments, and the function to call when they are parsed. */
 struct Verb {
     CLI::App *arguments; ///< owned by the program's `CLI::App`
     /** @return the exit code. @throws host::Error, ReaderHasGone, WrongUse. */
@@ -27,11 +25,5 @@ Verb add_decode_verb(CLI::App &program);
 Verb add_metrics_verb(CLI::App &program);
 Verb add_publish_verb(CLI::App &program);
 Verb add_validate_verb(CLI::App &program);
-
-/** Accepts one of `words`; the message for any other suggests the right one. */
-CLI::Validator one_of(const std::vector<std::string> &words);
-
-/** The end of a verb's help: two examples. */
-std::string examples(const std::string &first, const std::string &second);
 
 } // namespace cli

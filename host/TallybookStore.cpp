@@ -9,6 +9,7 @@
 #include <string_view>
 #include <utility>
 
+#include "host/count_text.h"
 #include "host/fault_points.h"
 #include "platform/TallybookStore.h"
 
@@ -18,7 +19,7 @@ namespace {
 void print(const Error &failure, Fate) { std::fprintf(stderr, "analytics store: %s\n", failure.what()); }
 
 std::string loss_of(std::uint64_t operations) {
-    return operations == 1 ? "1 operation is lost" : std::to_string(operations) + " operations are lost";
+    return count_text(operations, "operation is lost", "operations are lost");
 }
 
 /** The process's store, under its lock, where nothing else is said. */

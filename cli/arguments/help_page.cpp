@@ -24,14 +24,18 @@ std::string HelpPage::make_usage(const CLI::App *app, std::string name) const {
     std::string usage = "Usage: " + name + " [OPTIONS]";
     for (const CLI::Option *const argument :
          app->get_options([](const CLI::Option *o) { return o->get_positional(); })) {
-        const std::string shown = argument->get_name(true) + (argument->get_expected_max() > 1 ? "..." : "");
-        usage += argument->get_required() ? " " + shown : " [" + shown + "]";
+        const std::string word = argument->get_name(true) + (argument->get_expected_max() > 1 ? "..." : "");
+        usage += argument->get_required() ? " " + word : " [" + word + "]";
     }
     return usage + "\n";
 }
 
 std::string HelpPage::make_option_opts(const CLI::Option *option) const {
     return option->get_option_text().empty() ? "" : " " + option->get_option_text();
+}
+
+std::string examples(const std::string &first, const std::string &second) {
+    return "Examples:\n  " + first + "\n  " + second;
 }
 
 } // namespace cli

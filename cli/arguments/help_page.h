@@ -1,4 +1,4 @@
-/** How `--help` looks. */
+/** The layout of `--help`. */
 #pragma once
 
 #include <string>
@@ -8,7 +8,7 @@
 
 namespace cli {
 
-/** Short enough for a screen: arguments and options in one block, a line each, without the parser's own annotations. */
+/** Fits a screen: arguments and options in one block, one line each, without the parser's own annotations. */
 class HelpPage : public CLI::Formatter {
 public:
     HelpPage();
@@ -18,5 +18,8 @@ public:
     std::string make_usage(const CLI::App *app, std::string name) const override;
     std::string make_option_opts(const CLI::Option *option) const override;
 };
+
+/** The last lines of a help page. */
+std::string examples(const std::string &first, const std::string &second);
 
 } // namespace cli

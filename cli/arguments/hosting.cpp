@@ -14,10 +14,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/** State is the user's own, as the rules for such folders ask. */
+/** Only the user may read them, as the XDG base directory rules require. */
 constexpr mode_t kFolderMode = 0700;
 
-/** An absolute path from the environment; empty when there is none. */
+/** An absolute path from the environment; empty when the variable is not set or relative. */
 fs::path folder_from(const char *variable) {
     const char *value = std::getenv(variable); // NOLINT(concurrency-mt-unsafe): nothing changes the environment
     const fs::path folder = value != nullptr ? value : "";
@@ -31,14 +31,15 @@ fs::path state_folder() {
     }
     const fs::path home = folder_from("HOME");
     if (home.empty()) {
-        throw host::Error("", "", "neither XDG_STATE_HOME nor HOME says where analytics go; --store does");
+        throw host::Error(
+            "", "", "no default store: neither XDG_STATE_HOME nor HOME is an absolute path; give one with --store");
     }
     return home / ".local" / "state";
 }
 
-void make_folders(const fs::path &folder) {
+void create_folders(const fs::path &folder) {
     if (folder.has_relative_path()) {
-        make_folders(folder.parent_path());
+        create_folders(folder.parent_path());
     }
     if (::mkdir(folder.c_str(), kFolderMode) == 0) {
         return;
@@ -55,22 +56,22 @@ std::string default_store_file() { return (state_folder() / "qorstat" / "analyti
 
 std::string default_store_file_to_write() {
     std::string file = default_store_file();
-    make_folders(fs::path(file).parent_path());
+    create_folders(fs::path(file).parent_path());
     return file;
 }
 
-void say_store_failure(const host::Error &failure, host::Fate operations) {
-    const char *const kept = "; analytics are kept and written when that is possible";
+void print_store_failure(const host::Error &failure, host::Fate operations) {
+    const char *const kept = "; analytics are kept and will be written when possible";
     print_message(std::string("qorstat: ") + failure.what() + (operations == host::Fate::kKept ? kept : ""));
 }
 
 void add_plug_in_option(CLI::App &verb, std::string &plug_in) {
-    verb.add_option("--plugin", plug_in, "The module; default: the one beside qorstat")->option_text("FILE");
+    verb.add_option("--plugin", plug_in, "Module to load; default: the one next to qorstat")->option_text("FILE");
 }
 
 void add_store_option(CLI::App &verb, std::optional<std::string> &store) {
     verb.add_option("--store", store,
-                    "Where analytics go; :memory: keeps no file;\n"
+                    "Analytics store; :memory: creates no file;\n"
                     "default: qorstat/analytics.db in $XDG_STATE_HOME")
         ->option_text("FILE");
 }

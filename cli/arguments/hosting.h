@@ -1,4 +1,4 @@
-/** The options of the verbs that host a plug-in, and what they mean. */
+/** The options of the verbs that host a plug-in, and their defaults. */
 #pragma once
 
 #include <optional>
@@ -14,19 +14,19 @@ namespace cli {
 /** Adds `--plugin FILE`; `plug_in` stays empty when it is not given. */
 void add_plug_in_option(CLI::App &verb, std::string &plug_in);
 
-/** Adds `--store FILE`; without it analytics go to `default_store_file_to_write()`. */
+/** Adds `--store FILE`. When it is not given, analytics go to `default_store_file_to_write()`. */
 void add_store_option(CLI::App &verb, std::optional<std::string> &store);
 
 /**
- * Where analytics go when nobody says: `qorstat/analytics.db` in `$XDG_STATE_HOME`, or else in `~/.local/state`.
- * @throws host::Error when there is no such place.
+ * The default store: `qorstat/analytics.db` in `$XDG_STATE_HOME`, or in `~/.local/state` when that is not set.
+ * @throws host::Error when neither XDG_STATE_HOME nor HOME is an absolute path.
  */
 std::string default_store_file();
 
-/** The same, with its folders made when they are missing. @throws host::Error when they cannot be made. */
+/** The same; creates its folders when they are missing. @throws host::Error also when they cannot be created. */
 std::string default_store_file_to_write();
 
-/** Says that a write failed and what becomes of the operations. For a host that goes on. */
-void say_store_failure(const host::Error &failure, host::Fate operations);
+/** Reports a failed write on standard error, and whether its operations are kept. For a host that continues. */
+void print_store_failure(const host::Error &failure, host::Fate operations);
 
 } // namespace cli

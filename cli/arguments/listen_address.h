@@ -1,25 +1,35 @@
-/** Where a server listens, as the command line names it. */
+/** The address that a server listens on, as given on the command line. */
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
+
+#include <CLI/CLI.hpp>
 
 namespace cli {
 
 struct ListenAddress {
-    std::string host; ///< an address, IPv6 without brackets
+    std::string host; ///< a numeric address, IPv6 without brackets
     bool is_ipv6;
-    std::uint16_t port; ///< 0: any free one
+    std::uint16_t port; ///< 0: any free port
 
-    /** As in a URL. */
+    /** HOST:PORT as in a URL, IPv6 in brackets. */
     std::string text() const;
 };
 
 /**
- * Reads "HOST:PORT", "[IPV6]:PORT" or "PORT". HOST is an address or "localhost"; without one it is the IPv4 loopback
- * address: nothing else is ever listened on without being asked for.
- * @throws std::invalid_argument saying what is wrong, in words that follow the text in quotation marks.
+ * Reads "HOST:PORT", "[IPV6]:PORT" or "PORT". HOST is a numeric address or "localhost". Without HOST it is the IPv4
+ * loopback address: other interfaces must be asked for.
+ * @throws std::invalid_argument with the reason, such as "the port is not a number from 0 to 65535".
  */
 ListenAddress parse_listen_address(const std::string &text);
+
+/**
+ * Adds an option whose value is such an address.
+ * @param address  stays empty when the option is not given; must live until the arguments are parsed.
+ */
+CLI::Option *add_listen_address(CLI::App &verb, const std::string &name, std::optional<ListenAddress> &address,
+                                const std::string &description);
 
 } // namespace cli

@@ -2,9 +2,11 @@
 
 #include <charconv>
 
+#include "cli/arguments/invalid_value.h"
+
 namespace cli {
 
-std::optional<std::uint64_t> whole_number(std::string_view text) {
+std::optional<std::uint64_t> parse_whole_number(std::string_view text) {
     std::uint64_t number = 0;
     const char *const end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data(), end, number);
@@ -13,11 +15,12 @@ std::optional<std::uint64_t> whole_number(std::string_view text) {
 
 CLI::Option *add_whole_number(CLI::App &verb, const std::string &name, std::optional<std::uint64_t> &number,
                               const std::string &description) {
-    // The parser's own numbers may be negative, too large, or octal behind a zero.
+    // The parser's own numbers may be negative, wrap around, or be octal after a leading zero.
     const auto take = [name, &number](const std::string &text) {
-        number = whole_number(text);
+        number = parse_whole_number(text);
         if (!number) {
-            throw CLI::ValidationError(name, "\"" + text + "\" is no number from 0 to 18446744073709551615");
+            throw CLI::ValidationError(invalid_value(name, text) +
+                                       ": expected a number from 0 to 18446744073709551615");
         }
     };
     return verb.add_option_function<std::string>(name, take, description);

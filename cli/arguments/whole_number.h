@@ -1,4 +1,4 @@
-/** Whole numbers on the command line. */
+/** Options that accept a whole number. */
 #pragma once
 
 #include <cstdint>
@@ -10,12 +10,12 @@
 
 namespace cli {
 
-/** The number that `text` writes in decimal digits alone, zeros in front included; nothing beyond 64 bits. */
-std::optional<std::uint64_t> whole_number(std::string_view text);
+/** Reads decimal digits, leading zeros included. Empty for any other text and for numbers beyond 64 bits. */
+std::optional<std::uint64_t> parse_whole_number(std::string_view text);
 
 /**
- * Adds an option that takes one, and is wrong use with anything else.
- * @param number  filled when the verb's arguments are parsed; must live until then.
+ * Adds an option whose value is a whole number of 64 bits.
+ * @param number  stays empty when the option is not given; must live until the arguments are parsed.
  */
 CLI::Option *add_whole_number(CLI::App &verb, const std::string &name, std::optional<std::uint64_t> &number,
                               const std::string &description);

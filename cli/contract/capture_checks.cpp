@@ -1,4 +1,4 @@
-// What the handlers answer when state is captured.
+// The records that the handlers return when state is captured.
 
 #include <algorithm>
 #include <functional>
@@ -17,7 +17,7 @@ namespace {
 /** The most reports that one entry reads. */
 constexpr std::size_t kReportsPerEntry = 32;
 
-/** The snapshots that answer an explicit request, each once, among the titles. */
+/** Expects each snapshot `times` times among the titles: once for an explicit request, otherwise never. */
 void expect_snapshots(const std::vector<std::string> &titles, std::uint64_t times, const std::string &kind,
                       Findings &findings) {
     for (const char *snapshot : {"SSHB Statistics", "SSHB assets", "SensorInfo"}) {
@@ -63,8 +63,8 @@ void check_capture_order(CheckedModule &module, Findings &findings) {
         const std::vector<std::string> found = captured_titles(kRvStateCaptureFault);
         const std::vector<std::string> promised = raw_debug_titles(reports);
         for (std::size_t i = 0; i < std::min(found.size(), promised.size()); ++i) {
-            findings.expect(found[i] == promised[i], "record " + std::to_string(i + 1) + " is titled \"" + found[i] +
-                                                         "\", and \"" + promised[i] + "\" is promised");
+            findings.expect(found[i] == promised[i], "record " + std::to_string(i + 1) + " has the title \"" +
+                                                         found[i] + "\", expected \"" + promised[i] + "\"");
         }
         findings.expect_equal("records for a fault", found.size(), promised.size());
     }
@@ -78,9 +78,9 @@ void expect_well_formed(const host::StateRecord &record, std::size_t reports, Fi
     findings.expect_equal("descriptions" + of, TvArrayGetCount(record.payload.get()), reports);
 }
 
-/** What the host holds for the module at one moment. */
+/** The objects that the host holds for the module at one moment. */
 struct Holdings {
-    static Holdings now(const PlayedQor &qor) {
+    static Holdings count(const PlayedQor &qor) {
         return {host::live_values(), host::live_plug_in_references(),
                 host::device_registry::reference_count(qor.driver_entry),
                 host::device_registry::open_connection_count(), held_bytes()};
@@ -104,16 +104,16 @@ void check_capture_records(CheckedModule &module, Findings &findings) {
     for (const host::StateRecord &record : capture(kRvStateCaptureFault)) {
         expect_well_formed(record, kReports, findings);
     }
-    // The host frees each record: one that is no block of its own, or handed out twice, ends the process here.
+    // The host frees each record: one that is not a block of its own, or is returned twice, crashes the process here.
     for (int round = 0; round < kWarmUps; ++round) {
         capture(kRvStateCaptureFault);
     }
-    const Holdings before = Holdings::now(qor);
+    const Holdings before = Holdings::count(qor);
     for (int round = 0; round < kRounds; ++round) {
         capture(kRvStateCaptureFault);
     }
-    const Holdings after = Holdings::now(qor);
-    const std::string more = " held after " + std::to_string(kRounds) + " captures more";
+    const Holdings after = Holdings::count(qor);
+    const std::string more = " held after " + std::to_string(kRounds) + " more captures";
     findings.expect_equal("typed values" + more, after.values - before.values, 0);
     findings.expect_equal("references to plug-ins" + more, after.plug_ins - before.plug_ins, 0);
     findings.expect_equal("references to the driver" + more, after.driver - before.driver, 0);
@@ -153,10 +153,10 @@ void check_driver_lies(CheckedModule &module, Findings &findings) {
 } // namespace
 
 const std::vector<ContractCheck> kCaptureChecks = {
-    {"capture-kinds", "Handlers answer the kinds of request that they promise to", check_capture_kinds},
-    {"capture-order", "A fault is answered by 104 records in their order", check_capture_order},
-    {"capture-records", "Records are well formed, the host's to free, and leave nothing", check_capture_records},
-    {"driver-lies", "What the driver claims leads no reading past its buffers", check_driver_lies},
+    {"capture-kinds", "Handlers answer exactly the promised kinds of request", check_capture_kinds},
+    {"capture-order", "A fault yields 104 records in the promised order", check_capture_order},
+    {"capture-records", "Records are well formed, owned by the host, and nothing leaks", check_capture_records},
+    {"driver-lies", "False sizes from the driver cause no read past a buffer", check_driver_lies},
 };
 
 } // namespace cli

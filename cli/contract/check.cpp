@@ -11,12 +11,11 @@
 namespace cli {
 namespace {
 
-/** Enough to see what is wrong. */
 constexpr std::size_t kMostReasons = 8;
 
 constexpr RvUUIDBytes kType = kOndreQORHIDStatisticsPlugInTypeBytes;
 
-/** The same in every process and on every machine: 64-bit FNV-1a. */
+/** 64-bit FNV-1a: the same in every process and on every machine. */
 std::uint64_t hash_of(const std::string &text) {
     std::uint64_t hash = 0xCBF29CE484222325;
     for (const char c : text) {
@@ -33,15 +32,15 @@ bool has_promised_slots(const OndreQORHIDStatisticsTable &table) {
 
 } // namespace
 
-void Findings::expect_equal(const std::string &what, std::uint64_t found, std::uint64_t promised) {
-    if (found != promised) {
-        fail(what + ": " + std::to_string(found) + ", and " + std::to_string(promised) + " is promised");
+void Findings::expect_equal(const std::string &what, std::uint64_t found, std::uint64_t expected) {
+    if (found != expected) {
+        fail(what + ": " + std::to_string(found) + ", expected " + std::to_string(expected));
     }
 }
 
-void Findings::note(CheckStatus status, const std::string &reason) {
+void Findings::add(CheckStatus status, const std::string &reason) {
     if (status == CheckStatus::Failed && _status == CheckStatus::Warning) {
-        _reasons.clear(); // what makes the check fail comes first, and is what counts
+        _reasons.clear(); // failures take the place of warnings
         _further = 0;
     }
     if (_status == CheckStatus::Failed && status == CheckStatus::Warning) {
@@ -66,7 +65,7 @@ CheckResult Findings::result() const {
 CheckedModule::CheckedModule(std::string path, std::uint64_t seed, const std::string &check)
     : _path(std::move(path)), _random(seed ^ hash_of(check)) {}
 
-const host::Module &CheckedModule::loaded() {
+const host::Module &CheckedModule::load() {
     if (!_module) {
         try {
             _module.emplace(_path);
@@ -77,15 +76,15 @@ const host::Module &CheckedModule::loaded() {
     return *_module;
 }
 
-OndreQORHIDStatisticsRef CheckedModule::make(RvAllocatorRef allocator, const RvUUIDBytes &type) {
+OndreQORHIDStatisticsRef CheckedModule::call_factory(RvAllocatorRef allocator, const RvUUIDBytes &type) {
     const platform::OwnedUUID wanted(RvUUIDCreateWithBytes(type));
-    return static_cast<OndreQORHIDStatisticsRef>(loaded().factory()(allocator, wanted.get()));
+    return static_cast<OndreQORHIDStatisticsRef>(load().factory()(allocator, wanted.get()));
 }
 
 OndreQORHIDStatisticsRef CheckedModule::create(RvAllocatorRef allocator) {
-    OndreQORHIDStatisticsRef object = make(allocator, kType);
+    OndreQORHIDStatisticsRef object = call_factory(allocator, kType);
     if (object == nullptr || *object == nullptr) {
-        throw SkippedCheck("the factory makes no object", "factory-type");
+        throw SkippedCheck("the factory returns no object", "factory-type");
     }
     if (!has_promised_slots(**object)) {
         throw SkippedCheck("a promised slot is null", "table-slots");

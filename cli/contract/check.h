@@ -1,4 +1,4 @@
-/** One check of the contract between a host and the module, and what it works with. */
+/** The checks of the contract between a host and the module, and the tools they share. */
 #pragma once
 
 #include <cstddef>
@@ -18,64 +18,65 @@ enum class CheckStatus { Passed, Failed, Crashed, Skipped, Warning };
 struct CheckResult {
     CheckStatus status = CheckStatus::Passed;
     std::vector<std::string> reasons; ///< one line each
-    std::string explained_by{};       ///< of a skipped check: the one that fails because of the reason; may be empty
+    std::string
+        explained_by{}; ///< of a skipped check: the name of the check that fails for the same reason; may be empty
 };
 
-/** Thrown by a check that cannot be made here; the text says why, as one line. */
+/** Thrown by a check that cannot run; `what()` gives the reason in one line. */
 struct SkippedCheck : std::runtime_error {
     explicit SkippedCheck(const std::string &reason) : std::runtime_error(reason) {}
-    /** @param check  the name of the check that fails because of the reason. */
+    /** @param check  the name of the check that fails for the same reason. */
     SkippedCheck(const std::string &reason, const char *check)
-        : std::runtime_error(reason + "; the check \"" + check + "\" says so"), explained_by(check) {}
+        : std::runtime_error(reason + "; see the check \"" + check + "\""), explained_by(check) {}
 
     std::string explained_by; ///< may be empty
 };
 
-/** What a check finds wrong. */
+/** Collects what a check finds wrong. */
 class Findings {
 public:
-    void fail(const std::string &reason) { note(CheckStatus::Failed, reason); }
-    void warn(const std::string &reason) { note(CheckStatus::Warning, reason); }
+    void fail(const std::string &reason) { add(CheckStatus::Failed, reason); }
+    void warn(const std::string &reason) { add(CheckStatus::Warning, reason); }
     void expect(bool holds, const std::string &reason) {
         if (!holds) {
             fail(reason);
         }
     }
-    /** Fails with both numbers unless they are equal. @param what was counted or answered. */
-    void expect_equal(const std::string &what, std::uint64_t found, std::uint64_t promised);
+    /** Fails with both numbers unless they are equal. @param what  was counted or returned. */
+    void expect_equal(const std::string &what, std::uint64_t found, std::uint64_t expected);
 
-    /** The first reasons of many, and how many more there were. */
+    /** At most 8 reasons; a last one gives the number of others. */
     CheckResult result() const;
 
 private:
-    void note(CheckStatus status, const std::string &reason);
+    void add(CheckStatus status, const std::string &reason);
 
     CheckStatus _status = CheckStatus::Passed;
     std::vector<std::string> _reasons;
     std::size_t _further = 0;
 };
 
-/** The module that is checked, and the numbers drawn for one check of it. */
+/** The module under test, and the random numbers of one check. */
 class CheckedModule {
 public:
-    /** @param seed  equal seeds give a check of the same name the same numbers. */
+    /** @param seed  the same seed gives the same check the same numbers. */
     CheckedModule(std::string path, std::uint64_t seed, const std::string &check);
 
     const std::string &path() const { return _path; }
 
-    /** The loaded module. @throws SkippedCheck when it cannot be loaded. */
-    const host::Module &loaded();
+    /** Loads the module on the first call. @throws SkippedCheck when it cannot be loaded. */
+    const host::Module &load();
 
-    /** What the factory makes of a type, null included. */
-    OndreQORHIDStatisticsRef make(RvAllocatorRef allocator, const RvUUIDBytes &type);
+    /** Calls the factory. @return its result, which may be null. */
+    OndreQORHIDStatisticsRef call_factory(RvAllocatorRef allocator, const RvUUIDBytes &type);
 
     /**
-     * An object with one reference.
-     * @throws SkippedCheck when the factory makes none, or one whose table lacks a promised slot: other checks say so.
+     * Creates an object with one reference.
+     * @throws SkippedCheck when the factory returns none, or one whose table lacks a promised slot: other checks fail.
      */
     OndreQORHIDStatisticsRef create(RvAllocatorRef allocator);
 
-    /** Throws what `create` throws when there would be no object. */
+    /** Creates an object and releases it. @throws SkippedCheck as `create` does. */
     void require_object();
 
     std::uint64_t random() { return _random(); }
@@ -88,12 +89,12 @@ private:
 };
 
 struct ContractCheck {
-    const char *name;    ///< of lower-case words, joined by hyphens
-    const char *promise; ///< what holds when the check passes, in one line
+    const char *name;    ///< lower-case words joined by hyphens
+    const char *promise; ///< one line: what holds when the check passes
     void (*run)(CheckedModule &module, Findings &findings);
 };
 
-/** The checks of each source file, in the order in which they are made. */
+/** The checks of file_checks.cpp, object_checks.cpp and so on, in the order in which they run. */
 extern const std::vector<ContractCheck> kFileChecks;
 extern const std::vector<ContractCheck> kObjectChecks;
 extern const std::vector<ContractCheck> kServiceChecks;
@@ -108,7 +109,7 @@ CheckResult run_check(const ContractCheck &check, const std::string &path, std::
 
 /** "0x80000004" */
 std::string hex_number(std::uint64_t number);
-/** The 8-4-4-4-12 form. */
+/** In the 8-4-4-4-12 form. */
 std::string text_of(const RvUUIDBytes &uuid);
 
 } // namespace cli

@@ -25,7 +25,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/** More than any child of this program has to say; what a module prints may be without end. */
+/** More than any check writes. A module may print without end. */
 constexpr std::size_t kMostResult = std::size_t{1} << 20;
 constexpr std::size_t kMostMessages = std::size_t{1} << 16;
 
@@ -73,7 +73,7 @@ struct Pipe {
     Descriptor writes;
 };
 
-/** What `posix_spawn` is to do in the child before the program begins. */
+/** The actions of `posix_spawn` in the child before the program begins. */
 class SpawnSettings {
 public:
     SpawnSettings(int result, int messages) {
@@ -83,7 +83,7 @@ public:
         posix_spawn_file_actions_adddup2(&_actions, messages, STDOUT_FILENO);
         posix_spawn_file_actions_adddup2(&_actions, messages, STDERR_FILENO);
         posix_spawn_file_actions_adddup2(&_actions, result, kResultDescriptor);
-        // A group of its own, so that what the child starts can be ended together with it.
+        // A group of its own, so that processes that the child starts can be killed with it.
         posix_spawnattr_setflags(&_attributes, POSIX_SPAWN_SETPGROUP);
         posix_spawnattr_setpgroup(&_attributes, 0);
     }
@@ -102,11 +102,11 @@ private:
     posix_spawnattr_t _attributes{};
 };
 
-/** Texts as the system's calls want them, a null pointer at the end. */
-std::vector<char *> pointers(const std::vector<std::string> &texts) {
+/** The strings as a null-terminated array for system calls. */
+std::vector<char *> pointers_to(const std::vector<std::string> &texts) {
     std::vector<char *> result;
     for (const std::string &text : texts) {
-        result.push_back(const_cast<char *>(text.c_str())); // the calls write nothing there
+        result.push_back(const_cast<char *>(text.c_str())); // system calls do not write to them
     }
     result.push_back(nullptr);
     return result;
@@ -130,7 +130,7 @@ std::vector<std::string> environment_with(const std::vector<std::pair<std::strin
     return all;
 }
 
-/** Reads what is there, though not without end; closes the end when nothing can come any more. */
+/** Reads what is available, at most 16 pieces. Closes `end` at the end of the stream. */
 void read_available(Descriptor &end, std::string &text) {
     std::array<char, 65536> piece{};
     for (int pieces = 0; end.get() != -1 && pieces < 16; ++pieces) {
@@ -140,12 +140,12 @@ void read_available(Descriptor &end, std::string &text) {
         } else if (count == 0) {
             end.close();
         } else if (errno != EINTR) {
-            return; // nothing there now
+            return; // nothing available now
         }
     }
 }
 
-/** A descriptor that is ready to be read when the process has ended. The C library's name for it is not for C++. */
+/** A descriptor that becomes readable when the process ends. The C library's wrapper is not usable from C++. */
 Descriptor open_process(pid_t process) {
     const long number = syscall(SYS_pidfd_open, process, 0);
     if (number == -1) {
@@ -157,7 +157,7 @@ Descriptor open_process(pid_t process) {
     return Descriptor(static_cast<int>(number));
 }
 
-/** One running child: reads along, so that it never waits for its parent. */
+/** A running child. Its output is read all the time, so that it never blocks on a full pipe. */
 class Child {
 public:
     Child(pid_t process, Descriptor result, Descriptor messages)
@@ -167,11 +167,11 @@ public:
     ChildOutcome wait(Clock::time_point deadline) {
         ChildOutcome outcome;
         outcome.timed_out = !waits_for_end(deadline);
-        kill(-_process, SIGKILL); // what it started goes with it, and after the time it goes itself
+        kill(-_process, SIGKILL); // the processes it started, and itself when the time is over
         int status = 0;
         while (waitpid(_process, &status, 0) == -1 && errno == EINTR) {
         }
-        read_along();
+        read_output();
         if (WIFSIGNALED(status)) {
             outcome.signal = WTERMSIG(status);
         } else {
@@ -193,14 +193,14 @@ private:
             std::array<pollfd, 3> ends{
                 {{_ended.get(), POLLIN, 0}, {_result.get(), POLLIN, 0}, {_messages.get(), POLLIN, 0}}};
             poll(ends.data(), ends.size(), static_cast<int>(std::min<std::int64_t>(left.count() + 1, 1000)));
-            read_along();
+            read_output();
             if (ends[0].revents != 0) {
                 return true;
             }
         }
     }
 
-    void read_along() {
+    void read_output() {
         read_available(_result, _result_text);
         read_available(_messages, _messages_text);
         if (_result_text.size() > kMostResult) {
@@ -233,7 +233,7 @@ ChildOutcome run_child(const std::vector<std::string> &arguments,
     const SpawnSettings settings(result.writes.get(), messages.writes.get());
     pid_t process = -1;
     const int error = posix_spawn(&process, kThisProgram, settings.actions(), settings.attributes(),
-                                  pointers(words).data(), pointers(variables).data());
+                                  pointers_to(words).data(), pointers_to(variables).data());
     if (error != 0) {
         fail(kThisProgram, error);
     }

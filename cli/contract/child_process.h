@@ -1,4 +1,4 @@
-/** This program once more, as a child process that is waited for no longer than a given time. */
+/** Runs this program again as a child process, with a time limit. */
 #pragma once
 
 #include <chrono>
@@ -8,32 +8,31 @@
 
 namespace cli {
 
-/** Where the child writes what the parent asked it for. */
+/** The descriptor to which the child writes its result. */
 constexpr int kResultDescriptor = 3;
 
 struct ChildOutcome {
     bool timed_out = false;
-    int exit_status = 0;  ///< of the program, when no signal ended it
-    int signal = 0;       ///< that ended it; 0 when it ended by itself
-    std::string result;   ///< what it wrote to `kResultDescriptor`
-    std::string messages; ///< what it wrote to standard output and standard error, the end of it when that is long
+    int exit_status = 0;  ///< of the program, when no signal killed it
+    int signal = 0;       ///< that killed it; 0 when it exited
+    std::string result;   ///< what it wrote to `kResultDescriptor`, at most 1 MiB
+    std::string messages; ///< what it wrote to standard output and standard error, the last 64 KiB
 };
 
 /**
- * Runs this program with `arguments` and waits until it ends. When the time is over, it and what it started are ended
- * by force. A child is started anew instead of being forked off: what it finds then is a process as the program's own
- * begins, whatever threads there are here.
- * @param environment  names and values put into the child's environment besides this process's.
+ * Runs this program with `arguments` and waits until it ends. After `time_out` it is killed. Processes that it started
+ * are killed in either case. The child is a new process image, not a fork: threads of this process do not affect it.
+ * @param environment  names and values added to this process's environment; they replace variables of the same name.
  * @throws host::Error when no child can be started.
  */
 ChildOutcome run_child(const std::vector<std::string> &arguments,
                        const std::vector<std::pair<std::string, std::string>> &environment,
                        std::chrono::milliseconds time_out);
 
-/** Whether this process was started by `run_child`; true, too, where the system does not say who started it. */
+/** Whether this process was started by `run_child`. Also true when the system does not say who started it. */
 bool is_child();
 
-/** Called by the child first: it ends when its parent does, and leaves no core file. */
+/** Must be called first in the child: it is then killed when its parent ends, and writes no core file. */
 void become_child();
 
 } // namespace cli

@@ -1,4 +1,4 @@
-// What can be said of the module's file, of its loading and of its plain C entry points.
+// The module's file, its loading, and its plain C entry points.
 
 #include <algorithm>
 #include <array>
@@ -31,7 +31,7 @@ void check_loading(CheckedModule &module, Findings &findings) {
     try {
         const host::Module first(module.path());
         const host::Module again(module.path());
-        findings.expect(first.factory() == again.factory(), "loaded a second time, it has another factory");
+        findings.expect(first.factory() == again.factory(), "a second load gives another factory");
     } catch (const host::Error &error) {
         findings.fail(error.reason());
     }
@@ -51,10 +51,10 @@ void check_exports(CheckedModule &module, Findings &findings) {
         if (is_promised_export(name)) {
             continue;
         }
-        if (name.rfind("__", 0) == 0) { // reserved for compilers: sanitizers and coverage counters bring such names
-            findings.warn(name + " is exported too; its compiler brought it");
+        if (name.rfind("__", 0) == 0) { // reserved for compilers: sanitizers and coverage add such names
+            findings.warn(name + " is also exported, added by the compiler");
         } else {
-            findings.fail(name + " is exported too");
+            findings.fail(name + " is also exported");
         }
     }
 }
@@ -65,10 +65,10 @@ void check_protection(CheckedModule &module, Findings &findings) {
         bool holds;
         const char *reason;
     } rows[] = {
-        {file.is_read_only_after_relocation, "its addresses stay writable: link with -z relro"},
-        {file.is_bound_at_once, "its names are bound one by one as they are called: link with -z now"},
-        {!file.relocates_code, "its code is written to while it is loaded: compile with -fPIC"},
-        {!file.wants_executable_stack, "it asks for a stack that may hold code: link with -z noexecstack"},
+        {file.is_read_only_after_relocation, "its relocated data stays writable: link with -z relro"},
+        {file.is_bound_at_once, "its symbols are bound lazily: link with -z now"},
+        {!file.relocates_code, "its code is relocated when it is loaded: compile with -fPIC"},
+        {!file.wants_executable_stack, "it requests an executable stack: link with -z noexecstack"},
     };
     for (const auto &row : rows) {
         if (!row.holds) {
@@ -77,9 +77,9 @@ void check_protection(CheckedModule &module, Findings &findings) {
     }
 }
 
-/** What standard output is given while `act` runs. Nothing else of this process writes there meanwhile. */
+/** Returns what `act` prints to standard output. No other thread may write there meanwhile. */
 template <typename Act>
-std::string printed_by(Act act) {
+std::string capture_output(Act act) {
     std::fflush(stdout);
     const int kept = dup(STDOUT_FILENO);
     const int memory = memfd_create("printed", MFD_CLOEXEC);
@@ -102,8 +102,8 @@ struct EntryPoints {
           print(reinterpret_cast<decltype(print)>(symbol(module, "qor_profile_print"))),
           delta_enabled(static_cast<std::uint8_t *>(symbol(module, "_qor_profile_delta_enabled"))) {}
 
-    /** The description, and "(null)" for none. */
-    std::string line_of(const void *report) const {
+    /** The description of a report; "(null)" when there is none. */
+    std::string describe_report(const void *report) const {
         const platform::OwnedValue line(describe(report));
         const char *text = TvStringGetCString(line.get());
         return text == nullptr ? "(null)" : text;
@@ -115,7 +115,7 @@ struct EntryPoints {
 
 private:
     static void *symbol(CheckedModule &module, const char *name) {
-        void *found = module.loaded().symbol(name);
+        void *found = module.load().symbol(name);
         if (found == nullptr) {
             throw SkippedCheck(std::string(name) + " is not exported", "exports");
         }
@@ -123,14 +123,14 @@ private:
     }
 };
 
-/** Any bytes, but for a category that is known or not far from it. */
+/** Random bytes, with a known category or one just beyond. */
 std::vector<Report> random_reports(CheckedModule &module, std::size_t count) {
     std::vector<Report> reports(count);
     for (Report &report : reports) {
         for (std::uint8_t &byte : report) {
             byte = static_cast<std::uint8_t>(module.random());
         }
-        report[3] %= 12; // the category: else most would be unknown
+        report[3] %= 12; // the category: most would be unknown otherwise
     }
     return reports;
 }
@@ -141,18 +141,18 @@ bool is_one_line(const std::string &line) {
 
 void check_report_entry_points(CheckedModule &module, Findings &findings) {
     const EntryPoints entry(module);
-    findings.expect(entry.line_of(nullptr) == "(null)", "CopyProfileDescription describes a null report");
-    const std::string printed_for_null = printed_by([&] { entry.print(nullptr); });
+    findings.expect(entry.describe_report(nullptr) == "(null)", "CopyProfileDescription describes a null report");
+    const std::string printed_for_null = capture_output([&] { entry.print(nullptr); });
     findings.expect(printed_for_null.empty(), "qor_profile_print prints for a null report: " + printed_for_null);
     findings.expect_equal("_qor_profile_delta_enabled at load", *entry.delta_enabled, 0);
 
     const Report zeros{};
-    const std::string line = entry.line_of(zeros.data());
+    const std::string line = entry.describe_report(zeros.data());
     findings.expect(line != "(null)" && is_one_line(line), "a report of zeros is described as: " + line);
-    const std::string printed = printed_by([&] { entry.print(zeros.data()); });
+    const std::string printed = capture_output([&] { entry.print(zeros.data()); });
     findings.expect(printed == line + "\n", "qor_profile_print does not print the description and a newline");
     *entry.delta_enabled = 1;
-    findings.expect(entry.line_of(zeros.data()) == line, "_qor_profile_delta_enabled changes a description");
+    findings.expect(entry.describe_report(zeros.data()) == line, "_qor_profile_delta_enabled changes a description");
     *entry.delta_enabled = 0;
 }
 
@@ -160,19 +160,18 @@ void check_any_report(CheckedModule &module, Findings &findings) {
     constexpr std::size_t kReports = 300;
     const EntryPoints entry(module);
     const std::vector<Report> reports = random_reports(module, kReports);
-    std::vector<std::byte> odd(1 + sizeof(Report)); // so that a report stands at an odd address
-    entry.line_of(reports.front().data());
+    std::vector<std::byte> odd(1 + sizeof(Report)); // room for a report at an odd address
+    entry.describe_report(reports.front().data());
     const std::size_t values_before = host::live_values();
     for (const Report &report : reports) {
-        const std::string line = entry.line_of(report.data());
+        const std::string line = entry.describe_report(report.data());
         findings.expect(is_one_line(line), "a report is described as: " + line);
         std::memcpy(odd.data() + 1, report.data(), sizeof report);
-        findings.expect(entry.line_of(odd.data() + 1) == line,
-                        "the same report at another address is described as: " + entry.line_of(odd.data() + 1));
+        findings.expect(entry.describe_report(odd.data() + 1) == line,
+                        "the same report at another address is described as: " + entry.describe_report(odd.data() + 1));
         findings.expect(std::memcmp(odd.data() + 1, report.data(), sizeof report) == 0, "a report was written to");
     }
-    findings.expect_equal("values alive after the descriptions were given back", host::live_values() - values_before,
-                          0);
+    findings.expect_equal("values left after the descriptions were released", host::live_values() - values_before, 0);
 }
 
 void check_threads(CheckedModule &module, Findings &findings) {
@@ -182,14 +181,14 @@ void check_threads(CheckedModule &module, Findings &findings) {
     const std::vector<Report> reports = random_reports(module, kReports);
     std::vector<std::string> lines;
     for (const Report &report : reports) {
-        lines.push_back(entry.line_of(report.data()));
+        lines.push_back(entry.describe_report(report.data()));
     }
     std::array<int, kThreads> differences{};
     std::vector<std::thread> threads;
     for (int &count : differences) {
         threads.emplace_back([&entry, &reports, &lines, &count] {
             for (std::size_t i = 0; i < reports.size(); ++i) {
-                count += entry.line_of(reports[i].data()) == lines[i] ? 0 : 1;
+                count += entry.describe_report(reports[i].data()) == lines[i] ? 0 : 1;
             }
         });
     }
@@ -204,12 +203,12 @@ void check_threads(CheckedModule &module, Findings &findings) {
 } // namespace
 
 const std::vector<ContractCheck> kFileChecks = {
-    {"exports", "Its dynamic symbols are the four promised ones", check_exports},
-    {"protection", "It is linked with RELRO, immediate binding and no writable code", check_protection},
-    {"loading", "The module loads and has a factory, the same one each time", check_loading},
-    {"report-entry-points", "The entry points describe and print a report, and take null", check_report_entry_points},
-    {"any-report", "Any 48 bytes give one line or none, and stay as they are", check_any_report},
-    {"report-threads", "Reports are described alike on several threads at once", check_threads},
+    {"exports", "The module exports exactly the four promised symbols", check_exports},
+    {"protection", "The module has RELRO, immediate binding and no writable code", check_protection},
+    {"loading", "The module loads and has the same factory each time", check_loading},
+    {"report-entry-points", "The entry points describe and print a report, and accept null", check_report_entry_points},
+    {"any-report", "Any 48 bytes give one line or none, and are not modified", check_any_report},
+    {"report-threads", "Several threads at once describe reports alike", check_threads},
 };
 
 } // namespace cli

@@ -1,4 +1,4 @@
-// What rounds of a whole life leave behind: nothing, or exactly what is left on purpose.
+// Memory after many rounds of creating and releasing an object: nothing leaks but what is leaked on purpose.
 
 #include <cstdint>
 #include <optional>
@@ -19,7 +19,7 @@ namespace {
 constexpr int kWarmUps = 10;
 constexpr int kRounds = 100;
 
-/** The room that a context of five members may take in the C library's books. */
+/** The most bytes that the C library's allocator may account for a context of five members. */
 constexpr std::size_t kMostBytesOfAContext = 96;
 
 std::size_t bytes_or_skip() {
@@ -30,8 +30,8 @@ std::size_t bytes_or_skip() {
     return *bytes;
 }
 
-/** One life without a host's services; what it leaves in its own allocator is counted and taken back. */
-std::size_t live_briefly(CheckedModule &module) {
+/** Creates and releases an object without services. @return the blocks it leaked in its allocator; they are freed. */
+std::size_t run_without_services(CheckedModule &module) {
     constexpr RvUUIDBytes kInterface = kOndreQORHIDStatisticsInterface1Bytes;
     CountingArena arena;
     OndreQORHIDStatisticsRef object = module.create(&arena);
@@ -45,21 +45,21 @@ std::size_t live_briefly(CheckedModule &module) {
 
 void check_rounds_flat(CheckedModule &module, Findings &findings) {
     for (int round = 0; round < kWarmUps; ++round) {
-        live_briefly(module);
+        run_without_services(module);
     }
     const std::size_t values = host::live_values();
     const std::size_t bytes = bytes_or_skip();
     std::size_t blocks = 0;
     for (int round = 0; round < kRounds; ++round) {
-        blocks += live_briefly(module);
+        blocks += run_without_services(module);
     }
-    const std::size_t more = bytes_or_skip() - bytes; // before the finding's own text takes memory
-    findings.expect_equal("bytes held after " + std::to_string(kRounds) + " rounds more", more, 0);
+    const std::size_t more = bytes_or_skip() - bytes; // before the finding's own text is allocated
+    findings.expect_equal("bytes held after " + std::to_string(kRounds) + " more rounds", more, 0);
     findings.expect_equal("typed values held", host::live_values() - values, 0);
-    findings.expect(blocks <= kRounds, "a round leaves more than the array of contexts in the object's allocator");
+    findings.expect(blocks <= kRounds, "a round leaks more than the array of contexts in the object's allocator");
 }
 
-/** What one round leaves behind, of everything that can be counted. */
+/** What one round leaks, by everything that can be counted. */
 struct Growth {
     std::int64_t bytes = 0;
     std::size_t values = 0;
@@ -67,7 +67,7 @@ struct Growth {
     std::size_t driver = 0;
     std::size_t device = 0;
     std::size_t hid_devices = 0;
-    std::size_t blocks = 0; ///< of the object's own allocator
+    std::size_t blocks = 0; ///< of the object's allocator
 
     bool operator==(const Growth &) const = default;
 };
@@ -103,7 +103,7 @@ private:
     std::size_t _bytes;
 };
 
-/** What a round's object is handed. */
+/** The services that each round registers. */
 struct Services {
     explicit Services(const PlayedQor &qor) {
         all.push_back(qor.service(kConsumerControl));
@@ -115,8 +115,8 @@ struct Services {
     static constexpr std::size_t kWithHidDevice = 1;
 };
 
-/** One life with services, until the queue is gone. */
-Growth live_with_services(CheckedModule &module, const PlayedQor &qor) {
+/** Creates an object, registers services, and releases the object and its queue. */
+Growth run_with_services(CheckedModule &module, const PlayedQor &qor) {
     const Counts counts(qor);
     std::size_t blocks = 0;
     {
@@ -144,16 +144,16 @@ RvInterfaceRef create_plug_in(RvRegistryEntry entry, const RvUUIDBytes &type) {
 }
 
 /**
- * What is left behind to see how much room it takes; held here, so that a search for leaks finds nothing. It is given
- * its own room beforehand: only what is left behind is to be measured.
+ * Keeps objects that are leaked to measure their size, so that leak checkers find no leak. The list is reserved
+ * beforehand, so that its own memory is not measured.
  */
-class LeftBehind {
+class LeakedObjects {
 public:
-    explicit LeftBehind(std::size_t count) { held().reserve(held().size() + count); }
-    void add(const void *thing) { held().push_back(thing); }
+    explicit LeakedObjects(std::size_t count) { objects().reserve(objects().size() + count); }
+    void add(const void *thing) { objects().push_back(thing); }
 
 private:
-    static std::vector<const void *> &held() {
+    static std::vector<const void *> &objects() {
         static auto &immortal = *new std::vector<const void *>;
         return immortal;
     }
@@ -167,8 +167,8 @@ void *copy_interface(RvRegistryEntry entry, const RvUUIDBytes &type, const RvUUI
     return interface;
 }
 
-/** The same without the module: what the host's own part of a round, and the things named as left, take up. */
-Growth leave_the_named(const PlayedQor &qor, LeftBehind &left) {
+/** The same round without the module: the host's own part, and the objects that are leaked on purpose. */
+Growth leak_on_purpose(const PlayedQor &qor, LeakedObjects &leaked) {
     const Counts counts(qor);
     {
         const Services services(qor);
@@ -176,21 +176,21 @@ Growth leave_the_named(const PlayedQor &qor, LeftBehind &left) {
         queue.close();
     }
     for (const char *key : qor::analytics::kKeys) {
-        left.add(TvStringCreateWithCString(key, kTvStringEncodingASCII));
+        leaked.add(TvStringCreateWithCString(key, kTvStringEncodingASCII));
     }
     for (std::size_t i = 0; i < Services::kKept; ++i) {
-        left.add(copy_interface(qor.driver_entry, kQorDriverPlugInTypeBytes, kQorDriverInterfaceBytes));
-        left.add(copy_interface(qor.device_entry, kQorDevicePlugInTypeBytes, kQorDeviceInterfaceBytes));
+        leaked.add(copy_interface(qor.driver_entry, kQorDriverPlugInTypeBytes, kQorDriverInterfaceBytes));
+        leaked.add(copy_interface(qor.device_entry, kQorDevicePlugInTypeBytes, kQorDeviceInterfaceBytes));
     }
     for (std::size_t i = 0; i < Services::kWithHidDevice; ++i) {
-        left.add(RvHIDDeviceCreate(qor.device_entry));
+        leaked.add(RvHIDDeviceCreate(qor.device_entry));
     }
     return counts.growth();
 }
 
-/** Bytes that `round` leaves behind in all rounds but the first. */
+/** The bytes that `kRounds` rounds leak, after `kWarmUps` that are not counted. */
 template <typename Round>
-std::int64_t bytes_of_rounds(Round round) {
+std::int64_t measure_rounds(Round round) {
     for (int i = 0; i < kWarmUps; ++i) {
         round();
     }
@@ -203,36 +203,36 @@ std::int64_t bytes_of_rounds(Round round) {
 
 void check_rounds_leaks(CheckedModule &module, Findings &findings) {
     const PlayedQor qor;
-    LeftBehind left((kWarmUps + kRounds) *
-                    (qor::analytics::kKeyCount + 2 * Services::kKept + Services::kWithHidDevice));
-    const std::int64_t named = bytes_of_rounds([&] { return leave_the_named(qor, left); });
-    const std::int64_t found = bytes_of_rounds([&] {
-        const Growth growth = live_with_services(module, qor);
-        findings.expect_equal("typed values left by a round (the key strings)", growth.values,
-                              qor::analytics::kKeyCount);
-        findings.expect_equal("interfaces left by a round (two a kept service)", growth.plug_ins, 2 * Services::kKept);
-        findings.expect_equal("references to the driver left by a round (one a kept service)", growth.driver,
+    LeakedObjects leaked((kWarmUps + kRounds) *
+                         (qor::analytics::kKeyCount + 2 * Services::kKept + Services::kWithHidDevice));
+    const std::int64_t named = measure_rounds([&] { return leak_on_purpose(qor, leaked); });
+    const std::int64_t found = measure_rounds([&] {
+        const Growth growth = run_with_services(module, qor);
+        findings.expect_equal("typed values leaked by a round (the key strings)", growth.values, qor::analytics::kKeyCount);
+        findings.expect_equal("interfaces leaked by a round (two per kept service)", growth.plug_ins,
+                              2 * Services::kKept);
+        findings.expect_equal("references to the driver leaked by a round (one per kept service)", growth.driver,
                               Services::kKept);
-        findings.expect_equal("references to the device left by a round (one a kept service)", growth.device,
+        findings.expect_equal("references to the device leaked by a round (one per kept service)", growth.device,
                               Services::kKept);
-        findings.expect_equal("HID devices left by a round", growth.hid_devices, Services::kWithHidDevice);
-        findings.expect(growth.blocks <= 2, "a round leaves more than the array of contexts in the object's allocator");
+        findings.expect_equal("HID devices leaked by a round", growth.hid_devices, Services::kWithHidDevice);
+        findings.expect(growth.blocks <= 2, "a round leaks more than the array of contexts in the object's allocator");
         return growth;
     });
     const std::int64_t contexts = found - named;
     const auto most = static_cast<std::int64_t>(kRounds * Services::kKept * kMostBytesOfAContext);
-    findings.expect(contexts <= most, std::to_string(kRounds) + " rounds leave " + std::to_string(contexts) +
-                                          " bytes besides what is named, and the contexts account for " +
-                                          std::to_string(most) + " at most");
-    findings.expect(contexts >= 0, std::to_string(kRounds) + " rounds leave " + std::to_string(-contexts) +
-                                       " bytes less than what is left on purpose takes");
+    findings.expect(contexts <= most, std::to_string(kRounds) + " rounds leak " + std::to_string(contexts) +
+                                          " bytes more than expected; the contexts account for at most " +
+                                          std::to_string(most));
+    findings.expect(contexts >= 0, std::to_string(kRounds) + " rounds leak " + std::to_string(-contexts) +
+                                       " bytes less than what is leaked on purpose");
 }
 
 } // namespace
 
 const std::vector<ContractCheck> kMemoryChecks = {
-    {"rounds-flat", "100 rounds of factory, query and last Release leave nothing", check_rounds_flat},
-    {"rounds-leaks", "Rounds with services leave what is left on purpose, no more", check_rounds_leaks},
+    {"rounds-flat", "100 rounds of factory, query and last Release leak nothing", check_rounds_flat},
+    {"rounds-leaks", "Rounds with services leak only what is leaked on purpose", check_rounds_leaks},
 };
 
 } // namespace cli

@@ -1,4 +1,4 @@
-// The factory, the table and the object by itself.
+// The factory, the interface table and a single object.
 
 #include <array>
 #include <iterator>
@@ -25,16 +25,16 @@ constexpr std::uint32_t kNoInterface = 0x80000004;
 constexpr int kUuidBits = 128;
 constexpr int kRandomUuids = 64;
 
-RvUUIDBytes flipped(RvUUIDBytes uuid, int bit) {
+RvUUIDBytes flip_bit(RvUUIDBytes uuid, int bit) {
     std::uint8_t &byte = uuid.bytes[bit / 8];
     byte = static_cast<std::uint8_t>(byte ^ (1U << (bit % 8)));
     return uuid;
 }
 
-/** Everything that is nearly `uuid`: one bit is another. */
+/** Adds every UUID that differs from `uuid` in one bit. */
 void add_neighbours(const RvUUIDBytes &uuid, std::vector<RvUUIDBytes> &all) {
     for (int bit = 0; bit < kUuidBits; ++bit) {
-        all.push_back(flipped(uuid, bit));
+        all.push_back(flip_bit(uuid, bit));
     }
 }
 
@@ -46,7 +46,7 @@ void add_random(CheckedModule &module, std::vector<RvUUIDBytes> &all) {
 
 std::size_t live_instances() { return host::device_registry::factory_instance_count(kFactory); }
 
-/** For objects whose table is not trusted yet. */
+/** For objects whose table has not been checked yet. */
 void release_if_possible(OndreQORHIDStatisticsRef object) {
     if (*object != nullptr && (*object)->Release != nullptr) {
         (*object)->Release(object);
@@ -54,8 +54,8 @@ void release_if_possible(OndreQORHIDStatisticsRef object) {
 }
 
 void check_factory_type(CheckedModule &module, Findings &findings) {
-    OndreQORHIDStatisticsRef object = module.make(RvAllocatorGetDefault(), kType);
-    findings.expect(object != nullptr, "the factory makes no object of the session-filter type " + text_of(kType));
+    OndreQORHIDStatisticsRef object = module.call_factory(RvAllocatorGetDefault(), kType);
+    findings.expect(object != nullptr, "the factory returns no object for the session-filter type " + text_of(kType));
     if (object != nullptr) {
         findings.expect(*object != nullptr, "the object has no interface table");
         release_if_possible(object);
@@ -69,9 +69,11 @@ void check_factory_wrong_types(CheckedModule &module, Findings &findings) {
     add_random(module, wrong);
     const CountingArena arena;
     for (const RvUUIDBytes &type : wrong) {
-        findings.expect(module.make(&arena, type) == nullptr, "the factory makes an object of type " + text_of(type));
+        findings.expect(module.call_factory(&arena, type) == nullptr,
+                        "the factory returns an object for type " + text_of(type));
     }
-    findings.expect(module.loaded().factory()(&arena, nullptr) == nullptr, "the factory makes an object of no type");
+    findings.expect(module.load().factory()(&arena, nullptr) == nullptr,
+                    "the factory returns an object for a null type");
     findings.expect_equal("allocations for wrong types", arena.allocations(), 0);
     findings.expect_equal("factory instances for wrong types", live_instances(), 0);
 }
@@ -79,23 +81,24 @@ void check_factory_wrong_types(CheckedModule &module, Findings &findings) {
 void check_factory_memory(CheckedModule &module, Findings &findings) {
     CountingArena arena;
     OndreQORHIDStatisticsRef object = module.create(&arena);
-    findings.expect(arena.owns(object), "the object does not live in the memory of the allocator given");
+    findings.expect(arena.owns(object), "the object is not in memory of the given allocator");
     (*object)->Release(object);
-    findings.expect(!arena.owns(object), "the last Release does not give the object's memory back");
-    findings.expect_equal("blocks given back that came from elsewhere", arena.strangers(), 0);
+    findings.expect(!arena.owns(object), "the last Release does not free the object's memory");
+    findings.expect_equal("blocks freed that the allocator did not allocate", arena.strangers(), 0);
 }
 
 void check_factory_without_memory(CheckedModule &module, Findings &findings) {
-    module.loaded();
+    module.load();
     CountingArena arena;
     arena.run_dry();
-    findings.expect(module.make(&arena, kType) == nullptr, "the factory makes an object without memory");
-    findings.expect_equal("factory instances without an object", live_instances(), 0);
+    findings.expect(module.call_factory(&arena, kType) == nullptr,
+                    "the factory returns an object when memory is exhausted");
+    findings.expect_equal("factory instances after that", live_instances(), 0);
 }
 
 void check_factory_instances(CheckedModule &module, Findings &findings) {
     OndreQORHIDStatisticsRef object = module.create(RvAllocatorGetDefault());
-    findings.expect_equal("factory instances while one object lives", live_instances(), 1);
+    findings.expect_equal("factory instances while one object exists", live_instances(), 1);
     (*object)->Release(object);
     findings.expect_equal("factory instances after its last Release", live_instances(), 0);
 }
@@ -121,15 +124,15 @@ void check_table_slots(CheckedModule &module, Findings &findings) {
                                                          nullptr,
                                                          nullptr,
                                                          nullptr};
-    OndreQORHIDStatisticsRef object = module.make(RvAllocatorGetDefault(), kType);
+    OndreQORHIDStatisticsRef object = module.call_factory(RvAllocatorGetDefault(), kType);
     if (object == nullptr || *object == nullptr) {
-        throw SkippedCheck("the factory makes no object", "factory-type");
+        throw SkippedCheck("the factory returns no object", "factory-type");
     }
     const auto *slots = reinterpret_cast<void *const *>(*object);
     for (std::size_t slot = 0; slot < kSlots; ++slot) {
         const std::string which = "slot " + std::to_string(slot);
         if (kNames[slot] == nullptr) {
-            findings.expect(slots[slot] == nullptr, which + " holds something, and null is promised");
+            findings.expect(slots[slot] == nullptr, which + " is not null");
         } else {
             findings.expect(slots[slot] != nullptr, which + " (" + kNames[slot] + ") is null");
         }
@@ -146,14 +149,14 @@ void check_query_known(CheckedModule &module, Findings &findings) {
     for (const RvUUIDBytes &type : kInterfaces) {
         void *interface = nullptr;
         const auto result = static_cast<std::uint32_t>(query(object, type, &interface));
-        findings.expect(result == 0, text_of(type) + " is answered with " + hex_number(result));
-        findings.expect(interface == object, text_of(type) + " is answered with something other than the object");
+        findings.expect(result == 0, "QueryInterface for " + text_of(type) + " returns " + hex_number(result));
+        findings.expect(interface == object, "QueryInterface for " + text_of(type) + " gives another object");
     }
     for (std::uint32_t left = std::size(kInterfaces) + 1; left-- > 0;) {
         const std::uint32_t count = (*object)->Release(object);
         findings.expect_equal("references left after one Release", count, left);
         if (count == 0) {
-            break; // the object is gone, rightly or not
+            break; // the object no longer exists
         }
     }
 }
@@ -168,9 +171,10 @@ void check_query_unknown(CheckedModule &module, Findings &findings) {
     for (const RvUUIDBytes &type : unknown) {
         void *interface = object;
         const auto result = static_cast<std::uint32_t>(query(object, type, &interface));
-        findings.expect(result == kNoInterface, text_of(type) + " is answered with " + hex_number(result) + ", and " +
-                                                    hex_number(kNoInterface) + " is promised");
-        findings.expect(interface == nullptr, "refusing " + text_of(type) + " does not leave null in the result");
+        findings.expect(result == kNoInterface, "QueryInterface for " + text_of(type) + " returns " +
+                                                    hex_number(result) + ", expected " + hex_number(kNoInterface));
+        findings.expect(interface == nullptr,
+                        "QueryInterface for " + text_of(type) + " does not set the result to null");
     }
     findings.expect_equal("references left by refused queries", (*object)->Release(object), 0);
 }
@@ -186,7 +190,7 @@ void check_counting(CheckedModule &module, Findings &findings) {
         findings.expect_equal(std::string(adds ? "AddRef" : "Release") + " in step " + std::to_string(step), found,
                               promised);
         if (found != promised) {
-            return; // what comes next would be guesswork
+            return; // later counts would prove nothing
         }
     }
     while (promised-- > 0) {
@@ -196,11 +200,11 @@ void check_counting(CheckedModule &module, Findings &findings) {
 
 void check_open(CheckedModule &module, Findings &findings) {
     OndreQORHIDStatisticsRef object = module.create(RvAllocatorGetDefault());
-    char anything = 0; // stands for a session, which nobody looks at
+    char anything = 0; // its address stands for a session, which open does not read
     for (auto *session : {RvHIDSessionRef{}, reinterpret_cast<RvHIDSessionRef>(&anything)}) {
         for (const std::uint32_t options : {0U, 1U, ~0U, static_cast<std::uint32_t>(module.random())}) {
             findings.expect((*object)->open(object, session, options),
-                            "open with options " + hex_number(options) + " answers false");
+                            "open with options " + hex_number(options) + " returns false");
         }
     }
     (*object)->Release(object);
@@ -215,13 +219,13 @@ void check_call_order(CheckedModule &module, Findings &findings) {
     services.push_back(std::make_unique<RvHIDService>(qor.service(kVendor)));
     module.require_object();
     host::SerialQueue queue;
-    host::HostedPlugIn hosted(module.loaded(), queue);
+    host::HostedPlugIn hosted(module.load(), queue);
     hosted.register_services(services);
-    findings.expect(host::state_capture_handler_count() > 0, "no handler is registered at the end of the order");
+    findings.expect(host::state_capture_handler_count() > 0, "no handler is registered after the calls");
     hosted.stop();
     findings.expect_equal("handlers after the last Release", host::state_capture_handler_count(), 0);
     for (const std::string &line : log.lines()) {
-        findings.fail("a healthy life writes a line to the log: " + line);
+        findings.fail("a correct sequence of calls writes to the log: " + line);
     }
 }
 
@@ -237,7 +241,7 @@ void check_reopening(CheckedModule &module, Findings &findings) {
     });
     const std::size_t before = host::state_capture_handler_count();
     later.run([&] {
-        findings.expect((*plug_in)->open(plug_in, nullptr, 0), "after close, open answers false");
+        findings.expect((*plug_in)->open(plug_in, nullptr, 0), "after close, open returns false");
         (*plug_in)->scheduleWithDispatchQueue(plug_in, later.handle());
         const RvHIDService service = qor.service(kSensor);
         (*plug_in)->registerService(plug_in, &service);
@@ -253,7 +257,7 @@ void check_two_objects(CheckedModule &module, Findings &findings) {
     const PlayedQor qor;
     ScheduledObject first(module);
     ScheduledObject second(module);
-    findings.expect(first.get() != second.get(), "the factory hands out the same object twice");
+    findings.expect(first.get() != second.get(), "the factory returns the same object twice");
     if (first.get() == second.get()) {
         return;
     }
@@ -262,26 +266,26 @@ void check_two_objects(CheckedModule &module, Findings &findings) {
     second.hand_over(qor.service(kVendor));
     findings.expect_equal("handlers of two objects", host::state_capture_handler_count(), 2 * kRawDebugHandlers);
     first.stop();
-    findings.expect_equal("records of the second object when the first is gone",
+    findings.expect_equal("records of the second object after the first is released",
                           captured_titles(kRvStateCaptureFault).size(), kRawDebugHandlers);
 }
 
 } // namespace
 
 const std::vector<ContractCheck> kObjectChecks = {
-    {"factory-type", "The factory makes an object of the session-filter type", check_factory_type},
-    {"factory-wrong-types", "Any other type, one bit away or far, gives null", check_factory_wrong_types},
-    {"factory-memory", "The object lives in the allocator's memory and gives it back", check_factory_memory},
-    {"factory-without-memory", "Without memory the factory answers null", check_factory_without_memory},
-    {"factory-instances", "A live object is one instance of its factory", check_factory_instances},
-    {"table-slots", "Of the 18 slots exactly the promised 8 are provided", check_table_slots},
-    {"query-known", "Each of the 3 interfaces is the object, and one reference more", check_query_known},
-    {"query-unknown", "A refused query answers 0x80000004, null and no reference", check_query_unknown},
-    {"counting", "AddRef and Release answer the count, whatever their order", check_counting},
-    {"open", "open answers true, whatever its arguments", check_open},
-    {"call-order", "A life in the promised order passes without a line in the log", check_call_order},
+    {"factory-type", "The factory creates an object of the session-filter type", check_factory_type},
+    {"factory-wrong-types", "Any other type gives null, even one that differs in one bit", check_factory_wrong_types},
+    {"factory-memory", "The object uses memory of the allocator and frees it", check_factory_memory},
+    {"factory-without-memory", "The factory returns null when memory is exhausted", check_factory_without_memory},
+    {"factory-instances", "An object counts as one instance of its factory", check_factory_instances},
+    {"table-slots", "Exactly the promised 8 of the 18 slots are set", check_table_slots},
+    {"query-known", "Each of the 3 interfaces is the object and adds a reference", check_query_known},
+    {"query-unknown", "A refused query returns 0x80000004, null and no reference", check_query_unknown},
+    {"counting", "AddRef and Release return the count, in any order", check_counting},
+    {"open", "open returns true for all arguments", check_open},
+    {"call-order", "The promised order of calls writes nothing to the log", check_call_order},
     {"reopening", "A closed object can be opened and scheduled again", check_reopening},
-    {"two-objects", "Two objects live side by side, each with its own state", check_two_objects},
+    {"two-objects", "Two objects coexist, each with its own state", check_two_objects},
 };
 
 } // namespace cli

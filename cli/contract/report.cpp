@@ -9,6 +9,7 @@
 
 #include "cli/terminal/columns.h"
 #include "cli/terminal/json_text.h"
+#include "host/count_text.h"
 
 namespace cli {
 namespace {
@@ -17,7 +18,7 @@ constexpr std::size_t kStatusWidth = 9;
 constexpr std::size_t kNameWidth = 24;
 constexpr std::size_t kIndent = kStatusWidth;
 
-/** Lines of the module's own that are shown at most. */
+/** At most this many lines of the module's output are printed. */
 constexpr std::size_t kMostMessageLines = 20;
 
 struct StatusLook {
@@ -31,12 +32,12 @@ constexpr std::array<StatusLook, 5> kStatusLooks = {
 
 const StatusLook &look_of(CheckStatus status) { return kStatusLooks[static_cast<std::size_t>(status)]; }
 
-std::string padded(std::string text, std::size_t width) {
+std::string pad(std::string text, std::size_t width) {
     text.resize(std::max(text.size(), width), ' ');
     return text;
 }
 
-std::string indented(const std::string &text) { return std::string(kIndent, ' ') + text + "\n"; }
+std::string indent(const std::string &text) { return std::string(kIndent, ' ') + text + "\n"; }
 
 std::vector<std::string> last_lines(const std::string &text) {
     std::vector<std::string> lines;
@@ -47,16 +48,16 @@ std::vector<std::string> last_lines(const std::string &text) {
     if (lines.size() > kMostMessageLines) {
         const std::size_t left_out = lines.size() - kMostMessageLines;
         lines.erase(lines.begin(), lines.end() - kMostMessageLines);
-        lines.insert(lines.begin(), "(" + std::to_string(left_out) + " lines before these)");
+        lines.insert(lines.begin(), "(" + std::to_string(left_out) + " earlier lines)");
     }
     return lines;
 }
 
-/** Without the promise's line end; every control character visible, also for files: it is the module's text. */
+/** The module's output, with control characters escaped even when written to a file. */
 std::string message_lines(const std::string &messages) {
     std::string text;
     for (const std::string &line : last_lines(messages)) {
-        text += indented("| " + escape_controls(line));
+        text += indent("| " + escape_controls(line));
     }
     return text;
 }
@@ -89,25 +90,24 @@ std::string name_of(CheckStatus status) { return look_of(status).name; }
 
 std::string report_text(const CheckReport &report, bool shows_reproduce, const TextStyle &style) {
     const CheckStatus status = report.result.status;
-    std::string text = style.coloured(padded(name_of(status), kStatusWidth), look_of(status).colour) +
-                       padded(report.check.name, kNameWidth) + report.check.promise + "\n";
+    std::string text = style.colour(pad(name_of(status), kStatusWidth), look_of(status).colour) +
+                       pad(report.check.name, kNameWidth) + report.check.promise + "\n";
     for (const std::string &reason : report.result.reasons) {
-        text += indented(escape_controls(reason));
+        text += indent(escape_controls(reason));
     }
     if (status == CheckStatus::Passed) {
         return text;
     }
     text += message_lines(report.messages);
     if (shows_reproduce && (status == CheckStatus::Failed || status == CheckStatus::Crashed)) {
-        text += indented("again: " + report.reproduce);
+        text += indent("again: " + report.reproduce);
     }
     return text;
 }
 
 std::string totals_text(const Validation &validation) {
-    std::string text = std::to_string(validation.reports.size()) +
-                       (validation.reports.size() == 1 ? " check with seed " : " checks with seed ") +
-                       std::to_string(validation.seed) + ": ";
+    std::string text =
+        host::count_text(validation.reports.size(), "check") + " with seed " + std::to_string(validation.seed) + ": ";
     for (std::size_t i = 0; i < kStatusLooks.size(); ++i) {
         text += (i == 0 ? "" : ", ") + std::to_string(validation.count(static_cast<CheckStatus>(i))) + " " +
                 kStatusLooks[i].name;
@@ -132,7 +132,7 @@ std::string validation_json(const Validation &validation) {
 std::string list_text(std::span<const ContractCheck> checks) {
     std::string text;
     for (const ContractCheck &check : checks) {
-        text += padded(check.name, kNameWidth) + check.promise + "\n";
+        text += pad(check.name, kNameWidth) + check.promise + "\n";
     }
     return text;
 }

@@ -1,4 +1,4 @@
-/** What `validate` prints. */
+/** The output of `validate`. */
 #pragma once
 
 #include <cstddef>
@@ -12,12 +12,12 @@
 
 namespace cli {
 
-/** One check's result, with what the module printed meanwhile. */
+/** The result of one check, and what the module printed meanwhile. */
 struct CheckReport {
     ContractCheck check;
     CheckResult result;
     std::string messages;  ///< standard output and standard error of the check's process
-    std::string reproduce; ///< a command for the shell that runs this check alone, as it was run
+    std::string reproduce; ///< a shell command that repeats this check alone
 };
 
 struct Validation {
@@ -33,10 +33,10 @@ struct Validation {
 /** "passed", "failed", "crashed", "skipped", "warning" */
 std::string name_of(CheckStatus status);
 
-/** One line: status, name, promise; below it the reasons and, where the check did not pass, what was printed. */
+/** One line with status, name and promise; below it the reasons and, unless the check passed, the module's output. */
 std::string report_text(const CheckReport &report, bool shows_reproduce, const TextStyle &style);
 
-/** The last line. */
+/** The last line: the number of checks by status. */
 std::string totals_text(const Validation &validation);
 
 std::string validation_json(const Validation &validation);
@@ -45,7 +45,7 @@ std::string validation_json(const Validation &validation);
 std::string list_text(std::span<const ContractCheck> checks);
 std::string list_json(std::span<const ContractCheck> checks);
 
-/** `words` as a shell reads them back. */
+/** `words` quoted for a shell. */
 std::string shell_command(const std::vector<std::string> &words);
 
 } // namespace cli

@@ -1,4 +1,4 @@
-// Which services an object keeps, what it does for them, and what reaches it.
+// Services: which ones an object keeps, what it registers for them, and which events reach it.
 
 #include <chrono>
 #include <filesystem>
@@ -21,7 +21,7 @@ namespace {
 
 constexpr const char *kFaultNotification = "com.ondre.ondreqorhidstatistics.fault";
 
-/** Tells the driver that somebody listens to the device's analytics. */
+/** Tells the driver that the analytics of its device are received. */
 constexpr std::uint32_t kAnalyticsReadyCommand = 30;
 
 platform::OwnedValue string_value(const char *text) {
@@ -55,7 +55,7 @@ void check_services_kept(CheckedModule &module, Findings &findings) {
     }
 }
 
-/** Services that nobody keeps. */
+/** Services that no object keeps. */
 std::vector<RvHIDService> refused_services(const PlayedQor &qor) {
     std::vector<RvHIDService> services;
     for (const char *transport : {"qor", "QORX", "USB", ""}) {
@@ -82,14 +82,14 @@ void check_services_refused(CheckedModule &module, Findings &findings) {
             object.hand_over(service);
         }
         if (round == 0) {
-            values = host::live_values(); // whatever is made once has been made by now
+            values = host::live_values(); // values that are created once exist by now
         }
     }
     findings.expect_equal("handlers registered", host::state_capture_handler_count(), 0);
     findings.expect_equal("references to plug-ins taken", host::live_plug_in_references() - plug_ins, 0);
     findings.expect_equal("references to the driver taken", host::device_registry::reference_count(qor.driver_entry),
                           0);
-    findings.expect_equal("typed values held after " + std::to_string(kRounds) + " rounds more",
+    findings.expect_equal("typed values held after " + std::to_string(kRounds) + " more rounds",
                           host::live_values() - values, 0);
 }
 
@@ -110,15 +110,15 @@ void check_analytics_callback(CheckedModule &module, Findings &findings) {
     const PlayedQor qor;
     ScheduledObject object(module);
     object.hand_over(silent.service(kVendor));
-    findings.expect(!silent.device->has_callback(), "a callback is installed where no analytics are delivered");
+    findings.expect(!silent.device->has_callback(), "a callback is installed for a service without analytics");
     findings.expect_equal("commands to the driver of a service without analytics", silent.commands.size(), 0);
 
     object.hand_over(qor.tallybook_service({}));
-    findings.expect(qor.device->has_callback(), "no callback is installed where analytics are delivered");
-    findings.expect(qor.device->target() == object.get(), "the callback is not given the object");
-    findings.expect(qor.device->queue() == object.queue().handle(), "the callback is not on the object's queue");
+    findings.expect(qor.device->has_callback(), "no callback is installed for a service with analytics");
+    findings.expect(qor.device->target() == object.get(), "the callback does not receive the object");
+    findings.expect(qor.device->queue() == object.queue().handle(), "the callback does not run on the object's queue");
     findings.expect(qor.commands == std::vector{kAnalyticsReadyCommand},
-                    "the driver is not sent command 30, and nothing else");
+                    "the driver does not receive exactly one command, 30");
 }
 
 void check_analytics_entries(CheckedModule &module, Findings &findings) {
@@ -135,8 +135,7 @@ void check_analytics_entries(CheckedModule &module, Findings &findings) {
         const auto value = static_cast<std::int32_t>(module.random());
         entries.push_back({qor::analytics::kVersion, qor::analytics::kSetScalar, key, 0});
         entries.push_back({qor::analytics::kVersion, qor::analytics::kAddToScalar, key, value});
-        entries.push_back(
-            {qor::analytics::kVersion - 1, qor::analytics::kSetScalar, key, 7}); // of another version: left out
+        entries.push_back({qor::analytics::kVersion - 1, qor::analytics::kSetScalar, key, 7}); // of another version: ignored
         sum += value;
     }
     qor.device->deliver_batch(batch_of(entries));
@@ -145,15 +144,14 @@ void check_analytics_entries(CheckedModule &module, Findings &findings) {
         stored += value;
     }
     findings.expect_equal("keys in the store", host::store_contents().scalars.size(), qor::analytics::kKeyCount);
-    findings.expect(stored == sum, "the values in the store are not those of the entries");
+    findings.expect(stored == sum, "the values in the store differ from those of the entries");
 
-    qor.device->deliver_batch(
-        batch_of({{qor::analytics::kVersion, qor::analytics::kSetScalar, qor::analytics::kKeyCount, 5},
-                  {qor::analytics::kVersion, qor::analytics::kSetScalar, 255, 6}}));
-    findings.expect_equal("keys in the store after entries without a key", host::store_contents().scalars.size(),
+    qor.device->deliver_batch(batch_of({{qor::analytics::kVersion, qor::analytics::kSetScalar, qor::analytics::kKeyCount, 5},
+                                        {qor::analytics::kVersion, qor::analytics::kSetScalar, 255, 6}}));
+    findings.expect_equal("keys in the store after entries with unknown keys", host::store_contents().scalars.size(),
                           qor::analytics::kKeyCount + 1U);
     findings.expect(host::store_contents().scalars.count("com.ondre.zel.unknown") == 1,
-                    "entries without a key do not go to com.ondre.zel.unknown");
+                    "entries with unknown keys are not stored under com.ondre.zel.unknown");
 }
 
 std::size_t faults_in(const host::LogRecorder &log) {
@@ -178,9 +176,9 @@ void check_fault_notification(CheckedModule &module, Findings &findings) {
     findings.expect_equal("faults in the log after one notification", faults_in(log), 1);
     object.queue().run([&] { (*object.get())->unscheduleFromDispatchQueue(object.get(), object.queue().handle()); });
     post();
-    findings.expect_equal("faults in the log after one more, unscheduled", faults_in(log), 2);
+    findings.expect_equal("faults in the log after another one when unscheduled", faults_in(log), 2);
     object.stop();
-    findings.expect_equal("handlers reached by a notification after the end",
+    findings.expect_equal("handlers reached by a notification after the last Release",
                           host::deliver_notification(kFaultNotification), 0);
 }
 
@@ -189,7 +187,7 @@ std::ptrdiff_t thread_count() {
     return std::distance(fs::directory_iterator("/proc/self/task"), fs::directory_iterator());
 }
 
-/** Waits until there are no more than so many threads: one that was joined is still counted for a moment. */
+/** Waits until at most `most` threads are left: a joined thread is still counted for a moment. */
 void wait_for_threads(std::ptrdiff_t most) {
     using Clock = std::chrono::steady_clock;
     const Clock::time_point end = Clock::now() + std::chrono::seconds(10);
@@ -198,8 +196,8 @@ void wait_for_threads(std::ptrdiff_t most) {
     }
 }
 
-/** How many threads there are between objects, with the one that a sanitizer starts beside the first one. */
-std::ptrdiff_t resting_threads() {
+/** The number of threads without an object, including the one that a sanitizer starts with the first thread. */
+std::ptrdiff_t idle_thread_count() {
     host::SerialQueue queue;
     std::ptrdiff_t with_queue = 0;
     queue.run([&] { with_queue = thread_count(); });
@@ -212,7 +210,7 @@ void check_nothing_after_release(CheckedModule &module, Findings &findings) {
     constexpr std::chrono::milliseconds kSilence{100};
     PlayedQor qor;
     module.require_object();
-    const std::ptrdiff_t threads = resting_threads();
+    const std::ptrdiff_t threads = idle_thread_count();
     const host::LogRecorder log;
     {
         ScheduledObject object(module);
@@ -221,34 +219,33 @@ void check_nothing_after_release(CheckedModule &module, Findings &findings) {
         capture(kRvStateCaptureRequest);
         object.stop();
     }
-    findings.expect_equal("handlers left", host::state_capture_handler_count(), 0);
+    findings.expect_equal("handlers left after the last Release", host::state_capture_handler_count(), 0);
     const std::size_t calls = qor.commands.size() + qor.report_calls;
     const std::size_t lines = log.messages().size();
 
     findings.expect_equal("handlers reached by a notification", host::deliver_notification(kFaultNotification), 0);
     findings.expect_equal("records captured", capture(kRvStateCaptureRequest).size(), 0);
-    findings.expect(
-        !qor.device->deliver_batch(batch_of({{qor::analytics::kVersion, qor::analytics::kSetScalar, 0, 1}})),
-        "a batch of analytics is delivered");
-    std::this_thread::sleep_for(kSilence); // for what the module may do by itself
+    findings.expect(!qor.device->deliver_batch(batch_of({{qor::analytics::kVersion, qor::analytics::kSetScalar, 0, 1}})),
+                    "a batch of analytics is delivered");
+    std::this_thread::sleep_for(kSilence); // time for threads of the module
     findings.expect_equal("calls of the driver", qor.commands.size() + qor.report_calls, calls);
     findings.expect_equal("lines in the log", log.messages().size(), lines);
     wait_for_threads(threads);
     const std::ptrdiff_t left = thread_count();
-    findings.expect(left <= threads, "threads: " + std::to_string(left) + ", and there were " +
-                                         std::to_string(threads) + " before the object");
+    findings.expect(left <= threads, "threads: " + std::to_string(left) + ", expected at most " +
+                                         std::to_string(threads) + " as before the object");
 }
 
 } // namespace
 
 const std::vector<ContractCheck> kServiceChecks = {
-    {"services-kept", "Each usage is kept, with the handlers and devices it calls for", check_services_kept},
-    {"services-refused", "Other services leave nothing behind", check_services_refused},
+    {"services-kept", "Each usage is kept and gets its handlers and HID devices", check_services_kept},
+    {"services-refused", "Other services are refused and nothing leaks", check_services_refused},
     {"raw-debug-once", "The 104 entries are registered once per object", check_raw_debug_once},
-    {"analytics-callback", "The analytics callback is installed where it is called for", check_analytics_callback},
-    {"analytics-entries", "Analytics entries reach the store under 58 keys", check_analytics_entries},
-    {"fault-notification", "A fault notification is one fault in the log", check_fault_notification},
-    {"nothing-after-release", "Nothing is delivered, and nothing runs, after the last Release",
+    {"analytics-callback", "The analytics callback is installed for services with analytics", check_analytics_callback},
+    {"analytics-entries", "Analytics entries are stored under 58 keys", check_analytics_entries},
+    {"fault-notification", "A fault notification writes one fault to the log", check_fault_notification},
+    {"nothing-after-release", "After the last Release nothing is delivered and nothing runs",
      check_nothing_after_release},
 };
 

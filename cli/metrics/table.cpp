@@ -76,7 +76,7 @@ std::vector<Line> scalar_lines(const host::StoreContents &contents) {
         lines.push_back(line_for(key));
         cells.push_back({std::to_string(value)});
     }
-    const std::vector<std::string> rows = aligned_rows(cells, {Align::Right});
+    const std::vector<std::string> rows = align_rows(cells, {Align::Right});
     for (std::size_t i = 0; i < lines.size(); ++i) {
         lines[i].numbers = rows[i];
     }
@@ -97,7 +97,7 @@ DistributionLines distribution_lines(const host::StoreContents &contents, const 
         result.lines.back().bars = bars_of(distribution, style);
         cells.push_back(numbers_of(distribution));
     }
-    const std::vector<std::string> rows = aligned_rows(cells, std::vector(kNumberTitles.size(), Align::Right));
+    const std::vector<std::string> rows = align_rows(cells, std::vector(kNumberTitles.size(), Align::Right));
     result.titles = rows.front();
     for (std::size_t i = 0; i < result.lines.size(); ++i) {
         result.lines[i].numbers = rows[i + 1];
@@ -130,7 +130,7 @@ public:
     }
 
     std::string titles(const std::string &titles, const TextStyle &style) const {
-        return std::string(_width, ' ') + style.dimmed(titles) + "\n";
+        return std::string(_width, ' ') + style.dim(titles) + "\n";
     }
 
 private:

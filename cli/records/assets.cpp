@@ -98,7 +98,7 @@ private:
                 cells.push_back({"-", "-", "-", "-"});
             }
         }
-        columns.lines = aligned_rows(cells, std::vector<Align>(cells.front().size(), Align::Right), " ");
+        columns.lines = align_rows(cells, std::vector<Align>(cells.front().size(), Align::Right), " ");
         std::string heading(kSpeeds[speed]);
         heading.resize(columns.lines.front().size(), ' ');
         columns.lines.insert(columns.lines.begin(), heading);
@@ -128,7 +128,7 @@ private:
             row.resize(kEventWidth, ' ');
             for (const SpeedColumns &speed : speeds) {
                 const bool is_disabled = line >= kHeadings && speed.is_disabled[line - kHeadings];
-                row += std::string(kGap) + (is_disabled ? _style.dimmed(speed.lines[line]) : speed.lines[line]);
+                row += std::string(kGap) + (is_disabled ? _style.dim(speed.lines[line]) : speed.lines[line]);
             }
             text += row.substr(0, row.find_last_not_of(' ') + 1) + "\n";
         }

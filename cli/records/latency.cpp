@@ -155,7 +155,7 @@ private:
         std::string text = "\n" + indent("time line, in ticks: time stamp, offset from the earliest") + draw_stamps();
         std::string before(kAbsent);
         const std::size_t used = kIndent + before.size();
-        for (const std::string &line : wrapped_words(_absent, ",", std::max(_style.columns, used) - used)) {
+        for (const std::string &line : wrap_words(_absent, ",", std::max(_style.columns, used) - used)) {
             text += indent(before + line);
             before.assign(before.size(), ' ');
         }
@@ -171,7 +171,7 @@ private:
         for (const Measure &stamp : _stamps) {
             cells.push_back({stamp.name, std::to_string(stamp.ticks), "+" + std::to_string(stamp.ticks - earliest)});
         }
-        const std::vector<std::string> rows = aligned_rows(cells, {Align::Left, Align::Right, Align::Right});
+        const std::vector<std::string> rows = align_rows(cells, {Align::Left, Align::Right, Align::Right});
         const Track track(_stamps.back().ticks - earliest, track_columns(_style, rows.front()));
         std::string text;
         for (std::size_t i = 0; i < rows.size(); ++i) {
@@ -195,7 +195,7 @@ private:
             }
         }
         std::string text = cells.empty() ? "" : "\n" + indent("latencies, in ticks");
-        for (const std::string &row : aligned_rows(cells, {Align::Left, Align::Right})) {
+        for (const std::string &row : align_rows(cells, {Align::Left, Align::Right})) {
             text += indent(row);
         }
         return text;
@@ -260,7 +260,7 @@ std::string draw_ranges(const std::vector<Range> &ranges, const TextStyle &style
         greatest = range.is_upside_down() ? greatest : std::max(greatest, range.maximum);
         cells.push_back({std::string(range.name), std::to_string(range.minimum), "to", std::to_string(range.maximum)});
     }
-    const std::vector<std::string> rows = aligned_rows(cells, {Align::Left, Align::Right, Align::Left, Align::Right});
+    const std::vector<std::string> rows = align_rows(cells, {Align::Left, Align::Right, Align::Left, Align::Right});
     std::string text;
     for (std::size_t i = 0; i < rows.size(); ++i) {
         text += indent(rows[i] + "  " + range_bar(ranges[i], Track(greatest, track_columns(style, rows[i]))));

@@ -50,15 +50,15 @@ std::optional<int> colour_of(std::string_view quoted_category) {
 std::string line_text(std::string_view line, const TextStyle &style) {
     const std::optional<Place> place = category_place(line);
     if (!place) {
-        return style.shown(line);
+        return style.show(line);
     }
     const std::string_view category = line.substr(place->begin, place->length);
     const std::optional<int> colour = colour_of(category);
     if (!colour) {
-        return style.shown(line);
+        return style.show(line);
     }
-    return style.shown(line.substr(0, place->begin)) + style.coloured(category, *colour) +
-           style.shown(line.substr(place->begin + place->length));
+    return style.show(line.substr(0, place->begin)) + style.colour(category, *colour) +
+           style.show(line.substr(place->begin + place->length));
 }
 
 } // namespace

@@ -96,7 +96,7 @@ std::optional<std::vector<std::string>> matrix_rows(std::string_view text) {
         }
         rows[count++ / 3].push_back(std::move(word));
     }
-    return count == 9 ? std::optional(aligned_rows(rows, {Align::Right, Align::Right, Align::Right})) : std::nullopt;
+    return count == 9 ? std::optional(align_rows(rows, {Align::Right, Align::Right, Align::Right})) : std::nullopt;
 }
 
 /** An entry whose key is a prefix followed by a number. */
@@ -144,7 +144,7 @@ std::optional<std::vector<std::string>> client_cells(const Numbered &client, con
         !take_decimal_fields(client.text.substr(end + kEndOfName.size()), sensor::kClientSettings, values)) {
         return std::nullopt;
     }
-    std::vector<std::string> cells{std::string(client.number), style.shown(client.text.substr(0, end))};
+    std::vector<std::string> cells{std::string(client.number), style.show(client.text.substr(0, end))};
     cells.insert(cells.end(), values.begin(), values.end());
     return cells;
 }
@@ -200,7 +200,7 @@ private:
             }
         }
         if (text && form == Form::Words) {
-            return wrapped_words(words_of(_style.shown(*text)), "", std::max(_style.columns, before) - before);
+            return wrap_words(words_of(_style.show(*text)), "", std::max(_style.columns, before) - before);
         }
         return {text ? line_of(*text) : value_line(value, _style)};
     }
@@ -210,7 +210,7 @@ private:
         if (!text.empty() && text.back() == '\n') {
             text.remove_suffix(1);
         }
-        return _style.shown(text);
+        return _style.show(text);
     }
 
     std::string card_lines(const std::vector<CardEntry> &entries, std::size_t width) const {
@@ -233,7 +233,7 @@ private:
         for (const Numbered &extra : numbered_texts(_sensor, sensor::kExtraData[0].key)) {
             _reader.take(extra.key);
             width = std::max(width, extra.key.size());
-            entries.push_back({std::string(extra.key), {_style.shown(extra.text)}});
+            entries.push_back({std::string(extra.key), {_style.show(extra.text)}});
         }
         append_section("extra data", card_lines(entries, width));
     }
@@ -251,7 +251,7 @@ private:
         }
         std::string lines;
         if (rows.size() > 1) {
-            for (const std::string &line : aligned_rows(
+            for (const std::string &line : align_rows(
                      rows, {Align::Right, Align::Left, Align::Right, Align::Right, Align::Right, Align::Right})) {
                 lines += std::string(kIndent, ' ') + line + "\n";
             }

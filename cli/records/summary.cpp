@@ -7,6 +7,7 @@
 
 #include "cli/terminal/json_text.h"
 #include "host/TvValues.h"
+#include "host/count_text.h"
 #include "host/error.h"
 #include "host/utf8.h"
 
@@ -31,10 +32,6 @@ std::string pad_left(const std::string &text, std::size_t width) {
     return std::string(width - std::min(width, text.size()), ' ') + text;
 }
 
-std::string counted(std::size_t count, const std::string &thing) {
-    return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
-}
-
 std::string totals(const std::vector<SummaryRow> &rows) {
     std::size_t reports = 0;
     std::size_t bytes = 0;
@@ -42,7 +39,8 @@ std::string totals(const std::vector<SummaryRow> &rows) {
         reports += row.reports.value_or(0);
         bytes += row.bytes;
     }
-    return counted(rows.size(), "record") + ", " + counted(reports, "report") + ", " + counted(bytes, "byte");
+    return host::count_text(rows.size(), "record") + ", " + host::count_text(reports, "report") + ", " +
+           host::count_text(bytes, "byte");
 }
 
 } // namespace
@@ -66,7 +64,7 @@ std::string summary_table(const std::vector<SummaryRow> &rows, const TextStyle &
     constexpr std::size_t kBytesWidth = 9;
     std::size_t title_width = std::string_view("title").size();
     for (const SummaryRow &row : rows) {
-        title_width = std::max(title_width, host::character_count(style.shown(row.title)));
+        title_width = std::max(title_width, host::character_count(style.show(row.title)));
     }
     const auto line = [&](const std::string &title, const std::string &reports, const std::string &bytes) {
         return title + std::string(title_width - host::character_count(title), ' ') + "  " +
@@ -77,7 +75,7 @@ std::string summary_table(const std::vector<SummaryRow> &rows, const TextStyle &
         table = style.heading(line("title", "reports", "bytes")) + "\n";
     }
     for (const SummaryRow &row : rows) {
-        table += line(style.shown(row.title), reports_text(row), std::to_string(row.bytes)) + "\n";
+        table += line(style.show(row.title), reports_text(row), std::to_string(row.bytes)) + "\n";
     }
     return table + totals(rows) + "\n";
 }

@@ -43,7 +43,7 @@ public:
     void append_entries(const std::vector<DictionaryEntry> &entries, std::size_t indent) {
         std::size_t width = 0;
         for (const auto &[key, value] : entries) {
-            const std::size_t length = host::character_count(_style.shown(key));
+            const std::size_t length = host::character_count(_style.show(key));
             if (fits_on_one_line(value) && length <= kWidestKeyColumn) {
                 width = std::max(width, length);
             }
@@ -55,7 +55,7 @@ public:
 
     std::string one_line(TvRef value) const {
         if (is_of(value, TvStringGetTypeID())) {
-            return _style.shown(std::string_view(TvStringGetCString(value), TvStringGetLength(value)));
+            return _style.show(std::string_view(TvStringGetCString(value), TvStringGetLength(value)));
         }
         if (is_of(value, TvNumberGetTypeID())) {
             return number_text(value);
@@ -101,7 +101,7 @@ private:
     void append_entry(std::string_view key, TvRef value, std::size_t indent, std::size_t width) {
         _text += std::string(indent, ' ') + _style.key(key) + ":";
         if (fits_on_one_line(value)) {
-            const std::size_t used = std::min(width, host::character_count(_style.shown(key)));
+            const std::size_t used = std::min(width, host::character_count(_style.show(key)));
             _text += std::string(width - used + 1, ' ') + one_line(value) + "\n";
         } else {
             _text += "\n";

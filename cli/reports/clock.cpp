@@ -23,7 +23,7 @@ constexpr std::string_view kZoneFileMark = "TZif";
 /** The platform's numbers are signed and its arithmetic wraps, so a negative number means a large unsigned one. */
 std::optional<std::uint64_t> signed_or_whole_number(std::string_view text) {
     if (text.substr(0, 1) != "-") {
-        return whole_number(text);
+        return parse_whole_number(text);
     }
     std::int64_t number = 0;
     const char *const end = text.data() + text.size();

@@ -10,6 +10,7 @@
 
 #include "cli/reports/wall_time.h"
 #include "decoder/name_tables.h"
+#include "host/count_text.h"
 
 namespace cli {
 namespace {
@@ -155,9 +156,8 @@ std::string DumpStatistics::text(const SequenceWatch &sequence, const decoder::d
         text += "wall-clock time: " + iso_wall_time(_earliest, *clock.sync) + " to " +
                 iso_wall_time(_latest, *clock.sync) + "\n";
     }
-    text += "sequence numbers: " + std::to_string(sequence.gap_count()) +
-            (sequence.gap_count() == 1 ? " gap, " : " gaps, ") + std::to_string(sequence.missing_count()) +
-            " missing\n";
+    text += "sequence numbers: " + host::count_text(sequence.gap_count(), "gap") + ", " +
+            std::to_string(sequence.missing_count()) + " missing\n";
     for (const SequenceGap &gap : sequence.first_gaps()) {
         text += "  byte " + std::to_string(gap.offset) + ": " + std::to_string(gap.after) + " after " +
                 std::to_string(gap.before) + "\n";

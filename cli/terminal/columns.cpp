@@ -17,21 +17,21 @@ std::vector<std::size_t> column_widths(const std::vector<std::vector<std::string
     return widths;
 }
 
-std::string padded(const std::string &cell, std::size_t width, Align align) {
-    const std::string blanks(width - host::character_count(cell), ' ');
-    return align == Align::Left ? cell + blanks : blanks + cell;
+std::string pad(const std::string &cell, std::size_t width, Align align) {
+    const std::string spaces(width - host::character_count(cell), ' ');
+    return align == Align::Left ? cell + spaces : spaces + cell;
 }
 
 } // namespace
 
-std::vector<std::string> aligned_rows(const std::vector<std::vector<std::string>> &rows,
-                                      const std::vector<Align> &columns, std::string_view gap) {
+std::vector<std::string> align_rows(const std::vector<std::vector<std::string>> &rows,
+                                    const std::vector<Align> &columns, std::string_view gap) {
     const std::vector<std::size_t> widths = column_widths(rows, columns.size());
     std::vector<std::string> lines;
     for (const std::vector<std::string> &row : rows) {
         std::string line;
         for (std::size_t i = 0; i < columns.size(); ++i) {
-            line += std::string(i == 0 ? "" : gap) + padded(row[i], widths[i], columns[i]);
+            line += std::string(i == 0 ? "" : gap) + pad(row[i], widths[i], columns[i]);
         }
         lines.push_back(std::move(line));
     }
@@ -50,8 +50,8 @@ std::vector<std::string> words_of(std::string_view text) {
     }
 }
 
-std::vector<std::string> wrapped_words(const std::vector<std::string> &words, std::string_view separator,
-                                       std::size_t width) {
+std::vector<std::string> wrap_words(const std::vector<std::string> &words, std::string_view separator,
+                                    std::size_t width) {
     std::vector<std::string> lines;
     std::size_t used = 0;
     for (std::size_t i = 0; i < words.size(); ++i) {

@@ -1,4 +1,4 @@
-/** Text in columns and lines of a width. */
+/** Text in columns, and text wrapped to a width. */
 #pragma once
 
 #include <cstddef>
@@ -11,18 +11,21 @@ namespace cli {
 enum class Align { Left, Right };
 
 /**
- * Rows of cells as lines without newlines: each column as wide as its widest cell.
- * @param columns how each column's cells stand; every row has that many cells.
- * @param gap     between columns.
+ * Turns rows of cells into lines without newlines. Each column is as wide as its widest cell.
+ * @param columns  the alignment of each column; every row has that many cells.
+ * @param gap      printed between columns.
  */
-std::vector<std::string> aligned_rows(const std::vector<std::vector<std::string>> &rows,
-                                      const std::vector<Align> &columns, std::string_view gap = "  ");
+std::vector<std::string> align_rows(const std::vector<std::vector<std::string>> &rows,
+                                    const std::vector<Align> &columns, std::string_view gap = "  ");
 
-/** What stands between blanks. */
+/** The words of `text`, which spaces separate. */
 std::vector<std::string> words_of(std::string_view text);
 
-/** Words as lines of at most `width` characters, `separator` and a blank between two; a longer word has its own. */
-std::vector<std::string> wrapped_words(const std::vector<std::string> &words, std::string_view separator,
-                                       std::size_t width);
+/**
+ * Joins words into lines of at most `width` characters. `separator` and a space stand between two words; a word longer
+ * than `width` has a line of its own.
+ */
+std::vector<std::string> wrap_words(const std::vector<std::string> &words, std::string_view separator,
+                                    std::size_t width);
 
 } // namespace cli

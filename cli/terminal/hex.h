@@ -8,7 +8,7 @@
 
 namespace cli {
 
-/** Two lower-case digits a byte, nothing between. */
+/** Two lower-case digits per byte, without separators. */
 std::string hex(std::span<const std::byte> bytes);
 std::string hex(std::string_view bytes);
 

@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t kPieceSize = 64 * 1024;
 
-/** An open file; standard input stays open. */
+/** An open file, closed with the object unless it is standard input. */
 class InputFile {
 public:
     explicit InputFile(const std::string &argument)
@@ -32,7 +32,7 @@ public:
         }
     }
 
-    /** @return how many bytes came; 0 at the end. */
+    /** @return the number of bytes read; 0 at the end of the file. */
     std::size_t read_some(std::array<std::byte, kPieceSize> &piece) const {
         ssize_t count = -1;
         do {

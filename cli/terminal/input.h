@@ -1,4 +1,4 @@
-/** Files to be read whole. */
+/** Input files that are read as a whole. */
 #pragma once
 
 #include <cstddef>
@@ -7,13 +7,13 @@
 
 namespace cli {
 
-/** How standard input is named on the command line. */
+/** The argument that names standard input. */
 inline constexpr const char *kStandardInputArgument = "-";
 
-/** What errors call the input named `argument`: "standard input" for "-". */
+/** The name of an input in messages: "standard input" for "-", two quotation marks for an empty argument. */
 std::string input_name(const std::string &argument);
 
-/** Everything in the file, or in standard input for "-". @throws host::Error with the system's reason. */
+/** Reads the file to its end; standard input for "-". @throws host::Error with the system's reason. */
 std::vector<std::byte> read_input(const std::string &argument);
 
 } // namespace cli

@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::array<int, 3> kSignals = {SIGINT, SIGTERM, SIGHUP};
 
-/** Asked for by any thread, whichever the signal meets. */
+/** Set on whichever thread receives the signal. */
 std::atomic<bool> interrupted = false;
 static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler sets it");
 

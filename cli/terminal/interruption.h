@@ -1,11 +1,11 @@
-/** Ctrl-C while something must not be left half done. */
+/** Ctrl-C during work that must not be left half done. */
 #pragma once
 
 namespace cli {
 
 /**
- * While an object lives, SIGINT, SIGTERM and SIGHUP end nothing by themselves but are remembered; a signal that
- * was ignored before stays ignored. One object at a time.
+ * While an object lives, SIGINT, SIGTERM and SIGHUP do not end the process but set a flag. A signal that was ignored
+ * before stays ignored. At most one object may exist at a time.
  */
 class Interruption {
 public:
@@ -15,7 +15,7 @@ public:
     Interruption &operator=(const Interruption &) = delete;
 
     bool is_requested() const;
-    /** @throws host::Error when the end was asked for. */
+    /** @throws host::Error when a signal has come. */
     void throw_if_requested() const;
 };
 

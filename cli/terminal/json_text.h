@@ -1,4 +1,4 @@
-/** Text that may be anything, in JSON. */
+/** Arbitrary text in JSON. */
 #pragma once
 
 #include <string>
@@ -8,7 +8,7 @@
 
 namespace cli {
 
-/** Puts `text` under `key`; what is not UTF-8 goes as hex under `key` with "_hex" at its end instead. */
+/** Stores `text` under `key`. Text that is not UTF-8 is stored in hex, under `key` with "_hex" appended. */
 void put_text(nlohmann::ordered_json &object, const std::string &key, std::string_view text);
 
 } // namespace cli

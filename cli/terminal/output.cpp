@@ -12,7 +12,7 @@
 namespace cli {
 namespace {
 
-constexpr std::size_t kGatheredAtMost = 64 * 1024;
+constexpr std::size_t kBufferSize = 64 * 1024;
 
 } // namespace
 
@@ -24,7 +24,7 @@ void write_fully(int descriptor, std::span<const std::byte> bytes, const std::st
         } else if (errno == EPIPE) {
             throw ReaderHasGone{};
         } else if (errno == EAGAIN) {
-            // Another program that has the same pipe or terminal made its writing not block.
+            // Another program that shares the pipe or terminal has set O_NONBLOCK on it.
             pollfd room{descriptor, POLLOUT, 0};
             poll(&room, 1, -1);
         } else if (errno != EINTR) {
@@ -37,8 +37,8 @@ Output::Output(int descriptor, std::string name)
     : _descriptor(descriptor), _name(std::move(name)), _style(style_for(descriptor)) {}
 
 void Output::write(std::string_view text) {
-    _gathered += text;
-    if (_gathered.size() >= kGatheredAtMost) {
+    _buffer += text;
+    if (_buffer.size() >= kBufferSize) {
         flush();
     }
 }
@@ -49,8 +49,8 @@ void Output::write(std::span<const std::byte> bytes) {
 }
 
 void Output::flush() {
-    const std::string gathered = std::exchange(_gathered, {});
-    write_fully(_descriptor, std::as_bytes(std::span(gathered)), _name);
+    const std::string text = std::exchange(_buffer, {});
+    write_fully(_descriptor, std::as_bytes(std::span(text)), _name);
 }
 
 void Output::require_reader() const {

@@ -1,4 +1,4 @@
-/** Bytes on their way out, with every failure seen. */
+/** Output streams that report every failed write. */
 #pragma once
 
 #include <cstddef>
@@ -10,16 +10,16 @@
 
 namespace cli {
 
-/** Thrown when whoever read the output has gone: what is left is not wanted, and nothing went wrong here. */
+/** Thrown when the reader of a pipe has gone. Not an error: the rest of the output is not wanted. */
 struct ReaderHasGone {};
 
 /** Writes all of `bytes`. @throws ReaderHasGone; host::Error naming `name` and the system's reason. */
 void write_fully(int descriptor, std::span<const std::byte> bytes, const std::string &name);
 
-/** Standard output or standard error, gathered and written in large pieces; `flush` ends it. */
+/** Buffered standard output or standard error. The caller must end with `flush`. */
 class Output {
 public:
-    /** @param name for messages. */
+    /** @param name  of the stream, for messages. */
     Output(int descriptor, std::string name);
     Output(const Output &) = delete;
     Output &operator=(const Output &) = delete;
@@ -27,29 +27,28 @@ public:
     /** @throws what `write_fully` throws. */
     void write(std::string_view text);
     void write(std::span<const std::byte> bytes);
-    /** Writes what is gathered. What was not flushed when the object goes is lost. */
+    /** Writes the buffer. The destructor does not: what was not flushed is lost. */
     void flush();
 
-    /** @throws ReaderHasGone when it is a pipe that nobody reads any more. */
+    /** @throws ReaderHasGone when this is a pipe whose reader has gone. */
     void require_reader() const;
 
-    /** How text is shown there. */
+    /** The style for text written here. */
     const TextStyle &style() const { return _style; }
 
 private:
     int _descriptor;
     std::string _name;
     TextStyle _style;
-    std::string _gathered;
+    std::string _buffer;
 };
 
-/** The two of them. */
 Output standard_output();
 Output standard_error();
 
 /**
- * One line on standard error, `text` with control characters escaped and a newline. A message that cannot be
- * written changes nothing else.
+ * Prints one line on standard error: `text` with control characters escaped, and a newline. A failure to write it is
+ * ignored.
  */
 void print_message(std::string_view text);
 

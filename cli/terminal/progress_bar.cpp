@@ -11,7 +11,7 @@ constexpr std::uint64_t kShortestJob = 64 * 1024 * 1024;
 constexpr std::chrono::milliseconds kDrawingInterval{100};
 constexpr const char *kEraseLine = "\r\x1b[K";
 
-/** A bar that cannot be drawn is not missed. */
+/** Failures are ignored. */
 void draw(const std::string &text) {
     [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
 }

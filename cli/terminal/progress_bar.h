@@ -1,4 +1,4 @@
-/** How far a long job has come. */
+/** A progress bar for long jobs. */
 #pragma once
 
 #include <chrono>
@@ -7,12 +7,12 @@
 
 namespace cli {
 
-/** The bar for `done` of `total` bytes, 60 characters. */
+/** The text of the bar for `done` of `total` bytes, 60 characters. */
 std::string progress_line(std::uint64_t done, std::uint64_t total);
 
 /**
- * A bar on standard error while the object lives, drawn at most ten times a second and once more at the end, then
- * wiped; nothing where standard error is no terminal, and for a job of 64 MiB or less.
+ * A bar on standard error while the object lives. It is drawn at most ten times a second and once at 100 %, and is
+ * erased in the end. Nothing is drawn when standard error is not a terminal or the job is 64 MiB or less.
  */
 class ProgressBar {
 public:
@@ -21,7 +21,7 @@ public:
     ProgressBar(const ProgressBar &) = delete;
     ProgressBar &operator=(const ProgressBar &) = delete;
 
-    /** @param done  bytes; never less than the time before. */
+    /** @param done  bytes; never less than in the call before. */
     void show(std::uint64_t done);
 
 private:

@@ -25,12 +25,12 @@ bool is_low_control(std::string_view sequence) {
     return sequence.size() == 1 && (byte < 0x20 || byte == 0x7F);
 }
 
-/** U+0080 to U+009F, which some terminals obey. */
+/** U+0080 to U+009F, which some terminals interpret. */
 bool is_high_control(std::string_view sequence) {
     return sequence.size() == 2 && sequence[0] == '\xC2' && static_cast<unsigned char>(sequence[1]) < 0xA0;
 }
 
-std::string wrapped(std::string_view before, const std::string &text) {
+std::string surround(std::string_view before, const std::string &text) {
     return text.empty() ? text : std::string(before) + text + std::string(kPlain);
 }
 
@@ -40,7 +40,7 @@ bool wants_no_colour() {
     return value != nullptr && *value != '\0';
 }
 
-/** Asked of the environment's locale without making it this process's. */
+/** Asks the locale of the environment; the process keeps its own. */
 bool locale_is_utf8() {
     const locale_t locale = newlocale(LC_CTYPE_MASK, "", nullptr);
     if (locale == nullptr) {
@@ -79,24 +79,24 @@ std::string escape_controls(std::string_view text) {
     return escaped;
 }
 
-std::string TextStyle::shown(std::string_view text) const {
+std::string TextStyle::show(std::string_view text) const {
     return escapes_controls ? escape_controls(text) : std::string(text);
 }
 
 std::string TextStyle::heading(std::string_view text) const {
-    return is_coloured ? wrapped(kBold, shown(text)) : shown(text);
+    return is_coloured ? surround(kBold, show(text)) : show(text);
 }
 
 std::string TextStyle::key(std::string_view text) const {
-    return is_coloured ? wrapped(kCyan, shown(text)) : shown(text);
+    return is_coloured ? surround(kCyan, show(text)) : show(text);
 }
 
-std::string TextStyle::dimmed(std::string_view text) const {
-    return is_coloured ? wrapped(kFaint, shown(text)) : shown(text);
+std::string TextStyle::dim(std::string_view text) const {
+    return is_coloured ? surround(kFaint, show(text)) : show(text);
 }
 
-std::string TextStyle::coloured(std::string_view text, int colour) const {
-    return is_coloured ? wrapped("\x1b[" + std::to_string(colour) + "m", shown(text)) : shown(text);
+std::string TextStyle::colour(std::string_view text, int code) const {
+    return is_coloured ? surround("\x1b[" + std::to_string(code) + "m", show(text)) : show(text);
 }
 
 TextStyle style_for(int descriptor) {

@@ -4,6 +4,7 @@
 #include <iterator>
 #include <limits>
 
+#include "host/count_text.h"
 #include "host/device/description_table.h"
 #include "host/error.h"
 #include "host/nearest_word.h"
@@ -132,9 +133,9 @@ std::vector<std::byte> build_analytics_entries(const DescriptionTable &table) {
 
 void check_analytics_entries(const DescriptionTable &table, std::string_view key, std::size_t size) {
     if (const std::size_t rest = size % analytics::kEntrySize; rest != 0) {
-        throw table.error_at(key, in_quotes(key) + " gives " + std::to_string(size) +
-                                      " bytes, not whole entries of 7: " + std::to_string(rest) +
-                                      (rest == 1 ? " is" : " are") + " left over");
+        throw table.error_at(
+            key, in_quotes(key) + " gives " + std::to_string(size) +
+                     " bytes, not whole entries of 7: " + count_text(rest, "is left over", "are left over"));
     }
 }
 

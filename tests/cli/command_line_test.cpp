@@ -1,4 +1,4 @@
-/** What holds for the command line as a whole. */
+/** The command line as a whole. */
 #include <algorithm>
 #include <sstream>
 #include <string>
@@ -45,7 +45,8 @@ TEST(CommandLineTest, AWrongOptionSuggestsTheRightOne) {
 
 TEST(CommandLineTest, AWrongKindSuggestsTheRightOne) {
     expect_wrong_use({{"capture", "x.toml", "--kind", "fualt"},
-                      "capture: --kind: \"fualt\" is none of error, fault, request; did you mean \"fault\"?"});
+                      "capture: invalid value \"fualt\" for --kind: expected one of error, fault, request; did you "
+                      "mean \"fault\"?"});
 }
 
 TEST(CommandLineTest, ExtraArgumentsAreErrors) {
@@ -55,7 +56,7 @@ TEST(CommandLineTest, ExtraArgumentsAreErrors) {
 }
 
 TEST(CommandLineTest, MissingArgumentsAreErrors) {
-    expect_wrong_use({{}, "a verb is required; qorstat --help lists them"});
+    expect_wrong_use({{}, "no verb given; qorstat --help lists the verbs"});
     expect_wrong_use({{"run"}, "run: DEVICE.toml is required"});
     expect_wrong_use({{"notify"}, "notify: NAME is required"});
     expect_wrong_use({{"capture"}, "capture: DEVICE.toml is required"});
@@ -66,19 +67,19 @@ TEST(CommandLineTest, MissingArgumentsAreErrors) {
 }
 
 TEST(CommandLineTest, OptionsAreGivenOnceAndWithTheirValues) {
-    expect_wrong_use({{"decode", "-", "--first", "3", "--first", "4"}, "decode: --first is given more than once"});
+    expect_wrong_use({{"decode", "-", "--first", "3", "--first", "4"}, "decode: --first was given more than once"});
     expect_wrong_use({{"decode", "-", "--format"}, "decode: --format needs a value"});
-    expect_wrong_use({{"decode", "-", "--strict=maybe"}, "decode: --strict: \"maybe\" is nothing that it takes"});
+    expect_wrong_use({{"decode", "-", "--strict=maybe"}, "decode: invalid value \"maybe\" for --strict"});
 }
 
-TEST(CommandLineTest, NothingBehindTwoHyphensIsAnOption) {
+TEST(CommandLineTest, NothingAfterTwoHyphensIsAnOption) {
     expect_wrong_use({{"decode", "--", "-", "--first"}, "decode: unexpected argument \"--first\""});
 }
 
 TEST(CommandLineTest, ATimeThatIsNoneIsWrongUse) {
     for (const std::string seconds : {"soon", "-1", "nan", "inf", "1e99"}) {
         expect_wrong_use({{"run", "x.toml", "--for=" + seconds},
-                          "run: --for: \"" + seconds + "\" is no number of seconds from 0 to 31622400"});
+                          "run: invalid value \"" + seconds + "\" for --for: expected 0 to 31622400 seconds"});
     }
 }
 

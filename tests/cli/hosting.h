@@ -1,4 +1,4 @@
-/** Where the tests start the verbs that host the plug-in, and on what. */
+/** Environments and devices for tests of the verbs that host the plug-in. */
 #pragma once
 
 #include <string>
@@ -10,7 +10,7 @@ namespace cli_tests {
 inline const std::string kSmall = QOR_SOURCE_FOLDER "/tests/data/small.toml";
 inline const std::string kPhone = QOR_SOURCE_FOLDER "/examples/phone.toml";
 
-/** Folders of its own, so that no other host of this user hears what a test posts, or shares a store with it. */
+/** Folders of its own: other hosts of this user neither get the test's notifications nor share its store. */
 inline Surroundings alone(const TemporaryFolder &folder) {
     Surroundings surroundings;
     surroundings.folder = folder.path();

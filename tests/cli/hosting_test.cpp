@@ -106,7 +106,7 @@ TEST(RunTest, ALogFileThatCannotBeOpenedIsAnError) {
     EXPECT_EQ(outcome.err.rfind("qorstat: /nowhere/run.log: ", 0), 0u) << outcome.err;
 }
 
-/** `small.toml` with this after it, in the folder. */
+/** Writes `small.toml` with `more` appended. */
 std::string small_with(const TemporaryFolder &folder, const std::string &more) {
     return folder.file("device.toml", content_of(kSmall) + more);
 }
@@ -132,7 +132,8 @@ TEST(RunAnalyticsTest, AnalyticsStandInTheStoreAfterwards) {
                            "entry = [{ operation = 'add_to_scalar', key = 57, value = 7 },\n"
                            "         { operation = 'push', times = 2, key = 57, value = 0.5 }]\n");
     RunningProgram host({"run", description, "--store", "store.db"}, alone(folder));
-    ASSERT_TRUE(host.waits_for_message("publishTBData op=0x3 ", 3)); // the third batch is under way, and will be whole
+    ASSERT_TRUE(host.waits_for_message("publishTBData op=0x3 ",
+                                       3)); // the third batch has begun, and batches are delivered completely
 
     host.send(SIGTERM);
 
@@ -145,7 +146,7 @@ TEST(RunAnalyticsTest, AnalyticsStandInTheStoreAfterwards) {
 TEST(RunAnalyticsTest, ThePhonesDayReachesTheStore) {
     const TemporaryFolder folder;
     RunningProgram host({"run", kPhone, "--store", "store.db"}, alone(folder));
-    // What the phone delivers last for the first time.
+    // The last of the phone's batches to be delivered for the first time.
     ASSERT_TRUE(host.waits_for_message("publishTBData op=0x3 'com.ondre.zel.unknown' (0x3a)"));
 
     host.send(SIGINT);
@@ -376,7 +377,7 @@ TEST(CaptureSummaryTest, TheSummaryIsAlsoThereAsJson) {
     EXPECT_EQ(bytes, all_files_end_to_end(folder.path() / "fault").size());
 }
 
-/** Every verb that hosts the plug-in refuses these. */
+/** Bad modules and descriptions, which every verb that hosts the plug-in refuses. */
 class RefusedHostingTest : public testing::TestWithParam<std::string> {
 protected:
     /** One line on standard error, nothing on standard output, nothing written. */
@@ -395,17 +396,11 @@ protected:
     }
 };
 
-TEST_P(RefusedHostingTest, AMissingModule) {
-    expect_refused({kSmall, "--plugin", "/nowhere/module.so"}, "/nowhere/module.so: ");
-}
-
 TEST_P(RefusedHostingTest, AFileThatIsNoModule) { expect_refused({kSmall, "--plugin", kSmall}, kSmall + ": "); }
 
 TEST_P(RefusedHostingTest, AModuleWithoutTheFactory) {
     expect_refused({kSmall, "--plugin", QOR_FOREIGN_MODULE}, QOR_FOREIGN_MODULE ": ");
 }
-
-TEST_P(RefusedHostingTest, AMissingDescription) { expect_refused({"/nowhere/device.toml"}, "/nowhere/device.toml: "); }
 
 TEST_P(RefusedHostingTest, ADescriptionWithAnUnknownKey) {
     const TemporaryFolder folder;

@@ -1,4 +1,4 @@
-/** `metrics`: stores shown and added up. */
+/** `metrics`: showing stores and adding them up. */
 #include <csignal>
 #include <cstdlib>
 #include <iterator>
@@ -32,7 +32,7 @@ namespace fs = std::filesystem;
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
-/** A day of a phone, by rules that anyone can redo: no two keys look alike. */
+/** A day of a phone, made by simple rules. No two keys have the same values. */
 StoreContents a_day() {
     StoreContents day;
     for (std::size_t i = 0; i < qor::analytics::kKeyCount; ++i) {
@@ -125,7 +125,7 @@ TEST_F(MetricsTest, AStoreIsShownInOpenMetrics) {
     expect_golden("metrics-openmetrics.txt", outcome.out);
 }
 
-/** Every key as a scalar and as a distribution, and keys that nobody would give in good faith. */
+/** Every key as a scalar and as a distribution, and hostile keys. */
 StoreContents the_worst() {
     std::vector<std::string> keys(std::begin(qor::analytics::kKeys), std::end(qor::analytics::kKeys));
     keys.insert(keys.end(), {"",
@@ -244,12 +244,12 @@ TEST_F(MetricsTest, ASumThatCannotBeMadeLeavesNothingBehind) {
 }
 
 TEST_F(MetricsTest, WhatDoesNotGoTogetherIsWrongUse) {
-    expect_error({"--merge", "a.db", "-o", "sum.db"}, 2, "metrics: --merge takes at least two stores");
-    expect_error({"--merge", "a.db", "b.db"}, 2, "metrics: --merge needs -o FILE for the sum");
-    expect_error({"a.db", "-o", "sum.db"}, 2, "metrics: -o FILE goes with --merge only");
-    expect_error({"--json", "--openmetrics"}, 2, "metrics: --json and --openmetrics exclude each other");
+    expect_error({"--merge", "a.db", "-o", "sum.db"}, 2, "metrics: --merge requires at least two stores");
+    expect_error({"--merge", "a.db", "b.db"}, 2, "metrics: --merge requires -o FILE for the sum");
+    expect_error({"a.db", "-o", "sum.db"}, 2, "metrics: -o FILE requires --merge");
+    expect_error({"--json", "--openmetrics"}, 2, "metrics: --json excludes --openmetrics");
     expect_error({"--merge", "a.db", "b.db", "-o", "sum.db", "--json"}, 2,
-                 "metrics: --merge shows nothing: it goes with -o FILE only");
+                 "metrics: --merge prints no store: only -o FILE can be combined with it");
 }
 
 TEST_F(MetricsTest, ASumGoesIntoAFile) {
@@ -257,19 +257,19 @@ TEST_F(MetricsTest, ASumGoesIntoAFile) {
 
     for (const std::string word : {"-", ":memory:"}) {
         expect_error({"--merge", "a.db", "a.db", "-o", word}, 2,
-                     "metrics: -o: the sum goes into a file; \"" + word + "\" is none");
+                     "metrics: invalid value \"" + word + "\" for -o: the sum is written to a file");
     }
 
     EXPECT_THAT(folder.names(), ElementsAre("a.db"));
 }
 
-/** As another program locks a store that it writes to, whatever it writes with. */
+/** The write lock that another SQLite process would hold. */
 class LockedFile {
 public:
     explicit LockedFile(const fs::path &file) : _descriptor(open(file.c_str(), O_RDWR | O_CLOEXEC)) {
         struct flock lock {};
         lock.l_type = F_WRLCK;
-        lock.l_start = 0x40000000; // where SQLite's locks are, and so many of them
+        lock.l_start = 0x40000000; // the byte range of SQLite's locks
         lock.l_len = 512;
         EXPECT_EQ(fcntl(_descriptor, F_SETLK, &lock), 0);
     }
@@ -283,14 +283,14 @@ private:
 
 TEST_F(MetricsTest, AMergeThatIsInterruptedLeavesNothing) {
     const std::string first = store("first.db", a_day());
-    folder.file("first.db-journal", ""); // so that locks count
+    folder.file("first.db-journal", ""); // with a journal, readers must lock
     store("second.db", a_day());
-    // By another name, since the program is a copy of this process with its files at first.
+    // By another name: before exec the child has this process's files open, too.
     fs::create_hard_link(first, folder.path() / "first");
     auto lock = std::make_unique<LockedFile>(folder.path() / "first");
     RunningProgram merge({"metrics", "--merge", "first.db", "second.db", "-o", "sum.db"}, surroundings);
 
-    // Should the program have waited in vain already, its end is the same.
+    // The outcome is the same if the program has already given up waiting for the lock.
     merge.waits_for_opening(first);
     merge.send(SIGINT);
     lock.reset();

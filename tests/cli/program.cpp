@@ -74,7 +74,7 @@ void close_if_open(int &descriptor) {
         std::signal(signal, surroundings.ignored_signals.count(signal) == 0 ? SIG_DFL : SIG_IGN);
     }
     unsetenv("NO_COLOR");
-    unsetenv("LOCPATH"); // with it, the C library leaks the list of folders, and the program needs no other locales
+    unsetenv("LOCPATH"); // with it the C library leaks a list of folders; the program needs no other locales
     for (const auto &[name, value] : surroundings.environment) {
         setenv(name.c_str(), value.c_str(), 1);
     }
@@ -88,7 +88,7 @@ void close_if_open(int &descriptor) {
     _exit(127);
 }
 
-/** Appends what is there to read; closes the end and says false when nothing can come any more. */
+/** Appends available input to `text`. At the end of the stream closes the descriptor and returns false. */
 bool read_some(int &descriptor, std::string &text) {
     std::array<char, 65536> piece{};
     const ssize_t count = read(descriptor, piece.data(), piece.size());
@@ -99,7 +99,7 @@ bool read_some(int &descriptor, std::string &text) {
     if (count == -1 && errno == EINTR) {
         return true;
     }
-    close_if_open(descriptor); // a terminal ends with EIO
+    close_if_open(descriptor); // the end of a terminal is EIO
     return false;
 }
 
@@ -204,7 +204,7 @@ bool RunningProgram::read_once() {
     }
     if (ends[2].revents != 0) {
         const ssize_t count = write(_in, _input_left.data(), _input_left.size());
-        // A program that reads no further has made up its mind.
+        // The program has stopped reading: the rest of the input is not needed.
         _input_left.erase(0, count == -1 ? _input_left.size() : static_cast<std::size_t>(count));
     }
     return true;
@@ -227,7 +227,7 @@ bool RunningProgram::waits_for_opening(const fs::path &file) const {
     const fs::path descriptors = "/proc/" + std::to_string(_process) + "/fd";
     std::error_code gone;
     for (;;) {
-        fs::directory_iterator open(descriptors, gone); // empty for a program that has ended
+        fs::directory_iterator open(descriptors, gone); // empty when the program has ended
         if (gone || open == fs::directory_iterator()) {
             return false;
         }

@@ -1,4 +1,4 @@
-/** The built program as a child process: what it prints, and how it ends. */
+/** Runs the built program as a child process and collects its output and exit code. */
 #pragma once
 
 #include <cstddef>
@@ -13,7 +13,7 @@
 
 namespace cli_tests {
 
-/** A folder of its own for one test, gone with the object. */
+/** A new temporary folder, removed with the object. */
 class TemporaryFolder {
 public:
     TemporaryFolder();
@@ -24,7 +24,7 @@ public:
     const std::filesystem::path &path() const { return _path; }
     /** The names in the folder, sorted. */
     std::vector<std::string> names() const;
-    /** Writes a file and says where. */
+    /** Writes a file. @return its path. */
     std::string file(const std::string &name, std::string_view content) const;
 
 private:
@@ -33,44 +33,44 @@ private:
 
 std::string content_of(const std::filesystem::path &file);
 
-/** How often `part` stands in `text`, none of them within another. @param part at least one character. */
+/** The number of non-overlapping occurrences of `part` in `text`. @param part  not empty. */
 std::size_t occurrences(std::string_view text, std::string_view part);
 
-/** What goes into a program besides its arguments. */
+/** The environment of a program: everything that it is given besides its arguments. */
 struct Surroundings {
-    std::string program{}; ///< another copy of it; empty: the built one
+    std::string program{}; ///< another copy of the program; empty: the built one
     std::string standard_input;
     std::map<std::string, std::string> environment; ///< added to this process's
-    std::filesystem::path folder;                   ///< to start in; empty: this process's
-    bool output_is_terminal = false;                ///< a terminal of 80 columns in place of the standard output's pipe
+    std::filesystem::path folder;                   ///< working directory; empty: this process's
+    bool output_is_terminal = false;                ///< standard output is a terminal of 80 columns, not a pipe
     bool messages_are_to_terminal = false;          ///< the same for standard error
-    std::string output_file;                        ///< in place of the standard output's pipe
-    std::set<int> ignored_signals; ///< of those that ask a program to end; what this process ignores does not count
+    std::string output_file;                        ///< standard output is this file, not a pipe
+    std::set<int> ignored_signals; ///< of SIGHUP, SIGINT and SIGTERM; what this process ignores does not count
 };
 
 struct Outcome {
-    int exit_code; ///< 128 + N for the end by signal N
+    int exit_code; ///< 128 + N when killed by signal N
     std::string out;
     std::string err;
 };
 
-/** `qorstat` with these arguments, until it ends. */
+/** Runs `qorstat` with these arguments and waits until it ends. */
 Outcome qorstat(const std::vector<std::string> &arguments, const Surroundings &surroundings = {});
 
-/** A program that runs beside the test. */
+/** A program that runs in parallel to the test. */
 class RunningProgram {
 public:
     explicit RunningProgram(const std::vector<std::string> &arguments, const Surroundings &surroundings = {});
-    /** Ends it by force if it still runs. */
+    /** Kills the program if it still runs. */
     ~RunningProgram();
     RunningProgram(const RunningProgram &) = delete;
     RunningProgram &operator=(const RunningProgram &) = delete;
 
-    /** Waits until standard error holds `text` so many times; false when the program ended without that. */
+    /** Waits until standard error contains `text` `times` times. @return false when the program ended before. */
     bool waits_for_message(std::string_view text, std::size_t times = 1);
-    /** Waits until standard output holds `text`; false when the program ended without it. */
+    /** Waits until standard output contains `text`. @return false when the program ended before. */
     bool waits_for_output(std::string_view text);
-    /** Waits until it has the file open; false when the program ended without it. */
+    /** Waits until the program has `file` open. @return false when it ended before. */
     bool waits_for_opening(const std::filesystem::path &file) const;
     void send(int signal) const;
     /** Closes the reading end of standard output. */
@@ -90,7 +90,7 @@ private:
     std::string _err_text;
 };
 
-/** Compares with the golden file `name`; writes it instead when QOR_RENEW_GOLDEN is 1 in the environment. */
+/** Compares with the golden file `name`; writes it when the environment has QOR_RENEW_GOLDEN=1. */
 void expect_golden(const std::string &name, const std::string &text);
 
 } // namespace cli_tests

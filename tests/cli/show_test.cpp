@@ -41,7 +41,7 @@ Surroundings on_a_terminal(std::string input) {
     return surroundings;
 }
 
-/** `show` of one damaged file: one line that names the file, the place and the reason, and nothing else. */
+/** `show` of a damaged file prints one line with file, place and reason, and nothing else. */
 void expect_refused(const std::string &bytes, const std::string &place_and_reason) {
     const TemporaryFolder folder;
     folder.file("good", record("Good", kTwoLines));
@@ -56,7 +56,7 @@ void expect_refused(const std::string &bytes, const std::string &place_and_reaso
     EXPECT_EQ(outcome.err, "qorstat: bad: " + place_and_reason + "\n");
 }
 
-/** One record of each title that has a form of its own. */
+/** One record for each title that has its own rendering. */
 std::string known_records() {
     return record("SSHB Statistics", encoded(press_statistics().take())) +
            record("SSHB assets", encoded(haptic_assets().take())) +
@@ -199,22 +199,6 @@ TEST(ShowTest, APayloadThatIsNoValueIsNamed) {
     EXPECT_EQ(outcome.out, "");
     EXPECT_EQ(outcome.err.rfind("qorstat: " + file + ": byte 4", 0), 0u) << outcome.err; // 404 to 413
     EXPECT_EQ(outcome.err.find('\n'), outcome.err.size() - 1) << outcome.err;
-}
-
-TEST(ShowTest, AMissingFileIsAnError) {
-    const Outcome outcome = qorstat({"show", "/nowhere/x"});
-
-    EXPECT_EQ(outcome.exit_code, 1);
-    EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(outcome.err, "qorstat: /nowhere/x: No such file or directory\n");
-}
-
-TEST(ShowTest, AFolderIsAnError) {
-    const Outcome outcome = qorstat({"show", "/"});
-
-    EXPECT_EQ(outcome.exit_code, 1);
-    EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(outcome.err, "qorstat: /: Is a directory\n");
 }
 
 TEST(ShowTest, AFullDiskIsAnError) {

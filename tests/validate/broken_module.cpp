@@ -1,5 +1,5 @@
-// A module with one promise broken. The sound code is all there: its factory is called `sound_factory` here, and the
-// calls of the platform that end in this file's `__wrap_` functions are sent here by the linker.
+// A module that breaks one promise. It contains all of the sound code, with its factory renamed to `sound_factory`. The
+// linker redirects the platform calls that have a `__wrap_` function in this file.
 
 #include <atomic>
 #include <chrono>
@@ -21,7 +21,7 @@
 using broken_module::Breach;
 using broken_module::kBreach;
 
-// NOLINTBEGIN(bugprone-reserved-identifier): the linker's names for what it sends here and for what was meant
+// NOLINTBEGIN(bugprone-reserved-identifier): the linker's names for the redirected calls and for the originals
 extern "C" {
 void *sound_factory(RvAllocatorRef allocator, RvUUIDRef type);
 
@@ -48,7 +48,7 @@ void lose(std::size_t size) {
     (void)lost;
 }
 
-// ---- the table: a copy of the sound one, some slots replaced
+// ---- the interface table: a copy of the sound one with some slots replaced
 
 OndreQORHIDStatisticsTable table{};
 const OndreQORHIDStatisticsTable *sound_table = nullptr;
@@ -95,7 +95,7 @@ uint32_t add_ref(void *self) {
     }
 }
 
-/** What the factory handed out last. */
+/** The object that the factory returned last. */
 void *last_made = nullptr;
 RvAllocatorRef last_allocator = nullptr;
 
@@ -128,7 +128,7 @@ void close_session(void *self, RvHIDSessionRef session, uint32_t options) {
     }
 }
 
-/** Where the sound object keeps that its handlers for reports are registered. */
+/** The sound object's flag that its handlers for reports are registered. */
 constexpr std::size_t kRawDebugRegistered = 20;
 
 void register_service(void *self, RvHIDServiceRef service) {
@@ -190,7 +190,7 @@ void *make_neighbour(RvAllocatorRef allocator, RvUUIDRef type) {
     return sound_factory(allocator, RvUUIDGetConstantWithBytes(kOndreQORHIDStatisticsPlugInTypeBytes));
 }
 
-/** Looks at the object before it is known that there is one. */
+/** Uses the object before checking that there is one. */
 void *make_without_a_look(RvAllocatorRef allocator, RvUUIDRef type) {
     constexpr RvUUIDBytes kType = kOndreQORHIDStatisticsPlugInTypeBytes;
     void *object = sound_factory(allocator, type);
@@ -200,7 +200,7 @@ void *make_without_a_look(RvAllocatorRef allocator, RvUUIDRef type) {
     return object;
 }
 
-/** The same one for everybody, a reference more each time. */
+/** Returns the same object on each call, with one more reference. */
 void *make_one(RvAllocatorRef allocator, RvUUIDRef type) {
     void *made = sound_factory(allocator, type);
     if (made == nullptr || last_made == nullptr) {
@@ -211,13 +211,13 @@ void *make_one(RvAllocatorRef allocator, RvUUIDRef type) {
     return last_made;
 }
 
-// ---- handlers of state capture, each behind one that breaks a promise
+// ---- handlers of state capture, each wrapped in one that breaks a promise
 
 struct BrokenEntry {
     RvStateCaptureHandler handler;
     void *context;
     void (*release_context)(void *);
-    RvStateCaptureRecord *kept; ///< handed out already
+    RvStateCaptureRecord *kept; ///< already returned
     unsigned number;
 };
 
@@ -248,7 +248,7 @@ void release_entry(void *context) {
     delete entry;
 }
 
-/** The method's own word for how much it wrote is believed. */
+/** Trusts the size that the method claims to have written. */
 void read_all_that_is_claimed(const void *bytes, size_t claimed) {
     volatile unsigned sum = 0;
     for (size_t i = 0; i < claimed; ++i) {

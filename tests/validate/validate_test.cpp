@@ -1,4 +1,4 @@
-/** `validate`: the real module keeps every promise, and a module that breaks one is found out by the check for it. */
+/** `validate`: the real module passes every check, and a broken module fails exactly the check for its breach. */
 #include <algorithm>
 #include <filesystem>
 #include <map>
@@ -24,69 +24,69 @@ using nlohmann::json;
 
 struct BrokenModule {
     std::string breach; ///< as `breaches.h` names it
-    std::string check;  ///< that finds it
+    std::string check;  ///< the check that finds it
     std::string status;
-    std::string reason;            ///< part of one
-    std::set<std::string> skipped; ///< checks that cannot be made of such a module; "*": any
+    std::string reason;            ///< part of a reason
+    std::set<std::string> skipped; ///< checks that cannot run on such a module; "*": any
 };
 
 void PrintTo(const BrokenModule &module, std::ostream *out) { *out << module.breach; }
 
 const BrokenModule kBrokenModules[] = {
-    {"ExportsOneMore", "exports", "failed", "sound_factory is exported too", {}},
+    {"ExportsOneMore", "exports", "failed", "sound_factory is also exported", {}},
     {"ExportsOneLess",
      "exports",
      "failed",
      "qor_profile_print is not exported",
      {"report-entry-points", "any-report", "report-threads"}},
-    {"IsUnprotected", "protection", "warning", "its addresses stay writable", {}},
+    {"IsUnprotected", "protection", "warning", "its relocated data stays writable", {}},
     {"AbortsWhileLoading", "loading", "crashed", "(SIGABRT, Aborted), without a result", {"*"}},
-    {"EnablesDelta", "report-entry-points", "failed", "_qor_profile_delta_enabled at load: 1, and 0 is promised", {}},
+    {"EnablesDelta", "report-entry-points", "failed", "_qor_profile_delta_enabled at load: 1, expected 0", {}},
     {"EndsVastrelLinesWithANewline", "any-report", "failed", "a report is described as: {  'category':'vastrel'", {}},
     {"DescribesByThread", "report-threads", "failed", "descriptions that differ between threads: ", {}},
-    {"MakesNothing", "factory-type", "failed", "makes no object of the session-filter type", {"*"}},
+    {"MakesNothing", "factory-type", "failed", "returns no object for the session-filter type", {"*"}},
     {"AcceptsANeighbouringType", "factory-wrong-types", "failed", "type 7f1a3ae6-3e3d-470a-bd15-a2dd7e1bb799", {}},
-    {"GivesBackAStranger", "factory-memory", "failed", "blocks given back that came from elsewhere: 1", {}},
+    {"GivesBackAStranger", "factory-memory", "failed", "blocks freed that the allocator did not allocate: 1", {}},
     {"WritesWithoutMemory", "factory-without-memory", "crashed", "without a result", {}},
     {"StaysAnInstance", "factory-instances", "failed", "factory instances after its last Release: 1", {}},
-    {"ProvidesSlot9", "table-slots", "failed", "slot 9 holds something, and null is promised", {}},
+    {"ProvidesSlot9", "table-slots", "failed", "slot 9 is not null", {}},
     {"LacksSlot8", "table-slots", "failed", "slot 8 (close) is null", {"*"}},
-    {"DoesNotCountAQuery", "query-known", "failed", "references left after one Release: 2, and 3 is promised", {}},
-    {"LeavesTheResultOfARefusedQuery", "query-unknown", "failed", "does not leave null in the result", {}},
+    {"DoesNotCountAQuery", "query-known", "failed", "references left after one Release: 2, expected 3", {}},
+    {"LeavesTheResultOfARefusedQuery", "query-unknown", "failed", "does not set the result to null", {}},
     {"CountsARefusedQuery", "query-unknown", "failed", "references left by refused queries", {}},
-    {"AnswersTheCountBefore", "counting", "failed", "AddRef in step 0: 1, and 2 is promised", {}},
+    {"AnswersTheCountBefore", "counting", "failed", "AddRef in step 0: 1, expected 2", {}},
     {"EndsTheProcessInAddRef", "counting", "crashed", "ended with exit status 0, without a result", {}},
     {"PrintsInAddRef", "counting", "warning", "writes to standard output or standard error", {}},
-    {"RefusesOptions", "open", "failed", "open with options 0x1 answers false", {}},
-    {"LogsInClose", "call-order", "failed", "a healthy life writes a line to the log: closed", {}},
-    {"StaysClosed", "reopening", "failed", "after close, open answers false", {}},
-    {"HandsOutOneObject", "two-objects", "failed", "hands out the same object twice", {}},
-    {"IgnoresPressure", "services-kept", "failed", "handlers of a service for pressure: 0, and 105 is promised", {}},
-    {"KeepsATransport", "services-refused", "failed", "typed values held after 20 rounds more: 20", {}},
+    {"RefusesOptions", "open", "failed", "open with options 0x1 returns false", {}},
+    {"LogsInClose", "call-order", "failed", "a correct sequence of calls writes to the log: closed", {}},
+    {"StaysClosed", "reopening", "failed", "after close, open returns false", {}},
+    {"HandsOutOneObject", "two-objects", "failed", "returns the same object twice", {}},
+    {"IgnoresPressure", "services-kept", "failed", "handlers of a service for pressure: 0, expected 105", {}},
+    {"KeepsATransport", "services-refused", "failed", "typed values held after 20 more rounds: 20", {}},
     {"RegistersReportsAgain",
      "raw-debug-once",
      "failed",
-     "handlers after a sensor, a button and one more: 211, and 107 is promised",
+     "handlers after a sensor, a button and one more: 211, expected 107",
      {}},
     {"InstallsNoCallback",
      "analytics-callback",
      "failed",
-     "no callback is installed where analytics are delivered",
+     "no callback is installed for a service with analytics",
      {"analytics-entries"}},
-    {"LosesAnAddition", "analytics-entries", "failed", "the values in the store are not those of the entries", {}},
+    {"LosesAnAddition", "analytics-entries", "failed", "the values in the store differ from those of the entries", {}},
     {"ListensToAnotherName", "fault-notification", "failed", "faults in the log after one notification: 0", {}},
     {"LeavesAThread", "nothing-after-release", "failed", "threads: ", {}},
-    {"AnswersErrors", "capture-kinds", "failed", "records of reports for kind 1: 104, and 0 is promised", {}},
-    {"MixesUpTitles", "capture-order", "failed", "record 7 is titled \"ZEL Profile 8 ;count=1 ;type=fw\"", {}},
+    {"AnswersErrors", "capture-kinds", "failed", "records of reports for kind 1: 104, expected 0", {}},
+    {"MixesUpTitles", "capture-order", "failed", "record 7 has the title \"ZEL Profile 8 ;count=1 ;type=fw\"", {}},
     {"HandsOutARecordTwice", "capture-records", "crashed", "without a result", {}},
     {"ReadsWhatTheDriverClaims", "driver-lies", "crashed", "without a result", {}},
-    {"LosesAQuerysMemory", "rounds-flat", "failed", "bytes held after 100 rounds more: ", {}},
-    {"LosesASchedulesMemory", "rounds-leaks", "failed", "100 rounds leave 1", {}},
-    {"LosesAKeyString", "rounds-leaks", "failed", "(the key strings): 59, and 58 is promised", {}},
+    {"LosesAQuerysMemory", "rounds-flat", "failed", "bytes held after 100 more rounds: ", {}},
+    {"LosesASchedulesMemory", "rounds-leaks", "failed", "100 rounds leak 1", {}},
+    {"LosesAKeyString", "rounds-leaks", "failed", "(the key strings): 59, expected 58", {}},
 };
 
-/** Without a search for leaks at the end of each process: broken modules leak as they please. */
-Surroundings unlooked_for_leaks() {
+/** Without the leak checker: broken modules leak. */
+Surroundings without_leak_search() {
     const char *given = std::getenv("ASAN_OPTIONS");
     Surroundings surroundings;
     surroundings.environment = {
@@ -94,9 +94,9 @@ Surroundings unlooked_for_leaks() {
     return surroundings;
 }
 
-std::string broken(const std::string &breach) { return QOR_BROKEN_MODULES "broken_" + breach + ".so"; }
+std::string broken_module(const std::string &breach) { return QOR_BROKEN_MODULES "broken_" + breach + ".so"; }
 
-std::set<std::string> listed_names() {
+std::set<std::string> list_names() {
     std::set<std::string> names;
     for (const json &check : json::parse(qorstat({"validate", "--list", "--json"}).out)) {
         names.insert(check["name"].get<std::string>());
@@ -106,22 +106,22 @@ std::set<std::string> listed_names() {
 
 class BrokenModuleTest : public testing::TestWithParam<BrokenModule> {};
 
-/** With a sanitizer, which takes its time, only that the check finds it; without, also that no other does. */
+/** All checks, so that no other one finds the breach. Sanitizers are slow: with one, only the check for it. */
 std::string checks_to_run(const BrokenModule &module) { return QOR_IS_SANITIZED ? "^" + module.check + "$" : ""; }
 
-/** For each check: more than it takes on any machine. */
+/** Seconds per check: more than any machine needs. */
 constexpr const char *kLongTimeOut = "3600";
 
 TEST_P(BrokenModuleTest, IsFoundOutByExactlyTheCheckForIt) {
     const BrokenModule &row = GetParam();
 
-    const Outcome outcome =
-        qorstat({"validate", broken(row.breach), "--json", "--only", checks_to_run(row), "--timeout", kLongTimeOut},
-                unlooked_for_leaks());
+    const Outcome outcome = qorstat(
+        {"validate", broken_module(row.breach), "--json", "--only", checks_to_run(row), "--timeout", kLongTimeOut},
+        without_leak_search());
 
     EXPECT_EQ(outcome.exit_code, row.status == "warning" ? 0 : 1);
     const json result = json::parse(outcome.out);
-    EXPECT_EQ(result["checks"].size(), QOR_IS_SANITIZED ? 1 : listed_names().size());
+    EXPECT_EQ(result["checks"].size(), QOR_IS_SANITIZED ? 1 : list_names().size());
     for (const json &check : result["checks"]) {
         const std::string name = check["name"];
         const std::string status = check["status"];
@@ -131,8 +131,8 @@ TEST_P(BrokenModuleTest, IsFoundOutByExactlyTheCheckForIt) {
         } else if (row.skipped.count(name) != 0 || (row.skipped.count("*") != 0 && status == "skipped")) {
             EXPECT_EQ(status, "skipped") << check.dump(2);
         } else if (name == "exports" && status == "warning") {
-            // The names that sanitizers and coverage counters bring.
-            EXPECT_THAT(check["reasons"].dump(), HasSubstr("its compiler brought it"));
+            // The symbols that sanitizers and coverage add.
+            EXPECT_THAT(check["reasons"].dump(), HasSubstr("added by the compiler"));
         } else {
             EXPECT_EQ(status, "passed") << check.dump(2);
         }
@@ -148,7 +148,7 @@ TEST(ValidateTest, EveryCheckHasABrokenModule) {
         proven.insert(module.check);
     }
 
-    EXPECT_EQ(proven, listed_names());
+    EXPECT_EQ(proven, list_names());
 }
 
 TEST(ValidateTest, TheBuiltModulePassesEveryCheck) {
@@ -157,42 +157,41 @@ TEST(ValidateTest, TheBuiltModulePassesEveryCheck) {
     EXPECT_EQ(outcome.exit_code, 0);
     const json result = json::parse(outcome.out);
     EXPECT_EQ(result["module"], QOR_MODULE);
-    EXPECT_EQ(result["checks"].size(), listed_names().size());
+    EXPECT_EQ(result["checks"].size(), list_names().size());
     EXPECT_EQ(result["totals"]["failed"], 0);
     EXPECT_EQ(result["totals"]["crashed"], 0);
     EXPECT_EQ(result["totals"]["skipped"], 0);
 }
 
 TEST(ValidateTest, AHangIsACrashWithTheTimeThatItWasGiven) {
-    const Outcome outcome = qorstat({"validate", broken("HangsInAddRef"), "--only", "^counting$", "--timeout", "1.5"});
+    const Outcome outcome =
+        qorstat({"validate", broken_module("HangsInAddRef"), "--only", "^counting$", "--timeout", "1.5"});
 
     EXPECT_EQ(outcome.exit_code, 1);
-    EXPECT_EQ(outcome.out,
-              "crashed  counting                AddRef and Release answer the count, whatever their order\n"
-              "         timed out after 1.5 seconds\n"
-              "1 check with seed 1: 0 passed, 0 failed, 1 crashed, 0 skipped, 0 warning\n");
+    EXPECT_EQ(outcome.out, "crashed  counting                AddRef and Release return the count, in any order\n"
+                           "         timed out after 1.5 seconds\n"
+                           "1 check with seed 1: 0 passed, 0 failed, 1 crashed, 0 skipped, 0 warning\n");
     EXPECT_EQ(outcome.err, "");
 }
 
 TEST(ValidateTest, AFailureHasItsReasonsBelowItAndTheCommandThatShowsItAgain) {
-    const std::string module = broken("AnswersTheCountBefore");
+    const std::string module = broken_module("AnswersTheCountBefore");
 
     const Outcome outcome =
-        qorstat({"validate", module, "--only", "^counting$", "--seed", "7", "--reproduce"}, unlooked_for_leaks());
+        qorstat({"validate", module, "--only", "^counting$", "--seed", "7", "--reproduce"}, without_leak_search());
 
     EXPECT_EQ(outcome.exit_code, 1);
-    EXPECT_EQ(outcome.out,
-              "failed   counting                AddRef and Release answer the count, whatever their order\n"
-              "         AddRef in step 0: 1, and 2 is promised\n"
-              "         again: qorstat validate " +
-                  module +
-                  " --only '^counting$' --seed 7\n"
-                  "1 check with seed 7: 0 passed, 1 failed, 0 crashed, 0 skipped, 0 warning\n");
+    EXPECT_EQ(outcome.out, "failed   counting                AddRef and Release return the count, in any order\n"
+                           "         AddRef in step 0: 1, expected 2\n"
+                           "         again: qorstat validate " +
+                               module +
+                               " --only '^counting$' --seed 7\n"
+                               "1 check with seed 7: 0 passed, 1 failed, 0 crashed, 0 skipped, 0 warning\n");
 }
 
-/** What the shell makes of a command, the built program being found by its name. */
+/** Runs a command in the shell, with the built program in PATH. */
 Outcome run_by_shell(const std::string &command) {
-    Surroundings surroundings = unlooked_for_leaks();
+    Surroundings surroundings = without_leak_search();
     surroundings.program = "/bin/sh";
     surroundings.environment["PATH"] = fs::path(QOR_MODULE).parent_path().string() + ":" + std::getenv("PATH");
     return qorstat({"-c", command}, surroundings);
@@ -213,10 +212,10 @@ TEST(ValidateTest, ACommandThatShowsAFailureAgainDoes) {
     };
     for (const auto &row : rows) {
         fs::remove(module);
-        fs::create_symlink(broken(row.breach), module);
+        fs::create_symlink(broken_module(row.breach), module);
         std::vector<std::string> arguments = {"validate", module, "--only", "^counting$", "--reproduce"};
         arguments.insert(arguments.end(), row.options.begin(), row.options.end());
-        const std::string first = qorstat(arguments, unlooked_for_leaks()).out;
+        const std::string first = qorstat(arguments, without_leak_search()).out;
 
         const Outcome again = run_by_shell(row.command);
 
@@ -231,8 +230,8 @@ TEST(ValidateTest, ACommandThatShowsAFailureAgainDoes) {
 
 TEST(ValidateTest, AFileWhoseNameBeginsLikeAnOptionIsAModuleLikeAnyOther) {
     const TemporaryFolder folder;
-    fs::create_symlink(broken("AnswersTheCountBefore"), folder.path() / "-x.so");
-    Surroundings surroundings = unlooked_for_leaks();
+    fs::create_symlink(broken_module("AnswersTheCountBefore"), folder.path() / "-x.so");
+    Surroundings surroundings = without_leak_search();
     surroundings.folder = folder.path();
 
     const Outcome outcome = qorstat({"validate", "--only", "^counting$", "--reproduce", "--", "-x.so"}, surroundings);
@@ -248,12 +247,12 @@ TEST(ValidateTest, ACheckThatExplainsASkippedOneIsMadeToo) {
         std::string explaining;
     } rows[] = {
         {QOR_FOREIGN_MODULE, "loading"},
-        {broken("MakesNothing"), "factory-type"},
-        {broken("LacksSlot8"), "table-slots"},
+        {broken_module("MakesNothing"), "factory-type"},
+        {broken_module("LacksSlot8"), "table-slots"},
     };
     for (const auto &row : rows) {
         const Outcome outcome =
-            qorstat({"validate", row.module, "--only", "^(open|counting)$", "--json"}, unlooked_for_leaks());
+            qorstat({"validate", row.module, "--only", "^(open|counting)$", "--json"}, without_leak_search());
 
         EXPECT_EQ(outcome.exit_code, 1);
         std::vector<std::string> results;
@@ -267,7 +266,7 @@ TEST(ValidateTest, ACheckThatExplainsASkippedOneIsMadeToo) {
 
 TEST(ValidateTest, WhatAModulePrintsIsShownEscapedWhereTheCheckDidNotPass) {
     const Outcome outcome =
-        qorstat({"validate", broken("PrintsInAddRef"), "--only", "^(counting|open)$"}, unlooked_for_leaks());
+        qorstat({"validate", broken_module("PrintsInAddRef"), "--only", "^(counting|open)$"}, without_leak_search());
 
     EXPECT_EQ(outcome.exit_code, 0);
     EXPECT_THAT(outcome.out, HasSubstr("warning  counting"));
@@ -280,9 +279,8 @@ TEST(ValidateTest, TheListHasOneLineForEachCheck) {
     const Outcome outcome = qorstat({"validate", "--list"});
 
     EXPECT_EQ(outcome.exit_code, 0);
-    EXPECT_EQ(static_cast<std::size_t>(std::count(outcome.out.begin(), outcome.out.end(), '\n')),
-              listed_names().size());
-    EXPECT_THAT(outcome.out, HasSubstr("\ncounting                AddRef and Release answer the count, "));
+    EXPECT_EQ(static_cast<std::size_t>(std::count(outcome.out.begin(), outcome.out.end(), '\n')), list_names().size());
+    EXPECT_THAT(outcome.out, HasSubstr("\ncounting                AddRef and Release return the count, "));
 }
 
 TEST(ValidateTest, OnlyChoosesByAnExpressionLookedForAnywhereInTheName) {
@@ -321,24 +319,25 @@ TEST(ValidateTest, TheSeedIsDecimalAlsoBehindZeros) {
 }
 
 TEST(ValidateTest, JsonNamesEveryPartOfAResult) {
-    const json result = json::parse(
-        qorstat({"validate", broken("RefusesOptions"), "--only", "^(open|counting)$", "--json"}, unlooked_for_leaks())
-            .out);
+    const json result =
+        json::parse(qorstat({"validate", broken_module("RefusesOptions"), "--only", "^(open|counting)$", "--json"},
+                            without_leak_search())
+                        .out);
 
     const json expected = {
-        {"module", broken("RefusesOptions")},
+        {"module", broken_module("RefusesOptions")},
         {"seed", 1},
         {"checks",
          {{{"name", "counting"},
-           {"promise", "AddRef and Release answer the count, whatever their order"},
+           {"promise", "AddRef and Release return the count, in any order"},
            {"status", "passed"},
            {"reasons", json::array()}},
           {{"name", "open"},
-           {"promise", "open answers true, whatever its arguments"},
+           {"promise", "open returns true for all arguments"},
            {"status", "failed"},
-           {"reasons", {"open with options 0x1 answers false", "open with options 0x1 answers false"}},
+           {"reasons", {"open with options 0x1 returns false", "open with options 0x1 returns false"}},
            {"messages", ""},
-           {"reproduce", "qorstat validate " + broken("RefusesOptions") + " --only '^open$' --seed 1"}}}},
+           {"reproduce", "qorstat validate " + broken_module("RefusesOptions") + " --only '^open$' --seed 1"}}}},
         {"totals", {{"passed", 1}, {"failed", 1}, {"crashed", 0}, {"skipped", 0}, {"warning", 0}}},
     };
     EXPECT_EQ(result, expected);
@@ -352,8 +351,6 @@ TEST(ValidateTest, AFileThatIsNoModuleIsOneError) {
     } rows[] = {
         {folder.file("text.so", "plain text"), "this is no module: it does not begin as an ELF file does"},
         {folder.file("empty.so", ""), "this is no module: it does not begin as an ELF file does"},
-        {folder.path() / "missing.so", "No such file or directory"},
-        {folder.path(), "this is no module: it is no regular file"},
         {folder.file("cut.so", cli_tests::content_of(QOR_MODULE).substr(0, 100)),
          "byte 64: the list of segments reaches past the end of the file"},
     };
@@ -373,17 +370,20 @@ TEST(ValidateTest, WrongUseIsRefusedBeforeAnythingRuns) {
     } rows[] = {
         {{"validate"}, "PLUGIN.so is required"},
         {{"validate", "x.so", "y.so"}, "unexpected argument \"y.so\""},
-        {{"validate", "x.so", "--only", "("}, "--only: \"(\" is no regular expression: Unmatched ( or \\("},
-        {{"validate", "x.so", "--only", "xyzzy"}, "--only: no check's name has \"xyzzy\" in it; --list shows them"},
-        {{"validate", "x.so", "--seed", "-1"}, "--seed: \"-1\" is no number from 0 to 18446744073709551615"},
+        {{"validate", "x.so", "--only", "("},
+         "invalid value \"(\" for --only: not a regular expression: Unmatched ( or \\("},
+        {{"validate", "x.so", "--only", "xyzzy"},
+         "invalid value \"xyzzy\" for --only: no check has such a name; --list shows the names"},
+        {{"validate", "x.so", "--seed", "-1"},
+         "invalid value \"-1\" for --seed: expected a number from 0 to 18446744073709551615"},
         {{"validate", "x.so", "--seed", "18446744073709551616"},
-         "--seed: \"18446744073709551616\" is no number from 0 to 18446744073709551615"},
-        {{"validate", "x.so", "--timeout", "0"}, "--timeout: \"0\" is no number of seconds from 0.001 to 86400"},
-        {{"validate", "x.so", "--check-in-child", "open"}, "--check-in-child is for the program's own use"},
-        {{"validate", "x.so", "--list"}, "--list runs nothing: it goes with --only and --json only"},
-        {{"validate", "--list", "--seed", "1"}, "--list runs nothing: it goes with --only and --json only"},
-        {{"validate", "--list", "--timeout", "60"}, "--list runs nothing: it goes with --only and --json only"},
-        {{"validate", "--list", "--reproduce"}, "--list runs nothing: it goes with --only and --json only"},
+         "invalid value \"18446744073709551616\" for --seed: expected a number from 0 to 18446744073709551615"},
+        {{"validate", "x.so", "--timeout", "0"}, "invalid value \"0\" for --timeout: expected 0.001 to 86400 seconds"},
+        {{"validate", "x.so", "--check-in-child", "open"}, "--check-in-child is for internal use only"},
+        {{"validate", "x.so", "--list"}, "only --only and --json can be combined with --list"},
+        {{"validate", "--list", "--seed", "1"}, "only --only and --json can be combined with --list"},
+        {{"validate", "--list", "--timeout", "60"}, "only --only and --json can be combined with --list"},
+        {{"validate", "--list", "--reproduce"}, "only --only and --json can be combined with --list"},
     };
     for (const auto &row : rows) {
         const Outcome outcome = qorstat(row.arguments);

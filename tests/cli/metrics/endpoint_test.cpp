@@ -96,9 +96,10 @@ TEST_F(ListenTest, WhatIsNoAddressIsWrongUse) {
 
     EXPECT_EQ(outcome.exit_code, 2);
     EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(outcome.err,
-              "qorstat: run: --listen: \"example.org:80\" names no address: localhost, an IPv4 address, or "
-              "an IPv6 address in brackets\n");
+    EXPECT_EQ(
+        outcome.err,
+        "qorstat: run: invalid value \"example.org:80\" for --listen: the host is not localhost, an IPv4 address, "
+        "or an IPv6 address in brackets\n");
 }
 
 } // namespace

@@ -13,21 +13,21 @@ namespace cli_tests {
 namespace {
 
 constexpr std::uintmax_t kReportSize = 48;
-/** The most whole reports that 64 MiB hold. */
+/** The number of whole reports in 64 MiB. */
 constexpr std::uintmax_t kReportsWithoutBar = 64 * 1024 * 1024 / kReportSize;
 
 const std::string kEmptyBar = "[" + std::string(53, ' ') + "]   0%";
 const std::string kFullBar = "[" + std::string(53, '#') + "] 100%";
 const std::string kWipe = "\r\x1b[K";
 
-/** A dump of reports of zeros, which takes no room on the disk. */
+/** A sparse file of zero reports, which takes no space on the disk. */
 class DumpOfZeros {
 public:
     explicit DumpOfZeros(std::uintmax_t reports) : _file(_folder.file("dump", "")) {
         std::filesystem::resize_file(_file, reports * kReportSize);
     }
 
-    /** Decodes it; the filter that these tests use lets no report pass, for speed. */
+    /** Decodes the dump with a filter that no report passes, for speed. */
     Outcome decoded(const std::vector<std::string> &options, const Surroundings &surroundings) const {
         std::vector<std::string> arguments = {"decode", _file};
         arguments.insert(arguments.end(), options.begin(), options.end());
@@ -55,7 +55,7 @@ bool ends_with(const std::string &text, const std::string &end) {
     return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
-/** What is written over the same line of a terminal again and again. */
+/** The successive texts written to one line of a terminal. */
 std::vector<std::string> drawings_of(const std::string &text) {
     std::vector<std::string> drawings;
     std::istringstream stream(text);

@@ -33,7 +33,7 @@ TEST(TerminalTextTest, LeavesPrintableTextAlone) {
 TEST(TerminalTextTest, ThePlainStyleChangesNothing) {
     const cli::TextStyle plain;
 
-    EXPECT_EQ(plain.shown("\x1b[31m\xFF"), "\x1b[31m\xFF");
+    EXPECT_EQ(plain.show("\x1b[31m\xFF"), "\x1b[31m\xFF");
     EXPECT_EQ(plain.heading("title"), "title");
     EXPECT_EQ(plain.key("key"), "key");
 }
