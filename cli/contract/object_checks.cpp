@@ -11,6 +11,8 @@
 #include "host/RvLog.h"
 #include "host/RvNotify.h"
 #include "host/RvRegistry.h"
+#include "host/counting_allocator.h"
+#include "host/device/played_qor.h"
 #include "platform/Owned.h"
 
 namespace cli {
@@ -67,29 +69,31 @@ void check_factory_wrong_types(CheckedModule &module, Findings &findings) {
     wrong.insert(wrong.end(), std::begin(kInterfaces), std::end(kInterfaces));
     add_neighbours(kType, wrong);
     add_random(module, wrong);
-    const CountingArena arena;
+    const host::CountingAllocator allocator;
     for (const RvUUIDBytes &type : wrong) {
-        findings.expect(module.make(&arena, type) == nullptr, "the factory makes an object of type " + text_of(type));
+        findings.expect(module.make(&allocator, type) == nullptr,
+                        "the factory makes an object of type " + text_of(type));
     }
-    findings.expect(module.loaded().factory()(&arena, nullptr) == nullptr, "the factory makes an object of no type");
-    findings.expect_equal("allocations for wrong types", arena.allocations(), 0);
+    findings.expect(module.loaded().factory()(&allocator, nullptr) == nullptr,
+                    "the factory makes an object of no type");
+    findings.expect_equal("allocations for wrong types", allocator.allocations(), 0);
     findings.expect_equal("factory instances for wrong types", live_instances(), 0);
 }
 
 void check_factory_memory(CheckedModule &module, Findings &findings) {
-    CountingArena arena;
-    OndreQORHIDStatisticsRef object = module.create(&arena);
-    findings.expect(arena.owns(object), "the object does not live in the memory of the allocator given");
+    host::CountingAllocator allocator;
+    OndreQORHIDStatisticsRef object = module.create(&allocator);
+    findings.expect(allocator.owns(object), "the object does not live in the memory of the allocator given");
     (*object)->Release(object);
-    findings.expect(!arena.owns(object), "the last Release does not give the object's memory back");
-    findings.expect_equal("blocks given back that came from elsewhere", arena.strangers(), 0);
+    findings.expect(!allocator.owns(object), "the last Release does not give the object's memory back");
+    findings.expect_equal("blocks given back that came from elsewhere", allocator.foreign_blocks(), 0);
 }
 
 void check_factory_without_memory(CheckedModule &module, Findings &findings) {
     module.loaded();
-    CountingArena arena;
-    arena.run_dry();
-    findings.expect(module.make(&arena, kType) == nullptr, "the factory makes an object without memory");
+    host::CountingAllocator allocator;
+    allocator.exhaust();
+    findings.expect(module.make(&allocator, kType) == nullptr, "the factory makes an object without memory");
     findings.expect_equal("factory instances without an object", live_instances(), 0);
 }
 
@@ -208,11 +212,11 @@ void check_open(CheckedModule &module, Findings &findings) {
 
 void check_call_order(CheckedModule &module, Findings &findings) {
     const host::LogRecorder log;
-    const PlayedQor qor;
+    const host::PlayedQor qor;
     std::vector<std::unique_ptr<RvHIDService>> services;
-    services.push_back(std::make_unique<RvHIDService>(qor.tallybook_service(kConsumerControl)));
-    services.push_back(std::make_unique<RvHIDService>(qor.service(kSensor)));
-    services.push_back(std::make_unique<RvHIDService>(qor.service(kVendor)));
+    services.push_back(std::make_unique<RvHIDService>(qor.tallybook_service(host::kConsumerControl)));
+    services.push_back(std::make_unique<RvHIDService>(qor.service(host::kSensor)));
+    services.push_back(std::make_unique<RvHIDService>(qor.service(host::kVendor)));
     module.require_object();
     host::SerialQueue queue;
     host::HostedPlugIn hosted(module.loaded(), queue);
@@ -226,10 +230,10 @@ void check_call_order(CheckedModule &module, Findings &findings) {
 }
 
 void check_reopening(CheckedModule &module, Findings &findings) {
-    const PlayedQor qor;
+    const host::PlayedQor qor;
     host::SerialQueue later;
     ScheduledObject object(module);
-    object.hand_over(qor.service(kSensor));
+    object.hand_over(qor.service(host::kSensor));
     OndreQORHIDStatisticsRef plug_in = object.get();
     object.queue().run([&] {
         (*plug_in)->unscheduleFromDispatchQueue(plug_in, object.queue().handle());
@@ -239,7 +243,7 @@ void check_reopening(CheckedModule &module, Findings &findings) {
     later.run([&] {
         findings.expect((*plug_in)->open(plug_in, nullptr, 0), "after close, open answers false");
         (*plug_in)->scheduleWithDispatchQueue(plug_in, later.handle());
-        const RvHIDService service = qor.service(kSensor);
+        const RvHIDService service = qor.service(host::kSensor);
         (*plug_in)->registerService(plug_in, &service);
     });
     findings.expect_equal("handlers registered for a sensor after reopening",
@@ -250,7 +254,7 @@ void check_reopening(CheckedModule &module, Findings &findings) {
 }
 
 void check_two_objects(CheckedModule &module, Findings &findings) {
-    const PlayedQor qor;
+    const host::PlayedQor qor({.reports = 1});
     ScheduledObject first(module);
     ScheduledObject second(module);
     findings.expect(first.get() != second.get(), "the factory hands out the same object twice");
@@ -258,8 +262,8 @@ void check_two_objects(CheckedModule &module, Findings &findings) {
         return;
     }
     findings.expect(*first.get() == *second.get(), "two objects have two tables");
-    first.hand_over(qor.service(kVendor));
-    second.hand_over(qor.service(kVendor));
+    first.hand_over(qor.service(host::kVendor));
+    second.hand_over(qor.service(host::kVendor));
     findings.expect_equal("handlers of two objects", host::state_capture_handler_count(), 2 * kRawDebugHandlers);
     first.stop();
     findings.expect_equal("records of the second object when the first is gone",

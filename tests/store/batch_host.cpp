@@ -19,9 +19,9 @@
 
 #include "host/RvQueue.h"
 #include "host/TallybookStore.h"
+#include "host/device/played_qor.h"
 #include "host/error.h"
 #include "host/module/module.h"
-#include "tests/plugin/qor_player.h"
 
 namespace {
 
@@ -76,7 +76,7 @@ public:
     void stop() { _plug_in.stop(); }
 
 private:
-    plug_in_tests::QorPlayer _qor;
+    host::PlayedQor _qor;
     host::Module _module;
     host::SerialQueue _queue;
     host::HostedPlugIn _plug_in;

@@ -1,6 +1,5 @@
 #include "tests/sweep/subject.h"
 
-#include <cstdlib>
 
 #include <set>
 
@@ -47,17 +46,6 @@ RvRegistryEntry handle_of(std::uint64_t registry_id) {
 }
 
 } // namespace
-
-void *CountedAllocator::allocate(std::size_t size) const {
-    void *storage = std::malloc(size);
-    _live += storage != nullptr ? 1 : 0;
-    return storage;
-}
-
-void CountedAllocator::deallocate(void *storage) const {
-    --_live;
-    std::free(storage);
-}
 
 std::string to_string(const Holdings &holdings) {
     std::string text =
