@@ -8,7 +8,7 @@
 
 #include "host/RvHID.h"
 #include "host/RvQueue.h"
-#include "host/device/device_description.h"
+#include "host/device/description.h"
 #include "host/device/qor_plug_ins.h"
 
 namespace host {

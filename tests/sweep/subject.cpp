@@ -1,6 +1,5 @@
 #include "tests/sweep/subject.h"
 
-
 #include <set>
 
 #include "host/RvNotify.h"
@@ -8,7 +7,7 @@
 #include "host/RvStateCapture.h"
 #include "host/TallybookStore.h"
 #include "host/TvValues.h"
-#include "host/device/device_description.h"
+#include "host/device/description.h"
 #include "host/device/qor_plug_ins.h"
 #include "platform/QorAnalytics.h"
 #include "tests/sweep/module_memory.h"

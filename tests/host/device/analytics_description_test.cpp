@@ -10,7 +10,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/device/device_description.h"
+#include "host/device/description.h"
 #include "host/error.h"
 #include "platform/QorAnalytics.h"
 #include "tests/host/device/written_description.h"

@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "host/device/described_device.h"
-#include "host/device/device_description.h"
+#include "host/device/description.h"
 #include "platform/QorAnalytics.h"
 #include "platform/RvConnection.h"
 

@@ -1,4 +1,4 @@
-#include "host/device/device_description.h"
+#include "host/device/description.h"
 
 #include <algorithm>
 #include <iterator>

@@ -1,6 +1,6 @@
 // What is read from a module's file, and what becomes of files that lie.
 
-#include "host/module/module_file.h"
+#include "host/module/file.h"
 
 #include <cstring>
 #include <fstream>

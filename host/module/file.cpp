@@ -1,4 +1,4 @@
-#include "host/module/module_file.h"
+#include "host/module/file.h"
 
 #include <algorithm>
 #include <array>
