@@ -45,7 +45,7 @@ void check_capture_kinds(CheckedModule &module, Findings &findings) {
         const host::PlayedQor qor({.reports = 1});
         ScheduledObject object(module);
         object.hand_over(qor.service({{0x000C, 0x0001}, {0xFF00, 0x0003}}));
-        const std::vector<std::string> titles = captured_titles(row.kind);
+        const std::vector<std::string> titles = capture_titles(row.kind);
         const std::string kind = "kind " + std::to_string(row.kind);
         const auto reports = std::count_if(
             titles.begin(), titles.end(), [](const std::string &title) { return title.rfind("ZEL Profile ", 0) == 0; });
@@ -60,7 +60,7 @@ void check_capture_order(CheckedModule &module, Findings &findings) {
         const host::PlayedQor qor({.reports = reports});
         ScheduledObject object(module);
         object.hand_over(qor.service(host::kVendor));
-        const std::vector<std::string> found = captured_titles(kRvStateCaptureFault);
+        const std::vector<std::string> found = capture_titles(kRvStateCaptureFault);
         const std::vector<std::string> promised = raw_debug_titles(reports);
         for (std::size_t i = 0; i < std::min(found.size(), promised.size()); ++i) {
             findings.expect(found[i] == promised[i], "record " + std::to_string(i + 1) + " is titled \"" + found[i] +
@@ -155,7 +155,7 @@ void check_driver_lies(CheckedModule &module, Findings &findings) {
             service->reported_size = row.claimed_size;
             service->status = row.status;
         }
-        const std::vector<std::string> titles = captured_titles(kRvStateCaptureRequest);
+        const std::vector<std::string> titles = capture_titles(kRvStateCaptureRequest);
         const auto reports = std::count_if(
             titles.begin(), titles.end(), [](const std::string &title) { return title.rfind("ZEL Profile ", 0) == 0; });
         findings.expect_equal(std::string("records of reports when the driver ") + row.what,

@@ -267,7 +267,7 @@ void check_two_objects(CheckedModule &module, Findings &findings) {
     findings.expect_equal("handlers of two objects", host::state_capture_handler_count(), 2 * kRawDebugHandlers);
     first.stop();
     findings.expect_equal("records of the second object when the first is gone",
-                          captured_titles(kRvStateCaptureFault).size(), kRawDebugHandlers);
+                          capture_titles(kRvStateCaptureFault).size(), kRawDebugHandlers);
 }
 
 } // namespace

@@ -57,7 +57,7 @@ std::vector<host::StateRecord> capture(std::uint32_t kind) {
     return host::parse_records(all, "captured records");
 }
 
-std::vector<std::string> captured_titles(std::uint32_t kind) {
+std::vector<std::string> capture_titles(std::uint32_t kind) {
     std::vector<std::string> titles;
     for (const host::StateRecord &record : capture(kind)) {
         titles.push_back(record.title);
@@ -82,7 +82,7 @@ std::optional<std::size_t> held_bytes() {
         return __sanitizer_get_current_allocated_bytes != nullptr ? __sanitizer_get_current_allocated_bytes()
                                                                   : mallinfo2().uordblks;
     };
-    // Another allocator may have taken the C library's place, whose books then stay as they are.
+    // Another allocator may have replaced that of the C library, whose figures do not change then.
     const std::size_t before = measure();
     void *volatile probe = std::malloc(4096);
     const bool counts = measure() > before;

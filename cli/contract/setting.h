@@ -55,8 +55,8 @@ private:
 /** Captures once and parses the records. @throws host::Error for a malformed record. */
 std::vector<host::StateRecord> capture(std::uint32_t kind);
 
-/** The titles of one capture, in the order of the records. */
-std::vector<std::string> captured_titles(std::uint32_t kind);
+/** Captures once. @return the titles of the records, in their order. */
+std::vector<std::string> capture_titles(std::uint32_t kind);
 
 /** The titles "ZEL Profile …" of the raw-debug records, in their order, when each source has `reports` reports. */
 std::vector<std::string> raw_debug_titles(std::size_t reports);

@@ -1,4 +1,4 @@
-/** What a module's file says about itself, read from its bytes and never by loading it. */
+/** Reads facts about a module from the bytes of its file, without loading it. */
 #pragma once
 
 #include <cstddef>
@@ -8,28 +8,28 @@
 
 namespace host {
 
-/** The dynamic symbols and the protections of a shared library of 64 bits, little-endian, in the ELF format. */
+/** The dynamic symbols and the protections of a shared library: 64-bit little-endian ELF. */
 struct ModuleFile {
-    /** The names that the loader gives to others; sorted, each once. */
+    /** The exported names; sorted, without duplicates. */
     std::vector<std::string> exported;
-    /** A part is made read-only once its addresses are filled in. */
+    /** Relocated data is made read-only after relocation. */
     bool is_read_only_after_relocation = false;
-    /** Every name is bound before the first line runs. */
+    /** All names are bound at load, before any code runs. */
     bool is_bound_at_once = false;
-    /** Its code is written to while it is loaded. */
+    /** Its code is modified while it is loaded. */
     bool relocates_code = false;
-    /** It asks for a stack that may hold code, if only by not saying otherwise. */
+    /** It requests an executable stack, explicitly or by saying nothing about it. */
     bool wants_executable_stack = false;
 };
 
 /**
- * Reads the format from a file's bytes. They are hostile: every offset, size and count is checked against them.
+ * Parses a file's bytes. They are untrusted: every offset, size and count is checked.
  * @param file  named in errors.
  * @throws Error naming the file, the byte and the reason.
  */
 ModuleFile parse_module_file(std::span<const std::byte> bytes, const std::string &file);
 
-/** @throws Error also when the file cannot be read, is no regular file or is larger than 1 GiB. */
+/** @throws Error also when the file cannot be read, is not a regular file or is larger than 1 GiB. */
 ModuleFile read_module_file(const std::string &path);
 
 } // namespace host

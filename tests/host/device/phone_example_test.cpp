@@ -1,4 +1,4 @@
-/** examples/phone.toml: what the plug-in and its readers rely on. */
+/** The properties of examples/phone.toml that the plug-in and readers of the example rely on. */
 #include <array>
 #include <cstring>
 #include <map>
