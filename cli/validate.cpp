@@ -25,7 +25,7 @@
 #include "cli/terminal/output.h"
 #include "cli/verbs.h"
 #include "host/error.h"
-#include "host/module/module_file.h"
+#include "host/module/file.h"
 
 namespace cli {
 namespace {

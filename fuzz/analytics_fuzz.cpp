@@ -14,9 +14,9 @@
 #include "host/RvLog.h"
 #include "host/RvQueue.h"
 #include "host/TallybookStore.h"
+#include "host/device/played_qor.h"
 #include "plugin/OndreQORHIDStatistics.h"
 #include "qor/analytics.h"
-#include "tests/plugin/qor_player.h"
 
 namespace {
 
@@ -107,7 +107,7 @@ struct Hosted {
     }
 
     host::SerialQueue queue;
-    plug_in_tests::QorPlayer qor;
+    host::PlayedQor qor;
     OndreQORHIDStatistics *plug_in = OndreQORHIDStatistics::alloc(RvAllocatorGetDefault());
 };
 

@@ -13,9 +13,10 @@
 #include "host/RvNotify.h"
 #include "host/RvQueue.h"
 #include "host/RvStateCapture.h"
+#include "host/device/played_qor.h"
 #include "platform/Owned.h"
 #include "plugin/OndreQORHIDStatisticsInterface.h"
-#include "tests/plugin/qor_player.h"
+#include "tests/plugin/values.h"
 
 namespace {
 
@@ -72,8 +73,7 @@ public:
         const unsigned kind = input.byte();
         RvHIDService service = _player.service({});
         unsigned bit = 1;
-        for (const auto *usages : {&plug_in_tests::kConsumerControl, &plug_in_tests::kTelephony,
-                                   &plug_in_tests::kSensor, &plug_in_tests::kVendor}) {
+        for (const auto *usages : {&host::kConsumerControl, &host::kTelephony, &host::kSensor, &host::kVendor}) {
             if (kind & bit) {
                 service.usages.push_back(usages->front());
             }
@@ -100,14 +100,16 @@ public:
     }
 
 private:
-    static plug_in_tests::QorOptions options(unsigned bits) {
-        return {(bits & 1) == 0, (bits & 2) == 0, static_cast<int>(2 - std::min(2U, bits >> 2 & 3))};
+    static host::PlayedQorOptions options(unsigned bits) {
+        return {.driver_plug_in = (bits & 1) == 0,
+                .device_plug_in = (bits & 2) == 0,
+                .ancestors = static_cast<int>(2 - std::min(2U, bits >> 2 & 3))};
     }
     static host::QueryAnswer answer(unsigned bits) {
         return {bits & 1 ? kRvResultNoInterface : kRvResultOK, (bits & 2) == 0};
     }
 
-    plug_in_tests::QorPlayer _player;
+    host::PlayedQor _player;
     std::vector<std::uint8_t> _answer;
 };
 

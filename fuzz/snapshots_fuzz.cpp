@@ -12,9 +12,9 @@
 #include "fuzz/input.h"
 #include "host/RvStateCapture.h"
 #include "host/TvValues.h"
+#include "host/device/played_qor.h"
 #include "platform/RvStateCapture.h"
 #include "plugin/OndreQORHIDStatistics.h"
-#include "tests/plugin/qor_player.h"
 
 namespace {
 
@@ -96,7 +96,7 @@ struct Hosted {
         context._device._service = qor.device_entry;
     }
 
-    plug_in_tests::QorPlayer qor;
+    host::PlayedQor qor;
     Driver driver;
     OndreQORHIDStatistics *plug_in = OndreQORHIDStatistics::alloc(RvAllocatorGetDefault());
     Context context{};

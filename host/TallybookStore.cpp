@@ -79,7 +79,7 @@ public:
         _told.clear();
         try {
             if (!last.is_empty()) {
-                closing->apply_at_last(last);
+                closing->apply_last(last);
             }
         } catch (const Error &failure) {
             throw Error(failure.file(), failure.place(), failure.reason() + "; " + loss_of(lost + last.operations()));
@@ -141,7 +141,7 @@ private:
     }
 
     void forget_waiting() {
-        _waiting.forget();
+        _waiting.clear();
         _told.clear();
     }
 
@@ -260,7 +260,7 @@ StoreBatch::StoreBatch() : _is_outermost(current_batch == nullptr) {
 StoreBatch::~StoreBatch() {
     if (_is_outermost) {
         write(*current_batch);
-        current_batch->forget();
+        current_batch->clear();
         current_batch = nullptr;
     }
 }

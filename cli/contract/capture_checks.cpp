@@ -1,7 +1,7 @@
 // The records that the handlers return when state is captured.
 
 #include <algorithm>
-#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -10,6 +10,7 @@
 #include "decoder/ProfileDescription.h"
 #include "host/RvRegistry.h"
 #include "host/TvValues.h"
+#include "host/device/played_qor.h"
 
 namespace cli {
 namespace {
@@ -41,10 +42,10 @@ void check_capture_kinds(CheckedModule &module, Findings &findings) {
         {0xFFFFFFFF, true, false},
     };
     for (const auto &row : rows) {
-        const PlayedQor qor;
+        const host::PlayedQor qor({.reports = 1});
         ScheduledObject object(module);
         object.hand_over(qor.service({{0x000C, 0x0001}, {0xFF00, 0x0003}}));
-        const std::vector<std::string> titles = captured_titles(row.kind);
+        const std::vector<std::string> titles = capture_titles(row.kind);
         const std::string kind = "kind " + std::to_string(row.kind);
         const auto reports = std::count_if(
             titles.begin(), titles.end(), [](const std::string &title) { return title.rfind("ZEL Profile ", 0) == 0; });
@@ -56,11 +57,10 @@ void check_capture_kinds(CheckedModule &module, Findings &findings) {
 
 void check_capture_order(CheckedModule &module, Findings &findings) {
     for (const std::size_t reports : {std::size_t{1}, 2 + module.random() % (kReportsPerEntry - 2), kReportsPerEntry}) {
-        PlayedQor qor;
-        qor.reports = reports;
+        const host::PlayedQor qor({.reports = reports});
         ScheduledObject object(module);
-        object.hand_over(qor.service(kVendor));
-        const std::vector<std::string> found = captured_titles(kRvStateCaptureFault);
+        object.hand_over(qor.service(host::kVendor));
+        const std::vector<std::string> found = capture_titles(kRvStateCaptureFault);
         const std::vector<std::string> promised = raw_debug_titles(reports);
         for (std::size_t i = 0; i < std::min(found.size(), promised.size()); ++i) {
             findings.expect(found[i] == promised[i], "record " + std::to_string(i + 1) + " has the title \"" +
@@ -80,7 +80,7 @@ void expect_well_formed(const host::StateRecord &record, std::size_t reports, Fi
 
 /** The objects that the host holds for the module at one moment. */
 struct Holdings {
-    static Holdings count(const PlayedQor &qor) {
+    static Holdings count(const host::PlayedQor &qor) {
         return {host::live_values(), host::live_plug_in_references(),
                 host::device_registry::reference_count(qor.driver_entry),
                 host::device_registry::open_connection_count(), held_bytes()};
@@ -97,20 +97,24 @@ void check_capture_records(CheckedModule &module, Findings &findings) {
     constexpr std::size_t kReports = 3;
     constexpr int kWarmUps = 3;
     constexpr int kRounds = 20;
-    PlayedQor qor;
-    qor.reports = kReports;
+    host::PlayedQor qor({.reports = kReports});
     ScheduledObject object(module);
-    object.hand_over(qor.service(kVendor));
+    object.hand_over(qor.service(host::kVendor));
     for (const host::StateRecord &record : capture(kRvStateCaptureFault)) {
         expect_well_formed(record, kReports, findings);
     }
-    // The host frees each record: one that is not a block of its own, or is returned twice, crashes the process here.
-    for (int round = 0; round < kWarmUps; ++round) {
+    const auto capture_once = [&qor] {
         capture(kRvStateCaptureFault);
+        qor.firmware_reports.methods.clear(); // their room stays, so that recorded calls take no more memory
+        qor.driver_reports.methods.clear();
+    };
+    // The host frees each record: one that is no block of its own, or handed out twice, ends the process here.
+    for (int round = 0; round < kWarmUps; ++round) {
+        capture_once();
     }
     const Holdings before = Holdings::count(qor);
     for (int round = 0; round < kRounds; ++round) {
-        capture(kRvStateCaptureFault);
+        capture_once();
     }
     const Holdings after = Holdings::count(qor);
     const std::string more = " held after " + std::to_string(kRounds) + " more captures";
@@ -124,25 +128,34 @@ void check_capture_records(CheckedModule &module, Findings &findings) {
 }
 
 void check_driver_lies(CheckedModule &module, Findings &findings) {
+    constexpr std::size_t kReport = kQorProfileReportSize;
     const struct {
         const char *what;
-        std::function<void(PlayedQor &)> lie;
+        std::size_t bytes; ///< of each report service
+        std::optional<std::size_t> claimed_size;
+        RvStatus status;
         std::size_t records; ///< of reports
     } rows[] = {
-        {"claims more than the room", [](PlayedQor &qor) { qor.claimed_size = 1'000'000; }, kRawDebugHandlers},
-        {"claims the largest size", [](PlayedQor &qor) { qor.claimed_size = SIZE_MAX; }, kRawDebugHandlers},
-        {"has nothing", [](PlayedQor &qor) { qor.bytes = 0; }, 0},
-        {"has one byte less than a report", [](PlayedQor &qor) { qor.bytes = kQorProfileReportSize - 1; }, 0},
-        {"has half a report more", [](PlayedQor &qor) { qor.bytes = 2 * kQorProfileReportSize + 24; },
-         kRawDebugHandlers},
-        {"fails", [](PlayedQor &qor) { qor.status = kRvStatusError; }, 0},
+        {"claims more than the room", kReport, 1'000'000, kRvStatusSuccess, kRawDebugHandlers},
+        {"claims the largest size", kReport, SIZE_MAX, kRvStatusSuccess, kRawDebugHandlers},
+        {"has nothing", 0, std::nullopt, kRvStatusSuccess, 0},
+        {"has one byte less than a report", kReport - 1, std::nullopt, kRvStatusSuccess, 0},
+        {"has half a report more", 2 * kReport + 24, std::nullopt, kRvStatusSuccess, kRawDebugHandlers},
+        {"fails", kReport, std::nullopt, kRvStatusError, 0},
     };
     for (const auto &row : rows) {
-        PlayedQor qor;
+        host::PlayedQor qor;
         ScheduledObject object(module);
         object.hand_over(qor.service({{0x000C, 0x0001}, {0xFF00, 0x0003}}));
-        row.lie(qor);
-        const std::vector<std::string> titles = captured_titles(kRvStateCaptureRequest);
+        qor.reported_size = row.claimed_size;
+        qor.status = row.status;
+        for (host::PlayedReportService *service : {&qor.firmware_reports, &qor.driver_reports}) {
+            service->bytes = host::control_reports(row.bytes / kReport);
+            service->bytes.resize(row.bytes);
+            service->reported_size = row.claimed_size;
+            service->status = row.status;
+        }
+        const std::vector<std::string> titles = capture_titles(kRvStateCaptureRequest);
         const auto reports = std::count_if(
             titles.begin(), titles.end(), [](const std::string &title) { return title.rfind("ZEL Profile ", 0) == 0; });
         findings.expect_equal(std::string("records of reports when the driver ") + row.what,

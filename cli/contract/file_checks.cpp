@@ -16,7 +16,7 @@
 #include "decoder/ProfileDescription.h"
 #include "host/TvValues.h"
 #include "host/error.h"
-#include "host/module/module_file.h"
+#include "host/module/file.h"
 #include "platform/Owned.h"
 
 namespace cli {

@@ -10,6 +10,8 @@
 #include "host/RvHID.h"
 #include "host/RvRegistry.h"
 #include "host/TvValues.h"
+#include "host/counting_allocator.h"
+#include "host/device/played_qor.h"
 #include "platform/Owned.h"
 #include "qor/analytics.h"
 
@@ -33,14 +35,14 @@ std::size_t bytes_or_skip() {
 /** Creates and releases an object without services. @return the blocks it leaked in its allocator; they are freed. */
 std::size_t run_without_services(CheckedModule &module) {
     constexpr RvUUIDBytes kInterface = kOndreQORHIDStatisticsInterface1Bytes;
-    CountingArena arena;
-    OndreQORHIDStatisticsRef object = module.create(&arena);
+    host::CountingAllocator allocator;
+    OndreQORHIDStatisticsRef object = module.create(&allocator);
     void *interface = nullptr;
     if ((*object)->QueryInterface(object, kInterface, &interface) == kRvResultOK) {
         (*object)->Release(object);
     }
     (*object)->Release(object);
-    return arena.take_back();
+    return allocator.free_live_blocks();
 }
 
 void check_rounds_flat(CheckedModule &module, Findings &findings) {
@@ -75,7 +77,7 @@ struct Growth {
 /** The growth from now until `growth` is asked for. */
 class Counts {
 public:
-    explicit Counts(const PlayedQor &qor)
+    explicit Counts(const host::PlayedQor &qor)
         : _qor(qor), _values(host::live_values()), _plug_ins(host::live_plug_in_references()),
           _driver(references(qor.driver_entry)), _device(references(qor.device_entry)),
           _hid_devices(host::live_hid_devices()), _bytes(bytes_or_skip()) {}
@@ -94,7 +96,7 @@ public:
 private:
     static std::size_t references(RvRegistryEntry entry) { return host::device_registry::reference_count(entry); }
 
-    const PlayedQor &_qor;
+    const host::PlayedQor &_qor;
     std::size_t _values;
     std::size_t _plug_ins;
     std::size_t _driver;
@@ -105,10 +107,10 @@ private:
 
 /** The services that each round registers. */
 struct Services {
-    explicit Services(const PlayedQor &qor) {
-        all.push_back(qor.service(kConsumerControl));
-        all.push_back(qor.service(kSensor));
-        all.push_back(qor.service(kVendor));
+    explicit Services(const host::PlayedQor &qor) {
+        all.push_back(qor.service(host::kConsumerControl));
+        all.push_back(qor.service(host::kSensor));
+        all.push_back(qor.service(host::kVendor));
     }
     std::vector<RvHIDService> all;
     static constexpr std::size_t kKept = 3;
@@ -116,20 +118,20 @@ struct Services {
 };
 
 /** Creates an object, registers services, and releases the object and its queue. */
-Growth run_with_services(CheckedModule &module, const PlayedQor &qor) {
+Growth run_with_services(CheckedModule &module, const host::PlayedQor &qor) {
     const Counts counts(qor);
     std::size_t blocks = 0;
     {
-        CountingArena arena;
+        host::CountingAllocator allocator;
         const Services services(qor);
         {
-            ScheduledObject object(module, &arena);
+            ScheduledObject object(module, &allocator);
             for (const RvHIDService &service : services.all) {
                 object.hand_over(service);
             }
             object.stop();
         }
-        blocks = arena.take_back();
+        blocks = allocator.free_live_blocks();
     }
     Growth growth = counts.growth();
     growth.blocks = blocks;
@@ -168,7 +170,7 @@ void *copy_interface(RvRegistryEntry entry, const RvUUIDBytes &type, const RvUUI
 }
 
 /** The same round without the module: the host's own part, and the objects that are leaked on purpose. */
-Growth leak_on_purpose(const PlayedQor &qor, LeakedObjects &leaked) {
+Growth leak_on_purpose(const host::PlayedQor &qor, LeakedObjects &leaked) {
     const Counts counts(qor);
     {
         const Services services(qor);
@@ -202,13 +204,14 @@ std::int64_t measure_rounds(Round round) {
 }
 
 void check_rounds_leaks(CheckedModule &module, Findings &findings) {
-    const PlayedQor qor;
+    const host::PlayedQor qor;
     LeakedObjects leaked((kWarmUps + kRounds) *
                          (qor::analytics::kKeyCount + 2 * Services::kKept + Services::kWithHidDevice));
     const std::int64_t named = measure_rounds([&] { return leak_on_purpose(qor, leaked); });
     const std::int64_t found = measure_rounds([&] {
         const Growth growth = run_with_services(module, qor);
-        findings.expect_equal("typed values leaked by a round (the key strings)", growth.values, qor::analytics::kKeyCount);
+        findings.expect_equal("typed values leaked by a round (the key strings)", growth.values,
+                              qor::analytics::kKeyCount);
         findings.expect_equal("interfaces leaked by a round (two per kept service)", growth.plug_ins,
                               2 * Services::kKept);
         findings.expect_equal("references to the driver leaked by a round (one per kept service)", growth.driver,

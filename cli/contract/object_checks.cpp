@@ -11,6 +11,8 @@
 #include "host/RvLog.h"
 #include "host/RvNotify.h"
 #include "host/RvRegistry.h"
+#include "host/counting_allocator.h"
+#include "host/device/played_qor.h"
 #include "platform/Owned.h"
 
 namespace cli {
@@ -67,31 +69,31 @@ void check_factory_wrong_types(CheckedModule &module, Findings &findings) {
     wrong.insert(wrong.end(), std::begin(kInterfaces), std::end(kInterfaces));
     add_neighbours(kType, wrong);
     add_random(module, wrong);
-    const CountingArena arena;
+    const host::CountingAllocator allocator;
     for (const RvUUIDBytes &type : wrong) {
-        findings.expect(module.call_factory(&arena, type) == nullptr,
+        findings.expect(module.call_factory(&allocator, type) == nullptr,
                         "the factory returns an object for type " + text_of(type));
     }
-    findings.expect(module.load().factory()(&arena, nullptr) == nullptr,
+    findings.expect(module.load().factory()(&allocator, nullptr) == nullptr,
                     "the factory returns an object for a null type");
-    findings.expect_equal("allocations for wrong types", arena.allocations(), 0);
+    findings.expect_equal("allocations for wrong types", allocator.allocations(), 0);
     findings.expect_equal("factory instances for wrong types", live_instances(), 0);
 }
 
 void check_factory_memory(CheckedModule &module, Findings &findings) {
-    CountingArena arena;
-    OndreQORHIDStatisticsRef object = module.create(&arena);
-    findings.expect(arena.owns(object), "the object is not in memory of the given allocator");
+    host::CountingAllocator allocator;
+    OndreQORHIDStatisticsRef object = module.create(&allocator);
+    findings.expect(allocator.owns(object), "the object is not in memory of the given allocator");
     (*object)->Release(object);
-    findings.expect(!arena.owns(object), "the last Release does not free the object's memory");
-    findings.expect_equal("blocks freed that the allocator did not allocate", arena.strangers(), 0);
+    findings.expect(!allocator.owns(object), "the last Release does not free the object's memory");
+    findings.expect_equal("blocks freed that the allocator did not allocate", allocator.foreign_blocks(), 0);
 }
 
 void check_factory_without_memory(CheckedModule &module, Findings &findings) {
     module.load();
-    CountingArena arena;
-    arena.run_dry();
-    findings.expect(module.call_factory(&arena, kType) == nullptr,
+    host::CountingAllocator allocator;
+    allocator.exhaust();
+    findings.expect(module.call_factory(&allocator, kType) == nullptr,
                     "the factory returns an object when memory is exhausted");
     findings.expect_equal("factory instances after that", live_instances(), 0);
 }
@@ -212,11 +214,11 @@ void check_open(CheckedModule &module, Findings &findings) {
 
 void check_call_order(CheckedModule &module, Findings &findings) {
     const host::LogRecorder log;
-    const PlayedQor qor;
+    const host::PlayedQor qor;
     std::vector<std::unique_ptr<RvHIDService>> services;
-    services.push_back(std::make_unique<RvHIDService>(qor.tallybook_service(kConsumerControl)));
-    services.push_back(std::make_unique<RvHIDService>(qor.service(kSensor)));
-    services.push_back(std::make_unique<RvHIDService>(qor.service(kVendor)));
+    services.push_back(std::make_unique<RvHIDService>(qor.tallybook_service(host::kConsumerControl)));
+    services.push_back(std::make_unique<RvHIDService>(qor.service(host::kSensor)));
+    services.push_back(std::make_unique<RvHIDService>(qor.service(host::kVendor)));
     module.require_object();
     host::SerialQueue queue;
     host::HostedPlugIn hosted(module.load(), queue);
@@ -230,10 +232,10 @@ void check_call_order(CheckedModule &module, Findings &findings) {
 }
 
 void check_reopening(CheckedModule &module, Findings &findings) {
-    const PlayedQor qor;
+    const host::PlayedQor qor;
     host::SerialQueue later;
     ScheduledObject object(module);
-    object.hand_over(qor.service(kSensor));
+    object.hand_over(qor.service(host::kSensor));
     OndreQORHIDStatisticsRef plug_in = object.get();
     object.queue().run([&] {
         (*plug_in)->unscheduleFromDispatchQueue(plug_in, object.queue().handle());
@@ -243,7 +245,7 @@ void check_reopening(CheckedModule &module, Findings &findings) {
     later.run([&] {
         findings.expect((*plug_in)->open(plug_in, nullptr, 0), "after close, open returns false");
         (*plug_in)->scheduleWithDispatchQueue(plug_in, later.handle());
-        const RvHIDService service = qor.service(kSensor);
+        const RvHIDService service = qor.service(host::kSensor);
         (*plug_in)->registerService(plug_in, &service);
     });
     findings.expect_equal("handlers registered for a sensor after reopening",
@@ -254,7 +256,7 @@ void check_reopening(CheckedModule &module, Findings &findings) {
 }
 
 void check_two_objects(CheckedModule &module, Findings &findings) {
-    const PlayedQor qor;
+    const host::PlayedQor qor({.reports = 1});
     ScheduledObject first(module);
     ScheduledObject second(module);
     findings.expect(first.get() != second.get(), "the factory returns the same object twice");
@@ -262,12 +264,12 @@ void check_two_objects(CheckedModule &module, Findings &findings) {
         return;
     }
     findings.expect(*first.get() == *second.get(), "two objects have two tables");
-    first.hand_over(qor.service(kVendor));
-    second.hand_over(qor.service(kVendor));
+    first.hand_over(qor.service(host::kVendor));
+    second.hand_over(qor.service(host::kVendor));
     findings.expect_equal("handlers of two objects", host::state_capture_handler_count(), 2 * kRawDebugHandlers);
     first.stop();
     findings.expect_equal("records of the second object after the first is released",
-                          captured_titles(kRvStateCaptureFault).size(), kRawDebugHandlers);
+                          capture_titles(kRvStateCaptureFault).size(), kRawDebugHandlers);
 }
 
 } // namespace

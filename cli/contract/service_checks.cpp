@@ -14,6 +14,7 @@
 #include "host/RvRegistry.h"
 #include "host/TallybookStore.h"
 #include "host/TvValues.h"
+#include "host/device/played_qor.h"
 #include "qor/analytics.h"
 
 namespace cli {
@@ -31,21 +32,21 @@ platform::OwnedValue string_value(const char *text) {
 void check_services_kept(CheckedModule &module, Findings &findings) {
     const struct {
         const char *what;
-        Usages usages;
+        host::Usages usages;
         std::size_t handlers; ///< 104 with reports, 2 of the button, 1 of a sensor
         std::size_t hid_devices;
     } rows[] = {
-        {"consumer control", kConsumerControl, 106, 1},
-        {"telephony", kTelephony, 104, 0},
+        {"consumer control", host::kConsumerControl, 106, 1},
+        {"telephony", host::kTelephony, 104, 0},
         {"accelerometer", {{0xFF00, 0x0003}}, 105, 0},
         {"gyroscope", {{0xFF00, 0x0009}}, 105, 0},
         {"compass", {{0xFF00, 0x000A}}, 105, 0},
         {"pressure", {{0x0020, 0x0031}}, 105, 0},
-        {"vendor", kVendor, 104, 0},
+        {"vendor", host::kVendor, 104, 0},
         {"consumer control and sensor", {{0xFF00, 0x0003}, {0x000C, 0x0001}}, 107, 1},
     };
     for (const auto &row : rows) {
-        const PlayedQor qor;
+        const host::PlayedQor qor;
         ScheduledObject object(module);
         const std::size_t devices = host::live_hid_devices();
         object.hand_over(qor.service(row.usages));
@@ -56,23 +57,23 @@ void check_services_kept(CheckedModule &module, Findings &findings) {
 }
 
 /** Services that no object keeps. */
-std::vector<RvHIDService> refused_services(const PlayedQor &qor) {
+std::vector<RvHIDService> refused_services(const host::PlayedQor &qor) {
     std::vector<RvHIDService> services;
     for (const char *transport : {"qor", "QORX", "USB", ""}) {
-        services.push_back(qor.service(kConsumerControl));
+        services.push_back(qor.service(host::kConsumerControl));
         services.back().properties["Transport"] = string_value(transport);
     }
-    services.push_back(qor.service(kConsumerControl));
+    services.push_back(qor.service(host::kConsumerControl));
     services.back().properties.erase("Transport");
     services.push_back(qor.service({}));
     services.push_back(qor.service({{0x000C, 0x0002}, {0x0001, 0x0006}}));
-    services.push_back(qor.service(kConsumerControl));
+    services.push_back(qor.service(host::kConsumerControl));
     services.back().properties["Transport"] = platform::OwnedValue(TvNumberCreateSInt64(1));
     return services;
 }
 
 void check_services_refused(CheckedModule &module, Findings &findings) {
-    const PlayedQor qor;
+    const host::PlayedQor qor;
     ScheduledObject object(module);
     const std::size_t plug_ins = host::live_plug_in_references();
     std::size_t values = 0;
@@ -94,22 +95,22 @@ void check_services_refused(CheckedModule &module, Findings &findings) {
 }
 
 void check_raw_debug_once(CheckedModule &module, Findings &findings) {
-    const PlayedQor qor;
+    const host::PlayedQor qor;
     ScheduledObject object(module);
-    object.hand_over(qor.service(kVendor));
+    object.hand_over(qor.service(host::kVendor));
     findings.expect_equal("handlers after the first service", host::state_capture_handler_count(), kRawDebugHandlers);
-    object.hand_over(qor.service(kSensor));
-    object.hand_over(qor.service(kConsumerControl));
-    object.hand_over(qor.service(kVendor));
+    object.hand_over(qor.service(host::kSensor));
+    object.hand_over(qor.service(host::kConsumerControl));
+    object.hand_over(qor.service(host::kVendor));
     findings.expect_equal("handlers after a sensor, a button and one more", host::state_capture_handler_count(),
                           kRawDebugHandlers + 1 + 2);
 }
 
 void check_analytics_callback(CheckedModule &module, Findings &findings) {
-    const PlayedQor silent;
-    const PlayedQor qor;
+    const host::PlayedQor silent;
+    const host::PlayedQor qor;
     ScheduledObject object(module);
-    object.hand_over(silent.service(kVendor));
+    object.hand_over(silent.service(host::kVendor));
     findings.expect(!silent.device->has_callback(), "a callback is installed for a service without analytics");
     findings.expect_equal("commands to the driver of a service without analytics", silent.commands.size(), 0);
 
@@ -122,7 +123,7 @@ void check_analytics_callback(CheckedModule &module, Findings &findings) {
 }
 
 void check_analytics_entries(CheckedModule &module, Findings &findings) {
-    const PlayedQor qor;
+    const host::PlayedQor qor;
     ScheduledObject object(module);
     object.hand_over(qor.tallybook_service({}));
     if (!qor.device->has_callback()) {
@@ -135,7 +136,8 @@ void check_analytics_entries(CheckedModule &module, Findings &findings) {
         const auto value = static_cast<std::int32_t>(module.random());
         entries.push_back({qor::analytics::kVersion, qor::analytics::kSetScalar, key, 0});
         entries.push_back({qor::analytics::kVersion, qor::analytics::kAddToScalar, key, value});
-        entries.push_back({qor::analytics::kVersion - 1, qor::analytics::kSetScalar, key, 7}); // of another version: ignored
+        entries.push_back(
+            {qor::analytics::kVersion - 1, qor::analytics::kSetScalar, key, 7}); // of another version: ignored
         sum += value;
     }
     qor.device->deliver_batch(batch_of(entries));
@@ -146,8 +148,9 @@ void check_analytics_entries(CheckedModule &module, Findings &findings) {
     findings.expect_equal("keys in the store", host::store_contents().scalars.size(), qor::analytics::kKeyCount);
     findings.expect(stored == sum, "the values in the store differ from those of the entries");
 
-    qor.device->deliver_batch(batch_of({{qor::analytics::kVersion, qor::analytics::kSetScalar, qor::analytics::kKeyCount, 5},
-                                        {qor::analytics::kVersion, qor::analytics::kSetScalar, 255, 6}}));
+    qor.device->deliver_batch(
+        batch_of({{qor::analytics::kVersion, qor::analytics::kSetScalar, qor::analytics::kKeyCount, 5},
+                  {qor::analytics::kVersion, qor::analytics::kSetScalar, 255, 6}}));
     findings.expect_equal("keys in the store after entries with unknown keys", host::store_contents().scalars.size(),
                           qor::analytics::kKeyCount + 1U);
     findings.expect(host::store_contents().scalars.count("com.ondre.zel.unknown") == 1,
@@ -208,27 +211,31 @@ std::ptrdiff_t idle_thread_count() {
 
 void check_nothing_after_release(CheckedModule &module, Findings &findings) {
     constexpr std::chrono::milliseconds kSilence{100};
-    PlayedQor qor;
+    const host::PlayedQor qor({.reports = 1});
     module.require_object();
     const std::ptrdiff_t threads = idle_thread_count();
     const host::LogRecorder log;
     {
         ScheduledObject object(module);
-        object.hand_over(qor.tallybook_service(kConsumerControl));
-        object.hand_over(qor.service(kSensor));
+        object.hand_over(qor.tallybook_service(host::kConsumerControl));
+        object.hand_over(qor.service(host::kSensor));
         capture(kRvStateCaptureRequest);
         object.stop();
     }
     findings.expect_equal("handlers left after the last Release", host::state_capture_handler_count(), 0);
-    const std::size_t calls = qor.commands.size() + qor.report_calls;
+    const auto driver_calls = [&qor] {
+        return qor.commands.size() + qor.firmware_reports.methods.size() + qor.driver_reports.methods.size();
+    };
+    const std::size_t calls = driver_calls();
     const std::size_t lines = log.messages().size();
 
     findings.expect_equal("handlers reached by a notification", host::deliver_notification(kFaultNotification), 0);
     findings.expect_equal("records captured", capture(kRvStateCaptureRequest).size(), 0);
-    findings.expect(!qor.device->deliver_batch(batch_of({{qor::analytics::kVersion, qor::analytics::kSetScalar, 0, 1}})),
-                    "a batch of analytics is delivered");
+    findings.expect(
+        !qor.device->deliver_batch(batch_of({{qor::analytics::kVersion, qor::analytics::kSetScalar, 0, 1}})),
+        "a batch of analytics is delivered");
     std::this_thread::sleep_for(kSilence); // time for threads of the module
-    findings.expect_equal("calls of the driver", qor.commands.size() + qor.report_calls, calls);
+    findings.expect_equal("calls of the driver", driver_calls(), calls);
     findings.expect_equal("lines in the log", log.messages().size(), lines);
     wait_for_threads(threads);
     const std::ptrdiff_t left = thread_count();

@@ -2,7 +2,6 @@
 #pragma once
 
 #include "decoder/device_clock.h"
-#include "qor/report.h"
 #include "decoder/text_stream.h"
 #include "qor/report.h"
 

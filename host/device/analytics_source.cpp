@@ -17,8 +17,8 @@ namespace host {
 using Clock = std::chrono::steady_clock;
 
 struct AnalyticsSource::State {
-    State(const DescribedDevice &described, std::function<void(const std::string &)> problem_told)
-        : device(described), problem(std::move(problem_told)), deliveries(described.analytics().size()) {
+    State(const DescribedDevice &described, std::function<void(const std::string &)> report)
+        : device(described), report_problem(std::move(report)), deliveries(described.analytics().size()) {
         const Clock::time_point start = Clock::now();
         for (std::size_t i = 0; i < device.analytics().size(); ++i) {
             due.emplace(start + device.analytics()[i].after, i);
@@ -27,36 +27,36 @@ struct AnalyticsSource::State {
         thread = std::thread([this] { events.run(); });
     }
 
-    /** For the first that is due; with none left there is nothing to wait for, and the thread ends. */
+    /** Waits for the batch that is due first. The thread ends when none is left. */
     void wait() {
         if (due.empty()) {
             return;
         }
         timer.expires_at(due.begin()->first);
         timer.async_wait([this](const asio::error_code &) {
-            deliver_what_is_due();
+            deliver_due_batches();
             wait();
         });
     }
 
-    void deliver_what_is_due() {
+    void deliver_due_batches() {
         const Clock::time_point now = Clock::now();
         while (!due.empty() && due.begin()->first <= now && !events.stopped()) {
             const auto [time, index] = *due.begin();
             due.erase(due.begin());
             deliver(device.analytics()[index]);
-            plan_next(index, time);
+            schedule_next(index, time);
         }
     }
 
     void deliver(const AnalyticsDescription &batch) {
         if (!device.device(batch.device).deliver_batch(batch.entries) && without_callback.insert(batch.device).second) {
-            problem("device " + in_quotes(batch.device) +
-                    ": no analytics callback is installed, so its batches are lost");
+            report_problem("device " + in_quotes(batch.device) +
+                           ": no analytics callback is installed, so its batches are lost");
         }
     }
 
-    void plan_next(std::size_t index, Clock::time_point last) {
+    void schedule_next(std::size_t index, Clock::time_point last) {
         const AnalyticsDescription &batch = device.analytics()[index];
         ++deliveries[index];
         if (batch.every && (!batch.count || deliveries[index] < *batch.count)) {
@@ -65,17 +65,17 @@ struct AnalyticsSource::State {
     }
 
     const DescribedDevice &device;
-    std::function<void(const std::string &)> problem;
+    std::function<void(const std::string &)> report_problem;
     std::vector<std::uint64_t> deliveries;                   ///< of each batch
-    std::set<std::pair<Clock::time_point, std::size_t>> due; ///< batches by their place in the description
-    std::set<std::string> without_callback;                  ///< devices that were spoken of
+    std::set<std::pair<Clock::time_point, std::size_t>> due; ///< batches by their index in the description
+    std::set<std::string> without_callback;                  ///< devices already reported
     asio::io_context events;
     asio::steady_timer timer{events};
     std::thread thread;
 };
 
-AnalyticsSource::AnalyticsSource(const DescribedDevice &device, std::function<void(const std::string &)> problem)
-    : _state(std::make_unique<State>(device, std::move(problem))) {}
+AnalyticsSource::AnalyticsSource(const DescribedDevice &device, std::function<void(const std::string &)> report_problem)
+    : _state(std::make_unique<State>(device, std::move(report_problem))) {}
 
 AnalyticsSource::~AnalyticsSource() { stop(); }
 

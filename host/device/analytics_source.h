@@ -1,4 +1,4 @@
-/** The firmware's analytics, played: a described device's batches delivered in their time. */
+/** Plays the firmware's analytics: delivers a described device's batches on schedule. */
 #pragma once
 
 #include <functional>
@@ -10,27 +10,26 @@
 namespace host {
 
 /**
- * Delivers every analytics batch of a device, once or again and again, to the callback that the plug-in installed, on
- * the plug-in's queue. Times count from the start. Batches that are due at one moment are delivered in the order of
- * the description; a repetition that comes late delays those after it, and none is left out.
+ * Delivers every analytics batch of a device, once or repeatedly, to the callback that the plug-in installed, on the
+ * plug-in's queue. Times count from the start. Batches due at the same moment are delivered in the order of the
+ * description. A late repetition delays those after it; none is skipped.
  */
 class AnalyticsSource {
 public:
     /**
-     * Starts. Not called on the plug-in's queue.
-     * @param device   outlives this object.
-     * @param problem  told, on a thread of this object, once for each `[device.NAME]` for which no callback is
-     *                 installed when one of its batches is due. Later batches are tried all the same.
+     * Starts delivering. Must not be called on the plug-in's queue.
+     * @param device         outlives this object.
+     * @param report_problem called on a thread of this object, once for each `[device.NAME]` that has no callback
+     *                       installed when one of its batches is due. Later batches are still tried.
      */
-    AnalyticsSource(const DescribedDevice &device, std::function<void(const std::string &problem)> problem);
-    /** Stops. */
-    ~AnalyticsSource();
+    AnalyticsSource(const DescribedDevice &device, std::function<void(const std::string &problem)> report_problem);
+    ~AnalyticsSource(); ///< Stops.
     AnalyticsSource(const AnalyticsSource &) = delete;
     AnalyticsSource &operator=(const AnalyticsSource &) = delete;
 
     /**
-     * Ends the deliveries. A batch that is being delivered is delivered whole; after the return there are no others.
-     * Not called on the plug-in's queue. Safe to call twice, from one thread.
+     * Stops delivering. A delivery in progress is completed first; none starts after the return. Must not be called on
+     * the plug-in's queue. May be called twice, from one thread.
      */
     void stop();
 

@@ -1,4 +1,4 @@
-/** Where the bytes of a described device's answers come from. */
+/** The bytes of a described device's answers. */
 #pragma once
 
 #include <cstddef>
@@ -11,27 +11,27 @@ namespace host {
 inline constexpr std::size_t kStreamReportSize = 48;
 
 /**
- * Bytes that are read again and again. Not synchronised: read on the device's queue only.
+ * Bytes that can be read any number of times. Not synchronised: read on the device's queue only.
  *
- * A block gives the same bytes from its start on every read, as many as fit. A stream gives successive whole
- * reports: as many as fit, going on where the last read stopped, and no further than the last report of the
- * stream; the read after that starts again with the first. So no read holds the same report twice, and none is
- * empty for which there was room.
+ * Each read of a block returns the same bytes from the start, as many as fit. A stream returns successive whole
+ * reports, as many as fit, and continues where the last read stopped. A read ends at the last report of the stream; the
+ * next one starts over with the first. So no read returns the same report twice, and a read with room for a report is
+ * never empty.
  */
 class ByteSource {
 public:
     enum class Kind { Block, Stream };
 
-    /** @param bytes  for a stream, one or more whole reports. */
+    /** @param bytes  one or more whole reports for a stream. */
     ByteSource(Kind kind, std::vector<std::byte> bytes);
 
-    /** Writes into `out`. @return how many bytes, at most `out.size()`. */
+    /** Copies bytes to `out`. @return how many, at most `out.size()`. */
     std::size_t read(std::span<std::byte> out);
 
 private:
     Kind _kind;
     std::vector<std::byte> _bytes;
-    std::size_t _position = 0; ///< where a stream goes on: below its size
+    std::size_t _position = 0; ///< of a stream's next report; less than its size
 };
 
 } // namespace host

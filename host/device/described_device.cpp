@@ -14,15 +14,15 @@ namespace {
 /** The command selector that reads a property: 4 bytes of identifier in, the property out. */
 constexpr std::uint32_t kReadPropertySelector = 10;
 
-/** What a driver answers to one kind of question, with where it is in its bytes. */
+/** A driver's reply to one kind of request, with the read position in its bytes. */
 class Reply {
 public:
     explicit Reply(ReplyDescription description)
         : _status(description.status), _reported_size(description.reported_size),
           _source(description.kind, std::move(description.bytes)) {}
 
-    /** @param size  set to what the driver reports; left alone by a failure that reports nothing. */
-    RvStatus give(std::span<std::byte> out, std::size_t &size) {
+    /** @param size  set to the size that the driver reports; unchanged by a failure that reports none. */
+    RvStatus write(std::span<std::byte> out, std::size_t &size) {
         if (_status == kRvStatusSuccess) {
             size = _source.read(out);
         }
@@ -42,20 +42,20 @@ template <typename Key>
 using Replies = std::map<Key, Reply>;
 
 template <typename Key>
-Replies<Key> replies(std::map<Key, ReplyDescription> descriptions) {
-    Replies<Key> made;
+Replies<Key> make_replies(std::map<Key, ReplyDescription> descriptions) {
+    Replies<Key> replies;
     for (auto &[key, description] : descriptions) {
-        made.emplace(key, Reply(std::move(description)));
+        replies.emplace(key, Reply(std::move(description)));
     }
-    return made;
+    return replies;
 }
 
 /** The driver behind a QOR driver's user-space plug-in. */
 class Driver {
 public:
     explicit Driver(DriverDescription description)
-        : _properties(replies(std::move(description.properties))), _commands(replies(std::move(description.commands))) {
-    }
+        : _properties(make_replies(std::move(description.properties))),
+          _commands(make_replies(std::move(description.commands))) {}
 
     RvStatus answer(DriverCommand &command) {
         if (command.selector == kReadPropertySelector) {
@@ -64,15 +64,15 @@ public:
                 return kRvStatusBadArgument;
             }
             std::memcpy(&id, command.in.data(), sizeof id);
-            return give(_properties, id, command);
+            return answer_from(_properties, id, command);
         }
-        return give(_commands, command.selector, command);
+        return answer_from(_commands, command.selector, command);
     }
 
 private:
-    static RvStatus give(Replies<std::uint32_t> &replies, std::uint32_t key, DriverCommand &command) {
+    static RvStatus answer_from(Replies<std::uint32_t> &replies, std::uint32_t key, DriverCommand &command) {
         const auto found = replies.find(key);
-        return found == replies.end() ? kRvStatusNotFound : found->second.give(command.out, command.out_size);
+        return found == replies.end() ? kRvStatusNotFound : found->second.write(command.out, command.out_size);
     }
 
     Replies<std::uint32_t> _properties;
@@ -83,7 +83,8 @@ private:
 class UserClientDriver {
 public:
     UserClientDriver(UserClientDescription description, const SerialQueue &queue)
-        : _open_status(description.open_status), _methods(replies(std::move(description.methods))), _queue(queue) {}
+        : _open_status(description.open_status), _methods(make_replies(std::move(description.methods))), _queue(queue) {
+    }
 
     RvStatus open() const {
         check_on_queue(&_queue, "RvConnectionOpen");
@@ -92,17 +93,17 @@ public:
 
     RvStatus answer(MethodCall &call) {
         check_on_queue(&_queue, "RvConnectionCallMethod");
-        const auto found = method(call);
+        const auto found = find_reply(call);
         if (found == _methods.end()) {
             return kRvStatusNotFound;
         }
         call.scalars_out_count = 0;
-        return found->second.give(call.out, call.out_size);
+        return found->second.write(call.out, call.out_size);
     }
 
 private:
-    /** The reply for the property that is asked for, else the one for the method as such. */
-    Replies<MethodKey>::iterator method(const MethodCall &call) {
+    /** The reply for the requested property, or else the one for the whole method. */
+    Replies<MethodKey>::iterator find_reply(const MethodCall &call) {
         if (call.scalars_in.size() == 1) {
             const auto found = _methods.find({call.method, call.scalars_in.front()});
             if (found != _methods.end()) {
@@ -117,7 +118,7 @@ private:
     const SerialQueue &_queue;
 };
 
-std::shared_ptr<DriverBehaviour> driver_behaviour(DriverDescription description, const SerialQueue &queue) {
+std::shared_ptr<DriverBehaviour> make_driver_behaviour(DriverDescription description, const SerialQueue &queue) {
     auto behaviour = std::make_shared<DriverBehaviour>();
     behaviour->query = description.plug_in.query;
     behaviour->start_status = description.plug_in.start_status;
@@ -128,7 +129,7 @@ std::shared_ptr<DriverBehaviour> driver_behaviour(DriverDescription description,
     return behaviour;
 }
 
-std::shared_ptr<DeviceBehaviour> device_behaviour(const PlugInDescription &description, const SerialQueue &queue) {
+std::shared_ptr<DeviceBehaviour> make_device_behaviour(const PlugInDescription &description, const SerialQueue &queue) {
     auto behaviour = std::make_shared<DeviceBehaviour>();
     behaviour->query = description.query;
     behaviour->start_status = description.start_status;
@@ -136,7 +137,7 @@ std::shared_ptr<DeviceBehaviour> device_behaviour(const PlugInDescription &descr
     return behaviour;
 }
 
-UserClient user_client(UserClientDescription description, const SerialQueue &queue) {
+UserClient make_user_client(UserClientDescription description, const SerialQueue &queue) {
     const auto driver = std::make_shared<UserClientDriver>(std::move(description), queue);
     return {
         .open = [driver](std::uint32_t) { return driver->open(); },
@@ -144,7 +145,7 @@ UserClient user_client(UserClientDescription description, const SerialQueue &que
     };
 }
 
-std::unique_ptr<RvHIDService> hid_service(ServiceDescription description) {
+std::unique_ptr<RvHIDService> make_hid_service(ServiceDescription description) {
     auto service = std::make_unique<RvHIDService>();
     service->name = std::move(description.name);
     service->usages = std::move(description.usages);
@@ -157,7 +158,7 @@ std::unique_ptr<RvHIDService> hid_service(ServiceDescription description) {
     return service;
 }
 
-/** The entries of one device in the registry, the last of which leaves first. */
+/** The registry entries of one device; removed in reverse order. */
 class RegisteredEntries {
 public:
     RegisteredEntries() = default;
@@ -194,19 +195,19 @@ struct DescribedDevice::State {
 
 namespace {
 
-/** Brings the registry's part of a description to life. */
+/** Registers the entries of a description. */
 class Registrar {
 public:
     Registrar(DeviceDescription &description, const SerialQueue &queue, Devices &devices, RegisteredEntries &entries)
         : _description(description), _devices(devices), _entries(entries) {
         for (auto &[name, driver] : description.drivers) {
-            _drivers.emplace(name, driver_behaviour(std::move(driver), queue));
+            _drivers.emplace(name, make_driver_behaviour(std::move(driver), queue));
         }
         for (auto &[name, device] : description.devices) {
-            _devices.emplace(name, device_behaviour(device, queue));
+            _devices.emplace(name, make_device_behaviour(device, queue));
         }
         for (auto &[name, client] : description.user_clients) {
-            _user_clients.emplace(name, user_client(std::move(client), queue));
+            _user_clients.emplace(name, make_user_client(std::move(client), queue));
         }
     }
 
@@ -262,7 +263,7 @@ DescribedDevice::DescribedDevice(DeviceDescription description, const SerialQueu
     _state->name = std::move(description.name);
     _state->analytics = std::move(description.analytics);
     for (ServiceDescription &service : description.services) {
-        _state->services.push_back(hid_service(std::move(service)));
+        _state->services.push_back(make_hid_service(std::move(service)));
     }
     Registrar(description, queue, _state->devices, _state->entries).register_entries();
 }

@@ -1,4 +1,4 @@
-/** A device described in a TOML file: what it is, and the same device brought to life in the registry. */
+/** A device described in a TOML file, registered in the process's registry. */
 #pragma once
 
 #include <cstddef>
@@ -8,24 +8,23 @@
 
 #include "host/RvHID.h"
 #include "host/RvQueue.h"
-#include "host/device/device_description.h"
+#include "host/device/description.h"
 #include "host/device/qor_plug_ins.h"
 
 namespace host {
 
 /**
- * A described device, alive in the process's registry as long as this object lives. `docs/device-description.md`
- * has the schema.
+ * A described device, registered as long as this object lives. The schema is in `docs/device-description.md`.
  */
 class DescribedDevice {
 public:
     /**
-     * Reads a description and brings it to life.
-     * @param queue  where the device is entered; calls elsewhere are caught in debug builds. It outlives the device.
-     * @throws Error naming the file, the line and the reason; nothing stays in the registry then.
+     * Reads a description and registers the device.
+     * @param queue  where the device is called; calls elsewhere are caught in debug builds. Outlives the device.
+     * @throws Error naming the file, the line and the reason; nothing is left in the registry then.
      */
     DescribedDevice(const std::string &path, const SerialQueue &queue);
-    /** Brings to life what was read before. */
+    /** Registers a device whose description was read before. */
     DescribedDevice(DeviceDescription description, const SerialQueue &queue);
     ~DescribedDevice();
     DescribedDevice(const DescribedDevice &) = delete;
@@ -37,10 +36,10 @@ public:
     /** The HID services, in the order of the file. */
     const std::vector<std::unique_ptr<RvHIDService>> &services() const;
 
-    /** The analytics batches, in the order of the file. Nothing delivers them by itself: see `AnalyticsSource`. */
+    /** The analytics batches, in the order of the file. An `AnalyticsSource` delivers them. */
     const std::vector<AnalyticsDescription> &analytics() const;
 
-    /** A `[device.NAME]`. */
+    /** @param name  of a `[device.NAME]`. */
     DeviceBehaviour &device(const std::string &name) const;
 
 private:

@@ -18,12 +18,12 @@ namespace {
 
 using platform::OwnedValue;
 
-/** Far above any description and any stream of reports; keeps a wrong path from filling the memory. */
+/** Far above any description or stream of reports. Keeps a wrong path from exhausting memory. */
 constexpr std::uintmax_t kLargestFile = 64u << 20;
 
 constexpr std::uint64_t kLargest32 = std::numeric_limits<std::uint32_t>::max();
 
-/** Marks the tables that stand for a value which TOML cannot write; no dictionary may have such keys. */
+/** Marks tables that stand for a value that TOML cannot express. No dictionary may have such keys. */
 constexpr char kReservedMark = '$';
 constexpr std::string_view kDataKey = "$data";
 constexpr std::string_view kNumberKey = "$number";
@@ -57,8 +57,8 @@ std::string hex_text(std::uint64_t value) {
     return "0x" + std::string(digits.data(), end);
 }
 
-/** A number written as text: "0x" and 1 to 16 hex digits. */
-std::optional<std::uint64_t> number_of_hex_text(std::string_view text) {
+/** Parses "0x" and 1 to 16 hex digits. */
+std::optional<std::uint64_t> parse_hex_number(std::string_view text) {
     if (!text.starts_with("0x") || text.size() == 2 || text.size() > 18) {
         return std::nullopt;
     }
@@ -70,21 +70,21 @@ std::optional<std::uint64_t> number_of_hex_text(std::string_view text) {
     return value;
 }
 
-int hex_digit(char digit) {
+int hex_digit_value(char digit) {
     std::uint8_t value = 0;
     return std::from_chars(&digit, &digit + 1, value, 16).ec == std::errc{} ? value : -1;
 }
 
-/** Bytes of hex digits; on failure `bad` is the offset of the first character that is not in its place. */
-std::optional<std::vector<std::byte>> bytes_of_hex(std::string_view text, std::size_t &bad) {
+/** Parses pairs of hex digits. @param bad  set on failure to the offset of the first invalid or missing character. */
+std::optional<std::vector<std::byte>> parse_hex_bytes(std::string_view text, std::size_t &bad) {
     std::vector<std::byte> bytes;
     for (std::size_t i = 0; i < text.size();) {
         if (std::strchr(" \t\r\n", text[i]) != nullptr && text[i] != '\0') {
             ++i;
             continue;
         }
-        const int high = hex_digit(text[i]);
-        const int low = i + 1 < text.size() ? hex_digit(text[i + 1]) : -1;
+        const int high = hex_digit_value(text[i]);
+        const int low = i + 1 < text.size() ? hex_digit_value(text[i + 1]) : -1;
         if (high < 0 || low < 0) {
             bad = high < 0 ? i : i + 1;
             return std::nullopt;
@@ -97,84 +97,84 @@ std::optional<std::vector<std::byte>> bytes_of_hex(std::string_view text, std::s
 
 constexpr double kFixedOne = 65536;
 
-/** Records show six decimals: half a unit of the last one, and what a double may be off by. */
+/** Records show six decimals: half a unit of the last one, plus the rounding error of a double. */
 constexpr double kSixDecimals = 0.5e-6 + 1e-9;
 
-std::string six_decimals(double value) {
+std::string six_decimal_text(double value) {
     std::array<char, 32> text;
     const auto end = std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::fixed, 6).ptr;
     return {text.data(), end};
 }
 
-std::string shortest(double value) {
+std::string shortest_text(double value) {
     std::array<char, 32> text;
     return {text.data(), std::to_chars(text.data(), text.data() + text.size(), value).ptr};
 }
 
-/** Makes typed values of TOML nodes. */
+/** Converts TOML nodes to typed values. */
 class TypedValueReader {
 public:
     explicit TypedValueReader(const DescriptionFile &file) : _file(file) {}
 
-    OwnedValue value(const toml::node &node) const {
+    OwnedValue read(const toml::node &node) const {
         switch (node.type()) {
         case toml::node_type::boolean:
             return OwnedValue(TvRetain(TvBooleanGet(node.as_boolean()->get())));
         case toml::node_type::integer:
-            return made(OwnedValue(TvNumberCreateSInt64(node.as_integer()->get())));
+            return require_memory(OwnedValue(TvNumberCreateSInt64(node.as_integer()->get())));
         case toml::node_type::string:
-            return text(node.as_string()->get(), node.source().begin);
+            return read_text(node.as_string()->get(), node.source().begin);
         case toml::node_type::array:
-            return array(*node.as_array());
+            return read_array(*node.as_array());
         case toml::node_type::table:
-            return table(*node.as_table());
+            return read_table(*node.as_table());
         default:
             throw error(node.source().begin, std::string("a typed value cannot be ") + type_name(node));
         }
     }
 
-    /** Keys are text too, and those with the mark stand for values. */
+    /** Refuses keys that no dictionary can hold or that the mark reserves. */
     void check_key(const toml::key &key) const {
         if (key.str().starts_with(kReservedMark) || key.str().find('\0') != std::string_view::npos) {
             throw error(key.source().begin, "a property's name cannot begin with \"$\" or hold a zero character");
         }
     }
 
-    OwnedValue text(std::string_view bytes, const toml::source_position &position) const {
+    OwnedValue read_text(std::string_view bytes, const toml::source_position &position) const {
         if (bytes.find('\0') != std::string_view::npos) {
-            throw error(position, "a text of typed values cannot hold a zero character");
+            throw error(position, "a string cannot hold a zero character");
         }
-        return made(OwnedValue(TvStringCreateWithBytes(bytes.data(), bytes.size(), kTvStringEncodingUTF8)));
+        return require_memory(OwnedValue(TvStringCreateWithBytes(bytes.data(), bytes.size(), kTvStringEncodingUTF8)));
     }
 
 private:
-    OwnedValue array(const toml::array &nodes) const {
+    OwnedValue read_array(const toml::array &nodes) const {
         platform::OwnedMutableValue array(TvArrayCreateMutable());
         for (const toml::node &node : nodes) {
-            if (!TvArrayAppend(array.get(), value(node).get())) {
+            if (!TvArrayAppend(array.get(), read(node).get())) {
                 throw std::bad_alloc();
             }
         }
-        return made(OwnedValue(array.detach()));
+        return require_memory(OwnedValue(array.detach()));
     }
 
-    OwnedValue table(const toml::table &nodes) const {
+    OwnedValue read_table(const toml::table &nodes) const {
         for (const auto &[key, node] : nodes) {
             if (key.str().starts_with(kReservedMark)) {
-                return marked(nodes, key);
+                return read_marked(nodes, key);
             }
         }
         platform::OwnedMutableValue dictionary(TvDictionaryCreateMutable());
         for (const auto &[key, node] : nodes) {
-            const OwnedValue typed_key = text(key.str(), key.source().begin);
-            if (!TvDictionarySetValue(dictionary.get(), typed_key.get(), value(node).get())) {
+            const OwnedValue typed_key = read_text(key.str(), key.source().begin);
+            if (!TvDictionarySetValue(dictionary.get(), typed_key.get(), read(node).get())) {
                 throw std::bad_alloc();
             }
         }
-        return made(OwnedValue(dictionary.detach()));
+        return require_memory(OwnedValue(dictionary.detach()));
     }
 
-    OwnedValue marked(const toml::table &nodes, const toml::key &key) const {
+    OwnedValue read_marked(const toml::table &nodes, const toml::key &key) const {
         if (key.str() != kDataKey && key.str() != kNumberKey) {
             throw error(key.source().begin,
                         "unknown key " + in_quotes(key.str()) + suggestion(key.str(), {kDataKey, kNumberKey}));
@@ -184,13 +184,13 @@ private:
         }
         const DescriptionTable table(_file, nodes, "value", {kDataKey, kNumberKey});
         if (key.str() == kNumberKey) {
-            return made(OwnedValue(TvNumberCreateSInt64(table.signed_number(kNumberKey))));
+            return require_memory(OwnedValue(TvNumberCreateSInt64(table.signed_number(kNumberKey))));
         }
         const std::vector<std::byte> bytes = table.hex(kDataKey);
-        return made(OwnedValue(TvDataCreate(bytes.data(), bytes.size())));
+        return require_memory(OwnedValue(TvDataCreate(bytes.data(), bytes.size())));
     }
 
-    static OwnedValue made(OwnedValue value) {
+    static OwnedValue require_memory(OwnedValue value) {
         if (!value) {
             throw std::bad_alloc();
         }
@@ -208,7 +208,7 @@ private:
 
 std::vector<std::byte> read_whole_file(const std::string &path, const std::string &file, const std::string &place) {
     const auto refuse = [&](const std::string &why) {
-        // A file without a name is named, too.
+        // An empty name is shown as "".
         const bool is_named = file == path && !path.empty();
         return Error(file, place, is_named ? why : in_quotes(path) + ": " + why);
     };
@@ -270,7 +270,7 @@ std::uint64_t DescriptionValue::bits() const {
         throw wrong_type("a number");
     }
     const std::string &text = _node->as_string()->get();
-    const std::optional<std::uint64_t> value = number_of_hex_text(text);
+    const std::optional<std::uint64_t> value = parse_hex_number(text);
     if (!value) {
         throw error("must be a number, or as text \"0x\" and up to 16 hex digits, not " + in_quotes(text));
     }
@@ -312,13 +312,13 @@ std::int32_t DescriptionValue::fixed_point() const {
     const double wanted = decimal();
     const double scaled = std::nearbyint(wanted * kFixedOne);
     if (!(scaled >= kSmallest && scaled <= kLargest)) {
-        throw error("must be " + six_decimals(kSmallest / kFixedOne) + " to " + six_decimals(kLargest / kFixedOne) +
-                    ", not " + shortest(wanted));
+        throw error("must be " + six_decimal_text(kSmallest / kFixedOne) + " to " +
+                    six_decimal_text(kLargest / kFixedOne) + ", not " + shortest_text(wanted));
     }
     const double nearest = scaled / kFixedOne;
     if (std::abs(nearest - wanted) > kSixDecimals) {
-        throw error("must be a multiple of 1/65536 to six decimals; the nearest to " + shortest(wanted) + " is " +
-                    six_decimals(nearest));
+        throw error("must be a multiple of 1/65536 to six decimals; the nearest to " + shortest_text(wanted) + " is " +
+                    six_decimal_text(nearest));
     }
     return static_cast<std::int32_t>(scaled);
 }
@@ -378,7 +378,7 @@ Error DescriptionTable::wrong_type(std::string_view key, const toml::node &node,
                  in_quotes(key) + " must be " + wanted + ", not " + type_name(node));
 }
 
-const toml::node &DescriptionTable::required(std::string_view key) const {
+const toml::node &DescriptionTable::require(std::string_view key) const {
     const toml::node *node = _table->get(key);
     if (node == nullptr) {
         throw error(_what + " lacks the key " + in_quotes(key));
@@ -387,7 +387,7 @@ const toml::node &DescriptionTable::required(std::string_view key) const {
 }
 
 DescriptionValue DescriptionTable::value(std::string_view key) const {
-    return DescriptionValue(*_file, required(key), std::string(key));
+    return DescriptionValue(*_file, require(key), std::string(key));
 }
 
 std::string DescriptionTable::text(std::string_view key) const { return value(key).text(); }
@@ -421,10 +421,10 @@ bool DescriptionTable::flag(std::string_view key, bool otherwise) const {
 std::vector<std::byte> DescriptionTable::hex(std::string_view key) const {
     const std::string digits = text(key);
     std::size_t bad = 0;
-    std::optional<std::vector<std::byte>> bytes = bytes_of_hex(digits, bad);
+    std::optional<std::vector<std::byte>> bytes = parse_hex_bytes(digits, bad);
     if (!bytes) {
-        throw error_at(key, in_quotes(key) + " must be hex digits, two for a byte; character " +
-                                std::to_string(bad + 1) + (bad < digits.size() ? " is none" : " is missing"));
+        throw error_at(key, in_quotes(key) + " must be hex digits, two per byte; character " + std::to_string(bad + 1) +
+                                (bad < digits.size() ? " is not one" : " is missing"));
     }
     return std::move(*bytes);
 }
@@ -432,7 +432,7 @@ std::vector<std::byte> DescriptionTable::hex(std::string_view key) const {
 std::vector<std::byte> DescriptionTable::file_bytes(std::string_view key) const {
     const std::string name = text(key);
     if (!_file->names_files) {
-        throw error_at(key, in_quotes(key) + " cannot name a file here: the description is none itself");
+        throw error_at(key, in_quotes(key) + " cannot name a file here: the description is not a file itself");
     }
     const std::filesystem::path path = std::filesystem::path(_file->path).parent_path() / name;
     return read_whole_file(path.string(), _file->path, place_of(key));
@@ -459,14 +459,14 @@ std::map<std::string, OwnedValue> DescriptionTable::typed_values(std::string_vie
     if (!has(key)) {
         return values;
     }
-    const toml::node &node = required(key);
+    const toml::node &node = require(key);
     if (!node.is_table()) {
         throw wrong_type(key, node, "a table");
     }
     const TypedValueReader reader(*_file);
     for (const auto &[name, value] : *node.as_table()) {
         reader.check_key(name);
-        values.emplace(name.str(), reader.value(value));
+        values.emplace(name.str(), reader.read(value));
     }
     return values;
 }
@@ -482,7 +482,7 @@ std::vector<DescriptionTable> DescriptionTable::tables(std::string_view key, con
     if (!has(key)) {
         return found;
     }
-    const toml::node &node = required(key);
+    const toml::node &node = require(key);
     if (!node.is_array()) {
         throw wrong_type(key, node, "an array of tables");
     }
@@ -502,7 +502,7 @@ std::map<std::string, DescriptionTable> DescriptionTable::named_tables(std::stri
     if (!has(key)) {
         return found;
     }
-    const toml::node &node = required(key);
+    const toml::node &node = require(key);
     if (!node.is_table()) {
         throw wrong_type(key, node, "a table of named tables");
     }

@@ -13,11 +13,11 @@
 
 #define TOML_ENABLE_FORMATTERS 0
 #include <toml++/impl/preprocessor.h>
-// A header such as "[=]" breaks what the parser asserts (with checks) or lets the compiler assume (without). It refuses
-// the header by itself a line later: leave it to that, in every build.
+// A header such as "[=]" violates an assertion of the parser, which is an assumption in builds without checks. The
+// parser refuses the header one line later anyway: rely on that in every build.
 #undef TOML_ASSERT_ASSUME
 #define TOML_ASSERT_ASSUME(expr) static_assert(true)
-// Most characters beyond ASCII get to places that the tests for blanks and line ends call unreachable: they are
+// Most non-ASCII characters reach code that the parser's tests for blanks and line ends mark as unreachable. They are
 // neither.
 #pragma push_macro("TOML_UNREACHABLE")
 #undef TOML_UNREACHABLE
@@ -31,27 +31,27 @@
 
 namespace host {
 
-/** The keys that a table may have. */
+/** The keys allowed in a table. */
 using KnownKeys = std::vector<std::string_view>;
 
-/** A description file, parsed. */
+/** A parsed description file. */
 struct DescriptionFile {
     std::string path; ///< as the user named it
     toml::table root;
-    bool names_files; ///< whether it may name other files, which stand beside it
+    bool names_files; ///< whether it may name other files; relative to its folder
 };
 
-/** @throws Error for a file that cannot be read or is no TOML. */
+/** @throws Error when the file cannot be read or is not TOML. */
 DescriptionFile parse_description_file(const std::string &path);
 
-/** A description that is no file, and names none. @param name  for errors. @throws Error for what is no TOML. */
+/** Parses a description from memory; it may name no files. @param name  for errors. @throws Error for invalid TOML. */
 DescriptionFile parse_description_text(std::string_view text, const std::string &name);
 
 class DescriptionTable;
 
 /**
- * The value of a key, or an element of it. Refers to the parsed file, which must outlive it. Every member throws
- * an Error that names file, line, column, key and reason when the value is of the wrong type or out of range.
+ * The value of a key, or an element of it. Refers to the parsed file, which must outlive it. Every member throws an
+ * Error with file, line, column, key and reason when the value has the wrong type or is out of range.
  */
 class DescriptionValue {
 public:
@@ -67,28 +67,28 @@ public:
     /** 0 to `largest`. */
     std::uint64_t number(std::uint64_t largest) const;
 
-    /** `smallest` to `largest`; a hex text stands for the 64 bits of a number. */
+    /** `smallest` to `largest`. A hex string gives the 64 bits of the number. */
     std::int64_t signed_number(std::int64_t smallest = std::numeric_limits<std::int64_t>::min(),
                                std::int64_t largest = std::numeric_limits<std::int64_t>::max()) const;
 
-    /** A TOML integer or floating-point number, infinities among them. */
+    /** A TOML integer or floating-point number, including infinities. */
     double decimal() const;
 
     /**
-     * A decimal number as a signed one with 16 fraction bits. Refuses what would read back as another number to the
-     * six decimals that people are shown.
+     * A decimal number as a signed fixed-point number with 16 fraction bits. Refuses a number that would differ when
+     * printed back with six decimals, as records are.
      */
     std::int32_t fixed_point() const;
 
-    /** The elements of an array, which errors name by its key. @param wanted  what it is an array of, for errors. */
+    /** The elements of an array; errors name them by its key. @param wanted  the element type, for errors. */
     std::vector<DescriptionValue> elements(const char *wanted) const;
 
-    /** @param what, keys  as for DescriptionTable. */
+    /** @param what, keys  as in the constructor of DescriptionTable. */
     DescriptionTable table(const std::string &what, const KnownKeys &keys) const;
 
     const std::string &key() const { return _key; }
 
-    /** An error here, whose reason begins with the key. */
+    /** An error at this value; its reason begins with the key. */
     Error error(const std::string &reason) const;
 
 private:
@@ -100,26 +100,26 @@ private:
     std::string _key;
 };
 
-/** A regular file's bytes. @throws Error(file, place, …) with a reason that names `path`. */
+/** The bytes of a regular file. @throws Error(file, place, …) with a reason that names `path`. */
 std::vector<std::byte> read_whole_file(const std::string &path, const std::string &file, const std::string &place);
 
 /**
- * A table whose keys are all known. Refers to the parsed file, which must outlive it. Every member throws an
- * Error that names file, line, column and reason when a key is missing, of the wrong type or out of range.
+ * A table whose keys are all known. Refers to the parsed file, which must outlive it. Every member throws an Error with
+ * file, line, column and reason when a key is missing, has the wrong type or is out of range.
  *
- * Numbers may be written as TOML integers or, because those have 63 bits, as text: "0x" and hex digits.
+ * Numbers are written as TOML integers or, because those have 63 bits, as strings: "0x" and hex digits.
  */
 class DescriptionTable {
 public:
     /**
-     * @param what  how errors name such a table, as "entry".
-     * @param keys  every key that the table may have. @throws Error for any other.
+     * @param what  the name of such a table in errors, for example "an entry".
+     * @param keys  the allowed keys. @throws Error for any other.
      */
     DescriptionTable(const DescriptionFile &file, const toml::table &table, std::string what, const KnownKeys &keys);
 
     bool has(std::string_view key) const { return _table->contains(key); }
 
-    /** The value of a key that the table must have. */
+    /** The value of a required key. */
     DescriptionValue value(std::string_view key) const;
 
     std::string text(std::string_view key) const;
@@ -133,21 +133,21 @@ public:
     std::uint32_t number32(std::string_view key) const;
     std::uint32_t number32(std::string_view key, std::uint32_t otherwise) const;
 
-    /** All 64-bit values: a hex text stands for its bits. */
+    /** Any 64-bit value. A hex string gives its bits. */
     std::int64_t signed_number(std::string_view key) const;
 
     bool flag(std::string_view key, bool otherwise) const;
 
-    /** Hex digits, two for a byte, blanks and line ends between bytes allowed. */
+    /** Hex digits, two per byte. Blanks and line ends are allowed between bytes. */
     std::vector<std::byte> hex(std::string_view key) const;
 
-    /** The bytes of the file that the value names. */
+    /** The bytes of the file named by the value. */
     std::vector<std::byte> file_bytes(std::string_view key) const;
 
     /** An array of pairs of 32-bit numbers; empty when absent. */
     std::vector<std::pair<std::uint32_t, std::uint32_t>> number_pairs(std::string_view key) const;
 
-    /** A table of typed values: booleans, numbers, text, data, arrays, dictionaries; empty when absent. */
+    /** A table of typed values: booleans, numbers, strings, data, arrays, dictionaries; empty when absent. */
     std::map<std::string, platform::OwnedValue> typed_values(std::string_view key) const;
 
     /** The table under `key`; none when absent. */
@@ -162,7 +162,7 @@ public:
 
     const std::string &file() const { return _file->path; }
 
-    /** Where the table, or the value of one of its keys, stands: "line 3, column 7". */
+    /** The position of the table, or of the value of one of its keys: "line 3, column 7". */
     std::string place() const;
     std::string place_of(std::string_view key) const;
 
@@ -171,7 +171,7 @@ public:
     Error error_at(std::string_view key, const std::string &reason) const;
 
 private:
-    const toml::node &required(std::string_view key) const;
+    const toml::node &require(std::string_view key) const;
     Error wrong_type(std::string_view key, const toml::node &node, const char *wanted) const;
 
     const DescriptionFile *_file;

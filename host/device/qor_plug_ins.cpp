@@ -29,8 +29,8 @@ std::atomic<std::size_t> live_references{0};
 bool equal(const RvUUIDBytes &a, const RvUUIDBytes &b) { return std::memcmp(a.bytes, b.bytes, sizeof a.bytes) == 0; }
 
 /**
- * One face of an object: a pointer to it is the interface that callers hold. All faces of an object share its
- * count, and each of them answers `QueryInterface` alike, so the object keeps one identity.
+ * One face of an object: a pointer to it is the interface that callers hold. All faces of an object share its count
+ * and answer `QueryInterface` alike, so the object keeps one identity.
  */
 template <typename Table, typename Object>
 struct Face {
@@ -45,7 +45,7 @@ struct Face {
     static constexpr RvInterfaceTable kCom{nullptr, query, add_reference, release};
 };
 
-/** What driver and device objects have in common; `Derived` is the object, `Table` its own interface. */
+/** The common part of driver and device objects. `Derived` is the object, `Table` its own interface. */
 template <typename Derived, typename Table, typename Behaviour>
 class PlugInObject {
 public:
@@ -224,7 +224,7 @@ bool DeviceBehaviour::deliver_batch(std::span<const std::byte> entries) {
 
 namespace {
 
-/** A factory of objects that start with their generic interface, as platforms hand out plug-ins. */
+/** A factory of objects, handed out by their generic interface as platforms do. */
 template <typename Object, typename Behaviour>
 PlugInFactory factory_of(std::shared_ptr<Behaviour> behaviour) {
     return [behaviour = std::move(behaviour)](const RvUUIDBytes &interface, RvInterfaceRef *out) -> RvStatus {

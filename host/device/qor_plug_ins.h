@@ -1,6 +1,6 @@
 /**
- * The user-space plug-ins of a QOR driver and a QOR device, played by functions: COM-style objects with the
- * tables of `qor/interfaces.h`.
+ * The user-space plug-ins of a QOR driver and a QOR device: COM-style objects with the tables of
+ * `qor/interfaces.h`, whose behaviour is given as functions.
  */
 #pragma once
 
@@ -21,20 +21,20 @@ namespace host {
 struct DriverCommand {
     std::uint32_t selector;
     std::span<const std::byte> in;
-    std::span<std::byte> out; ///< as large as the caller's capacity
-    std::size_t out_size;     ///< in: the capacity; out: what the driver reports, true or not
+    std::span<std::byte> out; ///< the caller's room
+    std::size_t out_size;     ///< in: the capacity; out: the size that the driver reports, true or not
 };
 
 /**
- * What a query for the driver or device interface answers; the defaults are those of a healthy plug-in. A
- * failing result may come with an interface all the same, and a good one without.
+ * The answer to a query for the driver or device interface; the defaults are those of a healthy plug-in. A failing
+ * result may come with an interface, and a good one without.
  */
 struct QueryAnswer {
     HRESULT result = kRvResultOK;
     bool gives_interface = true;
 };
 
-/** A driver's behaviour, asked on the plug-in's queue. Shared by every object made for the service. */
+/** A driver's behaviour, called on the plug-in's queue. Shared by all objects created for the service. */
 struct DriverBehaviour {
     QueryAnswer query;
     RvStatus start_status = kRvStatusSuccess;
@@ -44,7 +44,7 @@ struct DriverBehaviour {
 
 class DeviceObject;
 
-/** A device's behaviour and what was installed in it. Shared by every object made for the service. */
+/** A device's behaviour and the callback installed in it. Shared by all objects created for the service. */
 class DeviceBehaviour {
 public:
     QueryAnswer query;
@@ -52,10 +52,10 @@ public:
     const SerialQueue *entered_on = nullptr; ///< when set, calls elsewhere are caught in debug builds
 
     /**
-     * Calls the installed callback on the installed queue and waits for it. What it does to the analytics store is
-     * one batch, written when this returns. Any thread.
-     * @param entries  whole entries of 7 bytes; a rest below 7 bytes is left out.
-     * @return false when no callback or no queue is installed, also when the queue has been closed since.
+     * Calls the installed callback on the installed queue and waits for it. Its changes to the analytics store are one
+     * batch, written when this returns. Any thread.
+     * @param entries  entries of 7 bytes each; fewer than 7 bytes at the end are ignored.
+     * @return false when no callback or no queue is installed, or the queue has been closed since.
      */
     bool deliver_batch(std::span<const std::byte> entries);
 
@@ -71,13 +71,13 @@ private:
     std::atomic<RvQueueRef> _queue = nullptr;
 };
 
-/** The registry's factory of driver plug-in objects. */
+/** A registry entry's factory of driver plug-in objects. */
 std::pair<RvUUIDBytes, PlugInFactory> driver_plug_in(std::shared_ptr<DriverBehaviour> behaviour);
 
-/** The registry's factory of device plug-in objects. */
+/** A registry entry's factory of device plug-in objects. */
 std::pair<RvUUIDBytes, PlugInFactory> device_plug_in(std::shared_ptr<DeviceBehaviour> behaviour);
 
-/** How many references to plug-in objects and their interfaces are alive, of both kinds together. */
+/** The number of live references to plug-in objects and their interfaces, of drivers and devices together. */
 std::size_t live_plug_in_references();
 
 } // namespace host

@@ -1,4 +1,4 @@
-/** A described device with the plug-in hosted on it. */
+/** A described device that hosts the plug-in. */
 #pragma once
 
 #include <string>
@@ -9,21 +9,21 @@
 
 namespace host {
 
-/** The module to load: `chosen`, or `OndreQORHIDStatistics.so` beside this program when that is empty. */
+/** The module to load: `chosen`, or `OndreQORHIDStatistics.so` in the folder of this program when that is empty. */
 std::string plug_in_file(const std::string &chosen);
 
-/** The plug-in opened, scheduled and handed every service of the device, until this object goes or stops. */
+/** The plug-in, opened, scheduled and given every service of the device, until `stop` or destruction. */
 class HostedDevice {
 public:
-    /** @throws Error for a module or a description that will not do. */
+    /** @throws Error when the module cannot be loaded or the description is invalid. */
     HostedDevice(const std::string &description, const std::string &plug_in);
 
-    /** The same with a description that was read before. */
+    /** The same with a description read before. */
     HostedDevice(DeviceDescription description, const std::string &plug_in);
 
     const DescribedDevice &device() const { return _device; }
 
-    /** Unscheduling, closing, the last release; nothing reaches the plug-in afterwards. */
+    /** Unschedules, closes and releases the plug-in; nothing reaches it afterwards. */
     void stop() { _plug_in.stop(); }
 
 private:

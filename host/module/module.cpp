@@ -12,7 +12,7 @@ namespace host {
 
 namespace {
 
-/** The loader's reason without the path, which the error names already. */
+/** The loader's reason without the path, which is already in the error. */
 std::string loader_reason(const std::string &path) {
     const char *text = ::dlerror(); // NOLINT(concurrency-mt-unsafe): glibc keeps the reason per thread
     std::string reason = text == nullptr ? "unknown reason" : text;
@@ -22,7 +22,7 @@ std::string loader_reason(const std::string &path) {
     return reason;
 }
 
-/** A path with a slash in it, so that the loader searches nowhere else. */
+/** A path that contains a slash, so that the loader does not search its folders. */
 std::string path_of_existing_file(const std::string &path) {
     std::error_code error;
     const bool exists = std::filesystem::exists(path, error);
@@ -36,7 +36,7 @@ void *load(const std::string &path) {
     const std::string absolute = path_of_existing_file(path);
     void *module = ::dlopen(absolute.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
     if (module == nullptr) {
-        throw Error(path, "", "this is no module that can be loaded: " + loader_reason(absolute));
+        throw Error(path, "", "this module cannot be loaded: " + loader_reason(absolute));
     }
     return module;
 }
@@ -53,7 +53,7 @@ OndreQORHIDStatisticsRef create_object(const Module &module) {
     const platform::OwnedUUID type(RvUUIDCreateWithBytes(kOndreQORHIDStatisticsPlugInTypeBytes));
     auto *object = static_cast<OndreQORHIDStatisticsRef>(module.factory()(RvAllocatorGetDefault(), type.get()));
     if (object == nullptr) {
-        throw Error(module.path(), "factory", "it makes no object of the session-filter plug-in type");
+        throw Error(module.path(), "factory", "it creates no object of the session-filter plug-in type");
     }
     return object;
 }
@@ -71,7 +71,7 @@ void release(OndreQORHIDStatisticsRef object) {
     }
 }
 
-/** An object with one reference, the one that `QueryInterface` gave. */
+/** An object with one reference, the one from `QueryInterface`. */
 OndreQORHIDStatisticsRef create_plug_in(const Module &module) {
     OndreQORHIDStatisticsRef object = create_object(module);
     const bool usable = answers_interface(object);

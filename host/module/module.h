@@ -11,15 +11,15 @@
 
 namespace host {
 
-/** A loaded module. It stays mapped as long as the process, since what it registered may outlive its objects. */
+/** A loaded module. Never unmapped: its registrations may outlive its objects. */
 class Module {
 public:
-    /** @throws Error naming `path` for a file that is missing, is no module, or exports no factory. */
+    /** @throws Error naming `path` for a file that is missing, is not a module, or exports no factory. */
     explicit Module(const std::string &path);
 
     const std::string &path() const { return _path; }
     OndreQORHIDStatisticsFactoryFunction factory() const { return _factory; }
-    /** What the module exports under that name; null when it exports nothing of that name. */
+    /** The exported symbol of this name, or null. */
     void *symbol(const char *name) const;
 
 private:
@@ -29,18 +29,18 @@ private:
 };
 
 /**
- * One plug-in object, taken through its life in the order that it relies on; every call on the queue. Null slots
- * are skipped. Used from one thread, which is not the queue's.
+ * One plug-in object, taken through its life in the promised order. Every call is made on the queue; null slots are
+ * skipped. Used from one thread, which is not the queue's.
  */
 class HostedPlugIn {
 public:
     /**
      * Factory, `QueryInterface`, `open`, `scheduleWithDispatchQueue`.
-     * @param queue  closed by `stop` and by nobody before that: a closed queue can call nothing.
-     * @throws Error when one refuses; the object is gone then.
+     * @param queue  closed by `stop`, and not before: a closed queue runs nothing.
+     * @throws Error when one of them fails; the object is destroyed then.
      */
     HostedPlugIn(const Module &module, SerialQueue &queue);
-    /** Stops, if that has not happened. */
+    /** Stops, unless stopped before. */
     ~HostedPlugIn();
     HostedPlugIn(const HostedPlugIn &) = delete;
     HostedPlugIn &operator=(const HostedPlugIn &) = delete;
@@ -49,8 +49,8 @@ public:
     void register_services(const std::vector<std::unique_ptr<RvHIDService>> &services);
 
     /**
-     * `unscheduleFromDispatchQueue`, `close`, the last `Release`, and in the same breath the queue is closed, so
-     * that nothing is delivered to the plug-in any more. Safe to call twice.
+     * `unscheduleFromDispatchQueue`, `close`, the last `Release` and the end of the queue, all in one job of the queue,
+     * so that nothing reaches the plug-in afterwards. May be called twice.
      */
     void stop();
 

@@ -35,20 +35,20 @@ std::uint64_t sum_of_counts(std::uint64_t a, std::uint64_t b) {
 
 // ---- reading
 
-/** The name of the row's key, in its first column. */
-std::string key_in(Database &database, const Statement &row) {
+/** The name of the row's key, from its first column. */
+std::string key_of(Database &database, const Statement &row) {
     if (row.type(0) != Statement::Type::kText || !is_string_text(row.text(0))) {
-        refuse_damaged_store(database.name(), "a key has no name or one that is no text");
+        refuse_damaged_store(database.name(), "a key has no name, or its name is not text");
     }
     return std::string(row.text(0));
 }
 
 void read_scalars(Database &database, StoreContents &contents) {
     Statement row(database, "SELECT name, value FROM scalar LEFT JOIN key ON key.id = scalar.key");
-    while (row.next()) {
-        std::string key = key_in(database, row);
+    while (row.step()) {
+        std::string key = key_of(database, row);
         if (row.type(1) != Statement::Type::kInteger) {
-            refuse_damaged_store(database.name(), "the scalar " + in_quotes(key) + " is no integer");
+            refuse_damaged_store(database.name(), "the scalar " + in_quotes(key) + " is not an integer");
         }
         contents.scalars.insert_or_assign(std::move(key), row.integer(1));
     }
@@ -56,15 +56,15 @@ void read_scalars(Database &database, StoreContents &contents) {
 
 void read_distributions(Database &database, StoreContents &contents) {
     Statement row(database, "SELECT name, value, count FROM distribution LEFT JOIN key ON key.id = distribution.key");
-    while (row.next()) {
-        std::string key = key_in(database, row);
+    while (row.step()) {
+        std::string key = key_of(database, row);
         const bool is_sound =
             row.type(1) == Statement::Type::kReal && row.type(2) == Statement::Type::kInteger && row.integer(2) > 0;
         if (!is_sound) {
             refuse_damaged_store(database.name(),
                                  "the distribution " + in_quotes(key) + " has a value without a count");
         }
-        // Adding 0 makes a 0 of a -0, which only a foreign hand can have put there.
+        // Adding 0 turns -0 into 0. Only another program can have written a -0.
         std::uint64_t &count = contents.distributions[std::move(key)][row.real(1) + 0.0];
         count = sum_of_counts(count, static_cast<std::uint64_t>(row.integer(2)));
     }
@@ -72,9 +72,9 @@ void read_distributions(Database &database, StoreContents &contents) {
 
 enum class Checks { kSchema, kEveryPage };
 
-/** One moment of a store. */
-StoreContents contents_of(Database &database, Checks checks) {
-    const ReadTransaction one_moment(database);
+/** Reads the contents at one moment. */
+StoreContents read_contents(Database &database, Checks checks) {
+    const ReadTransaction transaction(database);
     require_store_schema(database);
     if (checks == Checks::kEveryPage) {
         require_sound_pages(database);
@@ -85,7 +85,7 @@ StoreContents contents_of(Database &database, Checks checks) {
     return contents;
 }
 
-/** A file as it is now, to see later whether it has changed. */
+/** The state of a file, for detecting changes. */
 struct FileState {
     dev_t device;
     ino_t inode;
@@ -109,16 +109,16 @@ FileState state_of(const std::string &name, const std::string &file) {
 
 bool exists(const std::string &file) { return ::access(file.c_str(), F_OK) == 0; }
 
-/** What is being written, or was when a program was killed; with it, the file alone is not the store. */
+// With either of these files, left by a running or a killed program, the store is more than its main file.
 bool has_journal(const std::string &file) { return exists(file + "-journal"); }
 bool has_log(const std::string &file) { return exists(file + "-wal"); }
 
 /**
- * Reads a store that no program has open, as the lack of a journal and of a write-ahead log says, without files of
- * the database library appearing beside it: the folder may be a read-only one.
- * @return nothing when a host came by meanwhile.
+ * Reads a store that no program has open, which the absence of a journal and of a write-ahead log shows. The database
+ * library creates no files beside it then, so that the folder may be read-only.
+ * @return nothing when a host opened or changed the store meanwhile.
  */
-std::optional<StoreContents> contents_at_rest(const std::string &name, const std::string &file) {
+std::optional<StoreContents> read_at_rest(const std::string &name, const std::string &file) {
     const FileState before = state_of(name, file);
     const auto stands_alone = [&] { return !has_journal(file) && !has_log(file); };
     if (!stands_alone()) {
@@ -127,11 +127,11 @@ std::optional<StoreContents> contents_at_rest(const std::string &name, const std
     const auto is_at_rest = [&] { return stands_alone() && state_of(name, file) == before; };
     try {
         Database database(name, file, Database::Access::kReadAtRest);
-        // The database library would take the missing end of the last page for zeros.
-        if (database.number("PRAGMA page_count") * database.number("PRAGMA page_size") > before.size) {
+        // The database library would read the missing end of the last page as zeros.
+        if (database.query_number("PRAGMA page_count") * database.query_number("PRAGMA page_size") > before.size) {
             refuse_damaged_store(name, "its end is missing");
         }
-        StoreContents contents = contents_of(database, Checks::kEveryPage);
+        StoreContents contents = read_contents(database, Checks::kEveryPage);
         return is_at_rest() ? std::optional(std::move(contents)) : std::nullopt;
     } catch (const Error &) {
         if (is_at_rest()) {
@@ -147,7 +147,7 @@ void require_name(const std::string &path) {
     }
 }
 
-/** The file behind a name, links followed; the database library wants it absolute and without surprises. */
+/** The absolute path with all links resolved, as the database library needs it. */
 std::string real_path(const std::string &name) {
     std::error_code error;
     const fs::path path = fs::canonical(name, error);
@@ -157,25 +157,25 @@ std::string real_path(const std::string &name) {
     return path.string();
 }
 
-/** A log that no program has open is read with the help of a new file beside it. */
+/** Reading a write-ahead log that no program has open creates a file beside it. */
 void require_readable_log(const std::string &name, const std::string &file) {
     const std::string folder = fs::path(file).parent_path().string();
     if (has_log(file) && !exists(file + "-shm") && ::faccessat(AT_FDCWD, folder.c_str(), W_OK, AT_EACCESS) == -1) {
         throw Error(name, "",
-                    "holds what a killed host left in " + in_quotes(name + "-wal") +
-                        "; to read that, it must be possible to write to its folder");
+                    "has data of a killed host in " + in_quotes(name + "-wal") +
+                        "; reading it requires write access to the folder");
     }
 }
 
 // ---- changing
 
-/** The SQL function `wrapping_sum(a, b)`: the database's own addition leaves the integers where it should wrap. */
+/** The SQL function `wrapping_sum(a, b)`. The database's own addition turns to floating point on overflow. */
 void wrapping_sum_function(sqlite3_context *context, int, sqlite3_value **arguments) {
     sqlite3_result_int64(context, wrapping_sum(sqlite3_value_int64(arguments[0]), sqlite3_value_int64(arguments[1])));
 }
 
-/** Outlived by the database. */
-Database &with_functions(Database &database) {
+/** Adds the SQL functions that the statements use. @return the same database. */
+Database &add_functions(Database &database) {
     constexpr int kFlags = SQLITE_UTF8 | SQLITE_DETERMINISTIC | SQLITE_DIRECTONLY;
     if (const int result = sqlite3_create_function(database.handle(), "wrapping_sum", 2, kFlags, nullptr,
                                                    wrapping_sum_function, nullptr, nullptr)) {
@@ -184,23 +184,23 @@ Database &with_functions(Database &database) {
     return database;
 }
 
-/** The statements that change a store, run inside a transaction of the caller's. */
+/** The statements that change a store, run inside a transaction of the caller. */
 class Writer {
 public:
-    explicit Writer(Database &database) : _database(with_functions(database)) {}
+    explicit Writer(Database &database) : _database(add_functions(database)) {}
 
     void write(std::string_view key, const ScalarChange &change) {
         switch (change.kind) {
         case ScalarChange::kNone:
             break;
         case ScalarChange::kClear:
-            _clear_scalar.with(number_of(key)).run();
+            _clear_scalar.with(find_or_add_number(key)).run();
             break;
         case ScalarChange::kSet:
-            _set_scalar.with(number_of(key), change.value).run();
+            _set_scalar.with(find_or_add_number(key), change.value).run();
             break;
         case ScalarChange::kAdd:
-            _add_to_scalar.with(number_of(key), change.value).run();
+            _add_to_scalar.with(find_or_add_number(key), change.value).run();
             break;
         }
     }
@@ -209,8 +209,8 @@ public:
         if (change.is_none()) {
             return;
         }
-        const std::int64_t number = number_of(key);
-        if (change.is_emptied_first) {
+        const std::int64_t number = find_or_add_number(key);
+        if (change.is_cleared_first) {
             _empty_distribution.with(number).run();
         }
         for (const auto &[value, count] : change.pushed) {
@@ -219,18 +219,18 @@ public:
     }
 
 private:
-    /** The number that stands for a key; a new one when it has none yet. */
-    std::int64_t number_of(std::string_view key) {
-        std::optional<std::int64_t> number = known_number_of(key);
+    /** The number of a key; adds the key when it is new. */
+    std::int64_t find_or_add_number(std::string_view key) {
+        std::optional<std::int64_t> number = find_number(key);
         if (!number) {
             _add_key.with(key).run();
-            number = known_number_of(key);
+            number = find_number(key);
         }
         return number.value();
     }
 
-    std::optional<std::int64_t> known_number_of(std::string_view key) {
-        const bool is_known = _find_key.with(key).next();
+    std::optional<std::int64_t> find_number(std::string_view key) {
+        const bool is_known = _find_key.with(key).step();
         const auto number = is_known ? std::optional(_find_key.integer(0)) : std::nullopt;
         _find_key.reset();
         return number;
@@ -272,7 +272,7 @@ void apply(std::map<std::string, std::int64_t> &scalars, const std::string &key,
 
 void apply(std::map<std::string, Distribution> &distributions, const std::string &key,
            const DistributionChange &change) {
-    if (change.is_emptied_first) {
+    if (change.is_cleared_first) {
         distributions.erase(key);
     }
     if (change.pushed.empty()) {
@@ -319,11 +319,11 @@ std::string image_of(const StoreContents &contents) {
     return image;
 }
 
-/** A new file beside the one that is wanted, gone with the object. */
+/** A temporary file in the folder of the wanted one. Deleted with this object. */
 class PartialFile {
 public:
     explicit PartialFile(const std::string &wanted) : _wanted(wanted) {
-        // Leftovers of a process that was killed may bear this process's number.
+        // A killed process may have left a file with this process's number.
         for (int attempt = 0; _descriptor == -1; ++attempt) {
             _path = _wanted + ".partial-" + std::to_string(::getpid()) + "-" + std::to_string(attempt);
             _descriptor = ::open(_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
@@ -352,10 +352,10 @@ public:
         }
     }
 
-    /** @return false when there is something of the wanted name already. */
-    bool take_the_wanted_name() {
-        if (::link(_path.c_str(), _wanted.c_str()) == 0 || takes_the_wanted_name_without_links()) {
-            keep_across_a_loss_of_power();
+    /** Gives the file the wanted name. @return false when that exists already. */
+    bool take_wanted_name() {
+        if (::link(_path.c_str(), _wanted.c_str()) == 0 || rename_to_wanted_name()) {
+            sync_folder();
             return true;
         }
         if (errno != EEXIST) {
@@ -365,14 +365,14 @@ public:
     }
 
 private:
-    /** For file systems that know no second name of a file. @return false with `errno` as `link` leaves it. */
-    bool takes_the_wanted_name_without_links() const {
+    /** For file systems without hard links. @return false, with the `errno` of `link` or of the renaming. */
+    bool rename_to_wanted_name() const {
         return errno != EEXIST &&
                ::renameat2(AT_FDCWD, _path.c_str(), AT_FDCWD, _wanted.c_str(), RENAME_NOREPLACE) == 0;
     }
 
-    /** As far as the file system can; the file is there in any case. */
-    void keep_across_a_loss_of_power() const {
+    /** Makes the name survive a power loss. Failures are ignored: the file exists in any case. */
+    void sync_folder() const {
         const fs::path folder = fs::path(_wanted).parent_path();
         const int descriptor = ::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
         if (descriptor != -1) {
@@ -390,7 +390,7 @@ bool write_new_file(const std::string &path, const StoreContents &contents) {
     const std::string image = image_of(contents);
     PartialFile file(path);
     file.write(image);
-    return file.take_the_wanted_name();
+    return file.take_wanted_name();
 }
 
 bool is_missing(const std::string &path) {
@@ -398,10 +398,10 @@ bool is_missing(const std::string &path) {
     return ::lstat(path.c_str(), &status) == -1 && errno == ENOENT;
 }
 
-Database opened(const std::string &path) {
+Database open_database(const std::string &path) {
     require_name(path);
     if (is_missing(path)) {
-        // When another host is quicker, its file will do.
+        // If another host creates the file first, that one is used.
         write_new_file(path, {});
     }
     read_analytics_store(path);
@@ -412,7 +412,7 @@ Database opened(const std::string &path) {
     database.execute("PRAGMA journal_mode = WAL");
     database.execute("PRAGMA synchronous = NORMAL");
     {
-        const Transaction shows_that_it_can_be_written(database);
+        const Transaction write_check(database); // fails when the store cannot be written
         require_store_schema(database);
     }
     return database;
@@ -434,7 +434,7 @@ void merge_into(StoreContents &sum, const StoreContents &more) {
 }
 
 void apply(StoreContents &contents, const StoreChanges &changes) {
-    changes.for_each([&](const std::string &key, const StoreChanges::OfKey &of_key) {
+    changes.for_each([&](const std::string &key, const StoreChanges::KeyChanges &of_key) {
         apply(contents.scalars, key, of_key.scalar);
         apply(contents.distributions, key, of_key.distribution);
     });
@@ -445,14 +445,14 @@ StoreContents read_analytics_store(const std::string &path) {
     const std::string file = real_path(path);
     state_of(path, file);
     require_store_mark(path, file);
-    if (std::optional<StoreContents> contents = contents_at_rest(path, file)) {
+    if (std::optional<StoreContents> contents = read_at_rest(path, file)) {
         return *std::move(contents);
     }
     require_readable_log(path, file);
-    // What a killed program left half-written is undone from its journal, which takes a connection that may write.
+    // An unfinished transaction of a killed program is rolled back from its journal, which takes write access.
     const auto access = has_journal(file) ? Database::Access::kReadAndWrite : Database::Access::kRead;
     Database database(path, file, access);
-    return contents_of(database, Checks::kEveryPage);
+    return read_contents(database, Checks::kEveryPage);
 }
 
 void write_new_analytics_store(const std::string &path, const StoreContents &contents) {
@@ -464,11 +464,11 @@ void write_new_analytics_store(const std::string &path, const StoreContents &con
 // ---- an open store
 
 struct AnalyticsStore::Connection {
-    explicit Connection(const std::string &path) : database(opened(path)) {}
+    explicit Connection(const std::string &path) : database(open_database(path)) {}
 
     Database database;
     Writer writer{database};
-    // Gone before the other one, whose end tidies up what stands beside the file.
+    // Closed before `database`, so that closing the last connection removes the files beside the store.
     Database reader{database.name(), real_path(database.name()), Database::Access::kRead};
 };
 
@@ -484,7 +484,7 @@ void AnalyticsStore::apply(const StoreChanges &changes) {
         throw Error(path(), "", "was moved or deleted while it was open");
     }
     Transaction transaction(database);
-    changes.for_each([&](const std::string &key, const StoreChanges::OfKey &of_key) {
+    changes.for_each([&](const std::string &key, const StoreChanges::KeyChanges &of_key) {
         _connection->writer.write(key, of_key.scalar);
         _connection->writer.write(key, of_key.distribution);
     });
@@ -492,13 +492,13 @@ void AnalyticsStore::apply(const StoreChanges &changes) {
     database.wait_for_locks();
 }
 
-void AnalyticsStore::apply_at_last(const StoreChanges &changes) {
+void AnalyticsStore::apply_last(const StoreChanges &changes) {
     _connection->database.wait_for_locks();
     apply(changes);
 }
 
 StoreContents AnalyticsStore::contents() {
-    StoreContents contents = contents_of(_connection->reader, Checks::kSchema);
+    StoreContents contents = read_contents(_connection->reader, Checks::kSchema);
     _connection->reader.wait_for_locks();
     return contents;
 }

@@ -7,13 +7,13 @@ std::int64_t wrapping_sum(std::int64_t a, std::int64_t b) {
 }
 
 void ScalarChange::add(std::int64_t delta) {
-    // A scalar that is not there counts as 0.
+    // A missing scalar counts as 0.
     const bool is_certain = kind == kSet || kind == kClear;
     value = wrapping_sum(kind == kSet || kind == kAdd ? value : 0, delta);
     kind = is_certain ? kSet : kAdd;
 }
 
-void ScalarChange::then(const ScalarChange &later) {
+void ScalarChange::append(const ScalarChange &later) {
     if (later.kind == kAdd) {
         add(later.value);
     } else if (later.kind != kNone) {
@@ -21,13 +21,13 @@ void ScalarChange::then(const ScalarChange &later) {
     }
 }
 
-void DistributionChange::empty() {
-    is_emptied_first = true;
+void DistributionChange::clear() {
+    is_cleared_first = true;
     pushed.clear();
 }
 
-void DistributionChange::then(const DistributionChange &later) {
-    if (later.is_emptied_first) {
+void DistributionChange::append(const DistributionChange &later) {
+    if (later.is_cleared_first) {
         *this = later;
         return;
     }
@@ -36,16 +36,16 @@ void DistributionChange::then(const DistributionChange &later) {
     }
 }
 
-/** Keys whose storage is kept; those of one plug-in are fewer. */
+/** The number of keys whose storage is kept. One plug-in has fewer. */
 constexpr std::size_t kMostKeysKept = 1000;
 
-StoreChanges::OfKey &StoreChanges::of(std::string_view key) {
+StoreChanges::KeyChanges &StoreChanges::changes_of(std::string_view key) {
     if (_last < _changed.size() && _changed[_last]->first == key) {
         return _changed[_last]->second;
     }
     auto found = _keys.find(key);
     if (found == _keys.end()) {
-        found = _keys.emplace(key, OfKey{}).first;
+        found = _keys.emplace(key, KeyChanges{}).first;
     }
     if (found->second.place == kNotListed) {
         _changed.push_back(&*found);
@@ -56,51 +56,51 @@ StoreChanges::OfKey &StoreChanges::of(std::string_view key) {
 }
 
 void StoreChanges::clear_scalar(std::string_view key) {
-    of(key).scalar = {ScalarChange::kClear, 0};
+    changes_of(key).scalar = {ScalarChange::kClear, 0};
     ++_operations;
 }
 
 void StoreChanges::set_scalar(std::string_view key, std::int64_t value) {
-    of(key).scalar = {ScalarChange::kSet, value};
+    changes_of(key).scalar = {ScalarChange::kSet, value};
     ++_operations;
 }
 
 void StoreChanges::add_to_scalar(std::string_view key, std::int64_t delta) {
-    of(key).scalar.add(delta);
+    changes_of(key).scalar.add(delta);
     ++_operations;
 }
 
 void StoreChanges::clear_distribution(std::string_view key) {
-    of(key).distribution.empty();
+    changes_of(key).distribution.clear();
     ++_operations;
 }
 
 void StoreChanges::set_distribution(std::string_view key, double value) {
-    DistributionChange &distribution = of(key).distribution;
-    distribution.empty();
+    DistributionChange &distribution = changes_of(key).distribution;
+    distribution.clear();
     distribution.pushed.add(value, 1);
     ++_operations;
 }
 
 void StoreChanges::push(std::string_view key, double value) {
-    of(key).distribution.pushed.add(value, 1);
+    changes_of(key).distribution.pushed.add(value, 1);
     ++_operations;
 }
 
 void StoreChanges::append(const StoreChanges &later) {
-    later.for_each([this](const std::string &key, const OfKey &changes) {
-        OfKey &mine = of(key);
-        mine.scalar.then(changes.scalar);
-        mine.distribution.then(changes.distribution);
+    later.for_each([this](const std::string &key, const KeyChanges &changes) {
+        KeyChanges &mine = changes_of(key);
+        mine.scalar.append(changes.scalar);
+        mine.distribution.append(changes.distribution);
     });
     _operations += later._operations;
 }
 
-void StoreChanges::forget() {
+void StoreChanges::clear() {
     for (Keys::value_type *changed : _changed) {
-        OfKey &of_key = changed->second;
+        KeyChanges &of_key = changed->second;
         of_key.scalar = {};
-        of_key.distribution.is_emptied_first = false;
+        of_key.distribution.is_cleared_first = false;
         of_key.distribution.pushed.clear();
         of_key.place = kNotListed;
     }
@@ -111,7 +111,7 @@ void StoreChanges::forget() {
     }
 }
 
-void StoreChanges::for_each(const std::function<void(const std::string &key, const OfKey &changes)> &visit) const {
+void StoreChanges::for_each(const std::function<void(const std::string &key, const KeyChanges &changes)> &visit) const {
     for (const Keys::value_type *changed : _changed) {
         visit(changed->first, changed->second);
     }

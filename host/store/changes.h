@@ -1,4 +1,4 @@
-/** What operations on the analytics store amount to, gathered before they are written. */
+/** The changes that operations make to the analytics store, collected before they are written. */
 #pragma once
 
 #include <cstdint>
@@ -12,39 +12,38 @@
 
 namespace host {
 
-/** What happened to a scalar, whatever it was before. */
+/** The change of a scalar, independent of its value before. */
 struct ScalarChange {
     enum Kind : std::uint8_t { kNone, kAdd, kSet, kClear };
     Kind kind = kNone;
-    std::int64_t value = 0; ///< the sum of what was added, wrapped at 64 bits, or what it was set to
+    std::int64_t value = 0; ///< the sum of the additions, wrapped at 64 bits, or the value set
 
     void add(std::int64_t delta);
-    void then(const ScalarChange &later);
+    void append(const ScalarChange &later);
 };
 
-/** What happened to a distribution, whatever it was before. */
+/** The change of a distribution, independent of its values before. */
 struct DistributionChange {
-    bool is_emptied_first = false;
-    ValueCounts pushed; ///< how often each value was put in since
+    bool is_cleared_first = false;
+    ValueCounts pushed; ///< the counts of the values pushed since
 
-    bool is_none() const { return !is_emptied_first && pushed.empty(); }
-    void empty();
-    void then(const DistributionChange &later);
+    bool is_none() const { return !is_cleared_first && pushed.empty(); }
+    void clear();
+    void append(const DistributionChange &later);
 };
 
 /**
- * Operations in the order of their calls, collapsed for each key. That is exact: keys are independent of one
- * another, and what was done to one key is folded in its order. One thread at a time. Every member may throw
- * `std::bad_alloc`, and then has changed nothing but what it was asked to change.
+ * Operations, merged for each key in the order of their calls. This is exact because keys do not depend on one another.
+ * One thread at a time. Every member may throw `std::bad_alloc`, after none or a part of the requested change.
  */
 class StoreChanges {
 public:
     static constexpr std::size_t kNotListed = static_cast<std::size_t>(-1);
 
-    struct OfKey {
+    struct KeyChanges {
         ScalarChange scalar;
         DistributionChange distribution;
-        std::size_t place = kNotListed; ///< among the keys that may have changes
+        std::size_t place = kNotListed; ///< in the list of keys that may have changes
     };
 
     StoreChanges() = default;
@@ -60,31 +59,31 @@ public:
     void set_distribution(std::string_view key, double value);
     void push(std::string_view key, double value);
 
-    /** Makes these the changes of both, `later` having come after what is here. */
+    /** Adds changes that were made after these. */
     void append(const StoreChanges &later);
 
-    /** How many operations were called, for messages. */
+    /** The number of operations, for messages. */
     std::uint64_t operations() const { return _operations; }
     bool is_empty() const { return _operations == 0; }
 
-    /** Back to no changes; storage for the keys seen is kept, so that they cost no allocation next time. */
-    void forget();
+    /** Removes all changes. Keeps the storage of the keys, so that using them again allocates nothing. */
+    void clear();
 
-    /** Visits the changes of each key, in the order of their first ones. */
-    void for_each(const std::function<void(const std::string &key, const OfKey &changes)> &visit) const;
+    /** Visits the changes of each key, in the order of the keys' first changes. */
+    void for_each(const std::function<void(const std::string &key, const KeyChanges &changes)> &visit) const;
 
 private:
     struct TextHash {
         using is_transparent = void;
         std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>{}(text); }
     };
-    using Keys = std::unordered_map<std::string, OfKey, TextHash, std::equal_to<>>;
+    using Keys = std::unordered_map<std::string, KeyChanges, TextHash, std::equal_to<>>;
 
-    OfKey &of(std::string_view key);
+    KeyChanges &changes_of(std::string_view key);
 
     Keys _keys;
     std::vector<Keys::value_type *> _changed;
-    std::size_t _last = 0; ///< which of them the call before was for: operations on one key come in a row
+    std::size_t _last = 0; ///< the one of the last call: operations on one key tend to come in a row
     std::uint64_t _operations = 0;
 };
 

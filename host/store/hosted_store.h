@@ -1,4 +1,4 @@
-/** The process's analytics store for as long as an object lives. */
+/** The process's analytics store, open while an object lives. */
 #pragma once
 
 #include <string>
@@ -8,21 +8,21 @@
 
 namespace host {
 
-/** A store opened for the process, until this object goes or is closed. One object at a time. */
+/** Opens the process's store until `close` or destruction. One object at a time. */
 class HostedStore {
 public:
     /**
      * @param path        a file, or ":memory:".
-     * @param on_failure  what `on_store_failure` calls.
+     * @param on_failure  given to `on_store_failure`.
      * @throws Error when the store cannot be opened.
      */
     HostedStore(const std::string &path, StoreFailureReport on_failure);
-    /** Closes, if that has not happened, and reports what is lost then as `close` would throw it. */
+    /** Closes, unless closed before. Reports lost operations through `on_failure` instead of throwing. */
     ~HostedStore();
     HostedStore(const HostedStore &) = delete;
     HostedStore &operator=(const HostedStore &) = delete;
 
-    /** Tries once more to write what could not be written. @throws Error when operations are lost. */
+    /** Closes the store after a last attempt to write pending operations. @throws Error when operations are lost. */
     void close();
 
 private:

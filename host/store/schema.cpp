@@ -15,17 +15,17 @@
 namespace host {
 namespace {
 
-/** "QORA": what marks an SQLite database as an analytics store. */
+/** "QORA": marks an SQLite database as an analytics store. */
 constexpr std::int64_t kApplicationNumber = 0x514F5241;
 constexpr std::int64_t kVersion = 1;
 
-/** What the database's own list of what it holds must say, character by character; in the order of the names. */
+/** One row of the table `sqlite_schema`, which must match exactly. */
 struct SchemaEntry {
     const char *name;
-    const char *sql; ///< empty for what comes along with another entry
+    const char *sql; ///< empty for an entry that the database adds by itself
 };
 
-// Numbers stand for the keys' names, which are long and would be most of every row.
+// In the order of the names. Rows refer to keys by number: the names are long and would be most of every row.
 constexpr std::array<SchemaEntry, 4> kSchema = {{
     {"distribution", "CREATE TABLE distribution (key INTEGER NOT NULL REFERENCES key (id), value REAL NOT NULL, "
                      "count INTEGER NOT NULL CHECK (count > 0), PRIMARY KEY (key, value)) STRICT, WITHOUT ROWID"},
@@ -53,7 +53,7 @@ public:
         _is_whole = static_cast<std::size_t>(size) == _bytes.size();
     }
 
-    bool is_of_a_database() const {
+    bool is_database() const {
         constexpr std::string_view kMagic("SQLite format 3\0", 16);
         return _is_whole && std::equal(kMagic.begin(), kMagic.end(), _bytes.begin());
     }
@@ -84,16 +84,16 @@ void create_store_schema(Database &database) {
 
 void require_store_mark(const std::string &name, const std::string &file) {
     const Header header(name, file);
-    if (!header.is_of_a_database() || header.application_number() != kApplicationNumber) {
+    if (!header.is_database() || header.application_number() != kApplicationNumber) {
         refuse_foreign(name);
     }
 }
 
 void require_store_schema(Database &database) {
-    if (database.number("PRAGMA application_id") != kApplicationNumber) {
+    if (database.query_number("PRAGMA application_id") != kApplicationNumber) {
         refuse_foreign(database.name());
     }
-    const std::int64_t version = database.number("PRAGMA user_version");
+    const std::int64_t version = database.query_number("PRAGMA user_version");
     if (version > kVersion) {
         throw Error(database.name(), "",
                     "is an analytics store of version " + std::to_string(version) +
@@ -104,18 +104,18 @@ void require_store_schema(Database &database) {
     }
     Statement listed(database, "SELECT name, sql FROM sqlite_schema ORDER BY name");
     const auto is_next = [&](const SchemaEntry &entry) {
-        return listed.next() && listed.text(0) == entry.name && listed.text(1) == entry.sql;
+        return listed.step() && listed.text(0) == entry.name && listed.text(1) == entry.sql;
     };
-    if (!std::all_of(kSchema.begin(), kSchema.end(), is_next) || listed.next()) {
+    if (!std::all_of(kSchema.begin(), kSchema.end(), is_next) || listed.step()) {
         refuse_damaged_store(database.name(), "it does not hold exactly the tables of an analytics store");
     }
 }
 
 void require_sound_pages(Database &database) {
     Statement check(database, "PRAGMA integrity_check(1)");
-    const std::string_view answer = check.next() ? check.text(0) : "";
+    const std::string_view answer = check.step() ? check.text(0) : "";
     if (answer != "ok") {
-        // Above what was found, there may be a line that says in which database.
+        // A first line may name the database; the finding follows it.
         refuse_damaged_store(database.name(), std::string(answer.substr(answer.rfind('\n') + 1)));
     }
 }

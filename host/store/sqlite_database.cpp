@@ -14,7 +14,7 @@ namespace {
 
 constexpr int kBusyTimeoutMilliseconds = 5000;
 
-/** A path as a URI, with everything that could mean something there written in hex. */
+/** A path as a URI, with every special character escaped. */
 std::string uri_of(const std::string &path, const char *parameters) {
     static constexpr char kHex[] = "0123456789ABCDEF";
     std::string uri = "file:";
@@ -29,7 +29,7 @@ std::string uri_of(const std::string &path, const char *parameters) {
     return uri + parameters;
 }
 
-/** The error number of the file that transactions are written to first; 0 when it had none. */
+/** The last `errno` of the journal or write-ahead log; 0 when there was none. */
 int last_error_of_log(sqlite3 *connection) {
     int error = 0;
     sqlite3_file *log = nullptr;
@@ -40,25 +40,25 @@ int last_error_of_log(sqlite3 *connection) {
     return error;
 }
 
-/** What the operating system had to say about a failure; empty when it was not asked. */
+/** The operating system's reason for a failure; empty when it was not involved. */
 std::string system_reason(sqlite3 *connection) {
-    // The library does not take down the number when it is a commit that fails.
-    const int noted = sqlite3_system_errno(connection);
-    const int error = noted != 0 ? noted : last_error_of_log(connection);
+    // The library does not record the number when a commit fails.
+    const int recorded = sqlite3_system_errno(connection);
+    const int error = recorded != 0 ? recorded : last_error_of_log(connection);
     return error == 0 ? "" : ": " + std::generic_category().message(error);
 }
 
 std::string reason_for(int code, sqlite3 *connection) {
     const char *const message = sqlite3_errmsg(connection);
     if (code == SQLITE_READONLY_ROLLBACK) {
-        return "holds part of what another program was killed in; to undo that, it must be possible to write to it";
+        return "has an unfinished transaction of a killed program; rolling it back requires write access";
     }
     switch (code & 0xFF) {
     case SQLITE_BUSY:
     case SQLITE_LOCKED:
-        return "stays locked by another program for longer than 5 seconds";
-    case SQLITE_NOMEM: // what the library says also of some damaged files
-        return "needs more memory than there is, or is damaged";
+        return "is locked by another program for more than 5 seconds";
+    case SQLITE_NOMEM: // also the result for some damaged files
+        return "cannot be read: out of memory, or the file is damaged";
     case SQLITE_CORRUPT:
         return "is damaged: " + std::string(message);
     case SQLITE_NOTADB:
@@ -77,7 +77,7 @@ std::string reason_for(int code, sqlite3 *connection) {
 }
 
 int open_connection(const std::string &file, Database::Access access, sqlite3 **connection) {
-    constexpr int kOwnLock = SQLITE_OPEN_NOMUTEX; // the caller has one thread at a time
+    constexpr int kOwnLock = SQLITE_OPEN_NOMUTEX; // one thread at a time
     switch (access) {
     case Database::Access::kMemory:
         return sqlite3_open_v2(":memory:", connection, kOwnLock | SQLITE_OPEN_READWRITE, nullptr);
@@ -136,9 +136,9 @@ void Database::execute(const char *sql) {
     }
 }
 
-std::int64_t Database::number(const char *sql) {
+std::int64_t Database::query_number(const char *sql) {
     Statement statement(*this, sql);
-    return statement.next() ? statement.integer(0) : 0;
+    return statement.step() ? statement.integer(0) : 0;
 }
 
 bool Database::is_in_place() const {
@@ -178,7 +178,7 @@ void Statement::bind(int index, double value) {
     }
 }
 
-bool Statement::next() {
+bool Statement::step() {
     const int result = sqlite3_step(_statement.get());
     if (result == SQLITE_ROW) {
         return true;
@@ -191,7 +191,7 @@ bool Statement::next() {
 }
 
 void Statement::run() {
-    while (next()) {
+    while (step()) {
     }
     reset();
 }
@@ -230,7 +230,7 @@ ReadTransaction::ReadTransaction(Database &database, const char *begin) : _datab
 }
 
 ReadTransaction::~ReadTransaction() {
-    // A commit has ended the transaction, and so have some failures.
+    // After a commit, and after some failures, there is no transaction left.
     if (sqlite3_get_autocommit(_database.handle()) == 0) {
         sqlite3_exec(_database.handle(), "ROLLBACK", nullptr, nullptr, nullptr);
     }

@@ -1,4 +1,4 @@
-/** One connection to SQLite and its statements, with errors as `host::Error`. One thread at a time. */
+/** SQLite connections and statements that report errors as `host::Error`. One thread at a time. */
 #pragma once
 
 #include <cstdint>
@@ -12,21 +12,20 @@ struct sqlite3_stmt;
 namespace host {
 
 /**
- * A connection that trusts nothing it finds in a file: no triggers, no views, no functions called from the schema.
- * Waits up to 5 seconds for another program's lock; when that was in vain, it waits for none from then on, until
- * `wait_for_locks`.
+ * A connection that does not trust the file: no triggers, no views, no functions called from the schema. Waits up to
+ * 5 seconds for another program's lock. After such a wait has failed it does not wait again, until `wait_for_locks`.
  */
 class Database {
 public:
     enum class Access {
-        kRead,         ///< an existing file; joins the locking of whoever writes
-        kReadAtRest,   ///< an existing file that nobody writes: no locks, no files beside it
+        kRead,         ///< an existing file; takes part in locking
+        kReadAtRest,   ///< an existing file that no program writes: no locks, no files beside it
         kReadAndWrite, ///< an existing file
         kMemory        ///< a new, empty database in memory; `file` is not used
     };
 
     /**
-     * @param name  what errors call the file.
+     * @param name  the name of the file in errors.
      * @param file  an absolute path.
      */
     Database(std::string name, const std::string &file, Access access);
@@ -34,16 +33,16 @@ public:
     sqlite3 *handle() const { return _connection.get(); }
     const std::string &name() const { return _name; }
 
-    /** Runs statements that answer nothing. */
+    /** Runs statements without results. */
     void execute(const char *sql);
 
-    /** The first column of the first row of a statement, as a number; 0 when there is none. */
-    std::int64_t number(const char *sql);
+    /** The first column of the first row of a query, as a number; 0 when there is no row. */
+    std::int64_t query_number(const char *sql);
 
-    /** Whether the file is still the one at its path. */
+    /** Whether the open file is still the one at its path. */
     bool is_in_place() const;
 
-    /** Waits for locks again, if it has given that up. */
+    /** Lets the connection wait for locks again after a failed wait. */
     void wait_for_locks();
 
     /** @throws Error for an SQLite result code of this connection. */
@@ -58,7 +57,7 @@ private:
     std::unique_ptr<sqlite3, Close> _connection;
 };
 
-/** A prepared statement, used again and again. Outlived by its database. */
+/** A prepared statement, used many times. Its database must outlive it. */
 class Statement {
 public:
     Statement(Database &database, std::string_view sql);
@@ -72,9 +71,9 @@ public:
     }
 
     /** Steps once. @return whether there is a row. */
-    bool next();
+    bool step();
 
-    /** Runs a statement to its end and makes it ready for the next time. */
+    /** Runs the statement to its end and resets it. */
     void run();
 
     void reset();
@@ -99,7 +98,7 @@ private:
     std::unique_ptr<sqlite3_stmt, Finalize> _statement;
 };
 
-/** One consistent view of the database, as long as this object lives. */
+/** A consistent view of the database while this object lives. */
 class ReadTransaction {
 public:
     explicit ReadTransaction(Database &database) : ReadTransaction(database, "BEGIN") {}
@@ -113,7 +112,7 @@ protected:
     Database &_database;
 };
 
-/** A transaction that may write, from its start; undone unless committed. */
+/** A write transaction. Rolled back unless committed. */
 class Transaction : public ReadTransaction {
 public:
     explicit Transaction(Database &database) : ReadTransaction(database, "BEGIN IMMEDIATE") {}

@@ -6,7 +6,7 @@ namespace host {
 namespace {
 
 constexpr std::size_t kFewestPlaces = 16;
-/** What is larger goes away when it is emptied, so that one huge batch does not slow down those after it. */
+/** Larger tables are freed when cleared, so that one huge batch does not slow down later ones. */
 constexpr std::size_t kMostPlacesKept = 8192;
 
 } // namespace

@@ -1,4 +1,4 @@
-/** Distinct values with how often each was counted: what every push into a distribution looks up. */
+/** Distinct values with their counts. On the path of every push into a distribution. */
 #pragma once
 
 #include <bit>
@@ -10,8 +10,8 @@
 namespace host {
 
 /**
- * A hash table with its entries in a row, in the order of their first count, so that going through them and emptying
- * them cost what was counted. No allocation for as many values as it has held before. No value is not-a-number or -0.
+ * A hash table whose entries are contiguous, in the order of their first count, so that iterating and clearing cost
+ * only what was counted. Allocates nothing for as many values as it has held before. No value is NaN or -0.
  */
 class ValueCounts {
 public:
@@ -42,11 +42,11 @@ public:
     void clear();
 
 private:
-    static constexpr std::uint32_t kFree = 0; ///< other places hold the number of an entry, from 1
+    static constexpr std::uint32_t kFree = 0; ///< other places hold the number of an entry, counted from 1
 
-    /** The place of a value, or the free one where it belongs. */
+    /** The place of a value, or the free place where it belongs. */
     std::uint32_t &place_of(double value) {
-        // A mixing that lets every bit of the value choose: fixed-point values differ in few of them.
+        // Mixes all bits of the value: fixed-point values differ in only a few of them.
         std::uint64_t hash = std::bit_cast<std::uint64_t>(value) * 0x9E3779B97F4A7C15;
         hash = (hash ^ (hash >> 32)) * 0xD6E8FEB86659FD93;
         const std::size_t mask = _places.size() - 1;
@@ -60,8 +60,8 @@ private:
     void grow();
 
     std::vector<Entry> _entries;
-    std::vector<std::uint32_t> _places; ///< as many as a power of two, at least twice as many as entries
-    std::size_t _last = 0;              ///< the entry of the call before: equal pushes come in a row
+    std::vector<std::uint32_t> _places; ///< a power of two, at least twice the number of entries
+    std::size_t _last = 0;              ///< the entry of the last call: equal values tend to come in a row
 };
 
 } // namespace host

@@ -216,7 +216,7 @@ TEST_F(Publishing, LogsNothingWhenTheErrorLevelIsOff) {
 }
 
 TEST_F(Publishing, ComesThroughTheCallbackThatRegistrationInstalled) {
-    QorPlayer qor;
+    PlayedQor qor;
     RvHIDService service = qor.tallybook_service(kVendor);
     queue.run([&] { plug_in->registerService(&service); });
     const auto bytes = entry(2, kClick, 3);

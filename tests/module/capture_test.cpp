@@ -6,11 +6,12 @@
 
 #include "decoder/ProfileDescription.h"
 #include "tests/module/module_fixture.h"
-#include "tests/plugin/report_service.h"
 
 namespace module_tests {
 namespace {
 
+using host::control_report;
+using host::PlayedReportService;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
@@ -24,9 +25,9 @@ protected:
         };
     }
 
-    QorPlayer qor;
-    ReportService firmware{0x9001, "ZEL_profile"};
-    ReportService driver{0x9002, "OndreQORProfileDriver"};
+    PlayedQor qor;
+    PlayedReportService &firmware = qor.firmware_reports;
+    PlayedReportService &driver = qor.driver_reports;
     int driver_commands = 0;
 };
 
@@ -45,7 +46,7 @@ std::vector<std::string> raw_debug_titles(int count) {
 
 TEST_F(ModuleCapture, FaultIsAnsweredByThe104RawDebugEntriesAloneInTheirOrder) {
     plug_in.hand_over(qor.service({{0x000C, 1}, {0xFF00, 3}}));
-    firmware.bytes = driver.bytes = report(1);
+    firmware.bytes = driver.bytes = control_report(1);
 
     EXPECT_THAT(titles(kRvStateCaptureFault), testing::ElementsAreArray(raw_debug_titles(1)));
 
@@ -55,7 +56,7 @@ TEST_F(ModuleCapture, FaultIsAnsweredByThe104RawDebugEntriesAloneInTheirOrder) {
 
 TEST_F(ModuleCapture, EntriesReadTheirSourcesWithRoomFor32Reports) {
     plug_in.hand_over(qor.service(kVendor));
-    firmware.bytes = driver.bytes = report(1);
+    firmware.bytes = driver.bytes = control_report(1);
 
     capture(kRvStateCaptureFault);
 
@@ -70,7 +71,7 @@ TEST_F(ModuleCapture, EntriesReadTheirSourcesWithRoomFor32Reports) {
 
 TEST_F(ModuleCapture, ErrorIsAnsweredByNobody) {
     plug_in.hand_over(qor.service({{0x000C, 1}, {0xFF00, 3}}));
-    firmware.bytes = driver.bytes = report(1);
+    firmware.bytes = driver.bytes = control_report(1);
 
     EXPECT_THAT(titles(kRvStateCaptureError), IsEmpty());
     EXPECT_THAT(titles(0), IsEmpty());
@@ -81,7 +82,7 @@ TEST_F(ModuleCapture, ErrorIsAnsweredByNobody) {
 
 TEST_F(ModuleCapture, RequestAsksTheSnapshotsToo) {
     plug_in.hand_over(qor.service({{0x000C, 1}, {0xFF00, 3}}));
-    firmware.bytes = driver.bytes = report(1);
+    firmware.bytes = driver.bytes = control_report(1);
 
     const std::vector<std::string> answered = titles(kRvStateCaptureRequest);
 
@@ -93,7 +94,7 @@ TEST_F(ModuleCapture, RequestAsksTheSnapshotsToo) {
 
 TEST_F(ModuleCapture, KindsAboveRequestAreAnsweredByTheRawDebugEntriesAlone) {
     plug_in.hand_over(qor.service({{0x000C, 1}, {0xFF00, 3}}));
-    firmware.bytes = driver.bytes = report(1);
+    firmware.bytes = driver.bytes = control_report(1);
 
     for (const std::uint32_t kind : {4u, 0x80000000u, 0xFFFFFFFFu}) {
         EXPECT_THAT(capture(kind), SizeIs(104)) << kind;
@@ -104,7 +105,7 @@ TEST_F(ModuleCapture, KindsAboveRequestAreAnsweredByTheRawDebugEntriesAlone) {
 
 TEST_F(ModuleCapture, RecordsNameNoDecoderAndHoldSerializedValues) {
     plug_in.hand_over(qor.service(kVendor));
-    firmware.bytes = driver.bytes = report(1);
+    firmware.bytes = driver.bytes = control_report(1);
 
     const auto records = host::capture_state(kRvStateCaptureFault, "somebody");
 
@@ -119,7 +120,7 @@ TEST_F(ModuleCapture, RecordsNameNoDecoderAndHoldSerializedValues) {
 
 TEST_F(ModuleCapture, HundredBytesAreTwoDescriptionsUnderTheEntrysTitle) {
     plug_in.hand_over(qor.service(kVendor));
-    driver.bytes = report(7) + report(8) + std::vector<std::uint8_t>(4, 0xEE);
+    driver.bytes = control_report(7) + control_report(8) + std::vector<std::uint8_t>(4, 0xEE);
 
     const std::vector<host::StateRecord> records = capture(kRvStateCaptureFault);
 
@@ -141,15 +142,15 @@ std::string description(const std::vector<std::uint8_t> &bytes) {
 
 TEST_F(ModuleCapture, EachDescriptionIsThatOfTheExportedEntryPointInReportOrder) {
     plug_in.hand_over(qor.service(kVendor));
-    firmware.bytes = report(7) + report(8);
+    firmware.bytes = control_report(7) + control_report(8);
 
     const std::vector<host::StateRecord> records = capture(kRvStateCaptureFault);
 
     ASSERT_FALSE(records.empty());
     ASSERT_EQ(TvArrayGetCount(records[0].payload.get()), 2u);
-    EXPECT_EQ(TvStringGetCString(TvArrayGetValue(records[0].payload.get(), 0)), description(report(7)));
-    EXPECT_EQ(TvStringGetCString(TvArrayGetValue(records[0].payload.get(), 1)), description(report(8)));
-    EXPECT_NE(description(report(7)), description(report(8)));
+    EXPECT_EQ(TvStringGetCString(TvArrayGetValue(records[0].payload.get(), 0)), description(control_report(7)));
+    EXPECT_EQ(TvStringGetCString(TvArrayGetValue(records[0].payload.get(), 1)), description(control_report(8)));
+    EXPECT_NE(description(control_report(7)), description(control_report(8)));
 }
 
 TEST_F(ModuleCapture, FortySevenBytesGiveNoRecordAndNoLine) {
@@ -164,7 +165,7 @@ TEST_F(ModuleCapture, FortySevenBytesGiveNoRecordAndNoLine) {
 TEST_F(ModuleCapture, SourceThatClaimsMoreThanItsRoomIsReadToTheEndOfTheBufferOnly) {
     plug_in.hand_over(qor.service(kVendor));
     for (int i = 0; i < 32; ++i) {
-        firmware.bytes = firmware.bytes + report(static_cast<std::uint8_t>(i));
+        firmware.bytes = firmware.bytes + control_report(static_cast<std::uint8_t>(i));
     }
     firmware.reported_size = 1'000'000;
 
@@ -195,7 +196,7 @@ TEST_F(ModuleCapture, FailingSourcesWriteTheirLinesWithTheNumberOfEachSource) {
 
 TEST_F(ModuleCapture, NothingIsAnsweredAfterTheQueueIsClosed) {
     plug_in.hand_over(qor.service(kVendor));
-    firmware.bytes = driver.bytes = report(1);
+    firmware.bytes = driver.bytes = control_report(1);
     plug_in.queue.close();
 
     EXPECT_THAT(capture(kRvStateCaptureFault), IsEmpty());
@@ -205,7 +206,7 @@ TEST_F(ModuleCapture, TwoObjectsAnswerOneAfterTheOther) {
     Loaded other;
     plug_in.hand_over(qor.service(kVendor));
     other.hand_over(qor.service(kVendor));
-    firmware.bytes = driver.bytes = report(1);
+    firmware.bytes = driver.bytes = control_report(1);
 
     std::vector<std::string> twice = raw_debug_titles(1);
     const std::vector<std::string> once = twice;

@@ -13,12 +13,21 @@
 #include "host/RvNotify.h"
 #include "host/RvQueue.h"
 #include "host/RvStateCapture.h"
+#include "host/counting_allocator.h"
+#include "host/device/played_qor.h"
 #include "host/module/module.h"
 #include "platform/Owned.h"
-#include "tests/plugin/qor_player.h"
+#include "tests/plugin/values.h"
 
 namespace module_tests {
 
+using host::CountingAllocator;
+using host::kConsumerControl;
+using host::kSensor;
+using host::kTelephony;
+using host::kVendor;
+using host::PlayedQor;
+using host::Usages;
 using namespace plug_in_tests;
 
 inline constexpr RvUUIDBytes kType = kOndreQORHIDStatisticsPlugInTypeBytes;

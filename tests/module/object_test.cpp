@@ -53,13 +53,13 @@ TEST(ModuleFactory, AnyOtherTypeGivesNullAndAllocatesNothing) {
     }
     EXPECT_EQ(module().factory()(&allocator, nullptr), nullptr);
 
-    EXPECT_EQ(allocator.allocations, 0);
+    EXPECT_EQ(allocator.allocations(), 0u);
     EXPECT_THAT(log.messages(), IsEmpty());
 }
 
 TEST(ModuleFactory, WithoutMemoryForTheObjectGivesNull) {
     CountingAllocator allocator;
-    allocator.fails_at = 0;
+    allocator.fail_at(0);
 
     EXPECT_EQ(create(kType, &allocator), nullptr);
 
@@ -69,12 +69,12 @@ TEST(ModuleFactory, WithoutMemoryForTheObjectGivesNull) {
 TEST(ModuleObject, LastReleaseGivesTheObjectBackToItsAllocatorAndLeavesTheArray) {
     const CountingAllocator allocator;
     OndreQORHIDStatisticsRef object = create(kType, &allocator);
-    ASSERT_EQ(allocator.live, 2);
+    ASSERT_EQ(allocator.live(), 2u);
 
     const std::uint32_t count = (*object)->Release(object);
 
     EXPECT_EQ(count, 0u);
-    EXPECT_EQ(allocator.live, 1);
+    EXPECT_EQ(allocator.live(), 1u);
 }
 
 TEST(ModuleObject, AddRefOnAFreshObjectGivesTwo) {
@@ -184,7 +184,7 @@ TEST_F(ModuleNotification, TwoObjectsLogEachOnItsOwn) {
 
 TEST_F(ModuleNotification, ReschedulingMovesLaterRegistrationsToTheNewQueue) {
     host::SerialQueue second;
-    QorPlayer qor;
+    PlayedQor qor;
     const std::size_t before = host::state_capture_handler_count();
 
     (*plug_in.object)->scheduleWithDispatchQueue(plug_in.object, second.handle());
@@ -206,7 +206,7 @@ TEST_F(ModuleNotification, ALaterObjectLogsThroughTheLogThatAnEarlierOneReleased
 
 TEST(ModuleHosting, HostTakesTheModuleThroughItsWholeLife) {
     host::SerialQueue queue;
-    QorPlayer qor;
+    PlayedQor qor;
     std::vector<std::unique_ptr<RvHIDService>> services;
     services.push_back(std::make_unique<RvHIDService>(qor.service(kVendor)));
 

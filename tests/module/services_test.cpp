@@ -13,7 +13,7 @@ protected:
     /** How many handlers the module has registered in this test. */
     static std::size_t handlers() { return host::state_capture_handler_count(); }
 
-    QorPlayer qor;
+    PlayedQor qor;
 };
 
 struct Vetting {
@@ -38,7 +38,7 @@ TEST_F(ModuleServices, KeepsWhatItsUsagesCallForAndRegistersTheHandlersOfThat) {
     for (const Vetting &row : table) {
         SCOPED_TRACE(row.what);
         Loaded fresh;
-        const QorPlayer player;
+        const PlayedQor player;
         const std::size_t devices_before = host::live_hid_devices();
 
         fresh.hand_over(row.tallybook ? player.tallybook_service(row.usages) : player.service(row.usages));
@@ -109,8 +109,8 @@ TEST_F(ModuleServices, DriverThatRefusesToStartEndsTheRegistrationWithItsStatusI
 }
 
 TEST_F(ModuleServices, MissingAncestorsAreNamed) {
-    const QorPlayer orphan{QorOptions{.driver_plug_in = true, .device_plug_in = true, .ancestors = 0}};
-    const QorPlayer fatherless{QorOptions{.driver_plug_in = true, .device_plug_in = true, .ancestors = 1}};
+    const PlayedQor orphan{host::PlayedQorOptions{.driver_plug_in = true, .device_plug_in = true, .ancestors = 0}};
+    const PlayedQor fatherless{host::PlayedQorOptions{.driver_plug_in = true, .device_plug_in = true, .ancestors = 1}};
 
     plug_in.hand_over(orphan.service(kVendor));
     plug_in.hand_over(fatherless.service(kVendor));
@@ -120,7 +120,7 @@ TEST_F(ModuleServices, MissingAncestorsAreNamed) {
 }
 
 TEST_F(ModuleServices, ServiceWithoutDriverPlugInIsKeptSilently) {
-    const QorPlayer player{QorOptions{.driver_plug_in = false, .device_plug_in = true, .ancestors = 2}};
+    const PlayedQor player{host::PlayedQorOptions{.driver_plug_in = false, .device_plug_in = true, .ancestors = 2}};
 
     plug_in.hand_over(player.tallybook_service({}));
 

@@ -37,7 +37,7 @@ protected:
         };
     }
 
-    QorPlayer qor;
+    PlayedQor qor;
     Context *context = nullptr;
     uint32_t seen_selector = 0;
     std::vector<std::byte> seen_input;
@@ -327,7 +327,7 @@ protected:
     static constexpr const char *kDefaults =
         "-1 [enqueued=-1 dropped=-1; event_delta=0.000000 dropped_delta=0.000000]\n";
 
-    QorPlayer qor;
+    PlayedQor qor;
     platform::OwnedMutableValue dictionary{TvDictionaryCreateMutable()};
 };
 

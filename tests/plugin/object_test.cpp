@@ -41,14 +41,14 @@ TEST(Factory, RefusesEveryTypeOneBitAwayAndAllocatesNothing) {
 
         EXPECT_EQ(OndreQORHIDStatisticsFactory(&allocator, uuid.get()), nullptr) << "bit " << bit;
     }
-    EXPECT_EQ(allocator.allocations, 0);
+    EXPECT_EQ(allocator.allocations(), 0u);
 }
 
 TEST(Factory, RefusesANullType) { EXPECT_EQ(OndreQORHIDStatisticsFactory(RvAllocatorGetDefault(), nullptr), nullptr); }
 
 TEST(Factory, AnswersNullWithoutMemoryForTheObject) {
     CountingAllocator allocator;
-    allocator.fails_at = 0;
+    allocator.fail_at(0);
 
     EXPECT_EQ(OndreQORHIDStatisticsFactory(&allocator, RvUUIDGetConstantWithBytes(kType)), nullptr);
     EXPECT_EQ(host::device_registry::factory_instance_count(kFactory), 0u);
@@ -56,7 +56,7 @@ TEST(Factory, AnswersNullWithoutMemoryForTheObject) {
 
 TEST(Factory, LivesWithoutMemoryForTheArray) {
     CountingAllocator allocator;
-    allocator.fails_at = 1;
+    allocator.fail_at(1);
 
     Object object = make(&allocator);
 
@@ -87,11 +87,11 @@ TEST(PlugInObject, IsRegisteredAsAFactoryInstanceWhileItLives) {
 TEST(PlugInObject, TakesItsStorageAndItsArrayFromTheAllocatorAndLeavesTheArrayBehind) {
     CountingAllocator allocator;
     Object object = make(&allocator);
-    EXPECT_EQ(allocator.live, 2);
+    EXPECT_EQ(allocator.live(), 2u);
 
     object.reset();
 
-    EXPECT_EQ(allocator.live, 1); // the array
+    EXPECT_EQ(allocator.live(), 1u); // the array
 }
 
 TEST(PlugInObject, AddRefOnAFreshObjectAnswersTwo) {
@@ -104,11 +104,11 @@ TEST(PlugInObject, AddRefOnAFreshObjectAnswersTwo) {
 TEST(PlugInObject, ReleaseOnAFreshObjectDestroysIt) {
     CountingAllocator allocator;
     Object object = make(&allocator);
-    const int live_before = allocator.live;
+    const std::size_t live_before = allocator.live();
 
     EXPECT_EQ(object.release()->Release(), 0u);
 
-    EXPECT_EQ(allocator.live, live_before - 1);
+    EXPECT_EQ(allocator.live(), live_before - 1);
 }
 
 class AcceptedInterface : public testing::TestWithParam<RvUUIDBytes> {};

@@ -1,6 +1,7 @@
-/** What the tests of plugin/, state/ and analytics/ stand on: an object on a queue, and a look inside it. */
+/** The fixture of the tests of plugin/, state/ and analytics/: an object on a queue, and a look inside it. */
 #pragma once
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -10,9 +11,12 @@
 #include "host/RvLog.h"
 #include "host/RvQueue.h"
 #include "host/RvStateCapture.h"
+#include "host/counting_allocator.h"
+#include "host/device/played_qor.h"
 #include "host/fault_points.h"
 #include "plugin/OndreQORHIDStatistics.h"
-#include "tests/plugin/qor_player.h"
+#include "tests/plugin/assertion_line.h"
+#include "tests/plugin/values.h"
 
 /** A look at what the object keeps to itself. */
 class PlugInInspector {
@@ -25,6 +29,14 @@ public:
 };
 
 namespace plug_in_tests {
+
+using host::CountingAllocator;
+using host::kConsumerControl;
+using host::kSensor;
+using host::kTelephony;
+using host::kVendor;
+using host::PlayedQor;
+using host::Usages;
 
 /** An opened object on a queue, its log recorded. */
 class PlugInTest : public testing::Test {

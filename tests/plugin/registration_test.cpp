@@ -18,8 +18,8 @@ protected:
     }
 
     /** An object of its own, scheduled and with this service, in whose life one allocation, counted from 0, fails. */
-    OndreQORHIDStatistics *registered_without_memory(const RvHIDService &service, int fails_at) {
-        _allocator.fails_at = fails_at;
+    OndreQORHIDStatistics *registered_without_memory(const RvHIDService &service, std::size_t failing) {
+        _allocator.fail_at(failing);
         OndreQORHIDStatistics *object = OndreQORHIDStatistics::alloc(&_allocator);
         queue.run([&] {
             object->scheduleWithDispatchQueue(queue.handle());
@@ -56,7 +56,7 @@ class VettedService : public Registration, public testing::WithParamInterface<Ve
 
 TEST_P(VettedService, IsKeptWithWhatItsUsagesCallFor) {
     const Vetting &expected = GetParam();
-    QorPlayer qor;
+    PlayedQor qor;
 
     register_service(expected.tallybook ? qor.tallybook_service(expected.usages) : qor.service(expected.usages));
 
@@ -91,7 +91,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto &vetting) { return std::string(vetting.param.what); });
 
 TEST_F(Registration, IgnoresAServiceWithoutTransport) {
-    QorPlayer qor;
+    PlayedQor qor;
     RvHIDService service = qor.service(kConsumerControl);
     service.properties.erase("Transport");
 
@@ -102,7 +102,7 @@ TEST_F(Registration, IgnoresAServiceWithoutTransport) {
 }
 
 TEST_F(Registration, LogsATransportThatIsNoString) {
-    QorPlayer qor;
+    PlayedQor qor;
     RvHIDService service = qor.service(kConsumerControl);
     service.properties["Transport"] = number_value(1);
 
@@ -113,7 +113,7 @@ TEST_F(Registration, LogsATransportThatIsNoString) {
 }
 
 TEST_F(Registration, WantsTheTransportToTheLetter) {
-    QorPlayer qor;
+    PlayedQor qor;
     for (const char *transport : {"qor", "QO", "QORX", " QOR", ""}) {
         RvHIDService service = qor.service(kConsumerControl);
         service.properties["Transport"] = string_value(transport);
@@ -126,7 +126,7 @@ TEST_F(Registration, WantsTheTransportToTheLetter) {
 }
 
 TEST_F(Registration, TakesNothingButABooleanTrueForTallybookSupport) {
-    QorPlayer qor;
+    PlayedQor qor;
     RvHIDService service = qor.service({});
     EXPECT_FALSE(RvHIDServiceSupportsTallybook(&service));
 
@@ -153,7 +153,7 @@ TEST_F(Registration, TakesTheRegistryIDBitForBitAndZeroForNone) {
 // ---- the context
 
 TEST_F(Registration, FillsTheContextFromTheRegistry) {
-    QorPlayer qor;
+    PlayedQor qor;
 
     register_service(qor.service(kConsumerControl));
 
@@ -166,7 +166,7 @@ TEST_F(Registration, FillsTheContextFromTheRegistry) {
 }
 
 TEST_F(Registration, HoldsTheDriverAndTheDeviceAndGivesTheEntryBetweenBack) {
-    QorPlayer qor;
+    PlayedQor qor;
 
     register_service(qor.service(kVendor));
 
@@ -176,8 +176,8 @@ TEST_F(Registration, HoldsTheDriverAndTheDeviceAndGivesTheEntryBetweenBack) {
 }
 
 TEST_F(Registration, KeepsServicesInTheOrderOfTheirComing) {
-    QorPlayer first;
-    QorPlayer second;
+    PlayedQor first;
+    PlayedQor second;
 
     register_service(first.service(kVendor));
     register_service(second.service(kVendor));
@@ -188,8 +188,8 @@ TEST_F(Registration, KeepsServicesInTheOrderOfTheirComing) {
 }
 
 TEST_F(Registration, RegistersRawDebugOnceForTwoServices) {
-    QorPlayer first;
-    QorPlayer second;
+    PlayedQor first;
+    PlayedQor second;
     register_service(first.service(kVendor));
     EXPECT_TRUE(PlugInInspector::rawDebugRegistered(*plug_in));
     EXPECT_EQ(handlers(), 104u);
@@ -200,7 +200,7 @@ TEST_F(Registration, RegistersRawDebugOnceForTwoServices) {
 }
 
 TEST_F(Registration, KeepsTheServiceWithoutMemoryForTheArray) {
-    QorPlayer qor;
+    PlayedQor qor;
     OndreQORHIDStatistics *object = registered_without_memory(qor.service(kVendor), 1);
 
     EXPECT_EQ(handlers(), 104u);
@@ -209,7 +209,7 @@ TEST_F(Registration, KeepsTheServiceWithoutMemoryForTheArray) {
 }
 
 TEST_F(Registration, KeepsTheServiceWithoutMemoryToGrowTheArray) {
-    QorPlayer qor;
+    PlayedQor qor;
     OndreQORHIDStatistics *object = registered_without_memory(qor.service(kVendor), 2);
 
     EXPECT_EQ(handlers(), 104u);
@@ -219,7 +219,7 @@ TEST_F(Registration, KeepsTheServiceWithoutMemoryToGrowTheArray) {
 
 TEST_F(Registration, WithoutAQueueRegistersNoHandlerButKeepsTheService) {
     plug_in->unscheduleFromDispatchQueue(queue.handle());
-    QorPlayer qor;
+    PlayedQor qor;
 
     register_service(qor.service(kConsumerControl));
 
@@ -230,7 +230,7 @@ TEST_F(Registration, WithoutAQueueRegistersNoHandlerButKeepsTheService) {
 // ---- the registry walk
 
 TEST_F(Registration, FailsWithoutADriverEntry) {
-    QorPlayer qor;
+    PlayedQor qor;
     RvHIDService service = qor.service(kConsumerControl);
     service.registry_id = number_value(0x7777777777);
 
@@ -243,7 +243,7 @@ TEST_F(Registration, FailsWithoutADriverEntry) {
 TEST_F(Registration, LooksUpRegistryIDZeroAllTheSame) {
     host::RegistryEntryDescription description{.registry_id = 0, .name = "entry of ID 0"};
     RvRegistryEntry entry = host::device_registry::add(std::move(description));
-    QorPlayer qor;
+    PlayedQor qor;
     RvHIDService service = qor.service(kConsumerControl);
     service.registry_id.reset();
 
@@ -254,7 +254,7 @@ TEST_F(Registration, LooksUpRegistryIDZeroAllTheSame) {
 }
 
 TEST_F(Registration, FailsWithoutAParent) {
-    QorPlayer qor({.ancestors = 0});
+    PlayedQor qor({.ancestors = 0});
 
     register_service(qor.service(kConsumerControl));
 
@@ -264,7 +264,7 @@ TEST_F(Registration, FailsWithoutAParent) {
 }
 
 TEST_F(Registration, FailsWithoutAGrandparentAndGivesTheParentBack) {
-    QorPlayer qor({.ancestors = 1});
+    PlayedQor qor({.ancestors = 1});
 
     register_service(qor.service(kConsumerControl));
 
@@ -277,7 +277,7 @@ TEST_F(Registration, FailsWithoutAGrandparentAndGivesTheParentBack) {
 class FailingParentLookup : public Registration, public testing::WithParamInterface<uint64_t> {};
 
 TEST_P(FailingParentLookup, EndsTheRegistrationWithTheStatus) {
-    QorPlayer qor;
+    PlayedQor qor;
     host::arm_fault("RvRegistryEntryCopyParent", GetParam(), host::Strikes::Once);
 
     register_service(qor.service(kConsumerControl));
@@ -295,7 +295,7 @@ INSTANTIATE_TEST_SUITE_P(ParentAndGrandparent, FailingParentLookup, testing::Val
 // ---- the driver interface
 
 TEST_F(Registration, KeepsAServiceWithoutADriverPlugIn) {
-    QorPlayer qor({.driver_plug_in = false});
+    PlayedQor qor({.driver_plug_in = false});
 
     register_service(qor.tallybook_service(kConsumerControl));
 
@@ -306,7 +306,7 @@ TEST_F(Registration, KeepsAServiceWithoutADriverPlugIn) {
 }
 
 TEST_F(Registration, LogsADriverQueryThatFailsAndGivesNothing) {
-    QorPlayer qor;
+    PlayedQor qor;
     qor.driver->query = {.result = kRvResultNoInterface, .gives_interface = false};
 
     register_service(qor.service(kVendor));
@@ -318,7 +318,7 @@ TEST_F(Registration, LogsADriverQueryThatFailsAndGivesNothing) {
 }
 
 TEST_F(Registration, LeaksTheDriverPlugInThatGivesNoInterface) {
-    QorPlayer qor({.device_plug_in = false});
+    PlayedQor qor({.device_plug_in = false});
     qor.driver->query = {.result = kRvResultOK, .gives_interface = false};
     const std::size_t before = host::live_plug_in_references();
 
@@ -329,7 +329,7 @@ TEST_F(Registration, LeaksTheDriverPlugInThatGivesNoInterface) {
 }
 
 TEST_F(Registration, UsesADriverInterfaceThatCameWithANegativeResult) {
-    QorPlayer qor;
+    PlayedQor qor;
     qor.driver->query = {.result = kRvResultNoInterface, .gives_interface = true};
 
     register_service(qor.service(kVendor));
@@ -340,7 +340,7 @@ TEST_F(Registration, UsesADriverInterfaceThatCameWithANegativeResult) {
 }
 
 TEST_F(Registration, GivesThePlugInsBackAndHoldsTheInterfaces) {
-    QorPlayer qor;
+    PlayedQor qor;
     const std::size_t before = host::live_plug_in_references();
 
     register_service(qor.service(kVendor));
@@ -349,7 +349,7 @@ TEST_F(Registration, GivesThePlugInsBackAndHoldsTheInterfaces) {
 }
 
 TEST_F(Registration, FailsWhenTheDriverDoesNotStart) {
-    QorPlayer qor;
+    PlayedQor qor;
     qor.driver->start_status = 0xE00002D8;
     const std::size_t before = host::live_plug_in_references();
 
@@ -365,7 +365,7 @@ TEST_F(Registration, FailsWhenTheDriverDoesNotStart) {
 // ---- the device interface
 
 TEST_F(Registration, KeepsAServiceWithoutADevicePlugIn) {
-    QorPlayer qor({.device_plug_in = false});
+    PlayedQor qor({.device_plug_in = false});
 
     register_service(qor.tallybook_service(kConsumerControl));
 
@@ -375,7 +375,7 @@ TEST_F(Registration, KeepsAServiceWithoutADevicePlugIn) {
 }
 
 TEST_F(Registration, LogsADeviceQueryThatFailsGivesThePlugInBackAndGoesOn) {
-    QorPlayer qor({.driver_plug_in = false});
+    PlayedQor qor({.driver_plug_in = false});
     qor.device->query = {.result = kRvResultNoInterface, .gives_interface = false};
     const std::size_t before = host::live_plug_in_references();
 
@@ -389,7 +389,7 @@ TEST_F(Registration, LogsADeviceQueryThatFailsGivesThePlugInBackAndGoesOn) {
 }
 
 TEST_F(Registration, UsesADeviceInterfaceThatCameWithANegativeResult) {
-    QorPlayer qor;
+    PlayedQor qor;
     qor.device->query = {.result = kRvResultNoInterface, .gives_interface = true};
 
     register_service(qor.tallybook_service(kVendor));
@@ -399,7 +399,7 @@ TEST_F(Registration, UsesADeviceInterfaceThatCameWithANegativeResult) {
 }
 
 TEST_F(Registration, IgnoresADeviceThatDoesNotStart) {
-    QorPlayer qor;
+    PlayedQor qor;
     qor.device->start_status = 0xE00002BC;
 
     register_service(qor.tallybook_service(kVendor));
@@ -410,7 +410,7 @@ TEST_F(Registration, IgnoresADeviceThatDoesNotStart) {
 }
 
 TEST_F(Registration, InstallsTheCallbackOnTheQueueThenTellsTheDriver) {
-    QorPlayer qor;
+    PlayedQor qor;
     std::vector<std::string> commands;
     qor.driver->command = [&](host::DriverCommand &command) -> RvStatus {
         EXPECT_TRUE(qor.device->has_callback());
@@ -430,7 +430,7 @@ TEST_F(Registration, InstallsTheCallbackOnTheQueueThenTellsTheDriver) {
 }
 
 TEST_F(Registration, WithoutTallybookSupportInstallsNothing) {
-    QorPlayer qor;
+    PlayedQor qor;
     int commands = 0;
     qor.driver->command = [&](host::DriverCommand &) {
         ++commands;
@@ -447,7 +447,7 @@ TEST_F(Registration, WithoutTallybookSupportInstallsNothing) {
 // ---- the HID device
 
 TEST_F(Registration, FailsWithoutAHIDDeviceAndUndoesNothing) {
-    QorPlayer qor;
+    PlayedQor qor;
     host::allow_hid_device(qor.device_entry, false);
 
     register_service(qor.tallybook_service(kConsumerControl));
@@ -459,9 +459,9 @@ TEST_F(Registration, FailsWithoutAHIDDeviceAndUndoesNothing) {
 }
 
 TEST_F(Registration, ThatFailedLeavesTheRawDebugHandlersToTheNextService) {
-    QorPlayer failing;
+    PlayedQor failing;
     host::allow_hid_device(failing.device_entry, false);
-    QorPlayer next;
+    PlayedQor next;
 
     register_service(failing.service(kConsumerControl));
     register_service(next.service(kTelephony));

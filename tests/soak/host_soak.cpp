@@ -1,5 +1,5 @@
-// A host that lives for long at full speed: captures of every kind, analytics batches, notifications; its memory must
-// stay what it is. Then references, taken and given back.
+// A host that runs for long at full speed: captures of every kind, analytics batches, notifications. Its memory must
+// not grow. Then two threads take and release references.
 
 #include <algorithm>
 #include <atomic>
@@ -34,9 +34,9 @@ using Clock = std::chrono::steady_clock;
 constexpr char kFaultNotification[] = "com.ondre.ondreqorhidstatistics.fault";
 
 /**
- * What the resident memory may grow by after the first tenth of the time, in KiB: pages that the allocator of the C
- * library touches late, for blocks of another size freed in another order. A leak of one small block in each turn is
- * more than this in ten minutes.
+ * How much the resident memory may grow after the first tenth of the time, in KiB: the allocator of the C library
+ * touches some pages late, for blocks of other sizes freed in another order. A leak of one small block per turn exceeds
+ * this within ten minutes.
  */
 constexpr long kGrowthAllowed = 512;
 
@@ -61,7 +61,7 @@ long resident_memory() {
     return resident * (::sysconf(_SC_PAGESIZE) / 1024);
 }
 
-/** How many reports a record of profile reports says that it was made of; 0 for any other record. */
+/** The number of reports that the title of a record of profile reports gives; 0 for any other record. */
 std::uint64_t reports_of(const host::RecordBytes &record) {
     constexpr std::size_t kTitleOffset = 136;
     const std::string title(reinterpret_cast<const char *>(record.data()) + kTitleOffset);
@@ -70,7 +70,7 @@ std::uint64_t reports_of(const host::RecordBytes &record) {
     return at == std::string::npos ? 0 : std::strtoull(title.c_str() + at + kCount.size(), nullptr, 10);
 }
 
-/** The host and what it has seen. */
+/** The host, with counts of its work. */
 class Life {
 public:
     Life(const std::string &module, const std::string &device)
@@ -79,7 +79,7 @@ public:
         _plug_in.register_services(_device.services());
     }
 
-    void turn() {
+    void take_turn() {
         for (const std::uint32_t kind : {kRvStateCaptureError, kRvStateCaptureFault, kRvStateCaptureRequest}) {
             for (const host::RecordBytes &record : host::capture_state(kind, "soak")) {
                 ++_figures.records;
@@ -129,9 +129,9 @@ void print(double seconds, const Life &life, long memory) {
 }
 
 /** @return whether memory stayed flat and nothing was left over. */
-bool live(const std::string &module, const std::string &device, int seconds) {
+bool run_life(const std::string &module, const std::string &device, int seconds) {
     Life life(module, device);
-    life.turn();
+    life.take_turn();
     const Alive alive;
     std::printf("%8s %10s %12s %14s %10s %14s %13s %14s %10s\n", "seconds", "requests", "records", "reports", "batches",
                 "entries", "notifications", "lines logged", "KiB");
@@ -143,7 +143,7 @@ bool live(const std::string &module, const std::string &device, int seconds) {
     for (int reading = 1; reading <= kReadings; ++reading) {
         const auto until = begin + std::chrono::milliseconds(std::int64_t{1000} * seconds * reading / kReadings);
         while (Clock::now() < until) {
-            life.turn();
+            life.take_turn();
         }
         const long memory = resident_memory();
         first_reading = reading == 1 ? memory : first_reading;
@@ -167,10 +167,10 @@ bool live(const std::string &module, const std::string &device, int seconds) {
 }
 
 /**
- * Pairs of `AddRef` and `Release` from two threads, each of which goes through the queue, as every call of the object
- * does: the count is a plain number.
+ * Calls pairs of `AddRef` and `Release` from two threads. Both go through the queue, as every call of the object must:
+ * its count is a plain number.
  */
-bool take_and_give_references(const std::string &path) {
+bool take_and_release_references(const std::string &path) {
     const host::Module module(path);
     host::SerialQueue queue;
     constexpr RvUUIDBytes kType = kOndreQORHIDStatisticsPlugInTypeBytes;
@@ -213,8 +213,8 @@ int main(int argc, char **argv) try {
         std::fprintf(stderr, "usage: %s MODULE DEVICE SECONDS\n", argv[0]);
         return 2;
     }
-    const bool is_flat = live(argv[1], argv[2], seconds);
-    const bool is_balanced = take_and_give_references(argv[1]);
+    const bool is_flat = run_life(argv[1], argv[2], seconds);
+    const bool is_balanced = take_and_release_references(argv[1]);
     return is_flat && is_balanced ? 0 : 1;
 } catch (const std::exception &error) {
     std::fprintf(stderr, "host_soak: %s\n", error.what());

@@ -1,12 +1,14 @@
 // The raw debug data snapshot: what it reads, what it makes of it, and how it fails.
 
+#include "decoder/ProfileDescription.h"
 #include "host/TvValues.h"
 #include "tests/plugin/plug_in_fixture.h"
-#include "tests/plugin/report_service.h"
 
 namespace plug_in_tests {
 namespace {
 
+using host::control_report;
+using host::PlayedReportService;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
@@ -39,12 +41,13 @@ protected:
         return TvStringGetCString(text.get());
     }
 
-    ReportService firmware{0xA001, "ZEL_profile"};
-    ReportService driver{0xA002, "OndreQORProfileDriver"};
+    PlayedQor qor;
+    PlayedReportService &firmware = qor.firmware_reports;
+    PlayedReportService &driver = qor.driver_reports;
 };
 
 TEST_F(RawDebug, Source1ReadsProperty209OfTheFirmwareService) {
-    firmware.bytes = report(1);
+    firmware.bytes = control_report(1);
 
     auto records = ask(1, 47);
 
@@ -56,21 +59,21 @@ TEST_F(RawDebug, Source1ReadsProperty209OfTheFirmwareService) {
 }
 
 TEST_F(RawDebug, Source2IsCommand9OfTheDriverService) {
-    driver.bytes = report(1) + report(2) + std::vector<uint8_t>(4);
+    driver.bytes = control_report(1) + control_report(2) + std::vector<uint8_t>(4);
     ASSERT_THAT(driver.bytes, SizeIs(100));
 
     auto records = ask(2, 5);
 
     ASSERT_THAT(records, SizeIs(1));
     EXPECT_EQ(records[0].title, "ZEL Profile 5 ;count=2 ;type=drvx");
-    EXPECT_THAT(texts(records[0]), ElementsAre(description(report(1)), description(report(2))));
+    EXPECT_THAT(texts(records[0]), ElementsAre(description(control_report(1)), description(control_report(2))));
     EXPECT_THAT(driver.methods, ElementsAre(9u));
     EXPECT_THAT(driver.scalars, IsEmpty());
     EXPECT_EQ(driver.capacity, 1536u);
 }
 
 TEST_F(RawDebug, Source3IsCommand8OfTheDriverService) {
-    driver.bytes = report(1);
+    driver.bytes = control_report(1);
 
     auto records = ask(3, 0);
 
@@ -116,17 +119,17 @@ TEST_F(RawDebug, ReadsNoFurtherThanTheCapacityWhateverTheDriverReports) {
 }
 
 TEST_F(RawDebug, TakesNoMoreReportsThanTheCount) {
-    driver.bytes = report(1) + report(2) + report(3);
+    driver.bytes = control_report(1) + control_report(2) + control_report(3);
 
     auto records = ask(2, 0, 2);
 
     ASSERT_THAT(records, SizeIs(1));
     EXPECT_EQ(records[0].title, "ZEL Profile 0 ;count=2 ;type=drvx");
-    EXPECT_THAT(texts(records[0]), ElementsAre(description(report(1)), description(report(2))));
+    EXPECT_THAT(texts(records[0]), ElementsAre(description(control_report(1)), description(control_report(2))));
 }
 
 TEST_F(RawDebug, WithoutRoomForAReportIsNull) {
-    driver.bytes = report(1);
+    driver.bytes = control_report(1);
 
     EXPECT_THAT(ask(2, 0, 0), IsEmpty());
 }
@@ -162,7 +165,7 @@ INSTANTIATE_TEST_SUITE_P(Sources, FailingDriverRead,
                          testing::Values(FailingSource{2, "1077"}, FailingSource{3, "1082"}));
 
 TEST_F(RawDebug, WithoutAnArrayIsLoggedAndNull) {
-    driver.bytes = report(1);
+    driver.bytes = control_report(1);
     host::arm_fault("TvArrayCreateMutable", 0, host::Strikes::Once);
 
     EXPECT_THAT(ask(2), IsEmpty());
@@ -171,7 +174,7 @@ TEST_F(RawDebug, WithoutAnArrayIsLoggedAndNull) {
 }
 
 TEST_F(RawDebug, SkipsAReportWithoutADescriptionButCountsIt) {
-    driver.bytes = report(1) + report(2);
+    driver.bytes = control_report(1) + control_report(2);
     // One of the strings that a description needs is its own.
     host::arm_fault("TvStringCreateWithBytes", 0, host::Strikes::Once);
 
@@ -180,11 +183,11 @@ TEST_F(RawDebug, SkipsAReportWithoutADescriptionButCountsIt) {
 
     ASSERT_THAT(records, SizeIs(1));
     EXPECT_EQ(records[0].title, "ZEL Profile 0 ;count=2 ;type=drvx");
-    EXPECT_THAT(texts(records[0]), ElementsAre(description(report(2))));
+    EXPECT_THAT(texts(records[0]), ElementsAre(description(control_report(2))));
 }
 
 TEST_F(RawDebug, MayAnswerAnEmptyArray) {
-    driver.bytes = report(1);
+    driver.bytes = control_report(1);
     host::arm_fault("TvStringCreateWithBytes", 0, host::Strikes::ForGood);
 
     auto records = ask(2);
@@ -208,8 +211,8 @@ TEST_F(RawDebug, WithoutTheServiceIsLoggedByBothRoutines) {
 class HandlerEntries : public RawDebug {
 protected:
     HandlerEntries() {
-        firmware.bytes = report(1);
-        driver.bytes = report(2);
+        firmware.bytes = control_report(1);
+        driver.bytes = control_report(2);
         RvHIDService service = qor.service({{0x000C, 1}, {0xFF00, 3}});
         queue.run([&] { plug_in->registerService(&service); });
     }
@@ -232,8 +235,6 @@ protected:
         }
         return expected;
     }
-
-    QorPlayer qor;
 };
 
 TEST_F(HandlerEntries, AnswerNoError) {

@@ -92,7 +92,7 @@ protected:
 
     static constexpr RvStateCaptureHints kHints{.version = 1, .requester = "test", .kind = 3, .reserved = 0};
 
-    QorPlayer qor;
+    PlayedQor qor;
     Context *context = nullptr;
     std::map<uint32_t, Reply> properties;
     std::map<uint32_t, Reply> commands;

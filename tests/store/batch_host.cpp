@@ -1,11 +1,11 @@
 /**
- * A host that delivers batches to the plug-in, one for each byte on standard input, and ends when that ends:
+ * A host that delivers batches to the plug-in, one for each byte on standard input, until its end:
  *
  *     batch_host MODULE STORE BATCHES [--torn]
  *
- * BATCHES holds, for each batch, its number of entries (32 bits, little-endian) and the entries; there are no fewer
- * of them than bytes. A "b" on standard output says that a batch begins, a "d" that it is done. --torn leaves out
- * what makes a batch one: every operation is written by itself.
+ * BATCHES has, for each batch, its number of entries (32 bits, little-endian) and the entries; at least one batch for
+ * each byte on standard input. The program writes a "b" to standard output before a batch and a "d" after it. With
+ * --torn the operations of a batch are not joined: each is written by itself.
  */
 #include <cstdint>
 #include <cstdio>
@@ -19,9 +19,9 @@
 
 #include "host/RvQueue.h"
 #include "host/TallybookStore.h"
+#include "host/device/played_qor.h"
 #include "host/error.h"
 #include "host/module/module.h"
-#include "tests/plugin/qor_player.h"
 
 namespace {
 
@@ -40,19 +40,19 @@ std::size_t number_at(std::string_view bytes) {
     return number;
 }
 
-void say(char what) {
-    if (write(STDOUT_FILENO, &what, 1) != 1) {
+void write_mark(char mark) {
+    if (write(STDOUT_FILENO, &mark, 1) != 1) {
         throw host::Error("standard output", "", "cannot be written");
     }
 }
 
-/** Waits for leave to deliver one more batch. */
-bool is_let_go_on() {
-    char leave = 0;
-    return read(STDIN_FILENO, &leave, 1) == 1;
+/** Waits for the request of one more batch. @return false at the end of standard input. */
+bool wait_for_request() {
+    char request = 0;
+    return read(STDIN_FILENO, &request, 1) == 1;
 }
 
-/** One keeper of a device: the plug-in, with a service that delivers analytics. */
+/** The plug-in with a service that delivers analytics. */
 class Host {
 public:
     explicit Host(const char *module) : _module(module), _plug_in(_module, _queue) {
@@ -67,7 +67,7 @@ public:
         }
     }
 
-    /** The callback without what the host puts around it. */
+    /** Calls the callback without joining its operations to a batch. */
     void deliver_torn(std::span<const std::byte> entries) {
         const QorAnalyticsCallback callback = _qor.device->analytics_callback();
         _queue.run([&] { callback(_qor.device->target(), entries.data(), entries.size() / kEntrySize); });
@@ -76,7 +76,7 @@ public:
     void stop() { _plug_in.stop(); }
 
 private:
-    plug_in_tests::QorPlayer _qor;
+    host::PlayedQor _qor;
     host::Module _module;
     host::SerialQueue _queue;
     host::HostedPlugIn _plug_in;
@@ -86,12 +86,12 @@ void deliver_all(const char *module, const char *store, const char *batches, boo
     const std::string content = content_of(batches);
     host::open_store(store);
     Host host(module);
-    for (std::string_view rest = content; is_let_go_on();) {
+    for (std::string_view rest = content; wait_for_request();) {
         const std::size_t size = number_at(rest) * kEntrySize;
         const auto entries = std::as_bytes(std::span(rest.substr(4, size)));
-        say('b');
+        write_mark('b');
         torn ? host.deliver_torn(entries) : host.deliver(entries);
-        say('d');
+        write_mark('d');
         rest.remove_prefix(4 + size);
     }
     host.stop();

@@ -1,17 +1,17 @@
 #!/usr/bin/env python3
-"""Hosts that are killed and hosts that share a store, against a model of what their batches do.
+"""Checks killed hosts and hosts that share a store against a model of the effect of their batches.
 
     shared_store_test.py HOST MODULE kills KILLS [SEED]
     shared_store_test.py HOST MODULE torn KILLS [SEED]
     shared_store_test.py HOST MODULE together HOSTS [SEED]
 
-kills     kills hosts at random moments, so often and until one was at a batch; the store must hold exactly the first
-          batches, all that were reported done
-torn      the same with a host that writes every operation by itself: the test must find it out before it has killed
-          so many hosts that were at a batch
-together  hosts deliver to one store at once; whoever reads must see whole batches only, and all of them at the end
+kills     kills hosts at random moments, at least KILLS times and until one was in the middle of a batch; the store must
+          hold exactly the first batches, including all that were reported done
+torn      the same with a host that writes every operation by itself: the test must detect this before it has killed
+          KILLS hosts in the middle of a batch
+together  HOSTS hosts deliver to one store at once; a reader must see whole batches only, and all of them at the end
 
-The model is this program's own: it reads the entries' bytes and the store's tables, and shares no code with the host.
+The model is independent: it reads the entries' bytes and the store's tables, and shares no code with the host.
 """
 
 import collections
@@ -78,7 +78,7 @@ class Model:
 
 
 class Batches:
-    """An endless sequence of batches, made when they are asked for."""
+    """An endless sequence of batches, made on demand."""
 
     def __init__(self, generator, only_sums=False):
         self.generator = generator
@@ -117,7 +117,7 @@ def write_batches(path, batches):
 
 
 def read_store(path):
-    """The tables of a store; empty ones when the host was killed before it had made one."""
+    """Reads the tables of a store; empty ones when the host was killed before it created the store."""
     if not path.exists():
         return {}, {}
     connection = sqlite3.connect(path)
@@ -135,28 +135,28 @@ class Failure(Exception):
 
 
 class WrongStore(Failure):
-    """A store that no number of whole batches leads to."""
+    """A store that is not the result of any number of whole batches."""
 
 
 class Host:
-    """A host that delivers a batch each time it is let, and otherwise waits."""
+    """A host that delivers one batch for each request."""
 
     def __init__(self, *command):
         self.process = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE)
 
-    def let(self, batches):
-        with contextlib.suppress(BrokenPipeError):  # the end of a host shows when it is waited for
+    def request(self, batches):
+        with contextlib.suppress(BrokenPipeError):  # wait() reports how the host ended
             os.write(self.process.stdin.fileno(), b"." * batches)
 
     def wait_for_a_batch(self):
-        """What it said until a batch was done."""
-        said = b""
-        while b"d" not in said:
+        """Waits until a batch is done. Returns the output so far."""
+        output = b""
+        while b"d" not in output:
             piece = self.process.stdout.read1()
             if not piece:
                 raise Failure(f"a host ended before its first batch was done: {self.process.wait()}")
-            said += piece
-        return said
+            output += piece
+        return output
 
     def end(self):
         self.process.stdin.close()
@@ -164,34 +164,34 @@ class Host:
             raise Failure(f"a host ended by itself: {self.process.returncode}")
 
     def kill(self):
-        """What it said that was not read yet."""
+        """Kills the host. Returns the rest of its output."""
         self.process.kill()
         self.process.stdin.close()
         with self.process.stdout:
-            said = self.process.stdout.read()
+            output = self.process.stdout.read()
         if self.process.wait() != -9:
             raise Failure(f"a host ended before it was killed: {self.process.returncode}")
-        return said
+        return output
 
 
-def killed_after(command, batches, generator):
-    """Starts a host, lets it deliver so many batches and kills it at a random moment. What it said."""
+def run_and_kill(command, batches, generator):
+    """Starts a host, requests batches and kills it at a random moment. Returns its output."""
     host = Host(*command)
-    host.let(batches)
-    said = b""
+    host.request(batches)
+    output = b""
     if generator.random() < 0.2:
-        time.sleep(generator.uniform(0, 0.04))  # somewhere on its way to the first batches
+        time.sleep(generator.uniform(0, 0.04))  # before or during the first batches
     else:
-        said += host.wait_for_a_batch()
+        output += host.wait_for_a_batch()
         time.sleep(generator.uniform(0, 0.03))
-    return said + host.kill()
+    return output + host.kill()
 
 
-def require_nothing_strange(folder):
-    """That hosts leave only what is documented beside their stores."""
-    strange = [path.name for path in folder.iterdir() if not LEFT_BEHIND.fullmatch(path.name)]
-    if strange:
-        raise Failure(f"hosts left {', '.join(strange)}")
+def require_known_files(folder):
+    """Fails if hosts left undocumented files beside their stores."""
+    unknown = [path.name for path in folder.iterdir() if not LEFT_BEHIND.fullmatch(path.name)]
+    if unknown:
+        raise Failure(f"hosts left {', '.join(unknown)}")
 
 
 def kill_hosts(host, module, names, is_enough, generator, folder, options=()):
@@ -200,10 +200,10 @@ def kill_hosts(host, module, names, is_enough, generator, folder, options=()):
         if counts["kills"] % 20 == 0:
             store, model, batches = folder / f"{counts['kills']}.db", Model(names), Batches(generator)
         write_batches(folder / "batches", batches.peek(200))
-        said = killed_after([host, module, store, folder / "batches", *options], 200, generator)
-        require_nothing_strange(folder)
-        reported = said.count(b"d")
-        in_mid_batch = said.endswith(b"b")
+        output = run_and_kill([host, module, store, folder / "batches", *options], 200, generator)
+        require_known_files(folder)
+        reported = output.count(b"d")
+        in_mid_batch = output.endswith(b"b")
         counts["kills"] += 1
         counts["kills in mid-batch"] += in_mid_batch
 
@@ -241,8 +241,8 @@ def torn(host, module, names, count, generator, folder):
     raise Failure("batches in pieces were not found out")
 
 
-def moment(store, names):
-    """What a reader sees while hosts write: the counters and the marks, all in one transaction."""
+def read_moment(store, names):
+    """Reads the counters and the marks in one transaction while hosts write."""
     if not store.exists():
         return [0, 0, 0, 0]
     connection = sqlite3.connect(f"file:{store}?mode=ro", uri=True, timeout=60)
@@ -252,13 +252,13 @@ def moment(store, names):
 
 
 def watch(store, names, hosts, batches, at_once):
-    """Lets the hosts deliver so many batches each, a few at a time. At how many moments a reader saw the store."""
+    """Requests batches from each host, a few at a time. Returns how many different states a reader saw."""
     seen = set()
     for delivered in range(0, batches, at_once):
         for host in hosts:
-            host.let(at_once)
+            host.request(at_once)
         while max(seen, default=0) < (delivered + at_once) * len(hosts):
-            first_counter, last_counter, first_mark, last_mark = moment(store, names)
+            first_counter, last_counter, first_mark, last_mark = read_moment(store, names)
             if first_counter != last_counter or first_mark != last_mark:
                 raise Failure(f"a reader saw part of batch {first_counter}")
             seen.add(first_counter)
@@ -285,7 +285,7 @@ def together(host, module, names, count, generator, folder):
             running.process.kill()
             running.process.wait()
 
-    # The last mark is that of whichever host came last.
+    # The marks are those of the host that finished last.
     scalars, distributions = read_store(store)
     wanted_scalars, wanted_distributions = model.contents()
     for mark in (names[FIRST_MARK], names[LAST_MARK]):

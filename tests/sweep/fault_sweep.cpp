@@ -460,7 +460,7 @@ private:
     void check_undisturbed_holdings() {
         const Holdings &held = _undisturbed.started;
         const auto kept = std::stoll(_undisturbed.facts.at("kept services"));
-        constexpr int kObjectArrayAndItsStorage = 3;
+        constexpr std::size_t kObjectArrayAndItsStorage = 3;
         if (all_entry_references(held) != 2 * kept || held.plug_in_references > 2 * kept || held.connections != 0 ||
             held.allocator_blocks != kObjectArrayAndItsStorage) {
             fail("undisturbed", "it holds (" + to_string(held) + ")");

@@ -1,7 +1,5 @@
 #include "tests/sweep/subject.h"
 
-#include <cstdlib>
-
 #include <set>
 
 #include "host/RvNotify.h"
@@ -9,7 +7,7 @@
 #include "host/RvStateCapture.h"
 #include "host/TallybookStore.h"
 #include "host/TvValues.h"
-#include "host/device/device_description.h"
+#include "host/device/description.h"
 #include "host/device/qor_plug_ins.h"
 #include "qor/analytics.h"
 #include "tests/sweep/module_memory.h"
@@ -47,17 +45,6 @@ RvRegistryEntry handle_of(std::uint64_t registry_id) {
 }
 
 } // namespace
-
-void *CountedAllocator::allocate(std::size_t size) const {
-    void *storage = std::malloc(size);
-    _live += storage != nullptr ? 1 : 0;
-    return storage;
-}
-
-void CountedAllocator::deallocate(void *storage) const {
-    --_live;
-    std::free(storage);
-}
 
 std::string to_string(const Holdings &holdings) {
     std::string text =

@@ -8,25 +8,14 @@
 #include <string>
 #include <vector>
 
-#include "host/RvAllocator.h"
 #include "host/RvLog.h"
+#include "host/counting_allocator.h"
 #include "host/device/described_device.h"
 #include "host/module/module.h"
 #include "platform/Owned.h"
 #include "tests/sweep/difference.h"
 
 namespace sweep {
-
-/** The memory of the plug-in object and of its array. */
-class CountedAllocator final : public RvAllocator {
-public:
-    void *allocate(std::size_t size) const override;
-    void deallocate(void *storage) const override;
-    int live() const { return _live; }
-
-private:
-    mutable int _live = 0;
-};
 
 /** What is alive at one moment and was not when the subject was made. */
 struct Holdings {
@@ -35,7 +24,7 @@ struct Holdings {
     std::int64_t plug_in_references;
     std::int64_t hid_devices;
     std::int64_t module_blocks;
-    int allocator_blocks;
+    std::size_t allocator_blocks;
     std::vector<std::size_t> entry_references; ///< of each entry of the device, in the order of its file
 
     friend bool operator==(const Holdings &, const Holdings &) = default;
@@ -97,7 +86,7 @@ private:
     const host::Module &_module;
     platform::OwnedUUID _type; ///< made beforehand: it is the host's own
     host::LogRecorder _log;
-    CountedAllocator _allocator;
+    host::CountingAllocator _allocator; ///< of the plug-in object and its array
     host::SerialQueue _queue;
     std::unique_ptr<host::DescribedDevice> _device;
     std::vector<RvRegistryEntry> _entries;

@@ -349,8 +349,8 @@ TEST(ValidateTest, AFileThatIsNoModuleIsOneError) {
         std::string file;
         std::string reason;
     } rows[] = {
-        {folder.file("text.so", "plain text"), "this is no module: it does not begin as an ELF file does"},
-        {folder.file("empty.so", ""), "this is no module: it does not begin as an ELF file does"},
+        {folder.file("text.so", "plain text"), "this is not a module: it does not begin like an ELF file"},
+        {folder.file("empty.so", ""), "this is not a module: it does not begin like an ELF file"},
         {folder.file("cut.so", cli_tests::content_of(QOR_MODULE).substr(0, 100)),
          "byte 64: the list of segments reaches past the end of the file"},
     };

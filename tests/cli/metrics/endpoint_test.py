@@ -283,7 +283,7 @@ def check_end(host, surroundings):
     host.wait_for_batch()
     with contextlib.closing(sqlite3.connect(surroundings.folder / "store.db", isolation_level=None)) as other:
         other.execute("BEGIN IMMEDIATE")
-        host.wait_for_message("stays locked by another program")
+        host.wait_for_message("is locked by another program")
         host.ask_for_the_end()
         with contextlib.suppress(ConnectionError, http.client.HTTPException):
             while True:

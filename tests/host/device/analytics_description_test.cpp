@@ -10,7 +10,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/device/device_description.h"
+#include "host/device/description.h"
 #include "host/error.h"
 #include "qor/analytics.h"
 #include "tests/host/device/written_description.h"
@@ -171,7 +171,7 @@ constexpr BadBatch kBadBatches[] = {
     {"OneByteMoreThanAnEntry", "hex = '3a 00 00 00 00 00 00 3a'",
      "line 5, column 7: \"hex\" gives 8 bytes, not whole entries of 7: 1 is left over"},
     {"FileWithoutAFolder", "file = 'batch.bin'",
-     "line 5, column 8: \"file\" cannot name a file here: the description is none itself"},
+     "line 5, column 8: \"file\" cannot name a file here: the description is not a file itself"},
     {"NegativeDelay", "hex = ''\nafter = -0.5", "line 6, column 9: \"after\" must be 0 to 31622400 seconds"},
     {"DelayThatIsNoNumber", "hex = ''\nafter = nan", "line 6, column 9: \"after\" must be 0 to 31622400 seconds"},
     {"DelayBeyondTheLongest", "hex = ''\nafter = 31622401",

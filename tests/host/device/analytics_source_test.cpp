@@ -18,12 +18,12 @@ namespace {
 using platform::OwnedEntry;
 using platform::OwnedInterface;
 
-/** A described device, its batches, and a callback that remembers what it was given. */
+/** A described device, its batches, and a callback that records its arguments. */
 class AnalyticsSourceTest : public testing::Test {
 protected:
     ~AnalyticsSourceTest() override { source.reset(); }
 
-    void bring_to_life(const std::string &described) {
+    void register_device(const std::string &described) {
         device.emplace(
             host::read_device_description_text("name = 'x'\n[device.a]\n[device.b]\n"
                                                "[[entry]]\nid = 0xA\nname = 'a'\nclass = 'A'\ndevice = 'a'\n"
@@ -96,7 +96,7 @@ protected:
 };
 
 TEST_F(AnalyticsSourceTest, DeliversEachBatchOnTheQueueInTheOrderOfTheDescription) {
-    bring_to_life(batch("a", 'B', 1) + batch("a", 'A', 3) + batch("a", 'C', 2));
+    register_device(batch("a", 'B', 1) + batch("a", 'A', 3) + batch("a", 'C', 2));
     install(0xA);
 
     start();
@@ -107,7 +107,7 @@ TEST_F(AnalyticsSourceTest, DeliversEachBatchOnTheQueueInTheOrderOfTheDescriptio
 }
 
 TEST_F(AnalyticsSourceTest, DeliversInTheOrderOfTheTimes) {
-    bring_to_life(batch("a", 'B', 1, "after = 0.05\n") + batch("a", 'A', 1, "after = 0.01\n"));
+    register_device(batch("a", 'B', 1, "after = 0.05\n") + batch("a", 'A', 1, "after = 0.01\n"));
     install(0xA);
 
     start();
@@ -117,7 +117,7 @@ TEST_F(AnalyticsSourceTest, DeliversInTheOrderOfTheTimes) {
 }
 
 TEST_F(AnalyticsSourceTest, RepeatsABatchAsOftenAsItsCountSays) {
-    bring_to_life(batch("a", 'A', 1, "every = 0.001\ncount = 3\n") + batch("a", 'B', 1, "after = 0.05\n"));
+    register_device(batch("a", 'A', 1, "every = 0.001\ncount = 3\n") + batch("a", 'B', 1, "after = 0.05\n"));
     install(0xA);
 
     start();
@@ -127,7 +127,7 @@ TEST_F(AnalyticsSourceTest, RepeatsABatchAsOftenAsItsCountSays) {
 }
 
 TEST_F(AnalyticsSourceTest, RepeatsABatchWithoutACountUntilItIsStopped) {
-    bring_to_life(batch("a", 'A', 1, "every = 0.001\n"));
+    register_device(batch("a", 'A', 1, "every = 0.001\n"));
     install(0xA);
 
     start();
@@ -136,7 +136,7 @@ TEST_F(AnalyticsSourceTest, RepeatsABatchWithoutACountUntilItIsStopped) {
 }
 
 TEST_F(AnalyticsSourceTest, DeliversNothingAfterItHasStopped) {
-    bring_to_life(batch("a", 'A', 1, "every = 0.001\n"));
+    register_device(batch("a", 'A', 1, "every = 0.001\n"));
     install(0xA);
     start();
     wait_until([this] { return !batches.empty(); });
@@ -150,7 +150,7 @@ TEST_F(AnalyticsSourceTest, DeliversNothingAfterItHasStopped) {
 }
 
 TEST_F(AnalyticsSourceTest, AStopDoesNotWaitForWhatIsDueLater) {
-    bring_to_life(batch("a", 'A', 1, "after = 31622400\n"));
+    register_device(batch("a", 'A', 1, "after = 31622400\n"));
     install(0xA);
     start();
 
@@ -160,7 +160,7 @@ TEST_F(AnalyticsSourceTest, AStopDoesNotWaitForWhatIsDueLater) {
 }
 
 TEST_F(AnalyticsSourceTest, ADeviceWithoutBatchesHasNothingToDeliver) {
-    bring_to_life("");
+    register_device("");
     install(0xA);
     start();
 
@@ -171,7 +171,7 @@ TEST_F(AnalyticsSourceTest, ADeviceWithoutBatchesHasNothingToDeliver) {
 }
 
 TEST_F(AnalyticsSourceTest, SaysOnceForEachDeviceThatItHasNoCallback) {
-    bring_to_life(batch("b", 'B', 1, "every = 0.001\n") + batch("b", 'C', 1) + batch("a", 'A', 1, "after = 0.05\n"));
+    register_device(batch("b", 'B', 1, "every = 0.001\n") + batch("b", 'C', 1) + batch("a", 'A', 1, "after = 0.05\n"));
     install(0xA);
 
     start();
@@ -182,7 +182,7 @@ TEST_F(AnalyticsSourceTest, SaysOnceForEachDeviceThatItHasNoCallback) {
 }
 
 TEST_F(AnalyticsSourceTest, ACallbackThatIsInstalledLaterGetsTheLaterBatches) {
-    bring_to_life(batch("a", 'A', 1, "every = 0.001\n"));
+    register_device(batch("a", 'A', 1, "every = 0.001\n"));
     start();
     wait_until([this] { return !problems.empty(); });
 
@@ -193,7 +193,7 @@ TEST_F(AnalyticsSourceTest, ACallbackThatIsInstalledLaterGetsTheLaterBatches) {
 }
 
 TEST_F(AnalyticsSourceTest, AClosedQueueGetsNothing) {
-    bring_to_life(batch("a", 'A', 1, "every = 0.001\n"));
+    register_device(batch("a", 'A', 1, "every = 0.001\n"));
     install(0xA);
     queue.close();
 

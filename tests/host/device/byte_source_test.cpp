@@ -24,7 +24,7 @@ ByteSource stream_of(const std::string &letters) {
 }
 
 /** The first letters of the reports read into `capacity` bytes. */
-std::string letters_read(ByteSource &source, std::size_t capacity) {
+std::string read_letters(ByteSource &source, std::size_t capacity) {
     std::vector<std::byte> out(capacity);
     const std::size_t size = source.read(out);
     EXPECT_EQ(size % 48, 0u);
@@ -60,32 +60,32 @@ TEST(ByteSource, BlockIsCutToTheRoom) {
 TEST(ByteSource, StreamGoesOnWhereTheLastReadStopped) {
     ByteSource stream = stream_of("abcde");
 
-    EXPECT_EQ(letters_read(stream, 96), "ab");
-    EXPECT_EQ(letters_read(stream, 96), "cd");
+    EXPECT_EQ(read_letters(stream, 96), "ab");
+    EXPECT_EQ(read_letters(stream, 96), "cd");
 }
 
 TEST(ByteSource, StreamStopsAtItsLastReportAndStartsAgainOnTheNextRead) {
     ByteSource stream = stream_of("abc");
 
-    EXPECT_EQ(letters_read(stream, 96), "ab");
-    EXPECT_EQ(letters_read(stream, 96), "c");
-    EXPECT_EQ(letters_read(stream, 96), "ab");
+    EXPECT_EQ(read_letters(stream, 96), "ab");
+    EXPECT_EQ(read_letters(stream, 96), "c");
+    EXPECT_EQ(read_letters(stream, 96), "ab");
 }
 
 TEST(ByteSource, StreamThatFitsWholeIsGivenOnceOnEveryRead) {
     ByteSource stream = stream_of("ab");
 
-    EXPECT_EQ(letters_read(stream, 1536), "ab");
-    EXPECT_EQ(letters_read(stream, 1536), "ab");
+    EXPECT_EQ(read_letters(stream, 1536), "ab");
+    EXPECT_EQ(read_letters(stream, 1536), "ab");
 }
 
 TEST(ByteSource, StreamGivesWholeReportsOnly) {
     ByteSource stream = stream_of("ab");
 
-    EXPECT_EQ(letters_read(stream, 95), "a");
-    EXPECT_EQ(letters_read(stream, 47), "");
-    EXPECT_EQ(letters_read(stream, 0), "");
-    EXPECT_EQ(letters_read(stream, 95), "b");
+    EXPECT_EQ(read_letters(stream, 95), "a");
+    EXPECT_EQ(read_letters(stream, 47), "");
+    EXPECT_EQ(read_letters(stream, 0), "");
+    EXPECT_EQ(read_letters(stream, 95), "b");
 }
 
 } // namespace

@@ -43,17 +43,17 @@ OwnedEntry child_of(const OwnedEntry &entry) {
     return OwnedEntry(child);
 }
 
-/** What a call answered. */
+/** The results of a call. */
 struct Answer {
     RvStatus status;
     std::size_t size;
     std::vector<std::byte> bytes; ///< the whole buffer
 };
 
-/** A device, entered on a queue as a plug-in would. */
+/** A device, called on a queue as by a plug-in. */
 class DescribedDeviceTest : public testing::Test {
 protected:
-    void bring_to_life(const std::string &path) { device.emplace(path, queue); }
+    void register_device(const std::string &path) { device.emplace(path, queue); }
 
     /** One method call on a fresh connection to the service of this name. */
     Answer call(const char *service, std::uint32_t method, std::vector<std::uint64_t> scalars, std::size_t capacity) {
@@ -109,7 +109,7 @@ protected:
 };
 
 TEST_F(DescribedDeviceTest, ServicesStandInTheOrderOfTheFileWithAllTheyCarry) {
-    bring_to_life(kSmall);
+    register_device(kSmall);
 
     ASSERT_EQ(device->services().size(), 4u);
     const RvHIDServiceRef button = device->services()[0].get();
@@ -126,13 +126,13 @@ TEST_F(DescribedDeviceTest, ServicesStandInTheOrderOfTheFileWithAllTheyCarry) {
 
 TEST_F(DescribedDeviceTest, ServiceWithoutAnIDHasNone) {
     const WrittenDescription written("name = 'x'\n[[service]]\nname = 's'");
-    bring_to_life(written.path());
+    register_device(written.path());
 
     EXPECT_EQ(RvHIDServiceGetRegistryID(device->services()[0].get()), nullptr);
 }
 
 TEST_F(DescribedDeviceTest, DriverLeadsUpToItsDevice) {
-    bring_to_life(kSmall);
+    register_device(kSmall);
     const OwnedEntry driver(RvRegistryCopyServiceMatchingID(0x111));
 
     const OwnedEntry interface = parent_of(driver);
@@ -143,7 +143,7 @@ TEST_F(DescribedDeviceTest, DriverLeadsUpToItsDevice) {
 }
 
 TEST_F(DescribedDeviceTest, DeviceLeadsDownToTheCountersOfDriverAndUserClient) {
-    bring_to_life(kSmall);
+    register_device(kSmall);
     const OwnedEntry top(RvRegistryCopyServiceMatchingName("small-device"));
 
     const OwnedEntry driver = child_of(child_of(top));
@@ -160,7 +160,7 @@ TEST_F(DescribedDeviceTest, DeviceLeadsDownToTheCountersOfDriverAndUserClient) {
 }
 
 TEST_F(DescribedDeviceTest, TimeSynchronisationIsFoundByItsClass) {
-    bring_to_life(kSmall);
+    register_device(kSmall);
 
     const OwnedEntry service(RvRegistryCopyServiceMatchingClass("OndreQORTimesync"));
     const OwnedValue clock(RvRegistryEntryCopyProperty(service.get(), "timesync"));
@@ -171,7 +171,7 @@ TEST_F(DescribedDeviceTest, TimeSynchronisationIsFoundByItsClass) {
 }
 
 TEST_F(DescribedDeviceTest, DriverAnswersItsPropertiesAndNoOthers) {
-    bring_to_life(kSmall);
+    register_device(kSmall);
 
     const Answer interval = property(0x111, 0, 4);
     const Answer maker = property(0x111, 15, 32);
@@ -186,7 +186,7 @@ TEST_F(DescribedDeviceTest, DriverAnswersItsPropertiesAndNoOthers) {
 }
 
 TEST_F(DescribedDeviceTest, PropertyReadWithoutA4ByteIdentifierIsABadArgument) {
-    bring_to_life(kSmall);
+    register_device(kSmall);
     const std::uint64_t id = 0;
 
     EXPECT_EQ(command(0x111, 10, &id, 3, 4).status, kRvStatusBadArgument);
@@ -195,7 +195,7 @@ TEST_F(DescribedDeviceTest, PropertyReadWithoutA4ByteIdentifierIsABadArgument) {
 }
 
 TEST_F(DescribedDeviceTest, DriverAnswersItsCommandsAndNoOthers) {
-    bring_to_life(kSmall);
+    register_device(kSmall);
 
     EXPECT_EQ(command(0x111, 30, nullptr, 0, 0).status, 0u);
     EXPECT_EQ(command(0x111, 57, nullptr, 0, 496).size, 0u);
@@ -203,7 +203,7 @@ TEST_F(DescribedDeviceTest, DriverAnswersItsCommandsAndNoOthers) {
 }
 
 TEST_F(DescribedDeviceTest, EverySourceHandsOutItsTwoReportsOnEveryRead) {
-    bring_to_life(kSmall);
+    register_device(kSmall);
 
     for (int round = 0; round < 3; ++round) {
         const Answer fw = call("ZEL_profile", 2, {209}, 1536);
@@ -220,7 +220,7 @@ TEST_F(DescribedDeviceTest, EverySourceHandsOutItsTwoReportsOnEveryRead) {
 }
 
 TEST_F(DescribedDeviceTest, NamedPropertyIsAnsweredForItsIdentifierOnly) {
-    bring_to_life(kSmall);
+    register_device(kSmall);
 
     EXPECT_EQ(call("ZEL_profile", 2, {210}, 1536).status, kRvStatusNotFound);
     EXPECT_EQ(call("ZEL_profile", 2, {}, 1536).status, kRvStatusNotFound);
@@ -231,7 +231,7 @@ TEST_F(DescribedDeviceTest, MethodWithoutAPropertyAnswersEveryCallThatNoOtherRep
     const WrittenDescription written("name = 'x'\n[[user_client.u.method]]\nnumber = 2\nhex = '01'\n"
                                      "[[user_client.u.method]]\nnumber = 2\nproperty = 5\nhex = '02'\n"
                                      "[[entry]]\nid = 1\nname = 'named'\nclass = 'A'\nuser_client = 'u'");
-    bring_to_life(written.path());
+    register_device(written.path());
 
     EXPECT_EQ(call("named", 2, {}, 1).bytes[0], std::byte{1});
     EXPECT_EQ(call("named", 2, {4}, 1).bytes[0], std::byte{1});
@@ -243,7 +243,7 @@ TEST_F(DescribedDeviceTest, FailureLeavesBufferAndSizeAloneUnlessItReportsOne) {
         "name = 'x'\n[driver.d]\nproperty = [{ id = 1, hex = 'ff', status = 0xE00002BC },\n"
         "{ id = 2, hex = 'ff', status = 0xE00002BC, reported_size = 3 }]\n"
         "[[entry]]\nid = 1\nname = 'a'\nclass = 'A'\ndriver = 'd'");
-    bring_to_life(written.path());
+    register_device(written.path());
 
     const Answer silent = property(1, 1, 8);
     const Answer reporting = property(1, 2, 8);
@@ -259,7 +259,7 @@ TEST_F(DescribedDeviceTest, ReportedSizeMayLieButNothingIsWrittenPastTheCapacity
     const WrittenDescription written("name = 'x'\n[driver.d]\n"
                                      "property = [{ id = 1, hex = '0102030405', reported_size = 4096 }]\n"
                                      "[[entry]]\nid = 1\nname = 'a'\nclass = 'A'\ndriver = 'd'");
-    bring_to_life(written.path());
+    register_device(written.path());
 
     const Answer answer = property(1, 1, 3);
 
@@ -271,7 +271,7 @@ TEST_F(DescribedDeviceTest, ReportedSizeMayLieButNothingIsWrittenPastTheCapacity
 TEST_F(DescribedDeviceTest, UserClientMayRefuseConnections) {
     const WrittenDescription written("name = 'x'\n[user_client.u]\nopen_status = 0xE00002D8\n"
                                      "[[entry]]\nid = 1\nname = 'closed'\nclass = 'A'\nuser_client = 'u'");
-    bring_to_life(written.path());
+    register_device(written.path());
 
     EXPECT_EQ(call("closed", 2, {}, 1).status, 0xE00002D8u);
 }
@@ -279,7 +279,7 @@ TEST_F(DescribedDeviceTest, UserClientMayRefuseConnections) {
 TEST_F(DescribedDeviceTest, PlugInsAnswerAsDescribed) {
     const WrittenDescription written("name = 'x'\n[driver.d]\nstart_status = 0xE0000001\nquery_result = 0x80000004\n"
                                      "[[entry]]\nid = 1\nname = 'a'\nclass = 'A'\ndriver = 'd'");
-    bring_to_life(written.path());
+    register_device(written.path());
 
     queue.run([&] {
         constexpr RvUUIDBytes kType = kQorDriverPlugInTypeBytes;
@@ -302,14 +302,14 @@ TEST_F(DescribedDeviceTest, PlugInsAnswerAsDescribed) {
 
 TEST_F(DescribedDeviceTest, EntryThatCarriesNoHIDDeviceGivesNone) {
     const WrittenDescription written("name = 'x'\n[[entry]]\nid = 1\nname = 'a'\nclass = 'A'\nhid_device = false");
-    bring_to_life(written.path());
+    register_device(written.path());
     const OwnedEntry entry(RvRegistryCopyServiceMatchingID(1));
 
     EXPECT_EQ(RvHIDDeviceCreate(entry.get()), nullptr);
 }
 
 TEST_F(DescribedDeviceTest, NothingStaysInTheRegistryAfterTheDevice) {
-    bring_to_life(kSmall);
+    register_device(kSmall);
 
     device.reset();
 
@@ -319,7 +319,7 @@ TEST_F(DescribedDeviceTest, NothingStaysInTheRegistryAfterTheDevice) {
 }
 
 TEST_F(DescribedDeviceTest, SecondDeviceWithATakenIDIsAnErrorAndLeavesNothingBehind) {
-    bring_to_life(kSmall);
+    register_device(kSmall);
     const WrittenDescription written("name = 'x'\n[[entry]]\nid = 1\nname = 'free'\nclass = 'A'\n"
                                      "[[entry]]\nid = 0x111\nname = 'taken'\nclass = 'A'");
 
@@ -341,7 +341,7 @@ TEST_F(DescribedDeviceTest, BadDescriptionLeavesNothingBehind) {
 }
 
 TEST_F(DescribedDeviceTest, MisbehaviourIsAsTheDocumentedExampleSays) {
-    bring_to_life(SOURCE_FOLDER "/tests/data/misbehaving.toml");
+    register_device(SOURCE_FOLDER "/tests/data/misbehaving.toml");
     constexpr std::uint64_t kButton = 0xFFFFFFFF00000001;
 
     const Answer lying = property(kButton, 0, 4);
@@ -373,7 +373,7 @@ TEST_F(DescribedDeviceTest, MethodCallOffTheQueueEndsTheProcessInDebugBuilds) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_DEATH(
         {
-            bring_to_life(kSmall);
+            register_device(kSmall);
             const OwnedEntry entry(RvRegistryCopyServiceMatchingName("ZEL_profile"));
             RvConnection connection = 0;
             RvConnectionOpen(entry.get(), 0, &connection);

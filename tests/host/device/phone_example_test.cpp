@@ -1,4 +1,4 @@
-/** examples/phone.toml: what the plug-in and its readers rely on. */
+/** The properties of examples/phone.toml that the plug-in and readers of the example rely on. */
 #include <array>
 #include <cstring>
 #include <map>
@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "host/device/described_device.h"
-#include "host/device/device_description.h"
+#include "host/device/description.h"
 #include "platform/RvConnection.h"
 #include "qor/analytics.h"
 

@@ -9,7 +9,7 @@
 
 #include <gtest/gtest.h>
 
-#include "host/device/device_description.h"
+#include "host/device/description.h"
 #include "host/error.h"
 #include "tests/host/device/written_description.h"
 

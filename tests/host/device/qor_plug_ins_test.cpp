@@ -14,19 +14,19 @@ constexpr RvUUIDBytes kDeviceInterface = kQorDeviceInterfaceBytes;
 constexpr RvUUIDBytes kGenericInterface = kRvPlugInInterfaceBytes;
 constexpr RvUUIDBytes kUnknownInterface = kRvUnknownInterfaceBytes;
 
-RvInterfaceRef created(const host::PlugInFactory &factory, const RvUUIDBytes &interface = kGenericInterface) {
+RvInterfaceRef create(const host::PlugInFactory &factory, const RvUUIDBytes &interface = kGenericInterface) {
     RvInterfaceRef made = nullptr;
     EXPECT_EQ(factory(interface, &made), 0u);
     return made;
 }
 
-/** A driver's interface and its plug-in object, given back at the end of the test. */
+/** A driver's interface and its plug-in object, released at the end of the test. */
 class DriverPlugIn : public testing::Test {
 protected:
     ~DriverPlugIn() override { EXPECT_EQ(host::live_plug_in_references(), 0u); }
 
     platform::OwnedInterface plug_in() {
-        return platform::OwnedInterface(created(host::driver_plug_in(behaviour).second));
+        return platform::OwnedInterface(create(host::driver_plug_in(behaviour).second));
     }
 
     QorDriverInterfaceRef interface() {
@@ -58,7 +58,7 @@ TEST_F(DriverPlugIn, UnknownInterfaceIsTheGenericOne) {
 }
 
 TEST_F(DriverPlugIn, MayBeAskedForAsUnknownInterface) {
-    const platform::OwnedInterface unknown(created(host::driver_plug_in(behaviour).second, kUnknownInterface));
+    const platform::OwnedInterface unknown(create(host::driver_plug_in(behaviour).second, kUnknownInterface));
 
     EXPECT_NE(unknown.get(), nullptr);
 }
@@ -179,7 +179,7 @@ protected:
     }
 
     QorDeviceInterfaceRef make_interface() {
-        const platform::OwnedInterface generic(created(host::device_plug_in(behaviour).second));
+        const platform::OwnedInterface generic(create(host::device_plug_in(behaviour).second));
         void *queried = nullptr;
         EXPECT_EQ((*generic.get())->QueryInterface(generic.get(), kDeviceInterface, &queried), 0);
         return static_cast<QorDeviceInterfaceRef>(queried);

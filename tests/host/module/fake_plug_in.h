@@ -1,4 +1,4 @@
-/** A module that plays a plug-in for the host's tests, and tells what it was asked. */
+/** A module that plays a plug-in for the host's tests and records the calls it gets. */
 #pragma once
 
 #include <string>

@@ -40,11 +40,11 @@ TEST(Module, BareNameIsNotSearchedForInTheLoadersPath) {
 TEST(Module, FileThatIsNoModuleIsRefusedWithTheLoadersReasonAndThePathOnce) {
     const std::string error = loading_error(NO_MODULE);
 
-    EXPECT_THAT(error, StartsWith(NO_MODULE ": this is no module that can be loaded: "));
+    EXPECT_THAT(error, StartsWith(NO_MODULE ": this module cannot be loaded: "));
     EXPECT_EQ(error.find(NO_MODULE, 1), std::string::npos) << error;
 }
 
-TEST(Module, DirectoryIsRefused) { EXPECT_THAT(loading_error("/"), HasSubstr("no module that can be loaded")); }
+TEST(Module, DirectoryIsRefused) { EXPECT_THAT(loading_error("/"), HasSubstr("this module cannot be loaded")); }
 
 TEST(Module, ModuleWithoutAFactoryIsRefused) {
     EXPECT_EQ(loading_error(NO_FACTORY), NO_FACTORY ": the module exports no OndreQORHIDStatisticsFactory");
@@ -129,7 +129,7 @@ TEST_F(HostedFake, NullSlotsAreSkipped) {
 TEST_F(HostedFake, FactoryThatRefusesIsNamed) {
     fake->factory_refuses = true;
 
-    EXPECT_THAT(hosting_error(), AllOf(StartsWith(FAKE_PLUG_IN ": factory: "), HasSubstr("makes no object")));
+    EXPECT_THAT(hosting_error(), AllOf(StartsWith(FAKE_PLUG_IN ": factory: "), HasSubstr("creates no object")));
 }
 
 TEST_F(HostedFake, ObjectThatRefusesTheInterfaceIsReleased) {

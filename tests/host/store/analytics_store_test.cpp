@@ -68,7 +68,7 @@ void write_bytes(const fs::path &file, const std::string &bytes) {
     std::ofstream(file, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
 }
 
-/** What an Error says, without the file; empty when there is none. */
+/** The reason of the Error that `work` throws; empty when it throws none. */
 std::string reason_of(const fs::path &file, const std::function<void()> &work) {
     try {
         work();
@@ -85,8 +85,8 @@ StoreChanges addition(std::string_view key, std::int64_t delta) {
     return changes;
 }
 
-/** Runs a test in a child without the rights of the superuser, to whom nothing is read-only. */
-void as_somebody_else(const std::function<void()> &test) {
+/** Runs a test in a child process without root privileges: nothing is read-only for root. */
+void run_without_privileges(const std::function<void()> &test) {
     constexpr uid_t kNobody = 65534;
     const pid_t child = fork();
     if (child == 0) {
@@ -118,7 +118,7 @@ protected:
         return names;
     }
 
-    /** Reading and opening refuse the file, give this reason and leave everything as it was. */
+    /** Expects reading and opening to refuse the file with this reason and to change nothing. */
     void expect_refused(const testing::Matcher<std::string> &reason) const {
         const std::string before = bytes_of(file);
         const std::vector<std::string> names_before = names();
@@ -130,7 +130,7 @@ protected:
         EXPECT_EQ(names(), names_before);
     }
 
-    /** A store that somebody changed with another program. */
+    /** Expects a store to be refused after another program has changed it. */
     void expect_refused_after(const std::string &sql, const testing::Matcher<std::string> &reason) const {
         SCOPED_TRACE(sql);
         fs::remove(file);
@@ -255,19 +255,19 @@ TEST_F(AnalyticsStoreTest, KeysThatAreNoTextAreRefused) {
     for (const char *name : {"CAST(X'FF' AS TEXT)", "CAST(X'C080' AS TEXT)", "CAST(X'610062' AS TEXT)"}) {
         const std::string key = "INSERT INTO key VALUES (99, " + std::string(name) + "); ";
         expect_refused_after(key + "INSERT INTO scalar VALUES (99, 1)",
-                             "is damaged: a key has no name or one that is no text");
+                             "is damaged: a key has no name, or its name is not text");
         expect_refused_after(key + "INSERT INTO distribution VALUES (99, 1, 1)",
-                             "is damaged: a key has no name or one that is no text");
+                             "is damaged: a key has no name, or its name is not text");
     }
 }
 
-TEST_F(AnalyticsStoreTest, ValuesOfKeysThatAreMissingAreRefused) {
+TEST_F(AnalyticsStoreTest, ValuesKeyChangessThatAreMissingAreRefused) {
     for (const char *sql : {"INSERT INTO scalar VALUES (99, 1)", "INSERT INTO distribution VALUES (99, 1, 1)"}) {
-        expect_refused_after(sql, "is damaged: a key has no name or one that is no text");
+        expect_refused_after(sql, "is damaged: a key has no name, or its name is not text");
     }
 }
 
-/** Tables that say what a store's do and hold something else. */
+/** Tables that are named like a store's and differ from them. */
 TEST_F(AnalyticsStoreTest, ValuesOfOtherTypesThanTheTablesSayAreRefused) {
     struct Lie {
         const char *table;
@@ -340,11 +340,11 @@ TEST_F(AnalyticsStoreTest, APageOfOtherBytesIsRefused) {
     EXPECT_EQ(names(), std::vector<std::string>{"store"});
 }
 
-/** The library answers for it that there is no memory, which must not pass for this process's having none. */
+/** The library reports this damage as a lack of memory. The message must not blame memory alone. */
 TEST_F(AnalyticsStoreTest, ASchemaThatTheLibraryHasNoMemoryForIsRefused) {
     write_bytes(file, bytes_of(SOURCE_FOLDER "/fuzz/corpus/store/out-of-memory"));
 
-    expect_refused("needs more memory than there is, or is damaged");
+    expect_refused("cannot be read: out of memory, or the file is damaged");
 }
 
 TEST_F(AnalyticsStoreTest, AnyBytesAreReadOrRefused) {
@@ -447,7 +447,7 @@ TEST_F(AnalyticsStoreTest, AnOlderWayOfWritingIsTakenOver) {
     EXPECT_EQ(host::read_analytics_store(file).scalars.at("b"), 1);
 }
 
-/** Changes a store as other programs may, and by more than their memory keeps until they are done. */
+/** Begins a transaction as another program may, larger than its cache, so that part of it is in the file. */
 void begin_to_write_with_a_journal(Sqlite &other) {
     other.execute("PRAGMA journal_mode = DELETE; PRAGMA cache_size = 2; BEGIN; UPDATE scalar SET value = 999; "
                   "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 20000) "
@@ -491,9 +491,9 @@ TEST_F(AnalyticsStoreWithAJournal, WhoMayNotUndoItIsToldAndChangesNothing) {
     fs::permissions(folder, fs::perms(0555));
     const std::string before = bytes_of(file);
 
-    as_somebody_else([&] {
+    run_without_privileges([&] {
         EXPECT_EQ(reason_of(file, [&] { host::read_analytics_store(file); }),
-                  "holds part of what another program was killed in; to undo that, it must be possible to write to it");
+                  "has an unfinished transaction of a killed program; rolling it back requires write access");
     });
 
     EXPECT_TRUE(bytes_of(file) == before);
@@ -506,7 +506,7 @@ TEST_F(AnalyticsStoreWithAJournal, WhatAProgramIsWritingIsNotRead) {
     begin_to_write_with_a_journal(other);
 
     EXPECT_EQ(reason_of(file, [&] { host::read_analytics_store(file); }),
-              "stays locked by another program for longer than 5 seconds");
+              "is locked by another program for more than 5 seconds");
 
     other.execute("ROLLBACK");
     EXPECT_EQ(host::read_analytics_store(file), kContents);
@@ -582,7 +582,7 @@ TEST_F(AnalyticsStoreTest, AStoreThatStaysLockedIsAnErrorAfterFiveSeconds) {
     Sqlite other(file);
     other.execute("BEGIN IMMEDIATE");
 
-    const std::string reason = "stays locked by another program for longer than 5 seconds";
+    const std::string reason = "is locked by another program for more than 5 seconds";
     std::thread opener([&] { EXPECT_EQ(reason_of(file, [&] { const AnalyticsStore second(file); }), reason); });
     EXPECT_EQ(reason_of(file, [&] { store.apply(addition("a", 1)); }), reason);
     opener.join();
@@ -599,7 +599,7 @@ TEST_F(AnalyticsStoreTest, AReaderThatIsLockedOutGetsAnErrorAfterFiveSeconds) {
     other.execute("PRAGMA locking_mode = EXCLUSIVE; BEGIN IMMEDIATE; DELETE FROM scalar");
 
     EXPECT_EQ(reason_of(file, [&] { host::read_analytics_store(file); }),
-              "stays locked by another program for longer than 5 seconds");
+              "is locked by another program for more than 5 seconds");
 }
 
 // ---- places that cannot be written to
@@ -615,7 +615,7 @@ protected:
 };
 
 TEST_F(AnalyticsStoreReadOnly, AStoreAtRestIsRead) {
-    as_somebody_else([&] { EXPECT_EQ(host::read_analytics_store(file), kContents); });
+    run_without_privileges([&] { EXPECT_EQ(host::read_analytics_store(file), kContents); });
 }
 
 TEST_F(AnalyticsStoreReadOnly, AStoreInUseIsRead) {
@@ -626,7 +626,7 @@ TEST_F(AnalyticsStoreReadOnly, AStoreInUseIsRead) {
     AnalyticsStore store(file);
     store.apply(addition("b", 7));
 
-    as_somebody_else([&] { EXPECT_EQ(host::read_analytics_store(file).scalars.at("b"), 7); });
+    run_without_privileges([&] { EXPECT_EQ(host::read_analytics_store(file).scalars.at("b"), 7); });
 }
 
 TEST_F(AnalyticsStoreReadOnly, WhatAKilledHostLeftTakesAFolderThatCanBeWrittenTo) {
@@ -642,16 +642,16 @@ TEST_F(AnalyticsStoreReadOnly, WhatAKilledHostLeftTakesAFolderThatCanBeWrittenTo
     ASSERT_EQ(waitpid(child, nullptr, 0), child);
     fs::remove(folder / "store-shm");
 
-    as_somebody_else([&] {
+    run_without_privileges([&] {
         EXPECT_EQ(reason_of(file, [&] { host::read_analytics_store(file); }),
-                  "holds what a killed host left in \"" + file.string() +
-                      "-wal\"; to read that, it must be possible to write to its folder");
+                  "has data of a killed host in \"" + file.string() +
+                      "-wal\"; reading it requires write access to the folder");
     });
     EXPECT_EQ(host::read_analytics_store(file).scalars.at("b"), 7);
 }
 
 TEST_F(AnalyticsStoreReadOnly, OpeningIsAnError) {
-    as_somebody_else([&] {
+    run_without_privileges([&] {
         EXPECT_THAT(reason_of(file, [&] { const AnalyticsStore store(file); }), HasSubstr("cannot be written to"));
         EXPECT_THAT(reason_of(folder / "new", [&] { const AnalyticsStore store(folder / "new"); }),
                     "Permission denied");
@@ -661,13 +661,13 @@ TEST_F(AnalyticsStoreReadOnly, OpeningIsAnError) {
 
 TEST_F(AnalyticsStoreReadOnly, AFileThatMayNotBeReadIsAnError) {
     fs::permissions(file, fs::perms(0));
-    as_somebody_else(
+    run_without_privileges(
         [&] { EXPECT_EQ(reason_of(file, [&] { host::read_analytics_store(file); }), "Permission denied"); });
 }
 
 // ---- changes
 
-/** One operation, as a plain formulation carries it out. */
+/** One operation, in a plain formulation. */
 struct Operation {
     int kind;
     std::string key;
@@ -675,7 +675,7 @@ struct Operation {
 
     double value() const { return static_cast<double>(number % 3); }
 
-    void on(StoreChanges &changes) const {
+    void apply_to(StoreChanges &changes) const {
         switch (kind) {
         case 0:
             return changes.clear_scalar(key);
@@ -692,7 +692,7 @@ struct Operation {
         }
     }
 
-    void on(StoreContents &contents) const {
+    void apply_to(StoreContents &contents) const {
         switch (kind) {
         case 0:
             contents.scalars.erase(key);
@@ -722,22 +722,22 @@ std::vector<Operation> any_operations() {
         rc::gen::oneOf(rc::gen::inRange<std::int64_t>(-5, 6), rc::gen::element(kLargest, kSmallest))));
 }
 
-/** Batches of operations applied to a store, some of them waiting for the next, come out as one by one. */
+/** Applies batches of operations, some joined with the next. @return the contents after the operations one by one. */
 template <typename Apply>
 StoreContents expected_after_batches(const Apply &apply) {
     StoreContents expected;
     StoreChanges waiting;
     StoreChanges used_again;
     for (int batch = *rc::gen::inRange(1, 5); batch > 0; --batch) {
-        used_again.forget();
+        used_again.clear();
         for (const Operation &operation : any_operations()) {
-            operation.on(used_again);
-            operation.on(expected);
+            operation.apply_to(used_again);
+            operation.apply_to(expected);
         }
         waiting.append(used_again);
         if (*rc::gen::arbitrary<bool>()) {
             apply(waiting);
-            waiting.forget();
+            waiting.clear();
         }
     }
     apply(waiting);
@@ -766,7 +766,7 @@ TEST(StoreChangesTest, EqualPushesAreOneChange) {
     }
 
     EXPECT_EQ(changes.operations(), 250u);
-    changes.for_each([](const std::string &, const StoreChanges::OfKey &of_key) {
+    changes.for_each([](const std::string &, const StoreChanges::KeyChanges &of_key) {
         EXPECT_EQ(of_key.distribution.pushed.size(), 1u);
     });
 }

@@ -1,4 +1,4 @@
-/** Stores that another program has locked. How long is waited is told by the calls that would have slept. */
+/** Stores locked by another program. Waiting is observed through the calls that would have slept. */
 #include <condition_variable>
 #include <cstdlib>
 #include <filesystem>
@@ -21,9 +21,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const std::string kLocked = "stays locked by another program for longer than 5 seconds";
+const std::string kLocked = "is locked by another program for more than 5 seconds";
 
-/** What the database library does to wait, in place of sleeping. */
+/** Called by the database library instead of sleeping. */
 std::function<void()> wait_for_lock;
 
 int do_not_sleep(sqlite3_vfs *, int microseconds) {
@@ -31,7 +31,7 @@ int do_not_sleep(sqlite3_vfs *, int microseconds) {
     return microseconds;
 }
 
-/** Makes the database library's connections, those opened as long as the object lives, wait as the tests say. */
+/** Replaces the waiting of database connections opened while this object lives. */
 class Waiting {
 public:
     Waiting() {
@@ -67,7 +67,7 @@ protected:
     void unlock() const { EXPECT_EQ(sqlite3_exec(other, "ROLLBACK", nullptr, nullptr, nullptr), SQLITE_OK); }
 
     /** Whether the work waited for a lock. */
-    bool waited(const std::function<void()> &work) {
+    bool waits_during(const std::function<void()> &work) {
         waits = 0;
         work();
         return waits > 0;
@@ -85,7 +85,7 @@ class OpenStoreLocksTest : public StoreLocksTest {
 protected:
     using Apply = void (host::AnalyticsStore::*)(const host::StoreChanges &);
 
-    /** @return whether it could be done. */
+    /** @return whether the change was applied. */
     bool applies(Apply apply) {
         host::StoreChanges changes;
         changes.add_to_scalar("key", 1);
@@ -99,11 +99,11 @@ protected:
     }
 
     bool waits_and_applies(Apply apply, bool expected_to_apply) {
-        return waited([&] { EXPECT_EQ(applies(apply), expected_to_apply); });
+        return waits_during([&] { EXPECT_EQ(applies(apply), expected_to_apply); });
     }
 
     const Apply kApply = &host::AnalyticsStore::apply;
-    const Apply kApplyAtLast = &host::AnalyticsStore::apply_at_last;
+    const Apply kApplyLast = &host::AnalyticsStore::apply_last;
     host::AnalyticsStore store{file};
 };
 
@@ -140,7 +140,7 @@ TEST_F(OpenStoreLocksTest, TheLastChangesWaitInAnyCase) {
     lock();
     EXPECT_TRUE(waits_and_applies(kApply, false));
 
-    EXPECT_TRUE(waits_and_applies(kApplyAtLast, false));
+    EXPECT_TRUE(waits_and_applies(kApplyLast, false));
 }
 
 /** The process's store. */
@@ -165,10 +165,10 @@ protected:
 TEST_F(TallybookLocksTest, OnlyTheFirstOperationWaitsAndNoneIsLost) {
     lock();
 
-    EXPECT_TRUE(waited([this] { add_one(); }));
-    EXPECT_FALSE(waited([this] { add_one(); }));
+    EXPECT_TRUE(waits_during([this] { add_one(); }));
+    EXPECT_FALSE(waits_during([this] { add_one(); }));
     unlock();
-    EXPECT_FALSE(waited([this] { add_one(); }));
+    EXPECT_FALSE(waits_during([this] { add_one(); }));
 
     EXPECT_EQ(host::store_contents().scalars.at("key"), 3);
     EXPECT_EQ(reported.size(), 1u);
@@ -183,7 +183,7 @@ TEST_F(TallybookLocksTest, TheEndWaits) {
         }
     };
 
-    EXPECT_TRUE(waited(host::close_store));
+    EXPECT_TRUE(waits_during(host::close_store));
 
     EXPECT_EQ(host::read_analytics_store(file).scalars.at("key"), 1);
 }

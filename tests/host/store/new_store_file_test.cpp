@@ -1,4 +1,4 @@
-/** How a new store file comes to its name, whatever the file system can do. */
+/** How a new store file gets its name on file systems with and without hard links. */
 #include <cerrno>
 #include <filesystem>
 #include <set>
@@ -21,7 +21,7 @@ std::set<ino_t> flushed;
 
 } // namespace
 
-// In place of the C library's, for this program and its libraries.
+// Replaces the function of the C library for this program and its libraries.
 extern "C" int link(const char *from, const char *to) noexcept {
     if (!has_links) {
         errno = EPERM; // as FAT answers

@@ -20,7 +20,7 @@ namespace {
 
 constexpr int kNoLimit = std::numeric_limits<int>::max();
 
-/** How many allocations this thread's memory lasts for. */
+/** The number of allocations of this thread that succeed before memory is exhausted. */
 thread_local int allocations_left = kNoLimit;
 
 void *allocate(std::size_t size) {
@@ -37,7 +37,7 @@ void *allocate(std::size_t size) {
 
 } // namespace
 
-// Inlined, they would be warned of as mixed with those of the C library.
+// Not inlined: the compiler would warn about mixing them with the functions of the C library.
 [[gnu::noinline]] void *operator new(std::size_t size) { return allocate(size); }
 [[gnu::noinline]] void *operator new[](std::size_t size) { return allocate(size); }
 [[gnu::noinline]] void operator delete(void *memory) noexcept { std::free(memory); }
@@ -49,7 +49,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/** A store that loses its memory during the end of a batch, after so many allocations; every one of them once. */
+/** A store for which memory is exhausted at the end of a batch, after each possible number of allocations. */
 class StoreWithoutMemory : public testing::Test {
 protected:
     StoreWithoutMemory() {
@@ -64,7 +64,7 @@ protected:
         fs::remove_all(folder);
     }
 
-    /** Two operations. @return whether the memory lasted. */
+    /** Makes a batch of two operations. @return whether memory was sufficient. */
     bool write_batch(int allocations) {
         std::optional<host::StoreBatch> batch(std::in_place);
         TallybookScalarAdd(key.get(), 1);
@@ -75,15 +75,15 @@ protected:
         return std::exchange(allocations_left, kNoLimit) > 0;
     }
 
-    /** Until one gets by with the memory that it has. */
+    /** Writes batches with more and more memory until one of them succeeds. */
     void write_batches_without_memory() {
         for (int allocations = 0; !write_batch(allocations);) {
             ++allocations;
         }
     }
 
-    /** What closing says. */
-    static std::string loss_at_the_end() {
+    /** Closes the store. @return the error; empty for none. */
+    static std::string close_store() {
         try {
             host::close_store();
             return "";
@@ -92,8 +92,8 @@ protected:
         }
     }
 
-    /** Batches in the store; they must be whole. */
-    std::uint64_t written_batches() const {
+    /** Counts the batches in the store, which must be whole. */
+    std::uint64_t count_written_batches() const {
         const host::StoreContents contents = host::read_analytics_store(file);
         const auto scalar = static_cast<std::uint64_t>(contents.scalars.at("key"));
         EXPECT_EQ(contents.distributions.at("key").size(), scalar);
@@ -117,8 +117,8 @@ TEST_F(StoreWithoutMemory, EveryBatchIsWrittenWholeOrLostWhichIsSaid) {
 
     write_batches_without_memory();
 
-    const std::string loss = loss_at_the_end();
-    const std::uint64_t lost = batches - written_batches();
+    const std::string loss = close_store();
+    const std::uint64_t lost = batches - count_written_batches();
     EXPECT_EQ(loss, lost == 0 ? "" : loss_of(lost));
     EXPECT_GT(batches, 1u) << "no allocation failed";
 }
@@ -131,10 +131,10 @@ protected:
         fs::rename(file, folder / "away");
     }
 
-    void expect_what_is_kept_to_be_whole() {
+    void expect_kept_batches_to_be_whole() {
         fs::rename(folder / "away", file);
-        const std::string loss = loss_at_the_end();
-        const std::uint64_t lost = batches - written_batches();
+        const std::string loss = close_store();
+        const std::uint64_t lost = batches - count_written_batches();
         EXPECT_EQ(loss, loss_of(lost));
         EXPECT_GT(lost, 1u);
     }
@@ -143,7 +143,7 @@ protected:
 TEST_F(StoreWithoutMemoryToKeep, TheFirstBatchIsKeptWholeOrLostWhichIsSaid) {
     write_batches_without_memory();
 
-    expect_what_is_kept_to_be_whole();
+    expect_kept_batches_to_be_whole();
 }
 
 TEST_F(StoreWithoutMemoryToKeep, LaterBatchesAreKeptWholeOrLostWhichIsSaid) {
@@ -151,7 +151,7 @@ TEST_F(StoreWithoutMemoryToKeep, LaterBatchesAreKeptWholeOrLostWhichIsSaid) {
 
     write_batches_without_memory();
 
-    expect_what_is_kept_to_be_whole();
+    expect_kept_batches_to_be_whole();
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-#include "host/device/device_description.h"
+#include "host/device/description.h"
 
 #include <string>
 
@@ -100,11 +100,11 @@ constexpr BadDescription kBadDescriptions[] = {
      "line 6, column 16: a property's name cannot begin with \"$\" or hold a zero character"},
     {"PropertyTextWithAZero",
      "name = 'x'\n[[entry]]\nid = 7\nname = 'a'\nclass = 'A'\nproperties = { a = \"b\\u0000c\" }",
-     "line 6, column 20: a text of typed values cannot hold a zero character"},
+     "line 6, column 20: a string cannot hold a zero character"},
     {"BadHex", "name = 'x'\n[[driver.a.property]]\nid = 1\nhex = '01 2g'",
-     "line 4, column 7: \"hex\" must be hex digits, two for a byte; character 5 is none"},
+     "line 4, column 7: \"hex\" must be hex digits, two per byte; character 5 is not one"},
     {"HalfAByteOfHex", "name = 'x'\n[[driver.a.property]]\nid = 1\nhex = '01 2'",
-     "line 4, column 7: \"hex\" must be hex digits, two for a byte; character 5 is missing"},
+     "line 4, column 7: \"hex\" must be hex digits, two per byte; character 5 is missing"},
     {"HexIsNoText", "name = 'x'\n[[driver.a.property]]\nid = 1\nhex = 12",
      "line 4, column 7: \"hex\" must be a text, not an integer"},
     {"TwoKindsOfBytes", "name = 'x'\n[[driver.a.property]]\nid = 1\nhex = '00'\nstream = 'reports.bin'",

@@ -1,6 +1,6 @@
-// What is read from a module's file, and what becomes of files that lie.
+// Reading a module's file, and refusing malformed files.
 
-#include "host/module/module_file.h"
+#include "host/module/file.h"
 
 #include <cstring>
 #include <fstream>
@@ -139,11 +139,11 @@ TEST(ModuleFile, LiesAreRefusedWithAReason) {
         const char *reason;
         std::function<void(HandMadeLibrary &)> change;
     } rows[] = {
-        {"does not begin as an ELF file does", [](HandMadeLibrary &l) { l.header.e_ident[1] = 'e'; }},
-        {"not of 64 bits", [](HandMadeLibrary &l) { l.header.e_ident[EI_CLASS] = ELFCLASS32; }},
-        {"not of 64 bits, little-endian", [](HandMadeLibrary &l) { l.header.e_ident[EI_DATA] = ELFDATA2MSB; }},
-        {"no shared library", [](HandMadeLibrary &l) { l.header.e_type = ET_EXEC; }},
-        {"segments are not described", [](HandMadeLibrary &l) { l.header.e_phentsize = 1; }},
+        {"does not begin like an ELF file", [](HandMadeLibrary &l) { l.header.e_ident[1] = 'e'; }},
+        {"not 64-bit", [](HandMadeLibrary &l) { l.header.e_ident[EI_CLASS] = ELFCLASS32; }},
+        {"not 64-bit little-endian", [](HandMadeLibrary &l) { l.header.e_ident[EI_DATA] = ELFDATA2MSB; }},
+        {"not a shared library", [](HandMadeLibrary &l) { l.header.e_type = ET_EXEC; }},
+        {"segment headers do not have the size", [](HandMadeLibrary &l) { l.header.e_phentsize = 1; }},
         {"the list of segments reaches past", [](HandMadeLibrary &l) { l.header.e_phoff = kFar; }},
         {"the list of segments reaches past", [](HandMadeLibrary &l) { l.header.e_phnum = 0xFFFF; }},
         {"no dynamic segment", [](HandMadeLibrary &l) { l.segments[1].p_type = PT_NULL; }},
@@ -152,14 +152,14 @@ TEST(ModuleFile, LiesAreRefusedWithAReason) {
         {"no dynamic symbols", [](HandMadeLibrary &l) { l.dynamic[0].d_tag = DT_NULL; }},
         {"no dynamic symbols", [](HandMadeLibrary &l) { l.dynamic[1].d_tag = DT_DEBUG; }},
         {"no hash table", [](HandMadeLibrary &l) { l.dynamic[3].d_tag = DT_DEBUG; }},
-        {"is in no segment", [](HandMadeLibrary &l) { l.dynamic[0].d_un.d_ptr = kFar; }},
-        {"is in no segment", [](HandMadeLibrary &l) { l.dynamic[1].d_un.d_ptr = kFar; }},
-        {"is in no segment", [](HandMadeLibrary &l) { l.dynamic[3].d_un.d_ptr = kFar; }},
+        {"is not in a segment", [](HandMadeLibrary &l) { l.dynamic[0].d_un.d_ptr = kFar; }},
+        {"is not in a segment", [](HandMadeLibrary &l) { l.dynamic[1].d_un.d_ptr = kFar; }},
+        {"is not in a segment", [](HandMadeLibrary &l) { l.dynamic[3].d_un.d_ptr = kFar; }},
         {"reaches past the end", [](HandMadeLibrary &l) { l.segments[0].p_offset = kFar; }},
         {"the table of dynamic symbols reaches past", [](HandMadeLibrary &l) { l.hash[1] = 0xFFFFFFFF; }},
         {"the table of names reaches past", [](HandMadeLibrary &l) { l.dynamic[2].d_un.d_val = kFar; }},
         {"outside the table of names", [](HandMadeLibrary &l) { l.symbols[2].st_name = 0xFFFFFFFF; }},
-        {"does not end", [](HandMadeLibrary &l) { l.dynamic[2].d_un.d_val = HandMadeLibrary::kGiven + 2; }},
+        {"has no end", [](HandMadeLibrary &l) { l.dynamic[2].d_un.d_val = HandMadeLibrary::kGiven + 2; }},
         {"the GNU hash table reaches past",
          [](HandMadeLibrary &l) {
              l.dynamic[3].d_tag = DT_GNU_HASH;
@@ -218,9 +218,9 @@ TEST(ModuleFile, WhatIsNoFileIsNamedWithItsReason) {
         const char *reason;
     } rows[] = {
         {"/nowhere/module.so", "/nowhere/module.so: "},
-        {"/", "it is no regular file"},
-        {"/dev/zero", "it is no regular file"},
-        {NO_MODULE, "does not begin as an ELF file does"},
+        {"/", "it is not a regular file"},
+        {"/dev/zero", "it is not a regular file"},
+        {NO_MODULE, "does not begin like an ELF file"},
     };
     for (const auto &row : rows) {
         try {

@@ -1,4 +1,4 @@
-#include "host/module/module_file.h"
+#include "host/module/file.h"
 
 #include <algorithm>
 #include <array>
@@ -21,14 +21,14 @@ namespace {
 
 constexpr std::uintmax_t kLargestFile = std::uintmax_t{1} << 30;
 
-/** A range of the file that holds nothing but entries of type `Entry`. */
+/** A range of the file that consists of entries of type `Entry`. */
 template <typename Entry>
 struct Table {
     std::uint64_t offset = 0;
     std::uint64_t count = 0;
 };
 
-/** The bytes of one file, each read of which stays inside them. */
+/** The bytes of one file. Reads are bounds-checked. */
 class ElfBytes {
 public:
     ElfBytes(std::span<const std::byte> bytes, const std::string &file) : _bytes(bytes), _file(file) {}
@@ -52,11 +52,11 @@ public:
 
     template <typename Entry>
     Entry entry(const Table<Entry> &table, std::uint64_t index, const char *what) const {
-        // A table's end was checked when it was made.
+        // The end of a table was checked when it was created.
         return read<Entry>(table.offset + index * sizeof(Entry), what);
     }
 
-    /** @return the table. @throws Error when it does not fit into the file. */
+    /** @throws Error when the table does not fit into the file. */
     template <typename Entry>
     Table<Entry> table(std::uint64_t offset, std::uint64_t count, const char *what) const {
         if (offset > _bytes.size() || (_bytes.size() - offset) / sizeof(Entry) < count) {
@@ -65,16 +65,16 @@ public:
         return {offset, count};
     }
 
-    /** The text that begins at `offset` and ends with a zero before `end`. */
+    /** The zero-terminated text at `offset`; its zero is before `end`. */
     std::string text(std::uint64_t offset, std::uint64_t end) const {
         if (end > _bytes.size() || offset >= end) {
-            fail(offset, "a symbol's name stands outside the table of names");
+            fail(offset, "a symbol's name is outside the table of names");
         }
         const auto *begin = reinterpret_cast<const char *>(_bytes.data());
         const std::string_view rest(begin + offset, end - offset);
         const std::size_t length = rest.find('\0');
         if (length == std::string_view::npos) {
-            fail(offset, "a symbol's name does not end");
+            fail(offset, "a symbol's name has no end");
         }
         return std::string(rest.substr(0, length));
     }
@@ -88,7 +88,7 @@ private:
     const std::string &_file;
 };
 
-/** The entries of the dynamic segment that matter here: addresses in memory, not offsets in the file. */
+/** The relevant entries of the dynamic segment: addresses in memory, not offsets in the file. */
 struct DynamicEntries {
     std::optional<std::uint64_t> symbols;
     std::optional<std::uint64_t> names;
@@ -97,10 +97,10 @@ struct DynamicEntries {
     std::optional<std::uint64_t> gnu_hash;
     std::optional<std::uint64_t> flags;
     std::optional<std::uint64_t> flags_1;
-    std::optional<std::uint64_t> binds_at_once;  ///< there or not; the value says nothing
+    std::optional<std::uint64_t> binds_at_once;  ///< present or not; the value has no meaning
     std::optional<std::uint64_t> relocates_code; ///< likewise
 
-    /** Of an entry that comes twice the last one counts, as for the dynamic linker. */
+    /** Of a repeated entry the last one counts, as for the dynamic linker. */
     void take(const Elf64_Dyn &entry) {
         static constexpr std::pair<Elf64_Sxword, std::optional<std::uint64_t> DynamicEntries::*> kWanted[] = {
             {DT_SYMTAB, &DynamicEntries::symbols},         {DT_STRTAB, &DynamicEntries::names},
@@ -125,7 +125,7 @@ public:
         read_header();
         const DynamicEntries dynamic = read_dynamic();
         ModuleFile file;
-        file.exported = exported_names(dynamic);
+        file.exported = read_exported_names(dynamic);
         file.is_read_only_after_relocation = has_segment(PT_GNU_RELRO);
         const std::uint64_t flags = dynamic.flags.value_or(0);
         file.is_bound_at_once =
@@ -138,17 +138,18 @@ public:
 private:
     void read_header() {
         if (!_elf.starts_with(ELFMAG)) {
-            _elf.fail("this is no module: it does not begin as an ELF file does");
+            _elf.fail("this is not a module: it does not begin like an ELF file");
         }
         const auto header = _elf.read<Elf64_Ehdr>(0, "the header");
         if (header.e_ident[EI_CLASS] != ELFCLASS64 || header.e_ident[EI_DATA] != ELFDATA2LSB) {
-            _elf.fail("this is no module for this machine: it is not of 64 bits, little-endian");
+            _elf.fail("this is not a module for this machine: it is not 64-bit little-endian");
         }
         if (header.e_type != ET_DYN) {
-            _elf.fail("this is no module: it is an ELF file, but no shared library");
+            _elf.fail("this is not a module: it is an ELF file but not a shared library");
         }
         if (header.e_phentsize != sizeof(Elf64_Phdr)) {
-            _elf.fail(offsetof(Elf64_Ehdr, e_phentsize), "segments are not described as an ELF file of 64 bits does");
+            _elf.fail(offsetof(Elf64_Ehdr, e_phentsize),
+                      "segment headers do not have the size that they have in a 64-bit ELF file");
         }
         _segments = _elf.table<Elf64_Phdr>(header.e_phoff, header.e_phnum, "the list of segments");
     }
@@ -179,7 +180,7 @@ private:
     DynamicEntries read_dynamic() const {
         const std::optional<Elf64_Phdr> segment = segment_of_type(PT_DYNAMIC);
         if (!segment) {
-            _elf.fail("this is no module: it has no dynamic segment");
+            _elf.fail("this is not a module: it has no dynamic segment");
         }
         const auto table =
             _elf.table<Elf64_Dyn>(segment->p_offset, segment->p_filesz / sizeof(Elf64_Dyn), "the dynamic segment");
@@ -194,13 +195,13 @@ private:
         return entries;
     }
 
-    /** Where in the file the byte stands that is loaded at `address`. */
+    /** The file offset of the byte that is loaded at `address`. */
     std::uint64_t offset_of(std::uint64_t address, const char *what) const {
         const std::optional<Elf64_Phdr> segment = find_segment([address](const Elf64_Phdr &s) {
             return s.p_type == PT_LOAD && address >= s.p_vaddr && address - s.p_vaddr < s.p_filesz;
         });
         if (!segment) {
-            _elf.fail(std::string(what) + " is in no segment that is loaded from the file");
+            _elf.fail(std::string(what) + " is not in a segment that is loaded from the file");
         }
         const std::uint64_t within = address - segment->p_vaddr;
         if (segment->p_offset > kLargestFile || within > kLargestFile) {
@@ -209,14 +210,14 @@ private:
         return segment->p_offset + within;
     }
 
-    /** How many dynamic symbols there are: the older hash table says so. */
+    /** The number of dynamic symbols, from the older hash table. */
     std::uint64_t count_by_hash(std::uint64_t address) const {
         constexpr const char *kWhat = "the hash table";
         const std::uint64_t offset = offset_of(address, kWhat);
         return _elf.read<std::uint32_t>(offset + sizeof(std::uint32_t), kWhat);
     }
 
-    /** The newer one leads to the last symbol that it knows; what follows that one is exported to nobody. */
+    /** The same from the newer hash table, which leads to the last exported symbol. Later ones do not matter. */
     std::uint64_t count_by_gnu_hash(std::uint64_t address) const {
         constexpr const char *kWhat = "the GNU hash table";
         struct Header {
@@ -252,7 +253,7 @@ private:
         if (dynamic.hash) {
             return count_by_hash(*dynamic.hash);
         }
-        _elf.fail("this is no module: it has no hash table of symbols");
+        _elf.fail("this is not a module: it has no hash table of symbols");
     }
 
     static bool is_exported(const Elf64_Sym &symbol) {
@@ -262,9 +263,9 @@ private:
                (visibility == STV_DEFAULT || visibility == STV_PROTECTED);
     }
 
-    std::vector<std::string> exported_names(const DynamicEntries &dynamic) const {
+    std::vector<std::string> read_exported_names(const DynamicEntries &dynamic) const {
         if (!dynamic.symbols || !dynamic.names) {
-            _elf.fail("this is no module: it has no dynamic symbols");
+            _elf.fail("this is not a module: it has no dynamic symbols");
         }
         constexpr const char *kWhat = "the table of dynamic symbols";
         const auto symbols = _elf.table<Elf64_Sym>(offset_of(*dynamic.symbols, kWhat), symbol_count(dynamic), kWhat);
@@ -299,14 +300,14 @@ ModuleFile read_module_file(const std::string &path) {
         throw Error(path, "", error ? error.message() : "there is no such file");
     }
     if (!std::filesystem::is_regular_file(status)) {
-        throw Error(path, "", "this is no module: it is no regular file");
+        throw Error(path, "", "this is not a module: it is not a regular file");
     }
     const std::uintmax_t size = std::filesystem::file_size(path, error);
     if (error) {
         throw Error(path, "", error.message());
     }
     if (size > kLargestFile) {
-        throw Error(path, "", "this is no module: it is larger than 1 GiB");
+        throw Error(path, "", "this is not a module: it is larger than 1 GiB");
     }
     std::vector<std::byte> bytes(size);
     std::ifstream stream(path, std::ios::binary);

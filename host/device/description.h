@@ -1,6 +1,6 @@
 /**
- * A device description as it stands in its file, read and checked, before anything is brought to life.
- * `docs/device-description.md` has the schema.
+ * A device description, read from its file and checked; nothing is registered yet. The schema is in
+ * `docs/device-description.md`.
  */
 #pragma once
 
@@ -23,15 +23,15 @@ namespace host {
 
 using TypedProperties = std::map<std::string, platform::OwnedValue>;
 
-/** What is answered to one kind of question. */
+/** The reply to one kind of request. */
 struct ReplyDescription {
-    RvStatus status = kRvStatusSuccess; ///< another one: nothing is written
+    RvStatus status = kRvStatusSuccess; ///< no bytes are written with any other status
     ByteSource::Kind kind = ByteSource::Kind::Block;
     std::vector<std::byte> bytes;
-    std::optional<std::uint64_t> reported_size; ///< instead of the count of bytes written
+    std::optional<std::uint64_t> reported_size; ///< reported instead of the number of bytes written
 };
 
-/** What a user-space plug-in of either kind answers before any command. */
+/** How a user-space plug-in of either kind answers before any command. */
 struct PlugInDescription {
     QueryAnswer query;
     RvStatus start_status = kRvStatusSuccess;
@@ -43,7 +43,7 @@ struct DriverDescription {
     std::map<std::uint32_t, ReplyDescription> commands;   ///< by selector
 };
 
-/** A user-client method, and for a method that reads properties the one identifier that this reply is for. */
+/** A user-client method and, for a method that reads properties, the identifier that the reply is for. */
 using MethodKey = std::pair<std::uint32_t, std::optional<std::uint64_t>>;
 
 struct UserClientDescription {
@@ -52,7 +52,7 @@ struct UserClientDescription {
 };
 
 struct EntryDescription {
-    std::string place; ///< for errors that show only when it is added
+    std::string place; ///< for errors found when it is registered
     std::uint64_t registry_id;
     std::string name;
     std::string class_name;
@@ -83,12 +83,12 @@ struct DeviceDescription {
 };
 
 /**
- * Reads a description and every file that it names.
+ * Reads a description and every file it names.
  * @throws Error naming the file, the line and column, and the reason.
  */
 DeviceDescription read_device_description(const std::string &path);
 
-/** Likewise a description that stands in memory and names no files. @param name  for errors. */
+/** Reads a description from memory; it may name no files. @param name  for errors. */
 DeviceDescription read_device_description_text(std::string_view text, const std::string &name);
 
 } // namespace host

@@ -1,4 +1,4 @@
-#include "host/device/device_description.h"
+#include "host/device/description.h"
 
 #include <algorithm>
 #include <iterator>
@@ -19,13 +19,13 @@ namespace {
 
 constexpr std::uint64_t kAny64 = std::numeric_limits<std::uint64_t>::max();
 
-/** The command selector that reads properties, which are described by their identifiers instead. */
+/** The command selector that reads properties. Properties are described by their identifiers instead. */
 constexpr std::uint32_t kReadPropertySelector = 10;
 
 constexpr const char *kTimeSyncClass = "OndreQORTimesync";
 constexpr const char *kTimeSyncProperty = "timesync";
 
-/** How a table says where its bytes are; one of the keys at most. */
+/** A key that gives the bytes of a table. A table has at most one of them. */
 struct ByteKey {
     std::string_view key;
     ByteSource::Kind kind;
@@ -39,23 +39,23 @@ constexpr ByteKey kByteKeys[] = {
     {"stream", ByteSource::Kind::Stream, true},
 };
 
-/** How a batch says what its entries are; one of the keys exactly. */
+/** The keys that give the entries of a batch. A batch has exactly one of them. */
 constexpr std::string_view kAnalyticsKeys[] = {"file", "hex", "entry"};
 
-/** The keys of every table that describes a reply, after those that say what it replies to. */
-KnownKeys reply_keys(KnownKeys question) {
-    question.insert(question.end(), {"status", "hex", "file", "hex_stream", "stream", "reported_size"});
-    return question;
+/** @param request  keys that identify the request. @return these and the keys of every reply. */
+KnownKeys reply_keys(KnownKeys request) {
+    request.insert(request.end(), {"status", "hex", "file", "hex_stream", "stream", "reported_size"});
+    return request;
 }
 
-/** A driver's own keys. */
+/** The keys that only drivers have. */
 KnownKeys driver_keys() {
     KnownKeys keys = built_keys();
     keys.insert(keys.end(), {"property", "command"});
     return keys;
 }
 
-/** The keys of every user-space plug-in, after its own. */
+/** @return `own` and the keys of every user-space plug-in. */
 KnownKeys plug_in_keys(KnownKeys own) {
     own.insert(own.end(), {"start_status", "query_result", "gives_interface"});
     return own;
@@ -85,7 +85,7 @@ private:
     void read_drivers(const DescriptionTable &root) {
         for (const auto &[name, table] : root.named_tables("driver", "driver", plug_in_keys(driver_keys()))) {
             DriverDescription driver;
-            driver.plug_in = plug_in(table);
+            driver.plug_in = read_plug_in(table);
             for (const DescriptionTable &property : table.tables("property", "a property", reply_keys({"id"}))) {
                 add_reply(driver.properties, property.number32("id"), property, "id");
             }
@@ -96,15 +96,15 @@ private:
                 }
                 add_reply(driver.commands, selector, command, "selector");
             }
-            add_built(driver.properties, build_properties(table), "property");
-            add_built(driver.commands, build_commands(table), "command");
+            add_built_replies(driver.properties, build_properties(table), "property");
+            add_built_replies(driver.commands, build_commands(table), "command");
             _description.drivers.emplace(name, std::move(driver));
         }
     }
 
     void read_devices(const DescriptionTable &root) {
         for (const auto &[name, table] : root.named_tables("device", "device", plug_in_keys({}))) {
-            _description.devices.emplace(name, plug_in(table));
+            _description.devices.emplace(name, read_plug_in(table));
         }
     }
 
@@ -131,13 +131,13 @@ private:
             if (entry.parent && !_ids.contains(*entry.parent)) {
                 throw table.error_at("parent", "no entry listed before has this registry ID");
             }
-            entry.registry_id = new_registry_id(table, "id");
+            entry.registry_id = take_registry_id(table, "id");
             entry.name = table.text("name");
             entry.class_name = table.text("class");
             entry.properties = table.typed_values("properties");
-            entry.driver = reference(table, "driver", _description.drivers);
-            entry.device = reference(table, "device", _description.devices);
-            entry.user_client = reference(table, "user_client", _description.user_clients);
+            entry.driver = read_reference(table, "driver", _description.drivers);
+            entry.device = read_reference(table, "device", _description.devices);
+            entry.user_client = read_reference(table, "user_client", _description.user_clients);
             entry.carries_hid_device = table.flag("hid_device", true);
             _description.entries.push_back(std::move(entry));
         }
@@ -150,11 +150,11 @@ private:
         }
         EntryDescription entry;
         entry.place = table->place();
-        entry.registry_id = new_registry_id(*table, "id");
+        entry.registry_id = take_registry_id(*table, "id");
         entry.name = kTimeSyncClass;
         entry.class_name = kTimeSyncClass;
         entry.properties.emplace(kTimeSyncProperty,
-                                 clock_pair(table->signed_number("qor"), table->signed_number("calendar")));
+                                 make_clock_pair(table->signed_number("qor"), table->signed_number("calendar")));
         _description.entries.push_back(std::move(entry));
     }
 
@@ -167,7 +167,7 @@ private:
             service.usages = table.number_pairs("usages");
             service.properties = table.typed_values("properties");
             if (const auto transport = table.optional_text("transport")) {
-                if (!service.properties.emplace("Transport", text_value(table, *transport)).second) {
+                if (!service.properties.emplace("Transport", make_text_value(table, *transport)).second) {
                     throw table.error_at("transport",
                                          "\"transport\" and the property \"Transport\" exclude each other");
                 }
@@ -182,15 +182,14 @@ private:
         for (const DescriptionTable &table : root.tables("analytics", "an analytics batch", keys)) {
             AnalyticsDescription batch;
             table.value("device");
-            batch.device = *reference(table, "device", _description.devices);
+            batch.device = *read_reference(table, "device", _description.devices);
             read_analytics_timing(table, batch);
-            batch.entries = analytics_entries(table);
+            batch.entries = read_analytics_entries(table);
             _description.analytics.push_back(std::move(batch));
         }
     }
 
-    /** The entries, from the one key that gives them. */
-    static std::vector<std::byte> analytics_entries(const DescriptionTable &table) {
+    static std::vector<std::byte> read_analytics_entries(const DescriptionTable &table) {
         std::vector<std::string_view> given;
         std::ranges::copy_if(kAnalyticsKeys, std::back_inserter(given),
                              [&table](std::string_view key) { return table.has(key); });
@@ -209,7 +208,7 @@ private:
         return bytes;
     }
 
-    static PlugInDescription plug_in(const DescriptionTable &table) {
+    static PlugInDescription read_plug_in(const DescriptionTable &table) {
         PlugInDescription plug_in;
         plug_in.query.result = static_cast<HRESULT>(table.number32("query_result", kRvResultOK));
         plug_in.query.gives_interface = table.flag("gives_interface", true);
@@ -217,18 +216,18 @@ private:
         return plug_in;
     }
 
-    /** Reads a reply, and refuses a second one to the same question. */
+    /** Reads a reply. Refuses a second one to the same request. */
     template <typename Key>
     void add_reply(std::map<Key, ReplyDescription> &replies, const Key &key, const DescriptionTable &table,
                    std::string_view key_name) const {
-        if (!replies.emplace(key, reply(table)).second) {
+        if (!replies.emplace(key, read_reply(table)).second) {
             throw table.error_at(key_name, "this " + std::string(key_name) + " is described twice");
         }
     }
 
-    /** Adds what fields describe, and refuses what bytes describe already. */
-    static void add_built(std::map<std::uint32_t, ReplyDescription> &replies, std::vector<BuiltReply> built,
-                          const std::string &kind) {
+    /** Adds replies described by fields. Refuses those that are already described by bytes. */
+    static void add_built_replies(std::map<std::uint32_t, ReplyDescription> &replies, std::vector<BuiltReply> built,
+                                  const std::string &kind) {
         for (BuiltReply &described : built) {
             ReplyDescription reply;
             reply.bytes = std::move(described.bytes);
@@ -239,7 +238,7 @@ private:
         }
     }
 
-    ReplyDescription reply(const DescriptionTable &table) const {
+    ReplyDescription read_reply(const DescriptionTable &table) const {
         ReplyDescription reply;
         reply.status = table.number32("status", kRvStatusSuccess);
         reply.reported_size = table.optional_number("reported_size", kAny64);
@@ -269,7 +268,7 @@ private:
         }
     }
 
-    std::uint64_t new_registry_id(const DescriptionTable &table, std::string_view key) {
+    std::uint64_t take_registry_id(const DescriptionTable &table, std::string_view key) {
         const std::uint64_t id = table.number(key, kAny64);
         const auto [other, is_new] = _ids.emplace(id, table.place());
         if (!is_new) {
@@ -278,10 +277,10 @@ private:
         return id;
     }
 
-    /** The name of one of the described things, checked. */
+    /** Reads a name that must be a key of `described`. */
     template <typename Described>
-    static std::optional<std::string> reference(const DescriptionTable &table, std::string_view key,
-                                                const std::map<std::string, Described> &described) {
+    static std::optional<std::string> read_reference(const DescriptionTable &table, std::string_view key,
+                                                     const std::map<std::string, Described> &described) {
         std::optional<std::string> name = table.optional_text(key);
         if (name && !described.contains(*name)) {
             std::vector<std::string_view> names;
@@ -294,7 +293,7 @@ private:
         return name;
     }
 
-    static platform::OwnedValue text_value(const DescriptionTable &table, const std::string &text) {
+    static platform::OwnedValue make_text_value(const DescriptionTable &table, const std::string &text) {
         platform::OwnedValue value(TvStringCreateWithBytes(text.data(), text.size(), kTvStringEncodingUTF8));
         if (!value) {
             throw table.error_at("transport", "\"transport\" cannot hold a zero character");
@@ -302,7 +301,7 @@ private:
         return value;
     }
 
-    static platform::OwnedValue clock_pair(std::int64_t qor, std::int64_t calendar) {
+    static platform::OwnedValue make_clock_pair(std::int64_t qor, std::int64_t calendar) {
         platform::OwnedMutableValue pair(TvDictionaryCreateMutable());
         for (const auto &[key, number] : {std::pair("qor", qor), std::pair("calendar", calendar)}) {
             if (!set_value(pair.get(), key, platform::OwnedValue(TvNumberCreateSInt64(number)))) {
@@ -314,7 +313,7 @@ private:
 
     DescriptionFile _file;
     DeviceDescription _description;
-    std::map<std::uint64_t, std::string> _ids; ///< taken registry IDs, and where
+    std::map<std::uint64_t, std::string> _ids; ///< the registry IDs in use, and where each is described
 };
 
 } // namespace

@@ -1,4 +1,4 @@
-/** What the registry's, the plug-ins' and the HID operations answer when their fault points strike. */
+/** The results of registry, plug-in and HID operations when their fault points strike. */
 #include <gtest/gtest.h>
 
 #include "host/RvHID.h"
@@ -16,12 +16,12 @@ constexpr RvUUIDBytes kDeviceType = kQorDevicePlugInTypeBytes;
 constexpr RvUUIDBytes kDeviceInterface = kQorDeviceInterfaceBytes;
 constexpr RvUUIDBytes kGenericInterface = kRvPlugInInterfaceBytes;
 
-/** A device with everything that the operations want, whose call 0 of one operation fails. */
+/** A device with everything that the operations need. The first call of one operation fails. */
 class DeviceFaults : public testing::Test {
 protected:
     DeviceFaults() {
-        parent = host::device_registry::add(described(kId, "parent"));
-        host::RegistryEntryDescription description = described(kId + 1, "child");
+        parent = host::device_registry::add(describe(kId, "parent"));
+        host::RegistryEntryDescription description = describe(kId + 1, "child");
         description.class_name = "ChildClass";
         description.parents[kRvServicePlane] = parent;
         description.user_client.emplace();
@@ -38,7 +38,7 @@ protected:
         host::device_registry::remove(parent);
     }
 
-    static host::RegistryEntryDescription described(std::uint64_t registry_id, const std::string &name) {
+    static host::RegistryEntryDescription describe(std::uint64_t registry_id, const std::string &name) {
         host::RegistryEntryDescription description;
         description.registry_id = registry_id;
         description.name = name;
