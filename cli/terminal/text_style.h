@@ -24,7 +24,7 @@ struct TextStyle {
     std::string show(std::string_view text) const;
     /** `text` as a heading. */
     std::string heading(std::string_view text) const;
-    /** `text` as a name beside a value. */
+    /** `text` as the name of a value. */
     std::string key(std::string_view text) const;
     /** `text` as an item that is present but disabled. */
     std::string dim(std::string_view text) const;

@@ -12,8 +12,8 @@
 #include "tests/cli/hosting.h"
 #include "tests/cli/program.h"
 
-using cli_tests::alone;
 using cli_tests::content_of;
+using cli_tests::isolate_in;
 using cli_tests::kPhone;
 using cli_tests::kSmall;
 using cli_tests::Outcome;
@@ -47,7 +47,7 @@ std::size_t file_count(const fs::path &folder) {
 TEST(RunTest, EndsByItselfAfterTheTimeGiven) {
     const TemporaryFolder folder;
 
-    const Outcome outcome = qorstat({"run", kSmall, "--for", "0"}, alone(folder));
+    const Outcome outcome = qorstat({"run", kSmall, "--for", "0"}, isolate_in(folder));
 
     EXPECT_EQ(outcome.exit_code, 0);
     EXPECT_EQ(outcome.out, "");
@@ -58,7 +58,7 @@ class RunSignalTest : public testing::TestWithParam<int> {};
 
 TEST_P(RunSignalTest, ASignalEndsARunCleanly) {
     const TemporaryFolder folder;
-    RunningProgram host({"run", kSmall}, alone(folder));
+    RunningProgram host({"run", kSmall}, isolate_in(folder));
     ASSERT_TRUE(host.waits_for_message("hosting "));
 
     host.send(GetParam());
@@ -70,13 +70,13 @@ INSTANTIATE_TEST_SUITE_P(EverySignal, RunSignalTest, testing::Values(SIGINT, SIG
 
 TEST(RunTest, AHangUpThatIsIgnoredStaysIgnored) {
     const TemporaryFolder folder;
-    Surroundings surroundings = alone(folder);
+    Surroundings surroundings = isolate_in(folder);
     surroundings.ignored_signals = {SIGHUP};
     RunningProgram host({"run", kSmall}, surroundings);
     ASSERT_TRUE(host.waits_for_message("hosting "));
 
     host.send(SIGHUP);
-    EXPECT_EQ(qorstat({"notify", kFault}, alone(folder)).exit_code, 0);
+    EXPECT_EQ(qorstat({"notify", kFault}, isolate_in(folder)).exit_code, 0);
 
     EXPECT_TRUE(host.waits_for_message("fault!"));
     host.send(SIGTERM);
@@ -85,10 +85,10 @@ TEST(RunTest, AHangUpThatIsIgnoredStaysIgnored) {
 
 TEST(RunTest, TheLogAlsoGoesToAFile) {
     const TemporaryFolder folder;
-    RunningProgram host({"run", kSmall, "--log", "run.log"}, alone(folder));
+    RunningProgram host({"run", kSmall, "--log", "run.log"}, isolate_in(folder));
     ASSERT_TRUE(host.waits_for_message("hosting "));
 
-    ASSERT_EQ(qorstat({"notify", kFault}, alone(folder)).exit_code, 0);
+    ASSERT_EQ(qorstat({"notify", kFault}, isolate_in(folder)).exit_code, 0);
 
     ASSERT_TRUE(host.waits_for_message("fault!"));
     host.send(SIGINT);
@@ -99,7 +99,7 @@ TEST(RunTest, TheLogAlsoGoesToAFile) {
 TEST(RunTest, ALogFileThatCannotBeOpenedIsAnError) {
     const TemporaryFolder folder;
 
-    const Outcome outcome = qorstat({"run", kSmall, "--for", "0", "--log", "/nowhere/run.log"}, alone(folder));
+    const Outcome outcome = qorstat({"run", kSmall, "--for", "0", "--log", "/nowhere/run.log"}, isolate_in(folder));
 
     EXPECT_EQ(outcome.exit_code, 1);
     EXPECT_EQ(outcome.out, "");
@@ -117,7 +117,7 @@ TEST(RunAnalyticsTest, EveryEntryThatIsDeliveredIsLogged) {
         small_with(folder, "[[analytics]]\ndevice = 'qor'\nevery = 0.01\ncount = 2\n"
                            "entry = [{ operation = 'set_scalar', key = 'com.ondre.zel.test', value = 7 }]\n"
                            "[[analytics]]\ndevice = 'qor'\nhex = '39 00 00 00 00 00 00'\n");
-    RunningProgram host({"run", description, "--store", ":memory:"}, alone(folder));
+    RunningProgram host({"run", description, "--store", ":memory:"}, isolate_in(folder));
 
     EXPECT_TRUE(host.waits_for_message("publishTBData qortbkkeys version mismatch (0x39/0x3a)"));
     EXPECT_TRUE(host.waits_for_message("publishTBData op=0x2 'com.ondre.zel.test' (0x39)"));
@@ -131,7 +131,7 @@ TEST(RunAnalyticsTest, AnalyticsStandInTheStoreAfterwards) {
         small_with(folder, "[[analytics]]\ndevice = 'qor'\nevery = 0.001\ncount = 3\n"
                            "entry = [{ operation = 'add_to_scalar', key = 57, value = 7 },\n"
                            "         { operation = 'push', times = 2, key = 57, value = 0.5 }]\n");
-    RunningProgram host({"run", description, "--store", "store.db"}, alone(folder));
+    RunningProgram host({"run", description, "--store", "store.db"}, isolate_in(folder));
     ASSERT_TRUE(host.waits_for_message("publishTBData op=0x3 ",
                                        3)); // the third batch has begun, and batches are delivered completely
 
@@ -145,7 +145,7 @@ TEST(RunAnalyticsTest, AnalyticsStandInTheStoreAfterwards) {
 
 TEST(RunAnalyticsTest, ThePhonesDayReachesTheStore) {
     const TemporaryFolder folder;
-    RunningProgram host({"run", kPhone, "--store", "store.db"}, alone(folder));
+    RunningProgram host({"run", kPhone, "--store", "store.db"}, isolate_in(folder));
     // The last of the phone's batches to be delivered for the first time.
     ASSERT_TRUE(host.waits_for_message("publishTBData op=0x3 'com.ondre.zel.unknown' (0x3a)"));
 
@@ -164,7 +164,7 @@ TEST(RunAnalyticsTest, ADeviceWithoutACallbackIsSpokenOf) {
     const TemporaryFolder folder;
     const std::string description =
         small_with(folder, "[device.lonely]\n[[analytics]]\ndevice = 'lonely'\nevery = 0.001\nhex = ''\n");
-    RunningProgram host({"run", description, "--store", ":memory:"}, alone(folder));
+    RunningProgram host({"run", description, "--store", ":memory:"}, isolate_in(folder));
     const std::string problem = "device \"lonely\": no analytics callback is installed, so its batches are lost\n";
     ASSERT_TRUE(host.waits_for_message(problem));
 
@@ -178,10 +178,10 @@ TEST(RunAnalyticsTest, ADeviceWithoutACallbackIsSpokenOf) {
 
 TEST(NotifyTest, ReachesARunningHostFromAnotherProcess) {
     const TemporaryFolder folder;
-    RunningProgram host({"run", kSmall}, alone(folder));
+    RunningProgram host({"run", kSmall}, isolate_in(folder));
     ASSERT_TRUE(host.waits_for_message("hosting "));
 
-    const Outcome notify = qorstat({"notify", kFault}, alone(folder));
+    const Outcome notify = qorstat({"notify", kFault}, isolate_in(folder));
 
     EXPECT_EQ(notify.exit_code, 0);
     EXPECT_EQ(notify.out, "reached 1 host\n");
@@ -191,12 +191,12 @@ TEST(NotifyTest, ReachesARunningHostFromAnotherProcess) {
 
 TEST(NotifyTest, ReachesEveryRunningHost) {
     const TemporaryFolder folder;
-    RunningProgram first({"run", kSmall}, alone(folder));
-    RunningProgram second({"run", kSmall}, alone(folder));
+    RunningProgram first({"run", kSmall}, isolate_in(folder));
+    RunningProgram second({"run", kSmall}, isolate_in(folder));
     ASSERT_TRUE(first.waits_for_message("hosting "));
     ASSERT_TRUE(second.waits_for_message("hosting "));
 
-    EXPECT_EQ(qorstat({"notify", kFault}, alone(folder)).out, "reached 2 hosts\n");
+    EXPECT_EQ(qorstat({"notify", kFault}, isolate_in(folder)).out, "reached 2 hosts\n");
 
     EXPECT_TRUE(first.waits_for_message("fault!"));
     EXPECT_TRUE(second.waits_for_message("fault!"));
@@ -205,7 +205,7 @@ TEST(NotifyTest, ReachesEveryRunningHost) {
 TEST(NotifyTest, NobodyReachedIsAFailure) {
     const TemporaryFolder folder;
 
-    const Outcome outcome = qorstat({"notify", kFault}, alone(folder));
+    const Outcome outcome = qorstat({"notify", kFault}, isolate_in(folder));
 
     EXPECT_EQ(outcome.exit_code, 1);
     EXPECT_EQ(outcome.out, "");
@@ -214,9 +214,9 @@ TEST(NotifyTest, NobodyReachedIsAFailure) {
 
 TEST(NotifyTest, AHostThatHasEndedIsNotReached) {
     const TemporaryFolder folder;
-    ASSERT_EQ(qorstat({"run", kSmall, "--for", "0"}, alone(folder)).exit_code, 0);
+    ASSERT_EQ(qorstat({"run", kSmall, "--for", "0"}, isolate_in(folder)).exit_code, 0);
 
-    EXPECT_EQ(qorstat({"notify", kFault}, alone(folder)).exit_code, 1);
+    EXPECT_EQ(qorstat({"notify", kFault}, isolate_in(folder)).exit_code, 1);
 }
 
 class CaptureTest : public testing::TestWithParam<std::string> {};
@@ -224,7 +224,7 @@ class CaptureTest : public testing::TestWithParam<std::string> {};
 TEST_P(CaptureTest, AFaultIsAnsweredByEveryRawDebugEntry) {
     const TemporaryFolder folder;
 
-    const Outcome outcome = qorstat({"capture", GetParam(), "--kind", "fault", "-o", "fault"}, alone(folder));
+    const Outcome outcome = qorstat({"capture", GetParam(), "--kind", "fault", "-o", "fault"}, isolate_in(folder));
 
     EXPECT_EQ(outcome.exit_code, 0);
     EXPECT_EQ(file_count(folder.path() / "fault"), 104u);
@@ -236,7 +236,7 @@ TEST_P(CaptureTest, AFaultIsAnsweredByEveryRawDebugEntry) {
 TEST_P(CaptureTest, AnErrorIsAnsweredByNobody) {
     const TemporaryFolder folder;
 
-    const Outcome outcome = qorstat({"capture", GetParam(), "--kind", "error", "-o", "error"}, alone(folder));
+    const Outcome outcome = qorstat({"capture", GetParam(), "--kind", "error", "-o", "error"}, isolate_in(folder));
 
     EXPECT_EQ(outcome.exit_code, 0);
     EXPECT_EQ(file_count(folder.path() / "error"), 0u);
@@ -245,9 +245,9 @@ TEST_P(CaptureTest, AnErrorIsAnsweredByNobody) {
 
 TEST_P(CaptureTest, StandardOutputGetsTheFilesEndToEnd) {
     const TemporaryFolder folder;
-    ASSERT_EQ(qorstat({"capture", GetParam(), "--kind", "fault", "-o", "fault"}, alone(folder)).exit_code, 0);
+    ASSERT_EQ(qorstat({"capture", GetParam(), "--kind", "fault", "-o", "fault"}, isolate_in(folder)).exit_code, 0);
 
-    const Outcome outcome = qorstat({"capture", GetParam(), "--kind", "fault", "-o", "-"}, alone(folder));
+    const Outcome outcome = qorstat({"capture", GetParam(), "--kind", "fault", "-o", "-"}, isolate_in(folder));
 
     EXPECT_EQ(outcome.exit_code, 0);
     EXPECT_TRUE(outcome.out == all_files_end_to_end(folder.path() / "fault"));
@@ -256,7 +256,7 @@ TEST_P(CaptureTest, StandardOutputGetsTheFilesEndToEnd) {
 
 TEST_P(CaptureTest, ShowReadsWhatWasCaptured) {
     const TemporaryFolder folder;
-    const Outcome captured = qorstat({"capture", GetParam(), "--kind", "fault", "-o", "-"}, alone(folder));
+    const Outcome captured = qorstat({"capture", GetParam(), "--kind", "fault", "-o", "-"}, isolate_in(folder));
     ASSERT_EQ(captured.exit_code, 0);
     Surroundings surroundings;
     surroundings.standard_input = captured.out;
@@ -275,7 +275,7 @@ TEST_P(CaptureTest, ShowReadsWhatWasCaptured) {
 
 TEST_P(CaptureTest, TheFilesAreInTheOrderOfTheEntries) {
     const TemporaryFolder folder;
-    ASSERT_EQ(qorstat({"capture", GetParam(), "--kind", "fault", "-o", "fault"}, alone(folder)).exit_code, 0);
+    ASSERT_EQ(qorstat({"capture", GetParam(), "--kind", "fault", "-o", "fault"}, isolate_in(folder)).exit_code, 0);
     std::map<std::string, fs::path> files;
     for (const fs::directory_entry &entry : fs::directory_iterator(folder.path() / "fault")) {
         files[entry.path().filename()] = entry.path();
@@ -303,7 +303,7 @@ INSTANTIATE_TEST_SUITE_P(EveryDevice, CaptureTest, testing::Values(kSmall, kPhon
 TEST(CaptureRequestTest, ThePhonesRecordsAreAllThereAndKeepTheDocumentedRules) {
     const TemporaryFolder folder;
 
-    ASSERT_EQ(qorstat({"capture", kPhone, "--kind", "request", "-o", "records"}, alone(folder)).exit_code, 0);
+    ASSERT_EQ(qorstat({"capture", kPhone, "--kind", "request", "-o", "records"}, isolate_in(folder)).exit_code, 0);
 
     const std::string records = folder.path() / "records";
     const std::string check = "python3 '" QOR_SOURCE_FOLDER "/tests/state/check_records.py' '" QOR_SOURCE_FOLDER
@@ -316,7 +316,7 @@ TEST(CaptureRequestTest, ThePhonesRecordsAreAllThereAndKeepTheDocumentedRules) {
 TEST(CaptureToFolderTest, TheDefaultFolderIsNewAndNamedByTheTime) {
     const TemporaryFolder folder;
 
-    const Outcome outcome = qorstat({"capture", kSmall, "--kind", "fault"}, alone(folder));
+    const Outcome outcome = qorstat({"capture", kSmall, "--kind", "fault"}, isolate_in(folder));
 
     EXPECT_EQ(outcome.exit_code, 0);
     ASSERT_EQ(folder.names().size(), 1u);
@@ -329,7 +329,7 @@ TEST(CaptureToFolderTest, AFolderThatHoldsSomethingIsAnError) {
     fs::create_directory(folder.path() / "used");
     folder.file("used/old", "content");
 
-    const Outcome outcome = qorstat({"capture", kSmall, "--kind", "fault", "-o", "used"}, alone(folder));
+    const Outcome outcome = qorstat({"capture", kSmall, "--kind", "fault", "-o", "used"}, isolate_in(folder));
 
     EXPECT_EQ(outcome.exit_code, 1);
     EXPECT_EQ(outcome.out, "");
@@ -340,7 +340,7 @@ TEST(CaptureToFolderTest, AFolderThatHoldsSomethingIsAnError) {
 
 TEST(CaptureToStandardOutputTest, AFullDiskIsAnError) {
     const TemporaryFolder folder;
-    Surroundings surroundings = alone(folder);
+    Surroundings surroundings = isolate_in(folder);
     surroundings.output_file = "/dev/full";
 
     const Outcome outcome = qorstat({"capture", kSmall, "--kind", "fault", "-o", "-"}, surroundings);
@@ -352,7 +352,7 @@ TEST(CaptureToStandardOutputTest, AFullDiskIsAnError) {
 
 TEST(CaptureToStandardOutputTest, AClosedPipeIsAnErrorBecauseRecordsAreLost) {
     const TemporaryFolder folder;
-    RunningProgram program({"capture", kSmall, "--kind", "fault", "-o", "-"}, alone(folder));
+    RunningProgram program({"capture", kSmall, "--kind", "fault", "-o", "-"}, isolate_in(folder));
     program.stop_reading();
 
     const Outcome outcome = program.wait_for_end();
@@ -365,7 +365,8 @@ TEST(CaptureToStandardOutputTest, AClosedPipeIsAnErrorBecauseRecordsAreLost) {
 TEST(CaptureSummaryTest, TheSummaryIsAlsoThereAsJson) {
     const TemporaryFolder folder;
 
-    const Outcome outcome = qorstat({"capture", kSmall, "--kind", "fault", "-o", "fault", "--json"}, alone(folder));
+    const Outcome outcome =
+        qorstat({"capture", kSmall, "--kind", "fault", "-o", "fault", "--json"}, isolate_in(folder));
 
     ASSERT_EQ(outcome.exit_code, 0);
     const auto json = nlohmann::json::parse(outcome.out);
@@ -386,7 +387,7 @@ protected:
         std::vector<std::string> all = {GetParam()};
         all.insert(all.end(), arguments.begin(), arguments.end());
 
-        const Outcome outcome = qorstat(all, alone(folder));
+        const Outcome outcome = qorstat(all, isolate_in(folder));
 
         EXPECT_EQ(outcome.exit_code, 1);
         EXPECT_EQ(outcome.out, "");

@@ -9,7 +9,7 @@
 #include "tests/cli/records/known_payloads.h"
 #include "tests/cli/records/records.h"
 
-using cli_tests::encoded;
+using cli_tests::encode;
 using cli_tests::expect_golden;
 using cli_tests::haptic_assets;
 using cli_tests::kDictionary;
@@ -58,12 +58,12 @@ void expect_refused(const std::string &bytes, const std::string &place_and_reaso
 
 /** One record for each title that has its own rendering. */
 std::string known_records() {
-    return record("SSHB Statistics", encoded(press_statistics().take())) +
-           record("SSHB assets", encoded(haptic_assets().take())) +
-           record("SensorInfo", encoded(sensor_information().take())) +
+    return record("SSHB Statistics", encode(press_statistics().take())) +
+           record("SSHB assets", encode(haptic_assets().take())) +
+           record("SensorInfo", encode(sensor_information().take())) +
            record(kLinesTitle,
-                  encoded(cli_tests::array(cli_tests::text("{  'category':  'exec', 'component': 'command',}"),
-                                           cli_tests::text("{  'category':   '200', 'component':       '3',}"))));
+                  encode(cli_tests::array(cli_tests::text("{  'category':  'exec', 'component': 'command',}"),
+                                          cli_tests::text("{  'category':   '200', 'component':       '3',}"))));
 }
 
 TEST(ShowTest, ShowsOneRecord) {

@@ -41,7 +41,7 @@ protected:
 
     TemporaryFolder runtime_folder;
     TemporaryFolder folder;
-    Surroundings surroundings = cli_tests::alone(folder);
+    Surroundings surroundings = cli_tests::isolate_in(folder);
 };
 
 TEST_F(StoreOptionsTest, ARunKeepsItsStoreInTheStateFolder) {

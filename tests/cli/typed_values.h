@@ -50,7 +50,7 @@ private:
 };
 
 /** As `TvCreateBinaryEncoding` writes it. */
-inline std::string encoded(const OwnedValue &value) {
+inline std::string encode(const OwnedValue &value) {
     const OwnedValue bytes(TvCreateBinaryEncoding(value.get()));
     return {reinterpret_cast<const char *>(TvDataGetBytes(bytes.get())), TvDataGetLength(bytes.get())};
 }

@@ -8,7 +8,7 @@
 #include "tests/cli/hosting.h"
 #include "tests/cli/program.h"
 
-using cli_tests::alone;
+using cli_tests::isolate_in;
 using cli_tests::kSmall;
 using cli_tests::Outcome;
 using cli_tests::qorstat;
@@ -101,7 +101,7 @@ protected:
             argument = argument == kInput ? input : argument;
         }
 
-        const Outcome outcome = qorstat(arguments, alone(folder));
+        const Outcome outcome = qorstat(arguments, isolate_in(folder));
 
         EXPECT_EQ(outcome.exit_code, 1);
         EXPECT_EQ(outcome.out, "");

@@ -223,14 +223,14 @@ struct BrokenEntry {
 
 RvStateCaptureRecord *answer(const RvStateCaptureHints *hints, void *context) {
     auto *entry = static_cast<BrokenEntry *>(context);
-    RvStateCaptureHints told = *hints;
-    if (breaks(Breach::AnswersErrors) && told.kind == kRvStateCaptureError) {
-        told.kind = kRvStateCaptureFault;
+    RvStateCaptureHints changed = *hints;
+    if (breaks(Breach::AnswersErrors) && changed.kind == kRvStateCaptureError) {
+        changed.kind = kRvStateCaptureFault;
     }
     if (breaks(Breach::HandsOutARecordTwice) && entry->kept != nullptr) {
         return entry->kept;
     }
-    RvStateCaptureRecord *record = entry->handler(&told, entry->context);
+    RvStateCaptureRecord *record = entry->handler(&changed, entry->context);
     if (breaks(Breach::MixesUpTitles) && record != nullptr && entry->number == 7) {
         record->title[12] = '8';
     }

@@ -51,7 +51,7 @@ protected:
     }
 
     TemporaryFolder folder;
-    Surroundings surroundings = cli_tests::alone(folder);
+    Surroundings surroundings = cli_tests::isolate_in(folder);
 };
 
 TEST_F(ListenTest, AFreePortIsFoundAndAnnounced) {

@@ -28,7 +28,7 @@ public:
     }
 
     /** Decodes the dump with a filter that no report passes, for speed. */
-    Outcome decoded(const std::vector<std::string> &options, const Surroundings &surroundings) const {
+    Outcome decode(const std::vector<std::string> &options, const Surroundings &surroundings) const {
         std::vector<std::string> arguments = {"decode", _file};
         arguments.insert(arguments.end(), options.begin(), options.end());
         return qorstat(arguments, surroundings);
@@ -70,7 +70,7 @@ std::vector<std::string> drawings_of(const std::string &text) {
 TEST(ProgressBarTest, ABarGoesFromEmptyToFullAndIsWiped) {
     const DumpOfZeros dump(kReportsWithoutBar + 1);
 
-    const Outcome outcome = dump.decoded(kNothing, with_terminal_for_messages());
+    const Outcome outcome = dump.decode(kNothing, with_terminal_for_messages());
 
     EXPECT_EQ(outcome.exit_code, 0);
     EXPECT_EQ(outcome.out, "");
@@ -81,7 +81,7 @@ TEST(ProgressBarTest, ABarGoesFromEmptyToFullAndIsWiped) {
 TEST(ProgressBarTest, EachDrawingCoversTheOneBeforeAndShowsNoLess) {
     const DumpOfZeros dump(2 * kReportsWithoutBar);
 
-    const Outcome outcome = dump.decoded(kNothing, with_terminal_for_messages());
+    const Outcome outcome = dump.decode(kNothing, with_terminal_for_messages());
 
     std::vector<std::string> drawings = drawings_of(outcome.err);
     ASSERT_FALSE(drawings.empty());
@@ -101,7 +101,7 @@ TEST(ProgressBarTest, StatisticsHaveABarEvenWhereTheyGoToATerminal) {
     Surroundings surroundings = with_terminal_for_messages();
     surroundings.output_is_terminal = true;
 
-    const Outcome outcome = dump.decoded({"--category", "wake", "--stats"}, surroundings);
+    const Outcome outcome = dump.decode({"--category", "wake", "--stats"}, surroundings);
 
     EXPECT_EQ(outcome.exit_code, 0);
     EXPECT_TRUE(starts_with(outcome.out, "reports: 0\r\n")) << outcome.out;
@@ -114,7 +114,7 @@ TEST(ProgressBarTest, WhatIsSaidAfterwardsStandsOnAnEmptyLine) {
     Surroundings surroundings = with_terminal_for_messages();
     surroundings.output_file = "/dev/full";
 
-    const Outcome outcome = dump.decoded({"--format", "chrome-trace", "--category", "wake"}, surroundings);
+    const Outcome outcome = dump.decode({"--format", "chrome-trace", "--category", "wake"}, surroundings);
 
     EXPECT_EQ(outcome.exit_code, 1);
     EXPECT_NE(outcome.err.find(kWipe + "qorstat: "), std::string::npos) << outcome.err;
@@ -123,7 +123,7 @@ TEST(ProgressBarTest, WhatIsSaidAfterwardsStandsOnAnEmptyLine) {
 TEST(ProgressBarTest, NothingIsDrawnWhereMessagesGoToNoTerminal) {
     const DumpOfZeros dump(kReportsWithoutBar + 1);
 
-    const Outcome outcome = dump.decoded(kNothing, {});
+    const Outcome outcome = dump.decode(kNothing, {});
 
     EXPECT_EQ(outcome.exit_code, 0);
     EXPECT_EQ(outcome.err, "");
@@ -134,7 +134,7 @@ TEST(ProgressBarTest, NothingIsDrawnAmongLinesOnATerminal) {
     Surroundings surroundings = with_terminal_for_messages();
     surroundings.output_is_terminal = true;
 
-    const Outcome outcome = dump.decoded({"--first", "1"}, surroundings);
+    const Outcome outcome = dump.decode({"--first", "1"}, surroundings);
 
     EXPECT_EQ(outcome.exit_code, 0);
     EXPECT_NE(outcome.out, "");
@@ -144,7 +144,7 @@ TEST(ProgressBarTest, NothingIsDrawnAmongLinesOnATerminal) {
 TEST(ProgressBarTest, NothingIsDrawnForAFileOfNoMoreThan64MiB) {
     const DumpOfZeros dump(kReportsWithoutBar);
 
-    const Outcome outcome = dump.decoded(kNothing, with_terminal_for_messages());
+    const Outcome outcome = dump.decode(kNothing, with_terminal_for_messages());
 
     EXPECT_EQ(outcome.exit_code, 0);
     EXPECT_EQ(outcome.err, "");
