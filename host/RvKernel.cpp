@@ -53,11 +53,8 @@ struct BootTime {
     std::int32_t microseconds;
 };
 
-/**
- * Floored, so that the microseconds are not negative even for a clock set before the epoch. Kept out of the operation,
- * which is asked for every report and is short without it.
- */
-[[gnu::noinline]] std::optional<BootTime> boot_time() {
+/** Rounded down, so that the microseconds are not negative even for a clock set before the epoch. */
+std::optional<BootTime> boot_time() {
     const std::optional<std::int64_t> boot = measured_boot_time();
     if (!boot) {
         return std::nullopt;

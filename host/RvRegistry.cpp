@@ -1,18 +1,13 @@
 #include "host/RvRegistry.h"
 
 #include <algorithm>
-#include <array>
-#include <atomic>
 #include <cstdio>
 #include <cstring>
 #include <limits>
 #include <mutex>
 #include <new>
-#include <optional>
 #include <string_view>
-#include <unordered_map>
 
-#include "host/TvValues.h"
 #include "host/error.h"
 #include "host/fault_points.h"
 
@@ -38,261 +33,32 @@ struct Connection {
     std::shared_ptr<const UserClient> user_client;
 };
 
-/** A C string, copied to be compared with later ones; remembers nothing of one that is too long. */
-class RememberedText {
-public:
-    bool remember(const char *text) {
-        const std::size_t size = strnlen(text, _text.size());
-        if (size == _text.size()) {
-            return false;
-        }
-        std::memcpy(_text.data(), text, size + 1);
-        return true;
-    }
-    bool operator==(const char *text) const { return std::strcmp(_text.data(), text) == 0; }
-
-private:
-    std::array<char, 64> _text{};
-};
-
 /**
- * What a thread was last answered, which holds as long as nothing in the registry has changed since. Describing a
- * report asks the same two questions every time; answered under the lock they cost half as much as the whole line.
- *
- * The thread owns one reference to the service beforehand, which is handed out and taken back without the lock.
- */
-struct LastAnswers {
-    std::uint64_t service_version = 0; ///< the registry's at the answer; 0: no answer
-    RememberedText class_name;
-    RvRegistryEntry service = 0; ///< 0 also for a class that no service has
-    /** Whether the reference is not handed out. Written by the thread, read by others under the registry's mutex. */
-    std::atomic<bool> has_spare = false;
-
-    std::uint64_t property_version = 0;
-    RvRegistryEntry entry = 0;
-    RememberedText key;
-    TvRef value = nullptr; ///< kept as the thread's spare value
-};
-
-/** Found without a call, since the library is loaded with the program or the module. */
-[[gnu::tls_model("initial-exec")]] thread_local constinit LastAnswers answers;
-
-/** Goes up with every change of what the registry would answer. */
-constinit std::atomic<std::uint64_t> registry_version{1};
-
-using EntryWithHandle = std::pair<const RvRegistryEntry, Entry>;
-
-struct HashOfText {
-    using is_transparent = void;
-
-    std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>()(text); }
-};
-
-/**
- * Entries stand in the order of their handles, which is the order in which they were added; a handle number is
- * never used twice. `mutex` guards everything; what belongs to drivers is called, and released, without it.
+ * Entries are ordered by handle, which is the order in which they were added; a handle number is never used twice.
+ * `mutex` guards everything; drivers are called, and their functions destroyed, without it.
  */
 struct Registry {
     std::mutex mutex;
     std::map<RvRegistryEntry, Entry> entries;
-    /**
-     * Entries that were removed while references were handed out, empty but for their count. They stand apart, since
-     * there may be many: the plug-in never gives back what a kept service's context refers to.
-     */
-    std::map<RvRegistryEntry, Entry> removed_entries;
-    /**
-     * The registered entries of each class, in order. Describing a report asks for a class every time, and with
-     * twenty services in the registry walking all entries was half of what reading the clock cost.
-     */
-    std::unordered_map<std::string, std::vector<EntryWithHandle *>, HashOfText, std::equal_to<>> entries_of_class;
+    /** How many references are left to each entry that was removed while some were held. */
+    std::map<RvRegistryEntry, std::size_t> references_to_removed;
+    /** The entries of each class, in order. */
+    std::map<std::string, std::vector<RvRegistryEntry>, std::less<>> entries_of_class;
     RvRegistryEntry next_entry = 1;
     std::map<RvConnection, Connection> connections;
     RvConnection next_connection = 1;
-    /** Those of every thread that has one. */
-    std::vector<const LastAnswers *> answers_of_threads;
 
-    Entry *registered(RvRegistryEntry handle) {
+    /** Null for an entry that is not registered. */
+    Entry *find(RvRegistryEntry handle) {
         const auto found = entries.find(handle);
         return found != entries.end() ? &found->second : nullptr;
     }
-
-    /** Registered, or referred to though it is no longer. */
-    Entry *known(RvRegistryEntry handle) {
-        const auto found = removed_entries.find(handle);
-        return found != removed_entries.end() ? &found->second : registered(handle);
-    }
-
-    /** The references that are handed out, of the `all` that are counted. */
-    std::size_t handed_out(RvRegistryEntry handle, std::size_t all) const {
-        return all - static_cast<std::size_t>(std::count_if(
-                         answers_of_threads.begin(), answers_of_threads.end(), [&](const LastAnswers *of_thread) {
-                             return of_thread->service == handle &&
-                                    of_thread->has_spare.load(std::memory_order_relaxed);
-                         }));
-    }
-
-    void give_back(RvRegistryEntry handle) {
-        Entry *const entry = known(handle);
-        if (entry == nullptr || handed_out(handle, entry->references) == 0) {
-            return;
-        }
-        if (--entry->references == 0) {
-            removed_entries.erase(handle);
-        }
-    }
-
-    void has_changed() { registry_version.fetch_add(1, std::memory_order_release); }
 };
 
 /** Never destroyed: look-ups are allowed at any time, also while the process ends. */
 Registry &registry() {
     static Registry &instance = *new Registry;
     return instance;
-}
-
-/** Under the registry's mutex. */
-void forget_service(Registry &reg) {
-    answers.service_version = 0;
-    if (answers.has_spare.load(std::memory_order_relaxed)) {
-        answers.has_spare.store(false, std::memory_order_relaxed);
-        reg.give_back(answers.service);
-    }
-    answers.service = 0;
-}
-
-/** Makes a thread's answers known to the registry, and ends them before the thread does. */
-class AnswersOfThread {
-public:
-    /** Under the registry's mutex. @throws std::bad_alloc */
-    explicit AnswersOfThread(Registry &reg) { reg.answers_of_threads.push_back(&answers); }
-    AnswersOfThread(const AnswersOfThread &) = delete;
-    AnswersOfThread &operator=(const AnswersOfThread &) = delete;
-    ~AnswersOfThread() {
-        Registry &reg = registry();
-        {
-            const std::lock_guard lock(reg.mutex);
-            forget_service(reg);
-            std::erase(reg.answers_of_threads, &answers);
-        }
-        answers.property_version = 0;
-        keep_spare_value(nullptr);
-        _thread_ends = true;
-    }
-
-    /** Whether the calling thread may remember answers; under the registry's mutex. */
-    static bool may_remember(Registry &reg) {
-        if (_thread_ends) {
-            return false;
-        }
-        try {
-            thread_local AnswersOfThread of_thread(reg);
-            return true;
-        } catch (const std::bad_alloc &) {
-            return false;
-        }
-    }
-
-private:
-    static thread_local constinit bool _thread_ends;
-};
-
-thread_local constinit bool AnswersOfThread::_thread_ends = false;
-
-/** Under the registry's mutex; `service` may be null. */
-void remember_service(Registry &reg, const char *class_name, EntryWithHandle *service) {
-    forget_service(reg);
-    if (!AnswersOfThread::may_remember(reg) || !answers.class_name.remember(class_name)) {
-        return;
-    }
-    if (service != nullptr) {
-        ++service->second.references;
-        answers.service = service->first;
-        answers.has_spare.store(true, std::memory_order_relaxed);
-    }
-    answers.service_version = registry_version.load(std::memory_order_relaxed);
-}
-
-/** The handle that was asked for last time, if it still holds and can be had without the lock. */
-std::optional<RvRegistryEntry> remembered_service(const char *class_name) {
-    if (answers.service_version != registry_version.load(std::memory_order_acquire) ||
-        !(answers.class_name == class_name)) {
-        return std::nullopt;
-    }
-    if (answers.service != 0) {
-        if (!answers.has_spare.load(std::memory_order_relaxed)) {
-            return std::nullopt;
-        }
-        answers.has_spare.store(false, std::memory_order_relaxed);
-    }
-    return answers.service;
-}
-
-/** Makes the reference to the last service the thread's spare one again. */
-bool spare_taken_back(RvRegistryEntry entry) {
-    if (entry == 0 || answers.service != entry || answers.has_spare.load(std::memory_order_relaxed) ||
-        answers.service_version != registry_version.load(std::memory_order_acquire)) {
-        return false;
-    }
-    answers.has_spare.store(true, std::memory_order_relaxed);
-    return true;
-}
-
-/** Under the registry's mutex. Values free nothing that takes it. */
-void remember_property(Registry &reg, RvRegistryEntry entry, const char *key, TvRef value) {
-    answers.property_version = 0;
-    if (!AnswersOfThread::may_remember(reg) || !answers.key.remember(key)) {
-        return;
-    }
-    keep_spare_value(value);
-    answers.value = value;
-    answers.entry = entry;
-    answers.property_version = registry_version.load(std::memory_order_relaxed);
-}
-
-/** Owned; null when it was not asked for last time, or no longer holds. */
-TvRef remembered_property(RvRegistryEntry entry, const char *key) {
-    if (answers.property_version != registry_version.load(std::memory_order_acquire) || answers.entry != entry ||
-        !(answers.key == key)) {
-        return nullptr;
-    }
-    const TvRef spare = spare_value_taken(answers.value);
-    return spare != nullptr ? spare : TvRetain(answers.value);
-}
-
-// What follows is kept out of the operations, whose usual path is short without its registers.
-
-[[gnu::noinline]] RvRegistryEntry looked_up_service(const char *class_name) {
-    Registry &reg = registry();
-    const std::lock_guard lock(reg.mutex);
-    const auto same_class = reg.entries_of_class.find(std::string_view(class_name));
-    EntryWithHandle *const service = same_class == reg.entries_of_class.end() ? nullptr : same_class->second.front();
-    remember_service(reg, class_name, service);
-    if (service == nullptr) {
-        return 0;
-    }
-    ++service->second.references;
-    return service->first;
-}
-
-[[gnu::noinline]] TvRef looked_up_property(RvRegistryEntry entry, const char *key) {
-    Registry &reg = registry();
-    const std::lock_guard lock(reg.mutex);
-    const Entry *found = reg.registered(entry);
-    if (found == nullptr) {
-        return nullptr;
-    }
-    const auto property = found->properties.find(std::string_view(key));
-    if (property == found->properties.end()) {
-        return nullptr;
-    }
-    remember_property(reg, entry, key, property->second.get());
-    return TvRetain(property->second.get());
-}
-
-[[gnu::noinline]] void give_back(RvRegistryEntry entry) {
-    Registry &reg = registry();
-    const std::lock_guard lock(reg.mutex);
-    reg.give_back(entry);
 }
 
 template <typename Matches>
@@ -316,12 +82,12 @@ RvStatus copy_neighbour(RvRegistryEntry handle, const char *plane, RvRegistryEnt
     }
     Registry &reg = registry();
     const std::lock_guard lock(reg.mutex);
-    const Entry *entry = reg.registered(handle);
+    const Entry *entry = reg.find(handle);
     if (entry == nullptr) {
         return kRvStatusNotFound;
     }
     const RvRegistryEntry found = neighbour(*entry);
-    if (Entry *target = reg.registered(found)) {
+    if (Entry *target = reg.find(found)) {
         ++target->references;
     }
     *out = found;
@@ -338,7 +104,7 @@ void check_addition(Registry &reg, const RegistryEntryDescription &description) 
         }
     }
     for (const auto &[plane, parent] : description.parents) {
-        if (reg.registered(parent) == nullptr) {
+        if (reg.find(parent) == nullptr) {
             throw Error("", "registry entry " + in_quotes(description.name),
                         "its parent in plane " + in_quotes(plane) + " is not in the registry");
         }
@@ -348,7 +114,7 @@ void check_addition(Registry &reg, const RegistryEntryDescription &description) 
 /** Cuts the ties of an entry that leaves, so that neither its class nor a neighbour leads to it. */
 void untie(Registry &reg, RvRegistryEntry handle, Entry &entry) {
     const auto same_class = reg.entries_of_class.find(entry.class_name);
-    std::erase_if(same_class->second, [&](const EntryWithHandle *other) { return other->first == handle; });
+    std::erase(same_class->second, handle);
     if (same_class->second.empty()) {
         reg.entries_of_class.erase(same_class);
     }
@@ -385,7 +151,7 @@ RvStatus driver_of(RvConnection connection, std::shared_ptr<const UserClient> &d
     if (found == reg.connections.end()) {
         return kRvStatusBadArgument;
     }
-    if (reg.registered(found->second.service) == nullptr) {
+    if (reg.find(found->second.service) == nullptr) {
         return kRvStatusNotFound;
     }
     driver = found->second.user_client;
@@ -435,9 +201,8 @@ RvRegistryEntry add(RegistryEntryDescription description) {
     for (const auto &[plane, parent] : entry.parents) {
         reg.entries.at(parent).children[plane].push_back(handle);
     }
-    EntryWithHandle &added = *reg.entries.emplace(handle, std::move(entry)).first;
-    reg.entries_of_class[added.second.class_name].push_back(&added);
-    reg.has_changed();
+    reg.entries_of_class[entry.class_name].push_back(handle);
+    reg.entries.emplace(handle, std::move(entry));
     return handle;
 }
 
@@ -445,11 +210,10 @@ void set_property(RvRegistryEntry handle, const std::string &key, OwnedValue val
     OwnedValue replaced;
     Registry &reg = registry();
     const std::lock_guard lock(reg.mutex);
-    Entry *entry = reg.registered(handle);
+    Entry *entry = reg.find(handle);
     if (entry == nullptr) {
         return;
     }
-    reg.has_changed();
     if (!value) {
         entry->properties.erase(key);
         return;
@@ -458,34 +222,30 @@ void set_property(RvRegistryEntry handle, const std::string &key, OwnedValue val
 }
 
 void remove(RvRegistryEntry handle) {
-    Entry removed; // its drivers' functions go after the lock
+    std::map<RvRegistryEntry, Entry>::node_type removed; // destroyed after the lock is released
     Registry &reg = registry();
     const std::lock_guard lock(reg.mutex);
     const auto found = reg.entries.find(handle);
     if (found == reg.entries.end()) {
         return;
     }
-    reg.has_changed();
     untie(reg, handle, found->second);
-    removed = std::exchange(found->second, Entry{});
-    if (removed.references == 0) {
-        reg.entries.erase(found);
-        return;
+    if (found->second.references > 0) {
+        reg.references_to_removed.emplace(handle, found->second.references);
     }
-    found->second.references = removed.references;
-    reg.removed_entries.insert(reg.entries.extract(found));
+    removed = reg.entries.extract(found);
 }
 
 bool is_registered(RvRegistryEntry handle) {
     Registry &reg = registry();
     const std::lock_guard lock(reg.mutex);
-    return reg.registered(handle) != nullptr;
+    return reg.find(handle) != nullptr;
 }
 
 PlugInFactory plug_in_factory(RvRegistryEntry handle, const RvUUIDBytes &type) {
     Registry &reg = registry();
     const std::lock_guard lock(reg.mutex);
-    if (const Entry *entry = reg.registered(handle)) {
+    if (const Entry *entry = reg.find(handle)) {
         for (const auto &[candidate, factory] : entry->plug_ins) {
             if (std::memcmp(candidate.bytes, type.bytes, sizeof type.bytes) == 0) {
                 return factory;
@@ -498,8 +258,11 @@ PlugInFactory plug_in_factory(RvRegistryEntry handle, const RvUUIDBytes &type) {
 std::size_t reference_count(RvRegistryEntry handle) {
     Registry &reg = registry();
     const std::lock_guard lock(reg.mutex);
-    const Entry *entry = reg.known(handle);
-    return entry == nullptr ? 0 : reg.handed_out(handle, entry->references);
+    if (const Entry *entry = reg.find(handle)) {
+        return entry->references;
+    }
+    const auto removed = reg.references_to_removed.find(handle);
+    return removed == reg.references_to_removed.end() ? 0 : removed->second;
 }
 
 std::size_t open_connection_count() {
@@ -524,10 +287,15 @@ RvRegistryEntry RvRegistryCopyServiceMatchingClass(const char *class_name) {
     if (host::copy_service_matching_class.strikes() || class_name == nullptr) {
         return 0;
     }
-    if (const auto remembered = host::remembered_service(class_name)) {
-        return *remembered;
+    host::Registry &reg = registry();
+    const std::lock_guard lock(reg.mutex);
+    const auto same_class = reg.entries_of_class.find(std::string_view(class_name));
+    if (same_class == reg.entries_of_class.end()) {
+        return 0;
     }
-    return host::looked_up_service(class_name);
+    const RvRegistryEntry service = same_class->second.front();
+    ++reg.find(service)->references;
+    return service;
 }
 
 RvRegistryEntry RvRegistryCopyServiceMatchingName(const char *name) {
@@ -566,7 +334,7 @@ RvStatus RvRegistryEntryGetName(RvRegistryEntry entry, char name[kRvRegistryName
     }
     host::Registry &reg = registry();
     const std::lock_guard lock(reg.mutex);
-    const host::Entry *found = reg.registered(entry);
+    const host::Entry *found = reg.find(entry);
     if (found == nullptr) {
         return kRvStatusNotFound;
     }
@@ -578,15 +346,28 @@ TvRef RvRegistryEntryCopyProperty(RvRegistryEntry entry, const char *key) {
     if (host::copy_property.strikes() || key == nullptr) {
         return nullptr;
     }
-    if (const TvRef remembered = host::remembered_property(entry, key)) {
-        return remembered;
+    host::Registry &reg = registry();
+    const std::lock_guard lock(reg.mutex);
+    const host::Entry *found = reg.find(entry);
+    if (found == nullptr) {
+        return nullptr;
     }
-    return host::looked_up_property(entry, key);
+    const auto property = found->properties.find(std::string_view(key));
+    return property == found->properties.end() ? nullptr : TvRetain(property->second.get());
 }
 
 void RvRegistryEntryRelease(RvRegistryEntry entry) {
-    if (!host::spare_taken_back(entry)) {
-        host::give_back(entry);
+    host::Registry &reg = registry();
+    const std::lock_guard lock(reg.mutex);
+    if (host::Entry *found = reg.find(entry)) {
+        if (found->references > 0) {
+            --found->references;
+        }
+        return;
+    }
+    const auto removed = reg.references_to_removed.find(entry);
+    if (removed != reg.references_to_removed.end() && --removed->second == 0) {
+        reg.references_to_removed.erase(removed);
     }
 }
 
@@ -601,7 +382,7 @@ RvStatus RvConnectionOpen(RvRegistryEntry service, uint32_t type, RvConnection *
     host::Registry &reg = registry();
     {
         const std::lock_guard lock(reg.mutex);
-        if (const host::Entry *entry = reg.registered(service)) {
+        if (const host::Entry *entry = reg.find(service)) {
             driver = entry->user_client;
         }
     }

@@ -113,21 +113,12 @@ struct ByText {
     }
 };
 
-/** Up to so many entries are walked: a search compares the key that it finds twice, and keys are most of its work. */
-constexpr std::size_t kWalkedEntries = 4;
-
 struct DictionaryValue : TvValue {
     static constexpr Kind kKind = Kind::Dictionary;
     DictionaryValue() : TvValue(kKind) {}
 
     std::map<const StringValue *, TvRef, ByText, DefaultMemory<std::pair<const StringValue *const, TvRef>>> entries;
 };
-
-/** Null when there is none. Kept out of the look-up, whose usual path is short without it. */
-[[gnu::noinline]] TvRef searched_entry(const DictionaryValue &dictionary, std::string_view key) {
-    const auto found = dictionary.entries.find(key);
-    return found == dictionary.entries.end() ? nullptr : found->second;
-}
 
 /** Booleans left out: they live as long as the process. */
 constinit std::atomic<std::size_t> live_value_count{0};
@@ -160,24 +151,13 @@ T *make(std::size_t extra, Arguments... arguments) {
     return new (storage) T(arguments...);
 }
 
-/** Owns the value twice, once while the spare reference is handed out: the address must not become another value's. */
-struct SpareValue {
-    TvRef value = nullptr;
-    bool is_at_hand = false;
-};
-
-/** Found without a call, since the library is loaded with the program or the module. */
-[[gnu::tls_model("initial-exec")]] thread_local constinit SpareValue spare;
-
 /** Takes one reference back; a value that loses its last one is put on the list of the dead. */
 void drop(TvRef value, TvValue *&dead) {
     // Booleans live as long as the process.
     if (value == nullptr || value->kind == Kind::Boolean) {
         return;
     }
-    // The only reference needs no locked instruction: nobody else is there to count.
-    if (value->references.load(std::memory_order_acquire) == 1 ||
-        value->references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+    if (value->references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
         // Nobody else can reach the value now; it was allocated mutable.
         auto *last = const_cast<TvValue *>(value);
         last->next_dead = dead;
@@ -212,15 +192,6 @@ void bury(TvValue *value, TvValue *&dead) {
     } else {
         // The structures of the other kinds have nothing to destroy.
         free_storage(value);
-    }
-}
-
-[[gnu::noinline]] void release_counted(TvRef value) {
-    TvValue *dead = nullptr;
-    drop(value, dead);
-    while (dead != nullptr) {
-        TvValue *next = std::exchange(dead, dead->next_dead);
-        bury(next, dead);
     }
 }
 
@@ -339,11 +310,12 @@ TvRef TvRetain(TvRef value) {
 }
 
 void TvRelease(TvRef value) {
-    if (value != nullptr && value == spare.value && !spare.is_at_hand) {
-        spare.is_at_hand = true;
-        return;
+    TvValue *dead = nullptr;
+    drop(value, dead);
+    while (dead != nullptr) {
+        TvValue *next = std::exchange(dead, dead->next_dead);
+        bury(next, dead);
     }
-    release_counted(value);
 }
 
 TvTypeID TvGetTypeID(TvRef value) { return value == nullptr ? 0 : static_cast<TvTypeID>(value->kind); }
@@ -524,16 +496,8 @@ TvRef TvDictionaryGetValue(TvDictionaryRef dictionary, const char *key) {
     if (value == nullptr || key == nullptr) {
         return nullptr;
     }
-    if (value->entries.size() > kWalkedEntries) {
-        return searched_entry(*value, key);
-    }
-    for (const auto &[name, held] : value->entries) {
-        // Most differ in their first character, which takes no call.
-        if (*name->bytes() == *key && std::strcmp(name->bytes(), key) == 0) {
-            return held;
-        }
-    }
-    return nullptr;
+    const auto found = value->entries.find(std::string_view(key));
+    return found == value->entries.end() ? nullptr : found->second;
 }
 
 // ---- beyond what the plug-in needs
@@ -541,22 +505,6 @@ TvRef TvDictionaryGetValue(TvDictionaryRef dictionary, const char *key) {
 namespace host {
 
 bool is_string_text(std::string_view text) { return is_valid(text, kTvStringEncodingUTF8); }
-
-void keep_spare_value(TvRef value) {
-    const SpareValue replaced = std::exchange(spare, SpareValue{TvRetain(TvRetain(value)), value != nullptr});
-    TvRelease(replaced.value);
-    if (replaced.is_at_hand) {
-        TvRelease(replaced.value);
-    }
-}
-
-TvRef spare_value_taken(TvRef value) {
-    if (value == nullptr || value != spare.value || !spare.is_at_hand) {
-        return nullptr;
-    }
-    spare.is_at_hand = false;
-    return value;
-}
 
 void for_each_entry(TvDictionaryRef dictionary, const std::function<void(std::string_view key, TvRef value)> &visit) {
     if (const auto *value = as<DictionaryValue>(dictionary)) {

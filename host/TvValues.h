@@ -12,15 +12,6 @@
 
 namespace host {
 
-/**
- * One reference to a value that the calling thread owns and may hand out again and again: `spare_value_taken` hands it
- * out, and `TvRelease` on the same thread takes it back, both without touching the shared count. A locked
- * instruction waits for every store before it, and a line of text is hundreds of bytes of stores: without the spare
- * reference, reading the clock for each line cost twice as much.
- */
-void keep_spare_value(TvRef value);   ///< retains it and lets go of the one kept before; null keeps none
-TvRef spare_value_taken(TvRef value); ///< owned; null when another value is kept or the reference is handed out
-
 /** Visits the entries of a dictionary in ascending order of their keys (byte for byte). */
 void for_each_entry(TvDictionaryRef dictionary, const std::function<void(std::string_view key, TvRef value)> &visit);
 
