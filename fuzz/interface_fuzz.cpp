@@ -13,6 +13,7 @@
 #include "host/RvNotify.h"
 #include "host/RvQueue.h"
 #include "host/RvStateCapture.h"
+#include "host/state_records.h"
 #include "platform/Owned.h"
 #include "plugin/OndreQORHIDStatisticsInterface.h"
 #include "tests/plugin/qor_player.h"

@@ -12,6 +12,7 @@
 #include "fuzz/input.h"
 #include "host/RvStateCapture.h"
 #include "host/TvValues.h"
+#include "host/state_records.h"
 #include "platform/RvStateCapture.h"
 #include "plugin/OndreQORHIDStatistics.h"
 #include "tests/plugin/qor_player.h"

@@ -1,11 +1,8 @@
 #include "host/RvRegistry.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <limits>
 #include <mutex>
-#include <new>
 #include <string_view>
 
 #include "host/error.h"
@@ -28,11 +25,6 @@ struct Entry {
     std::size_t references = 0;
 };
 
-struct Connection {
-    RvRegistryEntry service;
-    std::shared_ptr<const UserClient> user_client;
-};
-
 /**
  * Entries are ordered by handle, which is the order in which they were added; a handle number is never used twice.
  * `mutex` guards everything; drivers are called, and their functions destroyed, without it.
@@ -45,8 +37,6 @@ struct Registry {
     /** The entries of each class, in order. */
     std::map<std::string, std::vector<RvRegistryEntry>, std::less<>> entries_of_class;
     RvRegistryEntry next_entry = 1;
-    std::map<RvConnection, Connection> connections;
-    RvConnection next_connection = 1;
 
     /** Null for an entry that is not registered. */
     Entry *find(RvRegistryEntry handle) {
@@ -55,7 +45,7 @@ struct Registry {
     }
 };
 
-/** Never destroyed: look-ups are allowed at any time, also while the process ends. */
+/** Never destroyed: look-ups are allowed at any time, even while the process exits. */
 Registry &registry() {
     static Registry &instance = *new Registry;
     return instance;
@@ -74,7 +64,7 @@ RvRegistryEntry copy_first(const Matches &matches) {
     return 0;
 }
 
-/** Stores an owned handle of `neighbour(entry)`, which is 0 for none. */
+/** Stores an owned handle of `neighbour(entry)`; 0 when there is none. */
 template <typename Neighbour>
 RvStatus copy_neighbour(RvRegistryEntry handle, const char *plane, RvRegistryEntry *out, const Neighbour &neighbour) {
     if (handle == 0 || plane == nullptr || out == nullptr) {
@@ -111,8 +101,8 @@ void check_addition(Registry &reg, const RegistryEntryDescription &description) 
     }
 }
 
-/** Cuts the ties of an entry that leaves, so that neither its class nor a neighbour leads to it. */
-void untie(Registry &reg, RvRegistryEntry handle, Entry &entry) {
+/** Unlinks an entry about to be removed from its class and from its neighbours. */
+void unlink(Registry &reg, RvRegistryEntry handle, Entry &entry) {
     const auto same_class = reg.entries_of_class.find(entry.class_name);
     std::erase(same_class->second, handle);
     if (same_class->second.empty()) {
@@ -130,38 +120,6 @@ void untie(Registry &reg, RvRegistryEntry handle, Entry &entry) {
     entry.children.clear();
 }
 
-RvStatus register_connection(RvRegistryEntry service, std::shared_ptr<const UserClient> driver,
-                             RvConnection *connection) {
-    Registry &reg = registry();
-    const std::lock_guard lock(reg.mutex);
-    try {
-        reg.connections.emplace(reg.next_connection, Connection{service, std::move(driver)});
-    } catch (const std::bad_alloc &) {
-        return kRvStatusNoMemory;
-    }
-    *connection = reg.next_connection++;
-    return kRvStatusSuccess;
-}
-
-/** The connection's driver, while its service is registered. */
-RvStatus driver_of(RvConnection connection, std::shared_ptr<const UserClient> &driver) {
-    Registry &reg = registry();
-    const std::lock_guard lock(reg.mutex);
-    const auto found = reg.connections.find(connection);
-    if (found == reg.connections.end()) {
-        return kRvStatusBadArgument;
-    }
-    if (reg.find(found->second.service) == nullptr) {
-        return kRvStatusNotFound;
-    }
-    driver = found->second.user_client;
-    return kRvStatusSuccess;
-}
-
-std::uint32_t clamped_to_32_bits(std::size_t count) {
-    return static_cast<std::uint32_t>(std::min<std::size_t>(count, std::numeric_limits<std::uint32_t>::max()));
-}
-
 FaultPoint copy_service_matching_id{"RvRegistryCopyServiceMatchingID"};
 FaultPoint copy_service_matching_class{"RvRegistryCopyServiceMatchingClass"};
 FaultPoint copy_service_matching_name{"RvRegistryCopyServiceMatchingName"};
@@ -169,9 +127,6 @@ FaultPoint copy_parent{"RvRegistryEntryCopyParent"};
 FaultPoint copy_child{"RvRegistryEntryCopyChild"};
 FaultPoint get_name{"RvRegistryEntryGetName"};
 FaultPoint copy_property{"RvRegistryEntryCopyProperty"};
-FaultPoint connection_open{"RvConnectionOpen"};
-FaultPoint connection_close{"RvConnectionClose"};
-FaultPoint connection_call_method{"RvConnectionCallMethod"};
 
 } // namespace
 
@@ -229,10 +184,10 @@ void remove(RvRegistryEntry handle) {
     if (found == reg.entries.end()) {
         return;
     }
-    untie(reg, handle, found->second);
     if (found->second.references > 0) {
         reg.references_to_removed.emplace(handle, found->second.references);
     }
+    unlink(reg, handle, found->second);
     removed = reg.entries.extract(found);
 }
 
@@ -240,6 +195,13 @@ bool is_registered(RvRegistryEntry handle) {
     Registry &reg = registry();
     const std::lock_guard lock(reg.mutex);
     return reg.find(handle) != nullptr;
+}
+
+std::shared_ptr<const UserClient> user_client(RvRegistryEntry handle) {
+    Registry &reg = registry();
+    const std::lock_guard lock(reg.mutex);
+    const Entry *entry = reg.find(handle);
+    return entry == nullptr ? nullptr : entry->user_client;
 }
 
 PlugInFactory plug_in_factory(RvRegistryEntry handle, const RvUUIDBytes &type) {
@@ -263,12 +225,6 @@ std::size_t reference_count(RvRegistryEntry handle) {
     }
     const auto removed = reg.references_to_removed.find(handle);
     return removed == reg.references_to_removed.end() ? 0 : removed->second;
-}
-
-std::size_t open_connection_count() {
-    Registry &reg = registry();
-    const std::lock_guard lock(reg.mutex);
-    return reg.connections.size();
 }
 
 } // namespace device_registry
@@ -369,83 +325,4 @@ void RvRegistryEntryRelease(RvRegistryEntry entry) {
     if (removed != reg.references_to_removed.end() && --removed->second == 0) {
         reg.references_to_removed.erase(removed);
     }
-}
-
-RvStatus RvConnectionOpen(RvRegistryEntry service, uint32_t type, RvConnection *connection) {
-    if (host::connection_open.strikes()) {
-        return kRvStatusError;
-    }
-    if (service == 0 || connection == nullptr) {
-        return kRvStatusBadArgument;
-    }
-    std::shared_ptr<const host::UserClient> driver;
-    host::Registry &reg = registry();
-    {
-        const std::lock_guard lock(reg.mutex);
-        if (const host::Entry *entry = reg.find(service)) {
-            driver = entry->user_client;
-        }
-    }
-    if (driver == nullptr) {
-        return kRvStatusNotFound;
-    }
-    if (driver->open) {
-        if (const RvStatus refusal = driver->open(type); refusal != kRvStatusSuccess) {
-            return refusal;
-        }
-    }
-    return host::register_connection(service, std::move(driver), connection);
-}
-
-RvStatus RvConnectionClose(RvConnection connection) {
-    const bool struck = host::connection_close.strikes();
-    std::shared_ptr<const host::UserClient> driver; // goes after the lock
-    host::Registry &reg = registry();
-    const std::lock_guard lock(reg.mutex);
-    const auto found = reg.connections.find(connection);
-    if (found == reg.connections.end()) {
-        return kRvStatusBadArgument;
-    }
-    driver = std::move(found->second.user_client);
-    reg.connections.erase(found);
-    return struck ? kRvStatusError : RvStatus{kRvStatusSuccess};
-}
-
-RvStatus RvConnectionCallMethod(RvConnection connection, uint32_t method, const uint64_t *scalars_in,
-                                uint32_t scalars_in_count, const void *in, size_t in_size, uint64_t *scalars_out,
-                                uint32_t *scalars_out_count, void *out, size_t *out_size) {
-    if (host::connection_call_method.strikes()) {
-        return kRvStatusError;
-    }
-    if ((scalars_in == nullptr && scalars_in_count != 0) || (in == nullptr && in_size != 0)) {
-        return kRvStatusBadArgument;
-    }
-    std::shared_ptr<const host::UserClient> driver;
-    if (const RvStatus status = host::driver_of(connection, driver); status != kRvStatusSuccess) {
-        return status;
-    }
-    if (!driver->call_method) {
-        return kRvStatusNotFound;
-    }
-
-    const std::size_t scalar_capacity =
-        scalars_out != nullptr && scalars_out_count != nullptr ? *scalars_out_count : std::size_t{0};
-    const std::size_t capacity = out != nullptr && out_size != nullptr ? *out_size : 0;
-    host::MethodCall call{
-        .method = method,
-        .scalars_in = {scalars_in, scalars_in_count},
-        .in = {static_cast<const std::byte *>(in), in_size},
-        .scalars_out = {scalars_out, scalar_capacity},
-        .scalars_out_count = scalar_capacity,
-        .out = {static_cast<std::byte *>(out), capacity},
-        .out_size = capacity,
-    };
-    const RvStatus status = driver->call_method(call);
-    if (scalars_out_count != nullptr) {
-        *scalars_out_count = host::clamped_to_32_bits(call.scalars_out_count);
-    }
-    if (out_size != nullptr) {
-        *out_size = call.out_size;
-    }
-    return status;
 }

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "host/RvAllocator.h"
+#include "host/binary_encoding.h"
 #include "host/fault_points.h"
 #include "host/utf8.h"
 
@@ -297,6 +298,7 @@ host::FaultPoint array_fault("TvArrayCreateMutable");
 host::FaultPoint array_append_fault("TvArrayAppend");
 host::FaultPoint dictionary_fault("TvDictionaryCreateMutable");
 host::FaultPoint dictionary_set_fault("TvDictionarySetValue");
+host::FaultPoint encoding_fault("TvCreateBinaryEncoding");
 
 } // namespace
 
@@ -500,7 +502,21 @@ TvRef TvDictionaryGetValue(TvDictionaryRef dictionary, const char *key) {
     return found == value->entries.end() ? nullptr : found->second;
 }
 
-// ---- beyond what the plug-in needs
+// ---- the binary encoding
+
+TvDataRef TvCreateBinaryEncoding(TvRef value) {
+    if (encoding_fault.strikes() || value == nullptr) {
+        return nullptr;
+    }
+    try {
+        const auto bytes = host::encode_binary_encoding(value);
+        return bytes ? TvDataCreate(bytes->data(), bytes->size()) : nullptr;
+    } catch (const std::bad_alloc &) {
+        return nullptr;
+    }
+}
+
+// ---- the host's own operations
 
 namespace host {
 

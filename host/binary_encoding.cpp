@@ -1,17 +1,16 @@
+#include "host/binary_encoding.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
 #include <limits>
-#include <new>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 #include <cbor.h>
 
 #include "host/TvValues.h"
 #include "host/error.h"
-#include "host/fault_points.h"
 
 namespace host {
 namespace {
@@ -21,8 +20,6 @@ constexpr std::uint64_t kSelfDescribedTag = 55799;
 
 /** How many arrays and dictionaries may stand inside one another. */
 constexpr int kDeepest = 64;
-
-FaultPoint encoding_fault("TvCreateBinaryEncoding");
 
 // ---- writing
 
@@ -333,23 +330,16 @@ platform::OwnedValue Decoder::read_map(std::size_t at, std::uint64_t count, int 
 
 } // namespace
 
+std::optional<std::vector<unsigned char>> encode_binary_encoding(TvRef value) {
+    Encoder encoder;
+    encoder.write_tag(kSelfDescribedTag);
+    encoder.write(value, 0);
+    return encoder.ok() ? std::optional(encoder.bytes()) : std::nullopt;
+}
+
 platform::OwnedValue decode_binary_encoding(std::span<const std::byte> bytes, const std::string &file,
                                             std::size_t base) {
     return Decoder(bytes, file, base).read_all();
 }
 
 } // namespace host
-
-TvDataRef TvCreateBinaryEncoding(TvRef value) {
-    if (host::encoding_fault.strikes() || value == nullptr) {
-        return nullptr;
-    }
-    try {
-        host::Encoder encoder;
-        encoder.write_tag(host::kSelfDescribedTag);
-        encoder.write(value, 0);
-        return encoder.ok() ? TvDataCreate(encoder.bytes().data(), encoder.bytes().size()) : nullptr;
-    } catch (const std::bad_alloc &) {
-        return nullptr;
-    }
-}

@@ -8,6 +8,7 @@
 
 #include "decoder/ProfileDescription.h"
 #include "host/RvRegistry.h"
+#include "host/state_records.h"
 #include "platform/Owned.h"
 
 // NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming): the sanitizers' name for it, there only in a

@@ -16,6 +16,7 @@
 #include "host/RvQueue.h"
 #include "host/RvStateCapture.h"
 #include "host/device/qor_plug_ins.h"
+#include "host/state_records.h"
 
 namespace cli {
 

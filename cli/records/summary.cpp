@@ -8,6 +8,7 @@
 #include "cli/terminal/json_text.h"
 #include "host/TvValues.h"
 #include "host/error.h"
+#include "host/state_records.h"
 #include "host/utf8.h"
 
 namespace cli {

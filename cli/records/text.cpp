@@ -8,6 +8,7 @@
 #include "cli/records/payload_renderings.h"
 #include "cli/records/value_text.h"
 #include "cli/terminal/hex.h"
+#include "platform/RvStateCapture.h"
 
 namespace cli {
 namespace {

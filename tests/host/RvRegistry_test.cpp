@@ -18,8 +18,8 @@ using platform::OwnedEntry;
 
 constexpr std::uint64_t kId = 0xD0000001;
 
-RegistryEntryDescription described(std::uint64_t registry_id, const std::string &name,
-                                   const std::string &class_name = {}) {
+RegistryEntryDescription describe(std::uint64_t registry_id, const std::string &name,
+                                  const std::string &class_name = {}) {
     RegistryEntryDescription description;
     description.registry_id = registry_id;
     description.name = name;
@@ -28,10 +28,10 @@ RegistryEntryDescription described(std::uint64_t registry_id, const std::string 
 }
 
 TEST(DeviceRegistry, TakenRegistryIDIsAnErrorThatNamesBothEntries) {
-    const RvRegistryEntry first = add(described(kId, "first"));
+    const RvRegistryEntry first = add(describe(kId, "first"));
 
     try {
-        add(described(kId, "second"));
+        add(describe(kId, "second"));
         FAIL() << "added";
     } catch (const host::Error &error) {
         EXPECT_STREQ(error.what(), "registry entry \"second\": registry ID 0xD0000001 is taken by entry \"first\"");
@@ -40,16 +40,16 @@ TEST(DeviceRegistry, TakenRegistryIDIsAnErrorThatNamesBothEntries) {
 }
 
 TEST(DeviceRegistry, RegistryIDIsFreeAgainOnceItsEntryLeft) {
-    remove(add(described(kId, "first")));
+    remove(add(describe(kId, "first")));
 
-    const RvRegistryEntry second = add(described(kId, "second"));
+    const RvRegistryEntry second = add(describe(kId, "second"));
 
     EXPECT_TRUE(host::device_registry::is_registered(second));
     remove(second);
 }
 
 TEST(DeviceRegistry, UnknownParentIsAnError) {
-    RegistryEntryDescription orphan = described(kId, "orphan");
+    RegistryEntryDescription orphan = describe(kId, "orphan");
     orphan.parents[kRvServicePlane] = 0xFFFFFF;
 
     try {
@@ -63,7 +63,7 @@ TEST(DeviceRegistry, UnknownParentIsAnError) {
 }
 
 TEST(DeviceRegistry, ReferencesToAnEntryThatLeftCountUntilTheLastIsGivenBack) {
-    const RvRegistryEntry entry = add(described(kId, "entry"));
+    const RvRegistryEntry entry = add(describe(kId, "entry"));
     OwnedEntry held(RvRegistryCopyServiceMatchingID(kId));
     remove(entry);
 
@@ -74,77 +74,21 @@ TEST(DeviceRegistry, ReferencesToAnEntryThatLeftCountUntilTheLastIsGivenBack) {
 }
 
 TEST(DeviceRegistry, HandleNumbersAreNeverUsedTwice) {
-    const RvRegistryEntry first = add(described(kId, "first"));
+    const RvRegistryEntry first = add(describe(kId, "first"));
     remove(first);
-    const RvRegistryEntry second = add(described(kId, "second"));
+    const RvRegistryEntry second = add(describe(kId, "second"));
 
     EXPECT_NE(first, second);
     remove(second);
 }
 
 TEST(DeviceRegistry, NullPropertyRemovesWhatWasThere) {
-    const RvRegistryEntry entry = add(described(kId, "entry"));
+    const RvRegistryEntry entry = add(describe(kId, "entry"));
     host::device_registry::set_property(entry, "Flag", platform::OwnedValue(TvBooleanGet(true)));
 
     host::device_registry::set_property(entry, "Flag", {});
 
     EXPECT_EQ(RvRegistryEntryCopyProperty(entry, "Flag"), nullptr);
-    remove(entry);
-}
-
-TEST(DeviceRegistry, DriversFunctionsMayUseTheRegistryThemselves) {
-    RegistryEntryDescription description = described(kId, "reentrant");
-    description.user_client = host::UserClient{
-        .open = [](std::uint32_t) -> RvStatus {
-            const OwnedEntry self(RvRegistryCopyServiceMatchingID(kId));
-            return self ? RvStatus{kRvStatusSuccess} : kRvStatusNotFound;
-        },
-        .call_method = [](host::MethodCall &) -> RvStatus {
-            remove(OwnedEntry(RvRegistryCopyServiceMatchingID(kId)).get());
-            return kRvStatusSuccess;
-        },
-    };
-    const RvRegistryEntry entry = add(std::move(description));
-    RvConnection connection = 0;
-
-    EXPECT_EQ(RvConnectionOpen(entry, 0, &connection), 0u);
-    EXPECT_EQ(RvConnectionCallMethod(connection, 1, nullptr, 0, nullptr, 0, nullptr, nullptr, nullptr, nullptr), 0u);
-    EXPECT_FALSE(host::device_registry::is_registered(entry));
-    EXPECT_EQ(RvConnectionClose(connection), 0u);
-}
-
-TEST(DeviceRegistry, UserClientWithoutFunctionsAcceptsConnectionsAndKnowsNoMethod) {
-    RegistryEntryDescription description = described(kId, "bare");
-    description.user_client.emplace();
-    const RvRegistryEntry entry = add(std::move(description));
-    RvConnection connection = 0;
-
-    EXPECT_EQ(RvConnectionOpen(entry, 0, &connection), 0u);
-    EXPECT_EQ(RvConnectionCallMethod(connection, 1, nullptr, 0, nullptr, 0, nullptr, nullptr, nullptr, nullptr),
-              kRvStatusNotFound);
-    EXPECT_EQ(RvConnectionClose(connection), 0u);
-    remove(entry);
-}
-
-TEST(DeviceRegistry, NullInputWithASizeIsABadArgumentAndDoesNotReachTheDriver) {
-    int calls = 0;
-    RegistryEntryDescription description = described(kId, "strict");
-    description.user_client.emplace();
-    description.user_client->call_method = [&calls](host::MethodCall &) -> RvStatus {
-        ++calls;
-        return kRvStatusSuccess;
-    };
-    const RvRegistryEntry entry = add(std::move(description));
-    RvConnection connection = 0;
-    ASSERT_EQ(RvConnectionOpen(entry, 0, &connection), 0u);
-
-    EXPECT_EQ(RvConnectionCallMethod(connection, 1, nullptr, 1, nullptr, 0, nullptr, nullptr, nullptr, nullptr),
-              kRvStatusBadArgument);
-    EXPECT_EQ(RvConnectionCallMethod(connection, 1, nullptr, 0, nullptr, 1, nullptr, nullptr, nullptr, nullptr),
-              kRvStatusBadArgument);
-
-    EXPECT_EQ(calls, 0);
-    EXPECT_EQ(RvConnectionClose(connection), 0u);
     remove(entry);
 }
 
@@ -159,7 +103,7 @@ std::int64_t copied_number(RvRegistryEntry entry, const char *key) {
 }
 
 TEST(DeviceRegistry, ClassAskedForAgainIsCountedUntilItIsGivenBack) {
-    const RvRegistryEntry entry = add(described(0x51, "asked", "AskedClass"));
+    const RvRegistryEntry entry = add(describe(0x51, "asked", "AskedClass"));
 
     const RvRegistryEntry first = RvRegistryCopyServiceMatchingClass("AskedClass");
     const RvRegistryEntry second = RvRegistryCopyServiceMatchingClass("AskedClass");
@@ -179,12 +123,12 @@ TEST(DeviceRegistry, ClassAskedForAgainIsCountedUntilItIsGivenBack) {
 
 TEST(DeviceRegistry, ClassAskedForAgainFollowsWhatHasChangedSince) {
     EXPECT_EQ(RvRegistryCopyServiceMatchingClass("ComesAndGoes"), 0U);
-    const RvRegistryEntry earlier = add(described(0x52, "earlier", "ComesAndGoes"));
+    const RvRegistryEntry earlier = add(describe(0x52, "earlier", "ComesAndGoes"));
     EXPECT_EQ(RvRegistryCopyServiceMatchingClass("ComesAndGoes"), earlier);
     RvRegistryEntryRelease(earlier);
     remove(earlier);
     EXPECT_EQ(RvRegistryCopyServiceMatchingClass("ComesAndGoes"), 0U);
-    const RvRegistryEntry later = add(described(0x52, "later", "ComesAndGoes"));
+    const RvRegistryEntry later = add(describe(0x52, "later", "ComesAndGoes"));
     EXPECT_EQ(RvRegistryCopyServiceMatchingClass("ComesAndGoes"), later);
 
     RvRegistryEntryRelease(later);
@@ -192,7 +136,7 @@ TEST(DeviceRegistry, ClassAskedForAgainFollowsWhatHasChangedSince) {
 }
 
 TEST(DeviceRegistry, PropertyAskedForAgainFollowsWhatAnotherThreadSets) {
-    const RvRegistryEntry entry = add(described(0x55, "watched", "WatchedClass"));
+    const RvRegistryEntry entry = add(describe(0x55, "watched", "WatchedClass"));
     for (std::int64_t value = 1; value <= 3; ++value) {
         std::thread([&] { set_property(entry, "count", number(value)); }).join();
 
@@ -206,11 +150,11 @@ TEST(DeviceRegistry, PropertyAskedForAgainFollowsWhatAnotherThreadSets) {
 }
 
 TEST(DeviceRegistry, CopiedPropertyOutlivesItsEntryOnAnotherThread) {
-    const RvRegistryEntry entry = add(described(0x56, "short-lived", "ShortLivedClass"));
+    const RvRegistryEntry entry = add(describe(0x56, "short-lived", "ShortLivedClass"));
     set_property(entry, "count", number(7));
     TvRef copy = RvRegistryEntryCopyProperty(entry, "count");
     remove(entry);
-    const RvRegistryEntry another = add(described(0x56, "another", "ShortLivedClass"));
+    const RvRegistryEntry another = add(describe(0x56, "another", "ShortLivedClass"));
     set_property(another, "count", number(8));
 
     EXPECT_EQ(copied_number(another, "count"), 8);
@@ -225,7 +169,7 @@ TEST(DeviceRegistry, CopiedPropertyOutlivesItsEntryOnAnotherThread) {
 }
 
 TEST(DeviceRegistry, ReferenceGivenBackByAnotherThreadIsCountedOnce) {
-    const RvRegistryEntry entry = add(described(0x58, "passed", "PassedClass"));
+    const RvRegistryEntry entry = add(describe(0x58, "passed", "PassedClass"));
     RvRegistryEntryRelease(RvRegistryCopyServiceMatchingClass("PassedClass"));
 
     const RvRegistryEntry passed = RvRegistryCopyServiceMatchingClass("PassedClass");

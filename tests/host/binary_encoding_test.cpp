@@ -11,6 +11,7 @@
 #include <rapidcheck/gtest.h>
 
 #include "host/TvValues.h"
+#include "host/binary_encoding.h"
 #include "host/error.h"
 
 namespace {

@@ -9,6 +9,7 @@
 #include "host/RvStateCapture.h"
 #include "host/TvValues.h"
 #include "host/error.h"
+#include "host/state_records.h"
 
 namespace {
 

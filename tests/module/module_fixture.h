@@ -14,6 +14,7 @@
 #include "host/RvQueue.h"
 #include "host/RvStateCapture.h"
 #include "host/module/module.h"
+#include "host/state_records.h"
 #include "platform/Owned.h"
 #include "tests/plugin/qor_player.h"
 

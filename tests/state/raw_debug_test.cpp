@@ -1,6 +1,7 @@
 // The raw debug data snapshot: what it reads, what it makes of it, and how it fails.
 
 #include "host/TvValues.h"
+#include "host/state_records.h"
 #include "tests/plugin/plug_in_fixture.h"
 #include "tests/plugin/report_service.h"
 
