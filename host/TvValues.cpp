@@ -25,7 +25,7 @@ enum class Kind : TvTypeID { String = 1, Number, Boolean, Data, Array, Dictionar
 
 } // namespace
 
-/** What every value begins with; the rest is in the structure of its kind. */
+/** The common head of all values; the structure of each kind adds the rest. */
 struct TvValue {
     explicit constexpr TvValue(Kind value_kind) : kind(value_kind) {}
 
@@ -59,7 +59,7 @@ struct DefaultMemory {
     friend bool operator==(const DefaultMemory &, const DefaultMemory &) { return true; }
 };
 
-/** Followed in memory by its bytes and, for a string, by a zero. */
+/** Followed in memory by its bytes and, for a string, by a terminating zero. */
 struct BytesValue : TvValue {
     BytesValue(Kind value_kind, std::size_t value_length) : TvValue(value_kind), length(value_length) {}
 
@@ -121,7 +121,7 @@ struct DictionaryValue : TvValue {
     std::map<const StringValue *, TvRef, ByText, DefaultMemory<std::pair<const StringValue *const, TvRef>>> entries;
 };
 
-/** Booleans left out: they live as long as the process. */
+/** Booleans are not counted: they live as long as the process. */
 constinit std::atomic<std::size_t> live_value_count{0};
 
 constinit BooleanValue false_value(false);
@@ -138,7 +138,7 @@ T *as(TvValue *value) {
     return value != nullptr && value->kind == T::kKind ? static_cast<T *>(value) : nullptr;
 }
 
-/** A new value with one reference, with room for `extra` bytes behind it; null when there is no memory. */
+/** Creates a value with one reference, followed by `extra` bytes; null when memory is exhausted. */
 template <typename T, typename... Arguments>
 T *make(std::size_t extra, Arguments... arguments) {
     if (extra > std::numeric_limits<std::size_t>::max() - sizeof(T)) {
@@ -152,14 +152,14 @@ T *make(std::size_t extra, Arguments... arguments) {
     return new (storage) T(arguments...);
 }
 
-/** Takes one reference back; a value that loses its last one is put on the list of the dead. */
+/** Releases one reference; a value without references is added to the list of dead values. */
 void drop(TvRef value, TvValue *&dead) {
     // Booleans live as long as the process.
     if (value == nullptr || value->kind == Kind::Boolean) {
         return;
     }
     if (value->references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
-        // Nobody else can reach the value now; it was allocated mutable.
+        // Nobody else refers to the value now, and it was allocated mutable.
         auto *last = const_cast<TvValue *>(value);
         last->next_dead = dead;
         dead = last;
@@ -177,7 +177,7 @@ void destroy(T *value) {
     free_storage(value);
 }
 
-/** Frees one dead value; what it held alone joins the list of the dead. */
+/** Frees a dead value and releases what it held. */
 void bury(TvValue *value, TvValue *&dead) {
     if (auto *array = as<ArrayValue>(value)) {
         for (TvRef held : array->values) {
@@ -225,7 +225,7 @@ StringValue *make_string(std::string_view text, TvStringEncoding encoding) {
     return string;
 }
 
-/** Makes the calling thread use the C locale, whatever the process or the thread has chosen. */
+/** Switches the calling thread to the C locale, whatever the locale of the process or the thread is. */
 class CLocaleScope {
 public:
     CLocaleScope() : _previous(uselocale(c_locale())) {}
@@ -272,7 +272,7 @@ bool equal_dictionaries(const DictionaryValue &a, const DictionaryValue &b) {
                       });
 }
 
-/** Both are retained. */
+/** Retains both. */
 bool put(DictionaryValue *dictionary, const StringValue *key, TvRef value) {
     try {
         const auto [place, added] = dictionary->entries.try_emplace(key, value);

@@ -118,7 +118,7 @@ TEST_F(Log, FileThatCannotBeOpenedIsAnErrorThatNamesItAndTheReason) {
         (void)host::log_to_file(path("missing/log"));
         FAIL() << "opened";
     } catch (const host::Error &error) {
-        EXPECT_EQ(error.what(), path("missing/log") + ": the log cannot be written there: No such file or directory");
+        EXPECT_EQ(error.what(), path("missing/log") + ": cannot open the log file: No such file or directory");
     }
     EXPECT_FALSE(std::filesystem::exists(path("missing")));
 }

@@ -390,7 +390,7 @@ TEST_F(Notifications, DirectoryOpenToOthersIsRefusedByBothSides) {
     const std::string receiving = error_of([] { host::NotificationReceiver(); });
     const std::string posting = error_of([] { host::post_notification("name"); });
 
-    EXPECT_THAT(receiving, HasSubstr("not this user's alone"));
+    EXPECT_THAT(receiving, HasSubstr("other users have access"));
     EXPECT_THAT(posting, HasSubstr(directory().string()));
 }
 

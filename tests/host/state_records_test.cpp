@@ -155,7 +155,7 @@ TEST(StateRecords, SizeOfTheSecondRecordIsNamedByItsPlaceInTheFile) {
 
 TEST(StateRecords, PayloadThatIsNoEncodingIsRefusedByItsPlaceInTheFile) {
     EXPECT_EQ(refusal(joined({record("one", kEmptyDictionary), record("bad", {0x81, 0xF6})})),
-              "dump.bin: byte 405: a null, which stands for no typed value");
+              "dump.bin: byte 405: a null is not supported");
 }
 
 TEST(StateRecords, EmptyPayloadOfATypedValueIsRefused) {

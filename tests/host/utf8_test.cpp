@@ -60,7 +60,7 @@ TEST(Utf8Test, CountsCharactersNotBytes) {
     EXPECT_EQ(host::character_count("a\xFF\xFE"), 3u);
 }
 
-TEST(Utf8, ControlCharactersTakeOneByteOrTwo) {
+TEST(Utf8Test, ControlCharactersTakeOneByteOrTwo) {
     for (int character = 0; character < 0x80; ++character) {
         const std::string text(2, static_cast<char>(character));
         const bool is_control = character <= 0x1F || character == 0x7F;
