@@ -92,10 +92,9 @@ TEST(DeviceRegistry, NullPropertyRemovesWhatWasThere) {
     remove(entry);
 }
 
-/** A number as a property; released once everything that refers to it is. */
 platform::OwnedValue number(std::int64_t value) { return platform::OwnedValue(TvNumberCreateSInt64(value)); }
 
-std::int64_t copied_number(RvRegistryEntry entry, const char *key) {
+std::int64_t copy_number(RvRegistryEntry entry, const char *key) {
     const platform::OwnedValue copy(RvRegistryEntryCopyProperty(entry, key));
     std::int64_t value = -1;
     TvNumberGetSInt64(copy.get(), &value);
@@ -140,11 +139,11 @@ TEST(DeviceRegistry, PropertyAskedForAgainFollowsWhatAnotherThreadSets) {
     for (std::int64_t value = 1; value <= 3; ++value) {
         std::thread([&] { set_property(entry, "count", number(value)); }).join();
 
-        EXPECT_EQ(copied_number(entry, "count"), value);
-        EXPECT_EQ(copied_number(entry, "count"), value);
+        EXPECT_EQ(copy_number(entry, "count"), value);
+        EXPECT_EQ(copy_number(entry, "count"), value);
     }
     std::thread([&] { set_property(entry, "count", {}); }).join();
-    EXPECT_EQ(copied_number(entry, "count"), -1);
+    EXPECT_EQ(copy_number(entry, "count"), -1);
 
     remove(entry);
 }
@@ -157,7 +156,7 @@ TEST(DeviceRegistry, CopiedPropertyOutlivesItsEntryOnAnotherThread) {
     const RvRegistryEntry another = add(describe(0x56, "another", "ShortLivedClass"));
     set_property(another, "count", number(8));
 
-    EXPECT_EQ(copied_number(another, "count"), 8);
+    EXPECT_EQ(copy_number(another, "count"), 8);
     std::thread([&] {
         std::int64_t value = 0;
         EXPECT_TRUE(TvNumberGetSInt64(copy, &value));

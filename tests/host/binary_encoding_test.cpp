@@ -29,15 +29,15 @@ Bytes bytes_of(std::initializer_list<int> values) {
     return bytes;
 }
 
-Bytes encoded(TvRef value) {
+Bytes encode(TvRef value) {
     const OwnedValue data(TvCreateBinaryEncoding(value));
     const auto *start = reinterpret_cast<const std::byte *>(TvDataGetBytes(data.get()));
     return {start, start + TvDataGetLength(data.get())};
 }
 
-OwnedValue decoded(const Bytes &bytes) { return host::decode_binary_encoding(bytes, "", 0); }
+OwnedValue decode(const Bytes &bytes) { return host::decode_binary_encoding(bytes, "", 0); }
 
-/** What the decoder says about `bytes`; empty when it takes them. */
+/** The error of decoding `bytes`; empty when there is none. */
 std::string refusal(const Bytes &bytes, const std::string &file = "", std::size_t base = 0) {
     try {
         (void)host::decode_binary_encoding(bytes, file, base);
@@ -60,34 +60,34 @@ std::int64_t number_in(const OwnedValue &value) {
 // ---- what is read
 
 TEST(BinaryEncoding, SelfDescribedTagIsOptional) {
-    EXPECT_EQ(number_in(decoded(bytes_of({0xD9, 0xD9, 0xF7, 0x18, 0x2A}))), 42);
-    EXPECT_EQ(number_in(decoded(bytes_of({0x18, 0x2A}))), 42);
+    EXPECT_EQ(number_in(decode(bytes_of({0xD9, 0xD9, 0xF7, 0x18, 0x2A}))), 42);
+    EXPECT_EQ(number_in(decode(bytes_of({0x18, 0x2A}))), 42);
 }
 
 TEST(BinaryEncoding, WholeRangeOf64SignedBitsIsRead) {
-    EXPECT_EQ(number_in(decoded(bytes_of({0x1B, 0x7F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}))),
+    EXPECT_EQ(number_in(decode(bytes_of({0x1B, 0x7F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}))),
               std::numeric_limits<std::int64_t>::max());
-    EXPECT_EQ(number_in(decoded(bytes_of({0x3B, 0x7F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}))),
+    EXPECT_EQ(number_in(decode(bytes_of({0x3B, 0x7F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}))),
               std::numeric_limits<std::int64_t>::min());
 }
 
 TEST(BinaryEncoding, IntegersOfEveryWidthAreReadShortestOrNot) {
-    EXPECT_EQ(number_in(decoded(bytes_of({0x07}))), 7);
-    EXPECT_EQ(number_in(decoded(bytes_of({0x18, 0x07}))), 7);
-    EXPECT_EQ(number_in(decoded(bytes_of({0x19, 0x00, 0x07}))), 7);
-    EXPECT_EQ(number_in(decoded(bytes_of({0x1A, 0x00, 0x00, 0x00, 0x07}))), 7);
-    EXPECT_EQ(number_in(decoded(bytes_of({0x1B, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x07}))), 7);
-    EXPECT_EQ(number_in(decoded(bytes_of({0x26}))), -7);
-    EXPECT_EQ(number_in(decoded(bytes_of({0x38, 0x06}))), -7);
-    EXPECT_EQ(number_in(decoded(bytes_of({0x39, 0x00, 0x06}))), -7);
-    EXPECT_EQ(number_in(decoded(bytes_of({0x3A, 0x00, 0x00, 0x00, 0x06}))), -7);
+    EXPECT_EQ(number_in(decode(bytes_of({0x07}))), 7);
+    EXPECT_EQ(number_in(decode(bytes_of({0x18, 0x07}))), 7);
+    EXPECT_EQ(number_in(decode(bytes_of({0x19, 0x00, 0x07}))), 7);
+    EXPECT_EQ(number_in(decode(bytes_of({0x1A, 0x00, 0x00, 0x00, 0x07}))), 7);
+    EXPECT_EQ(number_in(decode(bytes_of({0x1B, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x07}))), 7);
+    EXPECT_EQ(number_in(decode(bytes_of({0x26}))), -7);
+    EXPECT_EQ(number_in(decode(bytes_of({0x38, 0x06}))), -7);
+    EXPECT_EQ(number_in(decode(bytes_of({0x39, 0x00, 0x06}))), -7);
+    EXPECT_EQ(number_in(decode(bytes_of({0x3A, 0x00, 0x00, 0x00, 0x06}))), -7);
 }
 
 TEST(BinaryEncoding, BooleansTextAndDataAreRead) {
-    EXPECT_TRUE(TvEqual(decoded(bytes_of({0xF4})).get(), TvBooleanGet(false)));
-    EXPECT_TRUE(TvEqual(decoded(bytes_of({0xF5})).get(), TvBooleanGet(true)));
-    EXPECT_TRUE(TvEqual(decoded(bytes_of({0x62, 0xC3, 0xBC})).get(), text("\xC3\xBC").get()));
-    const OwnedValue data = decoded(bytes_of({0x42, 0x00, 0xFF}));
+    EXPECT_TRUE(TvEqual(decode(bytes_of({0xF4})).get(), TvBooleanGet(false)));
+    EXPECT_TRUE(TvEqual(decode(bytes_of({0xF5})).get(), TvBooleanGet(true)));
+    EXPECT_TRUE(TvEqual(decode(bytes_of({0x62, 0xC3, 0xBC})).get(), text("\xC3\xBC").get()));
+    const OwnedValue data = decode(bytes_of({0x42, 0x00, 0xFF}));
     ASSERT_EQ(TvDataGetLength(data.get()), 2u);
     EXPECT_EQ(TvDataGetBytes(data.get())[0], 0x00);
     EXPECT_EQ(TvDataGetBytes(data.get())[1], 0xFF);
@@ -95,7 +95,7 @@ TEST(BinaryEncoding, BooleansTextAndDataAreRead) {
 
 TEST(BinaryEncoding, MapKeysMayStandInAnyOrder) {
     // {"b": 1, "a": 2}
-    const OwnedValue map = decoded(bytes_of({0xA2, 0x61, 0x62, 0x01, 0x61, 0x61, 0x02}));
+    const OwnedValue map = decode(bytes_of({0xA2, 0x61, 0x62, 0x01, 0x61, 0x61, 0x02}));
 
     EXPECT_EQ(TvDictionaryGetCount(map.get()), 2u);
     EXPECT_EQ(number_in(OwnedValue(TvRetain(TvDictionaryGetValue(map.get(), "a")))), 2);
@@ -229,7 +229,7 @@ OwnedValue sample_tree() {
 }
 
 TEST(BinaryEncoding, EveryTruncationIsRefused) {
-    const Bytes whole = encoded(sample_tree().get());
+    const Bytes whole = encode(sample_tree().get());
     ASSERT_EQ(refusal(whole), "");
 
     for (std::size_t length = 0; length < whole.size(); ++length) {
@@ -240,13 +240,13 @@ TEST(BinaryEncoding, EveryTruncationIsRefused) {
 }
 
 TEST(BinaryEncoding, EverySingleChangedByteIsTakenOrRefusedButNeverMore) {
-    const Bytes whole = encoded(sample_tree().get());
+    const Bytes whole = encode(sample_tree().get());
     for (std::size_t place = 0; place < whole.size(); ++place) {
         for (int value = 0; value < 256; ++value) {
             Bytes changed = whole;
             changed[place] = static_cast<std::byte>(value);
             if (refusal(changed).empty()) {
-                EXPECT_TRUE(TvEqual(decoded(encoded(decoded(changed).get())).get(), decoded(changed).get()));
+                EXPECT_TRUE(TvEqual(decode(encode(decode(changed).get())).get(), decode(changed).get()));
             }
         }
     }
@@ -255,7 +255,7 @@ TEST(BinaryEncoding, EverySingleChangedByteIsTakenOrRefusedButNeverMore) {
 // ---- round trip
 
 rc::Gen<std::string> valid_text() {
-    // Code points from every length of sequence, surrogates and zero left out.
+    // Code points of every sequence length, without surrogates and zero.
     const auto code_point =
         rc::gen::oneOf(rc::gen::inRange(0x01, 0x80), rc::gen::inRange(0x80, 0x800), rc::gen::inRange(0x800, 0xD800),
                        rc::gen::inRange(0xE000, 0x10000), rc::gen::inRange(0x10000, 0x110000));
@@ -319,10 +319,10 @@ OwnedValue arbitrary_value(int depth) {
 RC_GTEST_PROP(BinaryEncoding, WhatIsWrittenIsReadBackEqual, ()) {
     const OwnedValue value = arbitrary_value(4);
 
-    const Bytes bytes = encoded(value.get());
+    const Bytes bytes = encode(value.get());
 
     RC_ASSERT(!bytes.empty());
-    RC_ASSERT(TvEqual(decoded(bytes).get(), value.get()));
+    RC_ASSERT(TvEqual(decode(bytes).get(), value.get()));
 }
 
 RC_GTEST_PROP(BinaryEncoding, ArbitraryBytesAreReadOrRefused, (const std::vector<std::uint8_t> &raw)) {
@@ -330,8 +330,8 @@ RC_GTEST_PROP(BinaryEncoding, ArbitraryBytesAreReadOrRefused, (const std::vector
     std::transform(raw.begin(), raw.end(), bytes.begin(), [](std::uint8_t byte) { return std::byte{byte}; });
 
     if (refusal(bytes).empty()) {
-        const OwnedValue value = decoded(bytes);
-        RC_ASSERT(TvEqual(decoded(encoded(value.get())).get(), value.get()));
+        const OwnedValue value = decode(bytes);
+        RC_ASSERT(TvEqual(decode(encode(value.get())).get(), value.get()));
     }
 }
 
