@@ -10,7 +10,7 @@
 #include "cli/terminal/json_text.h"
 #include "cli/terminal/output.h"
 #include "cli/verbs.h"
-#include "host/RvStateCapture.h"
+#include "host/state_records.h"
 
 namespace cli {
 namespace {

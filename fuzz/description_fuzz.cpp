@@ -12,6 +12,7 @@
 #include "host/TallybookStore.h"
 #include "host/device/described_device.h"
 #include "host/error.h"
+#include "host/state_records.h"
 #include "plugin/OndreQORHIDStatistics.h"
 
 namespace {

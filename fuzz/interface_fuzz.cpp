@@ -14,6 +14,7 @@
 #include "host/RvQueue.h"
 #include "host/RvStateCapture.h"
 #include "host/device/played_qor.h"
+#include "host/state_records.h"
 #include "platform/Owned.h"
 #include "plugin/OndreQORHIDStatisticsInterface.h"
 #include "tests/plugin/values.h"

@@ -16,6 +16,7 @@
 #include "fuzz/input.h"
 #include "host/RvStateCapture.h"
 #include "host/error.h"
+#include "host/state_records.h"
 
 namespace {
 

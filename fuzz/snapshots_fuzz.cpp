@@ -13,6 +13,7 @@
 #include "host/RvStateCapture.h"
 #include "host/TvValues.h"
 #include "host/device/played_qor.h"
+#include "host/state_records.h"
 #include "platform/RvStateCapture.h"
 #include "plugin/OndreQORHIDStatistics.h"
 

@@ -1,14 +1,14 @@
-/** Allocators that a host makes for the plug-ins that it loads. */
+/** Allocators that a host gives to plug-ins, behind `platform/RvAllocator.h`. */
 #pragma once
 
 #include <cstddef>
 
 #include "platform/RvAllocator.h"
 
-/** Defined here, opaque to the plug-in. An allocator may be called from any thread. */
+/** An allocator; opaque to plug-ins. Its members are called from any thread. */
 struct RvAllocator {
     virtual ~RvAllocator() = default;
-    /** Storage aligned for any scalar type, or null. */
+    /** @return storage aligned for any scalar type; null when memory is exhausted. */
     virtual void *allocate(std::size_t size) const = 0;
     virtual void deallocate(void *storage) const = 0;
 };

@@ -10,7 +10,7 @@
 #include "host/fault_points.h"
 #include "platform/RvAllocator.h"
 
-/** A HID device object. It holds no reference to its entry: nothing is asked of it but to exist. */
+/** A HID device object. It holds no reference to its entry, because plug-ins only create and release it. */
 struct RvHIDDevice {
     RvRegistryEntry entry;
 };
@@ -23,17 +23,17 @@ struct RefusedEntries {
     std::set<RvRegistryEntry> entries;
 };
 
-RefusedEntries &refused() {
+RefusedEntries &refused_entries() {
     static RefusedEntries &instance = *new RefusedEntries;
     return instance;
 }
 
 std::atomic<std::size_t> live_devices{0};
 
-bool carries_hid_device(RvRegistryEntry entry) {
-    RefusedEntries &no = refused();
-    const std::lock_guard lock(no.mutex);
-    return !no.entries.contains(entry);
+bool is_allowed(RvRegistryEntry entry) {
+    RefusedEntries &refused = refused_entries();
+    const std::lock_guard lock(refused.mutex);
+    return !refused.entries.contains(entry);
 }
 
 TvRef property(RvHIDServiceRef service, const char *key) {
@@ -52,12 +52,12 @@ FaultPoint device_create{"RvHIDDeviceCreate"};
 } // namespace
 
 void allow_hid_device(RvRegistryEntry entry, bool allowed) {
-    RefusedEntries &no = refused();
-    const std::lock_guard lock(no.mutex);
+    RefusedEntries &refused = refused_entries();
+    const std::lock_guard lock(refused.mutex);
     if (allowed) {
-        no.entries.erase(entry);
+        refused.entries.erase(entry);
     } else {
-        no.entries.insert(entry);
+        refused.entries.insert(entry);
     }
 }
 
@@ -83,8 +83,7 @@ TvRef RvHIDServiceGetRegistryID(RvHIDServiceRef service) {
 }
 
 RvHIDDeviceRef RvHIDDeviceCreate(RvRegistryEntry service) {
-    if (host::device_create.strikes() || !host::device_registry::is_registered(service) ||
-        !host::carries_hid_device(service)) {
+    if (host::device_create.strikes() || !host::device_registry::is_registered(service) || !host::is_allowed(service)) {
         return nullptr;
     }
     void *storage = RvAllocatorAllocate(RvAllocatorGetDefault(), sizeof(RvHIDDevice));

@@ -1,4 +1,4 @@
-/** HID services as the host makes them, behind `platform/RvHID.h`. */
+/** HID services, behind `platform/RvHID.h`. */
 #pragma once
 
 #include <cstddef>
@@ -12,7 +12,7 @@
 #include "platform/Owned.h"
 #include "platform/RvHID.h"
 
-/** A HID service; a plug-in borrows it for the call that hands it over. */
+/** A HID service. A plug-in may use it only during the call that passes it. */
 struct RvHIDService {
     std::string name; ///< for messages
     std::map<std::string, platform::OwnedValue, std::less<>> properties;
@@ -22,10 +22,10 @@ struct RvHIDService {
 
 namespace host {
 
-/** Whether `RvHIDDeviceCreate` works on this registry entry; every entry can until told otherwise. */
+/** Allows or forbids `RvHIDDeviceCreate` on a registry entry. By default it is allowed on every entry. */
 void allow_hid_device(RvRegistryEntry entry, bool allowed);
 
-/** How many HID device objects are alive. */
+/** The number of live HID device objects. */
 std::size_t live_hid_devices();
 
 } // namespace host

@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
 constexpr std::int64_t kNanosecondsPerMicrosecond = 1'000;
-constexpr int kMostReadings = 1'000;
+constexpr int kMaxReadings = 1'000;
 
 host::FaultPoint boot_time_fault("RvKernelGetBootTime");
 
@@ -22,14 +22,14 @@ std::optional<std::int64_t> nanoseconds(clockid_t clock) {
 }
 
 /**
- * The wall clock less the time since boot, in nanoseconds. The two clocks cannot be read at the same instant, so the
- * wall clock is read between two readings of the other, until these lie within a microsecond; the tightest
- * reading counts where the machine is too busy for that.
+ * The wall clock minus the time since boot, in nanoseconds. The two clocks cannot be read at the same instant, so the
+ * wall clock is read between two readings of the other one, until these are at most a microsecond apart. On a busy
+ * machine, the reading with the smallest gap counts.
  */
-std::optional<std::int64_t> measured_boot_time() {
+std::optional<std::int64_t> measure_boot_time() {
     std::optional<std::int64_t> boot;
     std::int64_t tightest = 0;
-    for (int reading = 0; reading < kMostReadings; ++reading) {
+    for (int reading = 0; reading < kMaxReadings; ++reading) {
         const auto before = nanoseconds(CLOCK_BOOTTIME);
         const auto wall = nanoseconds(CLOCK_REALTIME);
         const auto after = nanoseconds(CLOCK_BOOTTIME);
@@ -53,12 +53,9 @@ struct BootTime {
     std::int32_t microseconds;
 };
 
-/**
- * Floored, so that the microseconds are not negative even for a clock set before the epoch. Kept out of the operation,
- * which is asked for every report and is short without it.
- */
-[[gnu::noinline]] std::optional<BootTime> boot_time() {
-    const std::optional<std::int64_t> boot = measured_boot_time();
+/** Rounded down, so that the microseconds are not negative even for a clock set before the epoch. */
+std::optional<BootTime> boot_time() {
+    const std::optional<std::int64_t> boot = measure_boot_time();
     if (!boot) {
         return std::nullopt;
     }

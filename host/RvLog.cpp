@@ -19,11 +19,11 @@
 #include "host/error.h"
 #include "host/fault_points.h"
 
-/** A log object; made once for each subsystem and category. */
+/** A log object, one for each subsystem and category. */
 struct RvLog {
     std::string subsystem;
     std::string category;
-    std::string name; ///< both, for sinks that write lines
+    std::string name; ///< "subsystem:category", for sinks that write lines
 };
 
 namespace host {
@@ -40,13 +40,13 @@ constexpr std::array<LevelNames, 3> kLevels = {{
     {spdlog::level::critical, "fault"} // kRvLogLevelFault
 }};
 
-/** A sink as the log sees it: takes one message at a time, under the log's lock. */
+/** The common base of all sinks. Called with one message at a time, under the log's lock. */
 class Destination : public LogSink {
 public:
-    virtual void take(const RvLog &log, RvLogLevel level, const char *text) = 0;
+    virtual void write(const RvLog &log, RvLogLevel level, const char *text) = 0;
 };
 
-/** The process's log. Its lock is recursive, so that a receiver of messages may log in its turn. */
+/** The process's log. Its lock is recursive, so that a receiver of messages may itself log. */
 struct Log {
     std::recursive_mutex mutex;
     std::map<std::pair<std::string, std::string>, RvLog> objects;
@@ -56,13 +56,13 @@ struct Log {
     std::array<std::atomic<bool>, kLevels.size()> enabled{true, true, true};
 };
 
-/** Never destroyed: log objects live as long as the process, and it may log while it exits. */
+/** Never destroyed: log objects live as long as the process, which may log while it exits. */
 Log &the_log() {
     static Log &instance = *new Log;
     return instance;
 }
 
-/** The level as an index into the tables; a number that is no level is beyond them. */
+/** The level as an index into the tables; out of range for an unknown level. */
 std::size_t index_of(RvLogLevel level) { return static_cast<std::size_t>(level); }
 
 bool is_enabled(RvLogLevel level) {
@@ -83,7 +83,7 @@ void remove_destination(Destination *destination) {
     the_log().has_destinations.store(!all.empty(), std::memory_order_release);
 }
 
-/** The level's name in lines, in place of the sink library's own. */
+/** Writes our names of the levels instead of those of spdlog. */
 class LevelFlag : public spdlog::custom_flag_formatter {
 public:
     void format(const spdlog::details::log_msg &message, const std::tm &, spdlog::memory_buf_t &line) override {
@@ -102,7 +102,7 @@ std::unique_ptr<spdlog::formatter> line_formatter() {
     return formatter;
 }
 
-/** Hands lines to a sink of the sink library. */
+/** Writes lines to a sink of spdlog. */
 class LineDestination final : public Destination {
 public:
     explicit LineDestination(std::unique_ptr<spdlog::sinks::sink> sink) : _sink(std::move(sink)) {
@@ -111,14 +111,14 @@ public:
     }
     ~LineDestination() override { remove_destination(this); }
 
-    void take(const RvLog &log, RvLogLevel level, const char *text) override {
+    void write(const RvLog &log, RvLogLevel level, const char *text) override {
         std::string_view line(text);
         if (!line.empty() && line.back() == '\n') {
             line.remove_suffix(1);
         }
         _sink->log(spdlog::details::log_msg(log.name, kLevels[index_of(level)].sink_level,
                                             spdlog::string_view_t(line.data(), line.size())));
-        // Whatever ends the process next, the line is out.
+        // The line must survive if the process is killed next.
         _sink->flush();
     }
 
@@ -133,7 +133,7 @@ public:
     }
     ~FunctionDestination() override { remove_destination(this); }
 
-    void take(const RvLog &log, RvLogLevel level, const char *text) override {
+    void write(const RvLog &log, RvLogLevel level, const char *text) override {
         _receive(LogMessage{level, log.subsystem, log.category, text});
     }
 
@@ -141,12 +141,11 @@ private:
     std::function<void(const LogMessage &)> _receive;
 };
 
-/** Says why a file cannot be appended to, which the sink library would only say with the file's name around it. */
+/** Checked first, because spdlog's own message repeats the name of the file. */
 void require_appendable(const std::string &path) {
     std::FILE *file = std::fopen(path.c_str(), "ab");
     if (file == nullptr) {
-        throw Error(path, "",
-                    std::string("the log cannot be written there: ") + std::generic_category().message(errno));
+        throw Error(path, "", std::string("cannot open the log file: ") + std::generic_category().message(errno));
     }
     std::fclose(file);
 }
@@ -230,11 +229,11 @@ void RvLogWrite(RvLogRef log, RvLogLevel level, const char *text) {
         return;
     }
     const std::lock_guard lock(host::the_log().mutex);
-    // A copy, because a receiver may add or remove a sink of its own.
+    // A copy, because a receiver may add or remove sinks.
     const auto destinations = host::the_log().destinations;
     for (host::Destination *destination : destinations) {
         try {
-            destination->take(*log, level, text);
+            destination->write(*log, level, text);
         } catch (const std::exception &failure) {
             std::fprintf(stderr, "log: a message was lost: %s\n", failure.what());
         }

@@ -1,4 +1,4 @@
-/** Where the system log's lines go. */
+/** The system log and its sinks, behind `platform/RvLog.h`. */
 #pragma once
 
 #include <functional>
@@ -12,7 +12,7 @@
 
 namespace host {
 
-/** One message as it was written, text unchanged. */
+/** A message; `text` is exactly what was written. */
 struct LogMessage {
     RvLogLevel level;
     std::string subsystem;
@@ -20,30 +20,30 @@ struct LogMessage {
     std::string text;
 };
 
-/** A place where log lines go, as long as this object lives. */
+/** A destination of log messages for as long as this object lives. */
 class LogSink {
 public:
     virtual ~LogSink() = default;
 };
 
-/** Lines on standard error, with the time and the level; coloured when `coloured`. */
+/** Writes lines with the time and the level to standard error, in colour when `coloured`. */
 [[nodiscard]] std::unique_ptr<LogSink> log_to_terminal(bool coloured);
 
-/** Lines appended to a file. @throws Error when it cannot be opened. */
+/** Appends lines to a file. @throws Error when it cannot be opened. */
 [[nodiscard]] std::unique_ptr<LogSink> log_to_file(const std::string &path);
 
-/** Lines in the systemd journal. */
+/** Writes lines to the systemd journal. */
 [[nodiscard]] std::unique_ptr<LogSink> log_to_journal();
 
-/** Each message handed to `receive`, one at a time, on the thread that writes it. */
+/** Passes each message to `receive`, one at a time, on the thread that writes it. */
 [[nodiscard]] std::unique_ptr<LogSink> log_to_function(std::function<void(const LogMessage &)> receive);
 
-/** Collects messages, for tests and reports. */
+/** Collects messages. Any thread. */
 class LogRecorder {
 public:
     LogRecorder();
     std::vector<LogMessage> messages() const;
-    /** The texts alone, a newline at the end of each taken away. */
+    /** The texts of the messages, each without its final newline. */
     std::vector<std::string> lines() const;
     void clear();
 
@@ -53,7 +53,7 @@ private:
     std::unique_ptr<LogSink> _sink;
 };
 
-/** Enables or disables a level for the whole process; all are enabled at start. A level without sinks is off. */
+/** Enables or disables a level for the whole process. All are enabled at start; without sinks, none is. */
 void enable_log_level(RvLogLevel level, bool enabled);
 
 } // namespace host

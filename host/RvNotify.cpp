@@ -74,7 +74,7 @@ constexpr timeval kSendTimeout{1, 0};
 
 std::string error_text(int error) { return std::generic_category().message(error); }
 
-bool can_travel(std::string_view name) {
+bool is_valid_name(std::string_view name) {
     return !name.empty() && name.size() <= kMaxNotificationName && name.find('\0') == std::string_view::npos;
 }
 
@@ -104,24 +104,24 @@ std::string directory_path() {
     return "/tmp/qor-notifications-" + std::to_string(::geteuid());
 }
 
-/** Anybody may make a directory in /tmp: only one that is the user's alone carries notifications. */
-void check_directory_is_ours(const std::string &path) {
+/** Anybody can create a directory in /tmp, so one that others have access to is not used. */
+void check_directory_is_private(const std::string &path) {
     const FileDescriptor directory(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     struct stat status {};
     if (directory.get() < 0 || ::fstat(directory.get(), &status) != 0) {
         throw Error(path, "", "cannot use this directory for notifications: " + error_text(errno));
     }
     if (status.st_uid != ::geteuid() || (status.st_mode & 077) != 0) {
-        throw Error(path, "", "not used for notifications because it is not this user's alone");
+        throw Error(path, "", "not used for notifications because other users have access to it");
     }
 }
 
-std::string make_directory() {
+std::string create_directory() {
     std::string path = directory_path();
     if (::mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) {
-        throw Error(path, "", "cannot make the directory for notifications: " + error_text(errno));
+        throw Error(path, "", "cannot create the directory for notifications: " + error_text(errno));
     }
-    check_directory_is_ours(path);
+    check_directory_is_private(path);
     return path;
 }
 
@@ -135,7 +135,7 @@ std::optional<sockaddr_un> socket_address(const std::string &path) {
     return address;
 }
 
-/** The process that a socket file is named after; 0 when the file is named otherwise. */
+/** The process ID in the name of a socket file; 0 for any other name. */
 pid_t process_of_socket(const std::string &file_name) {
     const char *begin = file_name.data();
     const char *end = begin + file_name.size();
@@ -146,7 +146,7 @@ pid_t process_of_socket(const std::string &file_name) {
     return is_socket ? process : 0;
 }
 
-/** @return 0 or the number of the error. */
+/** @return 0 or an errno value. */
 int send_name(const std::string &path, std::string_view name) {
     const auto address = socket_address(path);
     const FileDescriptor sender(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
@@ -160,12 +160,12 @@ int send_name(const std::string &path, std::string_view name) {
     return ::sendto(sender.get(), name.data(), name.size(), 0, plain, sizeof *address) < 0 ? errno : 0;
 }
 
-/** A living process may just be binding its socket, so a refusal alone does not make a socket stale. */
+/** A refusal alone does not make a socket stale: its process may be about to bind it. */
 bool is_stale(int send_error, pid_t process) {
     return send_error == ECONNREFUSED && ::kill(process, 0) != 0 && errno == ESRCH;
 }
 
-/** @return whether somebody was there to take it. */
+/** @return whether a receiver took the name. */
 bool post_to_socket(const std::filesystem::path &socket, std::string_view name) {
     const pid_t process = process_of_socket(socket.filename().string());
     if (process == 0) {
@@ -192,7 +192,7 @@ std::size_t deliver_notification(std::string_view name) {
 }
 
 struct NotificationReceiver::State {
-    State() : path(make_directory() + "/" + std::to_string(::getpid()) + std::string(kSocketSuffix)), socket(io) {
+    State() : path(create_directory() + "/" + std::to_string(::getpid()) + std::string(kSocketSuffix)), socket(io) {
         bind();
         receive();
         thread = std::thread([this] { io.run(); });
@@ -220,7 +220,7 @@ struct NotificationReceiver::State {
         }
     }
 
-    /** What an earlier process of the same number left; a socket that somebody listens on stays. */
+    /** Removes the socket of an earlier process with the same ID, unless somebody listens on it. */
     void remove_leftover() const {
         if (send_name(path, "") == ECONNREFUSED) {
             ::unlink(path.c_str());
@@ -232,8 +232,8 @@ struct NotificationReceiver::State {
             if (error == asio::error::operation_aborted) {
                 return;
             }
-            // One byte of room more than a name may have: a longer datagram shows by filling it.
-            if (const std::string_view name(datagram.data(), size); !error && can_travel(name)) {
+            // The buffer has one byte more than a name may have, so a name that is too long fills it.
+            if (const std::string_view name(datagram.data(), size); !error && is_valid_name(name)) {
                 deliver_notification(name);
             }
             receive();
@@ -252,7 +252,7 @@ NotificationReceiver::NotificationReceiver() : _state(std::make_unique<State>())
 NotificationReceiver::~NotificationReceiver() = default;
 
 std::size_t post_notification(std::string_view name) {
-    if (!can_travel(name)) {
+    if (!is_valid_name(name)) {
         throw Error("", "notification name",
                     "a name has 1 to " + std::to_string(kMaxNotificationName) + " bytes, none of them zero");
     }
@@ -260,10 +260,10 @@ std::size_t post_notification(std::string_view name) {
     if (::access(directory.c_str(), F_OK) != 0 && errno == ENOENT) {
         return 0;
     }
-    check_directory_is_ours(directory);
+    check_directory_is_private(directory);
 
     std::size_t reached = 0;
-    std::error_code ignored; // a directory that goes away while it is read has no more receivers
+    std::error_code ignored; // a directory that is removed while it is read has no receivers
     std::filesystem::directory_iterator file(directory, ignored);
     for (; file != std::filesystem::directory_iterator(); file.increment(ignored)) {
         if (post_to_socket(file->path(), name)) {

@@ -1,4 +1,4 @@
-/** System-wide named notifications between the processes of one user. */
+/** Named notifications between the processes of one user, behind `platform/RvNotify.h`. */
 #pragma once
 
 #include <cstddef>
@@ -7,22 +7,22 @@
 
 namespace host {
 
-/** The longest name that travels between processes, in bytes. A name is not empty and holds no zero byte. */
+/** The maximum length in bytes of a name sent between processes. It must not be empty or contain a zero byte. */
 constexpr std::size_t kMaxNotificationName = 255;
 
-/** Delivers to the handlers registered in this process, each on its own queue. @return how many they were. */
+/** Delivers to the handlers registered in this process, each on its own queue. @return their number. */
 std::size_t deliver_notification(std::string_view name);
 
 /**
- * Receives what other processes of this user post, as long as this object lives, on a thread of its own. One
- * at a time in a process.
+ * Receives the notifications that other processes of this user post, on a thread of its own, for as long as this
+ * object lives. A process can have one receiver at a time.
  *
- * It listens on a datagram socket `PID.socket` in the directory `qor-notifications` of `$XDG_RUNTIME_DIR`, or
- * in `/tmp/qor-notifications-UID` where that variable is not set. The directory belongs to the user and is
- * open to nobody else. One datagram is one name; any other datagram is ignored.
+ * It listens on the datagram socket `PID.socket` in the directory `$XDG_RUNTIME_DIR/qor-notifications`, or in
+ * `/tmp/qor-notifications-UID` when that variable is not set. The directory belongs to the user and nobody else has
+ * access to it. Each datagram is one name; anything else is ignored.
  *
- * @throws Error when the directory cannot be made or is not the user's alone, when the socket cannot be made,
- *         and when this process has a receiver already.
+ * @throws Error when the directory cannot be created or other users have access to it, when the socket cannot be
+ *         created, and when this process already has a receiver.
  */
 class NotificationReceiver {
 public:
@@ -37,10 +37,10 @@ private:
 };
 
 /**
- * Posts to every process of this user that has a receiver, and clears away the sockets that dead processes
- * left. A receiver that takes nothing for a second counts as not reached.
- * @return how many were reached.
- * @throws Error for a name that cannot travel, and for a directory that is there but not the user's alone.
+ * Posts to every process of this user that has a receiver, and removes the sockets of processes that no longer exist.
+ * A receiver whose buffer stays full for a second counts as not reached.
+ * @return the number of receivers reached.
+ * @throws Error for an invalid name, and when the directory exists and other users have access to it.
  */
 std::size_t post_notification(std::string_view name);
 

@@ -1,4 +1,5 @@
-/** UUIDs, the plug-in registry and the creation of user-space plug-ins. */
+#include "host/RvPlugIn.h"
+
 #include <array>
 #include <cstring>
 #include <map>
@@ -8,7 +9,6 @@
 
 #include "host/RvRegistry.h"
 #include "host/fault_points.h"
-#include "platform/RvPlugIn.h"
 
 /** A UUID object; constant ones are never freed. */
 struct RvUUID {
@@ -45,7 +45,7 @@ FaultPoint create_for_service{"RvPlugInCreateForService"};
 
 } // namespace
 
-std::size_t device_registry::factory_instance_count(const RvUUIDBytes &factory) {
+std::size_t factory_instance_count(const RvUUIDBytes &factory) {
     PlugInRegistry &registry = plug_in_registry();
     const std::lock_guard lock(registry.mutex);
     const auto found = registry.factory_instances.find(key_of(factory));
@@ -97,7 +97,7 @@ void RvPlugInAddInstanceForFactory(RvUUIDRef factory) {
     try {
         ++registry.factory_instances[host::key_of(factory->value)];
     } catch (const std::bad_alloc &) {
-        // The count is for the host's own information; without memory for it an instance goes uncounted.
+        // The count only informs the host: an instance is left out when memory is exhausted.
     }
 }
 

@@ -21,10 +21,10 @@ namespace {
 
 thread_local RvQueueRef current_queue = nullptr;
 
-/** What a thread that waits for its work shares with the queue. */
+/** The state that a thread waiting for its work shares with the queue. */
 class Completion {
 public:
-    /** Runs `work` and tells the waiting thread, which then holds the only reference to what was thrown. */
+    /** Runs `work` and wakes the waiting thread, which then holds the only reference to the exception. */
     void run(const std::function<void()> &work) {
         std::exception_ptr failure;
         try {
@@ -55,11 +55,11 @@ private:
 
 } // namespace
 
-/** The queue itself. Never freed, because plug-ins keep the handle; closed, it is an empty shell. */
+/** The queue itself. Never freed, because plug-ins keep the handle. */
 struct RvQueue {
 public:
-    // Told that there is one thread, Asio would keep what the queue posts to itself back until the work that posts
-    // it has ended, and let other threads' work overtake it; so it is not told.
+    // Without the hint that one thread runs the context: with it, Asio holds back what the queue posts to itself until
+    // the posting work has ended, and work of other threads overtakes it.
     RvQueue() : stand_in(this), _context(std::make_unique<asio::io_context>()), _keep_alive(_context->get_executor()) {
         _thread = std::thread([this] { run_thread(); });
     }
@@ -126,13 +126,13 @@ private:
         }
     }
 
-    std::mutex _mutex; ///< guards what is changed from several threads: the four below, and posting
+    std::mutex _mutex; ///< guards the four members below, and posting
     bool _closed = false;
     bool _registrations_dropped = false;
     std::vector<std::function<void()>> _at_close;
     std::unique_ptr<asio::io_context> _context;
     std::optional<asio::executor_work_guard<asio::io_context::executor_type>> _keep_alive;
-    std::mutex _joining; ///< held while the thread is waited for, so that every closer waits
+    std::mutex _joining; ///< held while joining, so that every caller of `close` waits
     std::thread _thread;
 };
 
@@ -140,8 +140,8 @@ namespace host {
 
 namespace {
 
-/** A queue that is found from here until the process ends, so that its handle never dangles nor counts as lost. */
-RvQueueRef make_immortal_queue() {
+/** Creates a queue that lives until the process ends and stays reachable, so that it is not reported as a leak. */
+RvQueueRef create_queue() {
     static std::mutex mutex;
     static auto &queues = *new std::vector<std::unique_ptr<RvQueue>>;
 
@@ -151,7 +151,7 @@ RvQueueRef make_immortal_queue() {
 
 } // namespace
 
-SerialQueue::SerialQueue() : _core(make_immortal_queue()), _closes_core(true) {}
+SerialQueue::SerialQueue() : _core(create_queue()), _closes_core(true) {}
 
 SerialQueue::SerialQueue(RvQueueRef core) : _core(core), _closes_core(false) {}
 

@@ -1,4 +1,4 @@
-/** The serial queue: one thread that everything the plug-in sees runs on. */
+/** The serial queue, behind `platform/RvQueue.h`. The plug-in is called on its thread only. */
 #pragma once
 
 #include <functional>
@@ -8,14 +8,13 @@
 namespace host {
 
 /**
- * A serial queue with a thread of its own. All members may be called from any thread, except where said.
- * The handle given to plug-ins, and the queue behind it, stay valid and harmless as long as the process: a
- * closed queue takes no more work.
+ * A serial queue with a thread of its own. All members may be called from any thread, unless stated otherwise. The
+ * handle stays valid until the process ends, because plug-ins may keep it; a closed queue accepts no work.
  */
 class SerialQueue {
 public:
     SerialQueue();
-    /** Closes. Never called on the queue itself. */
+    /** Closes the queue. Must not be called on the queue itself. */
     ~SerialQueue();
     SerialQueue(const SerialQueue &) = delete;
     SerialQueue &operator=(const SerialQueue &) = delete;
@@ -29,44 +28,46 @@ public:
     bool post(std::function<void()> work);
 
     /**
-     * Runs `work` on the queue and waits for it; at once when already there, closed or not. Exceptions come
-     * back out. @throws Error after `close`.
+     * Runs `work` on the queue and waits for it. On the queue itself it runs at once, even after `close`. Exceptions
+     * propagate to the caller.
+     * @throws Error after `close`.
      */
     void run(const std::function<void()> &work);
 
-    /** Like `run`, but answers false, with nothing run, after `close`. */
+    /** Like `run`, but returns false without running anything after `close`. */
     bool run_if_open(const std::function<void()> &work);
 
-    /** Whether the caller runs on this queue. */
+    /** Whether the calling thread is that of this queue. */
     bool is_current() const;
 
     /**
-     * Runs what was posted, then drops every registration bound to this queue (state capture, notifications,
-     * analytics callbacks), releasing their contexts, and ends the thread. Work posted from now on is dropped.
-     * Returns when all that has happened. Safe to call twice, and from several threads.
+     * Runs the work posted so far, then drops every registration bound to this queue (state capture, notifications,
+     * analytics callbacks), releasing their contexts, and ends the thread. Work posted from now on is dropped. Returns
+     * when all of this is done. May be called more than once, and from several threads.
      *
-     * Called on the queue itself, it drops the registrations at once, before it returns; what was posted is
-     * still run afterwards, finds nothing registered, and then the thread ends. That is how a host makes sure
-     * that nothing is delivered between its last call of a plug-in and the end of the queue. Not to be called
-     * from inside a registered handler, whose context it would release.
+     * On the queue itself, it drops the registrations at once and returns; the work posted so far runs afterwards,
+     * finds nothing registered, and then the thread ends. A host calls it there so that nothing is delivered between
+     * its last call of a plug-in and the end of the queue. Must not be called from a registered handler, whose context
+     * it would release.
      */
     void close();
 
     /**
-     * Called once by `close`, on the queue's thread, in the order given: how services drop registrations.
-     * @return false, with the work dropped, when the registrations have been dropped already.
+     * Adds work that `close` runs once, on the queue's thread, in the order added. Services drop their registrations
+     * in it.
+     * @return false, with the work dropped, when `close` has already dropped the registrations.
      */
     bool at_close(std::function<void()> work);
 
     /**
-     * The queue behind a handle; null for a null handle. Not the object that made the handle, but one that
-     * stands for the same queue and lives as long as the process.
+     * The queue of a handle; null for a null handle. This is not the object that created the handle, but one for the
+     * same queue that lives as long as the process.
      */
     static SerialQueue *from_handle(RvQueueRef handle);
 
 private:
     friend struct ::RvQueue;
-    /** Stands for `core` without ever closing it. */
+    /** An object for `core` that does not close it. */
     explicit SerialQueue(RvQueueRef core);
 
     RvQueueRef _core;
@@ -74,9 +75,8 @@ private:
 };
 
 /**
- * A debug check (nothing in release builds): the plug-in is entered, and enters the described device, only on
- * the queue. Ends the process with a message naming `operation` when a queue is given and is not the current
- * one.
+ * A check in debug builds: the plug-in is called, and calls the described device, only on the queue. Aborts the process
+ * with a message naming `operation` when `queue` is not null and not the current one.
  */
 void check_on_queue(const SerialQueue *queue, const char *operation);
 

@@ -18,11 +18,11 @@ namespace {
 
 void print(const Error &failure, Fate) { std::fprintf(stderr, "analytics store: %s\n", failure.what()); }
 
-std::string loss_of(std::uint64_t operations) {
+std::string loss_text(std::uint64_t operations) {
     return count_text(operations, "operation is lost", "operations are lost");
 }
 
-/** The process's store, under its lock, where nothing else is said. */
+/** The process's store. Members are called with `mutex` held, unless stated otherwise. */
 class Store {
 public:
     std::mutex mutex;
@@ -32,7 +32,7 @@ public:
         _in_memory = {};
     }
 
-    /** Not under the lock: a file is read while a writer waits for the lock of another program. */
+    /** Called without `mutex`: a file can be read while a writer waits for the lock of another program. */
     StoreContents contents() {
         {
             const std::lock_guard lock(_reading);
@@ -45,7 +45,7 @@ public:
     }
 
     void clear() {
-        forget_waiting();
+        clear_waiting();
         _in_memory = {};
         _lost = 0;
         if (_file != nullptr) {
@@ -54,8 +54,8 @@ public:
     }
 
     /**
-     * Applies changes, together with those that wait and after them, or leaves them all waiting. Without the memory
-     * for either, these changes are lost, which is said.
+     * Applies the changes that wait and then `changes`, or leaves them all waiting. When memory is exhausted, `changes`
+     * are dropped and reported.
      */
     void write(const StoreChanges &changes) noexcept {
         try {
@@ -63,26 +63,26 @@ public:
                 apply_or_keep(changes);
             } else {
                 keep(changes);
-                try_what_waits();
+                write_waiting();
             }
         } catch (const std::bad_alloc &) {
-            lose(changes.operations());
+            drop(changes.operations());
         }
     }
 
-    /** The end of the store: the last try. @throws Error saying how many operations are lost, if some are. */
+    /** Tries a last time and closes the store. @throws Error with the number of lost operations, if any. */
     void close() {
         const std::unique_ptr<AnalyticsStore> closing = exchange_file(nullptr);
         const StoreChanges last = std::exchange(_waiting, {});
         const std::uint64_t lost = std::exchange(_lost, 0);
         _in_memory = {};
-        _told.clear();
+        _last_reported.clear();
         try {
             if (!last.is_empty()) {
                 closing->apply_last(last);
             }
         } catch (const Error &failure) {
-            throw Error(failure.file(), failure.place(), failure.reason() + "; " + loss_of(lost + last.operations()));
+            throw Error(failure.file(), failure.place(), failure.reason() + "; " + loss_text(lost + last.operations()));
         }
         if (lost > 0) {
             throw loss_without_memory(closing.get(), lost);
@@ -98,8 +98,7 @@ private:
     }
 
     static Error loss_without_memory(const AnalyticsStore *file, std::uint64_t operations) {
-        return {file != nullptr ? file->path() : kStoreInMemory, "",
-                "there was no memory for what came; " + loss_of(operations)};
+        return {file != nullptr ? file->path() : kStoreInMemory, "", "out of memory; " + loss_text(operations)};
     }
 
     void apply_or_keep(const StoreChanges &changes) {
@@ -109,14 +108,14 @@ private:
             } else {
                 apply(_in_memory, changes);
             }
-            _told.clear();
+            _last_reported.clear();
         } catch (const Error &failure) {
             keep(changes);
-            tell(failure);
+            report_kept(failure);
         }
     }
 
-    /** All of the changes or, without memory, none of them. */
+    /** Keeps all of the changes, or none of them when memory is exhausted. */
     void keep(const StoreChanges &changes) {
         StoreChanges all;
         all.append(_waiting);
@@ -124,52 +123,52 @@ private:
         _waiting = std::move(all);
     }
 
-    void try_what_waits() noexcept {
+    void write_waiting() noexcept {
         try {
             _file->apply(_waiting);
-            forget_waiting();
+            clear_waiting();
         } catch (const Error &failure) {
-            tell(failure);
+            report_kept(failure);
         } catch (const std::bad_alloc &) {
-            // It waits on, and nothing could be said without memory.
+            // The changes keep waiting; there is no memory to report it.
         }
     }
 
-    void lose(std::uint64_t operations) noexcept {
+    void drop(std::uint64_t operations) noexcept {
         _lost += operations;
-        say(Fate::kLost, [&] { return loss_without_memory(_file.get(), operations); });
+        call_report(Fate::kLost, [&] { return loss_without_memory(_file.get(), operations); });
     }
 
-    void forget_waiting() {
+    void clear_waiting() {
         _waiting.clear();
-        _told.clear();
+        _last_reported.clear();
     }
 
-    void tell(const Error &failure) noexcept {
-        if (_told == failure.what()) {
+    void report_kept(const Error &failure) noexcept {
+        if (_last_reported == failure.what()) {
             return;
         }
-        say(Fate::kKept, [&] {
-            _told = failure.what();
+        call_report(Fate::kKept, [&] {
+            _last_reported = failure.what();
             return failure;
         });
     }
 
     template <typename MakeError>
-    void say(Fate operations, const MakeError &make_error) noexcept {
+    void call_report(Fate operations, const MakeError &make_error) noexcept {
         try {
             report(make_error(), operations);
         } catch (const std::bad_alloc &) {
-            std::fputs("analytics store: a failure, and no memory to say which\n", stderr);
+            std::fputs("analytics store: an operation failed and there is no memory to report why\n", stderr);
         }
     }
 
-    std::mutex _reading;                   ///< taken after the other one, to read from the file or to exchange it
+    std::mutex _reading;                   ///< guards `_file`; taken after `mutex` where both are held
     std::unique_ptr<AnalyticsStore> _file; ///< null: the store is in memory
     StoreContents _in_memory;
-    StoreChanges _waiting;   ///< what could not be written yet
-    std::uint64_t _lost = 0; ///< operations that there was no memory for
-    std::string _told;       ///< the failure that was reported last; empty when the last write was fine
+    StoreChanges _waiting;      ///< could not be written yet
+    std::uint64_t _lost = 0;    ///< operations dropped because memory was exhausted
+    std::string _last_reported; ///< the last reported failure; empty after a successful write
 };
 
 /** Never destroyed: a plug-in may still publish while the process exits. */
@@ -178,11 +177,11 @@ Store &store() {
     return instance;
 }
 
-/** The batch of this thread; none outside of batches. */
+/** The open batch of this thread; null outside of batches. */
 thread_local StoreChanges *current_batch = nullptr;
 
-/** The changes of this thread's batches, kept for their storage. */
-StoreChanges &gathered_on_this_thread() {
+/** The storage of this thread's batches, reused from one to the next. */
+StoreChanges &batch_storage() {
     thread_local StoreChanges changes;
     return changes;
 }
@@ -194,7 +193,7 @@ void write(const StoreChanges &changes) noexcept {
     }
 }
 
-/** Changes this thread's batch, or else the store at once; a change that fails, or that has no key, is none. */
+/** Adds a change to this thread's batch, or writes it at once outside of a batch. Ignores a null key. */
 template <typename Change>
 void change_store(FaultPoint &fault, TvStringRef key, Change change) {
     const char *text = TvStringGetCString(key);
@@ -253,7 +252,7 @@ void on_store_failure(StoreFailureReport report) {
 
 StoreBatch::StoreBatch() : _is_outermost(current_batch == nullptr) {
     if (_is_outermost) {
-        current_batch = &gathered_on_this_thread();
+        current_batch = &batch_storage();
     }
 }
 
@@ -272,7 +271,7 @@ using host::StoreChanges;
 
 namespace {
 
-/** A distribution has one zero. */
+/** Distributions store -0.0 as 0.0. */
 double without_negative_zero(double value) { return value + 0.0; }
 
 } // namespace

@@ -1,9 +1,9 @@
 /**
  * The process's analytics store, behind `platform/TallybookStore.h`. Any thread.
  *
- * An operation inside a batch is gathered, and written with the others when the batch ends; outside of one it is
- * written by itself. What cannot be written is kept, and written together with what comes next; what there is no memory
- * to keep is lost, which is reported. Until somebody opens another store, the process has one in memory.
+ * Operations inside a batch are collected and written when the batch ends; any other operation is written at once.
+ * Operations that cannot be written are kept and tried again with the next write; they are dropped, and reported, when
+ * memory is exhausted. The store is in memory until another one is opened.
  */
 #pragma once
 
@@ -17,52 +17,53 @@
 
 namespace host {
 
-/** The name of a store in memory, in place of a path. */
+/** In place of a path: an empty store in memory. */
 inline constexpr const char *kStoreInMemory = ":memory:";
 
 /**
- * Makes `AnalyticsStore(path)`, or an empty store in memory, the process's store. The one before is closed as by
- * `close_store`.
- * @throws Error when it cannot be opened, with the one before staying, or when closing the one before loses something.
+ * Opens a store file (see `AnalyticsStore`), or an empty store in memory, as the process's store. The previous one is
+ * closed as by `close_store`.
+ * @throws Error when it cannot be opened, in which case the previous store stays open, and when closing the previous
+ *         one loses operations.
  */
 void open_store(const std::string &path);
 
 /**
- * Tries once more to write what could not be written, and closes the store; there is an empty one in memory from now
- * on. For the end of a run, when no more operations come.
- * @throws Error saying how many operations are lost, if some are; the store is closed then, too.
+ * Tries a last time to write the operations that wait, and closes the store. From then on there is an empty store in
+ * memory. Meant for the end of a run, when no more operations come.
+ * @throws Error with the number of lost operations, if any; the store is closed even then.
  */
 void close_store();
 
 /**
- * What the store holds now. What is gathered in a batch, or waits to be written, is not in it. Waits for nobody who
- * writes to a file, also not while that one waits.
+ * Reads the store, without the operations of open batches and those that wait to be written. Reading a file does not
+ * wait for writers of that file.
  * @throws Error when it cannot be read.
  */
 StoreContents store_contents();
 
-/** Removes everything from the store, and what waits to be written. @throws Error when it cannot be written. */
+/** Removes everything from the store, and the operations that wait. @throws Error when it cannot be written. */
 void clear_store();
 
-/** What becomes of operations that could not be written. */
+/** What happens to operations that could not be written. */
 enum class Fate {
-    kKept, ///< they are tried again
-    kLost  ///< for want of memory
+    kKept, ///< they will be tried again
+    kLost  ///< dropped because memory is exhausted
 };
 
 using StoreFailureReport = std::function<void(const Error &failure, Fate operations)>;
 
 /**
- * Chooses what is called when operations could not be written, on the thread that wrote them: once for a series of
- * equal failures, while the operations are kept, and each time that some are lost; how many, the error says then. It
- * may throw nothing but `std::bad_alloc` and must not call into this store. By default the error goes to standard
- * error.
+ * Sets the function called when operations could not be written, on the thread that wrote them. While operations are
+ * kept, it is called once for a series of equal failures; when operations are lost, it is called each time, and the
+ * error gives their number. It may throw only `std::bad_alloc` and must not call this store. The default, also for an
+ * empty function, prints the error to standard error.
  */
 void on_store_failure(StoreFailureReport report);
 
 /**
- * As long as this object lives, operations that its thread calls are one batch: written in one transaction at its
- * end, whole or not at all. A batch inside another is part of it.
+ * While this object lives, the operations of its thread form one batch, which is written at the end in one transaction.
+ * A batch inside another one is part of it.
  */
 class StoreBatch {
 public:

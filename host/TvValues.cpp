@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "host/RvAllocator.h"
+#include "host/binary_encoding.h"
 #include "host/fault_points.h"
 #include "host/utf8.h"
 
@@ -24,7 +25,7 @@ enum class Kind : TvTypeID { String = 1, Number, Boolean, Data, Array, Dictionar
 
 } // namespace
 
-/** What every value begins with; the rest is in the structure of its kind. */
+/** The common head of all values; the structure of each kind adds the rest. */
 struct TvValue {
     explicit constexpr TvValue(Kind value_kind) : kind(value_kind) {}
 
@@ -58,7 +59,7 @@ struct DefaultMemory {
     friend bool operator==(const DefaultMemory &, const DefaultMemory &) { return true; }
 };
 
-/** Followed in memory by its bytes and, for a string, by a zero. */
+/** Followed in memory by its bytes and, for a string, by a terminating zero. */
 struct BytesValue : TvValue {
     BytesValue(Kind value_kind, std::size_t value_length) : TvValue(value_kind), length(value_length) {}
 
@@ -113,9 +114,6 @@ struct ByText {
     }
 };
 
-/** Up to so many entries are walked: a search compares the key that it finds twice, and keys are most of its work. */
-constexpr std::size_t kWalkedEntries = 4;
-
 struct DictionaryValue : TvValue {
     static constexpr Kind kKind = Kind::Dictionary;
     DictionaryValue() : TvValue(kKind) {}
@@ -123,13 +121,7 @@ struct DictionaryValue : TvValue {
     std::map<const StringValue *, TvRef, ByText, DefaultMemory<std::pair<const StringValue *const, TvRef>>> entries;
 };
 
-/** Null when there is none. Kept out of the look-up, whose usual path is short without it. */
-[[gnu::noinline]] TvRef searched_entry(const DictionaryValue &dictionary, std::string_view key) {
-    const auto found = dictionary.entries.find(key);
-    return found == dictionary.entries.end() ? nullptr : found->second;
-}
-
-/** Booleans left out: they live as long as the process. */
+/** Booleans are not counted: they live as long as the process. */
 constinit std::atomic<std::size_t> live_value_count{0};
 
 constinit BooleanValue false_value(false);
@@ -146,7 +138,7 @@ T *as(TvValue *value) {
     return value != nullptr && value->kind == T::kKind ? static_cast<T *>(value) : nullptr;
 }
 
-/** A new value with one reference, with room for `extra` bytes behind it; null when there is no memory. */
+/** Creates a value with one reference, followed by `extra` bytes; null when memory is exhausted. */
 template <typename T, typename... Arguments>
 T *make(std::size_t extra, Arguments... arguments) {
     if (extra > std::numeric_limits<std::size_t>::max() - sizeof(T)) {
@@ -160,25 +152,14 @@ T *make(std::size_t extra, Arguments... arguments) {
     return new (storage) T(arguments...);
 }
 
-/** Owns the value twice, once while the spare reference is handed out: the address must not become another value's. */
-struct SpareValue {
-    TvRef value = nullptr;
-    bool is_at_hand = false;
-};
-
-/** Found without a call, since the library is loaded with the program or the module. */
-[[gnu::tls_model("initial-exec")]] thread_local constinit SpareValue spare;
-
-/** Takes one reference back; a value that loses its last one is put on the list of the dead. */
+/** Releases one reference; a value without references is added to the list of dead values. */
 void drop(TvRef value, TvValue *&dead) {
     // Booleans live as long as the process.
     if (value == nullptr || value->kind == Kind::Boolean) {
         return;
     }
-    // The only reference needs no locked instruction: nobody else is there to count.
-    if (value->references.load(std::memory_order_acquire) == 1 ||
-        value->references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
-        // Nobody else can reach the value now; it was allocated mutable.
+    if (value->references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+        // Nobody else refers to the value now, and it was allocated mutable.
         auto *last = const_cast<TvValue *>(value);
         last->next_dead = dead;
         dead = last;
@@ -196,7 +177,7 @@ void destroy(T *value) {
     free_storage(value);
 }
 
-/** Frees one dead value; what it held alone joins the list of the dead. */
+/** Frees a dead value and releases what it held. */
 void bury(TvValue *value, TvValue *&dead) {
     if (auto *array = as<ArrayValue>(value)) {
         for (TvRef held : array->values) {
@@ -212,15 +193,6 @@ void bury(TvValue *value, TvValue *&dead) {
     } else {
         // The structures of the other kinds have nothing to destroy.
         free_storage(value);
-    }
-}
-
-[[gnu::noinline]] void release_counted(TvRef value) {
-    TvValue *dead = nullptr;
-    drop(value, dead);
-    while (dead != nullptr) {
-        TvValue *next = std::exchange(dead, dead->next_dead);
-        bury(next, dead);
     }
 }
 
@@ -253,7 +225,7 @@ StringValue *make_string(std::string_view text, TvStringEncoding encoding) {
     return string;
 }
 
-/** Makes the calling thread use the C locale, whatever the process or the thread has chosen. */
+/** Switches the calling thread to the C locale, whatever the locale of the process or the thread is. */
 class CLocaleScope {
 public:
     CLocaleScope() : _previous(uselocale(c_locale())) {}
@@ -300,7 +272,7 @@ bool equal_dictionaries(const DictionaryValue &a, const DictionaryValue &b) {
                       });
 }
 
-/** Both are retained. */
+/** Retains both. */
 bool put(DictionaryValue *dictionary, const StringValue *key, TvRef value) {
     try {
         const auto [place, added] = dictionary->entries.try_emplace(key, value);
@@ -326,6 +298,7 @@ host::FaultPoint array_fault("TvArrayCreateMutable");
 host::FaultPoint array_append_fault("TvArrayAppend");
 host::FaultPoint dictionary_fault("TvDictionaryCreateMutable");
 host::FaultPoint dictionary_set_fault("TvDictionarySetValue");
+host::FaultPoint encoding_fault("TvCreateBinaryEncoding");
 
 } // namespace
 
@@ -339,11 +312,12 @@ TvRef TvRetain(TvRef value) {
 }
 
 void TvRelease(TvRef value) {
-    if (value != nullptr && value == spare.value && !spare.is_at_hand) {
-        spare.is_at_hand = true;
-        return;
+    TvValue *dead = nullptr;
+    drop(value, dead);
+    while (dead != nullptr) {
+        TvValue *next = std::exchange(dead, dead->next_dead);
+        bury(next, dead);
     }
-    release_counted(value);
 }
 
 TvTypeID TvGetTypeID(TvRef value) { return value == nullptr ? 0 : static_cast<TvTypeID>(value->kind); }
@@ -524,39 +498,29 @@ TvRef TvDictionaryGetValue(TvDictionaryRef dictionary, const char *key) {
     if (value == nullptr || key == nullptr) {
         return nullptr;
     }
-    if (value->entries.size() > kWalkedEntries) {
-        return searched_entry(*value, key);
-    }
-    for (const auto &[name, held] : value->entries) {
-        // Most differ in their first character, which takes no call.
-        if (*name->bytes() == *key && std::strcmp(name->bytes(), key) == 0) {
-            return held;
-        }
-    }
-    return nullptr;
+    const auto found = value->entries.find(std::string_view(key));
+    return found == value->entries.end() ? nullptr : found->second;
 }
 
-// ---- beyond what the plug-in needs
+// ---- the binary encoding
+
+TvDataRef TvCreateBinaryEncoding(TvRef value) {
+    if (encoding_fault.strikes() || value == nullptr) {
+        return nullptr;
+    }
+    try {
+        const auto bytes = host::encode_binary_encoding(value);
+        return bytes ? TvDataCreate(bytes->data(), bytes->size()) : nullptr;
+    } catch (const std::bad_alloc &) {
+        return nullptr;
+    }
+}
+
+// ---- the host's own operations
 
 namespace host {
 
 bool is_string_text(std::string_view text) { return is_valid(text, kTvStringEncodingUTF8); }
-
-void keep_spare_value(TvRef value) {
-    const SpareValue replaced = std::exchange(spare, SpareValue{TvRetain(TvRetain(value)), value != nullptr});
-    TvRelease(replaced.value);
-    if (replaced.is_at_hand) {
-        TvRelease(replaced.value);
-    }
-}
-
-TvRef spare_value_taken(TvRef value) {
-    if (value == nullptr || value != spare.value || !spare.is_at_hand) {
-        return nullptr;
-    }
-    spare.is_at_hand = false;
-    return value;
-}
 
 void for_each_entry(TvDictionaryRef dictionary, const std::function<void(std::string_view key, TvRef value)> &visit) {
     if (const auto *value = as<DictionaryValue>(dictionary)) {

@@ -1,32 +1,29 @@
+#include "host/binary_encoding.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
 #include <limits>
-#include <new>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 #include <cbor.h>
 
 #include "host/TvValues.h"
 #include "host/error.h"
-#include "host/fault_points.h"
 
 namespace host {
 namespace {
 
-/** "This is CBOR": stands before the encoding and means nothing else. */
+/** Marks data as CBOR and has no other meaning (RFC 8949, section 3.4.6). */
 constexpr std::uint64_t kSelfDescribedTag = 55799;
 
-/** How many arrays and dictionaries may stand inside one another. */
-constexpr int kDeepest = 64;
-
-FaultPoint encoding_fault("TvCreateBinaryEncoding");
+/** The maximum nesting of arrays and dictionaries. */
+constexpr int kMaxDepth = 64;
 
 // ---- writing
 
-/** Writes a tree of values; what cannot be encoded leaves `ok` false. */
+/** Encodes a tree of values; `ok` is false when it is nested too deeply. */
 class Encoder {
 public:
     void write_tag(std::uint64_t tag) { write_head(cbor_encode_tag, tag); }
@@ -60,7 +57,7 @@ void Encoder::write_number(TvNumberRef number) {
     if (value >= 0) {
         write_head(cbor_encode_uint, static_cast<std::uint64_t>(value));
     } else {
-        // A negative number n is written as -1 - n, which is all its bits turned over.
+        // A negative number n is encoded as -1 - n, which is its bitwise complement.
         write_head(cbor_encode_negint, ~static_cast<std::uint64_t>(value));
     }
 }
@@ -88,8 +85,8 @@ void Encoder::write_dictionary(TvDictionaryRef dictionary, int depth) {
     std::vector<std::pair<std::string_view, TvRef>> entries;
     entries.reserve(TvDictionaryGetCount(dictionary));
     for_each_entry(dictionary, [&](std::string_view key, TvRef value) { entries.emplace_back(key, value); });
-    // Encoded keys are compared byte for byte. Each begins with its length, so the shorter comes first; keys of one
-    // length are in order already.
+    // The order is that of the encoded keys. They begin with their length, so shorter ones come first; keys of equal
+    // length are already in order.
     std::stable_sort(entries.begin(), entries.end(),
                      [](const auto &a, const auto &b) { return a.first.size() < b.first.size(); });
 
@@ -110,7 +107,7 @@ void Encoder::write(TvRef value, int depth) {
         write_data(value);
     } else if (type == TvBooleanGetTypeID()) {
         write_head(cbor_encode_bool, TvBooleanGetValue(value));
-    } else if (depth == kDeepest) {
+    } else if (depth == kMaxDepth) {
         _ok = false;
     } else if (type == TvArrayGetTypeID()) {
         write_array(value, depth + 1);
@@ -123,12 +120,12 @@ void Encoder::write(TvRef value, int depth) {
 
 enum class Form { Unsigned, Negative, Bytes, Text, Array, Map, Tag, Boolean, Refused };
 
-/** One item's head, and the content of a byte or text string. */
+/** The head of an item, and the content of a byte or text string. */
 struct Item {
     Form form = Form::Refused;
     std::uint64_t argument = 0;
     std::string_view content;
-    const char *refusal = "an item that is no item";
+    const char *refusal = "an unknown item";
 };
 
 template <Form form, typename Argument>
@@ -170,7 +167,7 @@ cbor_callbacks item_callbacks() {
     take.string_start = refuse_indefinite_length;
     take.indef_array_start = refuse_indefinite_length;
     take.indef_map_start = refuse_indefinite_length;
-    take.indef_break = [](void *item) { refuse(item, "an end without a beginning"); };
+    take.indef_break = [](void *item) { refuse(item, "a break code"); };
     take.float2 = refuse_floating_point<float>;
     take.float4 = refuse_floating_point<float>;
     take.float8 = refuse_floating_point<double>;
@@ -200,11 +197,11 @@ private:
         throw Error(_file, "byte " + std::to_string(_base + at), reason);
     }
 
-    /** Hands on what was made at `at`, unless there was no memory for it. */
+    /** Returns `value`, which was created for the item at `at`; fails when that ran out of memory. */
     template <typename Value>
-    Value made(std::size_t at, Value value) const {
+    Value require_memory(std::size_t at, Value value) const {
         if (!value) {
-            fail(at, "no memory for the value");
+            fail(at, "out of memory");
         }
         return value;
     }
@@ -223,7 +220,7 @@ private:
     std::size_t _base;
 };
 
-/** Takes the next head, and the content of a string, off what remains. */
+/** Consumes the next head, with the content of a string. */
 Item Decoder::read_item() {
     static const cbor_callbacks take = item_callbacks();
     Item item;
@@ -233,10 +230,10 @@ Item Decoder::read_item() {
         fail(position(), "the item is cut short: only " + std::to_string(_rest.size()) + " bytes remain");
     }
     if (result.status != CBOR_DECODER_FINISHED) {
-        fail(position(), "this is no item");
+        fail(position(), "not a CBOR item");
     }
     if (item.form == Form::Refused) {
-        fail(position(), std::string(item.refusal) + ", which stands for no typed value");
+        fail(position(), std::string(item.refusal) + " is not supported");
     }
     _rest = _rest.subspan(result.read);
     return item;
@@ -261,15 +258,15 @@ platform::OwnedValue Decoder::read_value(int depth) {
     case Form::Negative:
         return read_number(at, item);
     case Form::Bytes:
-        return made(at, platform::OwnedValue(TvDataCreate(item.content.data(), item.content.size())));
+        return require_memory(at, platform::OwnedValue(TvDataCreate(item.content.data(), item.content.size())));
     case Form::Text:
         return make_text(at, item);
     case Form::Boolean:
         return platform::OwnedValue(TvRetain(TvBooleanGet(item.argument != 0)));
     case Form::Array:
     case Form::Map:
-        if (depth == kDeepest) {
-            fail(at, "nested deeper than " + std::to_string(kDeepest));
+        if (depth == kMaxDepth) {
+            fail(at, "nested deeper than " + std::to_string(kMaxDepth));
         }
         return item.form == Form::Array ? read_array(at, item.argument, depth + 1)
                                         : read_map(at, item.argument, depth + 1);
@@ -286,13 +283,13 @@ platform::OwnedValue Decoder::read_number(std::size_t at, const Item &item) {
     }
     const auto argument = static_cast<std::int64_t>(item.argument);
     const std::int64_t number = item.form == Form::Unsigned ? argument : -1 - argument;
-    return made(at, platform::OwnedValue(TvNumberCreateSInt64(number)));
+    return require_memory(at, platform::OwnedValue(TvNumberCreateSInt64(number)));
 }
 
 platform::OwnedValue Decoder::make_text(std::size_t at, const Item &item) {
     platform::OwnedValue text(TvStringCreateWithBytes(item.content.data(), item.content.size(), kTvStringEncodingUTF8));
     if (!text) {
-        fail(at, "text that is not well-formed UTF-8 or holds a zero");
+        fail(at, "text that is not well-formed UTF-8 or contains a zero byte");
     }
     return text;
 }
@@ -301,20 +298,20 @@ platform::OwnedValue Decoder::read_array(std::size_t at, std::uint64_t count, in
     if (count > _rest.size()) {
         fail(at, "an array of " + std::to_string(count) + " values in " + std::to_string(_rest.size()) + " bytes");
     }
-    platform::OwnedMutableValue array = made(at, platform::OwnedMutableValue(TvArrayCreateMutable()));
+    platform::OwnedMutableValue array = require_memory(at, platform::OwnedMutableValue(TvArrayCreateMutable()));
     for (std::uint64_t index = 0; index < count; ++index) {
         const platform::OwnedValue value = read_value(depth);
-        made(at, TvArrayAppend(array.get(), value.get()));
+        require_memory(at, TvArrayAppend(array.get(), value.get()));
     }
     return platform::OwnedValue(array.detach());
 }
 
 platform::OwnedValue Decoder::read_map(std::size_t at, std::uint64_t count, int depth) {
-    // Each entry takes two bytes at least.
+    // Each entry takes at least two bytes.
     if (count > _rest.size() / 2) {
         fail(at, "a map of " + std::to_string(count) + " entries in " + std::to_string(_rest.size()) + " bytes");
     }
-    platform::OwnedMutableValue map = made(at, platform::OwnedMutableValue(TvDictionaryCreateMutable()));
+    platform::OwnedMutableValue map = require_memory(at, platform::OwnedMutableValue(TvDictionaryCreateMutable()));
     for (std::uint64_t index = 0; index < count; ++index) {
         const std::size_t key_at = position();
         const Item item = read_item();
@@ -323,15 +320,22 @@ platform::OwnedValue Decoder::read_map(std::size_t at, std::uint64_t count, int 
         }
         const platform::OwnedValue key = make_text(key_at, item);
         if (TvDictionaryGetValue(map.get(), TvStringGetCString(key.get())) != nullptr) {
-            fail(key_at, "a key that stands twice in its map");
+            fail(key_at, "a duplicate key in a map");
         }
         const platform::OwnedValue value = read_value(depth);
-        made(at, TvDictionarySetValue(map.get(), key.get(), value.get()));
+        require_memory(at, TvDictionarySetValue(map.get(), key.get(), value.get()));
     }
     return platform::OwnedValue(map.detach());
 }
 
 } // namespace
+
+std::optional<std::vector<unsigned char>> encode_binary_encoding(TvRef value) {
+    Encoder encoder;
+    encoder.write_tag(kSelfDescribedTag);
+    encoder.write(value, 0);
+    return encoder.ok() ? std::optional(encoder.bytes()) : std::nullopt;
+}
 
 platform::OwnedValue decode_binary_encoding(std::span<const std::byte> bytes, const std::string &file,
                                             std::size_t base) {
@@ -339,17 +343,3 @@ platform::OwnedValue decode_binary_encoding(std::span<const std::byte> bytes, co
 }
 
 } // namespace host
-
-TvDataRef TvCreateBinaryEncoding(TvRef value) {
-    if (host::encoding_fault.strikes() || value == nullptr) {
-        return nullptr;
-    }
-    try {
-        host::Encoder encoder;
-        encoder.write_tag(host::kSelfDescribedTag);
-        encoder.write(value, 0);
-        return encoder.ok() ? TvDataCreate(encoder.bytes().data(), encoder.bytes().size()) : nullptr;
-    } catch (const std::bad_alloc &) {
-        return nullptr;
-    }
-}

@@ -5,7 +5,7 @@
 namespace host {
 namespace {
 
-std::string joined(const std::string &file, const std::string &place, const std::string &reason) {
+std::string join(const std::string &file, const std::string &place, const std::string &reason) {
     std::string text;
     for (const std::string *part : {&file, &place, &reason}) {
         if (part->empty()) {
@@ -22,7 +22,7 @@ std::string joined(const std::string &file, const std::string &place, const std:
 } // namespace
 
 Error::Error(std::string file, std::string place, std::string reason)
-    : std::runtime_error(joined(file, place, reason)), _file(std::move(file)), _place(std::move(place)),
+    : std::runtime_error(join(file, place, reason)), _file(std::move(file)), _place(std::move(place)),
       _reason(std::move(reason)) {}
 
 std::string in_quotes(std::string_view name) {

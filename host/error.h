@@ -1,4 +1,4 @@
-/** The one error type of `host/` and `cli/`: made where the cause is known, printed once, at the top. */
+/** The error type of `host/` and `cli/`: thrown where the cause is known, printed once, by `main`. */
 #pragma once
 
 #include <stdexcept>
@@ -7,13 +7,13 @@
 
 namespace host {
 
-/** Something from outside was wrong. `what()` reads "file: place: reason", leaving out what is empty. */
+/** An error in input or in the environment. `what()` is "file: place: reason", without the empty parts. */
 class Error : public std::runtime_error {
 public:
     /**
-     * @param file    the file or other source, as the user named it.
+     * @param file    the file or other source, as the user named it; may be empty.
      * @param place   where in it: "line 12, column 3", "byte 204", "service \"x\""; may be empty.
-     * @param reason  what is wrong there, in one sentence without a full stop.
+     * @param reason  what is wrong, in one sentence without a full stop.
      */
     Error(std::string file, std::string place, std::string reason);
 
@@ -27,7 +27,7 @@ private:
     std::string _reason;
 };
 
-/** A name between quotation marks, as reasons and places show it. */
+/** `name` in double quotes, as reasons and places show names. */
 std::string in_quotes(std::string_view name);
 
 } // namespace host

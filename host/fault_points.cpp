@@ -21,13 +21,13 @@ std::atomic<bool> FaultPoint::_anything_armed{false};
 
 namespace {
 
-/** Every fault point of the process, behind one lock that is taken only while something is armed or counted. */
+/** Every fault point of the process. The lock is taken only while something is armed or counted. */
 struct Points {
     std::mutex mutex;
     std::vector<std::unique_ptr<FaultPoint::State>> states;
 };
 
-/** Never destroyed: operations are called, and so may strike, while the process exits. */
+/** Never destroyed: operations are called while the process exits. */
 Points &points() {
     static Points &instance = *new Points;
     return instance;

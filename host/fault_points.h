@@ -1,6 +1,6 @@
 /**
- * Fault points: every platform operation that can fail asks its own one whether this call shall fail, so that
- * a test can strike call N of operation X. Costs one relaxed load where nothing is armed. Any thread.
+ * Fault points, with which a test makes call N of operation X fail. Every platform operation that can fail asks its own
+ * fault point whether the call is to fail, which costs one relaxed load while nothing is armed. Any thread.
  */
 #pragma once
 
@@ -17,7 +17,7 @@ enum class Strikes {
     ForGood ///< call N and all that follow fail
 };
 
-/** One operation's fault point: a static object in the operation's source file. */
+/** The fault point of one operation: a static object in the operation's source file. */
 class FaultPoint {
 public:
     struct State;
@@ -25,7 +25,7 @@ public:
     /** @param operation the C name of the operation; a literal, unique in the process. */
     explicit FaultPoint(const char *operation);
 
-    /** Whether this call shall fail; asked once at the start of each call of the operation. */
+    /** Whether this call is to fail. Called once at the start of each call of the operation. */
     bool strikes() { return _anything_armed.load(std::memory_order_relaxed) && counts_and_strikes(); }
 
 private:
@@ -40,24 +40,24 @@ private:
 };
 
 /**
- * Makes call `call` (counted from 0, from now on) of `operation` fail. Other operations stay armed.
- * @throws Error for an unknown name.
+ * Makes call `call` of `operation` fail, counted from 0 and from now on. Other operations stay armed.
+ * @throws Error for an unknown operation.
  */
 void arm_fault(std::string_view operation, std::uint64_t call, Strikes strikes);
 
 /** Disarms everything and starts counting calls without failing any. */
 void count_fault_calls();
 
-/** Ends arming and counting; what was counted stays readable until the next arming or counting. */
+/** Ends arming and counting. The counts stay readable until the next arming or counting. */
 void disarm_faults();
 
 struct FaultCount {
     std::string operation;
     std::uint64_t calls;   ///< since the last arming or `count_fault_calls`
-    std::uint64_t strikes; ///< how many of them failed on purpose
+    std::uint64_t strikes; ///< those that were made to fail
 };
 
-/** Every operation that can fail, by name, with its counts. */
+/** The counts of every operation that can fail, sorted by name. */
 std::vector<FaultCount> fault_counts();
 
 } // namespace host

@@ -29,7 +29,7 @@ std::size_t distance(std::string_view a, std::string_view b) {
 
 std::optional<std::string> nearest_word(std::string_view word, const std::vector<std::string_view> &known) {
     std::optional<std::string> nearest;
-    std::size_t best = std::max<std::size_t>(1, word.size() / 3) + 1;
+    std::size_t best = std::max<std::size_t>(2, word.size() / 3) + 1;
     for (const std::string_view candidate : known) {
         if (const std::size_t edits = distance(word, candidate); edits < best) {
             best = edits;

@@ -1,4 +1,4 @@
-/** What somebody who typed a wrong word may have meant. */
+/** Suggestions for mistyped words. */
 #pragma once
 
 #include <optional>
@@ -9,12 +9,12 @@
 namespace host {
 
 /**
- * The known word that the fewest keystrokes (a letter left out, added, replaced, or two neighbours swapped)
- * turn `word` into, the first of several; nothing when more than a third of its letters would have to change.
+ * The known word that is the fewest edits (a letter left out, added or replaced, or two neighbours swapped) away from
+ * `word`; the first of several. Nothing when that takes more than two edits and more than a third of the letters.
  */
 std::optional<std::string> nearest_word(std::string_view word, const std::vector<std::string_view> &known);
 
-/** "; did you mean "x"?" for the nearest word, or nothing. */
+/** "; did you mean "x"?" for the nearest word; empty when there is none. */
 std::string suggestion(std::string_view word, const std::vector<std::string_view> &known);
 
 } // namespace host

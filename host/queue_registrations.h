@@ -1,4 +1,4 @@
-/** What a service of the host was handed to call on a serial queue, owned until that queue is closed. */
+/** Handlers that a service calls on a serial queue, with their contexts, owned until that queue is closed. */
 #pragma once
 
 #include <cstddef>
@@ -12,7 +12,7 @@
 
 namespace host {
 
-/** A context with its release function, called exactly once; null means that there is nothing to release. */
+/** A context with its release function, which is called exactly once; null when there is nothing to release. */
 class OwnedContext {
 public:
     using Release = void (*)(void *context);
@@ -37,9 +37,9 @@ private:
 };
 
 /**
- * The registrations of one service. They are dropped, their contexts with them, by the closing of their queue
- * and on its thread; so work that runs on the queue may use what `find` gave it until it returns. All members
- * may be called from any thread, except where said.
+ * The registrations of one service. Closing a queue drops its registrations and their contexts on the queue's thread,
+ * so work on the queue may use the result of `find` until it returns. All members may be called from any thread, unless
+ * stated otherwise.
  */
 template <typename Entry>
 class QueueRegistrations {
@@ -55,13 +55,13 @@ public:
         SerialQueue *queue;
     };
 
-    /** Those of the process. They outlive every queue, also those that are closed while the process ends. */
+    /** The registrations of the process. Never destroyed, because queues may be closed while the process exits. */
     static QueueRegistrations &of_process() {
         static auto &immortal = *new QueueRegistrations;
         return immortal;
     }
 
-    /** @return the registration's number, ascending from 1; 0, with the context released, on a closed queue. */
+    /** @return the registration's number, ascending from 1; 0 for a closed queue, with the context released. */
     std::uint64_t add(RvQueueRef handle, Entry entry, OwnedContext context) {
         SerialQueue *queue = SerialQueue::from_handle(handle);
         const std::uint64_t id = insert({std::move(entry), std::move(context), queue});
@@ -77,7 +77,7 @@ public:
         return 0;
     }
 
-    /** Those that `wanted` accepts, in the order of registration. */
+    /** The registrations that `wanted` accepts, in the order of registration. */
     template <typename Predicate>
     std::vector<Target> targets(Predicate wanted) const {
         std::lock_guard lock(_mutex);
@@ -90,7 +90,7 @@ public:
         return found;
     }
 
-    /** A registration, looked up on its queue; null when it has been dropped. */
+    /** Finds a registration; null when it has been dropped. Called on its queue. */
     const Registration *find(std::uint64_t id) const {
         std::lock_guard lock(_mutex);
         const auto found = _registrations.find(id);
@@ -111,7 +111,7 @@ private:
     }
 
     void drop(std::uint64_t id) {
-        // Goes after the lock: a release function may call the service again.
+        // Destroyed after the lock is released: a release function may call the service again.
         typename decltype(_registrations)::node_type dropped;
         std::lock_guard lock(_mutex);
         dropped = _registrations.extract(id);

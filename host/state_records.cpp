@@ -1,12 +1,11 @@
-#include <algorithm>
-#include <cstddef>
-#include <iterator>
-#include <string_view>
-#include <utility>
+#include "host/state_records.h"
 
-#include "host/RvStateCapture.h"
-#include "host/TvValues.h"
+#include <algorithm>
+#include <iterator>
+
+#include "host/binary_encoding.h"
 #include "host/error.h"
+#include "platform/RvStateCapture.h"
 
 namespace host {
 namespace {
@@ -22,7 +21,7 @@ std::uint32_t little_endian_word(std::span<const std::byte> bytes, std::size_t o
     return word;
 }
 
-/** The text of a field of 64 bytes, which ends at a zero or with the field. */
+/** The text of a 64-byte field, which ends at the first zero byte or with the field. */
 std::string field_text(std::span<const std::byte> header, std::size_t offset) {
     const auto field = header.subspan(offset, sizeof RvStateCaptureRecord::title);
     const auto end = std::find(field.begin(), field.end(), std::byte{0});
@@ -31,7 +30,6 @@ std::string field_text(std::span<const std::byte> header, std::size_t offset) {
     return text;
 }
 
-/** The record that stands at `offset`. */
 StateRecord parse_record(std::span<const std::byte> bytes, std::size_t offset, const std::string &file) {
     const auto rest = bytes.subspan(offset);
     if (rest.size() < kHeaderSize) {

@@ -39,28 +39,13 @@ std::uint64_t word_at(const char *bytes) {
     return word;
 }
 
-/** Whether no byte of a word, or of several words combined by "or", is above 0x7F. */
-bool is_ascii_word(std::uint64_t word) { return (word & 0x8080808080808080) == 0; }
-
-/** A lower bound of the number of ASCII bytes that `text` begins with, found 32 bytes at a time. */
+/** A lower bound of the number of ASCII bytes that `text` begins with, found eight bytes at a time. */
 std::size_t ascii_length(std::string_view text) {
-    if (text.size() < kWord) {
-        return 0;
+    std::size_t length = 0;
+    while (text.size() - length >= kWord && (word_at(text.data() + length) & 0x8080808080808080) == 0) {
+        length += kWord;
     }
-    const char *const begin = text.data();
-    const char *const last_word = begin + text.size() - kWord;
-    const char *next = begin;
-    while (
-        last_word - next >= static_cast<std::ptrdiff_t>(3 * kWord) &&
-        is_ascii_word(word_at(next) | word_at(next + kWord) | word_at(next + 2 * kWord) | word_at(next + 3 * kWord))) {
-        next += 4 * kWord;
-    }
-    while (next < last_word && is_ascii_word(word_at(next))) {
-        next += kWord;
-    }
-    // The rest ends with the last word, which may begin before it.
-    return next >= last_word && is_ascii_word(word_at(last_word)) ? text.size()
-                                                                  : static_cast<std::size_t>(next - begin);
+    return length;
 }
 
 } // namespace

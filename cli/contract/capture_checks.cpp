@@ -8,6 +8,7 @@
 #include "cli/contract/check.h"
 #include "cli/contract/setting.h"
 #include "decoder/ProfileDescription.h"
+#include "host/RvConnection.h"
 #include "host/RvRegistry.h"
 #include "host/TvValues.h"
 #include "host/device/played_qor.h"
@@ -82,8 +83,7 @@ void expect_well_formed(const host::StateRecord &record, std::size_t reports, Fi
 struct Holdings {
     static Holdings count(const host::PlayedQor &qor) {
         return {host::live_values(), host::live_plug_in_references(),
-                host::device_registry::reference_count(qor.driver_entry),
-                host::device_registry::open_connection_count(), held_bytes()};
+                host::device_registry::reference_count(qor.driver_entry), host::open_connection_count(), held_bytes()};
     }
 
     std::size_t values;

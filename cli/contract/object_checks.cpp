@@ -10,7 +10,7 @@
 #include "cli/contract/setting.h"
 #include "host/RvLog.h"
 #include "host/RvNotify.h"
-#include "host/RvRegistry.h"
+#include "host/RvPlugIn.h"
 #include "host/counting_allocator.h"
 #include "host/device/played_qor.h"
 #include "platform/Owned.h"
@@ -46,7 +46,7 @@ void add_random(CheckedModule &module, std::vector<RvUUIDBytes> &all) {
     }
 }
 
-std::size_t live_instances() { return host::device_registry::factory_instance_count(kFactory); }
+std::size_t live_instances() { return host::factory_instance_count(kFactory); }
 
 /** For objects whose table has not been checked yet. */
 void release_if_possible(OndreQORHIDStatisticsRef object) {

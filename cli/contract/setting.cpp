@@ -4,6 +4,11 @@
 
 #include <malloc.h>
 
+#include "decoder/ProfileDescription.h"
+#include "host/RvRegistry.h"
+#include "host/state_records.h"
+#include "platform/Owned.h"
+
 // NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming): the sanitizers' name for it, there only in a
 // program built with one
 extern "C" std::size_t __sanitizer_get_current_allocated_bytes() __attribute__((weak));

@@ -12,6 +12,8 @@
 #include "host/RvHID.h"
 #include "host/RvQueue.h"
 #include "host/RvStateCapture.h"
+#include "host/device/qor_plug_ins.h"
+#include "host/state_records.h"
 
 namespace cli {
 

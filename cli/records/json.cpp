@@ -7,6 +7,7 @@
 #include "cli/terminal/hex.h"
 #include "cli/terminal/json_text.h"
 #include "host/TvValues.h"
+#include "platform/RvStateCapture.h"
 
 namespace cli {
 namespace {

@@ -6,7 +6,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "host/RvStateCapture.h"
+#include "host/state_records.h"
 
 namespace cli {
 

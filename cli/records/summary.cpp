@@ -9,6 +9,7 @@
 #include "host/TvValues.h"
 #include "host/count_text.h"
 #include "host/error.h"
+#include "host/state_records.h"
 #include "host/utf8.h"
 
 namespace cli {

@@ -11,6 +11,7 @@
 #include "cli/records/sensor.h"
 #include "cli/records/value_text.h"
 #include "cli/terminal/hex.h"
+#include "platform/RvStateCapture.h"
 
 namespace cli {
 namespace {

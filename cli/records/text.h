@@ -6,7 +6,7 @@
 #include <string>
 
 #include "cli/terminal/text_style.h"
-#include "host/RvStateCapture.h"
+#include "host/state_records.h"
 
 namespace cli {
 

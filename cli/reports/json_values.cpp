@@ -5,22 +5,16 @@
 #include <string>
 
 #include "cli/terminal/hex.h"
+#include "host/utf8.h"
 
 namespace cli {
 namespace {
 
-/**
- * The first character of `text` if it has to be escaped: quotation marks, backslashes, and the control characters up
- * to U+001F and from U+007F to U+009F. Otherwise empty.
- */
+/** The first character of `text` if it has to be escaped: a quotation mark, a backslash, or a control character. Or
+ * empty. */
 std::string_view to_escape(std::string_view text) {
-    const auto byte = [text](std::size_t index) { return static_cast<unsigned char>(text[index]); };
-    if (byte(0) < 0x20 || byte(0) == 0x7F || byte(0) == '"' || byte(0) == '\\') {
-        return text.substr(0, 1);
-    }
-    // U+0080 to U+009F are C2 80 to C2 9F. The last byte is the character's number.
-    const bool is_upper_control = byte(0) == 0xC2 && text.size() > 1 && byte(1) <= 0x9F;
-    return text.substr(0, is_upper_control ? 2 : 0);
+    const bool is_mark = text.starts_with('"') || text.starts_with('\\');
+    return text.substr(0, is_mark ? 1 : host::control_character_length(text));
 }
 
 } // namespace

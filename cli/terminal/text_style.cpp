@@ -20,16 +20,6 @@ constexpr std::string_view kFaint = "\x1b[2m";
 constexpr std::string_view kCyan = "\x1b[36m";
 constexpr std::string_view kPlain = "\x1b[0m";
 
-bool is_low_control(std::string_view sequence) {
-    const auto byte = static_cast<unsigned char>(sequence[0]);
-    return sequence.size() == 1 && (byte < 0x20 || byte == 0x7F);
-}
-
-/** U+0080 to U+009F, which some terminals interpret. */
-bool is_high_control(std::string_view sequence) {
-    return sequence.size() == 2 && sequence[0] == '\xC2' && static_cast<unsigned char>(sequence[1]) < 0xA0;
-}
-
 std::string surround(std::string_view before, const std::string &text) {
     return text.empty() ? text : std::string(before) + text + std::string(kPlain);
 }
@@ -67,9 +57,10 @@ std::string escape_controls(std::string_view text) {
     while (!text.empty()) {
         const std::size_t length = host::utf8_sequence_length(text);
         const std::string_view sequence = text.substr(0, std::max<std::size_t>(1, length));
-        if (length == 0 || is_low_control(sequence)) {
+        const std::size_t control_length = host::control_character_length(text);
+        if (length == 0 || control_length == 1) {
             escaped += "\\x" + hex(sequence);
-        } else if (is_high_control(sequence)) {
+        } else if (control_length == 2) {
             escaped += "\\u00" + hex(sequence.substr(1));
         } else {
             escaped += sequence;

@@ -6,9 +6,11 @@
 #include <memory>
 
 #include "host/RvAllocator.h"
+#include "host/RvConnection.h"
 #include "host/RvHID.h"
 #include "host/RvLog.h"
 #include "host/RvNotify.h"
+#include "host/RvPlugIn.h"
 #include "host/RvQueue.h"
 #include "host/RvRegistry.h"
 #include "host/RvStateCapture.h"
@@ -185,11 +187,9 @@ public:
     void remove(RvRegistryEntry entry) override { host::device_registry::remove(entry); }
 
     std::size_t references(RvRegistryEntry entry) override { return host::device_registry::reference_count(entry); }
-    std::size_t open_connections() override { return host::device_registry::open_connection_count(); }
+    std::size_t open_connections() override { return host::open_connection_count(); }
     std::size_t plug_in_references() override { return host::live_plug_in_references(); }
-    std::size_t factory_instances(const RvUUIDBytes &factory) override {
-        return host::device_registry::factory_instance_count(factory);
-    }
+    std::size_t factory_instances(const RvUUIDBytes &factory) override { return host::factory_instance_count(factory); }
 };
 
 class HostHIDPort final : public contract::HIDPort {

@@ -29,7 +29,7 @@ std::string hex(const std::string &bytes) {
 }
 
 /** The bytes of a value's encoding. */
-std::string encoded(TvRef value) {
+std::string encode(TvRef value) {
     const OwnedValue data(TvCreateBinaryEncoding(value));
     EXPECT_TRUE(data);
     return {reinterpret_cast<const char *>(TvDataGetBytes(data.get())), TvDataGetLength(data.get())};
@@ -37,14 +37,12 @@ std::string encoded(TvRef value) {
 
 /** The encoding in hex without the self-described tag, whose three bytes are checked. */
 std::string encoded_hex(TvRef value) {
-    const std::string digits = hex(encoded(value));
+    const std::string digits = hex(encode(value));
     EXPECT_EQ(digits.substr(0, 6), "d9d9f7");
     return digits.substr(6);
 }
 
-TEST(EncodingContract, EncodingStandsBehindTheSelfDescribedTag) {
-    EXPECT_EQ(hex(encoded(number(0).get())), "d9d9f700");
-}
+TEST(EncodingContract, EncodingStandsBehindTheSelfDescribedTag) { EXPECT_EQ(hex(encode(number(0).get())), "d9d9f700"); }
 
 struct NumberRow {
     std::int64_t number;
@@ -102,7 +100,7 @@ TEST(EncodingContract, StringsAreTextWithTheShortestLength) {
     EXPECT_EQ(encoded_hex(text(std::string(24, 'a')).get()).substr(0, 6), "781861");
     EXPECT_EQ(encoded_hex(text(std::string(256, 'a')).get()).substr(0, 8), "79010061");
     EXPECT_EQ(encoded_hex(text(std::string(65'536, 'a')).get()).substr(0, 12), "7a0001000061");
-    EXPECT_EQ(encoded(text(std::string(65'536, 'a')).get()).size(), 3u + 5u + 65'536u);
+    EXPECT_EQ(encode(text(std::string(65'536, 'a')).get()).size(), 3u + 5u + 65'536u);
 }
 
 TEST(EncodingContract, DataAreByteStrings) {
@@ -172,11 +170,11 @@ TEST(EncodingContract, EqualTreesHaveEqualBytesHoweverTheyWereBuilt) {
         ASSERT_TRUE(TvDictionarySetValue(other.get(), text(std::to_string(49 - key)).get(), number(49 - key).get()));
     }
 
-    EXPECT_EQ(encoded(one.get()), encoded(other.get()));
+    EXPECT_EQ(encode(one.get()), encode(other.get()));
 }
 
 /** A number inside `depth` arrays. */
-OwnedValue nested(int depth) {
+OwnedValue nest(int depth) {
     OwnedValue value = number(7);
     for (int level = 0; level < depth; ++level) {
         OwnedMutableValue outer(TvArrayCreateMutable());
@@ -192,17 +190,17 @@ TEST(EncodingContract, SixtyFourLevelsAreEncoded) {
         expected += "81";
     }
 
-    EXPECT_EQ(encoded_hex(nested(64).get()), expected + "07");
+    EXPECT_EQ(encoded_hex(nest(64).get()), expected + "07");
 }
 
 TEST(EncodingContract, MoreThanSixtyFourLevelsAreNotEncoded) {
-    EXPECT_EQ(TvCreateBinaryEncoding(nested(65).get()), nullptr);
-    EXPECT_EQ(TvCreateBinaryEncoding(nested(100'000).get()), nullptr);
+    EXPECT_EQ(TvCreateBinaryEncoding(nest(65).get()), nullptr);
+    EXPECT_EQ(TvCreateBinaryEncoding(nest(100'000).get()), nullptr);
 }
 
 TEST(EncodingContract, DictionariesCountAsLevelsLikeArrays) {
     const OwnedMutableValue inner(TvDictionaryCreateMutable());
-    ASSERT_TRUE(TvDictionarySetValue(inner.get(), text("k").get(), nested(63).get()));
+    ASSERT_TRUE(TvDictionarySetValue(inner.get(), text("k").get(), nest(63).get()));
     const OwnedMutableValue outer(TvDictionaryCreateMutable());
     ASSERT_TRUE(TvDictionarySetValue(outer.get(), text("k").get(), inner.get()));
 

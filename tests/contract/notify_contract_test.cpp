@@ -10,14 +10,14 @@
 
 namespace {
 
-/** A registration's context, and what happened to it. */
+/** A registration's context, which records its calls and its release. */
 struct Listener {
     std::vector<std::int32_t> tokens;
     int releases = 0;
     bool always_on_queue = true;
     RvQueueRef queue = nullptr;
 
-    static void notified(std::int32_t token, void *context) {
+    static void on_notification(std::int32_t token, void *context) {
         auto *self = static_cast<Listener *>(context);
         self->tokens.push_back(token);
         self->always_on_queue = self->always_on_queue && contract::port().queue().is_current(self->queue);
@@ -35,7 +35,7 @@ protected:
 
     RvStatus listen(const char *name, std::int32_t *token = nullptr) {
         listener.queue = queue;
-        return RvNotifyRegister(name, queue, token, Listener::notified, &listener, Listener::release);
+        return RvNotifyRegister(name, queue, token, Listener::on_notification, &listener, Listener::release);
     }
 
     RvQueueRef queue = nullptr;
@@ -95,7 +95,7 @@ TEST_F(NotifyContract, RegisteringTwiceMeansBeingCalledTwiceWithTwoTokens) {
 TEST_F(NotifyContract, TokenAndReleaseFunctionMayBeNull) {
     listener.queue = queue;
 
-    ASSERT_EQ(RvNotifyRegister("some.name", queue, nullptr, Listener::notified, &listener, nullptr), 0u);
+    ASSERT_EQ(RvNotifyRegister("some.name", queue, nullptr, Listener::on_notification, &listener, nullptr), 0u);
     post("some.name");
 
     EXPECT_EQ(listener.tokens.size(), 1u);
@@ -116,9 +116,9 @@ TEST_F(NotifyContract, ContextIsReleasedOnceWhenTheQueueEndsAndNothingIsDelivere
 TEST_F(NotifyContract, RegistrationWithoutQueueNameOrHandlerFailsReleasesTheContextAndLeavesTheToken) {
     std::int32_t token = -7;
 
-    EXPECT_NE(RvNotifyRegister("n", nullptr, &token, Listener::notified, &listener, Listener::release), 0u);
+    EXPECT_NE(RvNotifyRegister("n", nullptr, &token, Listener::on_notification, &listener, Listener::release), 0u);
     EXPECT_EQ(listener.releases, 1);
-    EXPECT_NE(RvNotifyRegister(nullptr, queue, &token, Listener::notified, &listener, Listener::release), 0u);
+    EXPECT_NE(RvNotifyRegister(nullptr, queue, &token, Listener::on_notification, &listener, Listener::release), 0u);
     EXPECT_EQ(listener.releases, 2);
     EXPECT_NE(RvNotifyRegister("n", queue, &token, nullptr, &listener, Listener::release), 0u);
     EXPECT_EQ(listener.releases, 3);

@@ -1,9 +1,8 @@
 /**
- * What a port of the platform provides besides the platform library itself, so that the contract tests can watch
- * the library from the host's side.
+ * The host's side of a platform library, through which the contract tests drive and observe it.
  *
- * To run the tests against another library: define `contract::port()` in one source file, link it with the test
- * files of this folder and with that library. The test files include nothing but `platform/` and this header.
+ * To run the tests against another library, define `contract::port()` in one source file and link it with the test
+ * files of this folder and that library. The test files include only `platform/` and this header.
  */
 #pragma once
 
@@ -30,13 +29,13 @@ class AllocatorPort {
 public:
     virtual ~AllocatorPort() = default;
 
-    /** An allocator other than the default one, with memory to give. Lives as long as the process. */
+    /** An allocator other than the default one, with free memory. Lives as long as the process. */
     virtual RvAllocatorRef another_allocator() = 0;
 
     /** An allocator that never has memory. Lives as long as the process. */
     virtual RvAllocatorRef exhausted_allocator() = 0;
 
-    /** How many pieces of storage of `another_allocator` have been given and not given back. */
+    /** The number of allocations of `another_allocator` that have not been freed. */
     virtual std::size_t pieces_in_use() = 0;
 };
 
@@ -54,13 +53,13 @@ public:
 
     virtual ~LogPort() = default;
 
-    /** Makes every level reach a reader, from now on, and forgets what was read. */
+    /** Enables every level, and starts recording messages afresh. */
     virtual void listen() = 0;
 
-    /** What was written since `listen`, in order. */
+    /** The messages written since `listen`, in order. */
     virtual std::vector<Message> messages() = 0;
 
-    /** Ends listening; when nobody else listens, no level is enabled any more. */
+    /** Ends listening. While nobody listens, no level is enabled. */
     virtual void stop_listening() = 0;
 
     /** Enables or disables one level. */
@@ -75,14 +74,14 @@ public:
     /** Removes everything. */
     virtual void clear() = 0;
 
-    /** Every scalar that is there. */
+    /** All scalars, by key. */
     virtual std::map<std::string, std::int64_t> scalars() = 0;
 
-    /** Every distribution that holds a value: its values in ascending order, each as often as it was put in. */
+    /** All distributions that are not empty, by key: their values in ascending order, with duplicates. */
     virtual std::map<std::string, std::vector<double>> distributions() = 0;
 };
 
-/** The device registry's other side: entries, their drivers for user clients, and their plug-ins. */
+/** The device registry: its entries, with their drivers for user clients and their plug-ins. */
 class RegistryPort {
 public:
     struct Entry {
@@ -95,7 +94,7 @@ public:
          * Whether the entry has this driver for user clients:
          * connection type 9 is refused with 0xE0001234;
          * method 1 answers each scalar with that scalar plus one, and the bytes that it was given;
-         * method 2 fills what room it has, up to 64 bytes, with 0x5A, and reports 64;
+         * method 2 fills the output, up to 64 bytes, with 0x5A, and reports 64;
          * method 3 fails with 0xE0005678 and reports a size of 7;
          * there are no other methods.
          */
@@ -110,26 +109,26 @@ public:
     /** Adds an entry, as its parents' last child. @return its handle, without a reference. */
     virtual RvRegistryEntry add(const Entry &entry) = 0;
 
-    /** Puts a property, which the entry retains. */
+    /** Sets a property, which the entry retains. */
     virtual void set_property(RvRegistryEntry entry, const std::string &key, TvRef value) = 0;
 
-    /** Takes an entry out. */
+    /** Removes an entry. */
     virtual void remove(RvRegistryEntry entry) = 0;
 
-    /** How many references to the entry were given and not given back. */
+    /** The number of references to the entry that have not been released. */
     virtual std::size_t references(RvRegistryEntry entry) = 0;
 
-    /** How many connections are open. */
+    /** The number of open connections. */
     virtual std::size_t open_connections() = 0;
 
-    /** How many references to plug-in objects and their interfaces are alive. */
+    /** The number of references to plug-in objects and their interfaces that have not been released. */
     virtual std::size_t plug_in_references() = 0;
 
-    /** How many live objects a factory has registered. */
+    /** The number of live objects that a factory has registered. */
     virtual std::size_t factory_instances(const RvUUIDBytes &factory) = 0;
 };
 
-/** The HID event system's other side. */
+/** The HID event system. */
 class HIDPort {
 public:
     struct Service {
@@ -144,10 +143,10 @@ public:
     virtual RvHIDServiceRef make_service(const Service &service) = 0;
     virtual void forget_services() = 0;
 
-    /** Lets no device object be made on this entry. */
+    /** Makes the creation of device objects on this entry fail. */
     virtual void refuse_device(RvRegistryEntry entry) = 0;
 
-    /** How many device objects are alive. */
+    /** The number of live device objects. */
     virtual std::size_t live_devices() = 0;
 };
 
@@ -166,8 +165,8 @@ public:
     virtual bool is_current(RvQueueRef queue) = 0;
 
     /**
-     * Ends a queue as the host does when it is done with a plug-in: returns when everything that was bound to it
-     * is dropped. The handle stays valid. Does nothing for a queue that has ended.
+     * Closes a queue as the host does after its last call of a plug-in. Returns when everything bound to the queue has
+     * been dropped. The handle stays valid. Does nothing for a closed queue.
      */
     virtual void close(RvQueueRef queue) = 0;
 };
@@ -186,11 +185,11 @@ class StateCapturePort {
 public:
     virtual ~StateCapturePort() = default;
 
-    /** Captures the state: the bytes of every record, in the order in which the handlers were asked. */
+    /** Captures the state. @return the bytes of every record, in the order in which the handlers were called. */
     virtual std::vector<std::string> capture(std::uint32_t kind, const std::string &requester) = 0;
 };
 
-/** The port, by role. The objects live as long as the process. */
+/** The port, one object for each role. They live as long as the process. */
 class Port {
 public:
     virtual ~Port() = default;

@@ -27,12 +27,12 @@ struct NumberedHandler {
     Calls *calls;
     int number;
 
-    static void notified(int32_t, void *context) {
+    static void on_notification(int32_t, void *context) {
         auto *self = static_cast<NumberedHandler *>(context);
         self->calls->order.push_back(self->number);
     }
-    static RvStateCaptureRecord *asked(const RvStateCaptureHints *, void *context) {
-        notified(0, context);
+    static RvStateCaptureRecord *on_request(const RvStateCaptureHints *, void *context) {
+        on_notification(0, context);
         return nullptr;
     }
 };
@@ -41,8 +41,8 @@ TEST_F(QueueContract, EverythingBoundToItRunsThereInTheOrderInWhichItCame) {
     Calls calls;
     NumberedHandler notified{&calls, 1};
     NumberedHandler asked{&calls, 2};
-    RvNotifyRegister("first", queue, nullptr, NumberedHandler::notified, &notified, nullptr);
-    RvStateCaptureAddHandler(queue, NumberedHandler::asked, &asked, nullptr);
+    RvNotifyRegister("first", queue, nullptr, NumberedHandler::on_notification, &notified, nullptr);
+    RvStateCaptureAddHandler(queue, NumberedHandler::on_request, &asked, nullptr);
 
     contract::port().notify().post("first");
     contract::port().state_capture().capture(kRvStateCaptureRequest, "somebody");
@@ -57,7 +57,7 @@ TEST_F(QueueContract, RegisteringFromTheQueueItselfWorks) {
     RvStatus status = kRvStatusError;
 
     queues().run(queue, [&] {
-        status = RvNotifyRegister("name", queue, nullptr, NumberedHandler::notified, &notified, nullptr);
+        status = RvNotifyRegister("name", queue, nullptr, NumberedHandler::on_notification, &notified, nullptr);
     });
     contract::port().notify().post("name");
 

@@ -22,7 +22,7 @@ static_assert(offsetof(RvStateCaptureRecord, title) == 136);
 static_assert(offsetof(RvStateCaptureRecord, payload) == 200);
 static_assert(sizeof(RvStateCaptureRecord) == 200);
 
-/** A registration's context: what it answers, and what it was asked. */
+/** A registration's context: the record that it returns, and the requests that it has seen. */
 struct Handler {
     explicit Handler(std::string answered) : payload(std::move(answered)) {}
 
@@ -34,7 +34,7 @@ struct Handler {
     bool always_on_queue = true;
     RvQueueRef queue = nullptr;
 
-    static RvStateCaptureRecord *asked(const RvStateCaptureHints *hints, void *context) {
+    static RvStateCaptureRecord *on_request(const RvStateCaptureHints *hints, void *context) {
         auto *self = static_cast<Handler *>(context);
         self->kinds.push_back(hints->kind);
         self->requester = hints->requester;
@@ -52,7 +52,7 @@ struct Handler {
         return made;
     }
 
-    /** The record as bytes, by the layout: type code and size little-endian, two names, title, payload. */
+    /** The record as bytes: type code and size in little-endian order, two names, title, payload. */
     std::string bytes() const {
         std::string expected(200, '\0');
         expected[0] = 9;
@@ -74,7 +74,7 @@ protected:
 
     std::uint64_t add(Handler &handler) {
         handler.queue = queue;
-        return RvStateCaptureAddHandler(queue, Handler::asked, &handler, Handler::release);
+        return RvStateCaptureAddHandler(queue, Handler::on_request, &handler, Handler::release);
     }
 
     /** A handler that lives until the queue has released it. */
@@ -136,7 +136,7 @@ TEST_F(StateCaptureContract, ReleaseFunctionMayBeNull) {
     Handler &handler = handler_answering("x");
     handler.queue = queue;
 
-    ASSERT_NE(RvStateCaptureAddHandler(queue, Handler::asked, &handler, nullptr), 0u);
+    ASSERT_NE(RvStateCaptureAddHandler(queue, Handler::on_request, &handler, nullptr), 0u);
 
     EXPECT_EQ(capture(kRvStateCaptureRequest).size(), 1u);
 }
@@ -157,7 +157,7 @@ TEST_F(StateCaptureContract, ContextIsReleasedOnceWhenTheQueueEndsAndTheHandlerI
 TEST_F(StateCaptureContract, RegistrationWithoutQueueOrHandlerFailsAndReleasesTheContext) {
     Handler &handler = handler_answering("");
 
-    EXPECT_EQ(RvStateCaptureAddHandler(nullptr, Handler::asked, &handler, Handler::release), 0u);
+    EXPECT_EQ(RvStateCaptureAddHandler(nullptr, Handler::on_request, &handler, Handler::release), 0u);
     EXPECT_EQ(handler.releases, 1);
     EXPECT_EQ(RvStateCaptureAddHandler(queue, nullptr, &handler, Handler::release), 0u);
     EXPECT_EQ(handler.releases, 2);

@@ -347,7 +347,7 @@ TEST(ValuesContract, NullFormatMakesNoString) {
 }
 
 TEST(ValuesContract, FormatIsThatOfTheCLocaleWhateverTheProcessChose) {
-    // Any installed locale whose decimal point is a comma will do.
+    // Any installed locale whose decimal point is a comma.
     const char *const kCommaLocales[] = {"de_DE.UTF-8", "fr_FR.UTF-8", "de_DE.utf8", "de_DE"};
     const std::string before = std::setlocale(LC_ALL, nullptr);
     bool found = false;

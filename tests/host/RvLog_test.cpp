@@ -18,7 +18,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::MatchesRegex;
 
-/** What reached the journal. */
+/** The lines written to the journal. */
 struct JournalEntry {
     std::string message;
     int priority;
@@ -36,7 +36,7 @@ std::string text_argument(va_list &arguments) {
 
 } // namespace
 
-/** Stands in for the journal's own function, so that no journal need run: the three fields that a line has. */
+/** Replaces the journal's own function, so that no journal need run. Takes the three fields of a line. */
 extern "C" int sd_journal_send(const char *format, ...) {
     va_list arguments;
     va_start(arguments, format);
@@ -118,7 +118,7 @@ TEST_F(Log, FileThatCannotBeOpenedIsAnErrorThatNamesItAndTheReason) {
         (void)host::log_to_file(path("missing/log"));
         FAIL() << "opened";
     } catch (const host::Error &error) {
-        EXPECT_EQ(error.what(), path("missing/log") + ": the log cannot be written there: No such file or directory");
+        EXPECT_EQ(error.what(), path("missing/log") + ": cannot open the log file: No such file or directory");
     }
     EXPECT_FALSE(std::filesystem::exists(path("missing")));
 }

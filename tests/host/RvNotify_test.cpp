@@ -35,7 +35,7 @@ using testing::HasSubstr;
 
 namespace fs = std::filesystem;
 
-/** A runtime directory of the test's own, so that receivers of this machine's user stay out of it. */
+/** A runtime directory of the test's own, without the receivers of other processes of this user. */
 class Notifications : public testing::Test {
 protected:
     Notifications() {
@@ -62,7 +62,7 @@ protected:
     std::optional<std::string> variable_before;
 };
 
-/** Another process that listens; killed, if still there, when this object goes. */
+/** Another process that listens. Killed, if still running, when this object is destroyed. */
 class Peer {
 public:
     Peer(const std::string &name, int count) {
@@ -134,9 +134,9 @@ TEST_F(Notifications, DeliveryCallsEveryRegistrationOfThatNameWithItsToken) {
     CountedContext other;
     std::int32_t first_token = 0;
     std::int32_t second_token = 0;
-    RvNotifyRegister("name", queue.handle(), &first_token, CountedContext::notified, &first, nullptr);
-    RvNotifyRegister("name", queue.handle(), &second_token, CountedContext::notified, &second, nullptr);
-    RvNotifyRegister("name.longer", queue.handle(), nullptr, CountedContext::notified, &other, nullptr);
+    RvNotifyRegister("name", queue.handle(), &first_token, CountedContext::on_notification, &first, nullptr);
+    RvNotifyRegister("name", queue.handle(), &second_token, CountedContext::on_notification, &second, nullptr);
+    RvNotifyRegister("name.longer", queue.handle(), nullptr, CountedContext::on_notification, &other, nullptr);
 
     const auto delivered = host::deliver_notification("name");
     queue.run([] {});
@@ -151,8 +151,8 @@ TEST_F(Notifications, DeliveryCallsEveryRegistrationOfThatNameWithItsToken) {
 TEST_F(Notifications, RegisteringTwiceMeansBeingCalledTwice) {
     SerialQueue queue;
     CountedContext context;
-    RvNotifyRegister("name", queue.handle(), nullptr, CountedContext::notified, &context, nullptr);
-    RvNotifyRegister("name", queue.handle(), nullptr, CountedContext::notified, &context, nullptr);
+    RvNotifyRegister("name", queue.handle(), nullptr, CountedContext::on_notification, &context, nullptr);
+    RvNotifyRegister("name", queue.handle(), nullptr, CountedContext::on_notification, &context, nullptr);
 
     host::deliver_notification("name");
     queue.run([] {});
@@ -164,7 +164,8 @@ TEST_F(Notifications, ClosingTheQueueReleasesContextsOnceOnTheQueue) {
     CountedContext context;
     SerialQueue queue;
     context.queue = &queue;
-    RvNotifyRegister("name", queue.handle(), nullptr, CountedContext::notified, &context, CountedContext::release);
+    RvNotifyRegister("name", queue.handle(), nullptr, CountedContext::on_notification, &context,
+                     CountedContext::release);
 
     queue.close();
 
@@ -177,7 +178,8 @@ TEST_F(Notifications, ClosingTheQueueReleasesContextsOnceOnTheQueue) {
 TEST_F(Notifications, DeliveryUnderWayDoesNotReachAHandlerDroppedByCloseOnTheQueue) {
     CountedContext context;
     SerialQueue queue;
-    RvNotifyRegister("name", queue.handle(), nullptr, CountedContext::notified, &context, CountedContext::release);
+    RvNotifyRegister("name", queue.handle(), nullptr, CountedContext::on_notification, &context,
+                     CountedContext::release);
 
     std::size_t under_way = 0;
     queue.run([&] {
@@ -197,9 +199,9 @@ TEST_F(Notifications, RegistrationOnAClosedQueueFailsAndReleasesTheContext) {
     CountedContext context;
     std::int32_t token = -5;
 
-    EXPECT_NE(
-        RvNotifyRegister("name", queue.handle(), &token, CountedContext::notified, &context, CountedContext::release),
-        kRvStatusSuccess + 0u);
+    EXPECT_NE(RvNotifyRegister("name", queue.handle(), &token, CountedContext::on_notification, &context,
+                               CountedContext::release),
+              kRvStatusSuccess + 0u);
 
     EXPECT_EQ(context.releases, 1);
     EXPECT_EQ(token, -5);
@@ -210,8 +212,8 @@ TEST_F(Notifications, FaultPointMakesRegistrationFailAndReleaseTheContext) {
     CountedContext context;
     host::arm_fault("RvNotifyRegister", 0, host::Strikes::Once);
 
-    const RvStatus status =
-        RvNotifyRegister("name", queue.handle(), nullptr, CountedContext::notified, &context, CountedContext::release);
+    const RvStatus status = RvNotifyRegister("name", queue.handle(), nullptr, CountedContext::on_notification, &context,
+                                             CountedContext::release);
     host::disarm_faults();
 
     EXPECT_EQ(status, kRvStatusError);
@@ -224,7 +226,7 @@ TEST_F(Notifications, DeliveriesOfEightThreadsAllArrive) {
     constexpr int kRounds = 200;
     SerialQueue queue;
     CountedContext context;
-    RvNotifyRegister("name", queue.handle(), nullptr, CountedContext::notified, &context, nullptr);
+    RvNotifyRegister("name", queue.handle(), nullptr, CountedContext::on_notification, &context, nullptr);
 
     std::vector<std::thread> threads;
     for (int thread = 0; thread < kThreads; ++thread) {
@@ -247,7 +249,7 @@ TEST_F(Notifications, DeliveriesOfEightThreadsAllArrive) {
 TEST_F(Notifications, PostReachesTheOwnProcess) {
     SerialQueue queue;
     CountedContext context;
-    RvNotifyRegister("name", queue.handle(), nullptr, CountedContext::notified, &context, nullptr);
+    RvNotifyRegister("name", queue.handle(), nullptr, CountedContext::on_notification, &context, nullptr);
     const host::NotificationReceiver receiver;
 
     const auto reached = host::post_notification("name");
@@ -331,9 +333,9 @@ TEST_F(Notifications, HostileDatagramsAreIgnoredAndTheNextNameArrives) {
     CountedContext context;
     CountedContext hostile;
     const std::string too_long(host::kMaxNotificationName + 1, 'n');
-    RvNotifyRegister("name", queue.handle(), nullptr, CountedContext::notified, &context, nullptr);
-    RvNotifyRegister("", queue.handle(), nullptr, CountedContext::notified, &hostile, nullptr);
-    RvNotifyRegister(too_long.c_str(), queue.handle(), nullptr, CountedContext::notified, &hostile, nullptr);
+    RvNotifyRegister("name", queue.handle(), nullptr, CountedContext::on_notification, &context, nullptr);
+    RvNotifyRegister("", queue.handle(), nullptr, CountedContext::on_notification, &hostile, nullptr);
+    RvNotifyRegister(too_long.c_str(), queue.handle(), nullptr, CountedContext::on_notification, &hostile, nullptr);
     const host::NotificationReceiver receiver;
 
     send_raw(own_socket(), "");
@@ -351,7 +353,7 @@ TEST_F(Notifications, NameOfFullLengthTravels) {
     SerialQueue queue;
     CountedContext context;
     const std::string name(host::kMaxNotificationName, 'n');
-    RvNotifyRegister(name.c_str(), queue.handle(), nullptr, CountedContext::notified, &context, nullptr);
+    RvNotifyRegister(name.c_str(), queue.handle(), nullptr, CountedContext::on_notification, &context, nullptr);
     const host::NotificationReceiver receiver;
 
     host::post_notification(name);
@@ -390,7 +392,7 @@ TEST_F(Notifications, DirectoryOpenToOthersIsRefusedByBothSides) {
     const std::string receiving = error_of([] { host::NotificationReceiver(); });
     const std::string posting = error_of([] { host::post_notification("name"); });
 
-    EXPECT_THAT(receiving, HasSubstr("not this user's alone"));
+    EXPECT_THAT(receiving, HasSubstr("other users have access"));
     EXPECT_THAT(posting, HasSubstr(directory().string()));
 }
 

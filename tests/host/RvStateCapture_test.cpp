@@ -21,7 +21,7 @@ using testing::ElementsAre;
 
 constexpr std::size_t kHeaderSize = 200;
 
-/** What a handler of these tests answers with, and what it saw. */
+/** The records that a handler returns, and the requests that it has seen. */
 struct Answer {
     std::string payload;
     std::string requester;
@@ -96,7 +96,7 @@ TEST(StateCapture, HandlersOfTwoQueuesAreAskedEachOnItsOwn) {
 TEST(StateCapture, HandlerThatAnswersNothingAddsNothing) {
     CountedContext silent;
     SerialQueue queue;
-    RvStateCaptureAddHandler(queue.handle(), CountedContext::captured_nothing, &silent, CountedContext::release);
+    RvStateCaptureAddHandler(queue.handle(), CountedContext::capture_nothing, &silent, CountedContext::release);
 
     EXPECT_TRUE(host::capture_state(99, "somebody").empty());
 
@@ -107,11 +107,11 @@ TEST(StateCapture, ClosingTheQueueDropsItsHandlersAndReleasesTheirContextsOnceOn
     CountedContext context;
     CountedContext survivor;
     SerialQueue other;
-    RvStateCaptureAddHandler(other.handle(), CountedContext::captured_nothing, &survivor, CountedContext::release);
+    RvStateCaptureAddHandler(other.handle(), CountedContext::capture_nothing, &survivor, CountedContext::release);
     {
         SerialQueue queue;
         context.queue = &queue;
-        RvStateCaptureAddHandler(queue.handle(), CountedContext::captured_nothing, &context, CountedContext::release);
+        RvStateCaptureAddHandler(queue.handle(), CountedContext::capture_nothing, &context, CountedContext::release);
         EXPECT_EQ(host::state_capture_handler_count(), 2u);
 
         queue.close();
@@ -126,7 +126,7 @@ TEST(StateCapture, ClosingTheQueueDropsItsHandlersAndReleasesTheirContextsOnceOn
 TEST(StateCapture, NothingIsCalledAfterTheQueueIsClosed) {
     SerialQueue queue;
     CountedContext context;
-    RvStateCaptureAddHandler(queue.handle(), CountedContext::captured_nothing, &context, CountedContext::release);
+    RvStateCaptureAddHandler(queue.handle(), CountedContext::capture_nothing, &context, CountedContext::release);
     queue.close();
 
     host::capture_state(kRvStateCaptureRequest, "somebody");
@@ -140,7 +140,7 @@ TEST(StateCapture, RegistrationOnAClosedQueueFailsAndReleasesTheContext) {
     CountedContext context;
 
     EXPECT_EQ(
-        RvStateCaptureAddHandler(queue.handle(), CountedContext::captured_nothing, &context, CountedContext::release),
+        RvStateCaptureAddHandler(queue.handle(), CountedContext::capture_nothing, &context, CountedContext::release),
         0u);
 
     EXPECT_EQ(context.releases, 1);
@@ -153,7 +153,7 @@ TEST(StateCapture, FaultPointMakesRegistrationFailAndReleaseTheContext) {
     host::arm_fault("RvStateCaptureAddHandler", 0, host::Strikes::Once);
 
     const auto struck =
-        RvStateCaptureAddHandler(queue.handle(), CountedContext::captured_nothing, &context, CountedContext::release);
+        RvStateCaptureAddHandler(queue.handle(), CountedContext::capture_nothing, &context, CountedContext::release);
     host::disarm_faults();
 
     EXPECT_EQ(struck, 0u);
@@ -164,7 +164,7 @@ TEST(StateCapture, FaultPointMakesRegistrationFailAndReleaseTheContext) {
 TEST(StateCapture, CapturesOfEightThreadsRaceHarmlesslyWithClose) {
     SerialQueue queue;
     CountedContext context; // without a lock: only the queue touches it while it runs
-    RvStateCaptureAddHandler(queue.handle(), CountedContext::captured_nothing, &context, CountedContext::release);
+    RvStateCaptureAddHandler(queue.handle(), CountedContext::capture_nothing, &context, CountedContext::release);
     std::atomic<bool> closed = false;
 
     std::vector<std::thread> threads;

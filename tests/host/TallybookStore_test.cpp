@@ -100,7 +100,7 @@ TEST_F(TallybookStore, BatchesOfSeveralThreadsAddUp) {
     EXPECT_EQ(host::store_contents(), (host::StoreContents{{{"key", 200}}, {{"key", {{0.0, 100}, {1.0, 100}}}}}));
 }
 
-/** The process's store in a file that a test can take away, and what was reported about it. */
+/** The process's store in a file that a test can make unwritable, and the failures reported. */
 class TallybookStoreInAFile : public TallybookStore {
 protected:
     void SetUp() override {
@@ -117,7 +117,7 @@ protected:
         fs::remove_all(folder);
     }
 
-    /** From now on nothing can be written. */
+    /** Makes every write fail from now on. */
     void take_away() const { fs::rename(file, folder / "away"); }
     void bring_back() const { fs::rename(folder / "away", file); }
 

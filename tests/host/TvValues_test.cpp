@@ -93,22 +93,22 @@ TEST(TypedValues, SetValueRefusesNullAndTextThatIsNoKey) {
 
 // ---- failing on purpose
 
-/** Every operation that makes or changes a value, and a call of it that fails exactly when it is struck. */
+/** An operation that creates or changes a value, and a call that fails exactly when its fault point strikes. */
 struct FailingOperation {
     const char *name;
     std::function<bool()> succeeds;
 };
 
-bool made(TvRef value) { return static_cast<bool>(OwnedValue(value)); }
+bool is_created(TvRef value) { return static_cast<bool>(OwnedValue(value)); }
 
-bool appends() {
+bool append_value() {
     const OwnedMutableValue array(TvArrayCreateMutable());
     const bool appended = TvArrayAppend(array.get(), TvBooleanGet(true));
     EXPECT_EQ(TvArrayGetCount(array.get()), appended ? 1u : 0u);
     return appended;
 }
 
-bool sets() {
+bool set_value() {
     const OwnedMutableValue dictionary(TvDictionaryCreateMutable());
     const bool set = TvDictionarySetValue(dictionary.get(), text("key").get(), TvBooleanGet(true));
     EXPECT_EQ(TvDictionaryGetCount(dictionary.get()), set ? 1u : 0u);
@@ -116,17 +116,17 @@ bool sets() {
 }
 
 const FailingOperation kFailingOperations[] = {
-    {"TvStringCreateWithCString", [] { return made(TvStringCreateWithCString("x", kTvStringEncodingUTF8)); }},
-    {"TvStringCreateWithBytes", [] { return made(TvStringCreateWithBytes("x", 1, kTvStringEncodingUTF8)); }},
-    {"TvStringCreateWithFormat", [] { return made(TvStringCreateWithFormat("%d", 1)); }},
-    {"TvNumberCreateSInt32", [] { return made(TvNumberCreateSInt32(1)); }},
-    {"TvNumberCreateSInt64", [] { return made(TvNumberCreateSInt64(1)); }},
-    {"TvDataCreate", [] { return made(TvDataCreate("x", 1)); }},
-    {"TvArrayCreateMutable", [] { return made(TvArrayCreateMutable()); }},
-    {"TvArrayAppend", appends},
-    {"TvDictionaryCreateMutable", [] { return made(TvDictionaryCreateMutable()); }},
-    {"TvDictionarySetValue", sets},
-    {"TvCreateBinaryEncoding", [] { return made(TvCreateBinaryEncoding(TvBooleanGet(true))); }},
+    {"TvStringCreateWithCString", [] { return is_created(TvStringCreateWithCString("x", kTvStringEncodingUTF8)); }},
+    {"TvStringCreateWithBytes", [] { return is_created(TvStringCreateWithBytes("x", 1, kTvStringEncodingUTF8)); }},
+    {"TvStringCreateWithFormat", [] { return is_created(TvStringCreateWithFormat("%d", 1)); }},
+    {"TvNumberCreateSInt32", [] { return is_created(TvNumberCreateSInt32(1)); }},
+    {"TvNumberCreateSInt64", [] { return is_created(TvNumberCreateSInt64(1)); }},
+    {"TvDataCreate", [] { return is_created(TvDataCreate("x", 1)); }},
+    {"TvArrayCreateMutable", [] { return is_created(TvArrayCreateMutable()); }},
+    {"TvArrayAppend", append_value},
+    {"TvDictionaryCreateMutable", [] { return is_created(TvDictionaryCreateMutable()); }},
+    {"TvDictionarySetValue", set_value},
+    {"TvCreateBinaryEncoding", [] { return is_created(TvCreateBinaryEncoding(TvBooleanGet(true))); }},
 };
 
 TEST(TypedValues, EveryOperationThatCanFailFailsWhenItIsStruckAndWorksAgainAfterwards) {

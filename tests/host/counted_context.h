@@ -1,4 +1,4 @@
-/** A registration's context that counts how often it was released, and what its handler was given. */
+/** A registration's context that counts its releases and records the arguments of its handler. */
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@ struct CountedContext {
     int releases = 0;
     int calls = 0;
     bool released_on_queue = false;
-    const host::SerialQueue *queue = nullptr; ///< when set, `released_on_queue` is about it
+    const host::SerialQueue *queue = nullptr; ///< the queue that `released_on_queue` refers to; may be null
     std::vector<std::int32_t> tokens;
     std::vector<std::uint32_t> kinds;
 
@@ -21,13 +21,13 @@ struct CountedContext {
         self->released_on_queue = self->queue != nullptr && self->queue->is_current();
     }
 
-    static void notified(std::int32_t token, void *context) {
+    static void on_notification(std::int32_t token, void *context) {
         auto *self = static_cast<CountedContext *>(context);
         ++self->calls;
         self->tokens.push_back(token);
     }
 
-    static RvStateCaptureRecord *captured_nothing(const RvStateCaptureHints *hints, void *context) {
+    static RvStateCaptureRecord *capture_nothing(const RvStateCaptureHints *hints, void *context) {
         auto *self = static_cast<CountedContext *>(context);
         ++self->calls;
         self->kinds.push_back(hints->kind);

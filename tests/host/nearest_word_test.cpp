@@ -14,6 +14,10 @@ TEST(NearestWordTest, FindsTheWordOneSlipAway) {
     EXPECT_EQ(host::nearest_word("rnu", kWords), "run");
 }
 
+TEST(NearestWordTest, FindsTheWordTwoSlipsAwayOfAShortWordToo) {
+    EXPECT_EQ(host::nearest_word("val", {"key", "value"}), "value");
+}
+
 TEST(NearestWordTest, AWordIsNearestToItself) { EXPECT_EQ(host::nearest_word("show", {"shown", "show"}), "show"); }
 
 TEST(NearestWordTest, TheFirstOfSeveralWins) { EXPECT_EQ(host::nearest_word("cat", {"bat", "hat"}), "bat"); }

@@ -9,6 +9,7 @@
 #include "host/RvStateCapture.h"
 #include "host/TvValues.h"
 #include "host/error.h"
+#include "host/state_records.h"
 
 namespace {
 
@@ -26,7 +27,7 @@ void put_text(RecordBytes &bytes, std::size_t offset, const std::string &text) {
     std::memcpy(bytes.data() + offset, text.data(), text.size());
 }
 
-/** A record as the service's layout says: type code, payload size, three texts of 64 bytes, payload. */
+/** A record in the layout of the service: type code, payload size, three texts of 64 bytes, payload. */
 RecordBytes record(const std::string &title, const std::vector<int> &payload, std::uint32_t type_code = 1) {
     RecordBytes bytes(kHeaderSize + payload.size());
     put_word(bytes, 0, type_code);
@@ -38,10 +39,10 @@ RecordBytes record(const std::string &title, const std::vector<int> &payload, st
     return bytes;
 }
 
-/** {} behind the self-described tag. */
+/** {} after the self-described tag. */
 const std::vector<int> kEmptyDictionary = {0xD9, 0xD9, 0xF7, 0xA0};
 
-RecordBytes joined(const std::vector<RecordBytes> &records) {
+RecordBytes join(const std::vector<RecordBytes> &records) {
     RecordBytes all;
     for (const RecordBytes &one : records) {
         all.insert(all.end(), one.begin(), one.end());
@@ -79,7 +80,7 @@ TEST(StateRecords, RecordIsReadWithItsTextsAndItsPayload) {
 
 TEST(StateRecords, RecordsStandEndToEnd) {
     const auto records = host::parse_records(
-        joined({record("one", kEmptyDictionary), record("two", {0x01}), record("three", {0x02})}), "");
+        join({record("one", kEmptyDictionary), record("two", {0x01}), record("three", {0x02})}), "");
 
     ASSERT_EQ(records.size(), 3u);
     EXPECT_EQ(records[1].title, "two");
@@ -148,13 +149,13 @@ TEST(StateRecords, SizeOfTheSecondRecordIsNamedByItsPlaceInTheFile) {
     RecordBytes second = record("lie", kEmptyDictionary);
     put_word(second, 4, 1000);
 
-    EXPECT_EQ(refusal(joined({record("one", kEmptyDictionary), second})),
+    EXPECT_EQ(refusal(join({record("one", kEmptyDictionary), second})),
               "dump.bin: byte 208: the payload size is 1000 and only 4 bytes are left");
 }
 
 TEST(StateRecords, PayloadThatIsNoEncodingIsRefusedByItsPlaceInTheFile) {
-    EXPECT_EQ(refusal(joined({record("one", kEmptyDictionary), record("bad", {0x81, 0xF6})})),
-              "dump.bin: byte 405: a null, which stands for no typed value");
+    EXPECT_EQ(refusal(join({record("one", kEmptyDictionary), record("bad", {0x81, 0xF6})})),
+              "dump.bin: byte 405: a null is not supported");
 }
 
 TEST(StateRecords, EmptyPayloadOfATypedValueIsRefused) {

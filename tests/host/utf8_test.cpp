@@ -60,4 +60,18 @@ TEST(Utf8Test, CountsCharactersNotBytes) {
     EXPECT_EQ(host::character_count("a\xFF\xFE"), 3u);
 }
 
+TEST(Utf8Test, ControlCharactersTakeOneByteOrTwo) {
+    for (int character = 0; character < 0x80; ++character) {
+        const std::string text(2, static_cast<char>(character));
+        const bool is_control = character <= 0x1F || character == 0x7F;
+        EXPECT_EQ(host::control_character_length(text), is_control ? 1U : 0U) << character;
+    }
+    EXPECT_EQ(host::control_character_length("\xC2\x80"), 2U);  // U+0080
+    EXPECT_EQ(host::control_character_length("\xC2\x9F-"), 2U); // U+009F
+    EXPECT_EQ(host::control_character_length("\xC2\xA0"), 0U);  // U+00A0
+    EXPECT_EQ(host::control_character_length("\xC3\x80"), 0U);  // U+00C0
+    EXPECT_EQ(host::control_character_length("\xC2"), 0U);
+    EXPECT_EQ(host::control_character_length(""), 0U);
+}
+
 } // namespace

@@ -16,6 +16,7 @@
 #include "host/counting_allocator.h"
 #include "host/device/played_qor.h"
 #include "host/module/module.h"
+#include "host/state_records.h"
 #include "platform/Owned.h"
 #include "tests/plugin/values.h"
 

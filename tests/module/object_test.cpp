@@ -63,7 +63,7 @@ TEST(ModuleFactory, WithoutMemoryForTheObjectGivesNull) {
 
     EXPECT_EQ(create(kType, &allocator), nullptr);
 
-    EXPECT_EQ(host::device_registry::factory_instance_count(kFactory), 0u);
+    EXPECT_EQ(host::factory_instance_count(kFactory), 0u);
 }
 
 TEST(ModuleObject, LastReleaseGivesTheObjectBackToItsAllocatorAndLeavesTheArray) {
@@ -88,12 +88,12 @@ TEST(ModuleObject, AddRefOnAFreshObjectGivesTwo) {
 TEST(ModuleObject, IsAFactoryInstanceWhileItLives) {
     OndreQORHIDStatisticsRef first = create(kType);
     OndreQORHIDStatisticsRef second = create(kType);
-    EXPECT_EQ(host::device_registry::factory_instance_count(kFactory), 2u);
+    EXPECT_EQ(host::factory_instance_count(kFactory), 2u);
 
     (*first)->Release(first);
-    EXPECT_EQ(host::device_registry::factory_instance_count(kFactory), 1u);
+    EXPECT_EQ(host::factory_instance_count(kFactory), 1u);
     (*second)->Release(second);
-    EXPECT_EQ(host::device_registry::factory_instance_count(kFactory), 0u);
+    EXPECT_EQ(host::factory_instance_count(kFactory), 0u);
 }
 
 TEST(ModuleObject, AnswersEachAcceptedInterfaceWithItselfAndOneMoreReference) {
@@ -217,7 +217,7 @@ TEST(ModuleHosting, HostTakesTheModuleThroughItsWholeLife) {
 
     EXPECT_EQ(while_hosted, 104u);
     EXPECT_EQ(host::state_capture_handler_count(), 0u);
-    EXPECT_EQ(host::device_registry::factory_instance_count(kFactory), 0u);
+    EXPECT_EQ(host::factory_instance_count(kFactory), 0u);
     EXPECT_EQ(host::deliver_notification(kFaultNotification), 0u);
 }
 

@@ -187,7 +187,7 @@ protected:
     ~NamedService() override { host::device_registry::remove(entry); }
 
     void expect_nothing_left_open() const {
-        EXPECT_EQ(host::device_registry::open_connection_count(), 0u);
+        EXPECT_EQ(host::open_connection_count(), 0u);
         EXPECT_EQ(host::device_registry::reference_count(entry), 0u);
     }
 

@@ -1,6 +1,7 @@
 // The object: factory, identity, counting, open and close, the queue.
 
 #include "host/RvNotify.h"
+#include "host/RvPlugIn.h"
 #include "plugin/InterfaceTable.h"
 #include "tests/plugin/plug_in_fixture.h"
 
@@ -51,7 +52,7 @@ TEST(Factory, AnswersNullWithoutMemoryForTheObject) {
     allocator.fail_at(0);
 
     EXPECT_EQ(OndreQORHIDStatisticsFactory(&allocator, RvUUIDGetConstantWithBytes(kType)), nullptr);
-    EXPECT_EQ(host::device_registry::factory_instance_count(kFactory), 0u);
+    EXPECT_EQ(host::factory_instance_count(kFactory), 0u);
 }
 
 TEST(Factory, LivesWithoutMemoryForTheArray) {
@@ -74,14 +75,14 @@ TEST(PlugInObject, PutsTheInterfaceTableFirst) {
 
 TEST(PlugInObject, IsRegisteredAsAFactoryInstanceWhileItLives) {
     Object first = make();
-    EXPECT_EQ(host::device_registry::factory_instance_count(kFactory), 1u);
+    EXPECT_EQ(host::factory_instance_count(kFactory), 1u);
 
     Object second = make();
-    EXPECT_EQ(host::device_registry::factory_instance_count(kFactory), 2u);
+    EXPECT_EQ(host::factory_instance_count(kFactory), 2u);
 
     first.reset();
     second.reset();
-    EXPECT_EQ(host::device_registry::factory_instance_count(kFactory), 0u);
+    EXPECT_EQ(host::factory_instance_count(kFactory), 0u);
 }
 
 TEST(PlugInObject, TakesItsStorageAndItsArrayFromTheAllocatorAndLeavesTheArrayBehind) {

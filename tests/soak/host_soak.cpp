@@ -16,9 +16,9 @@
 
 #include <unistd.h>
 
+#include "host/RvConnection.h"
 #include "host/RvLog.h"
 #include "host/RvNotify.h"
-#include "host/RvRegistry.h"
 #include "host/RvStateCapture.h"
 #include "host/TvValues.h"
 #include "host/device/described_device.h"
@@ -111,7 +111,7 @@ private:
 
 struct Alive {
     std::size_t values = host::live_values();
-    std::size_t connections = host::device_registry::open_connection_count();
+    std::size_t connections = host::open_connection_count();
     std::size_t plug_in_references = host::live_plug_in_references();
 
     friend bool operator==(const Alive &, const Alive &) = default;

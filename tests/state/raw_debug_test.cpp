@@ -2,6 +2,7 @@
 
 #include "decoder/ProfileDescription.h"
 #include "host/TvValues.h"
+#include "host/state_records.h"
 #include "tests/plugin/plug_in_fixture.h"
 
 namespace plug_in_tests {

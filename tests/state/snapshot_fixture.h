@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/TvValues.h"
+#include "host/state_records.h"
 #include "tests/plugin/plug_in_fixture.h"
 
 namespace plug_in_tests {

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "host/TvValues.h"
+#include "host/state_records.h"
 
 namespace sweep {
 namespace {

@@ -16,7 +16,7 @@
 
 #include <unistd.h>
 
-#include "host/RvRegistry.h"
+#include "host/RvPlugIn.h"
 #include "host/TallybookStore.h"
 #include "host/fault_points.h"
 #include "platform/RvStateCapture.h"
@@ -602,7 +602,7 @@ private:
 
     static Facts facts_at_end(Subject &subject) {
         return {{"count", std::to_string(subject.last_count())},
-                {"factory instances", std::to_string(host::device_registry::factory_instance_count(kFactory))}};
+                {"factory instances", std::to_string(host::factory_instance_count(kFactory))}};
     }
 
     std::uint64_t struck_shutdown(const Strike &chosen) {

@@ -2,7 +2,9 @@
 
 #include <set>
 
+#include "host/RvConnection.h"
 #include "host/RvNotify.h"
+#include "host/RvPlugIn.h"
 #include "host/RvRegistry.h"
 #include "host/RvStateCapture.h"
 #include "host/TallybookStore.h"
@@ -178,7 +180,7 @@ Facts Subject::facts() {
     if (_has_interface) {
         facts["interface"] = "there";
     }
-    facts["factory instances"] = std::to_string(host::device_registry::factory_instance_count(kFactory));
+    facts["factory instances"] = std::to_string(host::factory_instance_count(kFactory));
     facts["kept services"] = std::to_string(kept_services());
 
     take_lines();
@@ -205,7 +207,7 @@ Facts Subject::facts() {
 Holdings Subject::process_holdings() {
     return {
         .values = static_cast<std::int64_t>(host::live_values()),
-        .connections = static_cast<std::int64_t>(host::device_registry::open_connection_count()),
+        .connections = static_cast<std::int64_t>(host::open_connection_count()),
         .plug_in_references = static_cast<std::int64_t>(host::live_plug_in_references()),
         .hid_devices = static_cast<std::int64_t>(host::live_hid_devices()),
         .module_blocks = module_memory::live_blocks(),

@@ -51,7 +51,7 @@ def damages(statistics, assets, sensor, profile):
     yield "a map cut short", with_payload(assets, assets[HEADER:-10]), "cut short"
     yield "a map that promises an entry more", replace_bytes(assets, b"\xb8\x33", b"\xb8\x34"), "cut short"
     yield "a key out of order", replace_bytes(assets, b"Slow-DeepUp", b"Aast-DeepUp"), "out of order"
-    yield "a key twice", replace_bytes(assets, b"Slow-DeepUp", b"Slow-(null)"), "stands twice"
+    yield "a key twice", replace_bytes(assets, b"Slow-DeepUp", b"Slow-(null)"), "a duplicate key"
     yield "an event of another name", replace_bytes(assets, b"Slow-DeepUp", b"Slow-DeepUq"), "50 keys for 'asset-key'"
     yield "a gain with five digits", replace_bytes(assets, b"0000 min", b"000  min"), "does not match"
     yield "an unknown key", replace_bytes(sensor, b"rawMode", b"rawModf"), "0 keys for 'rawMode'"

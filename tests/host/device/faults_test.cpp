@@ -1,6 +1,7 @@
 /** The results of registry, plug-in and HID operations when their fault points strike. */
 #include <gtest/gtest.h>
 
+#include "host/RvConnection.h"
 #include "host/RvHID.h"
 #include "host/RvRegistry.h"
 #include "host/device/qor_plug_ins.h"
@@ -126,7 +127,7 @@ TEST_F(DeviceFaults, ConnectionIsNotOpened) {
 
     EXPECT_EQ(RvConnectionOpen(child, 0, &connection), kRvStatusError);
     EXPECT_EQ(connection, kUntouched);
-    EXPECT_EQ(host::device_registry::open_connection_count(), 0u);
+    EXPECT_EQ(host::open_connection_count(), 0u);
 }
 
 TEST_F(DeviceFaults, ConnectionIsClosedThoughTheClosingComplains) {
@@ -135,7 +136,7 @@ TEST_F(DeviceFaults, ConnectionIsClosedThoughTheClosingComplains) {
     strike("RvConnectionClose");
 
     EXPECT_EQ(RvConnectionClose(connection), kRvStatusError);
-    EXPECT_EQ(host::device_registry::open_connection_count(), 0u);
+    EXPECT_EQ(host::open_connection_count(), 0u);
 }
 
 TEST_F(DeviceFaults, MethodCallFailsWithoutReachingTheDriver) {

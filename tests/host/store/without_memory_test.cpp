@@ -101,8 +101,7 @@ protected:
     }
 
     std::string loss_of(std::uint64_t lost) const {
-        return file.string() + ": there was no memory for what came; " + std::to_string(2 * lost) +
-               " operations are lost";
+        return file.string() + ": out of memory; " + std::to_string(2 * lost) + " operations are lost";
     }
 
     platform::OwnedValue key{TvStringCreateWithCString("key", kTvStringEncodingUTF8)};
