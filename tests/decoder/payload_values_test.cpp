@@ -84,7 +84,7 @@ TEST(PayloadValues, ConstantsAreNumbers) {
     EXPECT_EQ(values[2].number, 6u);
 }
 
-TEST(PayloadValues, HexadecimalWordsSaySo) {
+TEST(PayloadValues, HexadecimalWordsAreMarked) {
     const std::vector<payload_value> values = values_of(ReportBuilder(3, 0, 0, 8).u32(36, 0xABCD));
 
     EXPECT_EQ(values[11].key, "xarg6");
@@ -101,7 +101,7 @@ TEST(PayloadValues, TextsAreRawUpToTheFirstZero) {
                               "a");
 }
 
-TEST(PayloadValues, BytesAreAsManyAsTheTextShows) {
+TEST(PayloadValues, BytesHaveTheLengthThatTheTextShows) {
     const _QorProfileReport three = ReportBuilder(1, 0, 0, 0).u16(20, 3).counting(24, 47);
     const _QorProfileReport many = ReportBuilder(1, 0, 0, 0).u16(20, 1000).counting(24, 47);
 
