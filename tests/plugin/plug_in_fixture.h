@@ -1,4 +1,4 @@
-/** What the tests of plugin/, state/ and analytics/ stand on: an object on a queue, and a look inside it. */
+/** The fixture of the tests of plugin/, state/ and analytics/: an object on a queue, and access to its internals. */
 #pragma once
 
 #include <gtest/gtest.h>
@@ -14,7 +14,7 @@
 #include "plugin/OndreQORHIDStatistics.h"
 #include "tests/plugin/qor_player.h"
 
-/** A look at what the object keeps to itself. */
+/** Access to the object's private members. */
 class PlugInInspector {
 public:
     static uint32_t refCount(const OndreQORHIDStatistics &object) { return object._refCount; }
@@ -26,7 +26,7 @@ public:
 
 namespace plug_in_tests {
 
-/** An opened object on a queue, its log recorded. */
+/** An opened object on a queue; its log is recorded. */
 class PlugInTest : public testing::Test {
 protected:
     PlugInTest() {

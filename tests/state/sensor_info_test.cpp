@@ -21,7 +21,7 @@ protected:
 
     std::vector<host::StateRecord> ask() { return read_back(plug_in->stateHandler_SensorInfo(&kHints, context)); }
 
-    /** Every entry of the snapshot; empty when there is no record. */
+    /** All entries of the snapshot; empty if there is no record. */
     Entries snapshot() {
         auto records = ask();
         if (records.empty()) {
@@ -43,7 +43,7 @@ protected:
         return Bytes().text(name, 12).s32(report).s32(batch).s32(threshold).s32(limit).u8(in_use).u16(0xEEEE);
     }
 
-    static Bytes joined(std::initializer_list<Bytes> parts) {
+    static Bytes join(std::initializer_list<Bytes> parts) {
         Bytes all;
         for (const Bytes &part : parts) {
             all.insert(all.end(), part.begin(), part.end());
@@ -52,7 +52,7 @@ protected:
     }
 };
 
-TEST_F(SensorInfo, OfADriverThatKnowsOnlyTheReportIntervalHoldsDefaults) {
+TEST_F(SensorInfo, HoldsDefaultsWhenTheDriverHasOnlyTheReportInterval) {
     const Entries expected = {
         {"reportInterval", "10000"},
         {"sensorType", "QOR interface"},
@@ -133,7 +133,7 @@ TEST_F(SensorInfo, ReadsEachOfItsPropertiesOnceAndNoOther) {
     EXPECT_EQ(reads, expected);
 }
 
-TEST_F(SensorInfo, TakesNamesWithoutAZeroWhole) {
+TEST_F(SensorInfo, ReadsAnUnterminatedNameToItsCapacity) {
     properties[15].bytes = Bytes().text(std::string(40, 'm'), 40);
 
     EXPECT_EQ(value("manufacturer"), std::string(32, 'm'));
@@ -150,7 +150,7 @@ TEST_F(SensorInfo, LeavesOutTextThatIsNotASCII) {
     EXPECT_THAT(all, Contains(Key("model")));
 }
 
-TEST_F(SensorInfo, TellsAMissingLocationByItsCharacterAlone) {
+TEST_F(SensorInfo, DetectsAMissingLocationByItsCharacterAlone) {
     properties[68].bytes = Bytes().u8(0).s32(7);
     EXPECT_EQ(value("location"), "N/A");
 
@@ -190,7 +190,7 @@ INSTANTIATE_TEST_SUITE_P(Counts, Registers,
                                          RegisterCount{32, kAllRegisters}, RegisterCount{33, kAllRegisters},
                                          RegisterCount{4294967295u, kAllRegisters}));
 
-TEST_F(SensorInfo, PrintsWideRegistersWhole) {
+TEST_F(SensorInfo, PrintsTheLargestRegistersInFull) {
     properties[56].bytes = Bytes().s32(31);
     properties[56].bytes.resize(128, 0xFF);
 
@@ -208,7 +208,7 @@ TEST_F(SensorInfo, NumbersExtraLinesAcrossTheFourProperties) {
 
     EXPECT_EQ(all.at("extra0"), "a");
     EXPECT_EQ(all.at("extra1"), "b");
-    EXPECT_EQ(all.at("extra2"), "c"); // the mark at its end does not pass to the next property
+    EXPECT_EQ(all.at("extra2"), "c"); // the mark at the end of property 59 does not carry over to the next property
     EXPECT_EQ(all.at("extra3"), "5");
     EXPECT_THAT(all, Not(Contains(Key("extra4"))));
 }
@@ -232,13 +232,13 @@ TEST_F(SensorInfo, CountsAnExtraLineThatIsNotASCIIAndLeavesItOut) {
     EXPECT_EQ(all.at("extra1"), "b");
 }
 
-TEST_F(SensorInfo, TakesNoExtraDataFromAFailingRead) {
+TEST_F(SensorInfo, IgnoresExtraDataOfAFailingRead) {
     properties[57] = {.status = 0xE00002BC, .bytes = Bytes({2, 'a', 0}), .reported_size = 3};
 
     EXPECT_THAT(snapshot(), Not(Contains(Key("extra0"))));
 }
 
-TEST_F(SensorInfo, TakesNoExtraDataOfReportedLengthZero) {
+TEST_F(SensorInfo, IgnoresExtraDataOfReportedLengthZero) {
     properties[57] = {.status = 0, .bytes = Bytes({2, 'a', 0}), .reported_size = 0};
 
     EXPECT_THAT(snapshot(), Not(Contains(Key("extra0"))));
@@ -247,7 +247,7 @@ TEST_F(SensorInfo, TakesNoExtraDataOfReportedLengthZero) {
 // ---- clients
 
 TEST_F(SensorInfo, ListsClientsInUseUnderTheirRecordNumbers) {
-    commands[57].bytes = joined({client("idle", 1, 2, 3, 4, 0), client("compass", 10000, -1, 3, 4, 1)});
+    commands[57].bytes = join({client("idle", 1, 2, 3, 4, 0), client("compass", 10000, -1, 3, 4, 1)});
     ASSERT_THAT(commands[57].bytes, SizeIs(62));
 
     const Entries all = snapshot();
@@ -256,14 +256,14 @@ TEST_F(SensorInfo, ListsClientsInUseUnderTheirRecordNumbers) {
     EXPECT_EQ(all.at("client1"), "compass: report=10000 batch=-1 threshold=3 timelimit=4");
 }
 
-TEST_F(SensorInfo, ListsNoClientOfAPartialRecord) {
+TEST_F(SensorInfo, IgnoresAPartialClientRecord) {
     commands[57].bytes = client("compass", 1, 2, 3, 4, 1);
     commands[57].bytes.resize(30);
 
     EXPECT_THAT(snapshot(), Not(Contains(Key("client0"))));
 }
 
-TEST_F(SensorInfo, TakesAClientsNameWithoutAZeroWhole) {
+TEST_F(SensorInfo, ReadsAnUnterminatedClientNameToItsCapacity) {
     commands[57].bytes = client("twelve-chars-and-more", 1, 2, 3, 4, 255);
 
     EXPECT_EQ(value("client0"), "twelve-chars: report=1 batch=2 threshold=3 timelimit=4");
@@ -293,7 +293,7 @@ TEST_F(SensorInfo, FailsWhenTheClientsCannotBeRead) {
                               " file: plugin/OndreQORHIDStatistics.cpp, line: 1012 value:e00002d8");
 }
 
-// ---- what fails the snapshot
+// ---- failures of the whole snapshot
 
 TEST_F(SensorInfo, FailsWithoutADriverInterface) {
     Context bare{};
@@ -322,7 +322,7 @@ TEST_F(SensorInfo, FailsWithoutTheReportInterval) {
                                      " file: plugin/OndreQORHIDStatistics.cpp, line: 922 value:e00002d8"));
 }
 
-TEST_F(SensorInfo, TakesAReportIntervalOfAnotherSizeAsZero) {
+TEST_F(SensorInfo, TreatsAReportIntervalOfAnotherSizeAsZero) {
     properties[0].bytes = Bytes().u16(5);
 
     EXPECT_EQ(value("reportInterval"), "0");
@@ -349,7 +349,7 @@ TEST_F(SensorInfo, FailsWithoutAParent) {
                 ElementsAre(": Kelmarks: interface,  file: plugin/OndreQORHIDStatistics.cpp, line: 927 value:0"));
 }
 
-TEST_F(SensorInfo, GivesTheParentBack) {
+TEST_F(SensorInfo, ReleasesTheParent) {
     ask();
 
     EXPECT_EQ(host::device_registry::reference_count(qor.interface_entry), 0u);

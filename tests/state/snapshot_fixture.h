@@ -1,4 +1,4 @@
-/** A driver whose properties and commands a test sets one by one, behind a kept service's context. */
+/** A kept service's context whose driver answers with the properties and commands that a test sets. */
 #pragma once
 
 #include <algorithm>
@@ -38,7 +38,7 @@ public:
 struct Reply {
     RvStatus status = 0;
     std::vector<uint8_t> bytes{};
-    std::optional<std::size_t> reported_size{}; ///< when the driver lies about it
+    std::optional<std::size_t> reported_size{}; ///< if set, reported in place of the number of bytes copied
 };
 
 class SnapshotTest : public PlugInTest {
@@ -59,7 +59,8 @@ protected:
         context = PlugInInspector::services(*plug_in)->at(0);
     }
 
-    /** The text of every key of a record's dictionary: strings as they are, numbers with their width behind. */
+    /** The values of a dictionary as text, by key: strings as they are, numbers in decimal, others by their number of
+     * keys. */
     using Entries = std::map<std::string, std::string>;
 
     static Entries entries(TvDictionaryRef dictionary) {
@@ -79,7 +80,7 @@ protected:
         return std::to_string(value);
     }
 
-    /** A record read back, freed; nothing for null. */
+    /** Parses and frees a record. Empty for null. */
     static std::vector<host::StateRecord> read_back(RvStateCaptureRecord *record) {
         if (record == nullptr) {
             return {};

@@ -13,7 +13,7 @@ Bytes asset(uint8_t enable, int32_t gain, int64_t minimum, int64_t maximum, int3
     return Bytes().u8(enable).s32(gain).s64(minimum).s64(maximum).s32(slot).number(0xEEEEEEEE, 4);
 }
 
-/** 51 assets whose slot is their place in the table. */
+/** 51 assets; the slot of each is its index in the table. */
 Bytes asset_table() {
     Bytes table;
     for (int place = 0; place < 51; ++place) {
@@ -29,7 +29,7 @@ protected:
 
     std::vector<host::StateRecord> ask() { return read_back(plug_in->stateHandler_SSHBAssets(&kHints, context)); }
 
-    /** The text of the first asset of a table that begins with it. */
+    /** The text of `first`, put at the start of a table. */
     std::string first_text(const Bytes &first) {
         Bytes table = asset_table();
         std::copy(first.begin(), first.end(), table.begin());
@@ -39,7 +39,7 @@ protected:
     }
 };
 
-TEST_F(SSHBAssets, HaveOneTextASpeedAndEventInTableOrder) {
+TEST_F(SSHBAssets, HaveOneTextForEachSpeedAndEventInTableOrder) {
     const std::vector<std::string> events = {
         "SingleDown",  "SingleUp",     "DoubleDown",  "DoubleUp",     "TripleDown",  "TripleUp",
         "SingleTapOn", "SingleTapOff", "DoubleTapOn", "DoubleTapOff", "TripleTapOn", "TripleTapOff",
@@ -68,7 +68,7 @@ TEST_F(SSHBAssets, PrintGainsAsFixedPoint) {
     EXPECT_EQ(first_text(asset(0, INT32_MAX, 0, 0, 0)), "enable=0 slot=0 gain=32767.999985 min=0 max=0");
 }
 
-TEST_F(SSHBAssets, PrintTheLongestValuesWhole) {
+TEST_F(SSHBAssets, PrintTheLongestValuesInFull) {
     const std::string text = first_text(asset(255, INT32_MIN, INT64_MIN, INT64_MIN, INT32_MIN));
 
     EXPECT_EQ(text, "enable=255 slot=-2147483648 gain=-32768.000000 min=-9223372036854775808 "
@@ -76,7 +76,7 @@ TEST_F(SSHBAssets, PrintTheLongestValuesWhole) {
     EXPECT_LE(text.size(), 127u);
 }
 
-TEST_F(SSHBAssets, NeedAllOfTheTable) {
+TEST_F(SSHBAssets, NeedTheWholeTable) {
     properties[kProperty].bytes = asset_table();
     for (std::size_t length : {1479u, 1480u, 4096u, 5000u}) {
         properties[kProperty].reported_size = length;
@@ -95,7 +95,7 @@ TEST_F(SSHBAssets, NeedAllOfTheTable) {
     }
 }
 
-TEST_F(SSHBAssets, IgnoreBytesBehindTheTable) {
+TEST_F(SSHBAssets, IgnoreBytesPastTheTable) {
     Bytes longer = asset_table();
     longer.resize(4096, 0xFF);
     properties[kProperty].bytes = longer;

@@ -13,7 +13,7 @@ using testing::Pair;
 using testing::SizeIs;
 using testing::UnorderedElementsAre;
 
-/** 330 bytes in which every field that is read holds a number of its own, and every other byte 0xEE. */
+/** 330 bytes: every field that is read holds a different number, and every other byte is 0xEE. */
 Bytes numbered_statistics() {
     Bytes bytes;
     bytes.s64(1).s64(2).s64(3).s64(4);
@@ -67,7 +67,7 @@ TEST_F(SSHBStatistics, HoldEachFieldUnderItsKey) {
                                      Pair("max_latency_Total", "55")));
 }
 
-TEST_F(SSHBStatistics, KeepThePlayAssetTimeOfTheUpEdgeOnly) {
+TEST_F(SSHBStatistics, KeepOnlyThePlayAssetTimeOfTheUpEdge) {
     properties[kProperty].bytes = numbered_statistics();
 
     auto records = ask();
@@ -111,7 +111,7 @@ TEST_F(SSHBStatistics, StoreAllBitsSetAsMinusOne) {
     EXPECT_EQ(entries(at(records[0], {"last button press"}))["turtle scans"], "-1");
 }
 
-TEST_F(SSHBStatistics, MakeNumbersOfTheRightWidth) {
+TEST_F(SSHBStatistics, HoldNumbersOfTheRightWidth) {
     platform::OwnedMutableValue state(plug_in->copySSHBStatistics(_SSHBLatencyStatsV2{}));
     TvRef press = TvDictionaryGetValue(state.get(), "last button press");
 
@@ -123,7 +123,7 @@ TEST_F(SSHBStatistics, MakeNumbersOfTheRightWidth) {
         64);
 }
 
-TEST_F(SSHBStatistics, ReadZerosBehindAShortReplyAndNothingBehindALongOne) {
+TEST_F(SSHBStatistics, ReadZerosPastAShortReplyAndNothingPastALongOne) {
     Bytes bytes = numbered_statistics();
     properties[kProperty].bytes.assign(bytes.begin(), bytes.begin() + 12);
     properties[kProperty].reported_size = 5000;
@@ -176,7 +176,7 @@ struct MissingDictionary {
 
 class SSHBStatisticsWithout : public SSHBStatistics, public testing::WithParamInterface<MissingDictionary> {};
 
-TEST_P(SSHBStatisticsWithout, OneDictionaryHoldTheOthers) {
+TEST_P(SSHBStatisticsWithout, OneDictionaryStillHoldTheOthers) {
     properties[kProperty].bytes = numbered_statistics();
     host::arm_fault("TvDictionaryCreateMutable", GetParam().call, host::Strikes::Once);
 
