@@ -133,6 +133,39 @@ TEST_F(SensorInfo, ReadsEachOfItsPropertiesOnceAndNoOther) {
     EXPECT_EQ(reads, expected);
 }
 
+TEST_F(SensorInfo, OffersEachPropertyAndTheClientsTheirCapacity) {
+    snapshot();
+
+    const std::map<uint32_t, std::size_t> expected = {
+        {0, 4},  {10, 4},   {11, 36},  {13, 4},   {15, 32},  {16, 32},  {24, 9}, {25, 4}, {26, 12}, {29, 36}, {36, 4},
+        {45, 4}, {56, 128}, {57, 256}, {58, 256}, {59, 256}, {60, 256}, {61, 4}, {64, 4}, {67, 20}, {68, 5}};
+    EXPECT_EQ(property_capacities, expected);
+    EXPECT_EQ(command_capacities, (std::map<uint32_t, std::size_t>{{57, 496}}));
+}
+
+/** 1, 2, 3, ... with 16 fraction bits: the row-by-row numbers of a matrix. */
+Bytes counting_matrix(int first) {
+    Bytes bytes;
+    for (int element = 0; element < 9; ++element) {
+        bytes.s32((first + element) * 65536);
+    }
+    return bytes;
+}
+
+TEST_F(SensorInfo, PrintsEachMatrixRowByRow) {
+    properties[11].bytes = counting_matrix(1);
+    properties[29].bytes = counting_matrix(11);
+    properties[24].bytes = {1, 2, 3, 4, 5, 6, 7, 127, 0x80};
+
+    const Entries all = snapshot();
+
+    EXPECT_EQ(all.at("calibrationMatrix"), "1.000000 2.000000 3.000000 | 4.000000 5.000000 6.000000 | "
+                                           "7.000000 8.000000 9.000000");
+    EXPECT_EQ(all.at("compassSensitivityCalibrationMatrix"),
+              "11.000000 12.000000 13.000000 | 14.000000 15.000000 16.000000 | 17.000000 18.000000 19.000000");
+    EXPECT_EQ(all.at("orientationMatrix"), "1 2 3, 4 5 6, 7 127 -128");
+}
+
 TEST_F(SensorInfo, ReadsAnUnterminatedNameToItsCapacity) {
     properties[15].bytes = Bytes().text(std::string(40, 'm'), 40);
 
@@ -254,6 +287,25 @@ TEST_F(SensorInfo, ListsClientsInUseUnderTheirRecordNumbers) {
 
     EXPECT_THAT(all, Not(Contains(Key("client0"))));
     EXPECT_EQ(all.at("client1"), "compass: report=10000 batch=-1 threshold=3 timelimit=4");
+}
+
+TEST_F(SensorInfo, ReadsEachFieldOfAllSixteenClients) {
+    for (int number = 0; number < 16; ++number) {
+        const Bytes record = client("client-" + std::to_string(number), 0x01000000 + number, 0x02000000 + number,
+                                    -0x03000000 - number, 0x04000000 + number, 1);
+        commands[57].bytes.insert(commands[57].bytes.end(), record.begin(), record.end());
+    }
+    ASSERT_THAT(commands[57].bytes, SizeIs(16 * 31));
+
+    const Entries all = snapshot();
+
+    for (int number = 0; number < 16; ++number) {
+        const std::string digits = std::to_string(number);
+        EXPECT_EQ(all.at("client" + digits), "client-" + digits + ": report=" + std::to_string(0x01000000 + number) +
+                                                 " batch=" + std::to_string(0x02000000 + number) +
+                                                 " threshold=" + std::to_string(-0x03000000 - number) +
+                                                 " timelimit=" + std::to_string(0x04000000 + number));
+    }
 }
 
 TEST_F(SensorInfo, IgnoresAPartialClientRecord) {

@@ -50,8 +50,10 @@ protected:
                 EXPECT_EQ(command.in.size(), sizeof property);
                 std::memcpy(&property, command.in.data(), sizeof property);
                 ++reads[property];
+                property_capacities[property] = command.out_size;
                 return answer(properties, property, command);
             }
+            command_capacities[command.selector] = command.out_size;
             return answer(commands, command.selector, command);
         };
         RvHIDService service = qor.service(kVendor);
@@ -98,6 +100,8 @@ protected:
     std::map<uint32_t, Reply> properties;
     std::map<uint32_t, Reply> commands;
     std::map<uint32_t, int> reads;
+    std::map<uint32_t, std::size_t> property_capacities; ///< room that the last read of each property offered
+    std::map<uint32_t, std::size_t> command_capacities;  ///< room that the last call of each command offered
 
 private:
     static RvStatus answer(const std::map<uint32_t, Reply> &replies, uint32_t number, host::DriverCommand &command) {

@@ -61,6 +61,60 @@ TEST_F(SSHBAssets, HaveOneTextForEachSpeedAndEventInTableOrder) {
     EXPECT_THAT(expected, SizeIs(51));
 }
 
+/** An asset of which every field holds a value that no other place of the table has. */
+Bytes numbered_asset(int place) {
+    return asset(static_cast<uint8_t>(200 - place), (place + 1) * 65536, -4'000'000'000'000 - place,
+                 5'000'000'000'000 + place, 0x01020300 + place);
+}
+
+std::string numbered_text(int place) {
+    return "enable=" + std::to_string(200 - place) + " slot=" + std::to_string(0x01020300 + place) +
+           " gain=" + std::to_string(place + 1) + ".000000 min=" + std::to_string(-4'000'000'000'000 - place) +
+           " max=" + std::to_string(5'000'000'000'000 + place);
+}
+
+TEST_F(SSHBAssets, ReadEveryFieldOfEachCellAtItsOffset) {
+    // 29 bytes each; the slow assets first, then the medium and the fast ones, each in the order of the events.
+    const char *const keys[51] = {
+        "Slow-SingleDown",    "Slow-SingleUp",       "Slow-DoubleDown",    "Slow-DoubleUp",       "Slow-TripleDown",
+        "Slow-TripleUp",      "Slow-SingleTapOn",    "Slow-SingleTapOff",  "Slow-DoubleTapOn",    "Slow-DoubleTapOff",
+        "Slow-TripleTapOn",   "Slow-TripleTapOff",   "Slow-DeepDown",      "Slow-DeepUp",         "Slow-LongPress",
+        "Slow-LongPressUp",   "Slow-(null)",         "Medium-SingleDown",  "Medium-SingleUp",     "Medium-DoubleDown",
+        "Medium-DoubleUp",    "Medium-TripleDown",   "Medium-TripleUp",    "Medium-SingleTapOn",  "Medium-SingleTapOff",
+        "Medium-DoubleTapOn", "Medium-DoubleTapOff", "Medium-TripleTapOn", "Medium-TripleTapOff", "Medium-DeepDown",
+        "Medium-DeepUp",      "Medium-LongPress",    "Medium-LongPressUp", "Medium-(null)",       "Fast-SingleDown",
+        "Fast-SingleUp",      "Fast-DoubleDown",     "Fast-DoubleUp",      "Fast-TripleDown",     "Fast-TripleUp",
+        "Fast-SingleTapOn",   "Fast-SingleTapOff",   "Fast-DoubleTapOn",   "Fast-DoubleTapOff",   "Fast-TripleTapOn",
+        "Fast-TripleTapOff",  "Fast-DeepDown",       "Fast-DeepUp",        "Fast-LongPress",      "Fast-LongPressUp",
+        "Fast-(null)"};
+    Bytes table;
+    table.resize(1479, 0xEE);
+    for (int place = 0; place < 51; ++place) {
+        const Bytes cell = numbered_asset(place);
+        ASSERT_THAT(cell, SizeIs(29));
+        std::copy(cell.begin(), cell.end(), table.begin() + place * 29);
+    }
+    properties[kProperty].bytes = table;
+
+    auto records = ask();
+
+    ASSERT_THAT(records, SizeIs(1));
+    Entries expected;
+    for (int place = 0; place < 51; ++place) {
+        expected[keys[place]] = numbered_text(place);
+    }
+    EXPECT_EQ(entries(records[0].payload.get()), expected);
+}
+
+TEST_F(SSHBAssets, AreReadOnceWithRoomFor4096BytesAndNoOtherProperty) {
+    properties[kProperty].bytes = asset_table();
+
+    ask();
+
+    EXPECT_THAT(reads, ElementsAre(testing::Pair(216u, 1)));
+    EXPECT_THAT(property_capacities, ElementsAre(testing::Pair(216u, 4096u)));
+}
+
 TEST_F(SSHBAssets, PrintGainsAsFixedPoint) {
     EXPECT_EQ(first_text(asset(0, 65536, 0, 0, 0)), "enable=0 slot=0 gain=1.000000 min=0 max=0");
     EXPECT_EQ(first_text(asset(0, -32768, 0, 0, 0)), "enable=0 slot=0 gain=-0.500000 min=0 max=0");
