@@ -125,6 +125,38 @@ TEST_F(Publishing, Operation255Pushes250Times) {
     EXPECT_THAT(distributions().at(kDurationName), ElementsAre(Pair(std::ldexp(1.0, -16), 250)));
 }
 
+TEST_F(Publishing, EveryOperationFrom6OnPushesFiveTimesLessThanItsCode) {
+    for (unsigned operation = 6; operation < 256; ++operation) {
+        host::clear_store();
+
+        publish({entry(static_cast<uint8_t>(operation), kDuration, 65536)});
+
+        EXPECT_THAT(scalars(), IsEmpty()) << operation;
+        ASSERT_THAT(distributions(), SizeIs(1)) << operation;
+        EXPECT_THAT(distributions().at(kDurationName), ElementsAre(Pair(1.0, operation - 5))) << operation;
+    }
+}
+
+TEST_F(Publishing, ScalarOperationsLeaveDistributionsAloneAndTheOtherWayRound) {
+    for (uint8_t operation : {uint8_t{1}, uint8_t{2}, uint8_t{3}}) {
+        host::clear_store();
+        publish({entry(6, kDuration, 65536), entry(operation, kDuration, 5)});
+        EXPECT_THAT(distributions().at(kDurationName), ElementsAre(Pair(1.0, 1))) << int{operation};
+    }
+    for (uint8_t operation : {uint8_t{4}, uint8_t{5}, uint8_t{6}}) {
+        host::clear_store();
+        publish({entry(2, kClick, 7), entry(operation, kClick, 5)});
+        EXPECT_THAT(scalars(), UnorderedElementsAre(Pair(kClickName, 7))) << int{operation};
+    }
+}
+
+TEST_F(Publishing, ReadsAllFourBytesOfTheValue) {
+    publish({entry(2, kClick, 0x12345678), entry(2, 1, -0x12345678)});
+
+    EXPECT_THAT(scalars(), UnorderedElementsAre(Pair(kClickName, 0x12345678),
+                                                Pair("com.ondre.zel.button.single_click.count", -0x12345678)));
+}
+
 TEST_F(Publishing, RoundsAValueToAFloatBeforeScalingIt) {
     // 2^24 + 1 is not representable as a float and becomes 2^24; INT32_MAX becomes 2^31.
     publish({entry(6, kDuration, 16777217), entry(6, kDuration, INT32_MAX), entry(6, kDuration, INT32_MIN)});
@@ -153,17 +185,79 @@ TEST_F(Publishing, AppliesAnIndexPastTheTableToTheFallbackKey) {
                                      "publishTBData op=0x3 'com.ondre.zel.unknown' (0xff)"));
 }
 
+/** The keys by index, with their irregular spellings. The store matches keys by their text. */
+constexpr const char *kKeys[] = {
+    "com.ondre.zel.button.click.count",
+    "com.ondre.zel.button.single_click.count",
+    "com.ondre.zel.button.double_click.count",
+    "com.ondre.zel.button.triple_click.count",
+    "com.ondre.zel.button.long_press.count",
+    "com.ondre.zel.button.touch_with_click.count",
+    "com.ondre.zel.button.touch_no_click.count",
+    "com.ondre.zel.button.click.pico",
+    "com.ondre.zel.button.touch.pico",
+    "com.ondre.zel.button.click_to_pico.time",
+    "com.ondre.zel.button.touch_to_pico.time",
+    "com.ondre.zel.button.click.duration",
+    "com.ondre.zel.button.touch.duration",
+    "com.ondre.zel.button.touch_to_first_click.time",
+    "com.ondre.zel.button.touch_to_last_unclick.time",
+    "com.ondre.zel.button.first_click_to_last_unclick.time",
+    "com.ondre.zel.button.first_click_to_untouch.time",
+    "com.ondre.zel.button.last_unclick_to_untouch.time",
+    "com.ondre.zel.button.critical_error.count",
+    "com.ondre.zel.button.timeout.count",
+    "com.ondre.zel.prox.event.ext_bl_capture.count",
+    "com.ondre.zel.prox.event.smudge_timeout.bh.count",
+    "com.ondre.zel.prox.event.smudge_timeout.nonbh.count",
+    "com.ondre.zel.prox.event.high_amb.count",
+    "com.ondre.zel.prox.first_pocket_signal_sample.kcpss",
+    "com.ondre.com.zel.prox.baseline_to_trigger.time.dist",
+    "com.ondre.zel.prox.ext_bl_capture.signal_delta.dist",
+    "com.ondre.zel.prox.ref_rate_increase.percent.dist",
+    "com.ondre.zel.prox.num_frames_for_high_ambient_baseline_capture.dist",
+    "com.ondre.zel.prox.num_bias_corrected_frames_for_high_ambient_baseline_capture.dist",
+    "com.ondre.zel.prox.num_frames_for_high_ambient_baseline_capture_target_approched.dist",
+    "com.ondre.zel.prox.num_bias_corrected_frames_for_high_ambient_baseline_capture_target_approched.dist",
+    "com.ondre.zel.button.touch_with_click.ap_on.duration",
+    "com.ondre.zel.button.touch_with_no_click.ap_on.duration",
+    "com.ondre.zel.button.touch_with_click.ap_off.duration",
+    "com.ondre.zel.button.touch_with_no_click.ap_off.duration",
+    "com.ondre.zel.button.touch.ap_on.duration",
+    "com.ondre.zel.button.touch.ap_off.duration",
+    "com.ondre.zel.kiru.reset_hb_count",
+    "com.ondre.zel.kiru.reset_count",
+    "com.ondre.zel.kiru.ibfd_timeout_count",
+    "com.ondre.zel.tovrane.reset_timeout_count",
+    "com.ondre.zel.button.pellox.cl_timeout.count",
+    "com.ondre.zel.button.pellox.cl_fault.count",
+    "com.ondre.zel.button.kiru_probe_failure_kiru_count",
+    "com.ondre.zel.button.force_sensor_probe_failure_count",
+    "com.ondre.zel.button.riv_probe_failure_count",
+    "com.ondre.zel.button.btmspk_probe_failure_count",
+    "com.ondre.zel.dravo.doppler.subscribe_count",
+    "com.ondre.zel.dravo.doppler.unsubscribe_count",
+    "com.ondre.zel.audio.riv.on.duration",
+    "com.ondre.zel.audio.riv.off.duration",
+    "com.ondre.zel.audio.riv.prewarm.duration",
+    "com.ondre.zel.audio.btmspk.on.duration",
+    "com.ondre.zel.audio.btmspk.off.duration",
+    "com.ondre.zel.audio.btmspk.prewarm.duration",
+    "com.ondre.zel.ttw.ttw_by_cell_distribution",
+    "com.ondre.zel.test",
+};
+
 TEST_F(Publishing, ReachesEveryKeyByItsIndex) {
     std::vector<std::array<uint8_t, 7>> batch;
-    for (uint8_t key = 0; key < kQORTbkKey_Count; ++key) {
+    for (uint8_t key = 0; key < 58; ++key) {
         batch.push_back(entry(2, key, key));
     }
 
     publish(batch);
 
     ASSERT_THAT(scalars(), SizeIs(58));
-    for (int key = 0; key < kQORTbkKey_Count; ++key) {
-        EXPECT_EQ(scalars().at(kTallybookKeyStrings[key]), key);
+    for (int key = 0; key < 58; ++key) {
+        EXPECT_EQ(scalars().at(kKeys[key]), key);
     }
 }
 
