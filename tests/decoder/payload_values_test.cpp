@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -51,6 +52,71 @@ TEST(PayloadValues, AreTheFieldsOfTheTextInItsOrder) {
 
                 EXPECT_EQ(keys_of(report),
                           keys_in(payload_text(own != nullptr ? *own : ZELLogDecoder::_default, report)));
+            }
+        }
+    }
+}
+
+/** The texts behind the keys of a payload text, without their padding; texts in it must hold no apostrophe. */
+std::vector<std::string> value_texts_in(const std::string &text) {
+    std::vector<std::string> values;
+    for (std::size_t at = text.find("':"); at != std::string::npos; at = text.find("':", at + 2)) {
+        const std::size_t begin = text.find_first_not_of(' ', at + 2);
+        const std::size_t end = text.find(", '", begin);
+        values.push_back(text.substr(begin, end == std::string::npos ? text.size() - 1 - begin : end - begin));
+    }
+    return values;
+}
+
+/** `value` as a line prints it, without padding. */
+std::string text_of(const payload_value &value) {
+    std::ostringstream text;
+    switch (value.type) {
+    case payload_value::kind::number:
+        text << value.number;
+        break;
+    case payload_value::kind::hexadecimal:
+        text << "'" << std::hex << value.number << "'";
+        break;
+    case payload_value::kind::real:
+        text << value.real;
+        break;
+    case payload_value::kind::text:
+        text << "'" << value.text << "'";
+        break;
+    case payload_value::kind::name:
+        text << "'" << (value.text.empty() ? std::to_string(value.number) : std::string(value.text)) << "'";
+        break;
+    case payload_value::kind::bytes:
+        text << '[';
+        for (std::size_t i = 0; i < value.bytes.size(); ++i) {
+            text << (i == 0 ? "" : ",") << unsigned{value.bytes[i]};
+        }
+        text << ']';
+        break;
+    }
+    return text.str();
+}
+
+TEST(PayloadValues, EqualThoseOfTheTextInEveryLayout) {
+    for (unsigned category = 0; category < 12; ++category) {
+        for (unsigned type = 0; type < 16; ++type) {
+            for (const std::uint8_t selector : std::initializer_list<std::uint8_t>{0, 1, 2, 3, 4, 5, 7}) {
+                ReportBuilder builder(static_cast<std::uint8_t>(type), selector, 0,
+                                      static_cast<std::uint8_t>(category));
+                for (std::size_t offset = 16; offset < 48; ++offset) {
+                    // All different, most of them letters, and no apostrophe.
+                    builder.u8(offset, static_cast<std::uint8_t>('0' + offset));
+                }
+                const _QorProfileReport report = builder.u16(16, selector).u16(20, 3 + selector);
+                const profile_decoder *own = ZELLogDecoder::decoder_of(category);
+                std::vector<std::string> texts;
+                for (const payload_value &value : values_of(report)) {
+                    texts.push_back(text_of(value));
+                }
+
+                EXPECT_EQ(texts, value_texts_in(payload_text(own != nullptr ? *own : ZELLogDecoder::_default, report)))
+                    << "category " << category << ", type " << type << ", selector " << unsigned{selector};
             }
         }
     }
