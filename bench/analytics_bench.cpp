@@ -1,4 +1,4 @@
-/** How fast analytics entries become operations on the store, against formatting the log lines that go with them. */
+/** Measures publishing analytics entries to the store against formatting their log lines alone. */
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -24,7 +24,7 @@ namespace {
 constexpr std::size_t kEntries = 100'000;
 constexpr std::size_t kValuesOfAKey = 1000;
 
-/** The first keys that are distributions by their names; the others count. */
+/** Keys by the use that their names suggest. */
 constexpr int kDurations[] = {9, 10, 11, 12, 13, 14, 15, 16, 17, 25, 26, 27, 28, 32, 33, 34, 35, 50, 51, 53};
 constexpr int kCounters[] = {0, 1, 2, 3, 4, 5, 6, 18, 19, 20, 21, 22, 23, 38, 39, 40, 48, 49};
 
@@ -41,10 +41,10 @@ Entry entry(int operation, int key, std::int32_t value) {
             static_cast<std::uint8_t>(bits >> 24)};
 }
 
-/** Operation codes of one mix, each as often as its share asks for. */
+/** Operation codes of one mix, each repeated according to its share. */
 using Shares = std::vector<std::pair<int, double>>;
 
-/** A busy day: half of the entries count, half time something, some of those several times over. */
+/** A busy day: half of the entries are counts, half are durations, and some of those are pushed several times. */
 const Shares kDay = {{qor::analytics::kAddToScalar, 45},
                      {qor::analytics::kSetScalar, 4},
                      {qor::analytics::kClearScalar, 0.5},
@@ -54,7 +54,7 @@ const Shares kDay = {{qor::analytics::kAddToScalar, 45},
                      {qor::analytics::kClearDistribution, 0.5},
                      {255, 0.5}};
 
-/** What is hardest on the store: nothing but single pushes, which collapse the least. */
+/** The worst case for the store: single pushes only, which merge the least. */
 const Shares kPushes = {{qor::analytics::kPush, 1}};
 
 std::vector<Entry> entries_of(const Shares &shares) {
@@ -95,7 +95,7 @@ OndreQORHIDStatistics *plug_in() {
     return object;
 }
 
-/** All entries through the plug-in, in batches as a device delivers them. */
+/** Publishes all entries through the plug-in, in batches as a device delivers them. */
 void publish_all(const std::vector<Entry> &entries, std::size_t batch_size) {
     for (std::size_t done = 0; done < entries.size(); done += batch_size) {
         const host::StoreBatch batch;
@@ -109,7 +109,7 @@ void count(benchmark::State &state) {
     state.SetItemsProcessed(static_cast<std::int64_t>(entries));
 }
 
-/** The lines alone, as `printf` makes them. */
+/** Formats the lines alone with `printf`. */
 void formatting_the_lines(benchmark::State &state) {
     for ([[maybe_unused]] auto round : state) {
         for (const Entry &entry : day()) {
@@ -141,7 +141,7 @@ void translating_without_a_log(benchmark::State &state) {
     host::close_store();
 }
 
-/** A store on disk in the current folder, gone afterwards. */
+/** A store on disk in the current folder, removed afterwards. */
 class StoreOnDisk {
 public:
     StoreOnDisk() {
@@ -164,7 +164,7 @@ private:
 void onto_disk(benchmark::State &state, const std::vector<Entry> &entries) {
     const StoreOnDisk store;
     const auto batch_size = static_cast<std::size_t>(state.range(0));
-    publish_all(entries, batch_size); // the store has its size
+    publish_all(entries, batch_size); // grows the store to its final size
     for ([[maybe_unused]] auto round : state) {
         publish_all(entries, batch_size);
     }

@@ -1,4 +1,4 @@
-/** How fast reports become lines, against a plain string-stream formulation and against copying the same bytes. */
+/** Measures describing reports against a string-stream formulation and against copying the same bytes. */
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
@@ -21,7 +21,7 @@ namespace {
 
 /** About 140 MB of lines: several times the last-level cache of the machines at hand. */
 constexpr std::size_t kReports = 250'000;
-/** The string streams are slow enough for fewer. */
+/** The string streams are slower, so fewer reports suffice. */
 constexpr std::size_t kOracleReports = 25'000;
 
 constexpr decoder::time_sync kSync{3'600'000'000'000, 1'700'000'000'000'000'000};
@@ -53,11 +53,11 @@ void write_all(text_buffer &buffer, Clock clock) {
     }
 }
 
-/** All lines of the mix, one after the other, into one buffer. */
+/** Appends all lines of the mix to one buffer. */
 template <typename Clock>
 void write_lines(benchmark::State &state, Clock clock) {
     static text_buffer buffer;
-    write_all(buffer, clock); // the buffer gets its size, and its pages
+    write_all(buffer, clock); // grows the buffer and maps its pages
     for ([[maybe_unused]] auto round : state) {
         write_all(buffer, clock);
         benchmark::DoNotOptimize(buffer.text().data());
@@ -73,7 +73,7 @@ void lines_with_given_clock(benchmark::State &state) {
     write_lines(state, [] { return decoder::device_clock{kSync, kBootTime}; });
 }
 
-/** A registry with as many services as a phone's description has, the one looked for being the last. */
+/** A registry with as many services as a phone has; the time synchronisation service is the last. */
 class TimeSyncService {
 public:
     TimeSyncService() {
@@ -129,11 +129,11 @@ void read_clock(benchmark::State &state) {
     count(state, 1, 0);
 }
 
-/** The 48 bytes of each of a thousand reports, which stay in the first-level cache like what is made of them. */
+/** Dumps the 48 bytes of each of a thousand reports. Input and output stay in the first-level cache. */
 template <auto put_dump>
 void dumps(benchmark::State &state) {
     constexpr std::size_t kDumps = 1000;
-    // Where on the stack it lies would decide how many stores cross a line of the cache.
+    // Aligned, since its place on the stack would decide how many stores cross a cache line.
     alignas(64) char text[decoder::dump_room(_QorProfileReport::kSize)];
     for ([[maybe_unused]] auto round : state) {
         for (std::size_t index = 0; index < kDumps; ++index) {
@@ -181,7 +181,7 @@ void string_streams(benchmark::State &state, const oracle::Clock &clock) {
 
 void string_stream_lines(benchmark::State &state) { string_streams(state, {}); }
 
-/** The bytes of `lines`, from one buffer to another. */
+/** Copies the bytes of `lines` from one buffer to another. */
 void copying_the_lines(benchmark::State &state) {
     text_buffer lines;
     write_all(lines, [] { return decoder::device_clock{}; });

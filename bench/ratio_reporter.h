@@ -1,4 +1,4 @@
-/** What one thing costs against another, from all repetitions of one run. */
+/** Ratios of the costs of two benchmarks, from all repetitions of one run. */
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -12,10 +12,10 @@
 
 namespace bench {
 
-/** Prints as the console does, and also keeps a processor-time counter of every repetition, for ratios and rates. */
+/** Prints like the console reporter and keeps a processor-time counter of every repetition for ratios and rates. */
 class RatioReporter : public benchmark::ConsoleReporter {
 public:
-    /** @param counter  the counter that holds the time of one thing, in seconds. */
+    /** @param counter  the name of the counter with the time of one item, in seconds. */
     explicit RatioReporter(std::string counter) : _counter(std::move(counter)) {}
 
     void ReportRuns(const std::vector<Run> &runs) override {
@@ -31,29 +31,30 @@ public:
         }
     }
 
-    /** How many times the median of `slower` takes that of `faster`, least and most in brackets. */
+    /** Prints the ratio of the medians of `slower` and `faster`, the least and the greatest ratio in brackets. */
     void print_ratio(const char *what, const std::string &slower, const std::string &faster) {
-        const std::vector<double> slow = sorted(_nanoseconds[slower]);
-        const std::vector<double> fast = sorted(_nanoseconds[faster]);
+        const std::vector<double> slow = sort_times(_nanoseconds[slower]);
+        const std::vector<double> fast = sort_times(_nanoseconds[faster]);
         if (!slow.empty() && !fast.empty()) {
             std::printf("%-64s %6.2f   (%.2f to %.2f)\n", what, slow[slow.size() / 2] / fast[fast.size() / 2],
                         slow.front() / fast.back(), slow.back() / fast.front());
         }
     }
 
-    /** Millions of things in a second by processor time and by the clock: medians, least and most in brackets. */
+    /** Prints millions of items a second by processor time and by the clock: medians, least and greatest in brackets.
+     */
     void print_rates(const char *what, const std::string &name) {
         if (_nanoseconds[name].empty()) {
             return;
         }
         std::printf("%-48s", what);
-        print_rate(sorted(_nanoseconds[name]));
-        print_rate(sorted(_by_the_clock[name]));
+        print_rate(sort_times(_nanoseconds[name]));
+        print_rate(sort_times(_by_the_clock[name]));
         std::printf("\n");
     }
 
 private:
-    static std::vector<double> sorted(std::vector<double> times) {
+    static std::vector<double> sort_times(std::vector<double> times) {
         std::sort(times.begin(), times.end());
         return times;
     }

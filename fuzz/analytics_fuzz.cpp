@@ -1,5 +1,5 @@
-// Any batches of analytics entries through the plug-in's callback: the store holds what an independent model holds,
-// and the log says what it says.
+// Feeds any batches of analytics entries to the plug-in's callback: the store and the log equal those of an independent
+// model.
 
 #include <bit>
 #include <cmath>
@@ -23,7 +23,7 @@ namespace {
 using fuzz::Input;
 using fuzz::require;
 
-/** What the entries mean, said another way than the plug-in and the store do. */
+/** An independent model of the entries' effects. */
 class Model {
 public:
     void apply(const std::vector<std::uint8_t> &batch) {
@@ -36,14 +36,14 @@ public:
     const std::vector<std::string> &lines() const { return _lines; }
 
 private:
-    /** A number as C's "%#x" writes it, which puts nothing before a zero. */
+    /** A number as C's "%#x" writes it: zero has no prefix. */
     static std::string hex(unsigned number) {
         std::ostringstream text;
         text << std::hex << std::showbase << number;
         return text.str();
     }
 
-    /** In 65536ths, with the 24 significant bits of a single-precision number, ties to even. */
+    /** A value in 65536ths, rounded to the 24 significant bits of single precision, ties to even. */
     static double distribution_value(std::int64_t sixty_fives) {
         const bool is_negative = sixty_fives < 0;
         auto magnitude = static_cast<std::uint64_t>(is_negative ? -sixty_fives : sixty_fives);
@@ -94,7 +94,7 @@ private:
     std::vector<std::string> _lines;
 };
 
-/** The plug-in with one service that delivers analytics, made once: only the batches differ from input to input. */
+/** The plug-in with one service that delivers analytics. Created once; inputs differ in their batches only. */
 struct Hosted {
     Hosted() {
         queue.run([this] {
@@ -121,7 +121,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
 
     Model model;
     Input input(data, size);
-    // From the queue itself, since waking its thread takes longer than a batch does.
+    // Runs on the queue itself, since waking its thread takes longer than a batch.
     hosted.queue.run([&] {
         while (!input.is_empty()) {
             const std::vector<std::uint8_t> batch = input.bytes(input.byte());
@@ -130,7 +130,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         }
     });
 
-    require(host::store_contents() == model.contents(), "the store holds what the model holds");
-    require(log.lines() == model.lines(), "the log says what the model says");
+    require(host::store_contents() == model.contents(), "the store equals the model's");
+    require(log.lines() == model.lines(), "the log equals the model's");
     return 0;
 }

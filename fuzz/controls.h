@@ -1,4 +1,4 @@
-/** What must not reach a terminal. */
+/** Characters that must not reach a terminal. */
 #pragma once
 
 #include <cstddef>
@@ -6,7 +6,7 @@
 
 namespace fuzz {
 
-/** Whether UTF-8 `text` has characters below U+0020, ends of lines left out, or from U+007F to U+009F. */
+/** Whether UTF-8 `text` has characters below U+0020 other than newlines, or from U+007F to U+009F. */
 inline bool has_controls(std::string_view text) {
     for (std::size_t at = 0; at < text.size(); ++at) {
         const auto byte = static_cast<unsigned char>(text[at]);

@@ -1,5 +1,5 @@
-// Any device description: it is refused with one error that has a place, or comes to life, and a plug-in hosted on it
-// answers captures with whole records and takes its analytics.
+// Reads any device description: it is refused with one error that names a place, or it is played, and a plug-in hosted
+// on it returns whole records and accepts its analytics.
 
 #include <cstdint>
 #include <memory>
@@ -20,10 +20,10 @@ namespace {
 using fuzz::Input;
 using fuzz::require;
 
-/** What is done with a device that has come to life. */
+/** What to do with a device that is played. */
 enum Doing : unsigned { kCaptureFault = 1, kCaptureRequest = 2, kDeliver = 4 };
 
-/** A plug-in on the device; the queue is closed before its last reference goes. */
+/** A plug-in on the device. The queue is closed before the last reference is released. */
 class Hosted {
 public:
     Hosted(const host::DescribedDevice &device, host::SerialQueue &queue) : _queue(queue) {
@@ -49,12 +49,12 @@ private:
 
 void capture(std::uint32_t kind) {
     for (const host::RecordBytes &record : host::capture_state(kind, "fuzz")) {
-        require(host::parse_records(record, "record").size() == 1, "a handler answers one whole record");
+        require(host::parse_records(record, "record").size() == 1, "a handler returns one whole record");
     }
 }
 
 void host_plug_in(host::DeviceDescription description, unsigned doing) {
-    // Every service and every batch costs time that says nothing new after the first few.
+    // Services and batches after the first few cost time and find nothing new.
     constexpr std::size_t kMostServices = 8;
     constexpr std::size_t kMostBatches = 8;
     if (description.services.size() > kMostServices || description.analytics.size() > kMostBatches) {
@@ -72,7 +72,7 @@ void host_plug_in(host::DeviceDescription description, unsigned doing) {
     if (doing & kDeliver) {
         host::clear_store();
         for (const host::AnalyticsDescription &batch : device.analytics()) {
-            require(batch.entries.size() % 7 == 0, "a batch is whole entries");
+            require(batch.entries.size() % 7 == 0, "a batch consists of whole entries");
             device.device(batch.device).deliver_batch(batch.entries);
         }
     }
@@ -81,7 +81,7 @@ void host_plug_in(host::DeviceDescription description, unsigned doing) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-    // Lines are written, and thrown away.
+    // Lines are formatted and discarded.
     static const std::unique_ptr<host::LogSink> log = host::log_to_function([](const host::LogMessage &) {});
     Input input(data, size);
     const unsigned doing = input.byte();
@@ -91,7 +91,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     } catch (const host::Error &error) {
         require(error.file() == "device.toml", "the error names the file", error.what());
         require(error.place().starts_with("line "), "the error names a place", error.what());
-        require(std::string_view(error.what()).size() < 4096 + size, "the error is in proportion", error.what());
+        require(std::string_view(error.what()).size() < 4096 + size, "the error's length is proportionate",
+                error.what());
     }
     return 0;
 }

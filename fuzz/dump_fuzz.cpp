@@ -1,4 +1,5 @@
-// Any dump under any selection: what is read is what passes, and each form of output keeps its own rules.
+// Reads any dump under any selection: exactly the reports that pass are read, and each form of output follows its
+// rules.
 
 #include <algorithm>
 #include <array>
@@ -27,13 +28,13 @@ using fuzz::Input;
 using fuzz::require;
 using Reports = std::vector<_QorProfileReport>;
 
-/** A dump where it can be opened by a name: a file in memory, or a pipe that holds all of it. */
+/** A dump that can be opened by name: a file in memory, or a pipe that holds all of it. */
 class Dump {
 public:
     Dump(std::span<const std::uint8_t> bytes, bool is_pipe) {
         if (is_pipe) {
             std::array<int, 2> ends{};
-            require(pipe(ends.data()) == 0, "there are pipes");
+            require(pipe(ends.data()) == 0, "a pipe can be created");
             _descriptor = ends[0];
             write_all(ends[1], bytes);
             close(ends[1]);
@@ -46,20 +47,21 @@ public:
     Dump(const Dump &) = delete;
     Dump &operator=(const Dump &) = delete;
 
-    /** What a pipe of this system holds for sure. */
+    /** The guaranteed capacity of a pipe on this system. */
     static constexpr std::size_t kPipeHolds = 64 * 1024;
 
     std::string name() const { return "/proc/self/fd/" + std::to_string(_descriptor); }
 
 private:
     static void write_all(int descriptor, std::span<const std::uint8_t> bytes) {
-        require(write(descriptor, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()), "a dump is made");
+        require(write(descriptor, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()),
+                "the dump is written");
     }
 
     int _descriptor;
 };
 
-/** One condition of the filter, as it was asked for and as this target understands it. */
+/** One condition of the filter: as passed to the program, and as interpreted here. */
 struct Condition {
     enum Kind { kCategory, kComponent, kEvent, kType } kind;
     std::string word;
@@ -85,7 +87,7 @@ private:
     }
 };
 
-/** What the input asks for. */
+/** The request that the input encodes. */
 struct Wish {
     explicit Wish(Input &input) {
         form = input.byte() % 6;
@@ -141,7 +143,7 @@ private:
     void ask_for(Condition::Kind kind, Input &input) {
         const std::size_t length = input.byte() % 24;
         std::string word = std::to_string(input.byte());
-        // Looking an event's name up means asking for each name there is: too slow to be done a million times.
+        // Looking up an event's name tries every name there is, which is too slow for a million runs.
         if (length != 0 && kind != Condition::kEvent) {
             const std::vector<std::uint8_t> bytes = input.bytes(length);
             word.assign(bytes.begin(), bytes.end());
@@ -160,8 +162,8 @@ Reports reports_in(std::span<const std::uint8_t> dump) {
     return reports;
 }
 
-/** What a selection leaves of all reports. */
-Reports wanted(Reports reports, const Wish &wish) {
+/** The reports that the selection lets pass. */
+Reports select_reports(Reports reports, const Wish &wish) {
     std::erase_if(reports, [&wish](const _QorProfileReport &report) { return !wish.passes(report); });
     if (wish.selection.first && *wish.selection.first < reports.size()) {
         reports.resize(*wish.selection.first);
@@ -173,7 +175,7 @@ Reports wanted(Reports reports, const Wish &wish) {
 }
 
 void check_lines(std::string_view text, const Reports &reports) {
-    require(std::ranges::count(text, '\n') == static_cast<std::ptrdiff_t>(reports.size()), "a report is a line");
+    require(std::ranges::count(text, '\n') == static_cast<std::ptrdiff_t>(reports.size()), "each report is one line");
     require(!fuzz::has_controls(text), "a terminal gets no control character");
 }
 
@@ -181,15 +183,15 @@ void check_json_lines(std::string_view text, const Reports &reports) {
     std::size_t count = 0;
     for (; !text.empty(); ++count) {
         const std::size_t end = text.find('\n');
-        require(end != std::string_view::npos && count < reports.size(), "a report is a line of JSON");
+        require(end != std::string_view::npos && count < reports.size(), "each report is one line of JSON");
         const auto json = nlohmann::json::parse(text.substr(0, end));
-        require(json.at("timestamp") == reports[count].timestamp(), "the line is the report's");
+        require(json.at("timestamp") == reports[count].timestamp(), "the line belongs to the report");
         text.remove_prefix(end + 1);
     }
-    require(count == reports.size(), "every report is there");
+    require(count == reports.size(), "every report is listed");
 }
 
-/** The fields of one record of RFC 4180, taken off the front of `text` with its line's end. */
+/** Removes one record of RFC 4180 and its line end from the front of `text` and returns the number of its fields. */
 std::size_t take_csv_fields(std::string_view &text) {
     std::size_t fields = 1;
     bool is_quoted = false;
@@ -203,7 +205,7 @@ std::size_t take_csv_fields(std::string_view &text) {
             return fields;
         }
     }
-    require(false, "a CSV record ends");
+    require(false, "a CSV record is terminated");
     return 0;
 }
 
@@ -212,10 +214,10 @@ void check_csv(std::string_view text, const Reports &reports) {
     for (std::size_t left = reports.size(); left > 0; --left) {
         require(take_csv_fields(text) == columns, "each CSV record has every column");
     }
-    require(text.empty(), "a report is a CSV record");
+    require(text.empty(), "each report is one CSV record");
 }
 
-/** What a trace shows as counters, one for each number. */
+/** Whether a trace shows the report as counters, one for each number. */
 bool is_sensor_value(const _QorProfileReport &report) {
     return report.type_id() == 3 && (report.category_id() == 2 || report.category_id() == 4);
 }
@@ -229,7 +231,7 @@ void check_trace(std::string_view text, const Reports &reports) {
         events += phase == "X" || phase == "i" ? 1 : 0;
     }
     require(events == std::ranges::count_if(reports, std::not_fn(is_sensor_value)),
-            "a report that is no sensor's value is an event");
+            "each report without sensor values is one event");
 }
 
 std::uint64_t gaps_in(const Reports &reports) {
@@ -244,7 +246,7 @@ void check_statistics(const cli::SequenceWatch &sequence, const Wish &wish, cons
     cli::DumpStatistics statistics;
     std::ranges::for_each(reports, [&](const _QorProfileReport &report) { statistics.count(report); });
     if (wish.form == 4) {
-        require(statistics.text(sequence, wish.clock).back() == '\n', "the last line ends");
+        require(statistics.text(sequence, wish.clock).back() == '\n', "the last line ends with a newline");
         return;
     }
     const auto json = nlohmann::json::parse(statistics.json(sequence, wish.clock));
@@ -288,14 +290,15 @@ void decode(const Wish &wish, std::span<const std::uint8_t> bytes) {
         read.insert(read.end(), block.begin(), block.end());
     }
 
-    const Reports expected = wanted(reports_in(bytes), wish);
+    const Reports expected = select_reports(reports_in(bytes), wish);
     const bool is_equal = std::ranges::equal(read, expected, [](const auto &a, const auto &b) {
         return std::memcmp(a.bytes, b.bytes, sizeof a.bytes) == 0;
     });
-    require(is_equal, "what passes is read, in its order");
+    require(is_equal, "exactly the reports that pass are read, in order");
     if (!wish.selection.first) {
         const auto trailing = source.trailing_bytes();
-        require((trailing ? trailing->count : 0) == bytes.size() % _QorProfileReport::kSize, "the rest is named");
+        require((trailing ? trailing->count : 0) == bytes.size() % _QorProfileReport::kSize,
+                "trailing bytes are reported");
     }
     if (!counts) {
         render(wish, read);
@@ -318,7 +321,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     try {
         decode(wish, input.rest());
     } catch (const cli::WrongUse &) {
-        return 0; // a word that is no name
+        return 0; // a word that is not a name
     }
     return 0;
 }

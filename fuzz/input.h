@@ -1,4 +1,4 @@
-/** What the fuzz targets share: an input taken apart from its front, and promises that end the process when broken. */
+/** Shared by the fuzz targets: reading an input from its front, and checks that end the process when they fail. */
 #pragma once
 
 #include <algorithm>
@@ -12,7 +12,7 @@
 
 namespace fuzz {
 
-/** Takes values off the front of an input; what is missing is zero. */
+/** Reads values from the front of an input. Missing bytes are zero. */
 class Input {
 public:
     Input(const std::uint8_t *data, std::size_t size) : _data(data), _size(size) {}
@@ -36,7 +36,7 @@ public:
         return value;
     }
 
-    /** At most `count` bytes: those that are there. */
+    /** Up to `count` bytes, fewer if the input ends. */
     std::vector<std::uint8_t> bytes(std::size_t count) {
         count = std::min(count, _size);
         std::vector<std::uint8_t> taken(_data, _data + count);
@@ -45,7 +45,7 @@ public:
         return taken;
     }
 
-    /** All that is left. */
+    /** The rest of the input. */
     std::span<const std::uint8_t> rest() const { return {_data, _size}; }
 
 private:
@@ -53,7 +53,7 @@ private:
     std::size_t _size;
 };
 
-/** Ends the process, which the fuzzer takes for a find, unless the promise holds. @param where  names the thing. */
+/** Ends the process, which the fuzzer counts as a find, unless `holds`. @param where  names what was checked. */
 inline void require(bool holds, const char *promise, std::string_view where = "") {
     if (!holds) {
         std::fprintf(stderr, "broken: %s (%.*s)\n", promise, static_cast<int>(where.size()), where.data());

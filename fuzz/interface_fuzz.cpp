@@ -1,5 +1,5 @@
-// Any sequence of calls that the plug-in's contract allows, through the table alone: results and counts are those of
-// a model, and what is captured meanwhile are whole records.
+// Makes any sequence of calls that the plug-in's contract allows, through the table alone: results and counts equal
+// those of a model, and captures are whole records.
 
 #include <array>
 #include <cstdint>
@@ -30,8 +30,8 @@ constexpr std::array<RvUUIDBytes, 3> kInterfaces{RvUUIDBytes kOndreQORHIDStatist
                                                  RvUUIDBytes kRvUnknownInterfaceBytes};
 constexpr const char *kFaultNotification = "com.ondre.ondreqorhidstatistics.fault";
 
-/** `uuid` with one of its 128 bits turned over; as it is for 128 and above. */
-RvUUIDBytes flipped(RvUUIDBytes uuid, unsigned bit) {
+/** `uuid` with one of its 128 bits inverted; unchanged for 128 and above. */
+RvUUIDBytes flip_bit(RvUUIDBytes uuid, unsigned bit) {
     if (bit < 128) {
         auto &byte = uuid.bytes[bit / 8];
         byte = static_cast<std::uint8_t>(byte ^ 1U << bit % 8);
@@ -39,18 +39,18 @@ RvUUIDBytes flipped(RvUUIDBytes uuid, unsigned bit) {
     return uuid;
 }
 
-/** One object, with how it must stand. */
+/** One object and its expected state. */
 struct Object {
     OndreQORHIDStatisticsRef plug_in;
     std::uint32_t references = 1;
     bool is_open = false;
     bool is_scheduled = false;
-    bool has_services = false; ///< so that it must outlive the queue
+    bool has_services = false; ///< if so, it must outlive the queue
 
     const OndreQORHIDStatisticsTable &table() const { return **plug_in; }
 };
 
-/** A QOR whose driver answers as the input says. */
+/** A QOR whose driver's replies come from the input. */
 class Qor {
 public:
     Qor(unsigned bits, Input &input) : _player(options(bits)) {
@@ -69,7 +69,7 @@ public:
         };
     }
 
-    /** A service of one kind or another: transport, usages, tallybook and registry ID as the bits say. */
+    /** A service whose transport, usages, tallybook support and registry ID depend on the bits. */
     RvHIDService service(Input &input) const {
         const unsigned kind = input.byte();
         RvHIDService service = _player.service({});
@@ -114,7 +114,7 @@ private:
     std::vector<std::uint8_t> _answer;
 };
 
-/** A host that does what the input says, within the contract. */
+/** A host that makes the calls that the input encodes, within the contract. */
 class Host {
 public:
     explicit Host(Input &input) : _input(input), _bits(input.byte()), _qor(_bits, input) {}
@@ -123,7 +123,7 @@ public:
         _queue.close();
         for (const Object &object : _objects) {
             for (std::uint32_t left = object.references; left > 0; --left) {
-                require(object.table().Release(object.plug_in) == left - 1, "Release answers the new count");
+                require(object.table().Release(object.plug_in) == left - 1, "Release returns the new count");
             }
         }
     }
@@ -131,7 +131,7 @@ public:
     Host &operator=(const Host &) = delete;
 
     void run() {
-        // Most hosts live on the queue; those beside it wait for its thread at every step, which is many times slower.
+        // Most hosts run on the queue. The others wait for its thread at every step, which is many times slower.
         const bool is_beside_queue = (_bits & 0x70) == 0x70;
         if (is_beside_queue) {
             take_steps();
@@ -144,7 +144,7 @@ private:
     static constexpr std::size_t kMostObjects = 3;
 
     void take_steps() {
-        // A capture is slow next to everything else, so it ends the sequence.
+        // A capture is much slower than everything else, so it ends the sequence.
         for (int steps = 0, captures = 0; !_input.is_empty() && steps < 64 && captures < 1; ++steps) {
             const unsigned step = _input.byte();
             if (step % 16 == 15) {
@@ -173,14 +173,14 @@ private:
             query(object);
             break;
         case 3:
-            require(table.AddRef(object.plug_in) == ++object.references, "AddRef answers the new count");
+            require(table.AddRef(object.plug_in) == ++object.references, "AddRef returns the new count");
             break;
         case 4:
         case 5:
             release(object);
             break;
         case 6:
-            require(table.open(object.plug_in, nullptr, _input.byte()), "open answers true");
+            require(table.open(object.plug_in, nullptr, _input.byte()), "open returns true");
             object.is_open = true;
             break;
         case 7:
@@ -201,10 +201,10 @@ private:
 
     void create() {
         const unsigned bit = _input.byte();
-        const platform::OwnedUUID type(RvUUIDCreateWithBytes(flipped(kType, bit)));
+        const platform::OwnedUUID type(RvUUIDCreateWithBytes(flip_bit(kType, bit)));
         auto *made =
             static_cast<OndreQORHIDStatisticsRef>(OndreQORHIDStatisticsFactory(RvAllocatorGetDefault(), type.get()));
-        require((made != nullptr) == (bit >= 128), "the factory makes objects of its type alone");
+        require((made != nullptr) == (bit >= 128), "the factory creates objects of its own type only");
         if (made == nullptr) {
             return;
         }
@@ -226,7 +226,7 @@ private:
         for (void *const slot : table.slots_15_to_17) {
             all_null = all_null && slot == nullptr;
         }
-        require(all_null, "what is not provided is null");
+        require(all_null, "slots that are not provided are null");
     }
 
     void query(Object &object) {
@@ -234,7 +234,7 @@ private:
         const unsigned bit = _input.byte();
         void *interface = this;
         const HRESULT result = object.table().QueryInterface(
-            object.plug_in, flipped(kInterfaces[which % kInterfaces.size()], bit), &interface);
+            object.plug_in, flip_bit(kInterfaces[which % kInterfaces.size()], bit), &interface);
         if (bit < 128) {
             require(result == kRvResultNoInterface && interface == nullptr, "an unknown interface is refused");
         } else {
@@ -243,12 +243,12 @@ private:
         }
     }
 
-    /** Never the last reference of an object that handlers and callbacks still refer to. */
+    /** Never releases the last reference of an object that handlers and callbacks still refer to. */
     void release(Object &object) {
         if (object.references == 1 && (object.has_services || object.is_scheduled)) {
             return;
         }
-        require(object.table().Release(object.plug_in) == --object.references, "Release answers the new count");
+        require(object.table().Release(object.plug_in) == --object.references, "Release returns the new count");
         if (object.references == 0) {
             _objects.erase(_objects.begin() + (&object - _objects.data()));
         }
@@ -266,12 +266,12 @@ private:
     void capture() {
         const std::uint32_t kind = _input.byte() % 6;
         for (const host::RecordBytes &record : host::capture_state(kind, "fuzz")) {
-            require(host::parse_records(record, "record").size() == 1, "a handler answers one whole record");
+            require(host::parse_records(record, "record").size() == 1, "a handler returns one whole record");
         }
     }
 
     Input &_input;
-    unsigned _bits; ///< what the host and its QOR are like
+    unsigned _bits; ///< properties of the host and of its QOR
     Qor _qor;
     host::SerialQueue _queue;
     std::vector<Object> _objects;
@@ -280,7 +280,7 @@ private:
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-    // Lines are written, and thrown away.
+    // Lines are formatted and discarded.
     static const std::unique_ptr<host::LogSink> log = host::log_to_function([](const host::LogMessage &) {});
     Input input(data, size);
     Host(input).run();

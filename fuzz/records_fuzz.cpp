@@ -1,4 +1,5 @@
-// Any file of state-capture records: what it holds is shown as text and as JSON, or refused with one error.
+// Reads any file of state-capture records: its records are printed as text and as JSON, or it is refused with one
+// error.
 
 #include <algorithm>
 #include <array>
@@ -26,7 +27,7 @@ using Bytes = std::span<const std::byte>;
 constexpr std::array<std::string_view, 5> kTitles{"SSHB Statistics", "SSHB assets", "SensorInfo",
                                                   "ZEL Profile 0 ;count=32 ;type=fw", "of another maker"};
 
-/** A record whose header is as it must be. */
+/** A record with a valid header. */
 std::vector<std::byte> record_of(std::string_view title, Bytes payload) {
     RvStateCaptureRecord header{};
     header.type_code = kRvStateCaptureTypeSerializedValue;
@@ -53,7 +54,7 @@ std::string without_colours(std::string_view text) {
 }
 
 void show(const host::StateRecord &record, Bytes file, std::size_t columns) {
-    // A line takes at most an indentation of 64 levels, a column of keys and a name of its own for each byte.
+    // For each byte a line is at most 64 levels of indentation, a column of keys and a name.
     constexpr std::size_t kMostPerByte = 200;
     constexpr std::size_t kMostForAnEmptyTable = 32 * 1024;
 
@@ -61,13 +62,13 @@ void show(const host::StateRecord &record, Bytes file, std::size_t columns) {
     const std::string escaped = cli::record_text(record, file, {true, false, columns});
     const std::string coloured = cli::record_text(record, file, {true, true, columns});
 
-    require(exact.back() == '\n', "the last line does not end");
-    require(exact.size() <= kMostForAnEmptyTable + kMostPerByte * record.size, "the text is out of proportion");
-    require(!fuzz::has_controls(escaped), "a terminal gets a control character");
-    require(without_colours(coloured) == escaped, "colours change the text");
+    require(exact.back() == '\n', "the last line ends with a newline");
+    require(exact.size() <= kMostForAnEmptyTable + kMostPerByte * record.size, "the text's length is proportionate");
+    require(!fuzz::has_controls(escaped), "a terminal gets no control character");
+    require(without_colours(coloured) == escaped, "colours do not change the text");
 
     const nlohmann::ordered_json json = cli::record_json(record, file);
-    require(nlohmann::ordered_json::parse(json.dump()) == json, "the JSON says something else");
+    require(nlohmann::ordered_json::parse(json.dump()) == json, "the JSON reads back the same");
 }
 
 void show_all(Bytes file, std::size_t columns) {
@@ -79,11 +80,12 @@ void show_all(Bytes file, std::size_t columns) {
     }
     std::size_t end = 0;
     for (const host::StateRecord &record : records) {
-        require(record.offset == end && record.size >= sizeof(RvStateCaptureRecord), "records do not touch");
+        require(record.offset == end && record.size >= sizeof(RvStateCaptureRecord),
+                "records follow each other without a gap");
         end += record.size;
         show(record, file, columns);
     }
-    require(end == file.size(), "bytes are left over");
+    require(end == file.size(), "records cover the whole file");
 }
 
 } // namespace

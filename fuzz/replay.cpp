@@ -1,4 +1,4 @@
-// Runs a fuzz target over the files of a corpus where libFuzzer is not linked, so that every build checks the corpus.
+// Runs a fuzz target over the files of a corpus without libFuzzer, so that every build checks the corpus.
 
 #include <algorithm>
 #include <cstddef>
@@ -29,7 +29,7 @@ std::vector<std::uint8_t> content(const std::filesystem::path &path) {
 std::size_t replay(const std::filesystem::path &folder) {
     std::size_t count = 0;
     for (const auto &entry : std::filesystem::directory_iterator(folder)) {
-        // Named first: a target that finds something ends the process.
+        // Printed first, since a target that finds something ends the process.
         std::printf("%s\n", entry.path().c_str());
         std::fflush(stdout);
         const std::vector<std::uint8_t> bytes = content(entry.path());

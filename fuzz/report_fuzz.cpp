@@ -1,4 +1,4 @@
-// Any report under any clock: the decoder's line equals the oracle's.
+// Describes any report under any clock: the decoder's line equals the oracle's.
 
 #include <algorithm>
 #include <cstddef>
@@ -42,7 +42,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const std::size_t prefix = input.byte();
 
     const std::string expected = oracle::describe(report.data(), clock);
-    const std::string described = oracle::described_by_decoder(report.data(), clock, prefix);
+    const std::string described = oracle::describe_with_decoder(report.data(), clock, prefix);
     if (described != expected) {
         std::fprintf(stderr, "decoder: %s\noracle:  %s\n", described.c_str(), expected.c_str());
         std::abort();

@@ -1,5 +1,5 @@
-// Any replies of the driver to everything that the snapshots ask it: no read leaves a buffer, and what comes out
-// is a record that keeps its limits.
+// Answers everything that the snapshots ask of the driver with any replies: no read goes past a buffer, and each result
+// is a record within its limits.
 
 #include <algorithm>
 #include <cstdint>
@@ -28,19 +28,18 @@ struct Reply {
     std::size_t reported_size;
 };
 
-/** What the snapshots ask for: properties by their number, the client list (a command), and anything else. */
+/** The requests of the snapshots: properties by number, the client list (a command), and anything else. */
 constexpr std::uint32_t kAsked[] = {0,  10, 11, 13, 15, 16, 24, 25, 26, 29,  36,  45,
                                     56, 57, 58, 59, 60, 61, 64, 67, 68, 215, 216, 0x1000 + 57};
 
 constexpr std::uint32_t kCommand = 0x1000;
 
-/** The driver whose replies the input describes. */
+/** A driver whose replies come from the input. */
 class Driver {
 public:
     /**
-     * The input is replies one after another: a byte that picks the question, a byte of flags (1: failure, 2: the
-     * reported size is a lie and follows as a byte; 255 stands for the largest size there is), two bytes of
-     * length, and the bytes.
+     * The input is a sequence of replies: a byte that selects the request, a byte of flags (1: failure, 2: the
+     * reported size is wrong and follows as a byte, where 255 stands for SIZE_MAX), two bytes of length, and the bytes.
      */
     void read_replies(Input input) {
         _replies.clear();
@@ -62,7 +61,7 @@ public:
         }
         const auto found = _replies.find(question);
         if (found == _replies.end()) {
-            // Without these two there is no sensor snapshot to look at.
+            // Without these two there is no sensor snapshot.
             command.out_size = question == 0 ? sizeof(std::uint32_t) : 0;
             return question == 0 || question == kCommand + 57 ? RvStatus{kRvStatusSuccess} : kRvStatusNotFound;
         }
@@ -79,7 +78,7 @@ private:
     std::map<std::uint32_t, Reply> _replies;
 };
 
-/** The plug-in with one service's context, made once: only the replies differ from input to input. */
+/** The plug-in with one service's context. Created once; inputs differ in their replies only. */
 struct Hosted {
     Hosted() {
         qor.driver->command = [this](host::DriverCommand &command) { return driver.answer(command); };
@@ -103,7 +102,7 @@ struct Hosted {
     Context context{};
 };
 
-/** The longest text that may stand under a key of a snapshot. */
+/** The maximum length of the text under a key of a snapshot. */
 std::size_t text_limit(std::string_view title, std::string_view key) {
     if (title == "SSHB assets") {
         return 127;
@@ -121,7 +120,7 @@ void check_texts(std::string_view title, TvDictionaryRef dictionary) {
     });
 }
 
-/** Looks a handler's answer over, if there is one, and frees it. */
+/** Checks and frees a handler's record, if there is one. */
 void check_record(RvStateCaptureRecord *record, std::string_view title, bool all_keys_asked) {
     if (record == nullptr) {
         return;
@@ -129,7 +128,7 @@ void check_record(RvStateCaptureRecord *record, std::string_view title, bool all
     const auto *bytes = reinterpret_cast<const std::byte *>(record);
     const std::vector<host::StateRecord> records = host::parse_records({bytes, 200 + record->payload_size}, "record");
     std::free(record);
-    require(records.size() == 1 && records[0].title == title, "one record under its title", title);
+    require(records.size() == 1 && records[0].title == title, "one record with its title", title);
     require(!all_keys_asked || TvDictionaryGetCount(records[0].payload.get()) == 51, "51 assets", title);
     check_texts(title, records[0].payload.get());
 }

@@ -1,5 +1,5 @@
-// Any bytes as an analytics store: they are refused with one error, and stay as they are, or what they hold keeps the
-// store's rules, is shown in every form, and reads back the same from a store of its own.
+// Opens any bytes as an analytics store. Either they are refused with one error and stay unchanged, or the contents
+// follow the store's rules, are printed in every form, and read back the same from a copy.
 
 #include <algorithm>
 #include <array>
@@ -29,12 +29,12 @@ namespace {
 namespace fs = std::filesystem;
 using fuzz::require;
 
-/** A folder for the files of this process, gone with it unless it crashes. */
+/** A folder for the files of this process. Removed at exit unless the process crashes. */
 class Folder {
 public:
     Folder() {
         std::string pattern = fs::temp_directory_path() / "qor-store-fuzz-XXXXXX";
-        require(mkdtemp(pattern.data()) != nullptr, "there is a folder for temporary files");
+        require(mkdtemp(pattern.data()) != nullptr, "a temporary folder can be created");
         _path = pattern;
     }
     Folder(const Folder &) = delete;
@@ -61,7 +61,7 @@ void write_file(const fs::path &path, const std::uint8_t *data, std::size_t size
     close(descriptor);
 }
 
-/** Whether a file holds these bytes and no more. */
+/** Whether a file holds exactly these bytes. */
 bool holds(const fs::path &path, const std::uint8_t *data, std::size_t size) {
     const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     std::vector<std::uint8_t> left(size + 1);
@@ -72,9 +72,9 @@ bool holds(const fs::path &path, const std::uint8_t *data, std::size_t size) {
 
 void check_rules(const host::StoreContents &contents) {
     for (const auto &[key, distribution] : contents.distributions) {
-        require(!distribution.empty(), "a distribution holds a value", key);
+        require(!distribution.empty(), "a distribution is not empty", key);
         for (const auto &[value, count] : distribution) {
-            require(!std::isnan(value) && !(value == 0 && std::signbit(value)), "a value is a number, and no -0", key);
+            require(!std::isnan(value) && !(value == 0 && std::signbit(value)), "a value is a number and not -0", key);
             require(count >= 1 && count <= INT64_MAX, "a value has a count", key);
         }
     }
@@ -87,14 +87,15 @@ void check_copy(const host::StoreContents &contents) {
     require(host::read_analytics_store(copy) == contents, "a copy holds the same");
 }
 
-/** In every form of `qorstat metrics`. */
+/** Prints the contents in every form of `qorstat metrics`. */
 void check_metrics(const host::StoreContents &contents) {
     require(!fuzz::has_controls(cli::metrics_table(contents, {true, false, 80})),
             "a terminal gets no control character");
     const auto json = nlohmann::json::parse(cli::metrics_json(contents));
-    require(json.at("scalars").size() == contents.scalars.size(), "every scalar is there");
-    require(json.at("distributions").size() == contents.distributions.size(), "every distribution is there");
-    require(cli::openmetrics_text(cli::families_of(contents)).ends_with("# EOF\n"), "the exposition ends");
+    require(json.at("scalars").size() == contents.scalars.size(), "every scalar is printed");
+    require(json.at("distributions").size() == contents.distributions.size(), "every distribution is printed");
+    require(cli::openmetrics_text(cli::families_of(contents)).ends_with("# EOF\n"),
+            "the exposition ends with # EOF");
 }
 
 } // namespace
@@ -110,6 +111,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     } catch (const host::Error &error) {
         require(error.file() == file.string(), "the error names the file", error.what());
     }
-    require(holds(file, data, size), "the file stays as it was");
+    require(holds(file, data, size), "the file is unchanged");
     return 0;
 }

@@ -1,6 +1,6 @@
 #!/bin/sh
-# Every line of the list of intended leaks must be needed: with all of them the test programs pass, and without any one
-# of them, in which case its leak is one like any other, some program fails for a leak.
+# Checks that every line of the list of intended leaks is needed: with the whole list the test programs pass, and
+# without any one of its lines some program fails because of that leak.
 #
 #   check_intended_leaks.sh LIST PROGRAM...
 set -eu
@@ -32,7 +32,7 @@ for line in $lines; do
     if finds_leaks "$@" && grep --quiet 'SUMMARY: .* leaked' "$work/output"; then
         echo "without $line: $(grep 'SUMMARY:' "$work/output")"
     else
-        echo "without $line: no leak is found, so the line is not needed"
+        echo "without $line: no leak found, so the line is not needed"
         status=1
     fi
 done

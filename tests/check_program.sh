@@ -1,8 +1,8 @@
 #!/bin/bash
 # check_program.sh CODE OUTPUT ERRORS PROGRAM [ARGUMENT...]
 #
-# Fails unless the program ends with this exit code and all that it writes to standard output and to standard error
-# matches these extended regular expressions. Newlines at the end of either do not count.
+# Fails unless the program exits with CODE and its whole standard output and standard error match these extended regular
+# expressions. Trailing newlines are ignored.
 set -u
 code=$1 output=$2 errors=$3
 shift 3
@@ -18,7 +18,7 @@ status=0
 expect() {
     local what=$1 seen=$2 pattern=$3
     [[ $seen =~ ^($pattern)$ ]] && return
-    printf '%s, where "%s" is expected:\n%s\n' "$what" "$pattern" "$seen"
+    printf '%s: expected "%s":\n%s\n' "$what" "$pattern" "$seen"
     status=1
 }
 expect 'exit code' "$ended" "$code"

@@ -1,11 +1,11 @@
-/** A limit on the size of files, in place of a full disk. */
+/** A limit on the size of files, as a substitute for a full disk. */
 #pragma once
 
 #include <csignal>
 
 #include <sys/resource.h>
 
-/** No file may grow beyond so many bytes, for this process and those that it starts, as long as the object lives. */
+/** Limits the size of files written by this process and those that it starts, as long as the object lives. */
 class FileSizeLimit {
 public:
     explicit FileSizeLimit(rlim_t bytes) : _former_handler(std::signal(SIGXFSZ, SIG_IGN)) {

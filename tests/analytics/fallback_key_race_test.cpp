@@ -1,4 +1,4 @@
-// Two threads that want the fallback key before there is one. A program of its own: a process makes the key once.
+// Two threads ask for the fallback key before it exists. A separate program, because a process creates the key once.
 
 #include <gtest/gtest.h>
 
@@ -14,12 +14,12 @@ namespace {
 
 constexpr std::string_view kFallbackName = "com.ondre.zel.unknown";
 
-/** Done once, before the next fallback key is handed to whoever makes it. */
+/** Called once, before the next new fallback key is returned to the thread that creates it. */
 std::function<void()> meanwhile;
 
 } // namespace
 
-// NOLINTBEGIN(bugprone-reserved-identifier): the linker's names for what it sends here and for what was meant
+// NOLINTBEGIN(bugprone-reserved-identifier): the linker's names for the replacement and for the original
 extern "C" {
 TvStringRef __real_TvStringCreateWithCString(const char *text, TvStringEncoding encoding);
 
@@ -40,7 +40,7 @@ constexpr auto kPastTheTable = static_cast<TallybookKey>(200);
 
 using FallbackKeyRace = PlugInTest;
 
-TEST_F(FallbackKeyRace, EveryThreadGetsTheKeyOfTheFirstAndTheOtherIsReleased) {
+TEST_F(FallbackKeyRace, EveryThreadGetsTheFirstKeyAndTheOtherIsReleased) {
     TvStringRef of_the_quicker = nullptr;
     meanwhile = [&] { std::thread([&] { of_the_quicker = plug_in->keyForIndex(kPastTheTable); }).join(); };
     const std::size_t before = host::live_values();

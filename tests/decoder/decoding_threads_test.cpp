@@ -12,7 +12,7 @@
 
 namespace {
 
-/** Reports of every category and type, at times that fall into different seconds. */
+/** Reports of every category and type, each in a different second. */
 std::vector<_QorProfileReport> reports() {
     std::vector<_QorProfileReport> reports;
     for (std::uint8_t category = 0; category < 12; ++category) {
@@ -25,19 +25,19 @@ std::vector<_QorProfileReport> reports() {
     return reports;
 }
 
-std::string described(const _QorProfileReport &report) {
+std::string describe(const _QorProfileReport &report) {
     const platform::OwnedValue description(CopyProfileDescription(report.bytes));
     return TvStringGetCString(description.get());
 }
 
-TEST(Decoding, EightThreadsAtOnceWriteTheLinesOfOne) {
+TEST(Decoding, EightThreadsWriteTheSameLinesAsOne) {
     constexpr int kThreads = 8;
     const TimeSyncService service;
     service.publish(0, 1'700'000'000'000'000'000);
     const std::vector<_QorProfileReport> all = reports();
     std::vector<std::string> expected;
     for (const _QorProfileReport &report : all) {
-        expected.push_back(described(report));
+        expected.push_back(describe(report));
     }
 
     std::vector<std::vector<std::string>> lines(kThreads);
@@ -46,7 +46,7 @@ TEST(Decoding, EightThreadsAtOnceWriteTheLinesOfOne) {
         for (std::vector<std::string> &own : lines) {
             threads.emplace_back([&own, &all] {
                 for (const _QorProfileReport &report : all) {
-                    own.push_back(described(report));
+                    own.push_back(describe(report));
                     own.back() = own.back() == ZELLogDecoder::to_string(report) ? own.back() : "differs";
                 }
             });

@@ -1,4 +1,4 @@
-/** The decoder, called in the oracle's terms. */
+/** The decoder behind the oracle's interface. */
 #pragma once
 
 #include <cstddef>
@@ -21,10 +21,10 @@ inline decoder::device_clock device_clock_of(const Clock &clock) {
 }
 
 /**
- * What `decoder::append_line` appends for the report at `report`. The buffer starts in 64 bytes and already holds
- * `prefix` characters, so that it grows at any place of the line.
+ * The text that `decoder::append_line` appends for the report at `report`. The buffer starts with 64 bytes of storage
+ * and already holds `prefix` characters, so that different prefixes make it grow at different places of the line.
  */
-inline std::string described_by_decoder(const unsigned char *report, const Clock &clock, std::size_t prefix = 0) {
+inline std::string describe_with_decoder(const unsigned char *report, const Clock &clock, std::size_t prefix = 0) {
     char storage[64];
     text_buffer buffer(storage);
     buffer.append(std::string(prefix, '.'));

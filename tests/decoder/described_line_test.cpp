@@ -1,4 +1,4 @@
-// What a line promises, stated for every formulation of it: the decoder's own and the tests' oracle.
+// The documented behaviour of a line, checked for both formulations: the decoder and the oracle.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -32,7 +32,7 @@ protected:
         return GetParam().describe(report.data(), clock);
     }
 
-    /** What stands between the sequence number and the type id. */
+    /** The text between the sequence number and the type id. */
     std::string payload(const Report &report) const {
         const std::string line = describe(report);
         const std::string before = " 'sequence_num':         0,";
@@ -41,13 +41,13 @@ protected:
     }
 };
 
-std::string described_by_decoder(const unsigned char *report, const Clock &clock) {
-    return oracle::described_by_decoder(report, clock);
+std::string describe_with_decoder(const unsigned char *report, const Clock &clock) {
+    return oracle::describe_with_decoder(report, clock);
 }
 
 INSTANTIATE_TEST_SUITE_P(By, DescribedLine,
                          testing::Values(Formulation{"Oracle", oracle::describe},
-                                         Formulation{"Decoder", described_by_decoder}),
+                                         Formulation{"Decoder", describe_with_decoder}),
                          [](const auto &tested) { return tested.param.name; });
 
 Report report(std::uint8_t type, std::uint8_t event, std::uint8_t component, std::uint8_t category,
@@ -57,10 +57,10 @@ Report report(std::uint8_t type, std::uint8_t event, std::uint8_t component, std
     return made;
 }
 
-/** `made` with `bytes` from `offset` on. */
-Report with(Report made, std::size_t offset, const std::vector<unsigned char> &bytes) {
-    std::copy(bytes.begin(), bytes.end(), made.begin() + static_cast<std::ptrdiff_t>(offset));
-    return made;
+/** `original` with `bytes` written at `offset`. */
+Report with(Report original, std::size_t offset, const std::vector<unsigned char> &bytes) {
+    std::copy(bytes.begin(), bytes.end(), original.begin() + static_cast<std::ptrdiff_t>(offset));
+    return original;
 }
 
 const std::string kEmptyEvent = " 'arg1':         0, 'arg2':         0, 'arg3':         0,"
@@ -84,7 +84,7 @@ TEST_P(DescribedLine, OfAControlFunctionIsPrintedInFull) {
               "3,0,0,0,4,0,0,0,5,0,0,0,6,0,0,0,7,0,0,0,8,0,0,255]}");
 }
 
-TEST_P(DescribedLine, EndsWithTheWallClockAndTheBootTimeWhereTheyAreKnown) {
+TEST_P(DescribedLine, EndsWithTheWallClockAndTheBootTimeWhenKnown) {
     const Clock sync{oracle::TimeSync{0, 0}, std::nullopt};
     const Clock boot{std::nullopt, 1700000000000123};
     const Clock both{oracle::TimeSync{0, 0}, 0};
@@ -96,7 +96,7 @@ TEST_P(DescribedLine, EndsWithTheWallClockAndTheBootTimeWhereTheyAreKnown) {
                 testing::EndsWith(",0], 'calendar-time':'Jan 01 00:00:00.000000', 'boot-timestamp':0}"));
 }
 
-TEST_P(DescribedLine, OfAnUnknownCategoryPrintsIdsAsNumbersAndIsOtherwiseComplete) {
+TEST_P(DescribedLine, OfAnUnknownCategoryPrintsNumericIdsAndIsOtherwiseComplete) {
     EXPECT_THAT(describe(report(4, 0, 0, 200)),
                 testing::StartsWith("{  'category':   '200', 'component':     '0', 'event':         '0',"
                                     " 'type':   'trigger', 'timestamp':         0, 'sequence_num':         0,"
@@ -112,19 +112,19 @@ TEST_P(DescribedLine, PrintsAnUnknownTypeByNumberWithoutPayload) {
     EXPECT_THAT(line, HasSubstr(" 'sequence_num':         0, 'type-id':17,"));
 }
 
-TEST_P(DescribedLine, PrintsNamesLongerThanTheirFieldWhole) {
+TEST_P(DescribedLine, PrintsNamesLongerThanTheirFieldInFull) {
     EXPECT_THAT(describe(report(6, 17, 4, 2)), HasSubstr(" 'component':'norvat', 'event':'trigger-latency', 'type':"
                                                          "'sshb-context1',"));
 }
 
-TEST_P(DescribedLine, PrintsTheLargestNumbersWhole) {
+TEST_P(DescribedLine, PrintsTheLargestNumbersInFull) {
     Report largest = report(0, 0, 0, 0);
     std::fill(largest.begin() + 4, largest.end(), static_cast<unsigned char>(0xFF));
 
     EXPECT_THAT(describe(largest), HasSubstr(" 'timestamp':18446744073709551615, 'sequence_num':4294967295,"));
 }
 
-/** Makes a locale the process's, for the C library and for streams, as long as it lives. */
+/** Sets the process's locale, for the C library and for streams, and restores the former one when destroyed. */
 class ProcessLocale {
 public:
     explicit ProcessLocale(const char *name) : _before(std::locale::global(std::locale(name))) {}
@@ -137,7 +137,7 @@ private:
 };
 
 TEST_P(DescribedLine, DoesNotDependOnTheLocale) {
-    // Where a decimal comma, points between thousands and "Mai" would show.
+    // A report in which a decimal comma, thousands separators and the German "Mai" would show.
     const Report data_out = with(report(3, 1, 0, 4, {0, 24, 0, 0}), 4, {0, 0, 0, 1});
     const Clock in_may{oracle::TimeSync{0, 1715000000000000000}, 1700000000000000};
     const ProcessLocale german("de_DE.UTF-8");
@@ -250,7 +250,7 @@ TEST_P(DescribedLine, OfAnEventPrintsItsWordsInDecimalAndInHexadecimal) {
               " 'xarg4':         '0', 'xarg5':         '0', 'xarg6':         '0',");
 }
 
-TEST_P(DescribedLine, OfAnEventGoesOnInDecimal) {
+TEST_P(DescribedLine, OfAnEventReturnsToDecimalAfterTheHexadecimalWords) {
     EXPECT_THAT(describe(report(3, 12, 11, 8)), HasSubstr(" 'component-id':11, 'event-id':12,"));
 }
 
@@ -433,14 +433,14 @@ TEST_P(DescribedLine, OfDataOutScalesTheVectorDifferentlyAndHasNoGenericText) {
               " 'arg6':         0, 'x':         1, 'y':       1.5, 'z':   -524288,");
 }
 
-TEST_P(DescribedLine, OfOtherVastrelRecordsIsGeneric) {
+TEST_P(DescribedLine, OfOtherVastrelReportsIsGeneric) {
     EXPECT_EQ(payload(report(3, 0, 1, 4)), kEmptyEvent);
     EXPECT_EQ(payload(report(3, 2, 0, 4)), kEmptyEvent);
     EXPECT_EQ(payload(report(3, 0, 0, 8)), kEmptyEvent);
     EXPECT_THAT(payload(report(5, 0, 0, 4)), Not(HasSubstr("'x'")));
 }
 
-TEST_P(DescribedLine, OfAWakeRequestPrintsAReferenceOfSixtyFourBits) {
+TEST_P(DescribedLine, OfAWakeRequestPrintsASixtyFourBitReference) {
     EXPECT_EQ(payload(report(13, 1, 0, 10, {5, 0, 0, 0, 0, 0, 0, 0, 1})),
               " 'wake_reason':         5, 'endpoint_ref':4294967296,");
 }
@@ -455,7 +455,7 @@ TEST_P(DescribedLine, OfAWakeRequestWithTheEventTypeIsGeneric) {
     EXPECT_EQ(payload(report(13, 1, 1, 10)), "");
 }
 
-// The wall-clock texts above are in this zone.
+// The wall-clock texts above are in this time zone.
 const testing::Environment *const kUniversalTime = testing::AddGlobalTestEnvironment(new TimeZoneEnvironment("UTC0"));
 
 } // namespace

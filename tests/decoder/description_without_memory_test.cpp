@@ -13,12 +13,12 @@
 
 namespace {
 
-/** Whether this thread's next array allocations fail. */
+/** While set, array allocations of this thread fail. */
 thread_local bool no_memory = false;
 
 } // namespace
 
-// The decoder's buffer is the one array that describing a report allocates.
+// The decoder's buffer is the only array allocated while a report is described.
 void *operator new[](std::size_t size) {
     void *memory = no_memory ? nullptr : std::malloc(size);
     if (memory == nullptr) {
@@ -33,7 +33,7 @@ namespace {
 
 std::string text_of(const platform::OwnedValue &description) { return TvStringGetCString(description.get()); }
 
-/** A line that does not fit the room on the stack. */
+/** A report whose line is longer than the buffer on the stack. */
 _QorProfileReport long_line_report() { return ReportBuilder(10, 0, 0, 7).counting(16, 47).u16(16, 4); }
 
 _QorProfileReport short_line_report() { return ReportBuilder(4, 0, 0, 1).u32(20, 5); }
@@ -48,7 +48,7 @@ TEST(CopyProfileDescription, IsTheDecodersLine) {
     }
 }
 
-TEST(CopyProfileDescription, IsNullWhenTheStringCannotBeMade) {
+TEST(CopyProfileDescription, IsNullWhenTheStringCannotBeCreated) {
     host::arm_fault("TvStringCreateWithBytes", 0, host::Strikes::Once);
 
     EXPECT_EQ(CopyProfileDescription(short_line_report().bytes), nullptr);
@@ -56,7 +56,7 @@ TEST(CopyProfileDescription, IsNullWhenTheStringCannotBeMade) {
     host::disarm_faults();
 }
 
-TEST(CopyProfileDescription, IsEmptyWhenMemoryRunsOutOverTheLine) {
+TEST(CopyProfileDescription, IsEmptyWhenTheLineExhaustsMemory) {
     const _QorProfileReport report = long_line_report();
 
     no_memory = true;

@@ -14,7 +14,7 @@
 
 namespace {
 
-// Five hours and 45 minutes ahead, so that hours, minutes and days all differ from universal time.
+// Five hours and 45 minutes ahead of UTC, so that hours, minutes and days all differ from it.
 [[maybe_unused]] const auto *const kZone =
     testing::AddGlobalTestEnvironment(new TimeZoneEnvironment("QST-05:45")); // NOLINT: owned by the framework
 
@@ -34,7 +34,7 @@ constexpr std::uint64_t kAll64 = std::numeric_limits<std::uint64_t>::max();
 const WallTimeRow kWallTimes[] = {
     {"the point of synchronisation", 5'000'000, {5'000'000'000, 1'700'000'000'000'000'000}, 1'700'000'000'000'000},
     {"seven microseconds later", 5'000'007, {5'000'000'000, 1'700'000'000'000'000'000}, 1'700'000'000'000'007},
-    {"nanoseconds are cut, not rounded", 1, {1, 0}, 0},
+    {"nanoseconds are truncated, not rounded", 1, {1, 0}, 0},
     {"a later synchronisation wraps", 0, {1, 0}, kAll64 / 1000},
     {"a time stamp whose nanoseconds wrap", kAll64, {0, 1000}, 0},
 };
@@ -76,19 +76,19 @@ TEST(WallTimeText, MonthsHaveTheirEnglishNames) {
     constexpr std::uint64_t kFifthOfJanuary2023 = 1'672'876'800;
 
     for (std::uint64_t month = 0; month < 12; ++month) {
-        // 30 days and 10 hours and a half are a twelfth of the year.
+        // 30 days and 10.5 hours are a twelfth of a year.
         const std::string text = text_of((kFifthOfJanuary2023 + month * 2'628'000) * kSecond);
         EXPECT_EQ(text.substr(0, 3), months[month]) << text;
     }
 }
 
-TEST(WallTimeText, EverySecondIsToldFromTheOneBefore) {
+TEST(WallTimeText, SuccessiveTimesAreToldApart) {
     EXPECT_EQ(text_of(59 * kSecond), "Jan 01 05:45:59.000000");
     EXPECT_EQ(text_of(60 * kSecond), "Jan 01 05:46:00.000000");
     EXPECT_EQ(text_of(59 * kSecond + 1), "Jan 01 05:45:59.000001");
 }
 
-TEST(WallTimeText, NoTimeIsOutOfReach) {
+TEST(WallTimeText, AcceptsEveryTime) {
     for (unsigned bit = 0; bit < 64; ++bit) {
         const std::string text = text_of(kAll64 >> bit);
         EXPECT_TRUE(text.empty() || text.size() == 22) << text;
@@ -103,7 +103,7 @@ TEST(TimeSync, IsAbsentWithoutItsService) {
     EXPECT_EQ(text, "untouched");
 }
 
-TEST(TimeSync, IsReadAfreshEveryTime) {
+TEST(TimeSync, IsReadAgainOnEveryCall) {
     const TimeSyncService service;
     std::string text;
 
@@ -143,7 +143,7 @@ TEST(TimeSync, IsAbsentWithoutBothNumbers) {
     EXPECT_TRUE(decoder::read_time_sync());
 }
 
-TEST(TimeSync, GivesEveryReferenceBack) {
+TEST(TimeSync, ReleasesEveryReference) {
     const TimeSyncService service;
     service.publish(1, 2);
 

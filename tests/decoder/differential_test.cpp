@@ -19,16 +19,16 @@ using oracle::Header;
 using oracle::Report;
 using oracle::ReportGenerator;
 
-/** What is compared where the code is optimised; a tenth of it where it is not, or where sanitizers watch. */
+/** The number of reports to compare: `whole` in an optimised build, a tenth of it otherwise and under sanitizers. */
 constexpr std::uint64_t share(std::uint64_t whole) {
     return std::max<std::uint64_t>(whole / QOR_COMPARISON_DIVISOR, 1);
 }
 
-// Headers by category and type, with any component and event.
+// One header for each category and type, with random component and event.
 constexpr std::uint64_t kCategoriesAndTypes = 256 * 256;
 constexpr std::uint64_t kCategoryAndTypeRounds = share(4);
 
-// Headers of named ids and their neighbours.
+// Headers with named ids and their neighbours.
 constexpr unsigned kNamedCategories = 12;
 constexpr unsigned kNamedComponents = 9;
 constexpr unsigned kNamedEvents = 22;
@@ -57,7 +57,7 @@ std::string hexadecimal(const Report &report) {
     return digits.str();
 }
 
-std::string shown(const Clock &clock) {
+std::string text_of(const Clock &clock) {
     std::ostringstream text;
     if (clock.time_sync) {
         text << "qor=" << clock.time_sync->qor << ",calendar=" << clock.time_sync->calendar << ' ';
@@ -72,9 +72,9 @@ class Differential : public testing::Test {
 protected:
     void compare(const Report &report, const Clock &clock) {
         const std::string expected = oracle::describe(report.data(), clock);
-        const std::string described = oracle::described_by_decoder(report.data(), clock, _generator.below(64));
+        const std::string described = oracle::describe_with_decoder(report.data(), clock, _generator.below(64));
         if (described != expected && ++_disagreements <= kShownDisagreements) {
-            ADD_FAILURE() << "report:  " << hexadecimal(report) << "\nclock:   " << shown(clock)
+            ADD_FAILURE() << "report:  " << hexadecimal(report) << "\nclock:   " << text_of(clock)
                           << "\ndecoder: " << described << "\noracle:  " << expected;
         }
     }
@@ -165,9 +165,9 @@ TEST_F(Differential, AnyReport) {
     }
 }
 
-// Successive reports share a second, a minute or nothing, go back in time, and cross the hours in which summer time
-// begins and ends.
-TEST_F(Differential, ReportsInTheOrderOfTheirTime) {
+// Successive reports share a second, a minute or neither, go back in time, and cross the hours in which daylight saving
+// time begins and ends.
+TEST_F(Differential, ReportsInChronologicalOrder) {
     constexpr std::uint64_t kSteps[] = {0, 1, 999, 250'000, 999'999, 1'000'000, 59'000'000, 3'600'000'000};
     Clock clock;
     std::uint64_t timestamp = 0;
@@ -186,7 +186,7 @@ TEST_F(Differential, ReportsInTheOrderOfTheirTime) {
     }
 }
 
-// A zone with summer time that needs no zone file.
+// A zone with daylight saving time that needs no zone file.
 const testing::Environment *const kZone =
     testing::AddGlobalTestEnvironment(new TimeZoneEnvironment("CET-1CEST,M3.5.0,M10.5.0/3"));
 

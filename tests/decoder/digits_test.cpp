@@ -12,7 +12,7 @@
 
 namespace {
 
-/** Zero, all ones, and both sides of every border between two lengths in decimal and in binary. */
+/** Zero, all ones, and the values on either side of each change of length in decimal and in binary. */
 std::vector<std::uint64_t> border_numbers() {
     std::vector<std::uint64_t> numbers{0, std::numeric_limits<std::uint64_t>::max()};
     for (std::uint64_t power = 1;; power *= 10) {
@@ -24,7 +24,7 @@ std::vector<std::uint64_t> border_numbers() {
     for (unsigned bit = 0; bit < 64; ++bit) {
         numbers.insert(numbers.end(), {(std::uint64_t{1} << bit) - 1, std::uint64_t{1} << bit});
     }
-    // Every digit at every place.
+    // Every digit in every position.
     for (std::uint64_t digit = 1; digit <= 9; ++digit) {
         for (std::uint64_t power = 1; power <= 1'000'000'000'000'000'000; power *= 10) {
             numbers.push_back(digit * power);
@@ -37,54 +37,54 @@ std::vector<std::uint64_t> border_numbers() {
 }
 
 template <typename... Arguments>
-std::string printed(const char *format, Arguments... arguments) {
+std::string format_text(const char *format, Arguments... arguments) {
     char text[64];
     const int size = std::snprintf(text, sizeof text, format, arguments...);
     return std::string(text, static_cast<std::size_t>(size));
 }
 
 template <typename Put, typename Value>
-std::string written(Put put, Value value) {
+std::string put_text(Put put, Value value) {
     char memory[64];
     return std::string(memory, put(memory, value));
 }
 
 TEST(Digits, DecimalHasNoLeadingZeros) {
     for (std::uint64_t number : border_numbers()) {
-        EXPECT_EQ(written(decoder::put_decimal, number), printed("%" PRIu64, number));
+        EXPECT_EQ(put_text(decoder::put_decimal, number), format_text("%" PRIu64, number));
     }
 }
 
-TEST(Digits, TenPlacesAreBlankFilledAndNeverCut) {
+TEST(Digits, TenPlacesArePaddedWithBlanksAndNeverCut) {
     for (std::uint64_t number : border_numbers()) {
-        EXPECT_EQ(written(decoder::put_ten_or_more_places, number), printed("%10" PRIu64, number));
+        EXPECT_EQ(put_text(decoder::put_ten_or_more_places, number), format_text("%10" PRIu64, number));
     }
 }
 
 TEST(Digits, HexadecimalIsLowerCaseWithoutLeadingZeros) {
     for (std::uint64_t number : border_numbers()) {
         const auto word = static_cast<std::uint32_t>(number);
-        EXPECT_EQ(written(decoder::put_hexadecimal, word), printed("%" PRIx32, word));
+        EXPECT_EQ(put_text(decoder::put_hexadecimal, word), format_text("%" PRIx32, word));
     }
-    EXPECT_EQ(written(decoder::put_hexadecimal, 0x89ABCDEFu), "89abcdef");
-    EXPECT_EQ(written(decoder::put_hexadecimal, 0x01234567u), "1234567");
+    EXPECT_EQ(put_text(decoder::put_hexadecimal, 0x89ABCDEFu), "89abcdef");
+    EXPECT_EQ(put_text(decoder::put_hexadecimal, 0x01234567u), "1234567");
 }
 
 TEST(Digits, SixDigitsKeepTheirZeros) {
     for (std::uint32_t number : {0u, 7u, 10u, 99'999u, 100'000u, 250'000u, 999'999u}) {
-        EXPECT_EQ(written(decoder::put_six_digits, number), printed("%06" PRIu32, number));
+        EXPECT_EQ(put_text(decoder::put_six_digits, number), format_text("%06" PRIu32, number));
     }
 }
 
 TEST(Digits, EveryByteIsFollowedByAComma) {
     for (unsigned byte = 0; byte < 256; ++byte) {
-        EXPECT_EQ(written(decoder::put_byte_and_comma, static_cast<std::uint8_t>(byte)), printed("%u,", byte));
+        EXPECT_EQ(put_text(decoder::put_byte_and_comma, static_cast<std::uint8_t>(byte)), format_text("%u,", byte));
     }
 }
 
 using DumpWriter = char *(*)(char *, const std::uint8_t *, std::size_t);
 
-/** Every length around those that are written at once, from bytes with every digit count beside every other. */
+/** Lengths on either side of every block size; bytes of one, two and three digits follow each other in every order. */
 void expect_dumps(DumpWriter put_dump) {
     std::vector<std::uint8_t> bytes;
     std::string list;
@@ -102,7 +102,7 @@ TEST(Dump, OfAnyLengthListsItsBytes) { expect_dumps(decoder::put_dump); }
 
 TEST(Dump, WithoutVectorInstructionsIsTheSame) { expect_dumps(decoder::put_dump_portably); }
 
-TEST(Dump, ShowsEveryByteAtEveryPlace) {
+TEST(Dump, PrintsEveryByteInEveryPosition) {
     for (unsigned value = 0; value < 256; ++value) {
         for (std::size_t place = 0; place < 48; ++place) {
             std::uint8_t bytes[48] = {};
@@ -117,8 +117,8 @@ TEST(Dump, ShowsEveryByteAtEveryPlace) {
     }
 }
 
-TEST(Dump, ReadsNoByteBehindItsLength) {
-    // At the end of an allocation of its own, where the address sanitizer sees the next byte.
+TEST(Dump, ReadsNoBytePastItsLength) {
+    // The bytes end with their allocation, so that the address sanitizer catches a read of the next byte.
     for (std::size_t length = 1; length <= 48; ++length) {
         const std::vector<std::uint8_t> bytes(length, 255);
         char memory[decoder::dump_room(48)];

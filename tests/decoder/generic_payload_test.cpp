@@ -17,19 +17,19 @@ const PayloadRow kRows[] = {
     {"long data of one byte: the dump is padded to ten characters", report_of_type(1).u16(20, 1).u8(24, 7),
      " 'subtype':         0, 'packet-size':         0, 'data-length':         1, 'data-offset':         0,"
      " 'raw-data':       [7],"},
-    {"long data of no byte: an empty dump behind eight blanks", report_of_type(1).u16(20, 0).counting(24, 47),
+    {"long data of no byte: an empty dump after eight blanks", report_of_type(1).u16(20, 0).counting(24, 47),
      " 'subtype':         0, 'packet-size':         0, 'data-length':         0, 'data-offset':         0,"
      " 'raw-data':        [],"},
-    {"long data that claims 100 bytes: the 24 of the record", report_of_type(1).u16(20, 100).counting(24, 47),
+    {"long data that claims 100 bytes: the 24 of the report", report_of_type(1).u16(20, 100).counting(24, 47),
      " 'subtype':         0, 'packet-size':         0, 'data-length':       100, 'data-offset':         0,"
      " 'raw-data':[1,2,3,4,5,6,7,8,9,10,11,12,13,14,15,16,17,18,19,20,21,22,23,24],"},
-    {"long data that claims 65535 bytes: the 24 of the record", report_of_type(1).u16(20, 65535).counting(24, 47),
+    {"long data that claims 65535 bytes: the 24 of the report", report_of_type(1).u16(20, 65535).counting(24, 47),
      " 'subtype':         0, 'packet-size':         0, 'data-length':     65535, 'data-offset':         0,"
      " 'raw-data':[1,2,3,4,5,6,7,8,9,10,11,12,13,14,15,16,17,18,19,20,21,22,23,24],"},
     {"short data: sizes are constants whatever the bytes hold", report_of_type(2).u16(16, 513).counting(18, 47),
      " 'subtype':       513, 'packet-size':        30, 'data-length':        30, 'data-offset':         0,"
      " 'raw-data':[1,2,3,4,5,6,7,8,9,10,11,12,13,14,15,16,17,18,19,20,21,22,23,24,25,26,27,28,29,30],"},
-    {"event: six words in decimal, then in hexadecimal behind a padded apostrophe",
+    {"event: six words in decimal, then in hexadecimal after a padded apostrophe",
      report_of_type(3).u32(16, 255).u32(20, 0).u32(24, 0xFFFFFFFF).u32(28, 16).u32(32, 10).u32(36, 0x0ABCDEF0),
      " 'arg1':       255, 'arg2':         0, 'arg3':4294967295, 'arg4':        16, 'arg5':        10,"
      " 'arg6': 180150000,"
@@ -63,7 +63,7 @@ const PayloadRow kRows[] = {
      " 'duration':         4,"},
     {"ext-function with a short name", report_of_type(9).text(32, "run"),
      " 'function':     'run', 'arg':         0, 'task':         0, 'thread':         0, 'duration':         0,"},
-    {"ext-function whose name holds apostrophes, a newline and bytes that are no UTF-8",
+    {"ext-function whose name holds apostrophes, a newline and bytes that are not UTF-8",
      report_of_type(9).bytes(32, {'\'', '\n', 0xFF, 0x80, 0, 'x'}),
      " 'function':    ''\n\xFF\x80', 'arg':         0, 'task':         0, 'thread':         0,"
      " 'duration':         0,"},
@@ -75,7 +75,7 @@ const PayloadRow kRows[] = {
      report_of_type(11).u64(16, 9'999'999'999).text(24, "aaaaaaaa").u8(32, 'b'),
      " 'global-id':9999999999, 'entry-id':7016996765293437281, 'entry':'aaaaaaaa', 'arg1':        98,"
      " 'arg2':         0,"},
-    {"decimation info: the name stands at 36, behind the intervals",
+    {"decimation info: the name is at 36, after the intervals",
      report_of_type(12).u64(16, 10'000'000'000).u32(24, 1).u32(28, 2).u32(32, 3).text(36, "accel"),
      " 'name':         'accel', 'sample-interval':         1, 'report-interval':         2,"
      " 'batch-interval':         3, 'next-dispatch':10000000000,"},

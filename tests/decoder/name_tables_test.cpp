@@ -13,7 +13,7 @@ namespace {
 
 using Names = std::vector<std::pair<unsigned, const char *>>;
 
-/** That exactly these ids have names, of all that a record can hold and some that it cannot. */
+/** Expects exactly these ids to have names, among all that a report can hold and some that it cannot. */
 template <typename Lookup>
 void expect_names(const Names &names, Lookup name_of) {
     std::vector<std::string> expected;
@@ -93,7 +93,7 @@ const EventRow kEvents[] = {
       {6, "hist-report"},
       {7, "user-report"}}},
     {"extfunction", &ZELLogDecoder::_exec, {4}, {{0, "extfunction"}}},
-    {"timing, which has a name and no events, and what lies behind",
+    {"timing, which has a name and no events, and the components above it",
      &ZELLogDecoder::_exec,
      {5, 6, 255, 4294967295},
      {}},

@@ -1,4 +1,4 @@
-// A C library that has no local time for a second. A program of its own: it replaces `localtime_r`.
+// The C library cannot convert a time to local time. A separate program, because it replaces `localtime_r`.
 
 #include <gtest/gtest.h>
 
@@ -12,7 +12,7 @@
 #include "tests/decoder/report_builder.h"
 #include "tests/decoder/time_sync_service.h"
 
-// NOLINTBEGIN(bugprone-reserved-identifier): the linker's name for what it sends here
+// NOLINTBEGIN(bugprone-reserved-identifier): the name that the linker redirects calls to
 extern "C" std::tm *__wrap_localtime_r(const std::time_t *time, std::tm *local);
 
 extern "C" std::tm *__wrap_localtime_r(const std::time_t * /*time*/, std::tm * /*local*/) { return nullptr; }
@@ -31,7 +31,7 @@ std::string line_of(const _QorProfileReport &report, const decoder::device_clock
 
 TEST(NoLocalTime, GivesAnEmptyText) { EXPECT_EQ(decoder::wall_time_text(1'700'000'000'000'000), ""); }
 
-TEST(NoLocalTime, IsLikeNoSynchronisationInALine) {
+TEST(NoLocalTime, LeavesTheCalendarTimeOutOfALine) {
     const _QorProfileReport report = ReportBuilder(0, 0, 0, 255).u64(8, 5'250'000);
 
     EXPECT_EQ(line_of(report, {kSync, kBootTime}), line_of(report, {{}, kBootTime}));

@@ -16,7 +16,7 @@ namespace {
 
 using Names = std::map<std::uint32_t, const char *>;
 
-// Category ids that the code below tells apart.
+// Category ids that the code below treats differently.
 constexpr std::uint32_t kExec = 0;
 constexpr std::uint32_t kTrace = 1;
 constexpr std::uint32_t kSensor = 2;
@@ -53,7 +53,7 @@ const std::map<std::uint32_t, Names> kComponentNames = {
     {kWake, {{0, "wake"}}},
 };
 
-/** Event names of the categories whose events mean the same for every component. */
+/** Event names of the categories in which they do not depend on the component. */
 const std::map<std::uint32_t, Names> kEventNames = {
     {kSensor,
      {{0, "latency"},
@@ -321,7 +321,7 @@ private:
 
 std::string key(std::string_view name) { return " '" + std::string(name) + "':"; }
 
-std::string quoted(const std::string &value) { return "'" + value + "'"; }
+std::string quote(const std::string &value) { return "'" + value + "'"; }
 
 /** A field whose value is right-aligned in `width` characters; a width of 0 pads nothing. */
 template <typename Value>
@@ -385,7 +385,7 @@ void write_function(std::ostream &line, const Report &report) {
 }
 
 void write_sensor_info(std::ostream &line, const Report &report) {
-    write_field(line, "name", 16, quoted(report.text(35, 12)));
+    write_field(line, "name", 16, quote(report.text(35, 12)));
     write_field(line, "report-interval", kPadded, report.u32(16));
     write_field(line, "batch-interval", kPadded, report.u32(20));
     write_field(line, "threshold", kPadded, report.u32(24));
@@ -396,7 +396,7 @@ void write_sensor_info(std::ostream &line, const Report &report) {
 }
 
 void write_ext_function(std::ostream &line, const Report &report) {
-    write_field(line, "function", kPadded, quoted(report.text(32, 16)));
+    write_field(line, "function", kPadded, quote(report.text(32, 16)));
     write_field(line, "arg", kPadded, report.u32(28));
     write_field(line, "task", kPadded, report.u32(16));
     write_field(line, "thread", kPadded, report.u32(20));
@@ -406,13 +406,13 @@ void write_ext_function(std::ostream &line, const Report &report) {
 void write_annotation(std::ostream &line, const Report &report) {
     write_field(line, "global-id", kPadded, report.u64(16));
     write_field(line, "entry-id", kPadded, report.u64(24));
-    write_field(line, "entry", kPadded, quoted(report.text(24, 8))); // the bytes of entry-id once more, on purpose
+    write_field(line, "entry", kPadded, quote(report.text(24, 8))); // the bytes of entry-id once more, on purpose
     write_field(line, "arg1", kPadded, report.u32(32));
     write_field(line, "arg2", kPadded, report.u32(36));
 }
 
 void write_decimation_info(std::ostream &line, const Report &report) {
-    write_field(line, "name", 16, quoted(report.text(36, 12)));
+    write_field(line, "name", 16, quote(report.text(36, 12)));
     write_field(line, "sample-interval", kPadded, report.u32(24));
     write_field(line, "report-interval", kPadded, report.u32(28));
     write_field(line, "batch-interval", kPadded, report.u32(32));
@@ -447,7 +447,7 @@ void write_generic_payload(std::ostream &line, const Report &report) {
 // ---- SSHB payloads ---------------------------------------------------------------------------------------
 
 void write_sshb_trace(std::ostream &line, const Report &report) {
-    write_field(line, "trace", 25, quoted(sshb_trace_name(report.component(), report.u32(16))));
+    write_field(line, "trace", 25, quote(sshb_trace_name(report.component(), report.u32(16))));
     write_field(line, "thread", kPadded, report.u32(20));
     write_field(line, "arg1", kPadded, report.u32(24));
     write_field(line, "arg2", kPadded, report.u32(28));
@@ -668,7 +668,7 @@ void write_payload(std::ostream &line, const Report &report) {
     }
 }
 
-/** Made once and kept: month names do not depend on the locale of the process. */
+/** Created once. The classic locale: month names do not depend on the locale of the process. */
 locale_t c_locale() {
     static const locale_t locale = newlocale(LC_ALL_MASK, "C", nullptr);
     return locale;
@@ -704,10 +704,10 @@ std::string describe(const unsigned char *report, const Clock &clock) {
     line.imbue(std::locale::classic());
 
     line << "{ ";
-    write_field(line, "category", 8, quoted(name_in(kCategoryNames, category)));
-    write_field(line, "component", 8, quoted(name_in(kComponentNames, category, component)));
-    write_field(line, "event", 12, quoted(event_name(category, component, event)));
-    write_field(line, "type", 12, quoted(name_in(kTypeNames, type)));
+    write_field(line, "category", 8, quote(name_in(kCategoryNames, category)));
+    write_field(line, "component", 8, quote(name_in(kComponentNames, category, component)));
+    write_field(line, "event", 12, quote(event_name(category, component, event)));
+    write_field(line, "type", 12, quote(name_in(kTypeNames, type)));
     write_field(line, "timestamp", kPadded, timestamp);
     write_field(line, "sequence_num", kPadded, fields.u32(4));
     write_payload(line, fields);
@@ -717,7 +717,7 @@ std::string describe(const unsigned char *report, const Clock &clock) {
     write_field(line, "event-id", kUnpadded, event);
     line << key("binary-data") << fields.dump(0, kReportSize);
     if (clock.time_sync) {
-        line << "," << key("calendar-time") << quoted(wall_clock_text(*clock.time_sync, timestamp));
+        line << "," << key("calendar-time") << quote(wall_clock_text(*clock.time_sync, timestamp));
     }
     if (clock.boot_time) {
         line << "," << key("boot-timestamp") << *clock.boot_time;

@@ -20,7 +20,8 @@ struct TimeSync {
     std::int64_t calendar; ///< nanoseconds since the Unix epoch
 };
 
-/** What turns firmware time into wall-clock time; whatever is absent leaves its field out of the line. */
+/** What is needed to convert firmware time to wall-clock time. The field of an absent member is left out of the line.
+ */
 struct Clock {
     std::optional<TimeSync> time_sync;
     std::optional<std::uint64_t> boot_time; ///< microseconds since the Unix epoch
@@ -32,7 +33,7 @@ std::string wall_clock_text(const TimeSync &sync, std::uint64_t timestamp);
 /** The line of the report at `report`, `kReportSize` bytes at any address, without a newline. Any thread. */
 std::string describe(const unsigned char *report, const Clock &clock);
 
-/** What the trace `id` of a kind is called in a line of the sshb category: its name, or its number. Any thread. */
+/** The name of trace `id` of a kind in a line of the sshb category, or its number if it has no name. Any thread. */
 std::string sshb_trace_name(std::uint32_t kind, std::uint32_t id);
 
 } // namespace oracle

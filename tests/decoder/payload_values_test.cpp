@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -56,6 +57,71 @@ TEST(PayloadValues, AreTheFieldsOfTheTextInItsOrder) {
     }
 }
 
+/** The texts behind the keys of a payload text, without their padding; texts in it must hold no apostrophe. */
+std::vector<std::string> value_texts_in(const std::string &text) {
+    std::vector<std::string> values;
+    for (std::size_t at = text.find("':"); at != std::string::npos; at = text.find("':", at + 2)) {
+        const std::size_t begin = text.find_first_not_of(' ', at + 2);
+        const std::size_t end = text.find(", '", begin);
+        values.push_back(text.substr(begin, end == std::string::npos ? text.size() - 1 - begin : end - begin));
+    }
+    return values;
+}
+
+/** `value` as a line prints it, without padding. */
+std::string text_of(const payload_value &value) {
+    std::ostringstream text;
+    switch (value.type) {
+    case payload_value::kind::number:
+        text << value.number;
+        break;
+    case payload_value::kind::hexadecimal:
+        text << "'" << std::hex << value.number << "'";
+        break;
+    case payload_value::kind::real:
+        text << value.real;
+        break;
+    case payload_value::kind::text:
+        text << "'" << value.text << "'";
+        break;
+    case payload_value::kind::name:
+        text << "'" << (value.text.empty() ? std::to_string(value.number) : std::string(value.text)) << "'";
+        break;
+    case payload_value::kind::bytes:
+        text << '[';
+        for (std::size_t i = 0; i < value.bytes.size(); ++i) {
+            text << (i == 0 ? "" : ",") << unsigned{value.bytes[i]};
+        }
+        text << ']';
+        break;
+    }
+    return text.str();
+}
+
+TEST(PayloadValues, EqualThoseOfTheTextInEveryLayout) {
+    for (unsigned category = 0; category < 12; ++category) {
+        for (unsigned type = 0; type < 16; ++type) {
+            for (const std::uint8_t selector : std::initializer_list<std::uint8_t>{0, 1, 2, 3, 4, 5, 7}) {
+                ReportBuilder builder(static_cast<std::uint8_t>(type), selector, 0,
+                                      static_cast<std::uint8_t>(category));
+                for (std::size_t offset = 16; offset < 48; ++offset) {
+                    // All different, most of them letters, and no apostrophe.
+                    builder.u8(offset, static_cast<std::uint8_t>('0' + offset));
+                }
+                const _QorProfileReport report = builder.u16(16, selector).u16(20, 3 + selector);
+                const profile_decoder *own = ZELLogDecoder::decoder_of(category);
+                std::vector<std::string> texts;
+                for (const payload_value &value : values_of(report)) {
+                    texts.push_back(text_of(value));
+                }
+
+                EXPECT_EQ(texts, value_texts_in(payload_text(own != nullptr ? *own : ZELLogDecoder::_default, report)))
+                    << "category " << category << ", type " << type << ", selector " << unsigned{selector};
+            }
+        }
+    }
+}
+
 TEST(PayloadValues, KeysThatAppearTwiceAreGivenTwice) {
     EXPECT_THAT(keys_of(ReportBuilder(3, 0, 0, 7)),
                 testing::ElementsAre("trace", "thread", "arg1", "arg2", "arg3", "arg4", "arg1", "arg2", "arg3", "arg4",
@@ -84,7 +150,7 @@ TEST(PayloadValues, ConstantsAreNumbers) {
     EXPECT_EQ(values[2].number, 6u);
 }
 
-TEST(PayloadValues, HexadecimalWordsSaySo) {
+TEST(PayloadValues, HexadecimalWordsAreMarked) {
     const std::vector<payload_value> values = values_of(ReportBuilder(3, 0, 0, 8).u32(36, 0xABCD));
 
     EXPECT_EQ(values[11].key, "xarg6");
@@ -101,7 +167,7 @@ TEST(PayloadValues, TextsAreRawUpToTheFirstZero) {
                               "a");
 }
 
-TEST(PayloadValues, BytesAreAsManyAsTheTextShows) {
+TEST(PayloadValues, BytesHaveTheLengthThatTheTextShows) {
     const _QorProfileReport three = ReportBuilder(1, 0, 0, 0).u16(20, 3).counting(24, 47);
     const _QorProfileReport many = ReportBuilder(1, 0, 0, 0).u16(20, 1000).counting(24, 47);
 

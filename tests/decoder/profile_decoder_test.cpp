@@ -17,7 +17,7 @@ TEST(FindInTable, ReturnsTheNameOfTheFirstEntryWithTheId) {
     EXPECT_EQ(profile_decoder::find_in_table(kTable, 4, 4294967295), "last");
 }
 
-TEST(FindInTable, GivesADecimalTextForAnIdThatTheTableDoesNotHold) {
+TEST(FindInTable, ReturnsDecimalTextForAnIdThatIsNotInTheTable) {
     EXPECT_EQ(profile_decoder::find_in_table(kTable, 4, 1), "1");
     EXPECT_EQ(profile_decoder::find_in_table(kTable, 4, 4294967294), "4294967294");
 }
@@ -28,14 +28,14 @@ TEST(FindInTable, NeverLooksPastTheCount) {
     EXPECT_EQ(profile_decoder::find_in_table(nullptr, 0, 0), "0");
 }
 
-TEST(Key, IsABlankTheNameBetweenApostrophesAndAColon) {
+TEST(Key, IsABlankTheNameInApostrophesAndAColon) {
     EXPECT_EQ(profile_decoder::key("x"), " 'x':");
     EXPECT_EQ(profile_decoder::key(""), " '':");
     EXPECT_EQ(profile_decoder::key("a name longer than any that a line holds"),
               " 'a name longer than any that a line holds':");
 }
 
-TEST(Str, IsTheValueBetweenApostrophes) {
+TEST(Str, IsTheValueInApostrophes) {
     EXPECT_EQ(profile_decoder::str(""), "''");
     EXPECT_EQ(profile_decoder::str("it's"), "'it's'");
     EXPECT_EQ(profile_decoder::str("a value longer than any name that a line holds"),
@@ -49,7 +49,7 @@ TEST(Dump, ListsTheBytesInDecimal) {
     EXPECT_EQ(profile_decoder::dump(kBytes.data(), 1), "[0]");
 }
 
-TEST(Dump, OfNothingIsTwoBrackets) {
+TEST(Dump, OfNoBytesIsTwoBrackets) {
     EXPECT_EQ(profile_decoder::dump("x", 0), "[]");
     EXPECT_EQ(profile_decoder::dump(nullptr, 0), "[]");
 }
@@ -126,7 +126,7 @@ TEST(ZELLogDecoder, NamesAComponentByItsCategorysDecoder) {
     EXPECT_EQ(ZELLogDecoder::component_to_string(8, 3), "3");
 }
 
-TEST(ZELLogDecoder, AnswersAComponentOfAnUnknownCategoryWithTheCategorysNumberOnPurpose) {
+TEST(ZELLogDecoder, ReturnsTheCategorysNumberForAComponentOfAnUnknownCategoryOnPurpose) {
     EXPECT_EQ(ZELLogDecoder::component_to_string(42, 3), "42");
     EXPECT_EQ(ZELLogDecoder::component_to_string(11, 0), "11");
 }
@@ -141,7 +141,7 @@ TEST(SubtypeName, DependsOnTheKind) {
     }
 }
 
-TEST(SubtypeName, GivesOneNameToTwoIdsAndNoneToAGap) {
+TEST(SubtypeName, HasOneNameForTwoIdsAndNoneForAGap) {
     EXPECT_EQ(ZELLogDecoder::_sshb.subtype_name(0, 215), "AmpPowerUpPhase1");
     EXPECT_EQ(ZELLogDecoder::_sshb.subtype_name(0, 224), "AmpPowerUpPhase1");
     for (const unsigned id : {52u, 99u, 109u, 199u, 233u, 299u, 307u, 310u, 399u, 410u, 4294967295u}) {
@@ -149,7 +149,7 @@ TEST(SubtypeName, GivesOneNameToTwoIdsAndNoneToAGap) {
     }
 }
 
-TEST(EventName, OfTheSshbDecoderTakesCheckpointsForTheLatencyComponentOnly) {
+TEST(EventName, OfTheSshbDecoderIsACheckpointForTheLatencyComponentOnly) {
     EXPECT_EQ(ZELLogDecoder::_sshb.event_name(3, 4), "ckp_RIVTurnOn");
     EXPECT_EQ(ZELLogDecoder::_sshb.event_name(0, 4), "4");
     EXPECT_EQ(ZELLogDecoder::_sshb.event_name(7, 16), "trigger-fingeron");

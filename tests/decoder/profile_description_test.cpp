@@ -1,4 +1,4 @@
-// The C entry points, with the clock that the platform publishes.
+// The C entry points, with the clock that the platform provides.
 
 #include "decoder/ProfileDescription.h"
 
@@ -30,8 +30,8 @@ using testing::Not;
 
 constexpr TimeSync kSync{5'000'000'000, 1'700'000'000'000'000'000};
 
-/** What `CopyProfileDescription` gives; nothing for null. */
-std::optional<std::string> copied_description(const Report &report) {
+/** The result of `CopyProfileDescription`; no value for null. */
+std::optional<std::string> copy_description(const Report &report) {
     const OwnedValue description(CopyProfileDescription(report.data()));
     if (!description) {
         return std::nullopt;
@@ -46,7 +46,7 @@ std::uint64_t kernel_boot_time() {
     return static_cast<std::uint64_t>(seconds) * 1'000'000 + static_cast<std::uint64_t>(std::int64_t{microseconds});
 }
 
-/** A stop report of this time, whose line is short. */
+/** A stop report with this time stamp. Its line is short. */
 Report report_at(std::uint64_t timestamp) {
     Report report{};
     for (std::size_t i = 0; i < 8; ++i) {
@@ -99,19 +99,19 @@ TEST(CopyProfileDescription, AgreesWithTheOracleUnderThePlatformsClock) {
         const std::optional<std::string> expected = is_utf8(line) ? std::optional(line) : std::nullopt;
         without_description += expected ? 0 : 1;
 
-        ASSERT_EQ(copied_description(report), expected) << line;
+        ASSERT_EQ(copy_description(report), expected) << line;
     }
     EXPECT_GT(without_description, kReports / 100);
     EXPECT_LT(without_description, kReports / 2);
 }
 
-TEST(CopyProfileDescription, IsNullForATextThatIsNotUtf8) {
+TEST(CopyProfileDescription, IsNullForTextThatIsNotUtf8) {
     Report report{9};
     report[32] = 0xC3;
-    EXPECT_EQ(copied_description(report), std::nullopt);
+    EXPECT_EQ(copy_description(report), std::nullopt);
 
     report[33] = 0xA9;
-    const std::optional<std::string> description = copied_description(report);
+    const std::optional<std::string> description = copy_description(report);
     ASSERT_TRUE(description);
     EXPECT_THAT(*description, HasSubstr(" 'function':      '\xC3\xA9',"));
 }
@@ -120,7 +120,7 @@ TEST(CopyProfileDescription, IsNullForANullReport) { EXPECT_EQ(CopyProfileDescri
 
 TEST(CopyProfileDescription, ReadsAReportAtAnyAddress) {
     const Report report = report_at(77);
-    const std::string expected = copied_description(report).value();
+    const std::string expected = copy_description(report).value();
     for (std::size_t shift = 0; shift < 8; ++shift) {
         std::array<unsigned char, oracle::kReportSize + 8> bytes{};
         std::copy(report.begin(), report.end(), bytes.begin() + static_cast<std::ptrdiff_t>(shift));
@@ -134,53 +134,53 @@ TEST(CopyProfileDescription, ReadsAReportAtAnyAddress) {
 TEST(CopyProfileDescription, IsTheLineOfTheCategorysDecoder) {
     const Report report = report_at(5);
 
-    EXPECT_EQ(copied_description(report), ZELLogDecoder::to_string(_QorProfileReport::copied_from(report.data())));
+    EXPECT_EQ(copy_description(report), ZELLogDecoder::to_string(_QorProfileReport::copied_from(report.data())));
 }
 
 TEST(CopyProfileDescription, ShowsTheKernelsBootTime) {
-    EXPECT_THAT(copied_description(report_at(0)).value(),
+    EXPECT_THAT(copy_description(report_at(0)).value(),
                 testing::EndsWith(",0], 'boot-timestamp':" + std::to_string(kernel_boot_time()) + "}"));
 }
 
-TEST(CopyProfileDescription, LeavesTheBootTimeOutWhenTheKernelDoesNotTell) {
+TEST(CopyProfileDescription, LeavesTheBootTimeOutWhenTheKernelReportsNone) {
     host::arm_fault("RvKernelGetBootTime", 0, host::Strikes::ForGood);
-    const std::optional<std::string> description = copied_description(report_at(0));
+    const std::optional<std::string> description = copy_description(report_at(0));
     host::disarm_faults();
 
     EXPECT_THAT(description.value(), testing::EndsWith(",0]}"));
 }
 
 TEST(CopyProfileDescription, LeavesTheCalendarTimeOutWithoutTheService) {
-    EXPECT_THAT(copied_description(report_at(0)).value(), Not(HasSubstr("calendar-time")));
+    EXPECT_THAT(copy_description(report_at(0)).value(), Not(HasSubstr("calendar-time")));
 }
 
 TEST(CopyProfileDescription, FollowsANewSynchronisationAtOnce) {
     const TimeSyncService service;
     service.publish(kSync.qor, kSync.calendar);
-    EXPECT_THAT(copied_description(report_at(5'000'000)).value(),
+    EXPECT_THAT(copy_description(report_at(5'000'000)).value(),
                 HasSubstr("], 'calendar-time':'Nov 14 22:13:20.000000', 'boot-timestamp':"));
 
     service.publish(kSync.qor, kSync.calendar + 1'000'000'000);
-    EXPECT_THAT(copied_description(report_at(5'000'000)).value(),
+    EXPECT_THAT(copy_description(report_at(5'000'000)).value(),
                 HasSubstr("], 'calendar-time':'Nov 14 22:13:21.000000', 'boot-timestamp':"));
 }
 
-TEST(CopyProfileDescription, GivesBackWhatItTookFromTheRegistry) {
+TEST(CopyProfileDescription, ReleasesEveryRegistryReference) {
     const TimeSyncService service;
     service.publish(kSync.qor, kSync.calendar);
     const std::size_t before = service.reference_count();
 
-    copied_description(report_at(0));
+    copy_description(report_at(0));
 
     EXPECT_EQ(service.reference_count(), before);
 }
 
 TEST(CopyProfileDescription, DoesNotDependOnTheDeltaFlag) {
     ASSERT_EQ(_qor_profile_delta_enabled, 0);
-    const std::optional<std::string> before = copied_description(report_at(1));
+    const std::optional<std::string> before = copy_description(report_at(1));
 
     _qor_profile_delta_enabled = 1;
-    const std::optional<std::string> after = copied_description(report_at(1));
+    const std::optional<std::string> after = copy_description(report_at(1));
     _qor_profile_delta_enabled = 0;
 
     EXPECT_EQ(after, before);
@@ -193,7 +193,7 @@ TEST(QorProfilePrint, WritesTheDescriptionAndOneNewline) {
     qor_profile_print(report.data());
     const std::string output = testing::internal::GetCapturedStdout();
 
-    EXPECT_EQ(output, copied_description(report).value() + "\n");
+    EXPECT_EQ(output, copy_description(report).value() + "\n");
 }
 
 TEST(QorProfilePrint, WritesNothingWithoutADescription) {
@@ -206,7 +206,7 @@ TEST(QorProfilePrint, WritesNothingWithoutADescription) {
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
 }
 
-// The wall-clock texts above are in this zone.
+// The wall-clock texts above are in this time zone.
 const testing::Environment *const kUniversalTime = testing::AddGlobalTestEnvironment(new TimeZoneEnvironment("UTC0"));
 
 } // namespace

@@ -37,7 +37,7 @@ TEST(ProfileReport, FieldsNeedNoAlignment) {
     EXPECT_EQ(report.at<std::uint64_t>(40), 0x201F1E1D1C1B1A19u);
 }
 
-TEST(ProfileReport, LiesAtAnyAddress) {
+TEST(ProfileReport, MayLieAtAnyAddress) {
     const _QorProfileReport report = ReportBuilder(1, 2, 3, 4).u32(4, 77).u64(8, 99);
     std::array<std::uint8_t, _QorProfileReport::kSize + 8> memory{};
 

@@ -1,4 +1,4 @@
-/** Reports for tests, byte by byte. */
+/** Builds reports for tests byte by byte. */
 #pragma once
 
 #include <cstddef>
@@ -11,7 +11,7 @@
 #include "decoder/text_stream.h"
 #include "qor/report.h"
 
-/** A report of zeros with these ids in memory order; the rest is put at offsets from the report's start. */
+/** A report with these ids, in memory order, and zeros elsewhere. Offsets count from the report's start. */
 class ReportBuilder {
 public:
     ReportBuilder(std::uint8_t type, std::uint8_t event, std::uint8_t component, std::uint8_t category)
@@ -44,7 +44,7 @@ public:
         return *this;
     }
 
-    // Rows of tables are written as builders.
+    // Implicit, so that rows of tables can be builders.
     operator _QorProfileReport() const { return _report; } // NOLINT(google-explicit-constructor)
 
 private:
@@ -58,7 +58,7 @@ private:
     _QorProfileReport _report;
 };
 
-/** What `decoder` writes for the payload alone. */
+/** The text that `decoder` writes for the payload alone. */
 inline std::string payload_text(const profile_decoder &decoder, const _QorProfileReport &report) {
     text_buffer buffer;
     text_stream stream(buffer);
@@ -67,7 +67,7 @@ inline std::string payload_text(const profile_decoder &decoder, const _QorProfil
     return std::string(buffer.text());
 }
 
-/** A report and the payload text that it must give. */
+/** A report and its expected payload text. */
 struct PayloadRow {
     const char *meaning;
     _QorProfileReport report;

@@ -41,7 +41,7 @@ std::uint64_t ReportGenerator::number(unsigned bits) {
     switch (below(4)) {
     case 0:
         return _engine() & largest;
-    case 1: // every length equally often
+    case 1: // every number of bits equally often
         return (_engine() & largest) >> below(bits);
     case 2: // 9 and 10, 99 and 100, and so on
         for (;;) {
@@ -63,7 +63,7 @@ std::uint32_t ReportGenerator::coordinate() {
         return static_cast<std::uint32_t>(_engine());
     case 1: // every magnitude equally often
         return negate * (static_cast<std::uint32_t>(_engine()) >> below(32));
-    case 2: // few significant bits: digits that end in a tie
+    case 2: // few significant bits: values halfway between two roundings
         return negate * ((static_cast<std::uint32_t>(_engine()) >> below(32)) << below(20));
     case 3: // around a power of ten, and around the largest number that six digits show below it
     {
@@ -120,7 +120,7 @@ void ReportGenerator::put_text(Report &report, std::size_t offset, std::size_t s
         const unsigned char character = printable ? static_cast<unsigned char>(' ' + below(95)) : byte();
         report[i] = std::max<unsigned char>(character, 1);
     }
-    const std::uint64_t end = below(size + 2); // beyond the last byte: a text without its zero
+    const std::uint64_t end = below(size + 2); // past the last byte: a text without its terminating zero
     if (end < size) {
         report[offset + end] = 0;
     }
@@ -170,7 +170,7 @@ Report ReportGenerator::generic_report() {
     Header chosen = header();
     chosen.type = static_cast<std::uint8_t>(below(14));
     Report made = report(chosen);
-    if (chosen.type == 1 && one_in(2)) { // data lengths around what fits
+    if (chosen.type == 1 && one_in(2)) { // data lengths on either side of the maximum
         put_number(made, 20, 2, one_of({0u, 1u, 2u, 22u, 23u, 24u, 25u, 26u, 48u, 256u, 280u, 65535u}));
     }
     return made;
@@ -225,11 +225,11 @@ TimeSync ReportGenerator::time_sync(const Report &report) {
         return sync(now, calendar);
     case 1: // few or many microseconds after it
         return sync(now, calendar + fraction);
-    case 2: // nanoseconds that are no whole microsecond
+    case 2: // nanoseconds that are not whole microseconds
         return sync(now - below(kSecond), calendar + below(kSecond));
     case 3: // later than the report, beyond the epoch
         return sync(now + calendar + fraction + 1, below(kSecond));
-    case 4: // the changes of summer time, and the ends of year and month, are near whole hours
+    case 4: // near a whole hour, where daylight saving time changes and months and years end
         return sync(now, below(2000000) * 3600 * kSecond + one_of({std::uint64_t{0}, std::uint64_t{0} - 1000}));
     default:
         return sync(number(64), number(64));

@@ -1,4 +1,4 @@
-/** A seeded generator of reports and clocks for the decoder's tests: every value that something hangs on, often. */
+/** A seeded generator of reports and clocks for the decoder's tests. Boundary values come up often. */
 #pragma once
 
 #include <array>
@@ -25,13 +25,13 @@ class ReportGenerator {
 public:
     explicit ReportGenerator(std::uint64_t seed) : _engine(seed) {}
 
-    /** Any header, mostly one that a table or a layout knows, or a neighbour of one. */
+    /** Any header, mostly one for which there is a name or a layout, or a neighbour of one. */
     Header header();
 
     /** A report with this header; sequence number, time stamp and payload are generated. */
     Report report(const Header &header);
 
-    /** A report of a payload layout that every category has. */
+    /** A report with one of the payload layouts that all categories share. */
     Report generic_report();
 
     /** A report of the sshb category: traces, input packets, status events and contexts. */
@@ -61,10 +61,10 @@ private:
         return values.begin()[below(values.size())];
     }
 
-    /** A number of `bits` bits: random, of random length, or where the count of its digits changes. */
+    /** A number of `bits` bits: random, of random length, or near one at which the number of digits changes. */
     std::uint64_t number(unsigned bits);
 
-    /** A signed word at which the text of its scaled value changes its shape, or any other. */
+    /** Any signed word, often one at which the text of its scaled value changes form. */
     std::uint32_t coordinate();
 
     Header near(Header header);

@@ -26,7 +26,7 @@ struct LineRow {
 };
 
 const LineRow kLines[] = {
-    {"control: the plain decoder, whose category has a name",
+    {"control: the base decoder, whose category has a name",
      ReportBuilder(5, 1, 3, 8).u32(4, 42).u64(8, 12345678).u32(16, 7).u32(28, 250),
      {},
      "{  'category':'control', 'component':     '3', 'event':         '1', 'type':  'function',"
@@ -36,7 +36,7 @@ const LineRow kLines[] = {
      " 'type-id':5, 'category-id':8, 'component-id':3, 'event-id':1,"
      " 'binary-data':[5,1,3,8,42,0,0,0,78,97,188,0,0,0,0,0,7,0,0,0,0,0,0,0,0,0,0,0,250,0,0,0,0,0,0,0,0,0,0,0,0,0,0,"
      "0,0,0,0,0]}"},
-    {"category 200: no name for anything, and otherwise complete",
+    {"category 200: nothing has a name, and the line is otherwise complete",
      ReportBuilder(255, 254, 253, 200).u32(4, 4294967295).u64(8, 18446744073709551615u),
      {},
      "{  'category':   '200', 'component':   '253', 'event':       '254', 'type':       '255',"
@@ -88,7 +88,7 @@ TEST(ReportLine, HasTheLayoutOfEveryLine) {
     }
 }
 
-TEST(ReportLine, PayloadStandsBetweenSequenceNumberAndIds) {
+TEST(ReportLine, PutsThePayloadBetweenSequenceNumberAndIds) {
     for (std::uint8_t category = 0; category < 12; ++category) {
         const _QorProfileReport report = ReportBuilder(2, 7, 0, category).counting(16, 47).u32(4, 5);
         const profile_decoder *own = ZELLogDecoder::decoder_of(category);
@@ -118,7 +118,7 @@ TEST(ReportLine, LinesFollowEachOtherInOneBuffer) {
     EXPECT_EQ(buffer.text(), expected);
 }
 
-/** Names longer than their fields, longer than any of the tables'. */
+/** Names longer than their fields and than any name in the tables. */
 class long_names_decoder : public profile_decoder {
 public:
     std::string component_name(unsigned component) const override { return std::string(component, 'c'); }
@@ -131,7 +131,7 @@ public:
     }
 };
 
-TEST(ReportLine, VirtualOperationsFillTheLine) {
+TEST(ReportLine, UsesTheDecodersVirtualFunctions) {
     const long_names_decoder decoder;
 
     const std::string line = decoder.to_string(ReportBuilder(0, 20, 50, 0).u32(16, 77));
@@ -142,7 +142,7 @@ TEST(ReportLine, VirtualOperationsFillTheLine) {
     EXPECT_NE(line.find("'sequence_num':         0, 'own':77, 'type-id':0,"), std::string::npos);
 }
 
-TEST(ReportLine, NameAsLongAsItsFieldIsWholeAndUnpadded) {
+TEST(ReportLine, PrintsANameAsLongAsItsFieldWithoutPadding) {
     const long_names_decoder decoder;
 
     EXPECT_NE(decoder.to_string(ReportBuilder(0, 0, 6, 0)).find("'component':'cccccc',"), std::string::npos);
@@ -177,7 +177,7 @@ TEST(ZELLogDecoder, LineIsThatOfTheCategorysDecoder) {
     }
 }
 
-TEST(ZELLogDecoder, LineByNamesFromTablesEqualsLineByVirtualOperations) {
+TEST(ZELLogDecoder, LineFromTheTablesEqualsLineFromTheVirtualFunctions) {
     const decoder::device_clock clock = decoder::read_device_clock();
     for (unsigned category = 0; category < 256; ++category) {
         for (unsigned id = 0; id < 256; ++id) {

@@ -1,5 +1,5 @@
-// The platform's operations, with nothing to say: the memory sanitizer knows nothing of a library that it has not
-// built.
+// Stubs of the platform's operations, all of which fail: the memory sanitizer reports false errors for a library that
+// is not instrumented.
 
 #include "platform/RvKernel.h"
 #include "platform/RvRegistry.h"

@@ -22,7 +22,7 @@ ReportBuilder context(std::uint16_t version) {
 
 std::string sshb_text(const _QorProfileReport &report) { return payload_text(ZELLogDecoder::_sshb, report); }
 
-/** What the base decoder writes for the same record. */
+/** The text of the base decoder for the same report. */
 std::string generic_text(const _QorProfileReport &report) { return payload_text(ZELLogDecoder::_default, report); }
 
 const PayloadRow kReports[] = {
@@ -86,10 +86,10 @@ const SubjectRow kSubjects[] = {
     {"a checkpoint that does not exist", 3, 8, " 'trace':                      '8',"},
     {"the clock", 4, 409, " 'trace':         'SimulatedEvent',"},
     {"an id in a gap", 0, 307, " 'trace':                    '307',"},
-    {"an id behind the table", 0, 410, " 'trace':                    '410',"},
+    {"an id past the table", 0, 410, " 'trace':                    '410',"},
     {"an id whose low byte would be in the table", 0, 256 + 7, " 'trace':                    '263',"},
     {"a name as wide as the field", 0, 28, " 'trace':'AmpRequestCompleteStep5',"},
-    {"a name wider than the field, whole", 0, 305, " 'trace':'kSetHapticAudioAssertionReturn',"},
+    {"a name wider than the field, in full", 0, 305, " 'trace':'kSetHapticAudioAssertionReturn',"},
 };
 
 TEST(SSHBPayload, TraceNamesItsSubject) {

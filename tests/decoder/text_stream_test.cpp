@@ -28,7 +28,7 @@ TEST(TextStream, BufferGrowsAndKeepsItsText) {
     EXPECT_EQ(buffer.text().substr(buffer.size() - 5), "xx  y");
 }
 
-TEST(TextStream, BufferLeavesGivenStorageWhenItIsFull) {
+TEST(TextStream, BufferLeavesItsInitialStorageWhenThatIsFull) {
     char storage[8];
     text_buffer buffer(storage);
 
@@ -40,7 +40,7 @@ TEST(TextStream, BufferLeavesGivenStorageWhenItIsFull) {
     EXPECT_EQ(buffer.text(), "123456789");
 }
 
-TEST(TextStream, ClearedBufferStartsAgain) {
+TEST(TextStream, ClearedBufferStartsEmpty) {
     text_buffer buffer;
     buffer.append("old");
     buffer.clear();
@@ -49,7 +49,7 @@ TEST(TextStream, ClearedBufferStartsAgain) {
     EXPECT_EQ(buffer.text(), "new");
 }
 
-TEST(TextStream, TextCountsFromFlushOn) {
+TEST(TextStream, TextIsKeptOnlyAfterFlush) {
     text_buffer buffer;
     buffer.append("kept");
     {

@@ -1,4 +1,4 @@
-/** The device's time-synchronisation service, in the host's registry. */
+/** The device's time synchronisation service in the host's registry. */
 #pragma once
 
 #include <cstddef>
@@ -30,7 +30,7 @@ inline platform::OwnedValue time_sync_dictionary(platform::OwnedValue qor, std::
     return time_sync_dictionary(std::move(qor), platform::OwnedValue());
 }
 
-/** Registered while it lives, at first without its property. */
+/** Registered as long as it lives. Initially without its property. */
 class TimeSyncService {
 public:
     TimeSyncService() : _entry(host::device_registry::add(description())) {}

@@ -7,8 +7,8 @@
 #include <ctime>
 
 /**
- * Puts the process into `zone` (as in the environment variable TZ) before its first test, whatever the zone of the
- * machine. To be handed to `testing::AddGlobalTestEnvironment`.
+ * Sets the process's time zone to `zone` (a value of the environment variable TZ) before the first test. Pass it to
+ * `testing::AddGlobalTestEnvironment`.
  */
 class TimeZoneEnvironment : public testing::Environment {
 public:

@@ -60,7 +60,7 @@ TEST(VastrelPayload, VectorPrintsSixSignificantDigits) {
     }
 }
 
-TEST(VastrelPayload, OnlyTheTwoWholeHeadersMatch) {
+TEST(VastrelPayload, OtherHeadersPrintTheGenericText) {
     const ReportBuilder others[] = {
         {3, 0, 1, kVastrel}, {3, 1, 1, kVastrel}, {3, 2, 0, kVastrel}, {2, 0, 0, kVastrel}, {4, 1, 0, kVastrel},
     };

@@ -29,7 +29,7 @@ TEST(WakePayload, PrintsRequestsAndEvents) {
     }
 }
 
-TEST(WakePayload, OnlyTheTwoWholeHeadersMatch) {
+TEST(WakePayload, OtherHeadersPrintTheGenericText) {
     const ReportBuilder others[] = {
         {3, 1, 0, kWake}, {13, 2, 0, kWake}, {13, 1, 1, kWake}, {3, 2, 1, kWake}, {3, 0, 0, kWake}, {5, 2, 0, kWake},
     };

@@ -1,4 +1,4 @@
-// Whether lines are made of nothing but what was written: run under the memory sanitizer, which follows every bit.
+// Checks that no byte of a line comes from uninitialised memory. Runs under the memory sanitizer.
 
 #include <cstdio>
 #include <random>
@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t kReports = 200'000;
 
-/** Every other report is random bytes, half of those of a category that has decoders. */
+/** Every other report is random bytes; half of those have a category with a decoder. */
 _QorProfileReport report_number(std::size_t index, const std::vector<std::uint8_t> &mix, std::mt19937_64 &engine) {
     auto report = _QorProfileReport::copied_from(mix.data() + index * _QorProfileReport::kSize);
     if (index % 2 == 1) {
@@ -26,7 +26,8 @@ _QorProfileReport report_number(std::size_t index, const std::vector<std::uint8_
     return report;
 }
 
-/** Those are written by the standard library, which the sanitizer has not built and calls unwritten. */
+/** The standard library writes reals. It is not instrumented, so the sanitizer would take its output for uninitialised.
+ */
 bool has_reals(const _QorProfileReport &report) {
     bool found = false;
     decoder::for_each_payload_value(report, [&](const decoder::payload_value &value) {
@@ -56,10 +57,10 @@ int main() {
         if (index % 5 != 0) {
             clock.boot_time = engine();
         }
-        text_buffer line; // whose memory comes from the heap, with nothing written in it
+        text_buffer line; // on the heap, in uninitialised memory
         decoder::append_line(line, report, clock);
         for (const char character : line.text()) {
-            // The sanitizer reports a branch that depends on memory that nobody has written.
+            // The sanitizer reports a branch that depends on uninitialised memory.
             if (character >= '0' && character <= '9') {
                 ++digits;
             }

@@ -1,4 +1,4 @@
-// What the module answers when state is captured.
+// The module's records when state is captured.
 
 #include <dlfcn.h>
 
@@ -69,7 +69,7 @@ TEST_F(ModuleCapture, EntriesReadTheirSourcesWithRoomFor32Reports) {
     EXPECT_EQ(driver.capacity, 32u * 48u);
 }
 
-TEST_F(ModuleCapture, ErrorIsAnsweredByNobody) {
+TEST_F(ModuleCapture, ErrorHasNoRecords) {
     plug_in.hand_over(qor.service({{0x000C, 1}, {0xFF00, 3}}));
     firmware.bytes = driver.bytes = control_report(1);
 
@@ -80,7 +80,7 @@ TEST_F(ModuleCapture, ErrorIsAnsweredByNobody) {
     EXPECT_EQ(driver_commands, 0);
 }
 
-TEST_F(ModuleCapture, RequestAsksTheSnapshotsToo) {
+TEST_F(ModuleCapture, RequestIncludesTheSnapshots) {
     plug_in.hand_over(qor.service({{0x000C, 1}, {0xFF00, 3}}));
     firmware.bytes = driver.bytes = control_report(1);
 
@@ -153,7 +153,7 @@ TEST_F(ModuleCapture, EachDescriptionIsThatOfTheExportedEntryPointInReportOrder)
     EXPECT_NE(description(control_report(7)), description(control_report(8)));
 }
 
-TEST_F(ModuleCapture, FortySevenBytesGiveNoRecordAndNoLine) {
+TEST_F(ModuleCapture, FortySevenBytesGiveNoRecordAndNoLogLine) {
     plug_in.hand_over(qor.service(kVendor));
     firmware.bytes = driver.bytes = std::vector<std::uint8_t>(47, 0xEE);
 
@@ -162,7 +162,7 @@ TEST_F(ModuleCapture, FortySevenBytesGiveNoRecordAndNoLine) {
     EXPECT_THAT(texts(), IsEmpty());
 }
 
-TEST_F(ModuleCapture, SourceThatClaimsMoreThanItsRoomIsReadToTheEndOfTheBufferOnly) {
+TEST_F(ModuleCapture, SourceThatClaimsMoreThanTheBufferHoldsIsReadToItsEndOnly) {
     plug_in.hand_over(qor.service(kVendor));
     for (int i = 0; i < 32; ++i) {
         firmware.bytes = firmware.bytes + control_report(static_cast<std::uint8_t>(i));
@@ -183,7 +183,8 @@ TEST_F(ModuleCapture, FailingSourcesWriteTheirLinesWithTheNumberOfEachSource) {
 
     std::map<std::string, int> lines_of_the_handler;
     for (const std::string &text : texts()) {
-        if (text.rfind(": Kelmarks: kr == 0,", 0) == 0) { // without the blank that the calls' own lines have
+        if (text.rfind(": Kelmarks: kr == 0,", 0) ==
+            0) { // not the lines of the calls themselves, which have a blank after `0`
             ++lines_of_the_handler[text];
         }
     }
@@ -202,7 +203,7 @@ TEST_F(ModuleCapture, NothingIsAnsweredAfterTheQueueIsClosed) {
     EXPECT_THAT(capture(kRvStateCaptureFault), IsEmpty());
 }
 
-TEST_F(ModuleCapture, TwoObjectsAnswerOneAfterTheOther) {
+TEST_F(ModuleCapture, TwoObjectsAnswerInTurn) {
     Loaded other;
     plug_in.hand_over(qor.service(kVendor));
     other.hand_over(qor.service(kVendor));

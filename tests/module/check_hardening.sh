@@ -1,10 +1,10 @@
 #!/bin/sh
 # check_hardening.sh FILE [fortified]
 #
-# Fails, naming each, for every promise about how it is built that a program or shared library breaks: a table of
-# addresses that is read-only once it is filled (RELRO) and filled before the first line runs (immediate binding), stack
-# protection, no relocations in the code, no executable stack, and, where "fortified" is given, functions of the C
-# library that check the sizes of what they write to.
+# Fails if a program or shared library lacks one of its hardening properties, and names each that is missing: a table
+# of addresses that is read-only after start (RELRO) and filled before the first line runs (immediate binding), stack
+# protection, no relocations in the code, no executable stack and, if "fortified" is given, functions of the C library
+# that check the sizes of the buffers they write to.
 set -eu
 export LC_ALL=C
 file=$1

@@ -2,8 +2,8 @@
 # compare_symbols.sh exports MODULE LIST
 # compare_symbols.sh imports MODULE LIST PLATFORM_LIBRARY
 #
-# Compares what the module defines dynamically, or what it takes from the platform library, with a checked-in
-# list. Shows any difference (- listed, + found) and fails.
+# Compares the dynamic symbols that the module defines, or those that it imports from the platform library, with a
+# checked-in list. Prints any difference (- listed, + found) and fails.
 set -eu
 export LC_ALL=C
 
@@ -23,7 +23,7 @@ imports)
     comm -12 "$scratch/undefined" "$scratch/platform" >"$scratch/found"
     ;;
 *)
-    echo "$0: exports or imports, not $1" >&2
+    echo "$0: invalid mode: $1: expected exports or imports" >&2
     exit 2
     ;;
 esac

@@ -1,4 +1,4 @@
-/** The built module, loaded as a host loads it and talked to through its factory and its table alone. */
+/** The built module, loaded as a host loads it and used through its factory and its table alone. */
 #pragma once
 
 #include <gmock/gmock.h>
@@ -41,20 +41,20 @@ inline const host::Module &module() {
     return loaded;
 }
 
-/** `uuid` with one of its 128 bits turned over. */
-inline RvUUIDBytes flipped(RvUUIDBytes uuid, int bit) {
+/** `uuid` with one of its 128 bits inverted. */
+inline RvUUIDBytes flip_bit(RvUUIDBytes uuid, int bit) {
     auto &byte = uuid.bytes[bit / 8];
     byte = static_cast<std::uint8_t>(byte ^ (1U << (bit % 8)));
     return uuid;
 }
 
-/** What the factory makes of a type. */
+/** Calls the factory with this type. */
 inline OndreQORHIDStatisticsRef create(const RvUUIDBytes &type, RvAllocatorRef allocator = RvAllocatorGetDefault()) {
     const platform::OwnedUUID wanted(RvUUIDCreateWithBytes(type));
     return static_cast<OndreQORHIDStatisticsRef>(module().factory()(allocator, wanted.get()));
 }
 
-/** One object of the module, opened and scheduled on a queue of its own, and released after that queue. */
+/** One object of the module, opened and scheduled on its own queue. Released after that queue is closed. */
 class Loaded {
 public:
     Loaded() {
@@ -78,7 +78,7 @@ public:
     OndreQORHIDStatisticsRef object = create(kType);
 };
 
-/** One loaded object, its log recorded. */
+/** One loaded object; its log is recorded. */
 class ModuleTest : public testing::Test {
 protected:
     std::vector<std::string> texts() const {

@@ -1,4 +1,4 @@
-// The module's factory, its table and its object, as a host sees them.
+// The module's factory, table and object as seen by a host.
 
 #include <atomic>
 #include <memory>
@@ -14,7 +14,7 @@ using testing::IsEmpty;
 
 static_assert(sizeof(OndreQORHIDStatisticsTable) == 18 * sizeof(void *));
 
-TEST(ModuleTable, ProvidesExactlyTheSlotsThatItPromises) {
+TEST(ModuleTable, ProvidesExactlyTheDocumentedSlots) {
     OndreQORHIDStatisticsRef object = create(kType);
     ASSERT_NE(object, nullptr);
     const auto *slots = reinterpret_cast<void *const *>(*object);
@@ -30,7 +30,7 @@ TEST(ModuleTable, ProvidesExactlyTheSlotsThatItPromises) {
     EXPECT_THAT(provided, ElementsAre(1, 2, 3, 7, 8, 11, 13, 14));
 }
 
-TEST(ModuleTable, IsOneForAllObjects) {
+TEST(ModuleTable, IsSharedByAllObjects) {
     OndreQORHIDStatisticsRef first = create(kType);
     OndreQORHIDStatisticsRef second = create(kType);
 
@@ -41,12 +41,12 @@ TEST(ModuleTable, IsOneForAllObjects) {
     (*second)->Release(second);
 }
 
-TEST(ModuleFactory, AnyOtherTypeGivesNullAndAllocatesNothing) {
+TEST(ModuleFactory, ReturnsNullForAnyOtherTypeAndAllocatesNothing) {
     const CountingAllocator allocator;
     const host::LogRecorder log;
 
     for (int bit = 0; bit < 128; ++bit) {
-        EXPECT_EQ(create(flipped(kType, bit), &allocator), nullptr) << "bit " << bit;
+        EXPECT_EQ(create(flip_bit(kType, bit), &allocator), nullptr) << "bit " << bit;
     }
     for (const RvUUIDBytes &interface : kInterfaces) {
         EXPECT_EQ(create(interface, &allocator), nullptr);
@@ -57,7 +57,7 @@ TEST(ModuleFactory, AnyOtherTypeGivesNullAndAllocatesNothing) {
     EXPECT_THAT(log.messages(), IsEmpty());
 }
 
-TEST(ModuleFactory, WithoutMemoryForTheObjectGivesNull) {
+TEST(ModuleFactory, ReturnsNullWithoutMemoryForTheObject) {
     CountingAllocator allocator;
     allocator.fail_at(0);
 
@@ -66,7 +66,7 @@ TEST(ModuleFactory, WithoutMemoryForTheObjectGivesNull) {
     EXPECT_EQ(host::factory_instance_count(kFactory), 0u);
 }
 
-TEST(ModuleObject, LastReleaseGivesTheObjectBackToItsAllocatorAndLeavesTheArray) {
+TEST(ModuleObject, LastReleaseFreesTheObjectAndLeaksTheArray) {
     const CountingAllocator allocator;
     OndreQORHIDStatisticsRef object = create(kType, &allocator);
     ASSERT_EQ(allocator.live(), 2u);
@@ -77,7 +77,7 @@ TEST(ModuleObject, LastReleaseGivesTheObjectBackToItsAllocatorAndLeavesTheArray)
     EXPECT_EQ(allocator.live(), 1u);
 }
 
-TEST(ModuleObject, AddRefOnAFreshObjectGivesTwo) {
+TEST(ModuleObject, AddRefOnAFreshObjectReturnsTwo) {
     OndreQORHIDStatisticsRef object = create(kType);
 
     EXPECT_EQ((*object)->AddRef(object), 2u);
@@ -119,8 +119,9 @@ TEST(ModuleObject, RefusesEveryInterfaceOneBitAwayWithNullAndAnUnchangedCount) {
     for (const RvUUIDBytes &accepted : kInterfaces) {
         for (int bit = 0; bit < 128; ++bit) {
             void *interface = object;
-            EXPECT_EQ(static_cast<std::uint32_t>((*object)->QueryInterface(object, flipped(accepted, bit), &interface)),
-                      0x80000004u);
+            EXPECT_EQ(
+                static_cast<std::uint32_t>((*object)->QueryInterface(object, flip_bit(accepted, bit), &interface)),
+                0x80000004u);
             EXPECT_EQ(interface, nullptr);
         }
     }
@@ -173,7 +174,7 @@ TEST_F(ModuleNotification, NothingIsLoggedWhenFaultsAreDisabled) {
     EXPECT_THAT(texts(), IsEmpty());
 }
 
-TEST_F(ModuleNotification, TwoObjectsLogEachOnItsOwn) {
+TEST_F(ModuleNotification, TwoObjectsLogIndependently) {
     Loaded other;
 
     EXPECT_EQ(post(), 2u);
@@ -204,7 +205,7 @@ TEST_F(ModuleNotification, ALaterObjectLogsThroughTheLogThatAnEarlierOneReleased
     EXPECT_THAT(texts(), ElementsAre("fault!"));
 }
 
-TEST(ModuleHosting, HostTakesTheModuleThroughItsWholeLife) {
+TEST(ModuleHosting, HostRunsTheModuleThroughItsWholeLife) {
     host::SerialQueue queue;
     PlayedQor qor;
     std::vector<std::unique_ptr<RvHIDService>> services;

@@ -1,4 +1,4 @@
-// Which services the module keeps, what it does for them, and what it leaves behind.
+// The services that the module keeps, what it does for them, and what it leaves behind.
 
 #include "tests/module/module_fixture.h"
 
@@ -10,7 +10,7 @@ using testing::IsEmpty;
 
 class ModuleServices : public ModuleTest {
 protected:
-    /** How many handlers the module has registered in this test. */
+    /** The number of handlers that the module has registered in this test. */
     static std::size_t handlers() { return host::state_capture_handler_count(); }
 
     PlayedQor qor;
@@ -24,7 +24,7 @@ struct Vetting {
     std::size_t hid_devices;
 };
 
-TEST_F(ModuleServices, KeepsWhatItsUsagesCallForAndRegistersTheHandlersOfThat) {
+TEST_F(ModuleServices, KeepsServicesByTheirUsagesAndRegistersTheirHandlers) {
     const Vetting table[] = {
         {"consumer control", kConsumerControl, false, 106, 1},
         {"telephony alone", kTelephony, false, 104, 0},
@@ -57,7 +57,7 @@ TEST_F(ModuleServices, AnalyticsAreDeliveredToTheObjectOnItsQueue) {
     EXPECT_EQ(qor.device->queue(), plug_in.queue.handle());
 }
 
-TEST_F(ModuleServices, OtherTransportsAreIgnoredWithoutALine) {
+TEST_F(ModuleServices, OtherTransportsAreIgnoredWithoutALogLine) {
     for (const char *transport : {"qor", "QORX", ""}) {
         RvHIDService service = qor.service(kConsumerControl);
         service.properties["Transport"] = string_value(transport);
@@ -71,14 +71,14 @@ TEST_F(ModuleServices, OtherTransportsAreIgnoredWithoutALine) {
     EXPECT_THAT(texts(), IsEmpty());
 }
 
-/** The whole text of a message, newline included, whatever the number of its line. */
+/** Matches the whole text of a message, newline included, with any line number. */
 MATCHER_P2(IsWholeAssertionLine, condition, value, "") {
     return testing::Matches(
         testing::MatchesRegex(std::string(": Kelmarks: ") + condition +
                               ",  file: plugin/OndreQORHIDStatistics\\.cpp, line: [0-9]+ value:" + value + "\n"))(arg);
 }
 
-TEST_F(ModuleServices, TransportThatIsNoStringIsOneAssertionLine) {
+TEST_F(ModuleServices, TransportThatIsNotAStringIsOneAssertionLine) {
     RvHIDService service = qor.service(kConsumerControl);
     service.properties["Transport"] = number_value(1);
 

@@ -24,7 +24,7 @@ protected:
         context = PlugInInspector::services(*plug_in)->at(0);
     }
 
-    /** The driver answers every command with this status, these bytes and that reported size. */
+    /** Makes the driver answer every command with this status, these bytes and this reported size. */
     void answer(RvStatus status, const std::vector<uint8_t> &bytes, std::size_t reported_size) {
         qor.driver->command = [this, status, bytes, reported_size](host::DriverCommand &command) {
             seen_selector = command.selector;
@@ -79,7 +79,7 @@ TEST_F(DriverInterface, GetPropertyLeavesTheSizeAloneOnFailure) {
     EXPECT_THAT(lines(), IsEmpty());
 }
 
-TEST_F(DriverInterface, GetPropertyWorksWithoutAPlaceForTheSize) {
+TEST_F(DriverInterface, GetPropertyAcceptsANullSize) {
     answer(0, {9}, 1);
     uint8_t output[4] = {};
 
@@ -100,7 +100,7 @@ TEST_F(DriverInterface, GetPropertyWithoutAnInterfaceIsNotReadyAndTouchesNothing
     EXPECT_THAT(lines(), ElementsAre(assertion_line("context->_driver._interface")));
 }
 
-TEST_F(DriverInterface, GetPropertyU32GivesTheProperty) {
+TEST_F(DriverInterface, GetPropertyU32ReturnsTheProperty) {
     answer(0, {0x78, 0x56, 0x34, 0x12}, 4);
     uint32_t result = 0;
 
@@ -125,7 +125,7 @@ TEST_P(OddReplySize, IsReportedAsSuccessWithTheDefault) {
 
 INSTANTIATE_TEST_SUITE_P(All, OddReplySize, testing::Values(0u, 2u, 3u, 5u, 4096u));
 
-TEST_F(DriverInterface, GetPropertyU32GivesTheDefaultWithAFailure) {
+TEST_F(DriverInterface, GetPropertyU32ReturnsTheDefaultOnFailure) {
     answer(kRefusal, {1, 1, 1, 1}, 4);
     uint32_t result = 0;
 
@@ -287,7 +287,7 @@ TEST_F(NamedService, CommandToAnUnknownNameIsAGeneralError) {
     EXPECT_THAT(lines(), ElementsAre(assertion_line("service")));
 }
 
-TEST_F(NamedService, CommandAnswersTheRefusalOfTheConnectionAsItIs) {
+TEST_F(NamedService, CommandReturnsTheRefusalOfTheConnectionUnchanged) {
     open_status = kRvStatusNotReady;
     size_t size = sizeof output;
 
@@ -297,7 +297,7 @@ TEST_F(NamedService, CommandAnswersTheRefusalOfTheConnectionAsItIs) {
     expect_nothing_left_open();
 }
 
-TEST_F(NamedService, CommandAnswersTheStatusOfTheCallAsItIs) {
+TEST_F(NamedService, CommandReturnsTheStatusOfTheCallUnchanged) {
     call_status = kRefusal;
     size_t size = sizeof output;
 
@@ -311,8 +311,8 @@ TEST_F(NamedService, CommandAnswersTheStatusOfTheCallAsItIs) {
 
 class EventCounters : public PlugInTest {
 protected:
-    /** What is under "APEvents" after adding; null when nothing was added. */
-    const char *added() {
+    /** Adds the counters and returns the text under "APEvents"; null if none was added. */
+    const char *add_counters() {
         plug_in->addAPEvents(dictionary.get(), qor.device_entry);
         return TvStringGetCString(TvDictionaryGetValue(dictionary.get(), "APEvents"));
     }
@@ -332,7 +332,7 @@ protected:
 };
 
 TEST_F(EventCounters, AreDefaultsWithoutAnyDebugState) {
-    EXPECT_THAT(added(), StrEq(kDefaults));
+    EXPECT_THAT(add_counters(), StrEq(kDefaults));
     EXPECT_THAT(lines(), IsEmpty());
 }
 
@@ -344,38 +344,39 @@ TEST_F(EventCounters, ComeFromTheDriverAndTheUserClient) {
                               {"LastDroppedEventTime", 250'000},
                               {"_num_events", 99}}));
 
-    EXPECT_THAT(added(), StrEq("12 [enqueued=34 dropped=5; event_delta=1.500000 dropped_delta=0.000250]\n"));
+    EXPECT_THAT(add_counters(), StrEq("12 [enqueued=34 dropped=5; event_delta=1.500000 dropped_delta=0.000250]\n"));
 }
 
 TEST_F(EventCounters, PrintTheEnqueuedCountThroughItsLowWord) {
     set_client_state(numbers({{"EnqueueEventCount", 0x1'0000'0007}}));
 
-    EXPECT_THAT(added(), StrEq("-1 [enqueued=7 dropped=-1; event_delta=0.000000 dropped_delta=0.000000]\n"));
+    EXPECT_THAT(add_counters(), StrEq("-1 [enqueued=7 dropped=-1; event_delta=0.000000 dropped_delta=0.000000]\n"));
 }
 
-TEST_F(EventCounters, TakeNegativeTimesAsUnsigned) {
+TEST_F(EventCounters, TreatNegativeTimesAsUnsigned) {
     set_client_state(numbers({{"LastEventTime", -1}}));
 
-    EXPECT_THAT(added(), StrEq("-1 [enqueued=-1 dropped=-1; event_delta=18446744073.709553 dropped_delta=0.000000]\n"));
+    EXPECT_THAT(add_counters(),
+                StrEq("-1 [enqueued=-1 dropped=-1; event_delta=18446744073.709553 dropped_delta=0.000000]\n"));
 }
 
-TEST_F(EventCounters, TakeADebugStateThatIsNoDictionaryAsAbsent) {
+TEST_F(EventCounters, TreatADebugStateThatIsNotADictionaryAsAbsent) {
     set_driver_state(number_value(3));
     set_client_state(string_value("x"));
 
-    EXPECT_THAT(added(), StrEq(kDefaults));
+    EXPECT_THAT(add_counters(), StrEq(kDefaults));
 }
 
-TEST_F(EventCounters, TakeAnEntryThatIsNoNumberAsAbsent) {
+TEST_F(EventCounters, TreatAnEntryThatIsNotANumberAsAbsent) {
     platform::OwnedMutableValue state(TvDictionaryCreateMutable());
     TvDictionarySetValue(state.get(), string_value("_num_events").get(), string_value("12").get());
     set_driver_state(platform::OwnedValue(state.detach()));
 
-    EXPECT_THAT(added(), StrEq(kDefaults));
+    EXPECT_THAT(add_counters(), StrEq(kDefaults));
 }
 
-TEST_F(EventCounters, GiveBackEveryEntry) {
-    added();
+TEST_F(EventCounters, ReleaseEveryEntry) {
+    add_counters();
 
     EXPECT_EQ(host::device_registry::reference_count(qor.interface_entry), 0u);
     EXPECT_EQ(host::device_registry::reference_count(qor.driver_entry), 0u);
@@ -397,7 +398,7 @@ TEST_F(EventCounters, AddNothingForANullEntry) {
     EXPECT_THAT(lines(), ElementsAre(assertion_line("interface")));
 }
 
-TEST_F(EventCounters, AddNothingWhenTheTextCannotBeMade) {
+TEST_F(EventCounters, AddNothingWhenTheTextCannotBeCreated) {
     host::arm_fault("TvStringCreateWithCString", 1, host::Strikes::Once);
 
     plug_in->addAPEvents(dictionary.get(), qor.device_entry);

@@ -1,4 +1,4 @@
-// The object: factory, identity, counting, open and close, the queue.
+// The object: factory, identity, reference counting, open and close, the queue.
 
 #include "host/RvNotify.h"
 #include "host/RvPlugIn.h"
@@ -26,7 +26,7 @@ Object make(RvAllocatorRef allocator = RvAllocatorGetDefault()) {
         OndreQORHIDStatisticsFactory(allocator, RvUUIDGetConstantWithBytes(kType))));
 }
 
-TEST(Factory, MakesAnObjectWithOneReference) {
+TEST(Factory, CreatesAnObjectWithOneReference) {
     Object object = make();
 
     ASSERT_TRUE(object);
@@ -47,7 +47,7 @@ TEST(Factory, RefusesEveryTypeOneBitAwayAndAllocatesNothing) {
 
 TEST(Factory, RefusesANullType) { EXPECT_EQ(OndreQORHIDStatisticsFactory(RvAllocatorGetDefault(), nullptr), nullptr); }
 
-TEST(Factory, AnswersNullWithoutMemoryForTheObject) {
+TEST(Factory, ReturnsNullWithoutMemoryForTheObject) {
     CountingAllocator allocator;
     allocator.fail_at(0);
 
@@ -55,7 +55,7 @@ TEST(Factory, AnswersNullWithoutMemoryForTheObject) {
     EXPECT_EQ(host::factory_instance_count(kFactory), 0u);
 }
 
-TEST(Factory, LivesWithoutMemoryForTheArray) {
+TEST(Factory, SucceedsWithoutMemoryForTheArray) {
     CountingAllocator allocator;
     allocator.fail_at(1);
 
@@ -85,7 +85,7 @@ TEST(PlugInObject, IsRegisteredAsAFactoryInstanceWhileItLives) {
     EXPECT_EQ(host::factory_instance_count(kFactory), 0u);
 }
 
-TEST(PlugInObject, TakesItsStorageAndItsArrayFromTheAllocatorAndLeavesTheArrayBehind) {
+TEST(PlugInObject, AllocatesItsStorageAndItsArrayWithTheAllocatorAndLeaksTheArray) {
     CountingAllocator allocator;
     Object object = make(&allocator);
     EXPECT_EQ(allocator.live(), 2u);
@@ -95,7 +95,7 @@ TEST(PlugInObject, TakesItsStorageAndItsArrayFromTheAllocatorAndLeavesTheArrayBe
     EXPECT_EQ(allocator.live(), 1u); // the array
 }
 
-TEST(PlugInObject, AddRefOnAFreshObjectAnswersTwo) {
+TEST(PlugInObject, AddRefOnAFreshObjectReturnsTwo) {
     Object object = make();
 
     EXPECT_EQ(object->AddRef(), 2u);
@@ -114,7 +114,7 @@ TEST(PlugInObject, ReleaseOnAFreshObjectDestroysIt) {
 
 class AcceptedInterface : public testing::TestWithParam<RvUUIDBytes> {};
 
-TEST_P(AcceptedInterface, GivesTheObjectWithOneMoreReference) {
+TEST_P(AcceptedInterface, ReturnsTheObjectWithOneMoreReference) {
     Object object = make();
     void *interface = nullptr;
 
@@ -145,7 +145,7 @@ TEST(QueryInterface, RefusesEveryIdentifierOneBitAwayFromAnAcceptedOne) {
     EXPECT_EQ(PlugInInspector::refCount(*object), 1u);
 }
 
-TEST(QueryInterface, RefusesWhenTheIdentifierCannotBeMade) {
+TEST(QueryInterface, RefusesWhenTheIdentifierCannotBeCreated) {
     Object object = make();
     void *interface = object.get();
     host::arm_fault("RvUUIDCreateWithBytes", 0, host::Strikes::Once);
@@ -157,7 +157,7 @@ TEST(QueryInterface, RefusesWhenTheIdentifierCannotBeMade) {
     EXPECT_EQ(interface, nullptr);
 }
 
-TEST(Open, AnswersTrueAndMakesEveryKeyString) {
+TEST(Open, ReturnsTrueAndCreatesEveryKeyString) {
     Object object = make();
 
     EXPECT_TRUE(object->open(nullptr, 0));
@@ -167,7 +167,7 @@ TEST(Open, AnswersTrueAndMakesEveryKeyString) {
     }
 }
 
-TEST(Open, LeavesAStringThatCannotBeMadeNullAndGoesOn) {
+TEST(Open, LeavesAStringThatCannotBeCreatedNullAndContinues) {
     Object object = make();
     host::arm_fault("TvStringCreateWithCString", 3, host::Strikes::Once);
 
@@ -178,7 +178,7 @@ TEST(Open, LeavesAStringThatCannotBeMadeNullAndGoesOn) {
     EXPECT_STREQ(TvStringGetCString(PlugInInspector::key(*object, 4)), qor::analytics::kKeys[4]);
 }
 
-TEST(Open, ASecondOneOverwritesTheStringsWithoutReleasingThem) {
+TEST(Open, ASecondCallOverwritesTheStringsWithoutReleasingThem) {
     Object object = make();
     object->open(nullptr, 0);
     TvStringRef first = PlugInInspector::key(*object, 0);
@@ -208,7 +208,7 @@ TEST_F(Schedule, KeepsTheQueueUntilUnscheduled) {
     EXPECT_EQ(PlugInInspector::queue(*plug_in), nullptr);
 }
 
-TEST_F(Schedule, LogsTheFaultNotificationAlsoAfterUnscheduling) {
+TEST_F(Schedule, LogsTheFaultNotificationEvenAfterUnscheduling) {
     plug_in->unscheduleFromDispatchQueue(queue.handle());
 
     host::deliver_notification("com.ondre.ondreqorhidstatistics.fault");
@@ -241,7 +241,7 @@ TEST_F(Schedule, LogsNothingWhenTheFaultLevelIsOff) {
 
 using Log = PlugInTest;
 
-TEST_F(Log, StillTakesLinesAfterAnObjectReleasedIt) {
+TEST_F(Log, StillAcceptsLinesAfterAnObjectReleasedIt) {
     make().reset();
 
     logAssertion("parent", 7);
@@ -258,7 +258,7 @@ TEST_F(Log, WritesTheAssertionLineWithItsNewlineStatusInHexAndErrorText) {
     EXPECT_EQ(log.messages()[0].level, kRvLogLevelDefault);
 }
 
-TEST_F(Log, TakesANullErrorTextAsEmpty) {
+TEST_F(Log, TreatsANullErrorTextAsEmpty) {
     logAssertion("kr == 0 ", 12, 1, nullptr);
 
     EXPECT_THAT(lines(), ElementsAre(assertion_line("kr == 0 ", "1")));

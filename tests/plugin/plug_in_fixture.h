@@ -1,4 +1,4 @@
-/** The fixture of the tests of plugin/, state/ and analytics/: an object on a queue, and a look inside it. */
+/** The fixture of the tests of plugin/, state/ and analytics/: an object on a queue, and access to its internals. */
 #pragma once
 
 #include <gmock/gmock.h>
@@ -18,7 +18,7 @@
 #include "tests/plugin/assertion_line.h"
 #include "tests/plugin/values.h"
 
-/** A look at what the object keeps to itself. */
+/** Access to the object's private members. */
 class PlugInInspector {
 public:
     static uint32_t refCount(const OndreQORHIDStatistics &object) { return object._refCount; }
@@ -38,7 +38,7 @@ using host::kVendor;
 using host::PlayedQor;
 using host::Usages;
 
-/** An opened object on a queue, its log recorded. */
+/** An opened object on a queue; its log is recorded. */
 class PlugInTest : public testing::Test {
 protected:
     PlugInTest() {

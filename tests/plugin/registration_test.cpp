@@ -1,4 +1,4 @@
-// Which services are kept, what their contexts hold, and every way in which a registration fails.
+// Service registration: which services are kept, the contents of their contexts, and every failure.
 
 #include "platform/RvStateCapture.h"
 #include "plugin/QorServices.h"
@@ -17,9 +17,9 @@ protected:
         queue.run([&] { plug_in->registerService(&service); });
     }
 
-    /** An object of its own, scheduled and with this service, in whose life one allocation, counted from 0, fails. */
-    OndreQORHIDStatistics *registered_without_memory(const RvHIDService &service, std::size_t failing) {
-        _allocator.fail_at(failing);
+    /** Schedules another object and registers this service with it. Its allocation number `fails_at`, from 0, fails. */
+    OndreQORHIDStatistics *register_without_memory(const RvHIDService &service, std::size_t fails_at) {
+        _allocator.fail_at(fails_at);
         OndreQORHIDStatistics *object = OndreQORHIDStatistics::alloc(&_allocator);
         queue.run([&] {
             object->scheduleWithDispatchQueue(queue.handle());
@@ -28,10 +28,10 @@ protected:
         return object;
     }
 
-    std::size_t kept() const { return PlugInInspector::services(*plug_in)->size(); }
+    std::size_t kept_count() const { return PlugInInspector::services(*plug_in)->size(); }
     Context &context(std::size_t index) const { return *PlugInInspector::services(*plug_in)->at(index); }
 
-    /** How many handlers this test's object has registered. */
+    /** The number of handlers that this test's object has registered. */
     std::size_t handlers() const { return host::state_capture_handler_count() - _handlers_before; }
 
 private:
@@ -60,7 +60,7 @@ TEST_P(VettedService, IsKeptWithWhatItsUsagesCallFor) {
 
     register_service(expected.tallybook ? qor.tallybook_service(expected.usages) : qor.service(expected.usages));
 
-    ASSERT_EQ(kept(), expected.is_kept ? 1u : 0u);
+    ASSERT_EQ(kept_count(), expected.is_kept ? 1u : 0u);
     EXPECT_EQ(handlers(), expected.handlers);
     EXPECT_THAT(lines(), IsEmpty());
     if (expected.is_kept) {
@@ -97,22 +97,22 @@ TEST_F(Registration, IgnoresAServiceWithoutTransport) {
 
     register_service(service);
 
-    EXPECT_EQ(kept(), 0u);
+    EXPECT_EQ(kept_count(), 0u);
     EXPECT_THAT(lines(), IsEmpty());
 }
 
-TEST_F(Registration, LogsATransportThatIsNoString) {
+TEST_F(Registration, LogsATransportThatIsNotAString) {
     PlayedQor qor;
     RvHIDService service = qor.service(kConsumerControl);
     service.properties["Transport"] = number_value(1);
 
     register_service(service);
 
-    EXPECT_EQ(kept(), 0u);
+    EXPECT_EQ(kept_count(), 0u);
     EXPECT_THAT(lines(), ElementsAre(assertion_line("TvGetTypeID(transport) == TvStringGetTypeID()")));
 }
 
-TEST_F(Registration, WantsTheTransportToTheLetter) {
+TEST_F(Registration, MatchesTheTransportExactly) {
     PlayedQor qor;
     for (const char *transport : {"qor", "QO", "QORX", " QOR", ""}) {
         RvHIDService service = qor.service(kConsumerControl);
@@ -120,12 +120,12 @@ TEST_F(Registration, WantsTheTransportToTheLetter) {
 
         register_service(service);
 
-        EXPECT_EQ(kept(), 0u) << transport;
+        EXPECT_EQ(kept_count(), 0u) << transport;
     }
     EXPECT_THAT(lines(), IsEmpty());
 }
 
-TEST_F(Registration, TakesNothingButABooleanTrueForTallybookSupport) {
+TEST_F(Registration, AcceptsOnlyABooleanTrueAsTallybookSupport) {
     PlayedQor qor;
     RvHIDService service = qor.service({});
     EXPECT_FALSE(RvHIDServiceSupportsTallybook(&service));
@@ -138,7 +138,7 @@ TEST_F(Registration, TakesNothingButABooleanTrueForTallybookSupport) {
     EXPECT_TRUE(RvHIDServiceSupportsTallybook(&service));
 }
 
-TEST_F(Registration, TakesTheRegistryIDBitForBitAndZeroForNone) {
+TEST_F(Registration, ReadsTheRegistryIDBitForBitAndZeroIfAbsent) {
     RvHIDService service;
     EXPECT_EQ(getRvHIDServiceRegistryID(&service), 0u);
 
@@ -157,7 +157,7 @@ TEST_F(Registration, FillsTheContextFromTheRegistry) {
 
     register_service(qor.service(kConsumerControl));
 
-    ASSERT_EQ(kept(), 1u);
+    ASSERT_EQ(kept_count(), 1u);
     EXPECT_EQ(context(0)._driver._service, qor.driver_entry);
     EXPECT_EQ(context(0)._device._service, qor.device_entry);
     EXPECT_NE(context(0)._driver._interface, nullptr);
@@ -165,7 +165,7 @@ TEST_F(Registration, FillsTheContextFromTheRegistry) {
     EXPECT_NE(context(0)._device._hid, nullptr);
 }
 
-TEST_F(Registration, HoldsTheDriverAndTheDeviceAndGivesTheEntryBetweenBack) {
+TEST_F(Registration, HoldsTheDriverAndTheDeviceAndReleasesTheEntryBetween) {
     PlayedQor qor;
 
     register_service(qor.service(kVendor));
@@ -175,14 +175,14 @@ TEST_F(Registration, HoldsTheDriverAndTheDeviceAndGivesTheEntryBetweenBack) {
     EXPECT_EQ(host::device_registry::reference_count(qor.device_entry), 1u);
 }
 
-TEST_F(Registration, KeepsServicesInTheOrderOfTheirComing) {
+TEST_F(Registration, KeepsServicesInTheOrderOfTheirRegistration) {
     PlayedQor first;
     PlayedQor second;
 
     register_service(first.service(kVendor));
     register_service(second.service(kVendor));
 
-    ASSERT_EQ(kept(), 2u);
+    ASSERT_EQ(kept_count(), 2u);
     EXPECT_EQ(context(0)._driver._service, first.driver_entry);
     EXPECT_EQ(context(1)._driver._service, second.driver_entry);
 }
@@ -201,7 +201,7 @@ TEST_F(Registration, RegistersRawDebugOnceForTwoServices) {
 
 TEST_F(Registration, KeepsTheServiceWithoutMemoryForTheArray) {
     PlayedQor qor;
-    OndreQORHIDStatistics *object = registered_without_memory(qor.service(kVendor), 1);
+    OndreQORHIDStatistics *object = register_without_memory(qor.service(kVendor), 1);
 
     EXPECT_EQ(handlers(), 104u);
     EXPECT_EQ(PlugInInspector::services(*object), nullptr);
@@ -210,7 +210,7 @@ TEST_F(Registration, KeepsTheServiceWithoutMemoryForTheArray) {
 
 TEST_F(Registration, KeepsTheServiceWithoutMemoryToGrowTheArray) {
     PlayedQor qor;
-    OndreQORHIDStatistics *object = registered_without_memory(qor.service(kVendor), 2);
+    OndreQORHIDStatistics *object = register_without_memory(qor.service(kVendor), 2);
 
     EXPECT_EQ(handlers(), 104u);
     EXPECT_THAT(*PlugInInspector::services(*object), IsEmpty());
@@ -223,7 +223,7 @@ TEST_F(Registration, WithoutAQueueRegistersNoHandlerButKeepsTheService) {
 
     register_service(qor.service(kConsumerControl));
 
-    EXPECT_EQ(kept(), 1u);
+    EXPECT_EQ(kept_count(), 1u);
     EXPECT_EQ(handlers(), 0u);
 }
 
@@ -236,11 +236,11 @@ TEST_F(Registration, FailsWithoutADriverEntry) {
 
     register_service(service);
 
-    EXPECT_EQ(kept(), 0u);
+    EXPECT_EQ(kept_count(), 0u);
     EXPECT_THAT(lines(), ElementsAre(assertion_line("context->_driver._service")));
 }
 
-TEST_F(Registration, LooksUpRegistryIDZeroAllTheSame) {
+TEST_F(Registration, LooksUpEvenRegistryIDZero) {
     host::RegistryEntryDescription description{.registry_id = 0, .name = "entry of ID 0"};
     RvRegistryEntry entry = host::device_registry::add(std::move(description));
     PlayedQor qor;
@@ -258,20 +258,20 @@ TEST_F(Registration, FailsWithoutAParent) {
 
     register_service(qor.service(kConsumerControl));
 
-    EXPECT_EQ(kept(), 0u);
+    EXPECT_EQ(kept_count(), 0u);
     EXPECT_EQ(handlers(), 0u);
     EXPECT_THAT(lines(), ElementsAre(assertion_line("parent")));
 }
 
-TEST_F(Registration, FailsWithoutAGrandparentAndGivesTheParentBack) {
+TEST_F(Registration, FailsWithoutAGrandparentAndReleasesTheParent) {
     PlayedQor qor({.ancestors = 1});
 
     register_service(qor.service(kConsumerControl));
 
-    EXPECT_EQ(kept(), 0u);
+    EXPECT_EQ(kept_count(), 0u);
     EXPECT_THAT(lines(), ElementsAre(assertion_line("context->_device._service")));
     EXPECT_EQ(host::device_registry::reference_count(qor.interface_entry), 0u);
-    EXPECT_EQ(host::device_registry::reference_count(qor.driver_entry), 1u); // not given back: intended
+    EXPECT_EQ(host::device_registry::reference_count(qor.driver_entry), 1u); // not released: intended
 }
 
 class FailingParentLookup : public Registration, public testing::WithParamInterface<uint64_t> {};
@@ -282,7 +282,7 @@ TEST_P(FailingParentLookup, EndsTheRegistrationWithTheStatus) {
 
     register_service(qor.service(kConsumerControl));
 
-    EXPECT_EQ(kept(), 0u);
+    EXPECT_EQ(kept_count(), 0u);
     ASSERT_EQ(lines().size(), 1u);
     EXPECT_THAT(lines()[0], HasSubstr(": Kelmarks: kr == 0 ,  file: "));
     EXPECT_THAT(lines()[0], testing::Not(testing::EndsWith("value:0")));
@@ -299,25 +299,25 @@ TEST_F(Registration, KeepsAServiceWithoutADriverPlugIn) {
 
     register_service(qor.tallybook_service(kConsumerControl));
 
-    ASSERT_EQ(kept(), 1u);
+    ASSERT_EQ(kept_count(), 1u);
     EXPECT_EQ(context(0)._driver._interface, nullptr);
     EXPECT_TRUE(qor.device->has_callback());
     EXPECT_THAT(lines(), IsEmpty());
 }
 
-TEST_F(Registration, LogsADriverQueryThatFailsAndGivesNothing) {
+TEST_F(Registration, LogsADriverQueryThatFailsWithoutAnInterface) {
     PlayedQor qor;
     qor.driver->query = {.result = kRvResultNoInterface, .gives_interface = false};
 
     register_service(qor.service(kVendor));
 
-    ASSERT_EQ(kept(), 1u);
+    ASSERT_EQ(kept_count(), 1u);
     EXPECT_EQ(context(0)._driver._interface, nullptr);
     EXPECT_THAT(lines(),
                 ElementsAre(assertion_line("((HRESULT)(Status) >= 0)"), assertion_line("context->_driver._interface")));
 }
 
-TEST_F(Registration, LeaksTheDriverPlugInThatGivesNoInterface) {
+TEST_F(Registration, LeaksTheDriverPlugInThatReturnsNoInterface) {
     PlayedQor qor({.device_plug_in = false});
     qor.driver->query = {.result = kRvResultOK, .gives_interface = false};
     const std::size_t before = host::live_plug_in_references();
@@ -328,18 +328,18 @@ TEST_F(Registration, LeaksTheDriverPlugInThatGivesNoInterface) {
     EXPECT_THAT(lines(), ElementsAre(assertion_line("context->_driver._interface")));
 }
 
-TEST_F(Registration, UsesADriverInterfaceThatCameWithANegativeResult) {
+TEST_F(Registration, UsesADriverInterfaceReturnedWithANegativeResult) {
     PlayedQor qor;
     qor.driver->query = {.result = kRvResultNoInterface, .gives_interface = true};
 
     register_service(qor.service(kVendor));
 
-    ASSERT_EQ(kept(), 1u);
+    ASSERT_EQ(kept_count(), 1u);
     EXPECT_NE(context(0)._driver._interface, nullptr);
     EXPECT_THAT(lines(), ElementsAre(assertion_line("((HRESULT)(Status) >= 0)")));
 }
 
-TEST_F(Registration, GivesThePlugInsBackAndHoldsTheInterfaces) {
+TEST_F(Registration, ReleasesThePlugInsAndHoldsTheInterfaces) {
     PlayedQor qor;
     const std::size_t before = host::live_plug_in_references();
 
@@ -355,7 +355,7 @@ TEST_F(Registration, FailsWhenTheDriverDoesNotStart) {
 
     register_service(qor.service(kConsumerControl));
 
-    EXPECT_EQ(kept(), 0u);
+    EXPECT_EQ(kept_count(), 0u);
     EXPECT_EQ(handlers(), 0u);
     EXPECT_THAT(lines(), ElementsAre(assertion_line("kr == 0 ", "e00002d8")));
     EXPECT_EQ(host::live_plug_in_references(), before + 1); // the interface, not the plug-in object
@@ -369,26 +369,26 @@ TEST_F(Registration, KeepsAServiceWithoutADevicePlugIn) {
 
     register_service(qor.tallybook_service(kConsumerControl));
 
-    ASSERT_EQ(kept(), 1u);
+    ASSERT_EQ(kept_count(), 1u);
     EXPECT_EQ(context(0)._device._interface, nullptr);
     EXPECT_THAT(lines(), IsEmpty());
 }
 
-TEST_F(Registration, LogsADeviceQueryThatFailsGivesThePlugInBackAndGoesOn) {
+TEST_F(Registration, LogsAFailingDeviceQueryReleasesThePlugInAndContinues) {
     PlayedQor qor({.driver_plug_in = false});
     qor.device->query = {.result = kRvResultNoInterface, .gives_interface = false};
     const std::size_t before = host::live_plug_in_references();
 
     register_service(qor.tallybook_service(kVendor));
 
-    ASSERT_EQ(kept(), 1u);
+    ASSERT_EQ(kept_count(), 1u);
     EXPECT_EQ(context(0)._device._interface, nullptr);
     EXPECT_EQ(host::live_plug_in_references(), before);
     EXPECT_THAT(lines(),
                 ElementsAre(assertion_line("((HRESULT)(Status) >= 0)"), assertion_line("context->_device._interface")));
 }
 
-TEST_F(Registration, UsesADeviceInterfaceThatCameWithANegativeResult) {
+TEST_F(Registration, UsesADeviceInterfaceReturnedWithANegativeResult) {
     PlayedQor qor;
     qor.device->query = {.result = kRvResultNoInterface, .gives_interface = true};
 
@@ -404,12 +404,12 @@ TEST_F(Registration, IgnoresADeviceThatDoesNotStart) {
 
     register_service(qor.tallybook_service(kVendor));
 
-    EXPECT_EQ(kept(), 1u);
+    EXPECT_EQ(kept_count(), 1u);
     EXPECT_TRUE(qor.device->has_callback());
     EXPECT_THAT(lines(), IsEmpty());
 }
 
-TEST_F(Registration, InstallsTheCallbackOnTheQueueThenTellsTheDriver) {
+TEST_F(Registration, InstallsTheCallbackOnTheQueueThenSendsTheDriverCommand) {
     PlayedQor qor;
     std::vector<std::string> commands;
     qor.driver->command = [&](host::DriverCommand &command) -> RvStatus {
@@ -452,13 +452,13 @@ TEST_F(Registration, FailsWithoutAHIDDeviceAndUndoesNothing) {
 
     register_service(qor.tallybook_service(kConsumerControl));
 
-    EXPECT_EQ(kept(), 0u);
+    EXPECT_EQ(kept_count(), 0u);
     EXPECT_EQ(handlers(), 0u);
     EXPECT_TRUE(qor.device->has_callback());
     EXPECT_THAT(lines(), ElementsAre(assertion_line("context->_device._hid")));
 }
 
-TEST_F(Registration, ThatFailedLeavesTheRawDebugHandlersToTheNextService) {
+TEST_F(Registration, LeavesTheRawDebugHandlersToTheNextServiceAfterAFailure) {
     PlayedQor failing;
     host::allow_hid_device(failing.device_entry, false);
     PlayedQor next;
@@ -466,7 +466,7 @@ TEST_F(Registration, ThatFailedLeavesTheRawDebugHandlersToTheNextService) {
     register_service(failing.service(kConsumerControl));
     register_service(next.service(kTelephony));
 
-    EXPECT_EQ(kept(), 1u);
+    EXPECT_EQ(kept_count(), 1u);
     EXPECT_EQ(handlers(), 104u);
 }
 

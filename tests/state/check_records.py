@@ -3,10 +3,9 @@
 
     check_records.py RULES.md FILE...
 
-RULES.md holds one ```cddl block; the title of a record names its rule by the table in front of that block. What
-is understood is the part of CDDL that the rules use: maps, arrays, occurrences, choices, ranges of integers,
-tstr with .regexp, tags. Exits with 1 and one line for the first thing that is wrong; otherwise prints how many
-records it has checked by rule.
+RULES.md contains one ```cddl block; the table before that block maps the titles of records to rules. Only the part of
+CDDL that the rules use is supported: maps, arrays, occurrences, choices, ranges of integers, tstr with .regexp, tags.
+Exits with 1 and one line for the first error; otherwise prints the number of checked records for each rule.
 """
 
 import collections
@@ -34,7 +33,7 @@ class Reader:
 
     def take(self, count):
         if count > len(self.data) - self.at:
-            raise Wrong(f"byte {self.at}: cut short")
+            raise Wrong(f"byte {self.at}: unexpected end")
         self.at += count
         return self.data[self.at - count : self.at]
 
@@ -46,7 +45,7 @@ class Reader:
         width = 1 << (info - 24)
         value = int.from_bytes(self.take(width), "big")
         if value < (24, 1 << 8, 1 << 16, 1 << 32)[info - 24]:
-            raise Wrong(f"byte {self.at}: a number that is longer than it must be")
+            raise Wrong(f"byte {self.at}: a number that is not in its shortest form")
         return value
 
     def item(self):
@@ -78,7 +77,7 @@ class Reader:
             key = self.item()
             encoded = self.data[start : self.at]
             if encoded <= last:
-                raise Wrong(f"byte {start}: key {key!r} is out of order or stands twice")
+                raise Wrong(f"byte {start}: key {key!r} is out of order or repeated")
             last = encoded
             result[key] = self.item()
         return result
@@ -98,7 +97,7 @@ def tokens_of(text):
     while at < len(text):
         match = TOKEN.match(text, at)
         if not match:
-            raise Wrong(f"rules: not understood: {text[at:at + 30]!r}")
+            raise Wrong(f"rules: unsupported syntax: {text[at:at + 30]!r}")
         if match.lastgroup:
             tokens.append((match.lastgroup, match.group()))
         at = match.end()
@@ -184,47 +183,49 @@ class Rules:
         self.check(value, self.rules[rule[1]], place)
 
     def check_choice(self, value, rule, place):
-        if not any(self.keeps(value, alternative) for alternative in rule[1]):
-            raise Wrong(f"{place}keeps none of its rules")
+        if not any(self.matches(value, alternative) for alternative in rule[1]):
+            raise Wrong(f"{place}matches none of the alternatives")
 
     def check_range(self, value, rule, place):
         if type(value) is not int or not rule[1] <= value <= rule[2]:
-            raise Wrong(f"{place}{value!r} is no integer from {rule[1]} to {rule[2]}")
+            raise Wrong(f"{place}{value!r} is not an integer from {rule[1]} to {rule[2]}")
 
     def check_tag(self, value, rule, place):
         if not isinstance(value, Tag) or value.number != rule[1]:
-            raise Wrong(f"{place}not behind tag {rule[1]}")
+            raise Wrong(f"{place}expected tag {rule[1]}")
         self.check(value.value, rule[2], place)
 
     def check_text(self, value, rule, place):
         if not isinstance(value, str):
-            raise Wrong(f"{place}{value!r} is no text")
+            raise Wrong(f"{place}{value!r} is not a text")
         if rule[1] is not None and not re.fullmatch(rule[1], value):
             raise Wrong(f"{place}{value!r} does not match {rule[1]!r}")
 
     def check_array(self, value, rule, place):
         if not isinstance(value, list):
-            raise Wrong(f"{place}no array")
+            raise Wrong(f"{place}not an array")
         ((low, high, _, item),) = rule[1]
         if not low <= len(value) <= high:
-            raise Wrong(f"{place}{len(value)} items, not {low} to {high}")
+            raise Wrong(f"{place}{len(value)} items, expected {low} to {high}")
         for number, each in enumerate(value):
             self.check(each, item, f"{place}[{number}]: ")
 
     def check_map(self, value, rule, place):
         if not isinstance(value, dict):
-            raise Wrong(f"{place}no map")
+            raise Wrong(f"{place}not a map")
         left = dict(value)
         for low, high, key, item in rule[1]:
-            matching = [name for name in left if key == ("literal", name) or key[0] != "literal" and self.keeps(name, key)]
+            matching = [
+                name for name in left if key == ("literal", name) or key[0] != "literal" and self.matches(name, key)
+            ]
             if not low <= len(matching) <= high:
-                raise Wrong(f"{place}{len(matching)} keys for {key[1]!r}, not {low} to {high}")
+                raise Wrong(f"{place}{len(matching)} keys for {key[1]!r}, expected {low} to {high}")
             for name in matching:
                 self.check(left.pop(name), item, f"{place}{name!r}: ")
         if left:
             raise Wrong(f"{place}unknown key {next(iter(left))!r}")
 
-    def keeps(self, value, rule):
+    def matches(self, value, rule):
         try:
             self.check(value, rule, "")
         except Wrong:
@@ -239,23 +240,23 @@ def records_of(data):
     at = 0
     while at < len(data):
         if len(data) - at < 200:
-            raise Wrong(f"byte {at}: a header cut short")
+            raise Wrong(f"byte {at}: incomplete header")
         type_code, size = struct.unpack_from("<II", data, at)
         if type_code != 1:
             raise Wrong(f"byte {at}: type code {type_code}")
         if any(data[at + 8 : at + 136]):
-            raise Wrong(f"byte {at + 8}: a decoder is named")
+            raise Wrong(f"byte {at + 8}: the decoder names are not zero")
         title, ended, rest = data[at + 136 : at + 200].partition(b"\0")
         if not ended or any(rest):
-            raise Wrong(f"byte {at + 136}: the title is not ended by zeros")
+            raise Wrong(f"byte {at + 136}: the title is not padded with zeros")
         if size > len(data) - at - 200:
-            raise Wrong(f"byte {at + 4}: a payload of {size} bytes is not there")
+            raise Wrong(f"byte {at + 4}: the payload of {size} bytes is incomplete")
         yield title.decode("ascii"), data[at + 200 : at + 200 + size]
         at += 200 + size
 
 
 def rules_by_title(text):
-    """Patterns of titles with the names of their rules, from the table; <...> stands for what varies."""
+    """Patterns of titles and the names of their rules, from the table. <...> in a title matches any word."""
     for title, rule in re.findall(r"^\| `([^`]+)` \| `([^`]+)` \|", text, re.MULTILINE):
         yield re.sub(r"<[^>]*>", r"\\w+", title), rule
 
@@ -270,7 +271,7 @@ def check_file(rules, titles, name, checked):
         reader = Reader(payload)
         value = reader.item()
         if reader.at != len(payload):
-            raise Wrong(f"{title}: bytes behind the payload")
+            raise Wrong(f"{title}: bytes after the value in the payload")
         rules.check(value, ("tag", 55799, ("rule", rule)), title + ": ")
         rules.check(value, ("rule", "payload"), title + ": ")
         checked[rule] += 1

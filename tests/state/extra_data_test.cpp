@@ -1,4 +1,4 @@
-// Tagged extra data: items, modes, lines, and what each bounded append does at its border.
+// Tagged extra data: items, modes, lines, and the limits of each append.
 
 #include "state/ExtraData.h"
 
@@ -11,9 +11,9 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-/** The lines of a property that returns exactly these bytes. */
+/** The lines of a property whose value is exactly these bytes. */
 std::vector<std::string> lines_of(const Bytes &items, std::optional<uint64_t> length = {}) {
-    // A heap block of exactly the capacity, so that the address sanitizer sees a read past it.
+    // A heap block of exactly the capacity, so that the address sanitizer catches a read past it.
     std::vector<uint8_t> data(kExtraDataCapacity);
     EXPECT_LE(items.size(), data.size());
     std::copy(items.begin(), items.end(), data.begin());
@@ -46,17 +46,17 @@ TEST(ExtraData, SwitchesBetweenHexadecimalAndDecimal) {
 
 TEST(ExtraData, StartsInDecimal) { EXPECT_THAT(lines_of(Bytes().u8(0).s32(255)), ElementsAre("255")); }
 
-TEST(ExtraData, PassesOverUnknownTags) {
+TEST(ExtraData, SkipsUnknownTags) {
     EXPECT_THAT(lines_of(Bytes().u8(6).u8(255).u8(0).s32(1).u8(100)), ElementsAre("1"));
 }
 
-TEST(ExtraData, MakesNoLineOfNothing) {
+TEST(ExtraData, MakesNoLineWithoutItems) {
     EXPECT_THAT(lines_of({}), IsEmpty());
     EXPECT_THAT(lines_of({6, 4, 5}), IsEmpty());
     EXPECT_THAT(lines_of({2, 0}), IsEmpty());
 }
 
-TEST(ExtraData, EmitsAnEmptyLineAtAMarkThatAnyItemFollows) {
+TEST(ExtraData, EmitsAnEmptyLineAtAMarkThatAnItemFollows) {
     EXPECT_THAT(lines_of({3, 3}), ElementsAre(""));
     EXPECT_THAT(lines_of({3, 99}), ElementsAre(""));
     EXPECT_THAT(lines_of({3, 5}), ElementsAre(""));
@@ -68,7 +68,7 @@ TEST(ExtraData, EmitsNothingAtAMarkThatNothingFollows) {
 }
 
 TEST(ExtraData, ReadsZerosPastItsEnd) {
-    // The value's first two bytes are there, and then the length ends.
+    // The length ends after the first two bytes of the value.
     EXPECT_THAT(lines_of(Bytes().u8(0).u16(0x0102)), ElementsAre("258"));
 
     Bytes last_byte(255, 99);
@@ -99,8 +99,8 @@ TEST(ExtraData, CutsALengthAboveTheCapacity) {
 }
 
 /**
- * A property of 256 bytes cannot bring a line near the limits by itself with texts; numbers in decimal can:
- * an item of 9 bytes makes 20 characters, so 28 items make 560. These build a line of a given length.
+ * Builds a line of a given length. Texts alone cannot bring a line near the limits within a property of 256 bytes, but
+ * decimal numbers can: an item of 9 bytes makes 20 characters, so 28 items make 560.
  */
 Bytes line_of(std::size_t length) {
     Bytes items;
@@ -114,8 +114,8 @@ Bytes line_of(std::size_t length) {
     return items;
 }
 
-/** How many characters of a text of `offered` are appended to a line of `present`. */
-std::size_t appended(std::size_t present, std::size_t offered) {
+/** The number of characters that are appended of a text of `offered` characters to a line of `present`. */
+std::size_t appended_size(std::size_t present, std::size_t offered) {
     Bytes items = line_of(present);
     items << std::string(offered, 'x');
     const auto lines = lines_of(items);
@@ -124,20 +124,20 @@ std::size_t appended(std::size_t present, std::size_t offered) {
     return lines[0].size() - present;
 }
 
-TEST(ExtraData, AppendsOfATextAtMost1022LessTwiceWhatIsThere) {
+TEST(ExtraData, AppendsAtMost1022CharactersLessTwiceTheLengthOfTheLine) {
     EXPECT_EQ(line_of(500).size(), 225u);
-    EXPECT_EQ(appended(500, 21), 21u);
-    EXPECT_EQ(appended(500, 22), 22u);
-    EXPECT_EQ(appended(500, 23), 22u);
-    EXPECT_EQ(appended(508, 5), 5u);
-    EXPECT_EQ(appended(508, 6), 6u);
-    EXPECT_EQ(appended(508, 7), 6u);
-    EXPECT_EQ(appended(509, 4), 4u);
-    EXPECT_EQ(appended(509, 5), 4u);
-    EXPECT_EQ(appended(510, 3), 2u);
-    EXPECT_EQ(appended(511, 3), 0u);
-    EXPECT_EQ(appended(512, 3), 0u);
-    EXPECT_EQ(appended(513, 3), 0u);
+    EXPECT_EQ(appended_size(500, 21), 21u);
+    EXPECT_EQ(appended_size(500, 22), 22u);
+    EXPECT_EQ(appended_size(500, 23), 22u);
+    EXPECT_EQ(appended_size(508, 5), 5u);
+    EXPECT_EQ(appended_size(508, 6), 6u);
+    EXPECT_EQ(appended_size(508, 7), 6u);
+    EXPECT_EQ(appended_size(509, 4), 4u);
+    EXPECT_EQ(appended_size(509, 5), 4u);
+    EXPECT_EQ(appended_size(510, 3), 2u);
+    EXPECT_EQ(appended_size(511, 3), 0u);
+    EXPECT_EQ(appended_size(512, 3), 0u);
+    EXPECT_EQ(appended_size(513, 3), 0u);
 }
 
 TEST(ExtraData, AppendsNumbersWhereTextsNoLongerFit) {

@@ -1,4 +1,4 @@
-// The raw debug data snapshot: what it reads, what it makes of it, and how it fails.
+// The raw debug data snapshot: its sources, its records, and its failures.
 
 #include "decoder/ProfileDescription.h"
 #include "host/TvValues.h"
@@ -16,7 +16,7 @@ using testing::SizeIs;
 
 class RawDebug : public PlugInTest {
 protected:
-    /** The record of one call; nothing for null. */
+    /** The record of one call; empty for null. */
     std::vector<host::StateRecord> ask(uint32_t source, uint32_t index = 0, uint32_t count = 32) {
         const RvStateCaptureHints hints{.version = 1, .requester = "test", .kind = 2, .reserved = 0};
         RvStateCaptureRecord *record = plug_in->stateHandler_RawDebugData(&hints, nullptr, index, count, source);
@@ -92,7 +92,7 @@ TEST_F(RawDebug, AnyOtherSourceIsNullAndReadsNothing) {
     EXPECT_THAT(lines(), IsEmpty());
 }
 
-TEST_F(RawDebug, FewerBytesThanOneReportAreNullWithoutALine) {
+TEST_F(RawDebug, IsNullWithoutALogLineForLessThanOneReport) {
     for (std::size_t size : {0u, 47u}) {
         firmware.bytes.assign(size, 0);
         driver.bytes.assign(size, 0);
@@ -119,7 +119,7 @@ TEST_F(RawDebug, ReadsNoFurtherThanTheCapacityWhateverTheDriverReports) {
     }
 }
 
-TEST_F(RawDebug, TakesNoMoreReportsThanTheCount) {
+TEST_F(RawDebug, DescribesNoMoreReportsThanTheCount) {
     driver.bytes = control_report(1) + control_report(2) + control_report(3);
 
     auto records = ask(2, 0, 2);
@@ -129,7 +129,7 @@ TEST_F(RawDebug, TakesNoMoreReportsThanTheCount) {
     EXPECT_THAT(texts(records[0]), ElementsAre(description(control_report(1)), description(control_report(2))));
 }
 
-TEST_F(RawDebug, WithoutRoomForAReportIsNull) {
+TEST_F(RawDebug, IsNullWithoutRoomForAReport) {
     driver.bytes = control_report(1);
 
     EXPECT_THAT(ask(2, 0, 0), IsEmpty());
@@ -165,7 +165,7 @@ TEST_P(FailingDriverRead, IsLoggedWithTheSourcesLine) {
 INSTANTIATE_TEST_SUITE_P(Sources, FailingDriverRead,
                          testing::Values(FailingSource{2, "1077"}, FailingSource{3, "1082"}));
 
-TEST_F(RawDebug, WithoutAnArrayIsLoggedAndNull) {
+TEST_F(RawDebug, IsNullAndLoggedWithoutAnArray) {
     driver.bytes = control_report(1);
     host::arm_fault("TvArrayCreateMutable", 0, host::Strikes::Once);
 
@@ -176,7 +176,7 @@ TEST_F(RawDebug, WithoutAnArrayIsLoggedAndNull) {
 
 TEST_F(RawDebug, SkipsAReportWithoutADescriptionButCountsIt) {
     driver.bytes = control_report(1) + control_report(2);
-    // One of the strings that a description needs is its own.
+    // The description itself is one of the strings created this way.
     host::arm_fault("TvStringCreateWithBytes", 0, host::Strikes::Once);
 
     auto records = ask(2);
@@ -187,7 +187,7 @@ TEST_F(RawDebug, SkipsAReportWithoutADescriptionButCountsIt) {
     EXPECT_THAT(texts(records[0]), ElementsAre(description(control_report(2))));
 }
 
-TEST_F(RawDebug, MayAnswerAnEmptyArray) {
+TEST_F(RawDebug, MayHoldAnEmptyArray) {
     driver.bytes = control_report(1);
     host::arm_fault("TvStringCreateWithBytes", 0, host::Strikes::ForGood);
 
@@ -198,7 +198,7 @@ TEST_F(RawDebug, MayAnswerAnEmptyArray) {
     EXPECT_THAT(texts(records[0]), IsEmpty());
 }
 
-TEST_F(RawDebug, WithoutTheServiceIsLoggedByBothRoutines) {
+TEST_F(RawDebug, MissingServiceIsLoggedByBothRoutines) {
     host::arm_fault("RvRegistryCopyServiceMatchingName", 0, host::Strikes::Once);
 
     EXPECT_THAT(ask(3), IsEmpty());

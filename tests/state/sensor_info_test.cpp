@@ -21,7 +21,7 @@ protected:
 
     std::vector<host::StateRecord> ask() { return read_back(plug_in->stateHandler_SensorInfo(&kHints, context)); }
 
-    /** Every entry of the snapshot; empty when there is no record. */
+    /** All entries of the snapshot; empty if there is no record. */
     Entries snapshot() {
         auto records = ask();
         if (records.empty()) {
@@ -43,7 +43,7 @@ protected:
         return Bytes().text(name, 12).s32(report).s32(batch).s32(threshold).s32(limit).u8(in_use).u16(0xEEEE);
     }
 
-    static Bytes joined(std::initializer_list<Bytes> parts) {
+    static Bytes join(std::initializer_list<Bytes> parts) {
         Bytes all;
         for (const Bytes &part : parts) {
             all.insert(all.end(), part.begin(), part.end());
@@ -52,7 +52,7 @@ protected:
     }
 };
 
-TEST_F(SensorInfo, OfADriverThatKnowsOnlyTheReportIntervalHoldsDefaults) {
+TEST_F(SensorInfo, HoldsDefaultsWhenTheDriverHasOnlyTheReportInterval) {
     const Entries expected = {
         {"reportInterval", "10000"},
         {"sensorType", "QOR interface"},
@@ -133,7 +133,40 @@ TEST_F(SensorInfo, ReadsEachOfItsPropertiesOnceAndNoOther) {
     EXPECT_EQ(reads, expected);
 }
 
-TEST_F(SensorInfo, TakesNamesWithoutAZeroWhole) {
+TEST_F(SensorInfo, OffersEachPropertyAndTheClientsTheirCapacity) {
+    snapshot();
+
+    const std::map<uint32_t, std::size_t> expected = {
+        {0, 4},  {10, 4},   {11, 36},  {13, 4},   {15, 32},  {16, 32},  {24, 9}, {25, 4}, {26, 12}, {29, 36}, {36, 4},
+        {45, 4}, {56, 128}, {57, 256}, {58, 256}, {59, 256}, {60, 256}, {61, 4}, {64, 4}, {67, 20}, {68, 5}};
+    EXPECT_EQ(property_capacities, expected);
+    EXPECT_EQ(command_capacities, (std::map<uint32_t, std::size_t>{{57, 496}}));
+}
+
+/** 1, 2, 3, ... with 16 fraction bits: the row-by-row numbers of a matrix. */
+Bytes counting_matrix(int first) {
+    Bytes bytes;
+    for (int element = 0; element < 9; ++element) {
+        bytes.s32((first + element) * 65536);
+    }
+    return bytes;
+}
+
+TEST_F(SensorInfo, PrintsEachMatrixRowByRow) {
+    properties[11].bytes = counting_matrix(1);
+    properties[29].bytes = counting_matrix(11);
+    properties[24].bytes = {1, 2, 3, 4, 5, 6, 7, 127, 0x80};
+
+    const Entries all = snapshot();
+
+    EXPECT_EQ(all.at("calibrationMatrix"), "1.000000 2.000000 3.000000 | 4.000000 5.000000 6.000000 | "
+                                           "7.000000 8.000000 9.000000");
+    EXPECT_EQ(all.at("compassSensitivityCalibrationMatrix"),
+              "11.000000 12.000000 13.000000 | 14.000000 15.000000 16.000000 | 17.000000 18.000000 19.000000");
+    EXPECT_EQ(all.at("orientationMatrix"), "1 2 3, 4 5 6, 7 127 -128");
+}
+
+TEST_F(SensorInfo, ReadsAnUnterminatedNameToItsCapacity) {
     properties[15].bytes = Bytes().text(std::string(40, 'm'), 40);
 
     EXPECT_EQ(value("manufacturer"), std::string(32, 'm'));
@@ -150,7 +183,7 @@ TEST_F(SensorInfo, LeavesOutTextThatIsNotASCII) {
     EXPECT_THAT(all, Contains(Key("model")));
 }
 
-TEST_F(SensorInfo, TellsAMissingLocationByItsCharacterAlone) {
+TEST_F(SensorInfo, DetectsAMissingLocationByItsCharacterAlone) {
     properties[68].bytes = Bytes().u8(0).s32(7);
     EXPECT_EQ(value("location"), "N/A");
 
@@ -190,7 +223,7 @@ INSTANTIATE_TEST_SUITE_P(Counts, Registers,
                                          RegisterCount{32, kAllRegisters}, RegisterCount{33, kAllRegisters},
                                          RegisterCount{4294967295u, kAllRegisters}));
 
-TEST_F(SensorInfo, PrintsWideRegistersWhole) {
+TEST_F(SensorInfo, PrintsTheLargestRegistersInFull) {
     properties[56].bytes = Bytes().s32(31);
     properties[56].bytes.resize(128, 0xFF);
 
@@ -208,7 +241,7 @@ TEST_F(SensorInfo, NumbersExtraLinesAcrossTheFourProperties) {
 
     EXPECT_EQ(all.at("extra0"), "a");
     EXPECT_EQ(all.at("extra1"), "b");
-    EXPECT_EQ(all.at("extra2"), "c"); // the mark at its end does not pass to the next property
+    EXPECT_EQ(all.at("extra2"), "c"); // the mark at the end of property 59 does not carry over to the next property
     EXPECT_EQ(all.at("extra3"), "5");
     EXPECT_THAT(all, Not(Contains(Key("extra4"))));
 }
@@ -232,13 +265,13 @@ TEST_F(SensorInfo, CountsAnExtraLineThatIsNotASCIIAndLeavesItOut) {
     EXPECT_EQ(all.at("extra1"), "b");
 }
 
-TEST_F(SensorInfo, TakesNoExtraDataFromAFailingRead) {
+TEST_F(SensorInfo, IgnoresExtraDataOfAFailingRead) {
     properties[57] = {.status = 0xE00002BC, .bytes = Bytes({2, 'a', 0}), .reported_size = 3};
 
     EXPECT_THAT(snapshot(), Not(Contains(Key("extra0"))));
 }
 
-TEST_F(SensorInfo, TakesNoExtraDataOfReportedLengthZero) {
+TEST_F(SensorInfo, IgnoresExtraDataOfReportedLengthZero) {
     properties[57] = {.status = 0, .bytes = Bytes({2, 'a', 0}), .reported_size = 0};
 
     EXPECT_THAT(snapshot(), Not(Contains(Key("extra0"))));
@@ -247,7 +280,7 @@ TEST_F(SensorInfo, TakesNoExtraDataOfReportedLengthZero) {
 // ---- clients
 
 TEST_F(SensorInfo, ListsClientsInUseUnderTheirRecordNumbers) {
-    commands[57].bytes = joined({client("idle", 1, 2, 3, 4, 0), client("compass", 10000, -1, 3, 4, 1)});
+    commands[57].bytes = join({client("idle", 1, 2, 3, 4, 0), client("compass", 10000, -1, 3, 4, 1)});
     ASSERT_THAT(commands[57].bytes, SizeIs(62));
 
     const Entries all = snapshot();
@@ -256,14 +289,33 @@ TEST_F(SensorInfo, ListsClientsInUseUnderTheirRecordNumbers) {
     EXPECT_EQ(all.at("client1"), "compass: report=10000 batch=-1 threshold=3 timelimit=4");
 }
 
-TEST_F(SensorInfo, ListsNoClientOfAPartialRecord) {
+TEST_F(SensorInfo, ReadsEachFieldOfAllSixteenClients) {
+    for (int number = 0; number < 16; ++number) {
+        const Bytes record = client("client-" + std::to_string(number), 0x01000000 + number, 0x02000000 + number,
+                                    -0x03000000 - number, 0x04000000 + number, 1);
+        commands[57].bytes.insert(commands[57].bytes.end(), record.begin(), record.end());
+    }
+    ASSERT_THAT(commands[57].bytes, SizeIs(16 * 31));
+
+    const Entries all = snapshot();
+
+    for (int number = 0; number < 16; ++number) {
+        const std::string digits = std::to_string(number);
+        EXPECT_EQ(all.at("client" + digits), "client-" + digits + ": report=" + std::to_string(0x01000000 + number) +
+                                                 " batch=" + std::to_string(0x02000000 + number) +
+                                                 " threshold=" + std::to_string(-0x03000000 - number) +
+                                                 " timelimit=" + std::to_string(0x04000000 + number));
+    }
+}
+
+TEST_F(SensorInfo, IgnoresAPartialClientRecord) {
     commands[57].bytes = client("compass", 1, 2, 3, 4, 1);
     commands[57].bytes.resize(30);
 
     EXPECT_THAT(snapshot(), Not(Contains(Key("client0"))));
 }
 
-TEST_F(SensorInfo, TakesAClientsNameWithoutAZeroWhole) {
+TEST_F(SensorInfo, ReadsAnUnterminatedClientNameToItsCapacity) {
     commands[57].bytes = client("twelve-chars-and-more", 1, 2, 3, 4, 255);
 
     EXPECT_EQ(value("client0"), "twelve-chars: report=1 batch=2 threshold=3 timelimit=4");
@@ -293,7 +345,7 @@ TEST_F(SensorInfo, FailsWhenTheClientsCannotBeRead) {
                               " file: plugin/OndreQORHIDStatistics.cpp, line: 1012 value:e00002d8");
 }
 
-// ---- what fails the snapshot
+// ---- failures of the whole snapshot
 
 TEST_F(SensorInfo, FailsWithoutADriverInterface) {
     Context bare{};
@@ -322,7 +374,7 @@ TEST_F(SensorInfo, FailsWithoutTheReportInterval) {
                                      " file: plugin/OndreQORHIDStatistics.cpp, line: 922 value:e00002d8"));
 }
 
-TEST_F(SensorInfo, TakesAReportIntervalOfAnotherSizeAsZero) {
+TEST_F(SensorInfo, TreatsAReportIntervalOfAnotherSizeAsZero) {
     properties[0].bytes = Bytes().u16(5);
 
     EXPECT_EQ(value("reportInterval"), "0");
@@ -349,7 +401,7 @@ TEST_F(SensorInfo, FailsWithoutAParent) {
                 ElementsAre(": Kelmarks: interface,  file: plugin/OndreQORHIDStatistics.cpp, line: 927 value:0"));
 }
 
-TEST_F(SensorInfo, GivesTheParentBack) {
+TEST_F(SensorInfo, ReleasesTheParent) {
     ask();
 
     EXPECT_EQ(host::device_registry::reference_count(qor.interface_entry), 0u);

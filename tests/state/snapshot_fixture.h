@@ -1,4 +1,4 @@
-/** A driver whose properties and commands a test sets one by one, behind a kept service's context. */
+/** A kept service's context whose driver answers with the properties and commands that a test sets. */
 #pragma once
 
 #include <algorithm>
@@ -39,7 +39,7 @@ public:
 struct Reply {
     RvStatus status = 0;
     std::vector<uint8_t> bytes{};
-    std::optional<std::size_t> reported_size{}; ///< when the driver lies about it
+    std::optional<std::size_t> reported_size{}; ///< if set, reported in place of the number of bytes copied
 };
 
 class SnapshotTest : public PlugInTest {
@@ -51,8 +51,10 @@ protected:
                 EXPECT_EQ(command.in.size(), sizeof property);
                 std::memcpy(&property, command.in.data(), sizeof property);
                 ++reads[property];
+                property_capacities[property] = command.out_size;
                 return answer(properties, property, command);
             }
+            command_capacities[command.selector] = command.out_size;
             return answer(commands, command.selector, command);
         };
         RvHIDService service = qor.service(kVendor);
@@ -60,7 +62,8 @@ protected:
         context = PlugInInspector::services(*plug_in)->at(0);
     }
 
-    /** The text of every key of a record's dictionary: strings as they are, numbers with their width behind. */
+    /** The values of a dictionary as text, by key: strings as they are, numbers in decimal, others by their number of
+     * keys. */
     using Entries = std::map<std::string, std::string>;
 
     static Entries entries(TvDictionaryRef dictionary) {
@@ -80,7 +83,7 @@ protected:
         return std::to_string(value);
     }
 
-    /** A record read back, freed; nothing for null. */
+    /** Parses and frees a record. Empty for null. */
     static std::vector<host::StateRecord> read_back(RvStateCaptureRecord *record) {
         if (record == nullptr) {
             return {};
@@ -98,6 +101,8 @@ protected:
     std::map<uint32_t, Reply> properties;
     std::map<uint32_t, Reply> commands;
     std::map<uint32_t, int> reads;
+    std::map<uint32_t, std::size_t> property_capacities; ///< room that the last read of each property offered
+    std::map<uint32_t, std::size_t> command_capacities;  ///< room that the last call of each command offered
 
 private:
     static RvStatus answer(const std::map<uint32_t, Reply> &replies, uint32_t number, host::DriverCommand &command) {

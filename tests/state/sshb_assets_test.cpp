@@ -13,7 +13,7 @@ Bytes asset(uint8_t enable, int32_t gain, int64_t minimum, int64_t maximum, int3
     return Bytes().u8(enable).s32(gain).s64(minimum).s64(maximum).s32(slot).number(0xEEEEEEEE, 4);
 }
 
-/** 51 assets whose slot is their place in the table. */
+/** 51 assets; the slot of each is its index in the table. */
 Bytes asset_table() {
     Bytes table;
     for (int place = 0; place < 51; ++place) {
@@ -29,7 +29,7 @@ protected:
 
     std::vector<host::StateRecord> ask() { return read_back(plug_in->stateHandler_SSHBAssets(&kHints, context)); }
 
-    /** The text of the first asset of a table that begins with it. */
+    /** The text of `first`, put at the start of a table. */
     std::string first_text(const Bytes &first) {
         Bytes table = asset_table();
         std::copy(first.begin(), first.end(), table.begin());
@@ -39,7 +39,7 @@ protected:
     }
 };
 
-TEST_F(SSHBAssets, HaveOneTextASpeedAndEventInTableOrder) {
+TEST_F(SSHBAssets, HaveOneTextForEachSpeedAndEventInTableOrder) {
     const std::vector<std::string> events = {
         "SingleDown",  "SingleUp",     "DoubleDown",  "DoubleUp",     "TripleDown",  "TripleUp",
         "SingleTapOn", "SingleTapOff", "DoubleTapOn", "DoubleTapOff", "TripleTapOn", "TripleTapOff",
@@ -61,6 +61,60 @@ TEST_F(SSHBAssets, HaveOneTextASpeedAndEventInTableOrder) {
     EXPECT_THAT(expected, SizeIs(51));
 }
 
+/** An asset of which every field holds a value that no other place of the table has. */
+Bytes numbered_asset(int place) {
+    return asset(static_cast<uint8_t>(200 - place), (place + 1) * 65536, -4'000'000'000'000 - place,
+                 5'000'000'000'000 + place, 0x01020300 + place);
+}
+
+std::string numbered_text(int place) {
+    return "enable=" + std::to_string(200 - place) + " slot=" + std::to_string(0x01020300 + place) +
+           " gain=" + std::to_string(place + 1) + ".000000 min=" + std::to_string(-4'000'000'000'000 - place) +
+           " max=" + std::to_string(5'000'000'000'000 + place);
+}
+
+TEST_F(SSHBAssets, ReadEveryFieldOfEachCellAtItsOffset) {
+    // 29 bytes each; the slow assets first, then the medium and the fast ones, each in the order of the events.
+    const char *const keys[51] = {
+        "Slow-SingleDown",    "Slow-SingleUp",       "Slow-DoubleDown",    "Slow-DoubleUp",       "Slow-TripleDown",
+        "Slow-TripleUp",      "Slow-SingleTapOn",    "Slow-SingleTapOff",  "Slow-DoubleTapOn",    "Slow-DoubleTapOff",
+        "Slow-TripleTapOn",   "Slow-TripleTapOff",   "Slow-DeepDown",      "Slow-DeepUp",         "Slow-LongPress",
+        "Slow-LongPressUp",   "Slow-(null)",         "Medium-SingleDown",  "Medium-SingleUp",     "Medium-DoubleDown",
+        "Medium-DoubleUp",    "Medium-TripleDown",   "Medium-TripleUp",    "Medium-SingleTapOn",  "Medium-SingleTapOff",
+        "Medium-DoubleTapOn", "Medium-DoubleTapOff", "Medium-TripleTapOn", "Medium-TripleTapOff", "Medium-DeepDown",
+        "Medium-DeepUp",      "Medium-LongPress",    "Medium-LongPressUp", "Medium-(null)",       "Fast-SingleDown",
+        "Fast-SingleUp",      "Fast-DoubleDown",     "Fast-DoubleUp",      "Fast-TripleDown",     "Fast-TripleUp",
+        "Fast-SingleTapOn",   "Fast-SingleTapOff",   "Fast-DoubleTapOn",   "Fast-DoubleTapOff",   "Fast-TripleTapOn",
+        "Fast-TripleTapOff",  "Fast-DeepDown",       "Fast-DeepUp",        "Fast-LongPress",      "Fast-LongPressUp",
+        "Fast-(null)"};
+    Bytes table;
+    table.resize(1479, 0xEE);
+    for (int place = 0; place < 51; ++place) {
+        const Bytes cell = numbered_asset(place);
+        ASSERT_THAT(cell, SizeIs(29));
+        std::copy(cell.begin(), cell.end(), table.begin() + place * 29);
+    }
+    properties[kProperty].bytes = table;
+
+    auto records = ask();
+
+    ASSERT_THAT(records, SizeIs(1));
+    Entries expected;
+    for (int place = 0; place < 51; ++place) {
+        expected[keys[place]] = numbered_text(place);
+    }
+    EXPECT_EQ(entries(records[0].payload.get()), expected);
+}
+
+TEST_F(SSHBAssets, AreReadOnceWithRoomFor4096BytesAndNoOtherProperty) {
+    properties[kProperty].bytes = asset_table();
+
+    ask();
+
+    EXPECT_THAT(reads, ElementsAre(testing::Pair(216u, 1)));
+    EXPECT_THAT(property_capacities, ElementsAre(testing::Pair(216u, 4096u)));
+}
+
 TEST_F(SSHBAssets, PrintGainsAsFixedPoint) {
     EXPECT_EQ(first_text(asset(0, 65536, 0, 0, 0)), "enable=0 slot=0 gain=1.000000 min=0 max=0");
     EXPECT_EQ(first_text(asset(0, -32768, 0, 0, 0)), "enable=0 slot=0 gain=-0.500000 min=0 max=0");
@@ -68,7 +122,7 @@ TEST_F(SSHBAssets, PrintGainsAsFixedPoint) {
     EXPECT_EQ(first_text(asset(0, INT32_MAX, 0, 0, 0)), "enable=0 slot=0 gain=32767.999985 min=0 max=0");
 }
 
-TEST_F(SSHBAssets, PrintTheLongestValuesWhole) {
+TEST_F(SSHBAssets, PrintTheLongestValuesInFull) {
     const std::string text = first_text(asset(255, INT32_MIN, INT64_MIN, INT64_MIN, INT32_MIN));
 
     EXPECT_EQ(text, "enable=255 slot=-2147483648 gain=-32768.000000 min=-9223372036854775808 "
@@ -76,7 +130,7 @@ TEST_F(SSHBAssets, PrintTheLongestValuesWhole) {
     EXPECT_LE(text.size(), 127u);
 }
 
-TEST_F(SSHBAssets, NeedAllOfTheTable) {
+TEST_F(SSHBAssets, NeedTheWholeTable) {
     properties[kProperty].bytes = asset_table();
     for (std::size_t length : {1479u, 1480u, 4096u, 5000u}) {
         properties[kProperty].reported_size = length;
@@ -95,7 +149,7 @@ TEST_F(SSHBAssets, NeedAllOfTheTable) {
     }
 }
 
-TEST_F(SSHBAssets, IgnoreBytesBehindTheTable) {
+TEST_F(SSHBAssets, IgnoreBytesPastTheTable) {
     Bytes longer = asset_table();
     longer.resize(4096, 0xFF);
     properties[kProperty].bytes = longer;

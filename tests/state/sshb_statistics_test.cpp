@@ -13,7 +13,7 @@ using testing::Pair;
 using testing::SizeIs;
 using testing::UnorderedElementsAre;
 
-/** 330 bytes in which every field that is read holds a number of its own, and every other byte 0xEE. */
+/** 330 bytes: every field that is read holds a different number, and every other byte is 0xEE. */
 Bytes numbered_statistics() {
     Bytes bytes;
     bytes.s64(1).s64(2).s64(3).s64(4);
@@ -67,7 +67,7 @@ TEST_F(SSHBStatistics, HoldEachFieldUnderItsKey) {
                                      Pair("max_latency_Total", "55")));
 }
 
-TEST_F(SSHBStatistics, KeepThePlayAssetTimeOfTheUpEdgeOnly) {
+TEST_F(SSHBStatistics, KeepOnlyThePlayAssetTimeOfTheUpEdge) {
     properties[kProperty].bytes = numbered_statistics();
 
     auto records = ask();
@@ -85,6 +85,91 @@ TEST_F(SSHBStatistics, KeepThePlayAssetTimeOfTheUpEdgeOnly) {
                 UnorderedElementsAre(Pair("button down ts", "14"), Pair("button up ts", "15"),
                                      Pair("play asset ts", "25"), Pair("button down to play asset", "34"),
                                      Pair("button up to play asset", "35")));
+}
+
+struct TimeField {
+    std::size_t offset;
+    std::vector<const char *> path;
+};
+
+/** Every 64-bit field that is read, and the path of its key. */
+const TimeField kTimeFields[] = {
+    {0, {"last button press", "finger on ts"}},
+    {8, {"last button press", "finger off ts"}},
+    {16, {"last button press", "start haptic ts"}},
+    {24, {"last button press", "finger detect to button down"}},
+    {88, {"last button press", "click 1", "button down ts"}},
+    {96, {"last button press", "click 1", "button up ts"}},
+    {104, {"last button press", "click 2", "button down ts"}},
+    {112, {"last button press", "click 2", "button up ts"}},
+    {120, {"last button press", "click 3", "button down ts"}},
+    {128, {"last button press", "click 3", "button up ts"}},
+    {144, {"last button press", "click 1", "play asset ts"}},
+    {160, {"last button press", "click 2", "play asset ts"}},
+    {176, {"last button press", "click 3", "play asset ts"}},
+    {184, {"last button press", "click 1", "button down to play asset"}},
+    {192, {"last button press", "click 1", "button up to play asset"}},
+    {200, {"last button press", "click 2", "button down to play asset"}},
+    {208, {"last button press", "click 2", "button up to play asset"}},
+    {216, {"last button press", "click 3", "button down to play asset"}},
+    {224, {"last button press", "click 3", "button up to play asset"}},
+    {266, {"last button press", "second scan ts"}},
+    {282, {"latency", "min_nz_latency_FD_to_BD"}},
+    {290, {"latency", "max_latency_FD_to_BD"}},
+    {298, {"latency", "min_nz_latency_BC_to_PlayAsset"}},
+    {306, {"latency", "max_latency_BC_to_PlayAsset"}},
+    {314, {"latency", "min_latency_Total"}},
+    {322, {"latency", "max_latency_Total"}},
+};
+
+/** Eight different bytes, none of them zero, that no other field holds. */
+int64_t time_at(std::size_t field) {
+    const auto byte = static_cast<int64_t>(field + 1);
+    return 0x0102030405060700 + byte * 0x0101010101010101;
+}
+
+TEST_F(SSHBStatistics, ReadAll64BitsOfEachTimeAtItsOffset) {
+    Bytes bytes;
+    bytes.resize(330, 0xEE);
+    for (std::size_t field = 0; field < std::size(kTimeFields); ++field) {
+        const Bytes value = Bytes().s64(time_at(field));
+        std::copy(value.begin(), value.end(), bytes.begin() + static_cast<std::ptrdiff_t>(kTimeFields[field].offset));
+    }
+    properties[kProperty].bytes = bytes;
+
+    auto records = ask();
+
+    ASSERT_THAT(records, SizeIs(1));
+    for (std::size_t field = 0; field < std::size(kTimeFields); ++field) {
+        SCOPED_TRACE(kTimeFields[field].offset);
+        TvRef value = records[0].payload.get();
+        for (const char *key : kTimeFields[field].path) {
+            value = TvDictionaryGetValue(value, key);
+        }
+        ASSERT_NE(value, nullptr);
+        EXPECT_EQ(number_text(value), std::to_string(time_at(field)));
+    }
+}
+
+TEST_F(SSHBStatistics, ReadAll32BitsOfTheTurtleScans) {
+    Bytes bytes = numbered_statistics();
+    const Bytes value = Bytes().s32(0x12345678);
+    std::copy(value.begin(), value.end(), bytes.begin() + 274);
+    properties[kProperty].bytes = bytes;
+
+    auto records = ask();
+
+    ASSERT_THAT(records, SizeIs(1));
+    EXPECT_EQ(entries(at(records[0], {"last button press"}))["turtle scans"], std::to_string(0x12345678));
+}
+
+TEST_F(SSHBStatistics, ReadTheWholeRecordOnceAndNoOtherProperty) {
+    properties[kProperty].bytes = numbered_statistics();
+
+    ask();
+
+    EXPECT_THAT(reads, ElementsAre(Pair(215u, 1)));
+    EXPECT_THAT(property_capacities, ElementsAre(Pair(215u, 330u)));
 }
 
 TEST_F(SSHBStatistics, ShiftTheClickWordAsUnsigned) {
@@ -111,19 +196,23 @@ TEST_F(SSHBStatistics, StoreAllBitsSetAsMinusOne) {
     EXPECT_EQ(entries(at(records[0], {"last button press"}))["turtle scans"], "-1");
 }
 
-TEST_F(SSHBStatistics, MakeNumbersOfTheRightWidth) {
+TEST_F(SSHBStatistics, HoldTimesOf64BitsAndTwoCountsOf32) {
     platform::OwnedMutableValue state(plug_in->copySSHBStatistics(_SSHBLatencyStatsV2{}));
-    TvRef press = TvDictionaryGetValue(state.get(), "last button press");
 
+    TvRef press = TvDictionaryGetValue(state.get(), "last button press");
     EXPECT_EQ(host::number_width(TvDictionaryGetValue(press, "click count")), 32);
     EXPECT_EQ(host::number_width(TvDictionaryGetValue(press, "turtle scans")), 32);
-    EXPECT_EQ(host::number_width(TvDictionaryGetValue(press, "finger on ts")), 64);
-    EXPECT_EQ(
-        host::number_width(TvDictionaryGetValue(TvDictionaryGetValue(state.get(), "latency"), "max_latency_Total")),
-        64);
+    for (const TimeField &field : kTimeFields) {
+        SCOPED_TRACE(field.offset);
+        TvRef value = state.get();
+        for (const char *key : field.path) {
+            value = TvDictionaryGetValue(value, key);
+        }
+        EXPECT_EQ(host::number_width(value), 64);
+    }
 }
 
-TEST_F(SSHBStatistics, ReadZerosBehindAShortReplyAndNothingBehindALongOne) {
+TEST_F(SSHBStatistics, ReadZerosPastAShortReplyAndNothingPastALongOne) {
     Bytes bytes = numbered_statistics();
     properties[kProperty].bytes.assign(bytes.begin(), bytes.begin() + 12);
     properties[kProperty].reported_size = 5000;
@@ -176,7 +265,7 @@ struct MissingDictionary {
 
 class SSHBStatisticsWithout : public SSHBStatistics, public testing::WithParamInterface<MissingDictionary> {};
 
-TEST_P(SSHBStatisticsWithout, OneDictionaryHoldTheOthers) {
+TEST_P(SSHBStatisticsWithout, OneDictionaryStillHoldTheOthers) {
     properties[kProperty].bytes = numbered_statistics();
     host::arm_fault("TvDictionaryCreateMutable", GetParam().call, host::Strikes::Once);
 

@@ -1,4 +1,4 @@
-// A typed value becomes a record; handler entries answer the kinds of requests that they are for.
+// Encoding a typed value as a record.
 
 #include <cstring>
 #include <map>
@@ -33,7 +33,7 @@ TEST_F(StateData, OfAnEmptyDictionaryIsAHeaderAndFourBytes) {
     EXPECT_THAT(std::vector<uint8_t>(bytes + 200, bytes + 204), testing::ElementsAre(0xD9, 0xD9, 0xF7, 0xA0));
 }
 
-TEST_F(StateData, LeavesTheDecoderNamesAndTheRestOfTheTitleZero) {
+TEST_F(StateData, ZeroesTheDecoderNamesAndTheRestOfTheTitle) {
     Record record = copy(empty.get(), "x");
 
     ASSERT_TRUE(record);
@@ -52,7 +52,7 @@ TEST_F(StateData, CutsATitleAt63Characters) {
     }
 }
 
-TEST_F(StateData, LeavesTheValueToTheCaller) {
+TEST_F(StateData, LeavesTheValueOwnedByTheCaller) {
     TvDictionarySetValue(empty.get(), string_value("key").get(), number_value(5).get());
 
     copy(empty.get(), "x");
@@ -60,7 +60,7 @@ TEST_F(StateData, LeavesTheValueToTheCaller) {
     EXPECT_EQ(TvDictionaryGetCount(empty.get()), 1u);
 }
 
-TEST_F(StateData, IsNullWithoutALineWhenTheValueCannotBeEncoded) {
+TEST_F(StateData, IsNullWithoutALogLineWhenTheValueCannotBeEncoded) {
     EXPECT_FALSE(copy(nullptr, "x"));
 
     host::arm_fault("TvCreateBinaryEncoding", 0, host::Strikes::Once);

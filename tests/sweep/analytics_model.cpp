@@ -48,7 +48,7 @@ private:
         return _left_out.strikes == host::Strikes::Once ? call != _left_out.call : call < _left_out.call;
     }
 
-    /** Empty when there is none. */
+    /** Empty if there is none. */
     std::string key_of(unsigned index) {
         if (index < qor::analytics::kKeyCount) {
             return qor::analytics::kKeys[index];
@@ -62,7 +62,7 @@ private:
     void perform(unsigned operation, const std::string &key, std::int32_t value) {
         auto &scalars = _outcome.contents.scalars;
         auto &distributions = _outcome.contents.distributions;
-        // Single precision before the scaling, which is exact.
+        // Rounds to single precision first; the scaling is exact.
         const double fraction = std::ldexp(static_cast<double>(static_cast<float>(value)), -16);
         const auto when = [&](const char *name, auto change) {
             if (works(name) && !key.empty()) {

@@ -1,4 +1,4 @@
-/** What batches of analytics amount to, formulated for the sweep alone: which store operations, which log lines. */
+/** The sweep's own model of analytics batches: the resulting store contents and log lines. */
 #pragma once
 
 #include <cstddef>
@@ -12,7 +12,7 @@
 
 namespace sweep {
 
-/** The calls of one operation that do nothing. */
+/** The calls of one operation that fail, and so have no effect. */
 struct LeftOut {
     std::string operation; ///< empty: none
     std::uint64_t call = 0;
@@ -26,7 +26,7 @@ struct AnalyticsOutcome {
 
 /**
  * Applies entries in order to an empty store.
- * @param has_fallback_key  whether the key of unknown indexes has been made in this process before.
+ * @param has_fallback_key  whether this process has already created the key for unknown indexes.
  */
 AnalyticsOutcome expected_analytics(std::span<const std::byte> entries, const LeftOut &left_out, bool has_fallback_key);
 

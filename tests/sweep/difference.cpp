@@ -43,7 +43,7 @@ private:
         return all;
     }
 
-    /** One that is shorter lost some elements and kept the order of the others. */
+    /** A shorter list has lost some elements; the others keep their order. */
     void compare_sequences(const std::vector<TvRef> &before, const std::vector<TvRef> &after,
                            const std::string &where) {
         std::size_t next = 0;
@@ -65,7 +65,7 @@ private:
 
     static bool is_numbered_extra(std::string_view key) { return key.substr(0, 5) == "extra"; }
 
-    /** The numbered lines of a sensor: one number runs through them, so that a line lost moves those behind it. */
+    /** The extra lines of a sensor are numbered consecutively, so a lost line renumbers those after it. */
     static std::vector<TvRef> extras(TvDictionaryRef dictionary) {
         std::vector<TvRef> lines;
         host::for_each_entry(dictionary, [&](std::string_view key, TvRef) {
@@ -113,7 +113,7 @@ void compare_record(const std::string &title, const host::RecordBytes &before, c
     PayloadComparison(differences).compare(old_record.at(0).payload.get(), new_record.at(0).payload.get(), title);
 }
 
-/** Records of one title: what both have at either end is the same; the rest is paired in order. */
+/** Records of one title: common records at the start and at the end are equal; the rest is paired in order. */
 void compare_equally_titled(const std::string &title, const std::vector<host::RecordBytes> &before,
                             const std::vector<host::RecordBytes> &after, Differences &differences) {
     std::size_t begin = 0;

@@ -17,7 +17,7 @@ constexpr unsigned kCaptures = kFaultCapture | kRequestCapture;
 
 const Outcome kNothingShows{};
 
-/** One outcome for each place, of which exactly one loses what it has, without a word. */
+/** One outcome for each place: its value is lost, and no line is logged. */
 std::vector<Outcome> one_missing_of(std::initializer_list<const char *> places, std::initializer_list<Outcome> others) {
     std::vector<Outcome> outcomes;
     for (const char *place : places) {
@@ -31,7 +31,7 @@ std::vector<Outcome> one_record_missing(std::initializer_list<Outcome> others = 
     return one_missing_of({"ZEL Profile *", "SSHB Statistics", "SSHB assets", "SensorInfo"}, others);
 }
 
-// ---- what a whole source of profile reports that cannot be read leads to, by the line that says so first
+// ---- an unreadable source of profile reports, by the first line that reports it
 
 std::vector<Outcome> unreadable_source(const ExpectedLine &first) {
     return {
@@ -43,23 +43,23 @@ std::vector<Outcome> unreadable_source(const ExpectedLine &first) {
 
 const Outcome kReportMissing{{}, {{"ZEL Profile */*"}}};
 
-// ---- a value that cannot be made or put
+// ---- a value that cannot be created or set
 
-/** The play-asset time is put for the down edge and then, under the same key, for the up edge. */
+/** The play-asset time is set for the down edge and then, under the same key, for the up edge. */
 const Outcome kDownEdgeStays{{}, {{"SSHB Statistics/last button press/click [123]/play asset ts", Change::EarlierPut}}};
 
 const std::vector<Outcome> kValueMissing =
     one_missing_of({"SSHB Statistics/*", "SSHB Statistics/*/*", "SSHB Statistics/*/*/*", "SSHB assets/*",
                     "SensorInfo/*", "SensorInfo/extra/*"},
                    {kDownEdgeStays,
-                    // The down edge's play-asset time: the up edge's takes its place in any case.
+                    // The down edge's play-asset time is lost: the up edge's overwrites it anyway.
                     kNothingShows});
 
-// ---- a service that is not kept, or kept with less; the host sees it by what is not answered any more
+// ---- a service that is not kept, or kept without an interface; the host observes the missing records
 
 /**
- * What goes with a service: the button's records, a sensor's, the analytics. The raw data goes only with the last: the
- * next service that is kept registers it.
+ * Lost with a service: the button's records, a sensor's, or the analytics. The raw debug data is lost only with the
+ * last service, since any kept service registers it.
  */
 std::vector<Outcome> services_gone(const std::vector<ExpectedLine> &lines) {
     return {
@@ -75,7 +75,7 @@ std::vector<Outcome> services_gone(const std::vector<ExpectedLine> &lines) {
     };
 }
 
-std::vector<Outcome> joined(std::vector<Outcome> first, const std::vector<Outcome> &second) {
+std::vector<Outcome> join(std::vector<Outcome> first, const std::vector<Outcome> &second) {
     first.insert(first.end(), second.begin(), second.end());
     return first;
 }
@@ -84,7 +84,7 @@ std::vector<Outcome> joined(std::vector<Outcome> first, const std::vector<Outcom
 const std::vector<Effect> kServiceGoneButItsCallback = {
     {"kept services", Change::Any}, {"SSHB Statistics"}, {"SSHB assets"}};
 
-/** Nothing answers at all. The instance of the factory is not there either when there is no object. */
+/** No records at all. Without an object there is no factory instance either. */
 const std::vector<Effect> kNoObject = {{"object"},
                                        {"interface"},
                                        {"factory instances", Change::Any},
@@ -100,7 +100,7 @@ const std::vector<Effect> kNoInterface = {{"interface"},       {"kept services",
                                           {"SSHB Statistics"}, {"SSHB assets"},
                                           {"SensorInfo"},      {"ZEL Profile *"}};
 
-/** A kept service without a driver interface: its snapshots fail, and say so in each capture. */
+/** A kept service without a driver interface: its snapshots fail and log it in each capture. */
 const std::vector<Effect> kNoDriverInterface = {{"a capture says context->_driver._interface", Change::Gain},
                                                 {"a capture says result == 0 ", Change::Gain},
                                                 {"SSHB Statistics"},
@@ -113,24 +113,25 @@ const std::vector<Expectation> kTable = {
 
     {kStart,
      "RvUUIDGetConstantWithBytes",
-     {{{}, kNoObject},                            // of the plug-in type: the type wanted differs from it
-      {{}, {{"factory instances", Change::Any}}}, // of the factory: the object counts as no instance
-      {{}, kNoInterface},                         // of an interface: it is not the one wanted
-      {{}, kNoDriverInterface},                   // of a driver plug-in: none can be made, without a word
-      {{}, kNoDeviceInterface},                   // of a device plug-in
-      kNothingShows}},                            // of a plug-in of a service that needs none of its answers
+     {{{}, kNoObject},                            // the plug-in type: the requested type differs from it
+      {{}, {{"factory instances", Change::Any}}}, // the factory's UUID: the object is not counted as an instance
+      {{}, kNoInterface},                         // an interface's UUID: it is not the requested one
+      {{}, kNoDriverInterface},                   // a driver plug-in's: none can be created, and nothing is logged
+      {{}, kNoDeviceInterface},                   // a device plug-in's
+      kNothingShows}},                            // a plug-in's, for a service that needs none of its replies
     {kStart, "RvUUIDCreateWithBytes", {{{}, kNoInterface}}},
     {kStart,
      "RvAllocatorAllocate",
      {{{}, kNoObject},
       {{{"context->_device._hid"}}, kServiceGoneButItsCallback},
-      kNothingShows}}, // the array or its growth: the service is kept all the same
-    // One log for the process: without it nothing is ever said, and the fault notification says nothing either.
+      kNothingShows}}, // the array or its growth: the service is kept anyway
+    // The process has one log: without it no line is ever written, not even for the fault notification.
     {kStart, "RvLogCreate", {{{}, {{"notification"}}}}},
     {kStart, "TvStringCreateWithCString", {{{}, {{"key *"}}}}},
     {kStart, "RvNotifyRegister", {{{}, {{"notification"}}}}},
-    {kStart, "RvHIDServiceCopyProperty", joined(services_gone({}), {kNothingShows})}, // ignored; as some are anyway
-    // "ZELSupportsTallybook" is not true then: no analytics, and no button group but by a usage.
+    {kStart, "RvHIDServiceCopyProperty",
+     join(services_gone({}), {kNothingShows})}, // the service is ignored; some are ignored anyway
+    // "ZELSupportsTallybook" then counts as false: no analytics, and a button group only by a usage.
     {kStart, "RvHIDServiceGetProperty", {{{}, kNoDeviceInterface}, kNothingShows}},
     {kStart, "RvHIDServiceGetRegistryID", services_gone({{"context->_driver._service"}})},
     {kStart, "RvRegistryCopyServiceMatchingID", services_gone({{"context->_driver._service"}})},
@@ -141,7 +142,7 @@ const std::vector<Expectation> kTable = {
      {{{{"((HRESULT)(Status) >= 0)"}, {"context->_driver._interface"}}, kNoDriverInterface},
       {{{"((HRESULT)(Status) >= 0)"}, {"context->_driver._interface"}}, {}}}},
     {kStart, "QorDriverStart", services_gone({{"kr == 0 ", 0, kRvStatusError}})},
-    {kStart, "QorDriverCommand", {kNothingShows}}, // that analytics are wanted: the status is ignored
+    {kStart, "QorDriverCommand", {kNothingShows}}, // the analytics-ready command: its status is ignored
     {kStart,
      "QorDeviceQueryInterface",
      {{{{"((HRESULT)(Status) >= 0)"}, {"context->_device._interface"}}, kNoDeviceInterface},
@@ -149,23 +150,23 @@ const std::vector<Expectation> kTable = {
     {kStart, "QorDeviceStart", {kNothingShows}}, // the status is ignored
     {kStart, "RvHIDDeviceCreate", {{{{"context->_device._hid"}}, kServiceGoneButItsCallback}}},
     {kStart, "RvStateCaptureAddHandler", one_record_missing()},
-    {kStart, kModuleMemory, joined(services_gone({}), one_record_missing())}, // what a handler captures; a context
+    {kStart, kModuleMemory, join(services_gone({}), one_record_missing())}, // a handler's captures, or a context
 
-    // ---- captures: the raw data, in either kind of request
+    // ---- captures: the raw debug data, in either kind of request
 
     {kCaptures, "RvRegistryCopyServiceMatchingName", unreadable_source({"service"})},
     {kCaptures, "RvConnectionOpen", unreadable_source({"kr == 0 ", 0, kRvStatusError, true})},
     {kCaptures, "RvConnectionCallMethod", unreadable_source({"kr == 0 ", 0, kRvStatusError, true})},
-    {kCaptures, "RvConnectionClose", {kNothingShows}}, // nobody asks
+    {kCaptures, "RvConnectionClose", {kNothingShows}}, // the status is ignored
     {kCaptures, "TvArrayCreateMutable", {{{{"array", 1093}}, {{"ZEL Profile *"}}}}},
     {kCaptures, "TvArrayAppend", {kReportMissing}},
     {kCaptures, "TvStringCreateWithBytes", {kReportMissing}},
     {kCaptures, "RvRegistryCopyServiceMatchingClass", {{{}, {{"ZEL Profile */*", Change::WithoutTime}}}}},
     {kCaptures, "RvKernelGetBootTime", {{{}, {{"ZEL Profile */*", Change::WithoutBoot}}}}},
     {kCaptures, "TvCreateBinaryEncoding", one_record_missing()},
-    {kCaptures, "TvDataCreate", one_record_missing()}, // the host's own, of an encoding
+    {kCaptures, "TvDataCreate", one_record_missing()}, // the host's own call, for an encoding
     {kCaptures, kModuleMemory,
-     // The buffer of reports, or a record; and the text of a report.
+     // The buffer of reports, a record, or the text of a report.
      one_record_missing({{{}, {{"ZEL Profile */*", Change::Empty}}}})},
 
     {kFaultCapture, "RvRegistryEntryCopyProperty", {{{}, {{"ZEL Profile */*", Change::WithoutTime}}}}},
@@ -173,9 +174,9 @@ const std::vector<Expectation> kTable = {
      "RvRegistryEntryCopyProperty",
      {{{}, {{"ZEL Profile */*", Change::WithoutTime}}},
       {{}, {{"SensorInfo/APEvents", Change::DefaultCounters}}},
-      kNothingShows}}, // counters that are not published anyway
+      kNothingShows}}, // counters that are not published in any case
 
-    // ---- captures: the snapshots, which only an explicit request gets
+    // ---- captures: the snapshots, which only an explicit request includes
 
     {kRequestCapture,
      "QorDriverCommand",
@@ -185,7 +186,7 @@ const std::vector<Expectation> kTable = {
       {{{"result == 0 ", 0, kRvStatusError}, {"result == 0 ", 1012, kRvStatusError, true}}, {{"SensorInfo"}}},
       {{}, {{"SensorInfo/*", Change::UnreadProperty}, {"SensorInfo/*", Change::UnreadProperty}}},
       {{}, {{"SensorInfo/extra/*"}, {"SensorInfo/extra/*"}}},
-      kNothingShows}}, // a property that the driver does not have, or that is what it is without being read
+      kNothingShows}}, // a property that the driver lacks, or whose value is the default
     {kRequestCapture,
      "TvDictionaryCreateMutable",
      {{{{"state", 532}, {"sshbState != __null", 616}}, {{"SSHB Statistics"}}},
@@ -209,7 +210,7 @@ const std::vector<Expectation> kTable = {
       {{{"driver"}}, {{"SensorInfo/APEvents"}}},
       {{{"uc"}}, {{"SensorInfo/APEvents"}}}}},
 
-    // ---- analytics: what is left out is known exactly, and compared by itself
+    // ---- analytics: compared with the model, without the calls that failed
 
     {kAnalyticsBatch, "TallybookScalarClear", {kNothingShows}},
     {kAnalyticsBatch, "TallybookScalarSet", {kNothingShows}},
@@ -217,20 +218,20 @@ const std::vector<Expectation> kTable = {
     {kAnalyticsBatch, "TallybookDistributionClear", {kNothingShows}},
     {kAnalyticsBatch, "TallybookDistributionSet", {kNothingShows}},
     {kAnalyticsBatch, "TallybookDistributionPush", {kNothingShows}},
-    {kAnalyticsBatch, "TvStringCreateWithCString", {kNothingShows}}, // the key of unknown indexes
+    {kAnalyticsBatch, "TvStringCreateWithCString", {kNothingShows}}, // the key for unknown indexes
 
-    // ---- the end
+    // ---- shutdown
 
-    // The object is gone all the same; the host goes on counting it.
+    // The object is destroyed anyway, but the host still counts it.
     {kShutdown, "RvUUIDGetConstantWithBytes", {{{}, {{"factory instances", Change::Any}}}}},
 };
 
 constexpr HeldLess kHeldLess[] = {
     {"RvHIDServiceGetRegistryID", 2, 2},
     {"RvRegistryCopyServiceMatchingID", 2, 2},
-    {"RvRegistryEntryCopyParent", 2, 1}, // either look-up fails when the driver's entry is held
+    {"RvRegistryEntryCopyParent", 2, 1}, // the driver's entry is held when either look-up fails
     {"RvPlugInCreateForService", 1, 0},
-    {"QorDriverQueryInterface", 0, 0}, // in place of the interface the plug-in object itself is never given back
+    {"QorDriverQueryInterface", 0, 0}, // instead of the interface, the plug-in object itself is never released
     {"QorDriverStart", 1, 0},
     {"QorDriverCommand", 0, 0},
     {"QorDeviceQueryInterface", 1, 0},
@@ -255,7 +256,7 @@ struct SeenLine {
     std::uint32_t value = 0;
 };
 
-/** Cuts `text` at the first `separator` and returns what stood before it. */
+/** Removes everything up to and including the first `separator` from `text` and returns the part before it. */
 std::optional<std::string> cut(std::string &text, const std::string &separator) {
     const std::size_t at = text.find(separator);
     if (at == std::string::npos) {
@@ -299,7 +300,7 @@ bool matches(const ExpectedLine &expected, const std::string &text) {
            (expected.line == 0 ? seen->line > 0 : seen->line == expected.line);
 }
 
-/** Takes a field and the comma before it out of a described report. */
+/** A described report without this field and the comma before it. */
 std::string without_field(std::string text, const std::string &name) {
     const std::size_t begin = text.find(", '" + name + "':");
     if (begin == std::string::npos) {
@@ -309,7 +310,7 @@ std::string without_field(std::string text, const std::string &name) {
     return text.erase(begin, end - begin);
 }
 
-/** How a sensor's properties look when they are read into zeros, or are words with a default. */
+/** Whether this is a sensor property's text when it cannot be read: zeros, or the default of a word. */
 bool is_unread_property(std::string_view key, const std::string &text) {
     static const std::set<std::string_view> words = {"systickInterval", "decimationEnabled",   "rawMode", "factoryMode",
                                                      "startupTime",     "calibrationComplete", "intCal"};
@@ -334,7 +335,7 @@ bool is_unread_property(std::string_view key, const std::string &text) {
            (key == "orientationMatrix" && text == "0 0 0, 0 0 0, 0 0 0");
 }
 
-/** Both halves of the line at their defaults, or one of them. */
+/** Whether one half of the line, or both, are at their defaults. */
 bool has_default_counters(const Difference &difference) {
     const auto half_of = [](const std::string &text, bool second) {
         const std::size_t at = text.find(" [");
@@ -370,7 +371,7 @@ bool is_such_change(Change change, const Difference &difference) {
     case Change::UnreadProperty:
         return is_unread_property(difference.where.substr(difference.where.rfind('/') + 1), difference.after);
     case Change::EarlierPut:
-        return true; // the row names the one key
+        return true; // the row's pattern names the key
     case Change::DefaultCounters:
         return has_default_counters(difference);
     default:
@@ -388,7 +389,7 @@ bool explains(const Outcome &outcome, const Difference &difference) {
                        [&](const Effect &effect) { return matches(effect, difference); });
 }
 
-/** Whether what the outcome always shows is there. */
+/** Whether the outcome's first effect, which always shows, is among the differences. */
 bool shows(const Outcome &outcome, const Differences &differences) {
     return outcome.effects.empty() ||
            std::any_of(differences.begin(), differences.end(),
@@ -408,7 +409,7 @@ bool line_sequence_matches(const std::vector<ExpectedLine> &expected, const std:
     return true;
 }
 
-/** Whether one outcome alone, once, is what was seen. */
+/** Whether exactly this outcome, once, was observed. */
 bool is_exactly(const Outcome &outcome, const std::vector<std::string> &lines, const Differences &differences) {
     const bool is_one_thing = outcome.effects.size() > 1 || differences.size() == outcome.effects.size();
     return lines.size() == outcome.lines.size() && line_sequence_matches(outcome.lines, lines, 0) && is_one_thing &&
@@ -417,7 +418,7 @@ bool is_exactly(const Outcome &outcome, const std::vector<std::string> &lines, c
                        [&](const Difference &difference) { return explains(outcome, difference); });
 }
 
-/** Outcomes that follow one another, told by their lines, each of which shows. */
+/** Finds a sequence of outcomes that writes exactly these lines and each of which shows. */
 bool cover(const Expectation &row, const std::vector<std::string> &lines, const Differences &differences,
            std::size_t at, std::vector<const Outcome *> &used) {
     if (at == lines.size()) {
@@ -439,7 +440,7 @@ std::string judge_series(const Expectation &row, const std::vector<std::string> 
                          const Differences &differences) {
     std::vector<const Outcome *> used;
     if (!cover(row, lines, differences, 0, used)) {
-        return "no sequence of the expected outcomes writes these lines and shows";
+        return "no sequence of expected outcomes explains these lines";
     }
     for (const Outcome &outcome : row.outcomes) {
         if (outcome.lines.empty()) {
@@ -449,7 +450,7 @@ std::string judge_series(const Expectation &row, const std::vector<std::string> 
     for (const Difference &difference : differences) {
         if (std::none_of(used.begin(), used.end(),
                          [&](const Outcome *outcome) { return explains(*outcome, difference); })) {
-            return "not expected: " + to_string(difference);
+            return "unexpected: " + to_string(difference);
         }
     }
     return "";

@@ -1,4 +1,4 @@
-/** What each failure leads to: the log lines that it writes, and what is missing afterwards. */
+/** The expected effects of each failure: the log lines that it causes, and what is missing afterwards. */
 #pragma once
 
 #include <cstdint>
@@ -15,28 +15,28 @@ enum Run : unsigned { kStart = 1, kFaultCapture = 2, kRequestCapture = 4, kAnaly
 /** The name under which a run is printed. */
 const char *name_of(Run run);
 
-/** The name under which allocations of the module stand among the operations. */
+/** The name of the module's allocations among the operations. */
 inline constexpr const char *kModuleMemory = "memory of the module";
 
 /** An assertion line. */
 struct ExpectedLine {
     const char *condition;
-    int line = 0;              ///< 0: wherever it is checked
+    int line = 0;              ///< 0: any line
     std::uint32_t value = 0;   ///< the failing status, or 0
-    bool names_status = false; ///< whether the platform's text for the value stands in the line
+    bool names_status = false; ///< whether the line contains the platform's text for the value
 };
 
-/** What a lost or changed thing may look like. */
+/** How a value may be lost or changed. */
 enum class Change {
-    None,           ///< it is lost
-    Gain,           ///< it was not there before
-    Any,            ///< it is another
-    ToZero,         ///< it is none any more
+    None,           ///< lost
+    Gain,           ///< gained
+    Any,            ///< changed to any value
+    ToZero,         ///< changed to zero
     WithoutTime,    ///< a described report without its "calendar-time"
     WithoutBoot,    ///< a described report without its "boot-timestamp"
     Empty,          ///< an empty text
-    UnreadProperty, ///< what a sensor's property is in the snapshot when it cannot be read
-    EarlierPut,     ///< of a key that is put twice the first value
+    UnreadProperty, ///< the value of a sensor property that cannot be read
+    EarlierPut,     ///< the first value of a key that is set twice
     DefaultCounters ///< the line of event counters with a default in it
 };
 
@@ -46,9 +46,8 @@ struct Effect {
 };
 
 /**
- * One way in which a failure shows: the lines that it writes, and what is missing. With several effects the first
- * always shows and the others may come with it; one effect alone is one thing. Without effects nothing but the lines
- * shows.
+ * One way in which a failure shows: the lines that it causes, and what is missing. Of several effects the first always
+ * shows and the others may; a single effect stands for exactly one difference. Without effects only the lines show.
  */
 struct Outcome {
     std::vector<ExpectedLine> lines{};
@@ -56,17 +55,17 @@ struct Outcome {
 };
 
 struct Expectation {
-    unsigned runs; ///< together
+    unsigned runs; ///< a combination of `Run` values
     const char *operation;
     std::vector<Outcome> outcomes;
 };
 
-/** One row, or none, for each operation in a run. */
+/** At most one row for each operation in a run. */
 const Expectation *expectation(Run run, std::string_view operation);
 
 /**
- * How much less is held for good for each strike at a registration, on a device on which every service has both
- * plug-ins: a failed registration gives back nothing of what its context held, and all else that it held.
+ * How much less is held permanently for each strike at a registration, on a device on which every service has both
+ * plug-ins: a failed registration releases nothing that its context held, and everything else that it held.
  */
 struct HeldLess {
     const char *operation;
@@ -74,10 +73,10 @@ struct HeldLess {
     int entry_references;   ///< of two: the driver's and the device's entry
 };
 
-/** One row, or none. */
+/** At most one row for each operation. */
 const HeldLess *held_less(std::string_view operation);
 
-/** An operation that can fail and that no run strikes, with the reason. */
+/** An operation that can fail but that no run calls, with the reason. */
 struct Exemption {
     const char *operation;
     const char *reason;
@@ -87,9 +86,9 @@ const std::vector<Exemption> &exemptions();
 
 /**
  * Judges one struck run.
- * @param strikes_once  whether exactly one call failed: one outcome must explain everything then. Else the outcomes
- *                      that follow one another must explain the lines, and each difference must be one of theirs.
- * @return what is wrong; empty when the row explains everything.
+ * @param strikes_once  whether exactly one call failed. If so, one outcome must explain everything; if not, a sequence
+ * of outcomes must explain the lines, and each difference must belong to one of them.
+ * @return the problem; empty if the row explains everything.
  */
 std::string judge(const Expectation &row, bool strikes_once, const std::vector<std::string> &lines,
                   const Differences &differences);

@@ -1,5 +1,5 @@
-// Fails every call of every operation that can fail, in whole runs of the built module on a described device, and
-// checks what each failure leads to.
+// Makes every call of every operation that can fail do so, in complete runs of the built module on a described device,
+// and checks the effects of each failure.
 
 #include <algorithm>
 #include <csignal>
@@ -29,11 +29,11 @@
 namespace sweep {
 namespace {
 
-/** Captures first: every start leaves entries behind in the registry, which look-ups by name walk over. */
+/** Captures come first: every start leaves entries in the registry, which slow down look-ups by name. */
 constexpr Run kRuns[] = {kFaultCapture, kRequestCapture, kAnalyticsBatch, kStart, kShutdown};
 constexpr RvUUIDBytes kFactory = kOndreQORHIDStatisticsFactoryBytes;
 
-/** One failure: which operation, from which of its calls on, once or for good. */
+/** One failure: the operation, the number of its first failing call, and whether later calls fail too. */
 struct Strike {
     Run run;
     std::string operation;
@@ -74,7 +74,7 @@ void disarm() {
     host::disarm_faults();
 }
 
-/** Since the last arming or counting, by operation: what was called, or what was struck. */
+/** Calls, or strikes, by operation since the last arming or counting. */
 std::map<std::string, std::uint64_t> counts(bool of_strikes) {
     std::map<std::string, std::uint64_t> all;
     all[kModuleMemory] = of_strikes ? module_memory::strikes() : module_memory::calls();
@@ -94,7 +94,7 @@ struct CrashSignal {
 };
 CrashSignal crash_signals[] = {{SIGSEGV, {}}, {SIGBUS, {}}, {SIGILL, {}}, {SIGFPE, {}}, {SIGABRT, {}}};
 
-/** Names the strike, and lets whoever was there before go on. */
+/** Prints the strike, then calls the former handler. */
 void name_strike(int number) {
     static constexpr char prefix[] = "\ncrashed: ";
     [[maybe_unused]] auto written = ::write(STDOUT_FILENO, prefix, sizeof prefix - 1);
@@ -124,12 +124,12 @@ struct Options {
     std::string module;
     std::string device;
     std::string scratch;    ///< a folder of its own
-    std::string only;       ///< of runs and operations, as "RUN, OPERATION," holds it; empty: all of them
+    std::string only;       ///< a part of "RUN, OPERATION," that selects strikes; empty: all
     std::size_t sample = 0; ///< 0: everything
     std::uint64_t seed = 0;
 };
 
-/** What is seen of a life in which nothing fails. */
+/** Observations of a life in which nothing fails. */
 struct Undisturbed {
     Facts facts;
     Records request;
@@ -189,7 +189,7 @@ private:
     // ---- undisturbed
 
     void take_undisturbed() {
-        { // what is made once per process is made now
+        { // create now what is created once per process
             Subject warm(_module, _options.device);
             warm.start();
             warm.deliver();
@@ -197,15 +197,15 @@ private:
         }
         host::clear_store();
         Subject subject(_module, _options.device);
-        counted(kStart, [&] { subject.start(); });
+        count_calls_of(kStart, [&] { subject.start(); });
         _undisturbed.started = subject.holdings();
         _undisturbed.facts = subject.facts();
         check_undisturbed_holdings();
-        counted(kFaultCapture, [&] { _undisturbed.fault = subject.capture(kRvStateCaptureFault); });
-        counted(kRequestCapture, [&] { _undisturbed.request = subject.capture(kRvStateCaptureRequest); });
-        counted(kAnalyticsBatch, [&] { subject.deliver(); });
+        count_calls_of(kFaultCapture, [&] { _undisturbed.fault = subject.capture(kRvStateCaptureFault); });
+        count_calls_of(kRequestCapture, [&] { _undisturbed.request = subject.capture(kRvStateCaptureRequest); });
+        count_calls_of(kAnalyticsBatch, [&] { subject.deliver(); });
         check_analytics(subject, {}, "undisturbed", true);
-        counted(kShutdown, [&] { subject.shut_down(); });
+        count_calls_of(kShutdown, [&] { subject.shut_down(); });
         _undisturbed.facts_at_end = facts_at_end(subject);
         const auto lines = subject.take_lines();
         if (!lines.empty()) {
@@ -214,19 +214,19 @@ private:
         subject.end();
         _undisturbed.ended = subject.holdings();
         if (_undisturbed.ended.values != qor::analytics::kKeyCount) {
-            fail("undisturbed", "other values are left than the key strings: " + to_string(_undisturbed.ended));
+            fail("undisturbed", "values other than the key strings remain: " + to_string(_undisturbed.ended));
         }
     }
 
     template <typename Work>
-    void counted(Run run, Work work) {
+    void count_calls_of(Run run, Work work) {
         count_calls();
         work();
         disarm();
         _undisturbed.calls[run] = counts(false);
     }
 
-    /** After everything: nothing that failed earlier shows in a new life. */
+    /** Runs last: no earlier failure may show in a new life. */
     void check_still_undisturbed() {
         Subject subject(_module, _options.device);
         subject.start();
@@ -292,7 +292,7 @@ private:
         _lasting.reset();
     }
 
-    /** What a process does only once needs a module that has not done it. */
+    /** Whether the process makes the call only once, so that the strike needs a freshly loaded module. */
     static bool happens_once(Run run, const std::string &operation) {
         return (run == kStart && operation == "RvLogCreate") ||
                (run == kAnalyticsBatch && operation == "TvStringCreateWithCString");
@@ -318,11 +318,11 @@ private:
     std::uint64_t struck(const Strike &chosen) {
         if (happens_once(chosen.run, chosen.operation)) {
             _lasting.reset(); // a device is in the registry once
-            const host::Module fresh(copied_module());
+            const host::Module fresh(copy_module());
             module_memory::watch(fresh);
             return struck(chosen, fresh);
         }
-        // Nothing to strike: not worth a life.
+        // Nothing to strike: saves the cost of a life.
         const auto &calls = _undisturbed.calls[chosen.run];
         if (const auto found = calls.find(chosen.operation); found == calls.end() || found->second == 0) {
             return 0;
@@ -345,8 +345,9 @@ private:
         }
     }
 
-    /** A file of its own is a module of its own. It stays where it is: sanitizers look up its functions at the end. */
-    std::string copied_module() {
+    /** Copies the module, since a new file loads as a new module. The copy is kept: sanitizers look up its symbols at
+     * exit. */
+    std::string copy_module() {
         namespace fs = std::filesystem;
         fs::create_directories(_options.scratch);
         const fs::path copy = fs::path(_options.scratch) / ("module-" + std::to_string(_copies++) + ".so");
@@ -370,7 +371,7 @@ private:
     void judge_strike(const Strike &chosen, const std::vector<std::string> &lines, const Differences &differences) {
         const Expectation *row = expectation(chosen.run, chosen.operation);
         if (row == nullptr) {
-            fail(chosen, "there is no expectation for this operation in this run", lines, differences);
+            fail(chosen, "no expectation for this operation in this run", lines, differences);
             return;
         }
         const std::string verdict = judge(*row, chosen.strikes == host::Strikes::Once, lines, differences);
@@ -405,7 +406,7 @@ private:
         const Holdings ended = subject.holdings();
         const bool only_array_is_left = ended.allocator_blocks <= _undisturbed.ended.allocator_blocks;
         if (ended.values != qor::analytics::kKeyCount - lost_keys || !only_array_is_left || ended.connections != 0) {
-            fail(chosen, "more is left than the key strings and the array, or less: " + to_string(ended));
+            fail(chosen, "expected exactly the key strings and the array to remain: " + to_string(ended));
         }
         return strikes;
     }
@@ -429,7 +430,7 @@ private:
         });
     }
 
-    /** Without a callback nobody can see which keys there are. */
+    /** Without a callback the keys cannot be observed. */
     void hide_keys(Facts &facts) const {
         for (const auto &[name, value] : _undisturbed.facts) {
             if (name.rfind("key ", 0) == 0) {
@@ -438,7 +439,7 @@ private:
         }
     }
 
-    /** What a capture that is not struck complains of, each condition once. */
+    /** The conditions that an undisturbed capture logs, each once. */
     static void note_conditions(const std::vector<std::string> &lines, Differences &differences) {
         std::set<std::string> conditions;
         for (const std::string &line : lines) {
@@ -456,7 +457,7 @@ private:
             std::accumulate(held.entry_references.begin(), held.entry_references.end(), std::size_t{0}));
     }
 
-    /** Each kept service holds its two entries and, where there are plug-ins, its two interfaces; and nothing else. */
+    /** Each kept service holds its two entries and, where it has plug-ins, their two interfaces, and nothing else. */
     void check_undisturbed_holdings() {
         const Holdings &held = _undisturbed.started;
         const auto kept = std::stoll(_undisturbed.facts.at("kept services"));
@@ -468,7 +469,7 @@ private:
         _every_service_has_plug_ins = held.plug_in_references == 2 * kept;
     }
 
-    /** What a failed registration holds is not given back, and is never more than a registration's. */
+    /** A failed registration never releases what it holds, but it holds no more than a successful one. */
     void check_start_holdings(const Strike &chosen, std::uint64_t strikes, const Holdings &held) {
         const Holdings &most = _undisturbed.started;
         bool fits = held.connections == 0 && held.plug_in_references <= most.plug_in_references &&
@@ -487,8 +488,8 @@ private:
     }
 
     /**
-     * What one object makes only once stays away when it failed, and a service kept with less goes on complaining;
-     * everything else is there after a second start.
+     * After a second start everything is present, except what an object creates only once and failed to create; and a
+     * service kept without an interface still logs it.
      */
     static bool may_stay_away(const Difference &difference) {
         static constexpr const char *kMadeOnce[] = {"key ", "ZEL Profile ", "notification", "factory instances",
@@ -503,8 +504,8 @@ private:
         Facts facts = subject.facts();
         const auto kept = std::stoll(_undisturbed.facts.at("kept services"));
         if (subject.kept_services() != kept_before + kept) {
-            fail(chosen,
-                 "started again it keeps " + std::to_string(subject.kept_services() - kept_before) + " services");
+            fail(chosen, "after a second start it keeps " + std::to_string(subject.kept_services() - kept_before) +
+                             " services");
         }
         facts["kept services"] = _undisturbed.facts.at("kept services");
         Differences after;
@@ -515,17 +516,17 @@ private:
             const bool was_away = std::any_of(before.begin(), before.end(), [&](const Difference &one) {
                 return one.kind == difference.kind && one.where == difference.where;
             });
-            // Keys could not be seen before without a callback.
+            // Without a callback the keys could not be observed before.
             const bool is_hidden_key = difference.where.rfind("key ", 0) == 0;
             if (!may_stay_away(difference) || (!was_away && !is_hidden_key)) {
-                fail(chosen, "started again, " + to_string(difference));
+                fail(chosen, "after a second start, " + to_string(difference));
             }
         }
     }
 
     // ---- captures
 
-    /** The one object that all strikes of a run meet. */
+    /** The object that all strikes of a run share. */
     Subject &lasting() {
         if (_lasting == nullptr) {
             _lasting = std::make_unique<Subject>(_module, _options.device);
@@ -577,7 +578,7 @@ private:
             check_equal(chosen, "it", before, subject.holdings());
         }
         if (expectation(chosen.run, chosen.operation) == nullptr) {
-            fail(chosen, "there is no expectation for this operation in this run");
+            fail(chosen, "no expectation for this operation in this run");
         }
         check_analytics(subject, {chosen.operation, chosen.call, chosen.strikes}, to_string(chosen), !is_fresh);
         subject.deliver();
@@ -585,16 +586,16 @@ private:
         return strikes;
     }
 
-    /** Everything that the batches did and said, against what they amount to with those calls left out. */
+    /** Compares the store and the log with the model, in which the failed calls have no effect. */
     void check_analytics(Subject &subject, const LeftOut &left_out, const std::string &where, bool has_fallback_key) {
         const std::vector<std::byte> entries = subject.analytics_entries();
         const AnalyticsOutcome expected = expected_analytics(entries, left_out, has_fallback_key);
         if (!(host::store_contents() == expected.contents)) {
-            fail(where, "the store holds something else than the batches without what failed");
+            fail(where, "the store differs from the model without the failed calls");
         }
         host::clear_store();
         if (subject.take_lines() != expected.lines) {
-            fail(where, "something else is logged than for the batches without what failed");
+            fail(where, "the log differs from the model without the failed calls");
         }
     }
 
@@ -619,15 +620,15 @@ private:
         judge_strike(chosen, lines, differences);
         const Holdings held = subject.holdings();
         if (held.values != before.values || held.allocator_blocks != before.allocator_blocks - 1) {
-            fail(chosen, "the object is not given back, or more than it is");
+            fail(chosen, "expected exactly the object to be freed");
         }
-        if (!differences.empty()) { // the host's count goes on without it
+        if (!differences.empty()) { // the host then still counts the object
             RvPlugInRemoveInstanceForFactory(RvUUIDGetConstantWithBytes(kFactory));
         }
         return strikes;
     }
 
-    // ---- the end
+    // ---- the report
 
     void print_tallies() {
         std::printf("%-22s %-36s %8s %11s %8s %9s\n", "run", "operation", "calls", "struck runs", "once", "for good");
@@ -657,7 +658,7 @@ private:
                     static_cast<unsigned long long>(all.cases));
     }
 
-    /** Something is struck; and in a whole sweep every operation that can fail is, or is known never to be. */
+    /** A sweep must strike; a complete one must strike every operation that can fail, exemptions aside. */
     void check_coverage() {
         if (std::all_of(_tallies.begin(), _tallies.end(), [](const auto &entry) { return entry.second.cases == 0; })) {
             fail("the sweep", "nothing was struck");
@@ -676,7 +677,7 @@ private:
                 std::printf("not struck: %s: %s\n", operation.c_str(), exemption->reason);
             }
             if (was_struck == (exemption != exempt.end())) {
-                fail(operation, was_struck ? "struck although it is said never to be" : "never struck");
+                fail(operation, was_struck ? "struck in spite of its exemption" : "never struck");
             }
         }
     }

@@ -32,7 +32,7 @@ bool fails() {
     return hit;
 }
 
-// What stood in the module's table; the same for every module of the process.
+// The original entries of the module's table; the same for every module of the process.
 void *(*original_new)(std::size_t);
 void *(*original_new_array)(std::size_t);
 void *(*original_new_nothrow)(std::size_t, const std::nothrow_t &);
@@ -44,41 +44,41 @@ void (*original_delete_sized)(void *, std::size_t);
 void (*original_delete_array)(void *);
 void (*original_delete_array_sized)(void *, std::size_t);
 
-void *counted_block(void *block) {
+void *count_block(void *block) {
     blocks += block != nullptr ? 1 : 0;
     return block;
 }
 
-void *watched_new(std::size_t size) { return fails() ? throw std::bad_alloc() : counted_block(original_new(size)); }
+void *watched_new(std::size_t size) { return fails() ? throw std::bad_alloc() : count_block(original_new(size)); }
 void *watched_new_array(std::size_t size) {
-    return fails() ? throw std::bad_alloc() : counted_block(original_new_array(size));
+    return fails() ? throw std::bad_alloc() : count_block(original_new_array(size));
 }
 void *watched_new_nothrow(std::size_t size, const std::nothrow_t &tag) {
-    return fails() ? nullptr : counted_block(original_new_nothrow(size, tag));
+    return fails() ? nullptr : count_block(original_new_nothrow(size, tag));
 }
 void *watched_new_array_nothrow(std::size_t size, const std::nothrow_t &tag) {
-    return fails() ? nullptr : counted_block(original_new_array_nothrow(size, tag));
+    return fails() ? nullptr : count_block(original_new_array_nothrow(size, tag));
 }
-// What these two make is the host's to free.
+// Blocks from these two are freed by the host, so they are not counted.
 void *watched_malloc(std::size_t size) { return fails() ? nullptr : original_malloc(size); }
 void *watched_calloc(std::size_t count, std::size_t size) { return fails() ? nullptr : original_calloc(count, size); }
 
-void deleted(const void *block) { blocks -= block != nullptr ? 1 : 0; }
+void count_deletion(const void *block) { blocks -= block != nullptr ? 1 : 0; }
 
 void watched_delete(void *block) {
-    deleted(block);
+    count_deletion(block);
     original_delete(block);
 }
 void watched_delete_sized(void *block, std::size_t size) {
-    deleted(block);
+    count_deletion(block);
     original_delete_sized(block, size);
 }
 void watched_delete_array(void *block) {
-    deleted(block);
+    count_deletion(block);
     original_delete_array(block);
 }
 void watched_delete_array_sized(void *block, std::size_t size) {
-    deleted(block);
+    count_deletion(block);
     original_delete_array_sized(block, size);
 }
 
@@ -89,21 +89,21 @@ struct Watched {
 };
 
 template <typename Function>
-Watched watched(const char *symbol, Function *replacement, Function *&original) {
+Watched watch(const char *symbol, Function *replacement, Function *&original) {
     return {symbol, reinterpret_cast<void *>(replacement), reinterpret_cast<void **>(&original)};
 }
 
 const Watched kWatched[] = {
-    watched("_Znwm", watched_new, original_new),
-    watched("_Znam", watched_new_array, original_new_array),
-    watched("_ZnwmRKSt9nothrow_t", watched_new_nothrow, original_new_nothrow),
-    watched("_ZnamRKSt9nothrow_t", watched_new_array_nothrow, original_new_array_nothrow),
-    watched("malloc", watched_malloc, original_malloc),
-    watched("calloc", watched_calloc, original_calloc),
-    watched("_ZdlPv", watched_delete, original_delete),
-    watched("_ZdlPvm", watched_delete_sized, original_delete_sized),
-    watched("_ZdaPv", watched_delete_array, original_delete_array),
-    watched("_ZdaPvm", watched_delete_array_sized, original_delete_array_sized),
+    watch("_Znwm", watched_new, original_new),
+    watch("_Znam", watched_new_array, original_new_array),
+    watch("_ZnwmRKSt9nothrow_t", watched_new_nothrow, original_new_nothrow),
+    watch("_ZnamRKSt9nothrow_t", watched_new_array_nothrow, original_new_array_nothrow),
+    watch("malloc", watched_malloc, original_malloc),
+    watch("calloc", watched_calloc, original_calloc),
+    watch("_ZdlPv", watched_delete, original_delete),
+    watch("_ZdlPvm", watched_delete_sized, original_delete_sized),
+    watch("_ZdaPv", watched_delete_array, original_delete_array),
+    watch("_ZdaPvm", watched_delete_array_sized, original_delete_array_sized),
 };
 
 /** A module that starts to call one of these needs a line in the table above. */
@@ -118,7 +118,7 @@ constexpr std::string_view kUnknown[] = {"realloc",
                                          "_ZnwmSt11align_val_t",
                                          "_ZnamSt11align_val_t"};
 
-/** The parts of a loaded module's dynamic section that lead to its imports. */
+/** The parts of a loaded module's dynamic section that describe its imports. */
 struct Imports {
     const ElfW(Sym) *symbols = nullptr;
     const char *names = nullptr;
@@ -166,7 +166,7 @@ void write_address(void **slot, void *address) {
     ::mprotect(page, page_size, PROT_READ);
 }
 
-/** @return whether the slot belongs to an allocation function and is now ours. */
+/** @return whether the slot belongs to an allocation function and now holds its replacement. */
 bool take_over(std::string_view symbol, void **slot) {
     if (std::find(std::begin(kUnknown), std::end(kUnknown), symbol) != std::end(kUnknown)) {
         throw std::runtime_error("the module allocates with " + std::string(symbol) + ", which is not watched");

@@ -1,7 +1,7 @@
 /**
- * The memory that a loaded module allocates by itself: every call that the module's own code makes of an allocation
- * function goes through here, counted, and call N can be made to fail. Calls of anybody else, the platform library
- * and the standard library included, are not touched. Any thread.
+ * The allocations of a loaded module: every call from the module's own code to an allocation function is counted, and
+ * call N can be made to fail. Calls from other code, including the platform library and the standard library, are not
+ * affected. Any thread.
  */
 #pragma once
 
@@ -14,9 +14,9 @@
 namespace sweep::module_memory {
 
 /**
- * Takes over the module's allocation functions by writing into its table of imported addresses, which works alike with
- * and without sanitizers: the functions that stood there are called in the end.
- * @throws std::runtime_error when the module imports an allocation function that is not known here.
+ * Replaces the module's allocation functions in its table of imported addresses. The replacements call the original
+ * functions, so this works with and without sanitizers.
+ * @throws std::runtime_error if the module imports an allocation function that is unknown here.
  */
 void watch(const host::Module &module);
 

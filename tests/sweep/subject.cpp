@@ -41,7 +41,7 @@ host::DeviceDescription description_with_blocks(const std::string &path) {
     return description;
 }
 
-/** The handle that the registry knows an entry by, not counted as a reference. */
+/** The registry's handle of an entry; not counted as a reference. */
 RvRegistryEntry handle_of(std::uint64_t registry_id) {
     return platform::OwnedEntry(RvRegistryCopyServiceMatchingID(registry_id)).get();
 }
@@ -151,7 +151,7 @@ void Subject::end() {
     _device.reset();
 }
 
-/** Sets every key to its index and asks the store which keys there are. */
+/** Sets every key to its index and reads the keys back from the store. */
 void Subject::note_keys(const std::string &device, Facts &facts) const {
     std::vector<std::byte> entries;
     for (unsigned key = 0; key < qor::analytics::kKeyCount; ++key) {
@@ -236,7 +236,7 @@ std::vector<std::string> Subject::take_lines() {
     return lines;
 }
 
-/** Handler entries and contexts are all that the module makes with `new` and keeps. */
+/** Handler entries and contexts are the only things that the module allocates with `new` and keeps. */
 std::int64_t Subject::kept_services() const {
     const auto handlers = static_cast<std::int64_t>(host::state_capture_handler_count() - _handlers_before);
     return holdings().module_blocks - handlers;

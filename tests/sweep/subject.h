@@ -17,7 +17,7 @@
 
 namespace sweep {
 
-/** What is alive at one moment and was not when the subject was made. */
+/** Objects and references that are alive now and were not when the subject was created. */
 struct Holdings {
     std::int64_t values;
     std::int64_t connections;
@@ -33,8 +33,8 @@ struct Holdings {
 std::string to_string(const Holdings &holdings);
 
 /**
- * The device and the object. Every step can be made to fail by what is armed, none by anything else. The device's
- * streams of reports are blocks here, so that what one read got does not depend on reads that failed.
+ * The device and the object. Only armed faults make a step fail. The device's streams of reports are fixed blocks here,
+ * so that the result of a read does not depend on earlier reads that failed.
  */
 class Subject {
 public:
@@ -45,32 +45,33 @@ public:
 
     /** Factory, `QueryInterface`, `open`, `scheduleWithDispatchQueue`, `registerService` for each service. */
     void start();
-    /** The same once more from where `start` was stopped; at its end every service is handed over again. */
+    /** Repeats the steps that `start` did not complete, then registers every service again. */
     void start_again();
 
-    /** The titles' records. */
+    /** The records by title. */
     Records capture(std::uint32_t kind) const;
 
-    /** Delivers every batch of the device once, in order. @return false when one found no callback. */
+    /** Delivers every batch of the device once, in order. @return false if a batch found no callback. */
     bool deliver() const;
-    /** The entries of those batches. */
+    /** The entries of the device's batches. */
     std::vector<std::byte> analytics_entries() const;
 
     /** `unscheduleFromDispatchQueue`, `close`, the last `Release`. */
     void shut_down();
 
-    /** Ends the queue, and with it the registrations, and takes the device away. What is held now is held for good. */
+    /** Closes the queue, which ends the registrations, and removes the device. Whatever is still held then has leaked.
+     */
     void end();
 
-    /** What a host can see of the object: that it is there, its registrations, its analytics keys. */
+    /** The object as seen by a host: its existence, its registrations, its analytics keys. */
     Facts facts();
 
     Holdings holdings() const;
 
-    /** Everything that was logged since the last call, without the newline at its end. */
+    /** The lines logged since the last call, without their newlines. */
     std::vector<std::string> take_lines();
 
-    /** How many contexts of services the object holds. Not during a run. */
+    /** The number of service contexts that the object holds. Not to be called during a run. */
     std::int64_t kept_services() const;
 
     std::uint32_t last_count() const { return _last_count; }
@@ -84,7 +85,7 @@ private:
 
     const Holdings _before = process_holdings();
     const host::Module &_module;
-    platform::OwnedUUID _type; ///< made beforehand: it is the host's own
+    platform::OwnedUUID _type; ///< created before any run, by the host
     host::LogRecorder _log;
     host::CountingAllocator _allocator; ///< of the plug-in object and its array
     host::SerialQueue _queue;
