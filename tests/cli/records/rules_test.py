@@ -51,7 +51,7 @@ def damages(statistics, assets, sensor, profile):
     yield "a map cut short", with_payload(assets, assets[HEADER:-10]), "cut short"
     yield "a map that promises an entry more", replaced(assets, b"\xb8\x33", b"\xb8\x34"), "cut short"
     yield "a key out of order", replaced(assets, b"Slow-DeepUp", b"Aast-DeepUp"), "out of order"
-    yield "a key twice", replaced(assets, b"Slow-DeepUp", b"Slow-(null)"), "a duplicate key"
+    yield "a key twice", replaced(assets, b"Slow-DeepUp", b"Slow-(null)"), "stands twice"
     yield "an event of another name", replaced(assets, b"Slow-DeepUp", b"Slow-DeepUq"), "50 keys for 'asset-key'"
     yield "a gain with five digits", replaced(assets, b"0000 min", b"000  min"), "does not match"
     yield "an unknown key", replaced(sensor, b"rawMode", b"rawModf"), "0 keys for 'rawMode'"
