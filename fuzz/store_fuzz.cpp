@@ -94,8 +94,7 @@ void check_metrics(const host::StoreContents &contents) {
     const auto json = nlohmann::json::parse(cli::metrics_json(contents));
     require(json.at("scalars").size() == contents.scalars.size(), "every scalar is printed");
     require(json.at("distributions").size() == contents.distributions.size(), "every distribution is printed");
-    require(cli::openmetrics_text(cli::families_of(contents)).ends_with("# EOF\n"),
-            "the exposition ends with # EOF");
+    require(cli::openmetrics_text(cli::families_of(contents)).ends_with("# EOF\n"), "the exposition ends with # EOF");
 }
 
 } // namespace

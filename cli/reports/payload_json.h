@@ -2,8 +2,8 @@
 #pragma once
 
 #include "decoder/payload_values.h"
-#include "qor/report.h"
 #include "decoder/text_stream.h"
+#include "qor/report.h"
 
 namespace cli {
 

@@ -1,5 +1,6 @@
 #include "cli/records/folder.h"
 
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>

@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "cli/records/json.h"
+#include "platform/RvStateCapture.h"
 #include "tests/cli/typed_values.h"
 
 using namespace std::string_view_literals;
