@@ -73,7 +73,7 @@ TEST_F(Slots, SevenOpensAndEightChangesNothing) {
 }
 
 TEST_F(Slots, ElevenRegistersAService) {
-    QorPlayer qor;
+    PlayedQor qor;
     RvHIDService service = qor.service(kSensor);
 
     queue.run([&] { slot<void (*)(void *, RvHIDServiceRef)>(plug_in, 11)(plug_in, &service); });
@@ -111,7 +111,7 @@ class AcceptedUsages : public PlugInTest {};
 TEST_F(AcceptedUsages, AreSevenAndNoOthersOfTheirPages) {
     const Usages accepted = {{0x000B, 0x01}, {0x000C, 0x01}, {0x0020, 0x31}, {0xFF00, 0x03},
                              {0xFF00, 0x09}, {0xFF00, 0x0A}, {0xFF00, 0x29}};
-    QorPlayer qor;
+    PlayedQor qor;
     Usages kept;
     for (uint32_t page : {0x0000u, 0x0001u, 0x000Au, 0x000Bu, 0x000Cu, 0x000Du, 0x0020u, 0xFF00u, 0xFF01u, 0xFFFFu}) {
         for (uint32_t usage = 0; usage < 256; ++usage) {
