@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <functional>
 
 #include "platform/Owned.h"
 #include "plugin/OndreQORHIDStatistics.h"
@@ -122,11 +123,12 @@ public:
             if (_plugIn.getProperty(_context, property.id, data, sizeof data, &length) != kRvStatusSuccess) {
                 continue;
             }
-            walkExtraData(data, length, [&](const char *line) {
+            const auto putLine = [&](const char *line) {
                 char key[32];
                 std::snprintf(key, sizeof key, "%s%d", property.key, lineNumber++);
                 setText(_state, key, line);
-            });
+            };
+            walkExtraData(data, length, std::ref(putLine)); // by reference: a copy might need memory
         }
     }
 

@@ -58,7 +58,7 @@ Input description(const std::string &name, const std::vector<std::string> &argum
 }
 
 Input loaded_module(const std::string &name, const std::vector<std::string> &arguments) {
-    const std::string refusal = ": this is no module that can be loaded: cannot read file data: ";
+    const std::string refusal = ": this module cannot be loaded: cannot read file data: ";
     return {name,
             arguments,
             "nowhere: there is no such file",
@@ -86,7 +86,7 @@ const std::vector<Input> kInputs = {
      {"validate", kInput},
      "nowhere: No such file or directory",
      "",
-     "folder: this is no module: it is no regular file",
+     "folder: this is not a module: it is not a regular file",
      ""},
 };
 
