@@ -39,13 +39,25 @@ std::uint64_t word_at(const char *bytes) {
     return word;
 }
 
-/** A lower bound of the number of ASCII bytes that `text` begins with, found eight bytes at a time. */
+bool is_ascii_word(std::uint64_t word) { return (word & 0x8080808080808080) == 0; }
+
+/** A lower bound of the number of ASCII bytes that `text` begins with, found 32 and then 8 bytes at a time. */
 std::size_t ascii_length(std::string_view text) {
-    std::size_t length = 0;
-    while (text.size() - length >= kWord && (word_at(text.data() + length) & 0x8080808080808080) == 0) {
-        length += kWord;
+    const char *next = text.data();
+    const char *const end = next + text.size();
+    while (
+        end - next >= static_cast<std::ptrdiff_t>(4 * kWord) &&
+        is_ascii_word(word_at(next) | word_at(next + kWord) | word_at(next + 2 * kWord) | word_at(next + 3 * kWord))) {
+        next += 4 * kWord;
     }
-    return length;
+    while (end - next >= static_cast<std::ptrdiff_t>(kWord) && is_ascii_word(word_at(next))) {
+        next += kWord;
+    }
+    // The rest ends with the last word of the text, part of which has been checked.
+    const bool has_word = text.size() >= kWord;
+    return has_word && end - next < static_cast<std::ptrdiff_t>(kWord) && is_ascii_word(word_at(end - kWord))
+               ? text.size()
+               : static_cast<std::size_t>(next - text.data());
 }
 
 } // namespace

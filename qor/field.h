@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <span>
 #include <string_view>
-#include <type_traits>
+#include <utility>
 
 namespace qor {
 
@@ -18,12 +18,11 @@ namespace qor {
 template <typename Integer, typename Byte>
 constexpr Integer load_little_endian(const Byte *bytes) {
     static_assert(sizeof(Byte) == 1);
-    using Unsigned = std::make_unsigned_t<Integer>;
-    Unsigned value = 0;
-    for (std::size_t i = 0; i < sizeof(Integer); ++i) {
-        value = static_cast<Unsigned>(value | static_cast<Unsigned>(static_cast<Unsigned>(bytes[i]) << (8 * i)));
+    // Compilers make one load of this, but not of a loop.
+    return [bytes]<std::size_t... I>(std::index_sequence<I...>) {
+        return static_cast<Integer>(((static_cast<std::uint64_t>(bytes[I]) << (8 * I)) | ...));
     }
-    return static_cast<Integer>(value);
+    (std::make_index_sequence<sizeof(Integer)>{});
 }
 
 /** Writes the low `size` bytes of `value`, at most 8. */
