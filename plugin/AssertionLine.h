@@ -6,9 +6,9 @@
  *
  * - A fixed number: the literal given to `ASSERTION_HOLDS_AT` or `logAssertion`. It is published, because people search
  *   for it, and it does not follow the source: never change it. `git grep -nw 1093 -- analytics state` finds the check.
- * - The number of the line that holds the check, where the check uses `ASSERTION_HOLDS` or passes `__LINE__`. It
- * changes with the source. Since the line does not name the right file, search for the text of the condition instead.
- * The helpers `statusHolds` and `logStatus`, which take the number as an argument, write the condition "kr == 0 ".
+ * - The line that holds the check, where the check uses `ASSERTION_HOLDS` or passes `__LINE__`. It changes with the
+ *   source, and the line does not name the right file, so search for the text of the condition instead. For "kr == 0 "
+ *   this leads to the helpers `statusHolds` and `logStatus`, whose callers pass their own line.
  */
 #pragma once
 
