@@ -7,8 +7,8 @@
  * - A fixed number: the literal given to `ASSERTION_HOLDS_AT` or `logAssertion`. It is published, because people search
  *   for it, and it does not follow the source: never change it. `git grep -nw 1093 -- analytics state` finds the check.
  * - The line that holds the check, where the check uses `ASSERTION_HOLDS` or passes `__LINE__`. It changes with the
- *   source, and the line does not name the right file, so search for the text of the condition instead. For "kr == 0 "
- *   this leads to the helpers `statusHolds` and `logStatus`, whose callers pass their own line.
+ *   source, and it is not a line of the file that is named, so search for the text of the condition instead. For
+ *   "kr == 0 " this leads to the helpers `statusHolds` and `logStatus`, whose callers pass their own `__LINE__`.
  */
 #pragma once
 
