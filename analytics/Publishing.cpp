@@ -1,4 +1,4 @@
-// Analytics entries of the firmware become operations on the analytics store.
+// Applies the firmware's analytics entries to the analytics store.
 
 #include <algorithm>
 #include <atomic>
@@ -12,7 +12,7 @@ namespace analytics = qor::analytics;
 
 namespace {
 
-/** The key of every index that the table does not have: made once per process and kept. */
+/** The key for every index outside the table. Created once per process and never released. */
 TvStringRef fallbackKey() {
     static std::atomic<TvStringRef> kept{nullptr};
     if (TvStringRef key = kept.load()) {
@@ -27,12 +27,12 @@ TvStringRef fallbackKey() {
     return made;
 }
 
-/** Fixed point with 16 fraction bits; the precision of a float is lost on purpose before the scaling. */
+/** Fixed point with 16 fraction bits. Rounded to a float before the scaling: intended. */
 double distributionValue(int32_t value) { return static_cast<double>(static_cast<float>(value) * 0x1p-16F); }
 
 /**
- * A line for the log, cut off where the room ends. Put together by hand, since there is one for every entry: `snprintf`
- * takes longer than all the rest.
+ * A line for the log, truncated to 255 characters. Built by hand because there is one for every entry, and `snprintf`
+ * would take longer than all the rest.
  */
 class LogLine {
 public:
@@ -43,7 +43,7 @@ public:
         return *this;
     }
 
-    /** As "%#x" does: without a prefix for 0. */
+    /** Like "%#x": without a prefix for 0. */
     LogLine &addHex(uint8_t number) {
         constexpr char kDigits[] = "0123456789abcdef";
         char text[5] = {};
@@ -117,7 +117,7 @@ void perform(const Tbk &entry, TvStringRef key) {
 } // namespace
 
 TvStringRef OndreQORHIDStatistics::keyForIndex(TallybookKey key) {
-    // A negative number is as far outside the table as a large one.
+    // A negative index is outside the table as well, but writes no assertion line.
     if (!ASSERTION_HOLDS_AT(key < kQORTbkKey_Count, 434) || key < 0) {
         return fallbackKey();
     }

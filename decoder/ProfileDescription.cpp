@@ -10,7 +10,7 @@ static_assert(kQorProfileReportSize == qor::kReportSize);
 
 namespace {
 
-/** On the stack; nearly every line fits, the longest go to the heap. */
+/** Room on the stack. Nearly every line fits; longer ones go to the heap. */
 constexpr std::size_t kUsualLineRoom = 1024;
 
 TvStringRef string_of(std::string_view text) {
@@ -19,7 +19,7 @@ TvStringRef string_of(std::string_view text) {
 
 } // namespace
 
-/* Not read anywhere, as intended: clients may set it, and it changes nothing. */
+/* Never read: clients may set it, and it has no effect. Intended. */
 std::uint8_t _qor_profile_delta_enabled = 0;
 
 TvStringRef CopyProfileDescription(const void *report) {
@@ -27,7 +27,7 @@ TvStringRef CopyProfileDescription(const void *report) {
         return nullptr;
     }
     try {
-        // Before the clock is read: meanwhile a processor fetches the report.
+        // The copy comes before the clock is read, so that the processor fetches the report in the meantime.
         const auto copy = _QorProfileReport::copied_from(report);
         char usual_room[kUsualLineRoom];
         text_buffer buffer(usual_room);

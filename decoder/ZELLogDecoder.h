@@ -8,19 +8,19 @@
 #include "decoder/category_decoders.h"
 #include "decoder/profile_decoder.h"
 
-/** Static members only, all of them constant from load on. */
+/** Static members only. All of them are constant from the time the module is loaded. */
 class ZELLogDecoder {
 public:
     ZELLogDecoder() = delete;
 
-    /** The line of `report` by the decoder of its category, or by `_default` when there is none. */
+    /** The line that describes `report`, by the decoder of its category, or by `_default` if there is none. */
     static std::string to_string(const _QorProfileReport &report);
-    /** The category's name, or its decimal text. */
+    /** The category's name, or its number in decimal if it has no name. */
     static std::string category_to_string(unsigned category);
-    /** The component's name; for a category without a decoder the decimal text of the category, as intended. */
+    /** The component's name. For a category without a decoder, the category's number in decimal: intended. */
     static std::string component_to_string(unsigned category, unsigned component);
 
-    /** The decoder of a category; null when there is none. */
+    /** The decoder of a category; null if there is none. */
     static const profile_decoder *decoder_of(unsigned category) {
         return category < _decoders.size() ? _decoders[category] : nullptr;
     }

@@ -10,8 +10,11 @@ namespace decoder {
 
 namespace {
 
-/** Makes the last comma the closing bracket; `first` is where the bytes' texts began. */
-char *closed(const char *first, char *end) {
+/**
+ * Replaces the last comma with the closing bracket, or adds the bracket if there are no bytes. `first` is the position
+ * after the opening bracket.
+ */
+char *close_dump(const char *first, char *end) {
     if (end == first) {
         ++end;
     }
@@ -22,15 +25,15 @@ char *closed(const char *first, char *end) {
 #if defined(__x86_64__)
 
 /**
- * Sixteen bytes at a time: every byte becomes a lane of its three digits and a comma, and one instruction moves the
- * characters that count together.
+ * Converts sixteen bytes at a time. Each byte becomes a lane of three digits and a comma; then one instruction packs
+ * the characters that are part of the text.
  *
- * Which count is a mask with four bits a byte: the comma and the last digit always, the tens from 10 on, the
- * hundreds from 100 on. In a lane the tens are the rest after the hundreds times 103 / 2^10, which is exact
- * below 179. Bytes behind `length` are loaded as zeros and have no bit in the mask. A store writes all 64
- * characters, for which `dump_room` allows.
+ * A mask with four bits for each byte selects these characters: the comma and the last digit always, the tens digit
+ * from 10 on, the hundreds digit from 100 on. The tens digit is the remainder after the hundreds times 103 / 2^10,
+ * which is exact below 179. Bytes past `length` are loaded as zeros and have no bit in the mask. Each store writes 64
+ * characters, which `dump_room` allows for.
  *
- * What that saves over one byte at a time is measured in `bench/README.md`.
+ * `bench/README.md` has the time that this saves over converting one byte at a time.
  */
 __attribute__((target("avx512vbmi2,avx512bw,avx512vl,bmi2,popcnt"))) char *
 put_dump_vectors(char *out, const std::uint8_t *data, std::size_t length) {
@@ -38,7 +41,7 @@ put_dump_vectors(char *out, const std::uint8_t *data, std::size_t length) {
     constexpr std::uint64_t kTens = kHundreds << 1;
     constexpr std::uint64_t kOnes = kHundreds << 2;
     constexpr std::uint64_t kOnesAndComma = 3;
-    // The forms without a mask start from undefined registers, of which g++ 12 warns falsely.
+    // The intrinsics without a mask start from undefined registers, and g++ 12 wrongly warns about that.
     constexpr __mmask16 kAllLanes = 0xFFFF;
     const __m512i digits_and_comma = _mm512_set1_epi32(0x2C303030);
 
@@ -70,7 +73,7 @@ put_dump_vectors(char *out, const std::uint8_t *data, std::size_t length) {
         _mm512_storeu_si512(out, _mm512_maskz_compress_epi8(shown, texts));
         out += _mm_popcnt_u64(shown);
     }
-    return closed(first, out);
+    return close_dump(first, out);
 }
 
 bool has_vectors() {
@@ -92,7 +95,7 @@ dump_writer best_writer() {
 
 char *choose_and_put_dump(char *out, const std::uint8_t *data, std::size_t length);
 
-/** Set at compile time, so that dumps can be made before and while other static objects are. */
+/** Initialized at compile time, so that dumps work before and during the initialization of other static objects. */
 constinit std::atomic<dump_writer> writer{choose_and_put_dump};
 
 char *choose_and_put_dump(char *out, const std::uint8_t *data, std::size_t length) {
@@ -109,7 +112,7 @@ char *put_dump_portably(char *out, const std::uint8_t *data, std::size_t length)
     for (std::size_t index = 0; index < length; ++index) {
         out = put_byte_and_comma(out, data[index]);
     }
-    return closed(first, out);
+    return close_dump(first, out);
 }
 
 char *put_dump(char *out, const std::uint8_t *data, std::size_t length) {

@@ -1,4 +1,4 @@
-/** The decoders of the categories. */
+/** The decoders, one class for each category. */
 #ifndef DECODER_CATEGORY_DECODERS_H
 #define DECODER_CATEGORY_DECODERS_H
 
@@ -7,7 +7,7 @@
 #include "decoder/profile_decoder.h"
 #include "qor/categories.h"
 
-/** A decoder whose names and payloads are those of its category's row. */
+/** A decoder that takes its names and payloads from its category's row in `qor/categories.h`. */
 template <qor::CategoryId category>
 class category_decoder : public profile_decoder {
 public:
@@ -20,7 +20,7 @@ class execution_decoder : public category_decoder<qor::kExecution> {};
 class trace_decoder : public category_decoder<qor::kTrace> {};
 class sensor_decoder : public category_decoder<qor::kSensor> {};
 class quoril_decoder : public category_decoder<qor::kQuoril> {};
-/** Data coming in and going out also prints as a vector. */
+/** Incoming and outgoing data is also shown as a vector. */
 class vastrel_decoder : public category_decoder<qor::kVastrel> {};
 class interrupt_decoder : public category_decoder<qor::kInterrupt> {};
 class uart_decoder : public category_decoder<qor::kUart> {};
@@ -28,12 +28,12 @@ class uart_decoder : public category_decoder<qor::kUart> {};
 /** The solid-state button: traces, button and click-status reports, context snapshots. */
 class sshb_decoder : public category_decoder<qor::kSSHB> {
 public:
-    /** The name of a trace's subject; `kind` is the trace's component. The decimal text of an unnamed id. */
+    /** The name of a trace's subject, or its id in decimal if it has no name. `kind` is the trace's component. */
     std::string subtype_name(unsigned kind, unsigned id) const;
 };
 
 class scm_decoder : public category_decoder<qor::kSCM> {};
-/** Why the application processor was woken, and on whose behalf. */
+/** The reasons for waking the application processor, and the endpoint or service that requested it. */
 class wake_decoder : public category_decoder<qor::kWake> {};
 
 #endif

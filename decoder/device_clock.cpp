@@ -32,7 +32,7 @@ char *put_two_digits(char *out, int value) {
     return out;
 }
 
-/** "Nov 05 09:03:07", written here because strftime's month names follow the locale. */
+/** Formats a time as "Nov 05 09:03:07". Not by strftime, whose month names depend on the locale. */
 short_text text_of(const std::tm &time) {
     static constexpr char kMonths[] = "JanFebMarAprMayJunJulAugSepOctNovDec";
     short_text text;

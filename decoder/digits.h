@@ -1,11 +1,12 @@
 /**
- * Numbers as text, without branches on the digits.
+ * Numbers as text, without branches on the number of digits.
  *
- * A branch on the number of digits is mispredicted as often as the numbers differ, which costs more than all
- * the arithmetic here; so every routine makes the digits of a whole group of eight in one 64-bit word, counts the
- * leading zeros there, and moves or blanks them.
+ * Such a branch is mispredicted whenever the number of digits changes, which costs more than all the arithmetic here.
+ * Instead, every routine computes eight digits at once in a 64-bit word, counts the leading zeros there, and shifts
+ * them out or blanks them.
  *
- * All routines write to raw memory and return the end of what counts; each says how much room it needs.
+ * All routines write to raw memory and return the end of the text. They may write past it: each states the number of
+ * characters that it needs room for.
  */
 #ifndef DECODER_DIGITS_H
 #define DECODER_DIGITS_H
@@ -18,7 +19,7 @@
 
 namespace decoder {
 
-/** The first byte in memory is the lowest of `word`. */
+/** Writes `word` with its lowest byte first. */
 inline char *put_word(char *out, std::uint64_t word) {
     if constexpr (std::endian::native == std::endian::big) {
         word = __builtin_bswap64(word);
@@ -35,9 +36,9 @@ inline constexpr std::uint64_t kTenToThe15 = 1'000'000'000'000'000;
 inline constexpr std::uint64_t kTenToThe16 = 10'000'000'000'000'000;
 
 /**
- * The eight decimal digits of `value` (below 10 to the 8th) as numbers 0 to 9, the first digit in the lowest
- * byte. Halves of 4, then of 2 digits, then digits are split in all lanes at once; a division by 100 is a
- * multiplication by 10486 / 2^20 (exact below 43,699) and one by 10 is 103 / 2^10 (exact below 179).
+ * The eight decimal digits of `value` (below 10^8) as numbers 0 to 9, with the first digit in the lowest byte. Splits
+ * the value into halves of 4 digits, these into pairs, and these into digits, in all lanes at once. Division by 100 is
+ * a multiplication by 10486 / 2^20 (exact below 43,699), and division by 10 one by 103 / 2^10 (exact below 179).
  */
 constexpr std::uint64_t eight_digits(std::uint32_t value) {
     std::uint64_t fours = (value / 10'000) | (static_cast<std::uint64_t>(value % 10'000) << 32);
@@ -47,12 +48,12 @@ constexpr std::uint64_t eight_digits(std::uint32_t value) {
     return tens | ((twos - 10 * tens) << 8);
 }
 
-/** How many bits of `digits` its leading zero digits take; the last digit always counts. */
+/** The number of bits that the leading zero digits of `digits` occupy. The last digit is never a leading zero. */
 constexpr unsigned leading_zero_bits(std::uint64_t digits) {
     return static_cast<unsigned>(std::countr_zero(digits | (std::uint64_t{1} << 56))) & ~7u;
 }
 
-/** 0 as two blanks, 1 to 9 behind a blank, 10 to 99. */
+/** Numbers below 100 right-aligned in 2 characters; 0 as two blanks. */
 inline constexpr auto kTwoPlaces = [] {
     std::array<std::array<char, 2>, 100> places{};
     for (unsigned value = 0; value < 100; ++value) {
@@ -62,7 +63,7 @@ inline constexpr auto kTwoPlaces = [] {
     return places;
 }();
 
-/** `value` (below 10 to the 10th) right-aligned in 10 characters. Needs 10. */
+/** Writes `value` (below 10^10) right-aligned in 10 characters. Needs room for 10. */
 inline char *put_ten_places(char *out, std::uint64_t value) {
     std::uint64_t high = value / kTenToThe8;
     std::uint64_t digits = eight_digits(static_cast<std::uint32_t>(value % kTenToThe8));
@@ -72,7 +73,7 @@ inline char *put_ten_places(char *out, std::uint64_t value) {
     return put_word(out + 2, digits + kEightBlanks + ((kEightZeros - kEightBlanks) & shown));
 }
 
-/** `value` below 10 to the 8th, without leading zeros. Needs 8. */
+/** Writes `value` (below 10^8) without leading zeros. Needs room for 8. */
 inline char *put_up_to_eight_digits(char *out, std::uint32_t value) {
     std::uint64_t digits = eight_digits(value);
     unsigned skipped = leading_zero_bits(digits);
@@ -80,7 +81,7 @@ inline char *put_up_to_eight_digits(char *out, std::uint32_t value) {
     return out + (8 - skipped / 8);
 }
 
-/** Any value, without leading zeros. Needs 24. */
+/** Writes any value without leading zeros. Needs room for 24. */
 inline char *put_decimal(char *out, std::uint64_t value) {
     if (value < kTenToThe8) {
         return put_up_to_eight_digits(out, static_cast<std::uint32_t>(value));
@@ -95,8 +96,9 @@ inline char *put_decimal(char *out, std::uint64_t value) {
 }
 
 /**
- * The same, quicker for values of 16 digits, as times in microseconds since the epoch are: a predicted branch takes
- * the digits out of what the place of everything behind them waits for.
+ * The same, but faster for values of 16 digits, such as present times in microseconds since the epoch. For these the
+ * length is a constant after a well-predicted branch, so that the position of the text that follows does not depend on
+ * computing the digits.
  */
 inline char *put_microseconds(char *out, std::uint64_t value) {
     if (value < kTenToThe15 || value >= kTenToThe16) [[unlikely]] {
@@ -106,12 +108,12 @@ inline char *put_microseconds(char *out, std::uint64_t value) {
     return put_word(out, eight_digits(static_cast<std::uint32_t>(value % kTenToThe8)) + kEightZeros);
 }
 
-/** Any value right-aligned in 10 characters, longer ones whole. Needs 24. */
+/** Writes any value right-aligned in 10 characters; longer values are not truncated. Needs room for 24. */
 inline char *put_ten_or_more_places(char *out, std::uint64_t value) {
     return value < kTenToThe10 ? put_ten_places(out, value) : put_decimal(out, value);
 }
 
-/** Lower-case hexadecimal without prefix or leading zeros. Needs 8. */
+/** Writes `value` in lower-case hexadecimal without a prefix or leading zeros. Needs room for 8. */
 inline char *put_hexadecimal(char *out, std::uint32_t value) {
     unsigned count = (static_cast<unsigned>(std::bit_width(value | 1)) + 3) / 4;
     std::uint64_t first_digit_on_top = static_cast<std::uint64_t>(value) << (4 * (8 - count));
@@ -123,7 +125,7 @@ inline char *put_hexadecimal(char *out, std::uint32_t value) {
     return out + count;
 }
 
-/** Six digits with leading zeros. `value` below 10 to the 6th. Needs 8. */
+/** Writes `value` (below 10^6) as six digits with leading zeros. Needs room for 8. */
 inline char *put_six_digits(char *out, std::uint32_t value) {
     put_word(out, (eight_digits(value) + kEightZeros) >> 16);
     return out + 6;

@@ -12,7 +12,8 @@ namespace {
 using qor::kCategories;
 using qor::NamedId;
 
-// A table is named by a type with a constant `names`, so that what is made of it is made once, at compile time.
+// Each table is represented by a type with a constant `names`, so that everything derived from it is computed once, at
+// compile time.
 
 template <typename Named, std::size_t count>
 constexpr std::array<NamedId, count> rows_of(const Named (&named)[count]) {
@@ -43,13 +44,13 @@ struct event_ids {
     static constexpr std::span<const NamedId> names = kCategories[category].events;
 };
 
-/** Row number `row` of a category's events of single components. */
+/** Row number `row` of the table of a category's events by component. */
 template <std::size_t category, std::size_t row>
 struct component_event_ids {
     static constexpr std::span<const NamedId> names = kCategories[category].events_of_components[row].names;
 };
 
-/** Row number `row` of the subjects. */
+/** Row number `row` of the table of subjects by component. */
 template <std::size_t row>
 struct subject_ids {
     static constexpr std::span<const NamedId> names = qor::kSSHBTraceSubjects[row].names;
@@ -57,7 +58,7 @@ struct subject_ids {
 
 constexpr std::size_t kNoRow = ~std::size_t{0};
 
-/** The first row with the names of `component`: components that share names share a table. */
+/** The first row that has the same names as `component`'s row: components that share names share a table. */
 constexpr std::size_t row_of(std::span<const qor::ComponentEvents> tables, std::size_t component) {
     for (const qor::ComponentEvents &wanted : tables) {
         for (std::size_t row = 0; wanted.component == component && row < tables.size(); ++row) {
@@ -76,7 +77,7 @@ consteval std::array<short_text, count> quote_names(std::span<const NamedId> ent
         if (index > 0 && entries[index - 1].id >= entries[index].id) {
             throw "ids must ascend strictly: look-ups rely on it for speed, and no id may have two names";
         }
-        names[index] = quoted(entries[index].name);
+        names[index] = quote_name(entries[index].name);
     }
     return names;
 }
@@ -141,13 +142,13 @@ constexpr category_names make_category() {
     (std::make_index_sequence<category_names::kComponents>{});
 }
 
-/** By category; the last one has no names. */
+/** By category. The last element has no names. */
 constexpr auto kCategoryNames = []<std::size_t... category>(std::index_sequence<category...>) {
     return std::array<category_names, sizeof...(category) + 1>{make_category<category>()...};
 }
 (std::make_index_sequence<std::size(kCategories)>{});
 
-/** By component; the last one names no subjects. */
+/** By component. The last table is empty. */
 constexpr auto kSubjectTables = []<std::size_t... component>(std::index_sequence<component...>) {
     return std::array<name_table, sizeof...(component) + 1>{make_subjects<component>()...};
 }
@@ -159,7 +160,7 @@ constexpr auto kQuotedNumbers = [] {
         char digits[] = {static_cast<char>('0' + value / 100), static_cast<char>('0' + value / 10 % 10),
                          static_cast<char>('0' + value % 10)};
         std::size_t count = value >= 100 ? 3 : value >= 10 ? 2 : 1;
-        numbers[value] = quoted(std::string_view(digits + 3 - count, count));
+        numbers[value] = quote_name(std::string_view(digits + 3 - count, count));
     }
     return numbers;
 }();
@@ -189,17 +190,17 @@ const name_table &sshb_subtype_table(std::uint32_t kind) {
 const short_text &quoted_number(std::uint8_t id) { return kQuotedNumbers[id]; }
 
 std::string_view category_name(std::uint8_t category) {
-    return without_apostrophes(quoted_name(kCategoryTable, category));
+    return strip_apostrophes(quoted_name(kCategoryTable, category));
 }
 
 std::string_view component_name(std::uint8_t category, std::uint8_t component) {
-    return without_apostrophes(quoted_name(names_of_category(category).components, component));
+    return strip_apostrophes(quoted_name(names_of_category(category).components, component));
 }
 
 std::string_view event_name(std::uint8_t category, std::uint8_t component, std::uint8_t event) {
-    return without_apostrophes(quoted_name(names_of_category(category).events(component), event));
+    return strip_apostrophes(quoted_name(names_of_category(category).events(component), event));
 }
 
-std::string_view type_name(std::uint8_t type) { return without_apostrophes(quoted_name(kTypeTable, type)); }
+std::string_view type_name(std::uint8_t type) { return strip_apostrophes(quoted_name(kTypeTable, type)); }
 
 } // namespace decoder

@@ -1,4 +1,4 @@
-/** Which payload a report has. Every rendering asks here, so that a line and an object show the same fields. */
+/** Chooses a report's payload. Every rendering uses this choice, so that all of them show the same fields. */
 #ifndef DECODER_PAYLOAD_CHOICE_H
 #define DECODER_PAYLOAD_CHOICE_H
 
@@ -12,10 +12,10 @@
 
 namespace decoder {
 
-/** The layouts that a payload shows, one after the other; null for none. */
+/** The layouts that a payload is shown with, one after the other; null for none. */
 using payload = std::array<const qor::Layout *, 2>;
 
-/** What stands behind `payload_index`: the tables of categories and types, arranged for a look-up. */
+/** The tables of categories and types, arranged for the look-up in `payload_index`. */
 namespace payload_tables {
 
 inline constexpr std::size_t kCategoryCount = std::size(qor::kCategories);
@@ -29,7 +29,7 @@ inline constexpr std::size_t kRuleCount = [] {
     return count;
 }();
 
-/** The rules of all categories, one after the other. */
+/** The rules of all categories, in the order of the categories. */
 inline constexpr auto kRules = [] {
     std::array<qor::PayloadRule, kRuleCount> rules{};
     auto end = rules.begin();
@@ -39,7 +39,7 @@ inline constexpr auto kRules = [] {
     return rules;
 }();
 
-/** Above every type that a table names. */
+/** An exclusive upper bound for the types that occur in the tables. */
 inline constexpr std::size_t kTypeLimit = [] {
     std::size_t limit = kTypeCount;
     for (const qor::PayloadRule &rule : kRules) {
@@ -48,14 +48,14 @@ inline constexpr std::size_t kTypeLimit = [] {
     return limit;
 }();
 
-/** How a payload is chosen for one category and type: the first of some rules that holds, or else by the type. */
+/** The choice for one category and type: the first rule of a range that holds, otherwise the type's own payload. */
 struct choice {
     std::uint8_t first_rule = 0;
     std::uint8_t end_rule = 0;
-    std::uint8_t otherwise = 0; ///< a place in `kPayloads`
+    std::uint8_t otherwise = 0; ///< an index into `kPayloads`
 };
 
-/** The last row stands for categories that nobody knows, the last column for types that nobody knows. */
+/** By category and type. The last row is for unknown categories, the last column for unknown types. */
 inline constexpr auto kChoices = [] {
     std::array<std::array<choice, kTypeLimit + 1>, kCategoryCount + 1> choices{};
     std::size_t first_of_category = 0;
@@ -84,7 +84,7 @@ inline constexpr auto kChoices = [] {
 
 } // namespace payload_tables
 
-/** Every payload: none, then that of each type, then that of each rule. */
+/** All payloads: first none, then one for each type, then one for each rule. */
 inline constexpr auto kPayloads = [] {
     std::array<payload, 1 + payload_tables::kTypeCount + payload_tables::kRuleCount> payloads{};
     auto end = payloads.begin() + 1;
@@ -98,11 +98,12 @@ inline constexpr auto kPayloads = [] {
 }();
 
 /**
- * The place in `kPayloads` of what the decoder of a category shows of `report`, which may be of another category.
- * @param category  any number; from 11 on the type alone chooses.
+ * The index into `kPayloads` of the payload that the decoder of `category` shows for `report`. The report itself may be
+ * of another category.
+ * @param category  any number. From 11 on, the type alone determines the payload.
  */
 constexpr std::size_t payload_index(std::uint32_t category, const _QorProfileReport &report) {
-    using namespace payload_tables; // NOLINT(google-build-using-namespace): four names, of this function alone
+    using namespace payload_tables; // NOLINT(google-build-using-namespace): four names, used only in this function
     const choice &made =
         kChoices[std::min<std::size_t>(category, kCategoryCount)][std::min<std::size_t>(report.type_id(), kTypeLimit)];
     for (std::size_t rule = made.first_rule; rule < made.end_rule; ++rule) {

@@ -15,8 +15,8 @@ namespace decoder {
 
 namespace {
 
-/** Moves what stands from `begin` to `end` to the right, so that it takes `width` characters at least. */
-char *right_aligned(char *begin, char *end, std::size_t width) {
+/** Right-aligns the text from `begin` to `end` in `width` characters. A longer text is left unchanged. */
+char *align_right(char *begin, char *end, std::size_t width) {
     std::size_t size = static_cast<std::size_t>(end - begin);
     if (size >= width) {
         return end;
@@ -62,10 +62,10 @@ char *put_subject(char *out, const _QorProfileReport &report, std::uint32_t id, 
     *end++ = '\'';
     end = put_decimal(end, id);
     *end++ = '\'';
-    return right_aligned(out, end, width);
+    return align_right(out, end, width);
 }
 
-/** An upper bound of what one field writes, with what its stores touch after that. */
+/** An upper bound for the characters that one field writes, including those that its stores touch past the end. */
 constexpr std::size_t room_of(const qor::Layout &layout, const qor::Field &row) {
     constexpr std::size_t kKeyAndComma = 5;
     constexpr std::size_t kNumberRoom = 24;
@@ -86,21 +86,21 @@ template <const qor::Layout *layout, std::size_t index>
     } else if constexpr (row.how == How::Constant) {
         out = put_number<layout, index>(out, row.parameter);
     } else if constexpr (row.how == How::Hexadecimal) {
-        // The width goes to the apostrophe alone, the digits follow unpadded; intended.
+        // The width applies to the opening apostrophe alone; the digits follow without padding. Intended.
         out = std::fill_n(out, width - 1, ' ');
         *out++ = '\'';
         out = put_hexadecimal(out, static_cast<std::uint32_t>(number_at<row.size>(report, row.offset)));
         *out++ = '\'';
     } else if constexpr (row.how == How::Text) {
-        out = right_aligned(out, put_quoted(out, text_in(report, row)), width);
+        out = align_right(out, put_quoted(out, text_in(report, row)), width);
     } else if constexpr (row.how == How::FixedPoint) {
-        out = right_aligned(out, put_real(out, qor::load_fixed_point(report.bytes, row)), width);
+        out = align_right(out, put_real(out, qor::load_fixed_point(report.bytes, row)), width);
     } else if constexpr (row.how == How::Subject) {
         out = put_subject(out, report, static_cast<std::uint32_t>(number_at<row.size>(report, row.offset)), width);
     } else {
         static_assert(row.how == How::Bytes || row.how == How::CountedBytes);
         std::span<const std::uint8_t> bytes = bytes_in(report, row);
-        out = right_aligned(out, put_dump(out, bytes.data(), bytes.size()), width);
+        out = align_right(out, put_dump(out, bytes.data(), bytes.size()), width);
     }
     *out++ = ',';
     return out;
@@ -117,7 +117,7 @@ constexpr std::size_t kRoom = [] {
     return room;
 }();
 
-/** The tables are unrolled at compile time, so that keys, offsets and widths are constants in the code. */
+/** Unrolls the table at compile time, so that keys, offsets and widths are constants in the code. */
 template <const qor::Layout *layout>
 char *put_layout(char *out, const _QorProfileReport &report) {
     if constexpr (layout != nullptr) {

@@ -1,4 +1,4 @@
-/** A payload's fields as the line shows them. */
+/** Writes a payload's fields as they appear in the line. */
 #ifndef DECODER_PAYLOAD_TEXT_H
 #define DECODER_PAYLOAD_TEXT_H
 
@@ -11,8 +11,8 @@ namespace decoder {
 
 /**
  * Appends every field of the payload as its key, its value and ",".
- * @param index  a place in `kPayloads`, as `payload_index` gives it.
- * @throws std::bad_alloc when the stream's buffer cannot grow.
+ * @param index  an index into `kPayloads`, from `payload_index`.
+ * @throws std::bad_alloc if the stream's buffer cannot grow.
  */
 void put_payload(text_stream &stream, const _QorProfileReport &report, std::size_t index);
 

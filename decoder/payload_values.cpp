@@ -11,7 +11,7 @@ payload_value subject_in(const _QorProfileReport &report, const qor::Field &row)
     value.number = qor::load_number(report.bytes, row);
     if (const short_text *name =
             sshb_subtype_table(report.component_id()).find(static_cast<std::uint32_t>(value.number))) {
-        value.text = without_apostrophes(*name);
+        value.text = strip_apostrophes(*name);
     }
     return value;
 }
@@ -23,7 +23,7 @@ payload_value value_in(const _QorProfileReport &report, const qor::Field &row) {
     using qor::How;
     switch (row.how) {
     case How::Number:
-    case How::Signed: // no payload has one: the line does not compile with it
+    case How::Signed: // not in any payload: the line's code does not compile for one
         return {.key = row.name, .type = kind::number, .number = qor::load_number(report.bytes, row)};
     case How::Constant:
         return {.key = row.name, .type = kind::number, .number = row.parameter};

@@ -1,4 +1,4 @@
-/** The values in a record's payload, and the fields that a record prints as typed values. */
+/** The fields of a record's payload as typed values, for renderings other than the line. */
 #ifndef DECODER_PAYLOAD_VALUES_H
 #define DECODER_PAYLOAD_VALUES_H
 
@@ -12,14 +12,14 @@
 
 namespace decoder {
 
-/** An unsigned number of 1, 2, 4 or 8 bytes. */
+/** The unsigned number of `size` bytes (1, 2, 4 or 8) at `offset`. */
 template <std::size_t size>
 constexpr std::uint64_t number_at(const _QorProfileReport &report, std::size_t offset) {
     return qor::load_number(report.bytes,
                             {.name = {}, .offset = static_cast<std::uint16_t>(offset), .size = size, .how = {}});
 }
 
-/** The bytes of `How::Bytes` and `How::CountedBytes`; they lie in the report. */
+/** The bytes of a field of kind `How::Bytes` or `How::CountedBytes`. The view points into the report. */
 constexpr std::span<const std::uint8_t> bytes_in(const _QorProfileReport &report, const qor::Field &row) {
     std::size_t length = row.size;
     if (row.how == qor::How::CountedBytes) {
@@ -28,21 +28,21 @@ constexpr std::span<const std::uint8_t> bytes_in(const _QorProfileReport &report
     return {report.bytes + row.offset, length};
 }
 
-/** A text's characters, which need not be valid in any encoding; they lie in the record. */
+/** A text's characters, which need not be valid in any encoding. The view points into the report. */
 inline std::string_view text_in(const _QorProfileReport &report, const qor::Field &row) {
     const auto *characters = static_cast<const char *>(static_cast<const void *>(report.bytes + row.offset));
     std::string_view all(characters, row.size);
     return all.substr(0, all.find('\0'));
 }
 
-/** One printed field with its value. Views live as long as the record, names as long as the process. */
+/** One field of the line with its value. Views are valid as long as the record, names as long as the process. */
 struct payload_value {
     enum class kind {
         number,      ///< `number`
-        hexadecimal, ///< `number`, shown in hexadecimal
+        hexadecimal, ///< `number`, to be shown in hexadecimal
         real,        ///< `real`
-        text,        ///< `text`: raw characters, perhaps not valid UTF-8
-        name,        ///< `text`; empty when the id, which is in `number` and shown instead, has no name
+        text,        ///< `text`: raw characters, not necessarily valid UTF-8
+        name,        ///< `text`, for the id in `number`; empty if the id has no name: then the number is shown
         bytes        ///< `bytes`
     };
 
@@ -58,8 +58,8 @@ struct payload_value {
 payload_value value_in(const _QorProfileReport &report, const qor::Field &row);
 
 /**
- * Calls `visit` with every field that the line of `report` shows between the sequence number and the ids, in the
- * line's order, keys that appear twice included. Any thread.
+ * Calls `visit` with every field that the line of `report` shows between the sequence number and the ids, in the order
+ * of the line. Keys that appear twice are visited twice. Any thread.
  */
 template <typename Visitor>
 void for_each_payload_value(const _QorProfileReport &report, Visitor &&visit) {

@@ -12,7 +12,7 @@
 
 namespace {
 
-/** A category without names and payloads of its own. */
+/** A number that is no category: it has no names and no payload rules. */
 constexpr std::uint32_t kNoCategory = ~std::uint32_t{0};
 
 } // namespace

@@ -1,4 +1,4 @@
-/** Local time by the second, remembered. */
+/** A cache for the local time of a second. */
 #ifndef DECODER_REMEMBERED_SECOND_H
 #define DECODER_REMEMBERED_SECOND_H
 
@@ -9,17 +9,17 @@
 namespace decoder {
 
 /**
- * What `text_of` makes of the local time of a second since the epoch; value-initialised when there is no such local
- * time. Each thread remembers the last second for each `text_of`: neighbouring reports mostly share it, and breaking a
- * time down costs as much as the rest of a line.
- * @param text_of a function of `const std::tm &` whose result can be initialised at compile time.
+ * The result of `text_of` for the local time of a second since the epoch; value-initialised if there is no such local
+ * time. Each thread caches the last second for each `text_of`, because neighbouring reports mostly share it, and
+ * computing the local time costs as much as the rest of a line.
+ * @param text_of  a function of `const std::tm &` whose result can be initialised at compile time.
  * @return valid until the thread asks for another second.
  */
 template <auto text_of>
 const auto &remembered_second(std::uint64_t second) {
     using result = std::invoke_result_t<decltype(text_of), const std::tm &>;
     struct remembered {
-        std::uint64_t second = ~std::uint64_t{0}; // no second that microseconds can give
+        std::uint64_t second = ~std::uint64_t{0}; // larger than any second computed from 64-bit microseconds
         result text{};
     };
     thread_local constinit remembered last;

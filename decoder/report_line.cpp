@@ -25,7 +25,7 @@ char *put_right(char *out, const std::string &text, std::size_t width) {
 constexpr std::size_t room_of(const short_text &) { return short_text::kCapacity; }
 std::size_t room_of(const std::string &text) { return text.size(); }
 
-/** Names from the tables, found without making strings. */
+/** Names from the tables, looked up without creating strings. */
 struct table_names {
     const short_text &category;
     const short_text &component;
@@ -33,11 +33,11 @@ struct table_names {
     const short_text &type;
 };
 
-/** More than the keys, the widths and the numbers of a line without its names and its payload take. */
+/** Upper bounds for the parts of a line around its payload: keys, widths and numbers, without the names. */
 constexpr std::size_t kHeaderRoom = 256;
 constexpr std::size_t kTrailerRoom = 256 + dump_room(_QorProfileReport::kSize);
 
-/** The key of a field, without the blank before it. */
+/** A field's key, without the blank before it. */
 constexpr short_text key_of(const qor::Field &field) { return short_text{{"'", field.name, "':"}}; }
 
 template <const qor::Field *field>
@@ -47,7 +47,7 @@ char *put_key(char *out) {
     return out + kKey.size;
 }
 
-/** An id of one byte with its key before it and a comma after it. */
+/** Writes a one-byte id: a blank, its key, the number and a comma. */
 template <const qor::Field *field>
 char *put_id(char *out, const _QorProfileReport &report) {
     *out++ = ' ';
@@ -95,7 +95,7 @@ void put_trailer(text_stream &stream, const _QorProfileReport &report, const dev
     stream.commit(out);
 }
 
-/** @param payload  called with the stream to append the payload's fields. */
+/** @param payload  called with the stream; appends the payload's fields. */
 template <typename Names, typename Payload>
 void append(text_buffer &buffer, const Names &names, const Payload &payload, const _QorProfileReport &report,
             const device_clock &clock) {

@@ -1,4 +1,4 @@
-/** A report as a line in a caller's buffer: what many records are described with. */
+/** Writes a report as a line into the caller's buffer: the fast way to describe many reports. */
 #ifndef DECODER_REPORT_LINE_H
 #define DECODER_REPORT_LINE_H
 
@@ -12,13 +12,14 @@
 namespace decoder {
 
 /**
- * Appends the line of `report`, without a newline: byte for byte what `ZELLogDecoder::to_string` gives where the
- * platform's clock is `clock`. Local time is that of the process's zone.
- * @throws std::bad_alloc with `buffer` as it was. Any thread; one buffer belongs to one thread at a time.
+ * Appends the line of `report`, without a newline. It is byte for byte the result of `ZELLogDecoder::to_string` on a
+ * platform whose clock is `clock`. Local time is in the process's time zone. Any thread; a buffer may be used by one
+ * thread at a time.
+ * @throws std::bad_alloc with `buffer` unchanged.
  */
 void append_line(text_buffer &buffer, const _QorProfileReport &report, const device_clock &clock);
 
-/** The names that a line shows, between apostrophes. */
+/** The names in a line, between apostrophes. */
 struct line_names {
     std::string category;
     std::string component;
@@ -26,7 +27,7 @@ struct line_names {
     std::string type;
 };
 
-/** The same with the names and the payload of a certain decoder. */
+/** The same with the given names and the payload that `decoder` writes. */
 void append_line(text_buffer &buffer, const profile_decoder &decoder, const line_names &names,
                  const _QorProfileReport &report, const device_clock &clock);
 

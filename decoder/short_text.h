@@ -1,4 +1,4 @@
-/** Short constant texts in a fixed space, so that writing one is two 16-byte stores whatever its length. */
+/** Short constant texts of a fixed capacity, so that writing one is two 16-byte stores whatever its length. */
 #ifndef DECODER_SHORT_TEXT_H
 #define DECODER_SHORT_TEXT_H
 
@@ -12,7 +12,7 @@
 
 namespace decoder {
 
-/** At most 32 characters. What follows them is blank, and is written along with them by `put`. */
+/** At most 32 characters. The rest of the array is zero, and `put` writes it as well. */
 struct short_text {
     static constexpr std::size_t kCapacity = 32;
 
@@ -21,8 +21,8 @@ struct short_text {
 
     constexpr short_text() = default;
 
-    /** The pieces one after the other. @throws std::length_error (in a constant: does not compile) if too long. */
-    // NOLINTNEXTLINE(google-explicit-constructor): a lone piece is no short text by itself
+    /** Concatenates the pieces. @throws std::length_error if they are too long; a constant then does not compile. */
+    // NOLINTNEXTLINE(google-explicit-constructor): a single piece must not convert implicitly
     constexpr explicit short_text(std::initializer_list<std::string_view> pieces) {
         for (std::string_view piece : pieces) {
             if (piece.size() > kCapacity - size) {
@@ -36,16 +36,16 @@ struct short_text {
     constexpr std::string_view view() const { return {characters.data(), size}; }
 };
 
-/** A name as lines show it. */
-constexpr short_text quoted(std::string_view name) { return short_text{{"'", name, "'"}}; }
+/** Puts a name between apostrophes, as in a line. */
+constexpr short_text quote_name(std::string_view name) { return short_text{{"'", name, "'"}}; }
 
-/** Writes all 32 characters' space; what counts ends at the result. */
+/** Writes `text`. Needs room for 32 characters, all of which are written. @return the end of the text. */
 inline char *put(char *out, const short_text &text) {
     std::memcpy(out, text.characters.data(), short_text::kCapacity);
     return out + text.size;
 }
 
-/** Like `put`, right-aligned in `width` characters, at most 32. Needs room for `width` + 32. */
+/** Like `put`, right-aligned in `width` characters, at most 32. Needs room for `width` + 32 characters. */
 inline char *put_right(char *out, const short_text &text, std::size_t width) {
     std::memset(out, ' ', short_text::kCapacity);
     return put(out + (text.size < width ? width - text.size : 0), text);

@@ -1,4 +1,4 @@
-/** The decoder's text stream: one reusable buffer, and raw memory at its end. */
+/** The decoder's text stream: a reusable buffer, and raw memory at its end. */
 #ifndef DECODER_TEXT_STREAM_H
 #define DECODER_TEXT_STREAM_H
 
@@ -8,13 +8,13 @@
 #include <string_view>
 
 /**
- * Where text is collected; the caller owns it and reuses it from line to line. Grows by doubling, never
- * shrinks. Not copyable; one thread at a time.
+ * Collects text. The caller owns the buffer and reuses it from line to line. It grows by doubling and never shrinks.
+ * Not copyable. One thread at a time.
  */
 class text_buffer {
 public:
     text_buffer() = default;
-    /** Uses `storage`, which must outlive the buffer, until the text no longer fits there. */
+    /** Uses `storage`, which must outlive the buffer, until the text no longer fits; then memory from the heap. */
     template <std::size_t size>
     explicit text_buffer(char (&storage)[size]) : _begin(storage), _end(storage), _limit(storage + size) {}
     text_buffer(const text_buffer &) = delete;
@@ -24,7 +24,7 @@ public:
     std::size_t size() const { return static_cast<std::size_t>(_end - _begin); }
     void clear() { _end = _begin; }
 
-    /** @throws std::bad_alloc with the buffer as it was. */
+    /** @throws std::bad_alloc with the buffer unchanged. */
     void append(std::string_view text) {
         if (static_cast<std::size_t>(_limit - _end) < text.size()) [[unlikely]] {
             grow(size(), text.size());
@@ -35,7 +35,7 @@ public:
 private:
     friend class text_stream;
 
-    /** Makes room for `room` bytes behind the first `used`, which are kept. @throws std::bad_alloc */
+    /** Makes room for `room` bytes after the first `used`, which are kept. @throws std::bad_alloc */
     void grow(std::size_t used, std::size_t room);
 
     std::unique_ptr<char[]> _heap;
@@ -45,9 +45,9 @@ private:
 };
 
 /**
- * Writes to the end of a `text_buffer`, several values at once. The text counts as the buffer's from `flush` on; a
- * stream that goes without it leaves the buffer as it was. While a stream is in use nothing else may append to its
- * buffer. It knows no widths and no number bases, so none lasts from one field to the next.
+ * Writes to the end of a `text_buffer`, several values at once. `flush` makes the text part of the buffer; a stream
+ * that is destroyed without it leaves the buffer unchanged. While a stream is in use, nothing else may append to its
+ * buffer. A stream has no state for widths or number bases that could carry over from one field to the next.
  */
 class text_stream {
 public:
@@ -56,8 +56,8 @@ public:
     void flush() { _buffer->_end = _out; }
 
     /**
-     * Memory for at least `size` bytes at the end of the text. What is written there counts once `commit` is given its
-     * end. @throws std::bad_alloc when the buffer cannot grow.
+     * Memory for at least `size` bytes at the end of the text. Call `commit` with the end of the text written there to
+     * make it part of the stream. @throws std::bad_alloc if the buffer cannot grow.
      */
     char *room(std::size_t size) {
         if (static_cast<std::size_t>(_limit - _out) < size) [[unlikely]] {

@@ -1,4 +1,4 @@
-/** C++ only: a handle that gives back what it owns when it goes. */
+/** C++ only: handles that release what they own when they are destroyed. */
 #ifndef PLATFORM_OWNED_H
 #define PLATFORM_OWNED_H
 
@@ -11,8 +11,8 @@
 namespace platform {
 
 /**
- * Owns one handle of type `Handle`, whose null value is `Handle{}`; the owned handle is given back with
- * `release` exactly once. Not copyable; moving leaves null behind.
+ * Owns one handle of type `Handle`, or none: the null value is `Handle{}`. Calls `release` exactly once for each
+ * handle that it owns, and never for null. Movable, not copyable; a moved-from object holds null.
  */
 template <typename Handle, void (*release)(Handle)>
 class Owned {
@@ -33,10 +33,10 @@ public:
     Handle get() const { return _handle; }
     explicit operator bool() const { return _handle != Handle{}; }
 
-    /** Hands the handle to the caller, who owns it from then on. */
+    /** Gives up ownership: returns the handle, which the caller now owns, and holds null. */
     [[nodiscard]] Handle detach() { return std::exchange(_handle, Handle{}); }
 
-    /** Gives back what is held, if anything, and holds `handle` instead. */
+    /** Releases the handle that it holds, if any, and takes ownership of `handle`. */
     void reset(Handle handle = Handle{}) {
         if (Handle old = std::exchange(_handle, handle); old != Handle{}) {
             release(old);
@@ -51,7 +51,7 @@ inline void release_mutable_value(TvMutableDictionaryRef value) { TvRelease(valu
 inline void release_interface(RvInterfaceRef interface) { (*interface)->Release(interface); }
 
 using OwnedValue = Owned<TvRef, TvRelease>;
-/** A dictionary or an array being built. */
+/** A dictionary or an array that is still being built. */
 using OwnedMutableValue = Owned<TvMutableDictionaryRef, release_mutable_value>;
 using OwnedUUID = Owned<RvUUIDRef, RvUUIDRelease>;
 using OwnedEntry = Owned<RvRegistryEntry, RvRegistryEntryRelease>;

@@ -1,4 +1,4 @@
-/** Memory through a host-supplied allocator. */
+/** Allocators that the host supplies. */
 #ifndef PLATFORM_RV_ALLOCATOR_H
 #define PLATFORM_RV_ALLOCATOR_H
 
@@ -8,20 +8,23 @@
 extern "C" {
 #endif
 
-/** An allocator. The host that hands one to a factory keeps it alive until every object made with it is gone. */
+/**
+ * An allocator. A host that passes one to a factory keeps it alive until every object allocated from it has been
+ * destroyed.
+ */
 typedef const struct RvAllocator *RvAllocatorRef;
 
-/** The process's default allocator. Borrowed, never null, lives as long as the process. Any thread. */
+/** The process's default allocator. Borrowed; never null; valid as long as the process. Any thread. */
 RvAllocatorRef RvAllocatorGetDefault(void);
 
 /**
- * Allocates `size` bytes, aligned for any scalar type, with no particular content.
- * @return the storage, given back with `RvAllocatorDeallocate` of the same allocator; null when there is no
- *         memory, when `size` is 0 and for a null allocator.
+ * Allocates `size` bytes, aligned for any scalar type. The content is indeterminate.
+ * @return the storage, to be freed with `RvAllocatorDeallocate` and the same allocator; null if memory is exhausted,
+ *         if `size` is 0, or if `allocator` is null.
  */
 void *RvAllocatorAllocate(RvAllocatorRef allocator, size_t size);
 
-/** Gives `storage` back to the allocator that it came from. Does nothing for null storage. */
+/** Frees `storage`, which was allocated from `allocator`. Does nothing if `storage` is null. */
 void RvAllocatorDeallocate(RvAllocatorRef allocator, void *storage);
 
 #ifdef __cplusplus

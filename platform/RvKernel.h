@@ -10,11 +10,11 @@ extern "C" {
 #endif
 
 /**
- * When the kernel booted, since the Unix epoch.
- * @param seconds       set to whole seconds.
- * @param microseconds  set to the rest, 0 to 999,999.
- * @return false on failure, with both outputs untouched. The answer is the same for every call in one process.
- * Any thread.
+ * Gets the time at which the kernel booted, since the Unix epoch. The result is the same for every call in one
+ * process. Any thread.
+ * @param seconds       set to the whole seconds.
+ * @param microseconds  set to the remainder, 0 to 999,999.
+ * @return false on failure, with both outputs unchanged.
  */
 bool RvKernelGetBootTime(int64_t *seconds, int32_t *microseconds);
 

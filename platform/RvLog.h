@@ -1,4 +1,4 @@
-/** The system log: takes finished text. */
+/** The system log. It takes finished text: the plug-in formats its own messages. */
 #ifndef PLATFORM_RV_LOG_H
 #define PLATFORM_RV_LOG_H
 
@@ -13,22 +13,22 @@ typedef struct RvLog *RvLogRef;
 typedef enum RvLogLevel { kRvLogLevelDefault = 0, kRvLogLevelError = 1, kRvLogLevelFault = 2 } RvLogLevel;
 
 /**
- * The log object of a subsystem and category, both UTF-8 and copied.
- * @return owned, though a log object lives as long as the process: `RvLogRelease` is harmless, and a log
- *         object may be used after it. Null when there is no memory. Any thread.
+ * Creates the log object of a subsystem and category, both UTF-8 and copied. Any thread.
+ * @return owned, but valid as long as the process: a log object may still be used after `RvLogRelease`. Null if memory
+ *         is exhausted.
  */
 RvLogRef RvLogCreate(const char *subsystem, const char *category);
 
-/** Whether a message of `level` would reach anyone. False for a null log. Any thread. */
+/** Whether messages of `level` are written anywhere. False for a null log. Any thread. */
 bool RvLogIsEnabled(RvLogRef log, RvLogLevel level);
 
 /**
- * Writes one message, taken as it is: UTF-8, NUL-terminated, with or without a newline at its end (a sink
- * that writes lines adds none where there is one). Writes nothing when `level` is not enabled. Any thread.
+ * Writes one message unchanged: UTF-8, NUL-terminated, with or without a newline at its end. A sink that writes lines
+ * adds a newline only if there is none. Writes nothing if `level` is not enabled. Any thread.
  */
 void RvLogWrite(RvLogRef log, RvLogLevel level, const char *text);
 
-/** Gives a log object back; it stays usable. */
+/** Releases a log object. It remains usable. */
 void RvLogRelease(RvLogRef log);
 
 #ifdef __cplusplus

@@ -11,19 +11,18 @@
 extern "C" {
 #endif
 
-/** Called on the queue of the registration, once per posted notification, with the registration's token. */
+/** Called on the registration's queue, once per posted notification, with the registration's token. */
 typedef void (*RvNotifyHandler)(int32_t token, void *context);
 
 /**
- * Registers for a notification by name. Every registration is delivered to on its own: registering twice
- * means being called twice. There is no cancelling; the host drops what is bound to a queue together with
- * that queue.
+ * Registers for a notification by name. Registrations are independent: a handler that is registered twice is called
+ * twice. A registration cannot be cancelled; the host drops it together with its queue.
  *
  * @param name             compared byte for byte; copied.
- * @param queue            where `handler` is called. Null: nothing is registered, failure.
- * @param token            set on success to a number that names the registration; may be null.
- * @param context          passed to `handler`, owned by the service from this call on, failure included.
- * @param release_context  called once with `context`; may be null when there is nothing to release.
+ * @param queue            the queue on which `handler` is called. If null, the call fails and registers nothing.
+ * @param token            set on success to a number that identifies the registration; may be null.
+ * @param context          passed to `handler`. Owned by the service from this call on, even if the call fails.
+ * @param release_context  called once with `context`; may be null if there is nothing to release.
  */
 RvStatus RvNotifyRegister(const char *name, RvQueueRef queue, int32_t *token, RvNotifyHandler handler, void *context,
                           void (*release_context)(void *context));

@@ -13,7 +13,7 @@ extern "C" {
 
 /* ---- UUIDs ------------------------------------------------------------------------------------------ */
 
-/** The 16 bytes of a UUID, byte 0 being the first pair of hex digits of the 8-4-4-4-12 form. */
+/** The 16 bytes of a UUID. Byte 0 is the first pair of hexadecimal digits of the 8-4-4-4-12 form. */
 typedef struct RvUUIDBytes {
     uint8_t bytes[16];
 } RvUUIDBytes;
@@ -21,32 +21,32 @@ typedef struct RvUUIDBytes {
 /** A UUID object. */
 typedef const struct RvUUID *RvUUIDRef;
 
-/** A new UUID object, given back with `RvUUIDRelease`. Null when there is no memory. Any thread. */
+/** Creates a UUID object, to be released with `RvUUIDRelease`. Null if memory is exhausted. Any thread. */
 RvUUIDRef RvUUIDCreateWithBytes(RvUUIDBytes bytes);
 
 /**
- * The one UUID object of these bytes that lives as long as the process. Borrowed; null when there is no
- * memory. Any thread.
+ * The process's one constant UUID object with these bytes, valid as long as the process. Borrowed; null if memory is
+ * exhausted. Any thread.
  */
 RvUUIDRef RvUUIDGetConstantWithBytes(RvUUIDBytes bytes);
 
-/** Equality by value; false when either is null. Any thread. */
+/** Compares by value; false if either is null. Any thread. */
 bool RvUUIDEqual(RvUUIDRef a, RvUUIDRef b);
 
-/** Takes back what `RvUUIDCreateWithBytes` gave. Any thread. */
+/** Releases a UUID object from `RvUUIDCreateWithBytes`. Any thread. */
 void RvUUIDRelease(RvUUIDRef uuid);
 
 /* ---- factory instances ------------------------------------------------------------------------------ */
 
-/** Counts one more live object of a factory. */
+/** Adds one to the count of a factory's live objects. */
 void RvPlugInAddInstanceForFactory(RvUUIDRef factory);
 
-/** Counts one live object less; a factory without live objects is left alone. */
+/** Subtracts one from the count of a factory's live objects. Does nothing if the count is 0. */
 void RvPlugInRemoveInstanceForFactory(RvUUIDRef factory);
 
 /* ---- COM-style interfaces --------------------------------------------------------------------------- */
 
-/** A COM-style result: negative (highest bit set) is failure. */
+/** A COM-style result: negative (highest bit set) on failure. */
 typedef int32_t HRESULT;
 
 #define kRvResultOK ((HRESULT)0)
@@ -55,7 +55,7 @@ typedef int32_t HRESULT;
 /** The first four slots of every interface table. An interface is a pointer to a pointer to its table. */
 typedef struct RvInterfaceTable {
     void *reserved;
-    /** On success stores an interface with a reference of its own in `interface` and answers 0 or more. */
+    /** On success stores an interface, with a new reference, in `interface` and returns 0 or more. */
     HRESULT (*QueryInterface)(void *self, RvUUIDBytes type, void **interface);
     uint32_t (*AddRef)(void *self);
     uint32_t (*Release)(void *self);
@@ -65,13 +65,12 @@ typedef const RvInterfaceTable **RvInterfaceRef;
 
 /**
  * Creates the user-space plug-in that serves a registry service.
- * @param service    a registry entry handle, still the caller's.
- * @param plug_in    the plug-in type wanted.
- * @param interface  the interface to hand out, usually `kRvPlugInInterface`.
- * @param out        set on success to the plug-in object, owned by the caller, who gives it back through its
- *                   own `Release`.
- * @return 0; `kRvStatusNotFound` when the service has no such plug-in or the plug-in no such interface;
- *         `kRvStatusBadArgument` for a null handle; another status of the plug-in's own.
+ * @param service    a registry entry; remains the caller's.
+ * @param plug_in    the type of plug-in to create.
+ * @param interface  the interface to return, usually `kRvPlugInInterfaceBytes`.
+ * @param out        set on success to the plug-in object. The caller owns it and releases it through its `Release`.
+ * @return 0 on success; `kRvStatusNotFound` if the service has no such plug-in, or the plug-in no such interface;
+ *         `kRvStatusBadArgument` for a null handle; otherwise a status that the plug-in defines.
  */
 RvStatus RvPlugInCreateForService(RvRegistryEntry service, RvUUIDRef plug_in, RvUUIDRef interface, RvInterfaceRef *out);
 

@@ -1,10 +1,9 @@
 /**
  * Typed values: dictionary, array, signed 32- and 64-bit number, string, data, boolean.
  *
- * A value is opaque and reference-counted, with atomic counts. A dictionary or an array may be changed while
- * one thread builds it; from the moment it is shared it is read-only. All other values never change.
- * Everything here may be called from any thread, with or without a running host. Values live in the default
- * allocator's memory.
+ * A value is opaque and reference-counted; the counts are atomic. A dictionary or an array may be changed while one
+ * thread builds it, and is read-only once it is shared. All other values are immutable. All operations may be called
+ * from any thread, with or without a running host. Values are allocated from the default allocator.
  */
 #ifndef PLATFORM_TV_VALUES_H
 #define PLATFORM_TV_VALUES_H
@@ -17,7 +16,7 @@
 extern "C" {
 #endif
 
-/** Any typed value. The names below say which kind an operation wants or gives; the handle is the same. */
+/** Any typed value. The names below document the kind that an operation takes or returns; the type is the same. */
 typedef const struct TvValue *TvRef;
 typedef TvRef TvStringRef;
 typedef TvRef TvNumberRef;
@@ -30,7 +29,7 @@ typedef TvRef TvDictionaryRef;
 typedef struct TvValue *TvMutableArrayRef;
 typedef struct TvValue *TvMutableDictionaryRef;
 
-/** What kind a value is; 0 is no kind. */
+/** Identifies the kind of a value. 0 is no kind. */
 typedef uint32_t TvTypeID;
 
 typedef enum TvStringEncoding {
@@ -40,10 +39,10 @@ typedef enum TvStringEncoding {
 
 /* ---- every kind ------------------------------------------------------------------------------------- */
 
-/** Adds a reference and gives the same handle back. Null for null. */
+/** Adds a reference and returns the same handle. Null for null. */
 TvRef TvRetain(TvRef value);
 
-/** Takes one reference back; the last one frees the value and releases what it holds. */
+/** Releases one reference. Releasing the last one frees the value and releases the values that it contains. */
 void TvRelease(TvRef value);
 
 /** The kind of a value, equal to exactly one of the constants below; 0 for null. */
@@ -57,25 +56,25 @@ TvTypeID TvArrayGetTypeID(void);
 TvTypeID TvDictionaryGetTypeID(void);
 
 /**
- * Equality by kind and content: strings and data byte for byte, numbers by value whatever their width, arrays
- * in order, dictionaries by their entries. False when either is null.
+ * Compares by kind and content: strings and data byte for byte, numbers by value whatever their width, arrays in
+ * order, dictionaries by their entries. False if either is null.
  */
 bool TvEqual(TvRef a, TvRef b);
 
 /* ---- strings ---------------------------------------------------------------------------------------- */
 
-/** A string of NUL-terminated text. Null when the text is not valid in `encoding` or there is no memory. */
+/** Creates a string from NUL-terminated text. Null if the text is not valid in `encoding` or memory is exhausted. */
 TvStringRef TvStringCreateWithCString(const char *text, TvStringEncoding encoding);
 
 /**
- * A string of `length` bytes. Null when they are not valid in `encoding`, when one of them is zero, or when
- * there is no memory. Null `bytes` are allowed with a length of 0.
+ * Creates a string from `length` bytes. Null if they are not valid in `encoding`, if one of them is zero, or if memory
+ * is exhausted. `bytes` may be null if `length` is 0.
  */
 TvStringRef TvStringCreateWithBytes(const void *bytes, size_t length, TvStringEncoding encoding);
 
 /**
- * A string made by `printf` rules in the C locale, as UTF-8. Null when the result is not valid UTF-8, the
- * format fails or there is no memory.
+ * Creates a UTF-8 string by the rules of `printf` in the C locale. Null if the result is not valid UTF-8, if formatting
+ * fails, or if memory is exhausted.
  */
 TvStringRef TvStringCreateWithFormat(const char *format, ...)
 #if defined(__GNUC__)
@@ -83,81 +82,84 @@ TvStringRef TvStringCreateWithFormat(const char *format, ...)
 #endif
     ;
 
-/** The text, NUL-terminated. Borrowed from the string. Null for null and for any other kind. */
+/** The text, NUL-terminated. Borrowed from the string. Null if `string` is null or of another kind. */
 const char *TvStringGetCString(TvStringRef string);
 
-/** The length in bytes, without the terminating zero. 0 for null and for any other kind. */
+/** The length in bytes, without the terminating zero. 0 if `string` is null or of another kind. */
 size_t TvStringGetLength(TvStringRef string);
 
 /* ---- numbers and booleans --------------------------------------------------------------------------- */
 
-/** Null when there is no memory. */
+/** Creates a number. Null if memory is exhausted. */
 TvNumberRef TvNumberCreateSInt32(int32_t value);
 TvNumberRef TvNumberCreateSInt64(int64_t value);
 
 /**
- * The number as a signed 32- or 64-bit integer. False, with `out` untouched, for null, for any other kind and
- * for a number that the width cannot hold.
+ * Gets the number as a signed 32- or 64-bit integer.
+ * @return false, with `out` unchanged, if `number` is null, of another kind, or does not fit.
  */
 bool TvNumberGetSInt32(TvNumberRef number, int32_t *out);
 bool TvNumberGetSInt64(TvNumberRef number, int64_t *out);
 
-/** The boolean of `value`. Borrowed, never null, lives as long as the process. */
+/** The boolean with this value. Borrowed; never null; valid as long as the process. */
 TvBooleanRef TvBooleanGet(bool value);
 
-/** True only for the boolean true; false for null and for any other kind. */
+/** True only for the boolean true. False for null and for any other kind. */
 bool TvBooleanGetValue(TvBooleanRef boolean);
 
 /* ---- data ------------------------------------------------------------------------------------------- */
 
-/** A copy of `length` bytes. Null when there is no memory. Null `bytes` are allowed with a length of 0. */
+/** Creates data from a copy of `length` bytes. Null if memory is exhausted. `bytes` may be null if `length` is 0. */
 TvDataRef TvDataCreate(const void *bytes, size_t length);
 
-/** Borrowed from the data; not null for data of length 0. Null for null and for any other kind. */
+/**
+ * The bytes. Borrowed from the data; not null even for data of length 0. Null if `data` is null or of another kind.
+ */
 const uint8_t *TvDataGetBytes(TvDataRef data);
 
-/** 0 for null and for any other kind. */
+/** The length in bytes. 0 if `data` is null or of another kind. */
 size_t TvDataGetLength(TvDataRef data);
 
 /* ---- arrays ----------------------------------------------------------------------------------------- */
 
-/** An empty array. Null when there is no memory. */
+/** Creates an empty array. Null if memory is exhausted. */
 TvMutableArrayRef TvArrayCreateMutable(void);
 
-/** Appends `value` and retains it. False, with the array as it was, for null arguments and without memory. */
+/** Appends and retains `value`. False, with the array unchanged, if an argument is null or memory is exhausted. */
 bool TvArrayAppend(TvMutableArrayRef array, TvRef value);
 
-/** 0 for null and for any other kind. */
+/** The number of values. 0 if `array` is null or of another kind. */
 size_t TvArrayGetCount(TvArrayRef array);
 
-/** Borrowed from the array. Null when `index` is out of range, for null and for any other kind. */
+/** The value at `index`. Borrowed from the array. Null if out of range, or if `array` is null or of another kind. */
 TvRef TvArrayGetValue(TvArrayRef array, size_t index);
 
 /* ---- dictionaries ----------------------------------------------------------------------------------- */
 
-/** An empty dictionary; its keys are strings. Null when there is no memory. */
+/** Creates an empty dictionary. Its keys are strings. Null if memory is exhausted. */
 TvMutableDictionaryRef TvDictionaryCreateMutable(void);
 
 /**
- * Puts `value` under `key`, replacing what was there; both are retained. False, with the dictionary as it
- * was, for null arguments, a key that is not a string, and without memory.
+ * Sets the value of `key`, replacing any earlier one, and retains both.
+ * @return false, with the dictionary unchanged, if an argument is null, if `key` is not a string, or if memory is
+ *         exhausted.
  */
 bool TvDictionarySetValue(TvMutableDictionaryRef dictionary, TvStringRef key, TvRef value);
 
-/** 0 for null and for any other kind. */
+/** The number of entries. 0 if `dictionary` is null or of another kind. */
 size_t TvDictionaryGetCount(TvDictionaryRef dictionary);
 
-/** The value under a key given as text. Borrowed from the dictionary; null when there is none. */
+/** The value of a key given as text. Borrowed from the dictionary; null if there is none. */
 TvRef TvDictionaryGetValue(TvDictionaryRef dictionary, const char *key);
 
 /* ---- binary encoding -------------------------------------------------------------------------------- */
 
 /**
- * The binary typed-value encoding, format version 1.0: CBOR with the core deterministic encoding rules (RFC
- * 8949, section 4.2.1), definite lengths, behind the self-described tag 55799. Numbers are integers, strings
- * text, data byte strings, dictionaries maps with text keys.
- * @return owned data; null for null, when more than 64 arrays and dictionaries stand inside one another, and
- *         when there is no memory.
+ * Encodes a value in the binary typed-value encoding, format version 1.0: CBOR by the core deterministic encoding
+ * rules (RFC 8949, section 4.2.1), with definite lengths, preceded by the self-described tag 55799. Numbers become
+ * integers, strings text, data byte strings, and dictionaries maps with text keys.
+ * @return owned data; null for null, if arrays and dictionaries are nested more than 64 deep, or if memory is
+ *         exhausted.
  */
 TvDataRef TvCreateBinaryEncoding(TvRef value);
 

@@ -1,4 +1,4 @@
-/** The growable array of contexts, in the memory of the plug-in object's own allocator. */
+/** The growable array of contexts, allocated from the plug-in object's allocator. */
 #pragma once
 
 #include <cstddef>
@@ -15,7 +15,7 @@ public:
     using value_type = T;
 
     explicit HostAllocator(RvAllocatorRef allocator) : _allocator(allocator) {}
-    /** Converts by itself: the containers ask for an allocator of another type that way. */
+    /** Implicit, because the containers convert to an allocator of another type in this way. */
     template <typename U>
     HostAllocator(const HostAllocator<U> &other) // NOLINT(google-explicit-constructor)
         : _allocator(other.allocator()) {}

@@ -1,5 +1,5 @@
-// The two roads to the QOR driver: through a context's driver interface, and by name over a user-client
-// connection made for one call.
+// The two ways to call the QOR driver: through a context's driver interface, and by the service's name over a
+// user-client connection that is opened for each call.
 
 #include "platform/Owned.h"
 #include "platform/RvConnection.h"
@@ -12,7 +12,7 @@ namespace {
 
 void logStatus(RvStatus kr, int line) { logAssertion("kr == 0 ", line, kr, RvStatusGetText(kr)); }
 
-/** One call of a user-client method, outputs in and out as `RvConnectionCallMethod` has them. */
+/** One call of a user-client method. `output` and `outputSize` are as for `RvConnectionCallMethod`. */
 struct NamedServiceCall {
     uint32_t method;
     const uint64_t *scalar; ///< one number or null
@@ -23,8 +23,8 @@ struct NamedServiceCall {
 };
 
 /**
- * Finds the service, connects, calls, and closes again.
- * @return 0xE00002BC when there is no such service; else the status of the step that failed, or 0.
+ * Finds the service, connects to it, calls the method, and closes the connection.
+ * @return 0 on success; 0xE00002BC if there is no such service; otherwise the status of the step that failed.
  */
 RvStatus callNamedService(const char *name, const NamedServiceCall &call) {
     OwnedEntry service(RvRegistryCopyServiceMatchingName(name));
@@ -72,7 +72,7 @@ RvStatus OndreQORHIDStatistics::getPropertyU32(Context *context, uint32_t proper
         return status;
     }
     if (!ASSERTION_HOLDS(size == sizeof(uint32_t))) {
-        *result = defaultValue; // still a success: intended, callers rely on the default
+        *result = defaultValue; // still a success: intended, because callers rely on the default
     }
     return kRvStatusSuccess;
 }
@@ -98,7 +98,7 @@ RvStatus OndreQORHIDStatistics::getNamedServiceProperty(const char *name, uint32
                                           .output = output,
                                           .outputSize = &size});
     if (kr != kRvStatusSuccess) {
-        return kRvStatusError; // every failure looks the same here; the command below passes it on: intended
+        return kRvStatusError; // intended: one status for every failure, unlike the command below
     }
     *returnedSize = size;
     return kRvStatusSuccess;

@@ -20,7 +20,7 @@ const OndreQORHIDStatisticsTable kInterfaceTable = {
     /*  7 */
     [](void *self, RvHIDSessionRef session, uint32_t options) {
         object(self)->open(session, options);
-        return true; // whatever the member answered
+        return true; // regardless of the member's result
     },
     /*  8 */ [](void *self, RvHIDSessionRef session, uint32_t options) { object(self)->close(session, options); },
     /*  9 */ {nullptr, nullptr},

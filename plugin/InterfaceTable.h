@@ -1,4 +1,4 @@
-/** The one static interface table of the plug-in. */
+/** The plug-in's interface table. */
 #pragma once
 
 #include "plugin/OndreQORHIDStatisticsInterface.h"

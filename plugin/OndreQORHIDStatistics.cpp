@@ -37,7 +37,7 @@ void logFault(int32_t /*token*/, void * /*context*/) {
     }
 }
 
-/** The list of intended leaks knows the key strings by this function. */
+/** The list of intended leaks identifies the key strings by the name of this function. */
 TvStringRef createKeyString(int key) {
     return TvStringCreateWithCString(qor::analytics::kKeys[key], kTvStringEncodingASCII);
 }
@@ -77,8 +77,8 @@ OndreQORHIDStatistics::OndreQORHIDStatistics(RvAllocatorRef allocator) noexcept
 
 /**
  * Leaves `_services`, the contexts in it and the key strings alone on purpose: handlers and callbacks that the
- * host still holds refer to them. The shared log is released although it is the process's and a later object
- * goes on logging through it: intended, and harmless, since log objects live as long as the process.
+ * host still holds refer to them. The shared log is released although it belongs to the process and later objects
+ * continue to log to it. Intended, and harmless, since log objects live as long as the process.
  */
 OndreQORHIDStatistics::~OndreQORHIDStatistics() {
     RvPlugInRemoveInstanceForFactory(RvUUIDGetConstantWithBytes(kFactory));
@@ -116,7 +116,7 @@ uint32_t OndreQORHIDStatistics::Release() {
     return remaining;
 }
 
-/** A second `open` overwrites the strings of the first without releasing them: intended. */
+/** A second `open` overwrites the strings of the first without releasing them. Intended. */
 bool OndreQORHIDStatistics::open(RvHIDSessionRef /*session*/, uint32_t /*options*/) {
     createSharedLog();
     for (int key = 0; key < kQORTbkKey_Count; ++key) {
@@ -127,7 +127,7 @@ bool OndreQORHIDStatistics::open(RvHIDSessionRef /*session*/, uint32_t /*options
 
 void OndreQORHIDStatistics::close(RvHIDSessionRef /*session*/, uint32_t /*options*/) {}
 
-/** The registration is never cancelled, and every call registers once more: intended. */
+/** The registration is never cancelled, and every call adds another one. Intended. */
 void OndreQORHIDStatistics::scheduleWithDispatchQueue(RvQueueRef queue) {
     _queue = queue;
     int32_t token = 0;

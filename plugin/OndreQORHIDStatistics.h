@@ -1,4 +1,4 @@
-/** The plug-in class: one object per factory call, all of it on the host's serial queue. */
+/** The plug-in class: one object per factory call, used only on the host's serial queue. */
 #pragma once
 
 #include <cstddef>
@@ -20,13 +20,12 @@
 struct _SSHBLatencyStatsV2;
 
 /**
- * The plug-in object. The host sees it only through the static interface table that its first field points
- * to, and calls everything on one serial queue; so there are no locks and the reference count is plain.
- * No member throws.
+ * The plug-in object. The host uses it only through the static interface table that its first field points to, and
+ * makes all calls on one serial queue. So there are no locks, and the reference count is not atomic. No member throws.
  */
 class OndreQORHIDStatistics {
 public:
-    /** A new object with one reference, in storage of `allocator`; null without memory. */
+    /** Creates an object with one reference in storage from `allocator`; null if memory is exhausted. */
     static OndreQORHIDStatistics *alloc(RvAllocatorRef allocator);
 
     explicit OndreQORHIDStatistics(RvAllocatorRef allocator) noexcept;
@@ -35,10 +34,10 @@ public:
     OndreQORHIDStatistics &operator=(const OndreQORHIDStatistics &) = delete;
 
     static void *operator new(std::size_t size, RvAllocatorRef allocator) noexcept;
-    /** Runs the destructor and frees the storage through the object's own allocator. */
+    /** Runs the destructor and frees the storage with the allocator that the object was created with. */
     static void operator delete(OndreQORHIDStatistics *object, std::destroying_delete_t);
 
-    // ---- the interface table's members
+    // ---- interface table
 
     HRESULT QueryInterface(RvUUIDBytes type, void **interface);
     uint32_t AddRef();
@@ -53,100 +52,103 @@ public:
 
     /**
      * Reads a property of the driver.
-     * @param capacity       room in `output`, in bytes.
-     * @param returnedSize   null, or set on success to the byte count that the driver reports, which may be
-     *                       larger than the capacity and is no bound for reading.
-     * @return 0xE00002D8 without a driver interface, with both outputs untouched; else the driver's status.
+     * @param capacity       the size of `output` in bytes.
+     * @param returnedSize   null, or set on success to the byte count that the driver reports. It may be larger than
+     * the capacity, so it is not a bound for reading.
+     * @return 0xE00002D8 if there is no driver interface, with both outputs unchanged; otherwise the driver's status.
      */
     RvStatus getProperty(Context *context, uint32_t property, void *output, uint64_t capacity, uint64_t *returnedSize);
 
     /**
-     * Reads a property of 4 bytes. `result` always ends up holding the property or `defaultValue`. A reply of
-     * any other size is reported as success with the default: callers rely on that.
+     * Reads a property of 4 bytes. On return `result` always holds either the property or `defaultValue`. A reply of
+     * any other size is a success with the default value: intended, callers rely on it.
      */
     RvStatus getPropertyU32(Context *context, uint32_t property, uint32_t *result, uint32_t defaultValue);
 
     /**
-     * Performs a driver command. Only for a context that has a driver interface.
+     * Performs a driver command. The context must have a driver interface.
      * @param outputSize  in: the capacity; out: the byte count that the driver reports.
      */
     RvStatus performCommand(Context *context, uint32_t selector, const void *input, size_t inputSize, void *output,
                             size_t *outputSize);
 
     /**
-     * Reads a property of the driver service of that name over a connection made for this one call.
+     * Reads a property of the driver service with this name, over a connection opened for this call.
      * @param returnedSize  set on success to the byte count that the driver reports; not null.
-     * @return 0 or, for every kind of failure, 0xE00002BC.
+     * @return 0 on success; 0xE00002BC for every kind of failure.
      */
     RvStatus getNamedServiceProperty(const char *name, uint32_t property, void *output, uint64_t capacity,
                                      uint64_t *returnedSize);
 
     /**
-     * Performs a command of the driver service of that name over a connection made for this one call.
+     * Performs a command of the driver service with this name, over a connection opened for this call.
      * @param outputSize  in: the capacity; out: the byte count that the driver reports.
-     * @return 0xE00002BC when there is no such service; else, unlike `getNamedServiceProperty`, the status of
-     *         the step that failed, as it is.
+     * @return 0 on success; 0xE00002BC if there is no such service; otherwise, unlike `getNamedServiceProperty`, the
+     *         status of the step that failed.
      */
     RvStatus performNamedServiceCommand(const char *name, uint32_t selector, const void *input, size_t inputSize,
                                         void *output, size_t *outputSize);
 
     /**
      * Adds the driver's event-queue counters as one line of text under "APEvents".
-     * @param deviceService  the device's entry, from which the chain of first children leads to the driver and
-     *                       its user client. Nothing is added when the chain is broken.
+     * @param deviceService  the device's entry. The chain of its first children leads to the driver and the driver's
+     *                       user client. If the chain is broken, nothing is added.
      */
     void addAPEvents(TvMutableDictionaryRef dictionary, RvRegistryEntry deviceService);
 
     // ---- analytics
 
     /**
-     * The key string of an index; of one outside the table "com.ondre.zel.unknown". Borrowed; null before
-     * `open` made it and without memory.
+     * The key string of an index; "com.ondre.zel.unknown" for an index outside the table. Borrowed. Null before `open`,
+     * or if memory was exhausted when the string was created.
      */
     TvStringRef keyForIndex(TallybookKey key);
 
     /** Applies `count` entries laid end to end, in order. */
     void publishTBData(const Tbk *entries, uint64_t count);
 
-    /** What is installed as the device's analytics callback; `target` is the plug-in object. */
+    /** The device's analytics callback. `target` is the plug-in object. */
     static void publishTBData(void *target, const void *entries, uint64_t count);
 
     // ---- state capture
 
     /**
-     * The value in its binary encoding, behind a record header with this title (cut to 63 bytes).
-     * @return a record of `calloc`'s that the caller passes on or frees; null when the value cannot be encoded
-     *         and without memory. The value stays the caller's.
+     * Creates a record: a header with this title (truncated to 63 bytes), then the value in its binary encoding.
+     * @param value  remains the caller's.
+     * @return a record from `calloc`, which the caller passes on or frees; null if the value cannot be encoded or
+     * memory is exhausted.
      */
     RvStateCaptureRecord *copyStateData(TvRef value, const char *title);
 
-    /** The statistics as a dictionary, the caller's; null without memory for it. */
+    /** The statistics as a dictionary. Owned by the caller; null if memory is exhausted. */
     TvMutableDictionaryRef copySSHBStatistics(const _SSHBLatencyStatsV2 &stats);
 
     /**
-     * The asset table as a dictionary of lines, the caller's.
-     * @param table           at least 1479 readable bytes when `propertyLength` says so; more are ignored.
-     * @return null for a table that is too short and without memory.
+     * The asset table as a dictionary of lines.
+     * @param table           1479 readable bytes, if `propertyLength` is at least that; further bytes are ignored.
+     * @return owned by the caller; null if the table is too short or memory is exhausted.
      */
     TvMutableDictionaryRef copySSHBAssets(const uint8_t *table, uint64_t propertyLength);
 
-    /** The snapshots: a record, the caller's; null, with an assertion line that says why, when it fails. */
+    // The snapshots. Each returns a record, owned by the caller. On failure it returns null; a failed check or status
+    // also writes an assertion line.
+
     RvStateCaptureRecord *stateHandler_SSHBStats(const RvStateCaptureHints *hints, Context *context);
     RvStateCaptureRecord *stateHandler_SSHBAssets(const RvStateCaptureHints *hints, Context *context);
     RvStateCaptureRecord *stateHandler_SensorInfo(const RvStateCaptureHints *hints, Context *context);
 
     /**
-     * Reads one source of profile reports and answers their descriptions.
+     * Reads reports from one source of profile reports and returns a record with their descriptions.
      * @param context  not used.
-     * @param index    of the handler entry; takes part only in the title.
-     * @param count    the most reports to read.
-     * @param source   1 firmware, 2 driver, 3 errors; anything else answers null.
+     * @param index    the number of the handler entry; used only in the title.
+     * @param count    the maximum number of reports to read.
+     * @param source   1 firmware, 2 driver, 3 errors. The result is null for any other source.
      */
     RvStateCaptureRecord *stateHandler_RawDebugData(const RvStateCaptureHints *hints, Context *context, uint32_t index,
                                                     uint32_t count, uint32_t source);
 
 private:
-    friend class PlugInInspector; // tests look inside
+    friend class PlugInInspector; // gives tests access
 
     bool startDriverInterface(Context *context);
     void startDeviceInterface(Context *context, bool supportsTallybook);
@@ -159,7 +161,7 @@ private:
     void registerSensorHandler(Context *context);
     void registerRawDebugHandlers(Context *context);
 
-    // The layout is part of the ABI: the host takes the object pointer as the interface pointer.
+    // The layout is part of the ABI: the host uses the object pointer as the interface pointer.
     const OndreQORHIDStatisticsTable *_interfaceTable;
     RvAllocatorRef _allocator;
     uint32_t _refCount = 1;

@@ -42,7 +42,7 @@ std::optional<ServiceGroups> groupsOfService(RvHIDServiceRef service) {
     ServiceGroups groups{};
     groups.supportsTallybook = RvHIDServiceSupportsTallybook(service);
 
-    // Every test is asked, in this order, whatever the ones before it answered.
+    // Every test is made, in this order, whatever the results of the earlier ones.
     const bool consumerControl = isConsumerControl(service);
     const bool telephony = conformsTo(service, kTelephony);
     for (const Usage &usage : kSensorUsages) {

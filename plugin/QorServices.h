@@ -1,4 +1,4 @@
-/** Which HID services the plug-in keeps, and in which groups they are. */
+/** Selects the HID services that the plug-in keeps, and sorts them into groups. */
 #pragma once
 
 #include <cstdint>
@@ -9,13 +9,13 @@
 /** True only when the service's property "ZELSupportsTallybook" is the boolean true. */
 bool RvHIDServiceSupportsTallybook(RvHIDServiceRef service);
 
-/** The service's registry ID; 0 when it has none or it is no signed 64-bit number. */
+/** The service's registry ID; 0 if it has none, or if it is not a number that fits into 64 signed bits. */
 uint64_t getRvHIDServiceRegistryID(RvHIDServiceRef service);
 
-/** Consumer control: the usage that needs a HID device object and has the button's own handlers. */
+/** Whether the service is a consumer control: the usage with a HID device object and the button's handlers. */
 bool isConsumerControl(RvHIDServiceRef service);
 
-/** What a QOR service is for. At least one of button, sensor and vendor holds. */
+/** The purposes of a QOR service. At least one of button, sensor and vendor is true. */
 struct ServiceGroups {
     bool supportsTallybook;
     bool button;
@@ -23,5 +23,5 @@ struct ServiceGroups {
     bool vendor;
 };
 
-/** The groups of a service whose transport is the QOR; nothing for a service that is in none of them. */
+/** The groups of a service whose transport is the QOR; nothing if it belongs to none of them. */
 std::optional<ServiceGroups> groupsOfService(RvHIDServiceRef service);

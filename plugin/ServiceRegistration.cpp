@@ -1,4 +1,4 @@
-// How a HID service becomes a context: vetted, walked to in the registry, connected, given its handlers.
+// Registers a HID service: checks it, finds it in the registry, connects to its plug-ins and adds its handlers.
 
 #include <cstring>
 #include <memory>
@@ -35,7 +35,7 @@ bool hasQorTransport(RvHIDServiceRef service) {
     return std::strcmp(TvStringGetCString(transport), "QOR") == 0;
 }
 
-/** The parent in the service plane; on failure the status, and no handle whatever the look-up stored. */
+/** Gets the parent in the service plane. On failure `parent` stays null, whatever the look-up stored. */
 RvStatus copyServiceParent(RvRegistryEntry entry, OwnedEntry &parent) {
     RvRegistryEntry found = 0;
     RvStatus kr = RvRegistryEntryCopyParent(entry, kRvServicePlane, &found);
@@ -52,10 +52,10 @@ bool statusHolds(RvStatus kr, int line) {
     return kr == kRvStatusSuccess;
 }
 
-/** A zero-filled context; null without memory. The list of intended leaks knows contexts by this function. */
+/** A zeroed context; null if memory is exhausted. The list of intended leaks names this function. */
 std::unique_ptr<Context> createContext() { return std::unique_ptr<Context>(new (std::nothrow) Context{}); }
 
-/** The service's user-space plug-in of that type; null, without a word, when there is none. */
+/** The service's user-space plug-in of this type. Null, with nothing logged, if there is none. */
 OwnedInterface createPlugIn(RvRegistryEntry service, RvUUIDBytes type) {
     RvInterfaceRef plugIn = nullptr;
     RvStatus kr = RvPlugInCreateForService(service, RvUUIDGetConstantWithBytes(type),
@@ -63,7 +63,7 @@ OwnedInterface createPlugIn(RvRegistryEntry service, RvUUIDBytes type) {
     return OwnedInterface(kr == kRvStatusSuccess ? plugIn : nullptr);
 }
 
-/** Asks a plug-in for an interface. A negative result is logged; an interface that came with it is used. */
+/** Gets a plug-in's interface. A negative result is logged; an interface stored with it is used all the same. */
 template <typename InterfaceRef>
 InterfaceRef queryInterface(const OwnedInterface &plugIn, RvUUIDBytes type) {
     void *interface = nullptr;
@@ -77,8 +77,8 @@ InterfaceRef queryInterface(const OwnedInterface &plugIn, RvUUIDBytes type) {
 } // namespace
 
 /**
- * Gets and starts the driver interface. A driver without one is no failure.
- * @return false when the driver refuses to start, which ends the registration.
+ * Gets and starts the driver interface. A driver without one is not an error.
+ * @return false if the driver fails to start, which ends the registration.
  */
 bool OndreQORHIDStatistics::startDriverInterface(Context *context) {
     OwnedInterface plugIn = createPlugIn(context->_driver._service, kDriverPlugInType);
@@ -87,14 +87,14 @@ bool OndreQORHIDStatistics::startDriverInterface(Context *context) {
     }
     context->_driver._interface = queryInterface<QorDriverInterfaceRef>(plugIn, kDriverInterface);
     if (!ASSERTION_HOLDS(context->_driver._interface)) {
-        // Intended: on this path alone the plug-in object is leaked.
+        // Intended: the plug-in object is leaked, on this path only.
         [[maybe_unused]] RvInterfaceRef leaked = plugIn.detach();
         return true;
     }
     return statusHolds((*context->_driver._interface)->start(context->_driver._interface, 0), __LINE__);
 }
 
-/** Gets and starts the device interface, and has it deliver analytics when the service supports that. */
+/** Gets and starts the device interface, and enables analytics if the service supports them. */
 void OndreQORHIDStatistics::startDeviceInterface(Context *context, bool supportsTallybook) {
     OwnedInterface plugIn = createPlugIn(context->_device._service, kDevicePlugInType);
     if (!plugIn) {
@@ -118,8 +118,8 @@ void OndreQORHIDStatistics::startDeviceInterface(Context *context, bool supports
 }
 
 /**
- * Wherever this returns before the end, the context is freed, and what it already held (registry handles,
- * interfaces, the HID device) stays unreleased: intended.
+ * If this returns early, the context is freed, but the registry handles, the interfaces and the HID device that
+ * it already held are not released. Intended.
  */
 void OndreQORHIDStatistics::registerService(RvHIDServiceRef service) {
     if (!hasQorTransport(service)) {
@@ -179,7 +179,7 @@ void OndreQORHIDStatistics::registerService(RvHIDServiceRef service) {
     keepContext(kept.release());
 } // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks): a kept context lives as long as the process
 
-/** Without memory for the array the context is kept all the same, since handlers refer to it. */
+/** If memory for the array is exhausted, the context is still kept, because handlers refer to it. */
 void OndreQORHIDStatistics::keepContext(Context *context) {
     if (_services == nullptr) {
         return;
@@ -187,6 +187,6 @@ void OndreQORHIDStatistics::keepContext(Context *context) {
     try {
         _services->push_back(context);
     } catch (const std::bad_alloc &) {
-        // Nothing walks the array; a context missing from it is only out of sight.
+        // Nothing iterates over the array, so a missing context has no effect.
     }
 }

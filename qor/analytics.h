@@ -1,5 +1,5 @@
 /**
- * The firmware's analytics: how an entry of a batch is laid out, the operations, and the keys that firmware and plug-in
+ * The firmware's analytics: the layout of an entry of a batch, the operations, and the keys, which firmware and plug-in
  * share by number.
  */
 #ifndef QOR_ANALYTICS_H
@@ -8,9 +8,9 @@
 #include "qor/field.h"
 
 /**
- * The keys by their number: the name of each, and the text by which the analytics store knows it, plain ASCII. The
- * store matches keys by their text, so irregular spellings (the doubled prefix, "approched", the repeated component
- * word) are kept exactly: intended.
+ * The keys, in the order of their numbers: the name of each, and the ASCII text that identifies it in the analytics
+ * store. The irregular spellings (the doubled prefix, "approched", the repeated component word) are intended: the store
+ * matches keys by their text, so a corrected spelling would be another key.
  */
 // clang-format off
 #define QOR_ANALYTICS_KEYS(KEY) \
@@ -78,7 +78,7 @@
     KEY(kQORTbkKey_Test, "com.ondre.zel.test")
 // clang-format on
 
-/** The key index of an analytics entry. */
+/** The key number of an analytics entry: an index into the table of keys. */
 enum TallybookKey : int {
 #define QOR_NAME_OF(name, text) name,
     QOR_ANALYTICS_KEYS(QOR_NAME_OF)
@@ -86,7 +86,7 @@ enum TallybookKey : int {
         kQORTbkKey_Count
 };
 
-/** One operation entry: 7 bytes. A batch is entries laid end to end, so an entry may lie at any address. */
+/** One entry of 7 bytes. A batch consists of entries without gaps, so an entry may have any address. */
 struct Tbk {
     std::uint8_t bytes[7];
 
@@ -103,10 +103,10 @@ namespace qor::analytics {
 inline constexpr std::size_t kEntrySize = sizeof(Tbk);
 inline constexpr int kKeyCount = kQORTbkKey_Count;
 
-/** The count of the keys: an entry of another version is for another table. */
+/** The version of the table is its number of keys. An entry of another version was made for another table. */
 inline constexpr std::uint8_t kVersion = kKeyCount;
 
-/** The texts of the keys. */
+/** The texts of the keys, by number. */
 inline constexpr const char *kKeys[kKeyCount] = {
 #define QOR_TEXT_OF(name, text) text,
     QOR_ANALYTICS_KEYS(QOR_TEXT_OF)
@@ -116,9 +116,10 @@ inline constexpr const char *kKeys[kKeyCount] = {
 inline constexpr Field kEntryVersion = u8("version", 0);
 inline constexpr Field kEntryOperation = u8("operation", 1);
 inline constexpr Field kEntryKey = u8("key", 2);
-/** Of distributions with 16 fraction bits. */
+/** An integer for scalars; for distributions a fixed-point number with 16 fraction bits. */
 inline constexpr Field kEntryValue = s32("value", 3);
 
+/** The operation codes, which the firmware defines. */
 enum Operation : std::uint8_t {
     kNone = 0,
     kClearScalar = 1,
@@ -126,10 +127,10 @@ enum Operation : std::uint8_t {
     kAddToScalar = 3,
     kClearDistribution = 4,
     kSetDistribution = 5,
-    kPush = 6 ///< once; code `kPush` + n pushes the value n + 1 times
+    kPush = 6 ///< pushes the value once; code `kPush` + n pushes it n + 1 times
 };
 
-/** The operations' names in device descriptions. */
+/** The names of the operations in device descriptions. */
 inline constexpr NamedId kOperations[] = {
     {kNone, "none"},
     {kClearScalar, "clear_scalar"},
@@ -140,7 +141,7 @@ inline constexpr NamedId kOperations[] = {
     {kPush, "push"},
 };
 
-/** An entry with these contents. */
+/** Creates an entry. */
 constexpr Tbk make_entry(std::uint8_t version, std::uint8_t operation, std::uint8_t key, std::int32_t value) {
     Tbk entry{};
     entry.bytes[kEntryVersion.offset] = version;

@@ -1,4 +1,4 @@
-/** The button's haptic assets: a table of 3 speeds, 17 events each, 29 bytes an asset. */
+/** The button's haptic assets: a table of 3 speeds with 17 events each. An asset has 29 bytes. */
 #ifndef QOR_ASSETS_H
 #define QOR_ASSETS_H
 
@@ -11,9 +11,13 @@ namespace qor::assets {
 /** The driver's property that holds the table. */
 inline constexpr std::uint32_t kProperty = 216;
 
+/** The names of the speeds, in the order of the table. */
 inline constexpr const char *kSpeeds[] = {"Slow", "Medium", "Fast"};
 
-/** The firmware has an entry more than there are events; its key shows the missing name as "(null)": intended. */
+/**
+ * The names of the events, in the order of the table. The firmware has one more entry than there are events. It has no
+ * name, and its key in the snapshot shows "(null)" instead. Intended.
+ */
 inline constexpr const char *kEvents[] = {
     "SingleDown",  "SingleUp",     "DoubleDown",  "DoubleUp",     "TripleDown",  "TripleUp",
     "SingleTapOn", "SingleTapOff", "DoubleTapOn", "DoubleTapOff", "TripleTapOn", "TripleTapOff",
@@ -25,7 +29,7 @@ inline constexpr std::size_t kEventCount = std::size(kEvents);
 
 enum FieldIndex : std::size_t { kEnable, kSlot, kGain, kMinimum, kMaximum };
 
-/** One asset, in the order in which its values are shown. */
+/** The fields of one asset, in the order in which they are shown. "gain" has 16 fraction bits. */
 inline constexpr Field kFields[] = {
     u8("enable", 0),            //
     s32("slot", 21),            //

@@ -1,6 +1,6 @@
 /**
- * The categories of reports: what each calls its components and events, and which layouts its payloads have. A report's
- * type alone chooses the payload, unless the row of its category says otherwise.
+ * The categories of reports: the names of their components and events, and the layouts of their payloads. A report's
+ * type alone determines the layout of its payload, unless its category has a rule for it.
  */
 #ifndef QOR_CATEGORIES_H
 #define QOR_CATEGORIES_H
@@ -13,13 +13,14 @@
 
 namespace qor {
 
-/** A report's type, and the layout that it has in every category without a rule of its own; null for none. */
+/** A report's type, and its layout in every category without a rule for it; null for none. */
 struct Type {
     std::uint8_t id;
     const char *name;
     const Layout *layout;
 };
 
+/** The types, each at the index of its id. */
 inline constexpr Type kTypes[] = {
     {0, "stop", nullptr},
     {1, "long-data", &kLongData},
@@ -36,17 +37,20 @@ inline constexpr Type kTypes[] = {
     {12, "decimationinfo", &kDecimationInfo},
 };
 
-/** Which of a report's four ids a payload rule looks at, as a mask of the header's word. */
+/** The ids that a payload rule compares, as a mask of the header's first word. */
 enum HeaderMask : std::uint32_t {
     kTypeAlone = 0x0000'00FF,
     kTypeAndEvent = 0x0000'FFFF,
-    kWholeHeader = 0xFFFF'FFFF, ///< category and component, too
+    kWholeHeader = 0xFFFF'FFFF, ///< category and component as well
 };
 
-/** Stands for every version in a payload rule. */
+/** Matches every version in a payload rule. */
 inline constexpr int kAnyVersion = -1;
 
-/** Which layouts a payload shows, one after the other. The first rule of a category that holds for a report counts. */
+/**
+ * The layouts that a payload is shown with, one after the other. The first rule of the report's category that holds for
+ * it applies.
+ */
 struct PayloadRule {
     std::uint32_t header; ///< category, component, event and type, from the highest byte to the lowest
     HeaderMask mask;
@@ -63,15 +67,15 @@ struct PayloadRule {
 
 // clang-format off
 
-/** Data coming in is followed by the generic layout, data going out is not; intended. */
+/** Incoming data is followed by the generic layout, outgoing data is not. Intended. */
 inline constexpr PayloadRule kVastrelPayloads[] = {
     {0x04000003, kWholeHeader, kAnyVersion, {&kVastrelDataIn, &kEvent}},
     {0x04000103, kWholeHeader, kAnyVersion, {&kVastrelDataOut}},
 };
 
 /**
- * Short data of any other event is shown twice; intended. Context versions 3 and 4 are followed by the generic layout
- * and 5 and 7 are not, which shows nowhere: contexts have no generic layout.
+ * Short data of any other event is shown twice. Intended. Context versions 3 and 4 are followed by the generic layout,
+ * versions 5 and 7 are not. This makes no difference, because contexts have no generic layout.
  */
 inline constexpr PayloadRule kSSHBPayloads[] = {
     {0x0202, kTypeAndEvent, kAnyVersion, {&kSSHBButton, &kShortData}},
@@ -84,7 +88,7 @@ inline constexpr PayloadRule kSSHBPayloads[] = {
     {0x0A,   kTypeAlone,    7,           {&kSSHBContext7}},
 };
 
-/** An event is not followed by the generic layout; intended. The type of a request has none. */
+/** An event is not followed by the generic layout. Intended. The type of a request has no generic layout. */
 inline constexpr PayloadRule kWakePayloads[] = {
     {0x0A00010D, kWholeHeader, kAnyVersion, {&kWakeRequest}},
     {0x0A000203, kWholeHeader, kAnyVersion, {&kWakeEvent}},
@@ -92,23 +96,25 @@ inline constexpr PayloadRule kWakePayloads[] = {
 
 // clang-format on
 
-/** The events of one component. */
+/** The names of one component's events or subjects. */
 struct ComponentEvents {
     std::uint8_t component;
     std::span<const NamedId> names;
 };
 
+/** The execution category names the events of each component separately. */
 inline constexpr ComponentEvents kExecutionEvents[] = {
     {0, kSchedulerEvents}, {1, kFunctionEvents}, {2, kWorkloopEvents}, {3, kCommandEvents}, {4, kExtFunctionEvents},
 };
 
+/** The id of the component "latency", whose events are the checkpoints. */
 inline constexpr std::uint8_t kSSHBLatency = 3;
 
 inline constexpr ComponentEvents kSSHBLatencyEvents[] = {
     {kSSHBLatency, kSSHBCheckpoints},
 };
 
-/** Names of the subjects of SSHB traces by the trace's component; other components name none. */
+/** The names of the subjects of SSHB traces, by the trace's component. Subjects of other components have no names. */
 inline constexpr ComponentEvents kSSHBTraceSubjects[] = {
     {0, kSSHBSubjects}, {1, kSSHBSubjects}, {2, kSSHBSubjects}, {kSSHBLatency, kSSHBCheckpoints}, {4, kSSHBSubjects},
 };
@@ -127,18 +133,19 @@ enum CategoryId : std::uint8_t {
     kWake,
 };
 
-/** Ids without a name are shown as decimal numbers. */
+/** A category. Ids without a name are shown as decimal numbers. */
 struct Category {
-    CategoryId id; ///< its place in the table
+    CategoryId id; ///< its index in the table
     const char *name;
     std::span<const NamedId> components;
-    std::span<const ComponentEvents> events_of_components; ///< of the components that have events of their own
-    std::span<const NamedId> events;                       ///< of every other component
-    std::span<const PayloadRule> payloads;                 ///< before the layout of the type
+    std::span<const ComponentEvents> events_of_components; ///< for the components with their own events
+    std::span<const NamedId> events;                       ///< for every other component
+    std::span<const PayloadRule> payloads;                 ///< applied before the layout of the type
 };
 
 // clang-format off
 
+/** The categories, each at the index of its id. */
 inline constexpr Category kCategories[] = {
     {kExecution, "exec",      kExecutionComponents, kExecutionEvents,   {},               {}},
     {kTrace,     "trace",     kTraceComponents,     {},                 {},               {}},

@@ -1,7 +1,7 @@
 /**
- * The notation in which every record of the QOR is described: a layout is a table of fields in the order in which they
- * are shown, each with its name, its place and how it is read. Everything is little-endian and packed, so a field may
- * lie at any address. Nothing here knows how a line, an object or a column is written.
+ * The notation for all records of the QOR. A layout is a table of fields in the order in which they are shown; each
+ * field has a name, a position and a kind. All numbers are little-endian, and records are packed, so a field may have
+ * any address. Nothing here depends on how a line, an object or a column is written.
  */
 #ifndef QOR_FIELD_H
 #define QOR_FIELD_H
@@ -14,7 +14,7 @@
 
 namespace qor {
 
-/** The integer of type `Integer` at `bytes`, of which sizeof(Integer) are read. `Byte` has the size of one. */
+/** Reads an integer of type `Integer` from the sizeof(Integer) bytes at `bytes`. `Byte` is any type of one byte. */
 template <typename Integer, typename Byte>
 constexpr Integer load_little_endian(const Byte *bytes) {
     static_assert(sizeof(Byte) == 1);
@@ -25,7 +25,7 @@ constexpr Integer load_little_endian(const Byte *bytes) {
     (std::make_index_sequence<sizeof(Integer)>{});
 }
 
-/** Writes the low `size` bytes of `value`, at most 8. */
+/** Writes the low `size` bytes of `value`, at most 8, lowest first. */
 template <typename Byte>
 constexpr void store_little_endian(Byte *bytes, std::uint64_t value, std::size_t size) {
     static_assert(sizeof(Byte) == 1);
@@ -37,29 +37,29 @@ constexpr void store_little_endian(Byte *bytes, std::uint64_t value, std::size_t
 /** How a field's bytes are read. */
 enum class How : std::uint8_t {
     Number,       ///< unsigned, 1, 2, 4 or 8 bytes
-    Signed,       ///< signed, in two's complement, 1, 4 or 8 bytes
+    Signed,       ///< signed, two's complement, 1, 4 or 8 bytes
     Constant,     ///< a fixed number, whatever the record holds
-    Hexadecimal,  ///< a 32-bit number that is shown in hexadecimal
-    Text,         ///< characters up to the first zero byte, or all of them
+    Hexadecimal,  ///< an unsigned 32-bit number, shown in hexadecimal
+    Text,         ///< characters up to the first zero byte or the end of the field
     Bytes,        ///< raw bytes
-    CountedBytes, ///< raw bytes, as many as a 16-bit count in the record says, but never more than `size`
+    CountedBytes, ///< raw bytes: a 16-bit count in the record gives their number, limited to `size`
     FixedPoint,   ///< a signed 32-bit number with `parameter` fraction bits
     Subject       ///< the 32-bit id of an SSHB trace's subject
 };
 
-/** The width that a field's text has unless its row says otherwise: that of its layout. */
+/** The default width of a field: the width of its layout. */
 inline constexpr std::uint8_t kWidthOfLayout = 0xFF;
 
-/** One row of a layout. Offsets are from the start of the record. */
+/** One row of a layout. Offsets are in bytes from the start of the record. */
 struct Field {
     std::string_view name;
     std::uint16_t offset;
-    std::uint16_t size; ///< bytes; for `CountedBytes` the most of them; 0 for `Constant`
+    std::uint16_t size; ///< in bytes; the maximum for `CountedBytes`; 0 for `Constant`
     How how;
     std::uint8_t parameter = 0; ///< Constant: its value; CountedBytes: the count's offset; FixedPoint: fraction bits
-    std::uint8_t width = kWidthOfLayout; ///< characters that its text is right-aligned in; 0 for none
+    std::uint8_t width = kWidthOfLayout; ///< right-aligned in this many characters; 0 for no alignment
 
-    /** The name as a C string: names are literals. */
+    /** The name as a C string. Requires that names are string literals. */
     constexpr const char *key() const { return name.data(); }
 };
 
@@ -86,13 +86,13 @@ constexpr Field fixed_point(std::string_view name, std::uint16_t offset, std::ui
 }
 constexpr Field subject(std::string_view name, std::uint16_t offset) { return {name, offset, 4, How::Subject}; }
 
-/** The same field with a width of its own. */
+/** The field with this width instead of its layout's. */
 constexpr Field wide(Field field, std::uint8_t width) {
     field.width = width;
     return field;
 }
 
-/** Whether no field of a record of `size` bytes leaves it. */
+/** Whether all fields lie within a record of `size` bytes. */
 constexpr bool stay_inside(std::span<const Field> fields, std::size_t size) {
     for (const Field &field : fields) {
         if (field.offset + field.size > size ||
@@ -103,7 +103,7 @@ constexpr bool stay_inside(std::span<const Field> fields, std::size_t size) {
     return true;
 }
 
-/** The number of a field of 1, 2, 4 or 8 bytes in the record at `record`, as its bits stand there. */
+/** Reads a field of 1, 2, 4 or 8 bytes from a record, as an unsigned number. */
 template <typename Byte>
 constexpr std::uint64_t load_number(const Byte *record, const Field &field) {
     const Byte *const place = record + field.offset;
@@ -119,14 +119,14 @@ constexpr std::uint64_t load_number(const Byte *record, const Field &field) {
     }
 }
 
-/** The same of a signed field, with its sign. */
+/** Reads a signed field of 1, 2, 4 or 8 bytes. */
 template <typename Byte>
 constexpr std::int64_t load_signed(const Byte *record, const Field &field) {
     const unsigned unused_bits = 64 - 8u * field.size;
     return static_cast<std::int64_t>(load_number(record, field) << unused_bits) >> unused_bits;
 }
 
-/** A fixed-point number; exact, since a double holds all 32 bits. */
+/** Reads a fixed-point field. Exact, since a double holds all 32 bits. */
 template <typename Byte>
 constexpr double load_fixed_point(const Byte *record, const Field &field) {
     return static_cast<double>(load_signed(record, field)) / static_cast<double>(1u << field.parameter);

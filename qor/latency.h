@@ -1,4 +1,6 @@
-/** The button's latency statistics: the packed record of 330 bytes that the firmware keeps of the last press. */
+/**
+ * The button's latency statistics: a packed record of 330 bytes with the last press and the bounds of the latencies.
+ */
 #ifndef QOR_LATENCY_H
 #define QOR_LATENCY_H
 
@@ -6,7 +8,7 @@
 
 #include "qor/field.h"
 
-/** Times and latencies are in the firmware's ticks. The rows below say where they are; other bytes are not read. */
+/** The record. Times and latencies are in the firmware's ticks. Bytes that no row below describes are not read. */
 struct _SSHBLatencyStatsV2 {
     std::uint8_t bytes[330];
 };
@@ -17,7 +19,7 @@ namespace qor::latency {
 inline constexpr std::uint32_t kProperty = 215;
 inline constexpr std::size_t kSize = sizeof(_SSHBLatencyStatsV2);
 
-// The names are the keys of the snapshot that is made of the record.
+// The names are also the keys of the snapshot of the record.
 // clang-format off
 
 inline constexpr Field kFingerOn                 = u64("finger on ts",                     0);
@@ -34,17 +36,18 @@ inline constexpr Field kMaxBCToPlayAsset         = u64("max_latency_BC_to_PlayAs
 inline constexpr Field kMinTotal                 = u64("min_latency_Total",              314);
 inline constexpr Field kMaxTotal                 = u64("max_latency_Total",              322);
 
-/** The count of clicks stands in the click word above its lowest bit, which is no part of it. */
+/** The number of clicks is in the click word above the lowest bit, which is not part of it. */
 inline constexpr unsigned kClickCountShift = 1;
 
-/** Keys of the dictionaries that hold the press, each of its clicks, and the bounds. */
+/** The keys of the dictionaries in the snapshot: the press, each of its clicks, and the bounds. */
 inline constexpr const char *kPressKey = "last button press";
 inline constexpr const char *kClickKeys[] = {"click 1", "click 2", "click 3"};
 inline constexpr const char *kBoundsKey = "latency";
 
-/** Rows of one click: first of its down edge, then of its up edge. Each of the clicks has them, a stride further on. */
+/** The rows of a click: its down edge, then its up edge. Each click has them, `kClickStride` after the previous one. */
 enum ClickField : std::size_t { kDownLatency, kDown, kDownPlayAsset, kUpLatency, kUp, kUpPlayAsset };
 
+/** "play asset ts" is the key for both edges, so the snapshot keeps the up edge's: intended. */
 inline constexpr Field kClickFields[] = {
     u64("button down to play asset", 184),
     u64("button down ts",             88),
@@ -57,21 +60,21 @@ inline constexpr Field kClickFields[] = {
 // clang-format on
 
 inline constexpr std::size_t kClicks = std::size(kClickKeys);
-inline constexpr std::size_t kClickStride = 16;
+inline constexpr std::size_t kClickStride = 16; ///< bytes
 
-/** A click's row, moved to where click number `click` (from 0) has it. */
+/** A row of `kClickFields` at its offset for click number `click`, counted from 0. */
 constexpr Field of_click(Field field, std::size_t click) {
     field.offset = static_cast<std::uint16_t>(field.offset + click * kClickStride);
     return field;
 }
 
-/** The least and the greatest latency of one kind. */
+/** The minimum and maximum latency of one kind. */
 struct Bounds {
     Field minimum;
     Field maximum;
 };
 
-/** The minima of the first two are those above zero. */
+/** The minima of the first two kinds are the smallest values above zero. */
 inline constexpr Bounds kBounds[] = {
     {kMinFDToBD, kMaxFDToBD},
     {kMinBCToPlayAsset, kMaxBCToPlayAsset},

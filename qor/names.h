@@ -6,8 +6,8 @@
 
 namespace qor {
 
-// Rows by strictly ascending id: look-ups rely on it, and no id may have two names. One id may share its name with
-// others.
+// Each table maps the ids of components, events or subjects to their names. The rows are in strictly ascending order of
+// the ids, because look-ups rely on it, and no id may have two names. Several ids may have the same name.
 
 inline constexpr NamedId kExecutionComponents[] = {
     {0, "scheduler"}, {1, "function"}, {2, "workloop"}, {3, "command"}, {4, "extfunction"}, {5, "timing"},

@@ -1,6 +1,6 @@
 /**
- * What the 32 payload bytes of a report hold: a layout for each kind of payload. `qor/categories.h` says which report
- * has which.
+ * The layouts of a report's payload (32 bytes from offset 16), one for each kind of payload. `qor/categories.h` assigns
+ * them to reports.
  */
 #ifndef QOR_PAYLOAD_LAYOUTS_H
 #define QOR_PAYLOAD_LAYOUTS_H
@@ -10,19 +10,19 @@
 
 namespace qor {
 
-/** A payload's fields in the order in which they are shown. */
+/** A payload's fields, in the order in which they are shown. Offsets are from the start of the report. */
 struct Layout {
     std::string_view name; ///< unique
     std::span<const Field> fields;
-    std::uint8_t width; ///< characters that the text of a field is right-aligned in; 0 for none
+    std::uint8_t width; ///< fields are right-aligned in this many characters; 0 for no alignment
 
-    /** The width of one of the fields. */
+    /** The width of one of the layout's fields. */
     constexpr std::uint8_t width_of(const Field &field) const {
         return field.width == kWidthOfLayout ? width : field.width;
     }
 };
 
-// One row a field, to be checked against the firmware's description.
+// One row for each field, so that the tables are easily checked against the firmware's description.
 // clang-format off
 
 inline constexpr Field kLongDataFields[] = {
@@ -59,7 +59,7 @@ inline constexpr Field kEventFields[] = {
 };
 inline constexpr Layout kEvent = {"event", kEventFields, 10};
 
-/** "thread-id" and "arg" show one word; intended. */
+/** "thread-id" and "arg" show the same word. Intended. */
 inline constexpr Field kTriggerFields[] = {
     wide(constant("trigger", 1), 0),
     u32("thread-id", 20),
@@ -98,7 +98,7 @@ inline constexpr Field kExtFunctionFields[] = {
 };
 inline constexpr Layout kExtFunction = {"extfunction", kExtFunctionFields, 10};
 
-/** "entry" shows the bytes of "entry-id" as a short tag; intended. */
+/** "entry" shows the bytes of "entry-id" as a short text. Intended. */
 inline constexpr Field kAnnotationFields[] = {
     u64("global-id", 16),
     u64("entry-id", 24),
@@ -127,7 +127,7 @@ inline constexpr Field kSSHBTraceFields[] = {
 };
 inline constexpr Layout kSSHBTrace = {"sshb-trace", kSSHBTraceFields, 10};
 
-/** Byte 21 is skipped; intended. */
+/** Byte 21 is not shown. Intended. */
 inline constexpr Field kSSHBButtonFields[] = {
     u8("reportID", 18),
     u8("buttonState", 19),
@@ -255,7 +255,7 @@ inline constexpr Field kSSHBContext7Fields[] = {
 };
 inline constexpr Layout kSSHBContext7 = {"sshb-context-7", kSSHBContext7Fields, 0};
 
-/** The vector rereads the first three arguments; intended. */
+/** The vector shows the first three arguments again, with 16 fraction bits. Intended. */
 inline constexpr Field kVastrelDataInFields[] = {
     u32("arg1", 16),
     u32("arg2", 20),
@@ -269,6 +269,7 @@ inline constexpr Field kVastrelDataInFields[] = {
 };
 inline constexpr Layout kVastrelDataIn = {"vastrel-data-in", kVastrelDataInFields, 10};
 
+/** The same with 12 fraction bits. */
 inline constexpr Field kVastrelDataOutFields[] = {
     u32("arg1", 16),
     u32("arg2", 20),

@@ -1,4 +1,4 @@
-/** The 48-byte profile report: its header, and how its fields are read. */
+/** The 48-byte profile report and its header. */
 #ifndef QOR_REPORT_H
 #define QOR_REPORT_H
 
@@ -12,7 +12,7 @@ namespace qor {
 
 inline constexpr std::size_t kReportSize = 48;
 
-/** The header. The payload follows it, up to the report's end. */
+/** The fields of the header. The payload is the rest of the report. */
 namespace header {
 
 inline constexpr Field kTypeId = u8("type-id", 0);
@@ -30,15 +30,15 @@ inline constexpr std::size_t kPayloadSize = kReportSize - kPayloadOffset;
 } // namespace qor
 
 /**
- * One report: a header of 16 bytes and 32 bytes of payload, whose layout the category and the type choose. Bytes only,
- * so it may lie at any address; buffers of reports are packed with a stride of 48 bytes.
+ * One report: a header of 16 bytes and a payload of 32 bytes, whose layout depends on the four ids. It consists of
+ * bytes only, so it may have any address. Reports in a buffer have a stride of 48 bytes.
  */
 struct _QorProfileReport {
     static constexpr std::size_t kSize = qor::kReportSize;
 
     std::uint8_t bytes[kSize];
 
-    /** A copy of the 48 bytes at `report`, which may have any alignment. */
+    /** Copies the 48 bytes at `report`, which may have any alignment. */
     static _QorProfileReport copied_from(const void *report) {
         _QorProfileReport copy;
         std::memcpy(copy.bytes, report, kSize);
@@ -50,14 +50,14 @@ struct _QorProfileReport {
         return qor::load_little_endian<Integer>(bytes + offset);
     }
 
-    /** The four ids as one word: type in the lowest byte, then event, component and category. */
+    /** The four ids as one word: the type in the lowest byte, then the event, the component and the category. */
     constexpr std::uint32_t header() const { return at<std::uint32_t>(0); }
     constexpr std::uint8_t type_id() const { return bytes[qor::header::kTypeId.offset]; }
     constexpr std::uint8_t event_id() const { return bytes[qor::header::kEventId.offset]; }
     constexpr std::uint8_t component_id() const { return bytes[qor::header::kComponentId.offset]; }
     constexpr std::uint8_t category_id() const { return bytes[qor::header::kCategoryId.offset]; }
     constexpr std::uint32_t sequence_num() const { return at<std::uint32_t>(qor::header::kSequenceNum.offset); }
-    /** Microseconds of the coprocessor's clock. */
+    /** In microseconds of the coprocessor's clock. */
     constexpr std::uint64_t timestamp() const { return at<std::uint64_t>(qor::header::kTimestamp.offset); }
 };
 

@@ -1,4 +1,4 @@
-/** What a sensor's driver answers: its properties, its clients, its registers, and its tagged extra data. */
+/** The replies of a sensor's driver: properties, clients, registers, and tagged extra data. */
 #ifndef QOR_SENSOR_H
 #define QOR_SENSOR_H
 
@@ -8,11 +8,11 @@
 
 namespace qor::sensor {
 
-/** A property of the driver, and the key of the snapshot that shows it. */
+/** A property of the driver, and its key in the snapshot. */
 struct Property {
     const char *key;
     std::uint32_t id;
-    std::uint16_t size; ///< bytes; of texts and registers the most of them
+    std::uint16_t size; ///< in bytes; the maximum for texts and registers
 };
 
 // clang-format off
@@ -32,11 +32,11 @@ inline constexpr Property kStartupTime             = {"startupTime",            
 inline constexpr Property kRegisters               = {"registers",                          56, 128};
 inline constexpr Property kCalibrationComplete     = {"calibrationComplete",                61,   4};
 inline constexpr Property kSystickInterval         = {"systickInterval",                    64,   4};
-/** One key for each of its fields, see `kBatchIntervalFields`. */
+/** Has one key for each of its fields: see `kBatchIntervalFields`. */
 inline constexpr Property kBatchIntervals          = {nullptr,                              67,  20};
 inline constexpr Property kLocation                = {"location",                           68,   5};
 
-/** Properties of tagged extra data; one key for each line in them: the prefix and a number. */
+/** Properties with tagged extra data. Each of their lines has a key: this prefix and a number. */
 inline constexpr Property kExtraData[] = {
     {"extra", 57, 256},
     {"extra", 58, 256},
@@ -44,10 +44,11 @@ inline constexpr Property kExtraData[] = {
     {"extra", 60, 256},
 };
 
-/** Keys of the snapshot that no property stands behind. */
+/** Keys of the snapshot whose values do not come from properties. */
 inline constexpr const char *kSensorTypeKey = "sensorType";
 inline constexpr const char *kEventsKey = "APEvents";
 
+/** The fields of `kBatchIntervals`. The names are the keys of the snapshot. */
 inline constexpr Field kBatchIntervalFields[] = {
     u32("sensorBatchInterval",  0),
     u32("muxBatchInterval",     4),
@@ -56,32 +57,32 @@ inline constexpr Field kBatchIntervalFields[] = {
     u32("endpointBatchCount",  16),
 };
 
-/** A letter, zero for no location, and the number of an alternative. */
+/** The fields of `kLocation`: a letter, zero for no location, and the number of an alternative. */
 inline constexpr Field kLocationName      = text("name", 0, 1);
 inline constexpr Field kLocationAlternate = s32("alternate", 1);
 
-/** Row by row. */
+/** Matrices are stored row by row. Calibration and compass have 16 fraction bits; the orientation has signed bytes. */
 inline constexpr std::size_t kMatrixElements = 9;
 inline constexpr Field kMatrixElement      = fixed_point("", 0, 16);
 inline constexpr Field kOrientationElement = s8("", 0);
-/** x, y, z. */
+/** The offset is stored as x, y, z. */
 inline constexpr std::size_t kOffsetElements = 3;
 inline constexpr Field kOffsetElement = s32("", 0);
 
-/** A count of entries, then the entries. */
+/** The property `kRegisters`: a count of entries, then the entries. Snapshots show every second entry: intended. */
 inline constexpr Field kRegisterCount  = u32("count", 0);
 inline constexpr Field kRegisterNumber = u16("register", 0);
 inline constexpr Field kRegisterValue  = u16("value", 2);
 inline constexpr std::size_t kRegisterSize = 4;
 inline constexpr std::size_t kMostRegisters = (kRegisters.size - kRegisterCount.size) / kRegisterSize;
 
-/** The driver command that lists the sensor's clients, and the prefix of their keys. */
+/** The driver command that returns the sensor's clients, and the prefix of their keys. */
 inline constexpr std::uint32_t kClientsCommand = 57;
 inline constexpr const char *kClientKey = "client";
 
 inline constexpr Field kClientName  = text("name", 0, 12);
 inline constexpr Field kClientInUse = u8("in_use", 28);
-/** A client's settings in the order in which they are shown. */
+/** A client's settings, in the order in which they are shown. */
 inline constexpr Field kClientSettings[] = {
     s32("report",    12),
     s32("batch",     16),
@@ -93,14 +94,14 @@ inline constexpr std::size_t kMostClients = 16;
 
 // clang-format on
 
-/** The tag before each item of extra data. */
+/** The tag byte before each item of extra data. */
 enum Tag : std::uint8_t {
-    kNumber32 = 0,    ///< a signed number of 4 bytes
-    kNumber64 = 1,    ///< a signed number of 8 bytes
-    kText = 2,        ///< characters up to a zero byte
-    kEndOfLine = 3,   ///< what follows belongs to the next line
-    kHexadecimal = 4, ///< numbers that follow are shown in hexadecimal
-    kDecimal = 5      ///< numbers that follow are shown in decimal, as at the start
+    kNumber32 = 0,    ///< followed by a signed number of 4 bytes
+    kNumber64 = 1,    ///< followed by a signed number of 8 bytes
+    kText = 2,        ///< followed by characters up to a zero byte
+    kEndOfLine = 3,   ///< the items that follow belong to the next line
+    kHexadecimal = 4, ///< the numbers that follow are shown in hexadecimal
+    kDecimal = 5      ///< the numbers that follow are shown in decimal, the default
 };
 
 static_assert(stay_inside(kBatchIntervalFields, kBatchIntervals.size));

@@ -1,4 +1,4 @@
-// The event-queue counters that the driver publishes in the registry, as a line of the sensor's snapshot.
+// Adds the event-queue counters that the driver publishes in the registry to the sensor's snapshot, as one line.
 
 #include <cstdio>
 
@@ -14,14 +14,14 @@ using platform::OwnedValue;
 
 namespace {
 
-/** The first child in the service plane; null, whatever the look-up stored, when it failed. */
+/** The first child in the service plane. Null if the look-up failed, whatever it stored. */
 OwnedEntry copyFirstChild(RvRegistryEntry entry) {
     RvRegistryEntry child = 0;
     RvStatus kr = RvRegistryEntryCopyChild(entry, kRvServicePlane, &child);
     return OwnedEntry(kr == kRvStatusSuccess ? child : 0);
 }
 
-/** The event-queue counters, each at its default until a "DebugState" says otherwise. */
+/** The event-queue counters. Each keeps its default unless a "DebugState" contains it. */
 struct EventCounters {
     int32_t numEvents = -1;
     int64_t enqueued = -1;
@@ -30,7 +30,7 @@ struct EventCounters {
     int64_t lastDroppedEventTime = 0;
 };
 
-/** The entry's "DebugState"; one that is no dictionary answers every key with nothing. */
+/** The entry's "DebugState". If it is not a dictionary, look-ups in it find nothing. */
 OwnedValue copyDebugState(const OwnedEntry &entry) {
     return OwnedValue(RvRegistryEntryCopyProperty(entry.get(), qor::driver::kDebugState));
 }
@@ -49,7 +49,7 @@ EventCounters readEventCounters(const OwnedEntry &driver, const OwnedEntry &user
     return counters;
 }
 
-/** Nanoseconds, taken as unsigned, in seconds. */
+/** Converts nanoseconds, read as unsigned, to seconds. */
 double seconds(int64_t nanoseconds) { return static_cast<double>(static_cast<uint64_t>(nanoseconds)) / 1e9; }
 
 } // namespace
@@ -69,7 +69,7 @@ void OndreQORHIDStatistics::addAPEvents(TvMutableDictionaryRef dictionary, RvReg
     }
 
     const EventCounters counters = readEventCounters(driver, uc);
-    // The two "delta" fields are the last times themselves, in seconds, not differences: intended.
+    // The two "delta" fields show the last times themselves, in seconds, not differences. Intended.
     char text[256];
     std::snprintf(text, sizeof text, "%d [enqueued=%d dropped=%d; event_delta=%s dropped_delta=%s]\n",
                   counters.numEvents, static_cast<int32_t>(counters.enqueued), counters.dropped,

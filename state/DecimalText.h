@@ -1,4 +1,4 @@
-/** A number with six decimals as text, rounded as `printf` rounds "%f", whatever the locale. */
+/** A number as text with six decimals, rounded as by `printf` with "%f", independent of the locale. */
 #pragma once
 
 #include <charconv>
@@ -7,8 +7,8 @@
 class DecimalText {
 public:
     /**
-     * @param value  below 10^12 in magnitude: seconds of a 64-bit count of nanoseconds, fixed-point numbers. A number
-     *               whose text does not fit has an empty one.
+     * @param value  below 10^12 in magnitude, as are the seconds in a 64-bit count of nanoseconds and fixed-point
+     * numbers. If the text does not fit, it is empty.
      */
     explicit DecimalText(double value) {
         const std::to_chars_result result =
@@ -18,6 +18,6 @@ public:
     const char *get() const { return _text; }
 
 private:
-    /** A sign, 12 digits, the point, six decimals and the terminating zero: 21. */
+    /** Needs 21: a sign, 12 digits, the point, six decimals and the terminating zero. */
     char _text[24];
 };

@@ -1,6 +1,6 @@
 /**
- * Setters of the snapshots: put a value under a key, and leave the key out without a word when the key or the
- * value cannot be made.
+ * Setters for the snapshots' dictionaries. If the key or the value cannot be created, they leave the key out and report
+ * nothing.
  */
 #pragma once
 
@@ -8,11 +8,11 @@
 
 #include "platform/TvValues.h"
 
-/** A signed 32-bit number of the same bits. */
+/** Sets a signed 32-bit number with the bits of `value`. */
 void setNumber32(TvMutableDictionaryRef dictionary, const char *key, uint32_t value);
 
-/** A signed 64-bit number of the same bits. */
+/** Sets a signed 64-bit number with the bits of `value`. */
 void setNumber64(TvMutableDictionaryRef dictionary, const char *key, uint64_t value);
 
-/** A string of ASCII text; text with a byte above 127 cannot be made. The key is UTF-8. */
+/** Sets an ASCII string. Text with a byte above 127 is not ASCII, so its key is left out. The key itself is UTF-8. */
 void setText(TvMutableDictionaryRef dictionary, const char *key, const char *text);

@@ -8,7 +8,7 @@
 
 namespace {
 
-/** A line being gathered, of at most 1023 characters. */
+/** A line under construction, of at most 1023 characters. */
 class Line {
 public:
     const char *text() const { return _text; }
@@ -18,12 +18,12 @@ public:
         _text[0] = '\0';
     }
 
-    /** Numbers may fill the line. */
+    /** Appends a number, truncated at the end of the line. */
     void appendNumber(const char *digits) { append(digits, std::strlen(digits), kLimit - _length); }
 
     /**
-     * Texts are cut earlier: the limit, 1023 less what is there, counts what is there once more and the
-     * terminating zero. Intended.
+     * Appends a text, truncated earlier than a number. The limit for the line is 1023 minus its present length, and
+     * the present length and a terminating zero count against it again. Intended.
      */
     void appendText(const char *text, size_t length) {
         const size_t size = kLimit - _length;
@@ -44,7 +44,7 @@ private:
     size_t _length = 0;
 };
 
-/** The items of one property, one after another. */
+/** A walk over the items of one property. */
 class Walk {
 public:
     Walk(const uint8_t *data, uint64_t length)
@@ -107,7 +107,7 @@ private:
         line.appendNumber(digits);
     }
 
-    /** Zeros behind the capacity for an item that starts at its last byte. */
+    /** Zero after the capacity, for an item that starts at its last byte. */
     uint8_t _data[kExtraDataCapacity + sizeof(int64_t)] = {};
     size_t _length;
     size_t _position = 0;
@@ -121,7 +121,7 @@ void walkExtraData(const uint8_t *data, uint64_t length, const std::function<voi
     bool endOfLine = false;
     for (Walk walk(data, length); walk.hasNext();) {
         if (endOfLine) {
-            // Also an empty line, as long as any item follows the mark: intended.
+            // An empty line is emitted as well, provided that another item follows the mark. Intended.
             emit(line.text());
             line.clear();
             endOfLine = false;

@@ -1,4 +1,4 @@
-// The handler entries that a service registers: thin closures that filter requests by kind.
+// Registers the state-capture handlers of a service: closures that filter requests by kind.
 
 #include <new>
 
@@ -7,7 +7,7 @@
 
 namespace {
 
-/** What an entry captures. The plug-in object and the context outlive every call of the entry. */
+/** The data that a handler captures. The plug-in object and the context outlive every call of the handler. */
 struct HandlerEntry {
     OndreQORHIDStatistics *plugIn;
     Context *context;
@@ -17,7 +17,7 @@ struct HandlerEntry {
 
 void releaseEntry(void *entry) { delete static_cast<HandlerEntry *>(entry); }
 
-/** Hands an entry to the service, which owns it from then on. Without memory nothing is registered. */
+/** Registers a handler with an entry, which the service owns. If memory is exhausted, registers nothing. */
 void addHandler(RvQueueRef queue, RvStateCaptureHandler handler, const HandlerEntry &entry) {
     if (auto *captured = new (std::nothrow) HandlerEntry(entry)) {
         RvStateCaptureAddHandler(queue, handler, captured, releaseEntry);
@@ -26,7 +26,7 @@ void addHandler(RvQueueRef queue, RvStateCaptureHandler handler, const HandlerEn
 
 using SnapshotHandler = RvStateCaptureRecord *(OndreQORHIDStatistics::*)(const RvStateCaptureHints *, Context *);
 
-/** An entry of a snapshot that only an explicit request gets. */
+/** The handler of a snapshot that is taken only on an explicit request. */
 template <SnapshotHandler handler>
 RvStateCaptureRecord *answerRequest(const RvStateCaptureHints *hints, void *captured) {
     if (hints->kind != kRvStateCaptureRequest) {
@@ -36,10 +36,10 @@ RvStateCaptureRecord *answerRequest(const RvStateCaptureHints *hints, void *capt
     return (entry->plugIn->*handler)(hints, entry->context);
 }
 
-/** How many reports one raw-debug entry reads at most. */
+/** The maximum number of reports that one raw-debug entry reads. */
 constexpr uint32_t kReportsPerEntry = 32;
 
-/** Raw debug data goes out with faults too. The context is captured but not passed on: intended. */
+/** Raw debug data is also captured after faults. The context is captured but not passed on. Intended. */
 RvStateCaptureRecord *answerRawDebug(const RvStateCaptureHints *hints, void *captured) {
     if (hints->kind < kRvStateCaptureFault) {
         return nullptr;

@@ -19,7 +19,7 @@ namespace {
 
 constexpr size_t kTitleSize = sizeof RvStateCaptureRecord::title;
 
-/** The source of a number; null when there is none. */
+/** The source with this number; null if there is none. */
 const driver::ReportSource *sourceOf(uint32_t number) {
     for (const driver::ReportSource *source : driver::kReportSources) {
         if (source->number == number) {
@@ -29,7 +29,7 @@ const driver::ReportSource *sourceOf(uint32_t number) {
     return nullptr;
 }
 
-/** The array of the descriptions that can be made, in report order; null when there is no array. */
+/** The descriptions that can be created, in the order of the reports; null if the array cannot be created. */
 OwnedMutableValue copyDescriptions(const uint8_t *reports, size_t reportCount) {
     OwnedMutableValue array(TvArrayCreateMutable());
     if (!ASSERTION_HOLDS_AT(array, 1093)) {
@@ -67,7 +67,7 @@ RvStateCaptureRecord *OndreQORHIDStatistics::stateHandler_RawDebugData(const RvS
         kr = performNamedServiceCommand(from->service, from->selector, nullptr, 0, reports.get(), &length);
         read = ASSERTION_HOLDS_AT(kr == 0, from == &driver::kDriverReports ? 1077 : 1082);
     }
-    // What the driver reports is its own word: reading stops at the buffer's end.
+    // The length that the driver reports may exceed the capacity: reading stops at the end of the buffer.
     const size_t reportCount = std::min(length, capacity) / kQorProfileReportSize;
     if (!read || reportCount == 0) {
         return nullptr;

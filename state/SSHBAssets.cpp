@@ -1,4 +1,4 @@
-// The button's haptic assets snapshot.
+// The snapshot of the button's haptic assets.
 
 #include <cstdio>
 #include <cstring>
@@ -17,7 +17,7 @@ namespace {
 
 constexpr size_t kAssetsCapacity = 4096;
 
-/** Writes "NAME=VALUE" and says how long that is. */
+/** Writes "NAME=VALUE" and returns its length. */
 int formatField(char *text, size_t room, const uint8_t *asset, const qor::Field &field) {
     if (field.how == qor::How::FixedPoint) {
         const DecimalText value(qor::load_fixed_point(asset, field));
@@ -31,7 +31,7 @@ int formatField(char *text, size_t room, const uint8_t *asset, const qor::Field 
 void setAsset(const OwnedMutableValue &dictionary, const char *speed, const char *event, const uint8_t *asset) {
     char key[64];
     std::snprintf(key, sizeof key, "%s-%s", speed, event);
-    // Five names and the longest numbers take 110 characters.
+    // Five names with the longest numbers take 110 characters.
     char text[128];
     char *end = text;
     for (const qor::Field &field : assets::kFields) {

@@ -1,4 +1,4 @@
-// The button's latency statistics snapshot.
+// The snapshot of the button's latency statistics.
 
 #include "platform/Owned.h"
 #include "plugin/OndreQORHIDStatistics.h"
@@ -17,14 +17,14 @@ void setDictionary(const OwnedMutableValue &dictionary, const char *key, const O
     TvDictionarySetValue(dictionary.get(), name.get(), value.get());
 }
 
-/** A field of 64 bits under its name. */
+/** Sets a 64-bit field with its name as the key. */
 void setField(const OwnedMutableValue &dictionary, const _SSHBLatencyStatsV2 &stats, const qor::Field &field) {
     setNumber64(dictionary.get(), field.key(), qor::load_number(stats.bytes, field));
 }
 
 /**
- * Both edges of a click. "play asset ts" stands under the same key for both, so that the later, the up edge's, is what
- * remains: intended.
+ * Sets the fields of both edges of a click. "play asset ts" is the key for both edges, so the value of the up edge,
+ * which is set later, replaces that of the down edge. Intended.
  */
 void setClick(const OwnedMutableValue &press, const _SSHBLatencyStatsV2 &stats, size_t click) {
     OwnedMutableValue dictionary(TvDictionaryCreateMutable());
@@ -83,7 +83,7 @@ TvMutableDictionaryRef OndreQORHIDStatistics::copySSHBStatistics(const _SSHBLate
     return state.detach();
 }
 
-/** However few bytes the driver returns, all of the record is read: the rest of it is zero. */
+/** Reads the whole record even if the driver returns fewer bytes; the rest is zero. */
 RvStateCaptureRecord *OndreQORHIDStatistics::stateHandler_SSHBStats(const RvStateCaptureHints * /*hints*/,
                                                                     Context *context) {
     _SSHBLatencyStatsV2 stats{};

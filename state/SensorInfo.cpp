@@ -1,4 +1,4 @@
-// The sensor information snapshot: what a sensor is, how it is set, and who uses it.
+// The snapshot of a sensor: its identity, its settings and its clients.
 
 #include <algorithm>
 #include <cstdio>
@@ -27,14 +27,14 @@ public:
     SensorReader(OndreQORHIDStatistics &plugIn, Context *context, TvMutableDictionaryRef state)
         : _plugIn(plugIn), _context(context), _state(state) {}
 
-    /** A word that cannot be read is 0xFFFFFFFF. */
+    /** If the word cannot be read, the value is 0xFFFFFFFF. */
     void putWord(const sensor::Property &property) {
         uint32_t value = 0;
         _plugIn.getPropertyU32(_context, property.id, &value, UINT32_MAX);
         setNumber32(_state, property.key, value);
     }
 
-    /** Text of 32 bytes at most, with or without a terminating zero. */
+    /** A text of at most 32 bytes, with or without a terminating zero. */
     void putName(const sensor::Property &property) {
         uint8_t name[32 + 1] = {};
         read(property, name);
@@ -95,7 +95,7 @@ public:
         setText(_state, sensor::kOrientationMatrix.key, text);
     }
 
-    /** Only every second entry is printed, while the count counts entries: both intended. */
+    /** Prints only every second entry, although the count is that of all entries. Both are intended. */
     void putRegisters() {
         uint8_t bytes[sensor::kRegisters.size] = {};
         read(sensor::kRegisters, bytes);
@@ -105,7 +105,7 @@ public:
         size_t length = 0;
         for (size_t i = 0; i < count; i += 2) {
             const uint8_t *entry = bytes + sensor::kRegisterCount.size + i * sensor::kRegisterSize;
-            // Sixteen entries of eleven characters always fit.
+            // Sixteen entries of at most eleven characters always fit.
             length += static_cast<size_t>(
                 std::snprintf(text + length, sizeof text - length, "R%02x=%02x ",
                               static_cast<unsigned>(qor::load_number(entry, sensor::kRegisterNumber)),
@@ -114,7 +114,7 @@ public:
         setText(_state, sensor::kRegisters.key, text);
     }
 
-    /** One number runs through the lines of all four properties, also over lines that cannot be put. */
+    /** Numbers the lines consecutively across all four properties, including lines that cannot be set. */
     void putExtraData() {
         int lineNumber = 0;
         for (const sensor::Property &property : sensor::kExtraData) {
@@ -128,11 +128,11 @@ public:
                 std::snprintf(key, sizeof key, "%s%d", property.key, lineNumber++);
                 setText(_state, key, line);
             };
-            walkExtraData(data, length, std::ref(putLine)); // by reference: a copy might need memory
+            walkExtraData(data, length, std::ref(putLine)); // by reference: copying it might allocate memory
         }
     }
 
-    /** Clients keep their record's number where records before them are not in use. */
+    /** A client's number is that of its record, even if earlier records are not in use. */
     RvStatus putClients() {
         uint8_t clients[sensor::kMostClients * sensor::kClientSize] = {};
         size_t size = sizeof clients;
@@ -151,7 +151,7 @@ public:
     }
 
 private:
-    /** Leaves what the driver does not fill in as it is. */
+    /** Reads a property into `bytes`. Bytes that the driver does not write are unchanged. */
     template <size_t capacity>
     void read(const sensor::Property &property, uint8_t (&bytes)[capacity]) {
         _plugIn.getProperty(_context, property.id, bytes, property.size, nullptr);
@@ -161,7 +161,7 @@ private:
         return static_cast<int>(qor::load_signed(record, field));
     }
 
-    /** The name ends at its first zero or fills its field. */
+    /** The name ends at its first zero byte or at the end of its field. */
     void putClient(int index, const uint8_t *client) {
         char key[32];
         std::snprintf(key, sizeof key, "%s%d", sensor::kClientKey, index);
@@ -182,7 +182,7 @@ private:
 
 } // namespace
 
-/** The name, in the service plane, of what stands above the driver. False ends the snapshot. */
+/** Sets the sensor's type: the name of the driver's parent in the service plane. False ends the snapshot. */
 bool OndreQORHIDStatistics::putSensorType(Context *context, TvMutableDictionaryRef state) {
     RvRegistryEntry found = 0;
     RvStatus kr = RvRegistryEntryCopyParent(context->_driver._service, kRvServicePlane, &found);

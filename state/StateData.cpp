@@ -1,4 +1,4 @@
-// A typed value becomes a state-capture record.
+// Creates a state-capture record from a typed value.
 
 #include <algorithm>
 #include <bit>
@@ -9,7 +9,7 @@
 #include "platform/Owned.h"
 #include "plugin/OndreQORHIDStatistics.h"
 
-// The record's integers are little-endian, and are stored here as the machine has them.
+// The record's integers are little-endian, and are stored here in the machine's byte order.
 static_assert(std::endian::native == std::endian::little);
 static_assert(offsetof(RvStateCaptureRecord, title) == 136);
 static_assert(offsetof(RvStateCaptureRecord, payload) == 200);
