@@ -178,7 +178,8 @@ Bytes latency_statistics(const DescriptionValue &value) {
     write_fields(statistics, kLatencyFields, table);
     const std::vector<DescriptionTable> clicks = table.tables("click", "a click", edge_pair_keys());
     if (clicks.size() > latency::kClicks) {
-        throw clicks[latency::kClicks].error("\"click\" must have at most 3 elements");
+        throw clicks[latency::kClicks].error("\"click\" must have at most " + std::to_string(latency::kClicks) +
+                                             " elements");
     }
     for (std::size_t click = 0; click < clicks.size(); ++click) {
         write_click(statistics, click, clicks[click]);
@@ -316,7 +317,8 @@ Bytes registers(const DescriptionValue &value) {
     const DescriptionTable table = value.table("the registers", {kRegisterCount.key, "entry"});
     const std::vector<DescriptionTable> entries = table.tables("entry", "a register", keys_of(kRegisterFields));
     if (entries.size() > sensor::kMostRegisters) {
-        throw entries[sensor::kMostRegisters].error("\"entry\" must have at most 31 elements");
+        throw entries[sensor::kMostRegisters].error("\"entry\" must have at most " +
+                                                    std::to_string(sensor::kMostRegisters) + " elements");
     }
     constexpr std::size_t kCountSize = sensor::kRegisterCount.size;
     Bytes made(kCountSize + entries.size() * sensor::kRegisterSize);
@@ -393,7 +395,8 @@ Bytes extra_data(const DescriptionValue &value) {
     for (const DescriptionValue &item : value.elements("items")) {
         append_item(made, item);
         if (made.size() > kExtraSize) {
-            throw item.error("must make at most 256 bytes; this item ends at byte " + std::to_string(made.size()));
+            throw item.error("must make at most " + std::to_string(kExtraSize) + " bytes; this item ends at byte " +
+                             std::to_string(made.size()));
         }
     }
     return made;
@@ -445,7 +448,8 @@ constexpr Described kClientFields[] = {
 Bytes clients(const DescriptionValue &value) {
     const std::vector<DescriptionValue> records = value.elements("tables");
     if (records.size() > sensor::kMostClients) {
-        throw records[sensor::kMostClients].error("must have at most 16 elements");
+        throw records[sensor::kMostClients].error("must have at most " + std::to_string(sensor::kMostClients) +
+                                                  " elements");
     }
     Bytes made(records.size() * sensor::kClientSize);
     for (std::size_t i = 0; i < records.size(); ++i) {
