@@ -60,12 +60,10 @@ inline constexpr Field kBatchIntervalFields[] = {
 inline constexpr Field kLocationName      = text("name", 0, 1);
 inline constexpr Field kLocationAlternate = s32("alternate", 1);
 
-/** Row by row. */
-inline constexpr std::size_t kMatrixElements = 9;
+/** Nine of them, row by row. */
 inline constexpr Field kMatrixElement      = fixed_point("", 0, 16);
 inline constexpr Field kOrientationElement = s8("", 0);
-/** x, y, z. */
-inline constexpr std::size_t kOffsetElements = 3;
+/** Three of them: x, y, z. */
 inline constexpr Field kOffsetElement = s32("", 0);
 
 /** A count of entries, then the entries. */
