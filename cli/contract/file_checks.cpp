@@ -6,7 +6,6 @@
 #include <cstring>
 #include <iterator>
 #include <string>
-#include <string_view>
 #include <thread>
 #include <vector>
 

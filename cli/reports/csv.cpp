@@ -1,6 +1,5 @@
 #include "cli/reports/csv.h"
 
-#include <string>
 
 #include "cli/reports/json_values.h"
 #include "cli/reports/payload_json.h"

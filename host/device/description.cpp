@@ -4,7 +4,6 @@
 #include <iterator>
 #include <limits>
 #include <new>
-#include <set>
 #include <string_view>
 
 #include "host/TvValues.h"
