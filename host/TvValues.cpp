@@ -159,7 +159,7 @@ void drop(TvRef value, TvValue *&dead) {
         return;
     }
     if (value->references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
-        // Nobody else refers to the value now, and it was allocated mutable.
+        // There is no other reference to the value now, and it was allocated mutable.
         auto *last = const_cast<TvValue *>(value);
         last->next_dead = dead;
         dead = last;
