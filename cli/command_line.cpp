@@ -18,7 +18,6 @@
 #include "cli/arguments/wrong_use.h"
 #include "cli/terminal/output.h"
 #include "cli/verbs.h"
-#include "host/error.h"
 
 namespace cli {
 namespace {

@@ -22,6 +22,8 @@
 namespace cli {
 namespace {
 
+namespace analytics = qor::analytics;
+
 /**
  * The smallest device on which the plug-in installs its analytics callback: a driver two levels below a device, and a
  * service of that driver.
@@ -65,10 +67,10 @@ struct PublishArguments {
 
 std::vector<std::byte> read_batch(const std::string &argument) {
     std::vector<std::byte> batch = read_input(argument);
-    if (const std::size_t rest = batch.size() % qor::analytics::kEntrySize; rest != 0) {
+    if (const std::size_t rest = batch.size() % analytics::kEntrySize; rest != 0) {
         throw host::Error(input_name(argument), "byte " + std::to_string(batch.size() - rest),
-                          "not a whole entry of 7 bytes: " + std::to_string(rest) + " of " +
-                              std::to_string(batch.size()) + " bytes are left over");
+                          "not a whole entry of " + std::to_string(analytics::kEntrySize) + " bytes: " +
+                              std::to_string(rest) + " of " + std::to_string(batch.size()) + " bytes are left over");
     }
     return batch;
 }
@@ -91,10 +93,10 @@ std::string summarise(std::span<const std::byte> batch) {
     std::size_t applied = 0;
     std::size_t without_operation = 0;
     std::size_t of_other_version = 0;
-    for (; !batch.empty(); batch = batch.subspan(qor::analytics::kEntrySize)) {
-        if (batch[0] != std::byte{qor::analytics::kVersion}) {
+    for (; !batch.empty(); batch = batch.subspan(analytics::kEntrySize)) {
+        if (batch[analytics::kEntryVersion.offset] != std::byte{analytics::kVersion}) {
             ++of_other_version;
-        } else if (batch[1] == std::byte{qor::analytics::kNone}) {
+        } else if (batch[analytics::kEntryOperation.offset] == std::byte{analytics::kNone}) {
             ++without_operation;
         } else {
             ++applied;

@@ -13,7 +13,6 @@
 #include <system_error>
 #include <thread>
 #include <utility>
-#include <vector>
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -220,7 +219,7 @@ struct NotificationReceiver::State {
         }
     }
 
-    /** Removes the socket of an earlier process with the same ID, unless somebody listens on it. */
+    /** Removes the socket of an earlier process with the same ID, unless a process listens on it. */
     void remove_leftover() const {
         if (send_name(path, "") == ECONNREFUSED) {
             ::unlink(path.c_str());

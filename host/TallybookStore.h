@@ -7,9 +7,7 @@
  */
 #pragma once
 
-#include <cstdint>
 #include <functional>
-#include <memory>
 #include <string>
 
 #include "host/error.h"
@@ -45,7 +43,7 @@ StoreContents store_contents();
 /** Removes everything from the store, and the operations that wait. @throws Error when it cannot be written. */
 void clear_store();
 
-/** What happens to operations that could not be written. */
+/** The fate of operations that could not be written. */
 enum class Fate {
     kKept, ///< they will be tried again
     kLost  ///< dropped because memory is exhausted

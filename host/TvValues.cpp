@@ -161,7 +161,7 @@ void drop(TvRef value, TvValue *&dead) {
     // The only reference needs no atomic decrement: no one else can be counting.
     if (value->references.load(std::memory_order_acquire) == 1 ||
         value->references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
-        // Nobody else refers to the value now, and it was allocated mutable.
+        // There is no other reference to the value now, and it was allocated mutable.
         auto *last = const_cast<TvValue *>(value);
         last->next_dead = dead;
         dead = last;

@@ -6,20 +6,13 @@
 #include "host/binary_encoding.h"
 #include "host/error.h"
 #include "platform/RvStateCapture.h"
+#include "qor/field.h"
 
 namespace host {
 namespace {
 
 constexpr std::size_t kHeaderSize = sizeof(RvStateCaptureRecord);
 static_assert(kHeaderSize == 200);
-
-std::uint32_t little_endian_word(std::span<const std::byte> bytes, std::size_t offset) {
-    std::uint32_t word = 0;
-    for (std::size_t index = 0; index < sizeof word; ++index) {
-        word |= std::to_integer<std::uint32_t>(bytes[offset + index]) << (8 * index);
-    }
-    return word;
-}
 
 /** The text of a 64-byte field, which ends at the first zero byte or with the field. */
 std::string field_text(std::span<const std::byte> header, std::size_t offset) {
@@ -37,7 +30,8 @@ StateRecord parse_record(std::span<const std::byte> bytes, std::size_t offset, c
                     "a record header takes " + std::to_string(kHeaderSize) + " bytes and only " +
                         std::to_string(rest.size()) + " are left");
     }
-    const std::size_t payload_size = little_endian_word(rest, offsetof(RvStateCaptureRecord, payload_size));
+    const std::size_t payload_size =
+        qor::load_little_endian<std::uint32_t>(&rest[offsetof(RvStateCaptureRecord, payload_size)]);
     const std::size_t left = rest.size() - kHeaderSize;
     if (payload_size > left) {
         throw Error(file, "byte " + std::to_string(offset + offsetof(RvStateCaptureRecord, payload_size)),
@@ -46,7 +40,7 @@ StateRecord parse_record(std::span<const std::byte> bytes, std::size_t offset, c
     }
 
     StateRecord record{};
-    record.type_code = little_endian_word(rest, offsetof(RvStateCaptureRecord, type_code));
+    record.type_code = qor::load_little_endian<std::uint32_t>(&rest[offsetof(RvStateCaptureRecord, type_code)]);
     record.decoder_plug_in = field_text(rest, offsetof(RvStateCaptureRecord, decoder_plug_in));
     record.decoder_type = field_text(rest, offsetof(RvStateCaptureRecord, decoder_type));
     record.title = field_text(rest, offsetof(RvStateCaptureRecord, title));

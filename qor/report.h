@@ -25,7 +25,6 @@ inline constexpr Field kTimestamp = u64("timestamp", 8); ///< microseconds of th
 } // namespace header
 
 inline constexpr std::size_t kPayloadOffset = 16;
-inline constexpr std::size_t kPayloadSize = kReportSize - kPayloadOffset;
 
 } // namespace qor
 

@@ -4,8 +4,8 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <string>
-#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -18,6 +18,8 @@
 #include "host/error.h"
 #include "host/module/file.h"
 #include "platform/Owned.h"
+#include "qor/categories.h"
+#include "qor/report.h"
 
 namespace cli {
 namespace {
@@ -130,7 +132,9 @@ std::vector<Report> random_reports(CheckedModule &module, std::size_t count) {
         for (std::uint8_t &byte : report) {
             byte = static_cast<std::uint8_t>(module.random());
         }
-        report[3] %= 12; // the category: most would be unknown otherwise
+        // Most would be unknown otherwise.
+        std::uint8_t &category = report[qor::header::kCategoryId.offset];
+        category = static_cast<std::uint8_t>(category % (std::size(qor::kCategories) + 1));
     }
     return reports;
 }

@@ -61,7 +61,7 @@ void check_rounds_flat(CheckedModule &module, Findings &findings) {
     findings.expect(blocks <= kRounds, "a round leaks more than the array of contexts in the object's allocator");
 }
 
-/** What one round leaks, by everything that can be counted. */
+/** The leaks of one round, one number for each kind of object. */
 struct Growth {
     std::int64_t bytes = 0;
     std::size_t values = 0;

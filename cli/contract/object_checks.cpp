@@ -9,7 +9,6 @@
 #include "cli/contract/check.h"
 #include "cli/contract/setting.h"
 #include "host/RvLog.h"
-#include "host/RvNotify.h"
 #include "host/RvPlugIn.h"
 #include "host/counting_allocator.h"
 #include "host/device/played_qor.h"

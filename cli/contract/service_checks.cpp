@@ -3,6 +3,7 @@
 #include <chrono>
 #include <filesystem>
 #include <iterator>
+#include <span>
 #include <string>
 #include <thread>
 #include <vector>
@@ -16,14 +17,14 @@
 #include "host/TvValues.h"
 #include "host/device/played_qor.h"
 #include "qor/analytics.h"
+#include "qor/driver.h"
 
 namespace cli {
 namespace {
 
-constexpr const char *kFaultNotification = "com.ondre.ondreqorhidstatistics.fault";
+namespace analytics = qor::analytics;
 
-/** Tells the driver that the analytics of its device are received. */
-constexpr std::uint32_t kAnalyticsReadyCommand = 30;
+constexpr const char *kFaultNotification = "com.ondre.ondreqorhidstatistics.fault";
 
 platform::OwnedValue string_value(const char *text) {
     return platform::OwnedValue(TvStringCreateWithCString(text, kTvStringEncodingUTF8));
@@ -118,7 +119,7 @@ void check_analytics_callback(CheckedModule &module, Findings &findings) {
     findings.expect(qor.device->has_callback(), "no callback is installed for a service with analytics");
     findings.expect(qor.device->target() == object.get(), "the callback does not receive the object");
     findings.expect(qor.device->queue() == object.queue().handle(), "the callback does not run on the object's queue");
-    findings.expect(qor.commands == std::vector{kAnalyticsReadyCommand},
+    findings.expect(qor.commands == std::vector{qor::driver::kAnalyticsReadyCommand},
                     "the driver does not receive exactly one command, 30");
 }
 
@@ -130,29 +131,31 @@ void check_analytics_entries(CheckedModule &module, Findings &findings) {
         throw SkippedCheck("no callback is installed", "analytics-callback");
     }
     host::clear_store();
-    std::vector<AnalyticsEntry> entries;
+    std::vector<Tbk> entries;
     std::int64_t sum = 0;
-    for (std::uint8_t key = 0; key < qor::analytics::kKeyCount; ++key) {
+    for (std::uint8_t key = 0; key < analytics::kKeyCount; ++key) {
         const auto value = static_cast<std::int32_t>(module.random());
-        entries.push_back({qor::analytics::kVersion, qor::analytics::kSetScalar, key, 0});
-        entries.push_back({qor::analytics::kVersion, qor::analytics::kAddToScalar, key, value});
-        entries.push_back(
-            {qor::analytics::kVersion - 1, qor::analytics::kSetScalar, key, 7}); // of another version: ignored
+        entries.push_back(analytics::make_entry(analytics::kVersion, analytics::kSetScalar, key, 0));
+        entries.push_back(analytics::make_entry(analytics::kVersion, analytics::kAddToScalar, key, value));
+        // Ignored, because it is of another version.
+        entries.push_back(analytics::make_entry(analytics::kVersion - 1, analytics::kSetScalar, key, 7));
         sum += value;
     }
-    qor.device->deliver_batch(batch_of(entries));
+    qor.device->deliver_batch(std::as_bytes(std::span(entries)));
     std::int64_t stored = 0;
     for (const auto &[key, value] : host::store_contents().scalars) {
         stored += value;
     }
-    findings.expect_equal("keys in the store", host::store_contents().scalars.size(), qor::analytics::kKeyCount);
+    findings.expect_equal("keys in the store", host::store_contents().scalars.size(), analytics::kKeyCount);
     findings.expect(stored == sum, "the values in the store differ from those of the entries");
 
-    qor.device->deliver_batch(
-        batch_of({{qor::analytics::kVersion, qor::analytics::kSetScalar, qor::analytics::kKeyCount, 5},
-                  {qor::analytics::kVersion, qor::analytics::kSetScalar, 255, 6}}));
+    const Tbk of_unknown_keys[] = {
+        analytics::make_entry(analytics::kVersion, analytics::kSetScalar, analytics::kKeyCount, 5),
+        analytics::make_entry(analytics::kVersion, analytics::kSetScalar, 255, 6),
+    };
+    qor.device->deliver_batch(std::as_bytes(std::span(of_unknown_keys)));
     findings.expect_equal("keys in the store after entries with unknown keys", host::store_contents().scalars.size(),
-                          qor::analytics::kKeyCount + 1U);
+                          analytics::kKeyCount + 1U);
     findings.expect(host::store_contents().scalars.count("com.ondre.zel.unknown") == 1,
                     "entries with unknown keys are not stored under com.ondre.zel.unknown");
 }
@@ -231,9 +234,8 @@ void check_nothing_after_release(CheckedModule &module, Findings &findings) {
 
     findings.expect_equal("handlers reached by a notification", host::deliver_notification(kFaultNotification), 0);
     findings.expect_equal("records captured", capture(kRvStateCaptureRequest).size(), 0);
-    findings.expect(
-        !qor.device->deliver_batch(batch_of({{qor::analytics::kVersion, qor::analytics::kSetScalar, 0, 1}})),
-        "a batch of analytics is delivered");
+    const Tbk batch[] = {analytics::make_entry(analytics::kVersion, analytics::kSetScalar, 0, 1)};
+    findings.expect(!qor.device->deliver_batch(std::as_bytes(std::span(batch))), "a batch of analytics is delivered");
     std::this_thread::sleep_for(kSilence); // time for threads of the module
     findings.expect_equal("calls of the driver", driver_calls(), calls);
     findings.expect_equal("lines in the log", log.messages().size(), lines);

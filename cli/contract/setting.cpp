@@ -4,30 +4,12 @@
 
 #include <malloc.h>
 
-#include "decoder/ProfileDescription.h"
-#include "host/RvRegistry.h"
-#include "host/state_records.h"
-#include "platform/Owned.h"
-
 // NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming): the sanitizers' name for it, there only in a
 // program built with one
 extern "C" std::size_t __sanitizer_get_current_allocated_bytes() __attribute__((weak));
 // NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
 
 namespace cli {
-
-std::vector<std::byte> batch_of(const std::vector<AnalyticsEntry> &entries) {
-    std::vector<std::byte> bytes;
-    for (const AnalyticsEntry &entry : entries) {
-        for (const std::uint8_t byte : {entry.version, entry.operation, entry.key}) {
-            bytes.push_back(std::byte{byte});
-        }
-        for (int shift = 0; shift < 32; shift += 8) {
-            bytes.push_back(static_cast<std::byte>(static_cast<std::uint32_t>(entry.value) >> shift));
-        }
-    }
-    return bytes;
-}
 
 ScheduledObject::ScheduledObject(CheckedModule &module, RvAllocatorRef allocator) : _object(module.create(allocator)) {
     _queue.run([this] {
@@ -71,12 +53,11 @@ std::vector<std::string> capture_titles(std::uint32_t kind) {
 }
 
 std::vector<std::string> raw_debug_titles(std::size_t reports) {
-    const std::pair<const char *, int> sources[] = {{"fw", 48}, {"drvx", 8}, {"err", 48}};
     std::vector<std::string> titles;
-    for (const auto &[type, entries] : sources) {
-        for (int index = 0; index < entries; ++index) {
+    for (const qor::driver::ReportSource *source : qor::driver::kReportSources) {
+        for (std::uint32_t index = 0; index < source->entries; ++index) {
             titles.push_back("ZEL Profile " + std::to_string(index) + " ;count=" + std::to_string(reports) +
-                             " ;type=" + type);
+                             " ;type=" + source->type);
         }
     }
     return titles;

@@ -14,22 +14,18 @@
 #include "host/RvStateCapture.h"
 #include "host/device/qor_plug_ins.h"
 #include "host/state_records.h"
+#include "qor/driver.h"
 
 namespace cli {
 
 /** The number of handlers that answer with profile reports. */
-constexpr std::size_t kRawDebugHandlers = 104;
-
-/** One entry of an analytics batch. */
-struct AnalyticsEntry {
-    std::uint8_t version;
-    std::uint8_t operation;
-    std::uint8_t key;
-    std::int32_t value;
-};
-
-/** The bytes of the entries, as the firmware sends them. */
-std::vector<std::byte> batch_of(const std::vector<AnalyticsEntry> &entries);
+constexpr std::size_t kRawDebugHandlers = [] {
+    std::size_t handlers = 0;
+    for (const qor::driver::ReportSource *source : qor::driver::kReportSources) {
+        handlers += source->entries;
+    }
+    return handlers;
+}();
 
 /** One object taken through its life on a queue of its own, each step in the promised order. */
 class ScheduledObject {

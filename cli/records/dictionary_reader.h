@@ -1,4 +1,4 @@
-/** Reads a dictionary entry by entry and remembers which entries nobody took. */
+/** Reads a dictionary entry by entry and remembers which entries were not taken. */
 #pragma once
 
 #include <cstdint>
@@ -31,7 +31,7 @@ public:
     void take(std::string_view key) { _taken.insert(key); }
 
     bool took_any() const { return !_taken.empty(); }
-    /** The entries that nobody took, in ascending order of their keys. */
+    /** The entries that were not taken, in ascending order of their keys. */
     std::vector<DictionaryEntry> rest() const;
 
 private:

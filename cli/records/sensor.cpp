@@ -72,7 +72,7 @@ constexpr std::array<Group, 5> kGroupsBeforeClients{{
     {"calibration", kCalibration},
     {"", kRegisters},
 }};
-constexpr Group kGroupBehindClients{"", kEvents};
+constexpr Group kGroupAfterClients{"", kEvents};
 
 /** A key and the lines of its value. */
 struct CardEntry {
@@ -137,7 +137,7 @@ std::vector<Numbered> numbered_texts(TvDictionaryRef sensor, std::string_view pr
 /** The number, name and settings of a client; nothing for a text of another form. */
 std::optional<std::vector<std::string>> client_cells(const Numbered &client, const TextStyle &style) {
     constexpr std::string_view kEndOfName = ": ";
-    // A name may hold anything: the settings begin where their first name stands last.
+    // A client's name may contain anything, so the settings begin at the last place that looks like them.
     const std::size_t end = client.text.rfind(std::string(kEndOfName) + sensor::kClientSettings[0].key() + "=");
     std::array<std::string_view, std::size(sensor::kClientSettings)> values;
     if (end > sensor::kClientName.size ||
@@ -159,7 +159,7 @@ public:
         }
         append_extra_lines();
         append_clients();
-        append_group(kGroupBehindClients);
+        append_group(kGroupAfterClients);
         if (!_reader.took_any()) {
             return std::nullopt;
         }

@@ -6,7 +6,6 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/terminal/json_text.h"
-#include "host/TvValues.h"
 #include "host/count_text.h"
 #include "host/error.h"
 #include "host/state_records.h"

@@ -3,7 +3,6 @@
 #include <array>
 #include <charconv>
 #include <cstdlib>
-#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <string_view>

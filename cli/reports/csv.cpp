@@ -1,7 +1,5 @@
 #include "cli/reports/csv.h"
 
-#include <string>
-
 #include "cli/reports/json_values.h"
 #include "cli/reports/payload_json.h"
 #include "cli/reports/wall_time.h"

@@ -3,7 +3,6 @@
 
 #include <functional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "cli/terminal/text_style.h"

@@ -12,6 +12,7 @@
 #include "decoder/name_tables.h"
 #include "decoder/payload_values.h"
 #include "host/utf8.h"
+#include "qor/categories.h"
 
 namespace cli {
 namespace {
@@ -22,13 +23,15 @@ using decoder::payload_value;
 constexpr unsigned kThreadsProcess = 1;
 constexpr unsigned kFirstCategoryProcess = 10;
 
-constexpr std::uint8_t kEventType = 3;
-constexpr std::uint8_t kTriggerType = 4;
-constexpr std::uint8_t kFunctionType = 5;
-constexpr std::uint8_t kExtFunctionType = 9;
+/** The type whose payload has this layout. */
+constexpr std::uint8_t type_of(const qor::Layout &layout) {
+    return std::ranges::find(qor::kTypes, &layout, &qor::Type::layout)->id;
+}
 
-constexpr std::uint8_t kSensorCategory = 2;
-constexpr std::uint8_t kVastrelCategory = 4;
+constexpr std::uint8_t kEventType = type_of(qor::kEvent);
+constexpr std::uint8_t kTriggerType = type_of(qor::kTrigger);
+constexpr std::uint8_t kFunctionType = type_of(qor::kFunction);
+constexpr std::uint8_t kExtFunctionType = type_of(qor::kExtFunction);
 
 /** The event that gives a process or a thread its name. */
 std::string name_event(std::string_view kind, std::uint64_t process, std::uint64_t thread, std::string_view name) {
@@ -89,7 +92,7 @@ std::string component_and_event(const _QorProfileReport &report) {
 
 bool is_sensor_value(const _QorProfileReport &report) {
     return report.type_id() == kEventType &&
-           (report.category_id() == kSensorCategory || report.category_id() == kVastrelCategory);
+           (report.category_id() == qor::kSensor || report.category_id() == qor::kVastrel);
 }
 
 /** Words are signed here: an axis crosses zero, and huge unsigned values would flatten everything else. */

@@ -133,9 +133,9 @@ std::vector<std::byte> build_analytics_entries(const DescriptionTable &table) {
 
 void check_analytics_entries(const DescriptionTable &table, std::string_view key, std::size_t size) {
     if (const std::size_t rest = size % analytics::kEntrySize; rest != 0) {
-        throw table.error_at(
-            key, in_quotes(key) + " gives " + std::to_string(size) +
-                     " bytes, not whole entries of 7: " + count_text(rest, "is left over", "are left over"));
+        throw table.error_at(key, in_quotes(key) + " gives " + std::to_string(size) + " bytes, not whole entries of " +
+                                      std::to_string(analytics::kEntrySize) + ": " +
+                                      count_text(rest, "is left over", "are left over"));
     }
 }
 

@@ -7,9 +7,6 @@
 
 namespace host {
 
-/** The size of one report of a stream. */
-inline constexpr std::size_t kStreamReportSize = 48;
-
 /**
  * Bytes that can be read any number of times. Not synchronised: read on the device's queue only.
  *

@@ -7,12 +7,10 @@
 #include "host/RvRegistry.h"
 #include "host/device/byte_source.h"
 #include "host/error.h"
+#include "qor/driver.h"
 
 namespace host {
 namespace {
-
-/** The command selector that reads a property: 4 bytes of identifier in, the property out. */
-constexpr std::uint32_t kReadPropertySelector = 10;
 
 /** A driver's reply to one kind of request, with the read position in its bytes. */
 class Reply {
@@ -58,7 +56,7 @@ public:
           _commands(make_replies(std::move(description.commands))) {}
 
     RvStatus answer(DriverCommand &command) {
-        if (command.selector == kReadPropertySelector) {
+        if (command.selector == qor::driver::kGetPropertyCommand) {
             std::uint32_t id = 0;
             if (command.in.size() != sizeof id) {
                 return kRvStatusBadArgument;

@@ -1,7 +1,6 @@
 /** A device described in a TOML file, registered in the process's registry. */
 #pragma once
 
-#include <cstddef>
 #include <memory>
 #include <string>
 #include <vector>

@@ -4,7 +4,6 @@
 #include <iterator>
 #include <limits>
 #include <new>
-#include <set>
 #include <string_view>
 
 #include "host/TvValues.h"
@@ -13,17 +12,13 @@
 #include "host/error.h"
 #include "host/nearest_word.h"
 #include "platform/TvValues.h"
+#include "qor/driver.h"
+#include "qor/report.h"
 
 namespace host {
 namespace {
 
 constexpr std::uint64_t kAny64 = std::numeric_limits<std::uint64_t>::max();
-
-/** The command selector that reads properties. Properties are described by their identifiers instead. */
-constexpr std::uint32_t kReadPropertySelector = 10;
-
-constexpr const char *kTimeSyncClass = "OndreQORTimesync";
-constexpr const char *kTimeSyncProperty = "timesync";
 
 /** A key that gives the bytes of a table. A table has at most one of them. */
 struct ByteKey {
@@ -91,8 +86,10 @@ private:
             }
             for (const DescriptionTable &command : table.tables("command", "a command", reply_keys({"selector"}))) {
                 const std::uint32_t selector = command.number32("selector");
-                if (selector == kReadPropertySelector) {
-                    throw command.error_at("selector", "selector 10 reads properties: describe each as a \"property\"");
+                // Properties are described by their identifiers instead.
+                if (selector == qor::driver::kGetPropertyCommand) {
+                    throw command.error_at("selector", "selector " + std::to_string(qor::driver::kGetPropertyCommand) +
+                                                           " reads properties: describe each as a \"property\"");
                 }
                 add_reply(driver.commands, selector, command, "selector");
             }
@@ -151,9 +148,9 @@ private:
         EntryDescription entry;
         entry.place = table->place();
         entry.registry_id = take_registry_id(*table, "id");
-        entry.name = kTimeSyncClass;
-        entry.class_name = kTimeSyncClass;
-        entry.properties.emplace(kTimeSyncProperty,
+        entry.name = qor::driver::kTimeSyncClass;
+        entry.class_name = qor::driver::kTimeSyncClass;
+        entry.properties.emplace(qor::driver::kTimeSync,
                                  make_clock_pair(table->signed_number("qor"), table->signed_number("calendar")));
         _description.entries.push_back(std::move(entry));
     }
@@ -262,9 +259,10 @@ private:
     }
 
     static void check_size(const DescriptionTable &table, const ByteKey &source, std::size_t size) {
-        if (source.kind == ByteSource::Kind::Stream && (size == 0 || size % kStreamReportSize != 0)) {
+        if (source.kind == ByteSource::Kind::Stream && (size == 0 || size % qor::kReportSize != 0)) {
             throw table.error_at(source.key, in_quotes(source.key) + " gives " + std::to_string(size) +
-                                                 " bytes, not one or more whole reports of 48");
+                                                 " bytes, not one or more whole reports of " +
+                                                 std::to_string(qor::kReportSize));
         }
     }
 
@@ -303,7 +301,8 @@ private:
 
     static platform::OwnedValue make_clock_pair(std::int64_t qor, std::int64_t calendar) {
         platform::OwnedMutableValue pair(TvDictionaryCreateMutable());
-        for (const auto &[key, number] : {std::pair("qor", qor), std::pair("calendar", calendar)}) {
+        for (const auto &[key, number] :
+             {std::pair(qor::driver::kTimeSyncQor, qor), std::pair(qor::driver::kTimeSyncCalendar, calendar)}) {
             if (!set_value(pair.get(), key, platform::OwnedValue(TvNumberCreateSInt64(number)))) {
                 throw std::bad_alloc();
             }

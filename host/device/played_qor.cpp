@@ -4,11 +4,12 @@
 #include <utility>
 
 #include "platform/Owned.h"
+#include "qor/categories.h"
+#include "qor/driver.h"
+#include "qor/report.h"
 
 namespace host {
 namespace {
-
-constexpr std::size_t kReportSize = 48;
 
 /** Registry IDs far from those that people choose. */
 std::uint64_t next_registry_id() {
@@ -19,11 +20,9 @@ std::uint64_t next_registry_id() {
 } // namespace
 
 std::vector<std::uint8_t> control_report(std::uint8_t sequence_number) {
-    constexpr std::size_t kCategory = 3;
-    constexpr std::size_t kSequence = 4;
-    std::vector<std::uint8_t> bytes(kReportSize);
-    bytes[kCategory] = 8;
-    bytes[kSequence] = sequence_number;
+    std::vector<std::uint8_t> bytes(qor::kReportSize);
+    bytes[qor::header::kCategoryId.offset] = qor::kControl;
+    bytes[qor::header::kSequenceNum.offset] = sequence_number;
     return bytes;
 }
 
@@ -51,7 +50,8 @@ PlayedReportService::PlayedReportService(std::uint64_t registry_id, const char *
 }
 
 PlayedQor::PlayedQor(PlayedQorOptions options)
-    : firmware_reports(next_registry_id(), "ZEL_profile"), driver_reports(next_registry_id(), "OndreQORProfileDriver") {
+    : firmware_reports(next_registry_id(), qor::driver::kFirmwareReports.service),
+      driver_reports(next_registry_id(), qor::driver::kDriverReports.service) {
     firmware_reports.bytes = driver_reports.bytes = control_reports(options.reports);
     driver->command = [this](DriverCommand &command) { return answer_with_zeros(command); };
     if (options.ancestors >= 2) {

@@ -92,8 +92,8 @@ public:
     RvRegistryEntry driver_entry = 0;
     RvRegistryEntry client_entry = 0;
 
-    PlayedReportService firmware_reports; ///< "ZEL_profile"
-    PlayedReportService driver_reports;   ///< "OndreQORProfileDriver"
+    PlayedReportService firmware_reports; ///< of `qor::driver::kFirmwareReports`
+    PlayedReportService driver_reports;   ///< of `qor::driver::kDriverReports` and `kErrorReports`
 
 private:
     RvRegistryEntry add(RegistryEntryDescription entry, RvRegistryEntry parent);

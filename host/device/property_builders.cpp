@@ -67,7 +67,7 @@ void append_text(Bytes &bytes, std::string_view text) {
     std::ranges::transform(text, std::back_inserter(bytes), [](char character) { return std::byte(character); });
 }
 
-/** A text that a reader takes as one: without the zero character that would end it early. */
+/** Refuses a text with a zero character: readers would end it there. */
 std::string whole_text(const DescriptionValue &value) {
     std::string text = value.text();
     if (text.find('\0') != std::string::npos) {
@@ -86,7 +86,7 @@ void write_text(std::span<std::byte> place, const DescriptionValue &value) {
     std::ranges::copy(text, place.begin());
 }
 
-/** Adds to what stands there: fields may share bytes. */
+/** Sets bits and clears none: fields may share bytes. */
 void write_number(std::span<std::byte> place, std::uint64_t bits) {
     std::byte bytes[sizeof bits];
     qor::store_little_endian(bytes, bits, sizeof bits);
@@ -178,7 +178,8 @@ Bytes latency_statistics(const DescriptionValue &value) {
     write_fields(statistics, kLatencyFields, table);
     const std::vector<DescriptionTable> clicks = table.tables("click", "a click", edge_pair_keys());
     if (clicks.size() > latency::kClicks) {
-        throw clicks[latency::kClicks].error("\"click\" must have at most 3 elements");
+        throw clicks[latency::kClicks].error("\"click\" must have at most " + std::to_string(latency::kClicks) +
+                                             " elements");
     }
     for (std::size_t click = 0; click < clicks.size(); ++click) {
         write_click(statistics, click, clicks[click]);
@@ -222,29 +223,29 @@ void write_speed(std::span<std::byte> table, const DescriptionTable &speed) {
 }
 
 Bytes asset_table(const DescriptionValue &value) {
-    Bytes made(assets::kSize);
+    Bytes bytes(assets::kSize);
     const DescriptionTable table = value.table("the assets", {std::begin(assets::kSpeeds), std::end(assets::kSpeeds)});
     for (std::size_t i = 0; i < assets::kSpeedCount; ++i) {
         const std::string what = "the assets " + in_quotes(assets::kSpeeds[i]);
         if (const auto speed = table.table(assets::kSpeeds[i], what, event_keys())) {
-            write_speed(std::span(made).subspan(i * assets::kSpeedSize, assets::kSpeedSize), *speed);
+            write_speed(std::span(bytes).subspan(i * assets::kSpeedSize, assets::kSpeedSize), *speed);
         }
     }
-    return made;
+    return bytes;
 }
 
 // ---- sensors -----------------------------------------------------------------------------------------------
 
 Bytes word(const DescriptionValue &value) {
-    Bytes made(4);
-    write_field(made, {{}, qor::u32("", 0)}, value);
-    return made;
+    Bytes bytes(4);
+    write_field(bytes, {{}, qor::u32("", 0)}, value);
+    return bytes;
 }
 
 Bytes name(const DescriptionValue &value) {
-    Bytes made(sensor::kModel.size);
-    write_field(made, {{}, qor::text("", 0, sensor::kModel.size)}, value);
-    return made;
+    Bytes bytes(sensor::kModel.size);
+    write_field(bytes, {{}, qor::text("", 0, sensor::kModel.size)}, value);
+    return bytes;
 }
 
 constexpr Described kLocationFields[] = {
@@ -253,9 +254,9 @@ constexpr Described kLocationFields[] = {
 };
 
 Bytes location(const DescriptionValue &value) {
-    Bytes made(sensor::kLocation.size);
-    write_fields(made, kLocationFields, value.table("a location", keys_of(kLocationFields)));
-    return made;
+    Bytes bytes(sensor::kLocation.size);
+    write_fields(bytes, kLocationFields, value.table("a location", keys_of(kLocationFields)));
+    return bytes;
 }
 
 constexpr Described kBatchFields[] = {
@@ -267,9 +268,9 @@ constexpr Described kBatchFields[] = {
 };
 
 Bytes batch_intervals(const DescriptionValue &value) {
-    Bytes made(sensor::kBatchIntervals.size);
-    write_fields(made, kBatchFields, value.table("the batch intervals", keys_of(kBatchFields)));
-    return made;
+    Bytes bytes(sensor::kBatchIntervals.size);
+    write_fields(bytes, kBatchFields, value.table("the batch intervals", keys_of(kBatchFields)));
+    return bytes;
 }
 
 /** The elements of an array that must have three. */
@@ -283,23 +284,23 @@ std::vector<DescriptionValue> three(const DescriptionValue &value, const char *w
 
 /** Three numbers, each as `element` says. */
 Bytes vector3(const DescriptionValue &value, const qor::Field &element) {
-    Bytes made(std::size_t{3} * element.size);
+    Bytes bytes(std::size_t{3} * element.size);
     const std::vector<DescriptionValue> elements = three(value, "3 numbers");
     for (std::size_t i = 0; i < elements.size(); ++i) {
         qor::Field place = element;
         place.offset = static_cast<std::uint16_t>(i * element.size);
-        write_field(made, {{}, place}, elements[i]);
+        write_field(bytes, {{}, place}, elements[i]);
     }
-    return made;
+    return bytes;
 }
 
 /** Row by row. */
 Bytes matrix(const DescriptionValue &value, const qor::Field &element) {
-    Bytes made;
+    Bytes bytes;
     for (const DescriptionValue &row : three(value, "3 rows")) {
-        std::ranges::copy(vector3(row, element), std::back_inserter(made));
+        std::ranges::copy(vector3(row, element), std::back_inserter(bytes));
     }
-    return made;
+    return bytes;
 }
 
 Bytes fixed_matrix(const DescriptionValue &value) { return matrix(value, sensor::kMatrixElement); }
@@ -316,20 +317,21 @@ Bytes registers(const DescriptionValue &value) {
     const DescriptionTable table = value.table("the registers", {kRegisterCount.key, "entry"});
     const std::vector<DescriptionTable> entries = table.tables("entry", "a register", keys_of(kRegisterFields));
     if (entries.size() > sensor::kMostRegisters) {
-        throw entries[sensor::kMostRegisters].error("\"entry\" must have at most 31 elements");
+        throw entries[sensor::kMostRegisters].error("\"entry\" must have at most " +
+                                                    std::to_string(sensor::kMostRegisters) + " elements");
     }
     constexpr std::size_t kCountSize = sensor::kRegisterCount.size;
-    Bytes made(kCountSize + entries.size() * sensor::kRegisterSize);
+    Bytes bytes(kCountSize + entries.size() * sensor::kRegisterSize);
     if (table.has(kRegisterCount.key)) {
-        write_field(made, kRegisterCount, table.value(kRegisterCount.key));
+        write_field(bytes, kRegisterCount, table.value(kRegisterCount.key));
     } else {
-        write_number(std::span(made).first(kCountSize), entries.size());
+        write_number(std::span(bytes).first(kCountSize), entries.size());
     }
     for (std::size_t i = 0; i < entries.size(); ++i) {
-        write_fields(std::span(made).subspan(kCountSize + i * sensor::kRegisterSize, sensor::kRegisterSize),
+        write_fields(std::span(bytes).subspan(kCountSize + i * sensor::kRegisterSize, sensor::kRegisterSize),
                      kRegisterFields, entries[i]);
     }
-    return made;
+    return bytes;
 }
 
 // ---- tagged extra data -------------------------------------------------------------------------------------
@@ -352,9 +354,9 @@ void append_tag(Bytes &bytes, sensor::Tag tag) { bytes.push_back(std::byte{tag})
 
 void append_number(Bytes &bytes, sensor::Tag tag, const DescriptionValue &value, const qor::Field &number) {
     append_tag(bytes, tag);
-    Bytes made(number.size);
-    write_field(made, {{}, number}, value);
-    std::ranges::copy(made, std::back_inserter(bytes));
+    Bytes encoded(number.size);
+    write_field(encoded, {{}, number}, value);
+    std::ranges::copy(encoded, std::back_inserter(bytes));
 }
 
 void append_mark(Bytes &bytes, const DescriptionValue &item) {
@@ -389,14 +391,15 @@ void append_item(Bytes &bytes, const DescriptionValue &item) {
 }
 
 Bytes extra_data(const DescriptionValue &value) {
-    Bytes made;
+    Bytes bytes;
     for (const DescriptionValue &item : value.elements("items")) {
-        append_item(made, item);
-        if (made.size() > kExtraSize) {
-            throw item.error("must make at most 256 bytes; this item ends at byte " + std::to_string(made.size()));
+        append_item(bytes, item);
+        if (bytes.size() > kExtraSize) {
+            throw item.error("must make at most " + std::to_string(kExtraSize) + " bytes; this item ends at byte " +
+                             std::to_string(bytes.size()));
         }
     }
-    return made;
+    return bytes;
 }
 
 // ---- the properties and commands ---------------------------------------------------------------------------
@@ -445,14 +448,15 @@ constexpr Described kClientFields[] = {
 Bytes clients(const DescriptionValue &value) {
     const std::vector<DescriptionValue> records = value.elements("tables");
     if (records.size() > sensor::kMostClients) {
-        throw records[sensor::kMostClients].error("must have at most 16 elements");
+        throw records[sensor::kMostClients].error("must have at most " + std::to_string(sensor::kMostClients) +
+                                                  " elements");
     }
-    Bytes made(records.size() * sensor::kClientSize);
+    Bytes bytes(records.size() * sensor::kClientSize);
     for (std::size_t i = 0; i < records.size(); ++i) {
-        write_fields(std::span(made).subspan(i * sensor::kClientSize, sensor::kClientSize), kClientFields,
+        write_fields(std::span(bytes).subspan(i * sensor::kClientSize, sensor::kClientSize), kClientFields,
                      records[i].table("a client", keys_of(kClientFields)));
     }
-    return made;
+    return bytes;
 }
 
 constexpr Builder kDriverCommands[] = {

@@ -1,4 +1,4 @@
-/** What a driver answers, made of fields that people write instead of bytes. */
+/** Builds a driver's answers from the fields of a description, which give them instead of bytes. */
 #pragma once
 
 #include <cstddef>

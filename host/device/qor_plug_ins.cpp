@@ -2,7 +2,6 @@
 
 #include <cstring>
 #include <new>
-#include <type_traits>
 
 #include "host/TallybookStore.h"
 #include "host/fault_points.h"

@@ -1,7 +1,6 @@
 #include "host/module/file.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
