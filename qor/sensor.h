@@ -61,7 +61,10 @@ inline constexpr Field kBatchIntervalFields[] = {
 inline constexpr Field kLocationName      = text("name", 0, 1);
 inline constexpr Field kLocationAlternate = s32("alternate", 1);
 
-/** Matrices are stored row by row, nine elements each. Calibration and compass have 16 fraction bits; the orientation has signed bytes. */
+/**
+ * Matrices are stored row by row, nine elements each. Those of calibration and compass have 16 fraction bits; the
+ * orientation has signed bytes.
+ */
 inline constexpr Field kMatrixElement      = fixed_point("", 0, 16);
 inline constexpr Field kOrientationElement = s8("", 0);
 /** The offset is stored as x, y, z. */
