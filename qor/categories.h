@@ -67,7 +67,7 @@ struct PayloadRule {
 
 // clang-format off
 
-/** Incoming data is followed by the generic layout, outgoing data is not. Intended. */
+/** Incoming data is followed by the generic layout, that of the type; outgoing data is not. Intended. */
 inline constexpr PayloadRule kVastrelPayloads[] = {
     {0x04000003, kWholeHeader, kAnyVersion, {&kVastrelDataIn, &kEvent}},
     {0x04000103, kWholeHeader, kAnyVersion, {&kVastrelDataOut}},

@@ -1,6 +1,6 @@
 /**
  * The layouts of a report's payload (32 bytes from offset 16), one for each kind of payload. `qor/categories.h` assigns
- * them to reports.
+ * them to reports. Times and intervals are shown as stored, without conversion.
  */
 #ifndef QOR_PAYLOAD_LAYOUTS_H
 #define QOR_PAYLOAD_LAYOUTS_H
@@ -25,6 +25,7 @@ struct Layout {
 // One row for each field, so that the tables are easily checked against the firmware's description.
 // clang-format off
 
+/** "data-length" gives the number of bytes in "raw-data", limited to the 24 that the report holds. */
 inline constexpr Field kLongDataFields[] = {
     u16("subtype", 16),
     u16("packet-size", 18),
@@ -34,6 +35,7 @@ inline constexpr Field kLongDataFields[] = {
 };
 inline constexpr Layout kLongData = {"long-data", kLongDataFields, 10};
 
+/** The keys of long data. The sizes and the offset are constants, not stored in the report. */
 inline constexpr Field kShortDataFields[] = {
     u16("subtype", 16),
     constant("packet-size", 30),
@@ -43,6 +45,7 @@ inline constexpr Field kShortDataFields[] = {
 };
 inline constexpr Layout kShortData = {"short-data", kShortDataFields, 10};
 
+/** Each argument is shown in decimal and again in hexadecimal. */
 inline constexpr Field kEventFields[] = {
     u32("arg1", 16),
     u32("arg2", 20),
