@@ -29,7 +29,11 @@ using host::kTelephony;
 using host::kVendor;
 using host::PlayedQor;
 using host::Usages;
-using namespace plug_in_tests;
+using plug_in_tests::boolean_value;
+using plug_in_tests::number_value;
+using plug_in_tests::numbers;
+using plug_in_tests::string_value;
+using plug_in_tests::operator+;
 
 inline constexpr RvUUIDBytes kType = kOndreQORHIDStatisticsPlugInTypeBytes;
 inline constexpr RvUUIDBytes kFactory = kOndreQORHIDStatisticsFactoryBytes;
