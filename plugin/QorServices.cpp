@@ -1,33 +1,20 @@
 #include "plugin/QorServices.h"
 
 #include "platform/TvValues.h"
+#include "qor/services.h"
+
+namespace services = qor::services;
 
 namespace {
 
-struct Usage {
-    uint32_t page;
-    uint32_t usage;
-};
-
-constexpr Usage kConsumerControl{0x000C, 0x0001};
-constexpr Usage kTelephony{0x000B, 0x0001};
-constexpr Usage kVendorUsage{0xFF00, 0x0029};
-
-constexpr Usage kSensorUsages[] = {
-    {0xFF00, 0x0003},
-    {0xFF00, 0x0009},
-    {0xFF00, 0x000A},
-    {0x0020, 0x0031},
-};
-
-bool conformsTo(RvHIDServiceRef service, Usage usage) {
-    return RvHIDServiceConformsTo(service, usage.page, usage.usage);
+bool conformsTo(RvHIDServiceRef service, services::Usage usage) {
+    return RvHIDServiceConformsTo(service, usage.first, usage.second);
 }
 
 } // namespace
 
 bool RvHIDServiceSupportsTallybook(RvHIDServiceRef service) {
-    return TvBooleanGetValue(RvHIDServiceGetProperty(service, "ZELSupportsTallybook"));
+    return TvBooleanGetValue(RvHIDServiceGetProperty(service, services::kSupportsTallybook));
 }
 
 uint64_t getRvHIDServiceRegistryID(RvHIDServiceRef service) {
@@ -36,7 +23,7 @@ uint64_t getRvHIDServiceRegistryID(RvHIDServiceRef service) {
     return static_cast<uint64_t>(registryID);
 }
 
-bool isConsumerControl(RvHIDServiceRef service) { return conformsTo(service, kConsumerControl); }
+bool isConsumerControl(RvHIDServiceRef service) { return conformsTo(service, services::kConsumerControl); }
 
 std::optional<ServiceGroups> groupsOfService(RvHIDServiceRef service) {
     ServiceGroups groups{};
@@ -44,11 +31,11 @@ std::optional<ServiceGroups> groupsOfService(RvHIDServiceRef service) {
 
     // Every test is made, in this order, whatever the results of the earlier ones.
     const bool consumerControl = isConsumerControl(service);
-    const bool telephony = conformsTo(service, kTelephony);
-    for (const Usage &usage : kSensorUsages) {
+    const bool telephony = conformsTo(service, services::kTelephony);
+    for (const services::Usage &usage : services::kSensors) {
         groups.sensor |= conformsTo(service, usage);
     }
-    groups.vendor = conformsTo(service, kVendorUsage);
+    groups.vendor = conformsTo(service, services::kVendor);
 
     groups.button = consumerControl || groups.supportsTallybook || telephony;
     if (!groups.button && !groups.sensor && !groups.vendor) {

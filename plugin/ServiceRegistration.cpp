@@ -10,6 +10,7 @@
 #include "plugin/QorServices.h"
 #include "qor/driver.h"
 #include "qor/interfaces.h"
+#include "qor/services.h"
 
 using platform::OwnedEntry;
 using platform::OwnedInterface;
@@ -24,7 +25,7 @@ constexpr RvUUIDBytes kDeviceInterface = kQorDeviceInterfaceBytes;
 constexpr RvUUIDBytes kPlugInInterface = kRvPlugInInterfaceBytes;
 
 bool hasQorTransport(RvHIDServiceRef service) {
-    OwnedValue property(RvHIDServiceCopyProperty(service, "Transport"));
+    OwnedValue property(RvHIDServiceCopyProperty(service, qor::services::kTransportKey));
     if (!property) {
         return false;
     }
@@ -32,7 +33,7 @@ bool hasQorTransport(RvHIDServiceRef service) {
     if (!ASSERTION_HOLDS(TvGetTypeID(transport) == TvStringGetTypeID())) {
         return false;
     }
-    return std::strcmp(TvStringGetCString(transport), "QOR") == 0;
+    return std::strcmp(TvStringGetCString(transport), qor::services::kTransport) == 0;
 }
 
 /** Gets the parent in the service plane. On failure `parent` stays null, whatever the look-up stored. */

@@ -29,6 +29,9 @@ inline constexpr ReportSource kFirmwareReports = {1, "fw", "ZEL_profile", 209, 4
 inline constexpr ReportSource kDriverReports = {2, "drvx", "OndreQORProfileDriver", 9, 8}; ///< a command
 inline constexpr ReportSource kErrorReports = {3, "err", "OndreQORProfileDriver", 8, 48};  ///< a command
 
+/** The most reports that a handler reads. */
+inline constexpr std::uint32_t kReportsPerEntry = 32;
+
 inline constexpr const ReportSource *kReportSources[] = {&kFirmwareReports, &kDriverReports, &kErrorReports};
 
 /** The registry property of the driver and its user client that holds their event counters, and its keys. */

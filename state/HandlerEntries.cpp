@@ -36,16 +36,14 @@ RvStateCaptureRecord *answerRequest(const RvStateCaptureHints *hints, void *capt
     return (entry->plugIn->*handler)(hints, entry->context);
 }
 
-/** The maximum number of reports that one raw-debug entry reads. */
-constexpr uint32_t kReportsPerEntry = 32;
-
 /** Raw debug data is also captured after faults. The context is captured but not passed on. Intended. */
 RvStateCaptureRecord *answerRawDebug(const RvStateCaptureHints *hints, void *captured) {
     if (hints->kind < kRvStateCaptureFault) {
         return nullptr;
     }
     const auto *entry = static_cast<const HandlerEntry *>(captured);
-    return entry->plugIn->stateHandler_RawDebugData(hints, nullptr, entry->index, kReportsPerEntry, entry->source);
+    return entry->plugIn->stateHandler_RawDebugData(hints, nullptr, entry->index, qor::driver::kReportsPerEntry,
+                                                    entry->source);
 }
 
 } // namespace

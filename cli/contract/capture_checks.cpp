@@ -12,12 +12,13 @@
 #include "host/RvRegistry.h"
 #include "host/TvValues.h"
 #include "host/device/played_qor.h"
+#include "qor/driver.h"
+#include "qor/services.h"
 
 namespace cli {
 namespace {
 
-/** The most reports that one entry reads. */
-constexpr std::size_t kReportsPerEntry = 32;
+constexpr std::size_t kReportsPerEntry = qor::driver::kReportsPerEntry;
 
 /** Expects each snapshot `times` times among the titles: once for an explicit request, otherwise never. */
 void expect_snapshots(const std::vector<std::string> &titles, std::uint64_t times, const std::string &kind,
@@ -45,7 +46,7 @@ void check_capture_kinds(CheckedModule &module, Findings &findings) {
     for (const auto &row : rows) {
         const host::PlayedQor qor({.reports = 1});
         ScheduledObject object(module);
-        object.hand_over(qor.service({{0x000C, 0x0001}, {0xFF00, 0x0003}}));
+        object.hand_over(qor.service({qor::services::kConsumerControl, qor::services::kAccelerometer}));
         const std::vector<std::string> titles = capture_titles(row.kind);
         const std::string kind = "kind " + std::to_string(row.kind);
         const auto reports = std::count_if(
@@ -146,7 +147,7 @@ void check_driver_lies(CheckedModule &module, Findings &findings) {
     for (const auto &row : rows) {
         host::PlayedQor qor;
         ScheduledObject object(module);
-        object.hand_over(qor.service({{0x000C, 0x0001}, {0xFF00, 0x0003}}));
+        object.hand_over(qor.service({qor::services::kConsumerControl, qor::services::kAccelerometer}));
         qor.reported_size = row.claimed_size;
         qor.status = row.status;
         for (host::PlayedReportService *service : {&qor.firmware_reports, &qor.driver_reports}) {

@@ -18,9 +18,12 @@
 #include "host/device/played_qor.h"
 #include "qor/analytics.h"
 #include "qor/driver.h"
+#include "qor/services.h"
 
 namespace cli {
 namespace {
+
+namespace services = qor::services;
 
 namespace analytics = qor::analytics;
 
@@ -39,12 +42,12 @@ void check_services_kept(CheckedModule &module, Findings &findings) {
     } rows[] = {
         {"consumer control", host::kConsumerControl, 106, 1},
         {"telephony", host::kTelephony, 104, 0},
-        {"accelerometer", {{0xFF00, 0x0003}}, 105, 0},
-        {"gyroscope", {{0xFF00, 0x0009}}, 105, 0},
-        {"compass", {{0xFF00, 0x000A}}, 105, 0},
-        {"pressure", {{0x0020, 0x0031}}, 105, 0},
+        {"accelerometer", {services::kAccelerometer}, 105, 0},
+        {"gyroscope", {services::kGyroscope}, 105, 0},
+        {"compass", {services::kCompass}, 105, 0},
+        {"pressure", {services::kPressure}, 105, 0},
         {"vendor", host::kVendor, 104, 0},
-        {"consumer control and sensor", {{0xFF00, 0x0003}, {0x000C, 0x0001}}, 107, 1},
+        {"consumer control and sensor", {services::kAccelerometer, services::kConsumerControl}, 107, 1},
     };
     for (const auto &row : rows) {
         const host::PlayedQor qor;
@@ -62,14 +65,14 @@ std::vector<RvHIDService> refused_services(const host::PlayedQor &qor) {
     std::vector<RvHIDService> services;
     for (const char *transport : {"qor", "QORX", "USB", ""}) {
         services.push_back(qor.service(host::kConsumerControl));
-        services.back().properties["Transport"] = string_value(transport);
+        services.back().properties[services::kTransportKey] = string_value(transport);
     }
     services.push_back(qor.service(host::kConsumerControl));
-    services.back().properties.erase("Transport");
+    services.back().properties.erase(services::kTransportKey);
     services.push_back(qor.service({}));
     services.push_back(qor.service({{0x000C, 0x0002}, {0x0001, 0x0006}}));
     services.push_back(qor.service(host::kConsumerControl));
-    services.back().properties["Transport"] = platform::OwnedValue(TvNumberCreateSInt64(1));
+    services.back().properties[services::kTransportKey] = platform::OwnedValue(TvNumberCreateSInt64(1));
     return services;
 }
 

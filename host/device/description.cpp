@@ -14,6 +14,7 @@
 #include "platform/TvValues.h"
 #include "qor/driver.h"
 #include "qor/report.h"
+#include "qor/services.h"
 
 namespace host {
 namespace {
@@ -164,7 +165,8 @@ private:
             service.usages = table.number_pairs("usages");
             service.properties = table.typed_values("properties");
             if (const auto transport = table.optional_text("transport")) {
-                if (!service.properties.emplace("Transport", make_text_value(table, *transport)).second) {
+                if (!service.properties.emplace(qor::services::kTransportKey, make_text_value(table, *transport))
+                         .second) {
                     throw table.error_at("transport",
                                          "\"transport\" and the property \"Transport\" exclude each other");
                 }

@@ -102,8 +102,8 @@ RvRegistryEntry PlayedQor::add(RegistryEntryDescription entry, RvRegistryEntry p
 RvHIDService PlayedQor::service(const Usages &usages) const {
     RvHIDService service;
     service.name = "QOR service";
-    service.properties.emplace("Transport",
-                               platform::OwnedValue(TvStringCreateWithCString("QOR", kTvStringEncodingUTF8)));
+    service.properties.emplace(qor::services::kTransportKey, platform::OwnedValue(TvStringCreateWithCString(
+                                                                 qor::services::kTransport, kTvStringEncodingUTF8)));
     service.usages = usages;
     service.registry_id = platform::OwnedValue(TvNumberCreateSInt64(static_cast<std::int64_t>(_driver_id)));
     return service;
@@ -111,7 +111,7 @@ RvHIDService PlayedQor::service(const Usages &usages) const {
 
 RvHIDService PlayedQor::tallybook_service(const Usages &usages) const {
     RvHIDService result = service(usages);
-    result.properties.emplace("ZELSupportsTallybook", platform::OwnedValue(TvRetain(TvBooleanGet(true))));
+    result.properties.emplace(qor::services::kSupportsTallybook, platform::OwnedValue(TvRetain(TvBooleanGet(true))));
     return result;
 }
 

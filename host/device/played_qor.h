@@ -12,16 +12,17 @@
 #include "host/RvHID.h"
 #include "host/RvRegistry.h"
 #include "host/device/qor_plug_ins.h"
+#include "qor/services.h"
 
 namespace host {
 
 /** Pairs of usage page and usage. */
 using Usages = std::vector<std::pair<std::uint32_t, std::uint32_t>>;
 
-inline const Usages kConsumerControl{{0x000C, 0x0001}};
-inline const Usages kTelephony{{0x000B, 0x0001}};
-inline const Usages kSensor{{0xFF00, 0x0003}};
-inline const Usages kVendor{{0xFF00, 0x0029}};
+inline const Usages kConsumerControl{qor::services::kConsumerControl};
+inline const Usages kTelephony{qor::services::kTelephony};
+inline const Usages kSensor{qor::services::kAccelerometer};
+inline const Usages kVendor{qor::services::kVendor};
 
 /** A report of the control category. Its line names no text of the firmware. */
 std::vector<std::uint8_t> control_report(std::uint8_t sequence_number);
