@@ -58,11 +58,17 @@ struct subject_ids {
 
 constexpr std::size_t kNoRow = ~std::size_t{0};
 
+constexpr bool are_equal(std::span<const NamedId> a, std::span<const NamedId> b) {
+    return std::ranges::equal(a, b, [](const NamedId &x, const NamedId &y) {
+        return x.id == y.id && std::string_view(x.name) == std::string_view(y.name);
+    });
+}
+
 /** The first row that has the same names as `component`'s row: components that share names share a table. */
 constexpr std::size_t row_of(std::span<const qor::ComponentEvents> tables, std::size_t component) {
     for (const qor::ComponentEvents &wanted : tables) {
         for (std::size_t row = 0; wanted.component == component && row < tables.size(); ++row) {
-            if (tables[row].names.data() == wanted.names.data()) {
+            if (are_equal(tables[row].names, wanted.names)) {
                 return row;
             }
         }

@@ -11,7 +11,7 @@
 
 namespace decoder {
 
-/** The layouts that a payload is shown with, one after the other; null for none. */
+/** The layouts that a payload is shown with, one after the other; `qor::kNoLayout` for none. */
 using payload = std::array<const qor::Layout *, 2>;
 
 /** The tables of categories and types, arranged for the look-up in `payload_index`. */
@@ -86,9 +86,10 @@ inline constexpr auto kChoices = [] {
 /** All payloads: first none, then one for each type, then one for each rule. */
 inline constexpr auto kPayloads = [] {
     std::array<payload, 1 + payload_tables::kTypeCount + payload_tables::kRuleCount> payloads{};
+    payloads[0] = {&qor::kNoLayout, &qor::kNoLayout};
     auto end = payloads.begin() + 1;
     for (const qor::Type &type : qor::kTypes) {
-        *end++ = {type.layout};
+        *end++ = {type.layout, &qor::kNoLayout};
     }
     for (const qor::PayloadRule &rule : payload_tables::kRules) {
         *end++ = rule.layouts;

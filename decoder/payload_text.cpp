@@ -109,10 +109,8 @@ template <const qor::Layout *layout, std::size_t index>
 template <const qor::Layout *layout>
 constexpr std::size_t kRoom = [] {
     std::size_t room = 0;
-    if constexpr (layout != nullptr) {
-        for (const qor::Field &row : layout->fields) {
-            room += room_of(*layout, row);
-        }
+    for (const qor::Field &row : layout->fields) {
+        room += room_of(*layout, row);
     }
     return room;
 }();
@@ -120,12 +118,8 @@ constexpr std::size_t kRoom = [] {
 /** Unrolls the table at compile time, so that keys, offsets and widths are constants in the code. */
 template <const qor::Layout *layout>
 char *put_layout(char *out, const _QorProfileReport &report) {
-    if constexpr (layout != nullptr) {
-        [&]<std::size_t... index>(std::index_sequence<index...>) {
-            ((out = put_field<layout, index>(out, report)), ...);
-        }
-        (std::make_index_sequence<layout->fields.size()>{});
-    }
+    [&]<std::size_t... index>(std::index_sequence<index...>) { ((out = put_field<layout, index>(out, report)), ...); }
+    (std::make_index_sequence<layout->fields.size()>{});
     return out;
 }
 

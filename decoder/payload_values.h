@@ -64,10 +64,8 @@ payload_value value_in(const _QorProfileReport &report, const qor::Field &row);
 template <typename Visitor>
 void for_each_payload_value(const _QorProfileReport &report, Visitor &&visit) {
     for (const qor::Layout *layout : kPayloads[payload_index(report)]) {
-        if (layout != nullptr) {
-            for (const qor::Field &row : layout->fields) {
-                visit(value_in(report, row));
-            }
+        for (const qor::Field &row : layout->fields) {
+            visit(value_in(report, row));
         }
     }
 }

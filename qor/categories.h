@@ -13,7 +13,7 @@
 
 namespace qor {
 
-/** A report's type, and its layout in every category without a rule for it; null for none. */
+/** A report's type, and its layout in every category without a rule for it. */
 struct Type {
     std::uint8_t id;
     const char *name;
@@ -22,17 +22,17 @@ struct Type {
 
 /** The types, each at the index of its id. */
 inline constexpr Type kTypes[] = {
-    {0, "stop", nullptr},
+    {0, "stop", &kNoLayout},
     {1, "long-data", &kLongData},
     {2, "short-data", &kShortData},
     {3, "event", &kEvent},
     {4, "trigger", &kTrigger},
     {5, "function", &kFunction},
-    {6, "sshb-context1", nullptr},
-    {7, "sshb-context2", nullptr},
+    {6, "sshb-context1", &kNoLayout},
+    {7, "sshb-context2", &kNoLayout},
     {8, "sensorinfo", &kSensorInfo},
     {9, "extfunction", &kExtFunction},
-    {10, "sshb-context", nullptr},
+    {10, "sshb-context", &kNoLayout},
     {11, "annotation", &kAnnotation},
     {12, "decimationinfo", &kDecimationInfo},
 };
@@ -55,7 +55,7 @@ struct PayloadRule {
     std::uint32_t header; ///< category, component, event and type, from the highest byte to the lowest
     HeaderMask mask;
     int version;                           ///< the 16-bit number at the start of the payload
-    std::array<const Layout *, 2> layouts; ///< null for none
+    std::array<const Layout *, 2> layouts; ///< `kNoLayout` for none
 
     constexpr std::uint8_t type() const { return static_cast<std::uint8_t>(header); }
 
@@ -70,7 +70,7 @@ struct PayloadRule {
 /** Incoming data is followed by the generic layout, that of the type; outgoing data is not. Intended. */
 inline constexpr PayloadRule kVastrelPayloads[] = {
     {0x04000003, kWholeHeader, kAnyVersion, {&kVastrelDataIn, &kEvent}},
-    {0x04000103, kWholeHeader, kAnyVersion, {&kVastrelDataOut}},
+    {0x04000103, kWholeHeader, kAnyVersion, {&kVastrelDataOut, &kNoLayout}},
 };
 
 /**
@@ -82,16 +82,16 @@ inline constexpr PayloadRule kSSHBPayloads[] = {
     {0x0302, kTypeAndEvent, kAnyVersion, {&kSSHBClickStatus, &kShortData}},
     {0x02,   kTypeAlone,    kAnyVersion, {&kShortData, &kShortData}},
     {0x03,   kTypeAlone,    kAnyVersion, {&kSSHBTrace, &kEvent}},
-    {0x0A,   kTypeAlone,    3,           {&kSSHBContext3}},
-    {0x0A,   kTypeAlone,    4,           {&kSSHBContext4}},
-    {0x0A,   kTypeAlone,    5,           {&kSSHBContext5}},
-    {0x0A,   kTypeAlone,    7,           {&kSSHBContext7}},
+    {0x0A,   kTypeAlone,    3,           {&kSSHBContext3, &kNoLayout}},
+    {0x0A,   kTypeAlone,    4,           {&kSSHBContext4, &kNoLayout}},
+    {0x0A,   kTypeAlone,    5,           {&kSSHBContext5, &kNoLayout}},
+    {0x0A,   kTypeAlone,    7,           {&kSSHBContext7, &kNoLayout}},
 };
 
 /** An event is not followed by the generic layout. Intended. The type of a request has no generic layout. */
 inline constexpr PayloadRule kWakePayloads[] = {
-    {0x0A00010D, kWholeHeader, kAnyVersion, {&kWakeRequest}},
-    {0x0A000203, kWholeHeader, kAnyVersion, {&kWakeEvent}},
+    {0x0A00010D, kWholeHeader, kAnyVersion, {&kWakeRequest, &kNoLayout}},
+    {0x0A000203, kWholeHeader, kAnyVersion, {&kWakeEvent, &kNoLayout}},
 };
 
 // clang-format on
@@ -170,15 +170,14 @@ static_assert(
             }
             for (const PayloadRule &rule : kCategories[id].payloads) {
                 for (const Layout *layout : rule.layouts) {
-                    if (layout != nullptr && !stay_inside(layout->fields, kReportSize)) {
+                    if (!stay_inside(layout->fields, kReportSize)) {
                         return false;
                     }
                 }
             }
         }
         for (std::size_t id = 0; id < std::size(kTypes); ++id) {
-            if (kTypes[id].id != id ||
-                (kTypes[id].layout != nullptr && !stay_inside(kTypes[id].layout->fields, kReportSize))) {
+            if (kTypes[id].id != id || !stay_inside(kTypes[id].layout->fields, kReportSize)) {
                 return false;
             }
         }

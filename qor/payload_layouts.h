@@ -22,6 +22,9 @@ struct Layout {
     }
 };
 
+/** Of a payload that is not shown. */
+inline constexpr Layout kNoLayout = {"", {}, 0};
+
 // One row for each field, so that the tables are easily checked against the firmware's description.
 // clang-format off
 

@@ -37,9 +37,6 @@ DistinctKeys keys_of(const decoder::payload &layouts) {
     DistinctKeys keys;
     std::vector<std::string_view> before;
     for (const qor::Layout *layout : layouts) {
-        if (layout == nullptr) {
-            continue;
-        }
         for (const qor::Field &row : layout->fields) {
             const std::string key = distinct_key(row.name, before);
             keys.push_back({"\"" + key + "\":", "\"" + key + "_hex\":"});

@@ -86,7 +86,7 @@ std::string type_table() {
     table << "| id | type | payload |\n|---|---|---|\n";
     for (const qor::Type &type : qor::kTypes) {
         table << "| " << +type.id << " | `" << type.name << "` | "
-              << (type.layout != nullptr ? std::string(type.layout->name) : "not shown") << " |\n";
+              << (type.layout->fields.empty() ? "not shown" : std::string(type.layout->name)) << " |\n";
     }
     return table.str();
 }
@@ -112,7 +112,7 @@ std::string rule_table() {
     for (const qor::Category &category : qor::kCategories) {
         for (const qor::PayloadRule &rule : category.payloads) {
             table << "| `" << category.name << "` | " << condition_of(rule) << " | " << rule.layouts[0]->name
-                  << (rule.layouts[1] != nullptr ? ", then " + std::string(rule.layouts[1]->name) : "") << " |\n";
+                  << (rule.layouts[1]->fields.empty() ? "" : ", then " + std::string(rule.layouts[1]->name)) << " |\n";
         }
     }
     return table.str();
@@ -123,7 +123,7 @@ std::string layout_tables() {
     std::map<std::string_view, bool> is_written;
     std::string text;
     const auto add = [&](const qor::Layout *layout) {
-        if (layout != nullptr && !std::exchange(is_written[layout->name], true)) {
+        if (!layout->fields.empty() && !std::exchange(is_written[layout->name], true)) {
             text +=
                 (text.empty() ? "### " : "\n### ") + std::string(layout->name) + "\n\n" + field_table(layout->fields);
         }
