@@ -18,7 +18,21 @@ struct SecondText {
     short_text zone;          ///< its distance from UTC
 };
 
+/** As "2026-11-05T09:03:07Z". */
+SecondText utc_text_of(std::tm local) {
+    const std::time_t distance = local.tm_gmtoff; // before timegm, which makes it 0
+    const std::time_t second = timegm(&local) - distance;
+    std::tm utc{};
+    gmtime_r(&second, &utc);
+    std::array<char, 64> text;
+    const std::size_t size = std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &utc);
+    return {short_text{{std::string_view(text.data(), size)}}, short_text{{"Z"}}};
+}
+
 SecondText second_text_of(const std::tm &local) {
+    if (local.tm_gmtoff % 60 != 0) {
+        return utc_text_of(local); // the format has no seconds in a distance from UTC
+    }
     std::array<char, 64> text;
     const short_text date_and_time{
         {std::string_view(text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &local))}};

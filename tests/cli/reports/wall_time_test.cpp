@@ -1,6 +1,9 @@
 #include "cli/reports/wall_time.h"
 
 #include <cstdint>
+#include <cstdlib>
+#include <ctime>
+#include <string>
 
 #include <gtest/gtest.h>
 
@@ -35,6 +38,17 @@ TEST(IsoWallTimeTest, TextsOfLinesAndOfJsonDoNotMix) {
     EXPECT_EQ(decoder::wall_time_text(59 * kSecond), "Dec 31 20:30:59.000000");
     EXPECT_EQ(iso_wall_time(59 * kSecond, kEpoch), "1969-12-31T20:30:59.000000-03:30");
     EXPECT_EQ(decoder::wall_time_text(59 * kSecond), "Dec 31 20:30:59.000000");
+}
+
+/** The format has no seconds in a distance from UTC, so a zone with them would be off by up to a minute. */
+TEST(IsoWallTimeTest, AZoneWithSecondsInItsDistanceGivesUtc) {
+    ASSERT_EQ(setenv("TZ", "MMT+00:44:30", 1), 0); // NOLINT(concurrency-mt-unsafe): no other thread runs
+    tzset();
+    const std::string text = iso_wall_time(86'399 * kSecond + 250'000, kEpoch);
+    ASSERT_EQ(setenv("TZ", "QST+03:30", 1), 0); // NOLINT(concurrency-mt-unsafe): as above
+    tzset();
+
+    EXPECT_EQ(text, "1970-01-01T23:59:59.250000Z");
 }
 
 TEST(IsoWallTimeTest, TheLastTimeFits) { EXPECT_EQ(iso_wall_time(0, {1, 0}), "2554-07-21T20:04:33.709551-03:30"); }
