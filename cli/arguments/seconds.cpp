@@ -1,5 +1,8 @@
 #include "cli/arguments/seconds.h"
 
+#include <charconv>
+#include <system_error>
+
 #include "cli/arguments/invalid_value.h"
 
 namespace cli {
@@ -8,8 +11,10 @@ CLI::Option *add_seconds(CLI::App &verb, const std::string &name, std::optional<
                          const SecondsRange &range, const std::string &description) {
     const auto take = [name, &seconds, range](const std::string &text) {
         double number = 0;
-        // The parser accepts "nan", which compares as false.
-        if (!CLI::detail::lexical_cast(text, number) || !(number >= range.least && number <= range.most)) {
+        const char *const end = text.data() + text.size();
+        const auto [read_end, error] = std::from_chars(text.data(), end, number); // decimal only
+        // It accepts "nan", which compares as false.
+        if (error != std::errc{} || read_end != end || !(number >= range.least && number <= range.most)) {
             throw CLI::ValidationError(invalid_value(name, text) + ": expected " + seconds_argument(range.least) +
                                        " to " + seconds_argument(range.most) + " seconds");
         }

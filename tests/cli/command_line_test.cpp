@@ -77,7 +77,7 @@ TEST(CommandLineTest, NothingAfterTwoHyphensIsAnOption) {
 }
 
 TEST(CommandLineTest, ATimeThatIsNoneIsWrongUse) {
-    for (const std::string seconds : {"soon", "-1", "nan", "inf", "1e99"}) {
+    for (const std::string seconds : {"0x5", "+5", "soon", "-1", "nan", "inf", "1e99"}) {
         expect_wrong_use({{"run", "x.toml", "--for=" + seconds},
                           "run: invalid value \"" + seconds + "\" for --for: expected 0 to 31622400 seconds"});
     }
