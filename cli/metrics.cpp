@@ -74,8 +74,12 @@ std::string render(const MetricsArguments &arguments, const TextStyle &style) {
 
 int metrics(const MetricsArguments &arguments) {
     check_use(arguments);
+    if (!arguments.merged.empty()) {
+        print_outcome(merge(arguments));
+        return kExitOk;
+    }
     Output output = standard_output();
-    output.write(arguments.merged.empty() ? render(arguments, output.style()) : merge(arguments));
+    output.write(render(arguments, output.style()));
     output.flush();
     return kExitOk;
 }

@@ -112,9 +112,7 @@ int publish(const PublishArguments &arguments) {
     const std::vector<std::byte> batch = read_batch(arguments.batch);
     const auto log = arguments.shows_log ? host::log_to_terminal(style_for(STDERR_FILENO).is_coloured) : nullptr;
     deliver(batch, arguments.plug_in, arguments.store ? *arguments.store : default_store_file_to_write());
-    Output output = standard_output();
-    output.write(summarise(batch));
-    output.flush();
+    print_outcome(summarise(batch));
     return kExitOk;
 }
 

@@ -63,6 +63,18 @@ void Output::require_reader() const {
 Output standard_output() { return Output(STDOUT_FILENO, "standard output"); }
 Output standard_error() { return Output(STDERR_FILENO, "standard error"); }
 
+void print_outcome(std::string_view text) {
+    try {
+        Output output = standard_output();
+        output.write(text);
+        output.flush();
+    } catch (const ReaderHasGone &) {
+        // The rest of the output is not wanted.
+    } catch (const host::Error &failure) {
+        print_message("qorstat: done, but the summary cannot be printed: " + std::string(failure.what()));
+    }
+}
+
 void print_message(std::string_view text) {
     try {
         Output output = standard_error();

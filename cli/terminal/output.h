@@ -47,6 +47,12 @@ Output standard_output();
 Output standard_error();
 
 /**
+ * Prints on standard output what a verb has done. The exit code tells what was done, so a failure to print it is a
+ * message on standard error and not a failure of the verb; a reader that has gone is ignored.
+ */
+void print_outcome(std::string_view text);
+
+/**
  * Prints one line on standard error: `text` with control characters escaped, and a newline. A failure to write it is
  * ignored.
  */

@@ -52,6 +52,18 @@ protected:
     Surroundings surroundings;
 };
 
+/** The exit code tells what was done: a retry would apply the batch twice. */
+TEST_F(PublishTest, ASummaryThatCannotBePrintedIsNoFailure) {
+    surroundings.output_file = "/dev/full";
+
+    const Outcome outcome = publish(entry(3, kClicks, 40));
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(outcome.err,
+              "qorstat: done, but the summary cannot be printed: standard output: No space left on device\n");
+    EXPECT_EQ(store().scalars.at("com.ondre.zel.button.click.count"), 40);
+}
+
 TEST_F(PublishTest, EveryOperationReachesTheStore) {
     const Outcome outcome = publish(entry(2, kClicks, 40) + entry(3, kClicks, -2) + entry(8, kClickDuration, -32768) +
                                     entry(5, kTest, 65536) + entry(2, kTest, 1) + entry(1, kTest, 0));
