@@ -34,6 +34,7 @@ struct Registry {
     std::map<RvRegistryEntry, Entry> entries;
     /** How many references are left to each entry that was removed while some were held. */
     std::map<RvRegistryEntry, std::size_t> references_to_removed;
+    std::map<std::uint64_t, RvRegistryEntry> entry_of_id;
     /** The entries of each class, in order. */
     std::map<std::string, std::vector<RvRegistryEntry>, std::less<>> entries_of_class;
     RvRegistryEntry next_entry = 1;
@@ -85,13 +86,12 @@ RvStatus copy_neighbour(RvRegistryEntry handle, const char *plane, RvRegistryEnt
 }
 
 void check_addition(Registry &reg, const RegistryEntryDescription &description) {
-    for (const auto &[handle, entry] : reg.entries) {
-        if (entry.registry_id == description.registry_id) {
-            char id[24];
-            std::snprintf(id, sizeof id, "0x%llX", static_cast<unsigned long long>(description.registry_id));
-            throw Error("", "registry entry " + in_quotes(description.name),
-                        std::string("registry ID ") + id + " is taken by entry " + in_quotes(entry.name));
-        }
+    if (const auto taken = reg.entry_of_id.find(description.registry_id); taken != reg.entry_of_id.end()) {
+        char id[24];
+        std::snprintf(id, sizeof id, "0x%llX", static_cast<unsigned long long>(description.registry_id));
+        throw Error("", "registry entry " + in_quotes(description.name),
+                    std::string("registry ID ") + id + " is taken by entry " +
+                        in_quotes(reg.entries.at(taken->second).name));
     }
     for (const auto &[plane, parent] : description.parents) {
         if (reg.find(parent) == nullptr) {
@@ -101,8 +101,9 @@ void check_addition(Registry &reg, const RegistryEntryDescription &description) 
     }
 }
 
-/** Unlinks an entry about to be removed from its class and from its neighbours. */
+/** Unlinks an entry about to be removed from its ID, its class and its neighbours. */
 void unlink(Registry &reg, RvRegistryEntry handle, Entry &entry) {
+    reg.entry_of_id.erase(entry.registry_id);
     const auto same_class = reg.entries_of_class.find(entry.class_name);
     std::erase(same_class->second, handle);
     if (same_class->second.empty()) {
@@ -156,6 +157,7 @@ RvRegistryEntry add(RegistryEntryDescription description) {
     for (const auto &[plane, parent] : entry.parents) {
         reg.entries.at(parent).children[plane].push_back(handle);
     }
+    reg.entry_of_id.emplace(entry.registry_id, handle);
     reg.entries_of_class[entry.class_name].push_back(handle);
     reg.entries.emplace(handle, std::move(entry));
     return handle;
@@ -236,7 +238,14 @@ RvRegistryEntry RvRegistryCopyServiceMatchingID(uint64_t registry_id) {
     if (host::copy_service_matching_id.strikes()) {
         return 0;
     }
-    return host::copy_first([&](const host::Entry &entry) { return entry.registry_id == registry_id; });
+    host::Registry &reg = registry();
+    const std::lock_guard lock(reg.mutex);
+    const auto found = reg.entry_of_id.find(registry_id);
+    if (found == reg.entry_of_id.end()) {
+        return 0;
+    }
+    ++reg.entries.at(found->second).references;
+    return found->second;
 }
 
 RvRegistryEntry RvRegistryCopyServiceMatchingClass(const char *class_name) {
