@@ -23,15 +23,15 @@ using decoder::payload_value;
 constexpr unsigned kThreadsProcess = 1;
 constexpr unsigned kFirstCategoryProcess = 10;
 
-/** The type whose payload has this layout. */
-constexpr std::uint8_t type_of(const qor::Layout &layout) {
-    return std::ranges::find(qor::kTypes, &layout, &qor::Type::layout)->id;
+/** The id of the type with this name. */
+constexpr std::uint8_t type_of(std::string_view name) {
+    return std::ranges::find(qor::kTypes, name, &qor::Type::name)->id;
 }
 
-constexpr std::uint8_t kEventType = type_of(qor::kEvent);
-constexpr std::uint8_t kTriggerType = type_of(qor::kTrigger);
-constexpr std::uint8_t kFunctionType = type_of(qor::kFunction);
-constexpr std::uint8_t kExtFunctionType = type_of(qor::kExtFunction);
+constexpr std::uint8_t kEventType = type_of("event");
+constexpr std::uint8_t kTriggerType = type_of("trigger");
+constexpr std::uint8_t kFunctionType = type_of("function");
+constexpr std::uint8_t kExtFunctionType = type_of("extfunction");
 
 /** The event that gives a process or a thread its name. */
 std::string name_event(std::string_view kind, std::uint64_t process, std::uint64_t thread, std::string_view name) {
