@@ -50,8 +50,9 @@ std::string field_table(std::span<const qor::Field> fields) {
 }
 
 std::string header_table() {
-    using namespace qor::header;
-    constexpr qor::Field kFields[] = {kTypeId, kEventId, kComponentId, kCategoryId, kSequenceNum, kTimestamp};
+    namespace header = qor::header;
+    constexpr qor::Field kFields[] = {header::kTypeId,     header::kEventId,     header::kComponentId,
+                                      header::kCategoryId, header::kSequenceNum, header::kTimestamp};
     return field_table(kFields);
 }
 
