@@ -31,7 +31,7 @@ int formatField(char *text, size_t room, const uint8_t *asset, const qor::Field 
 void setAsset(const OwnedMutableValue &dictionary, const char *speed, const char *event, const uint8_t *asset) {
     char key[64];
     std::snprintf(key, sizeof key, "%s-%s", speed, event);
-    // Five names with the longest numbers take 110 characters.
+    // Five names with the longest numbers take 96 characters.
     char text[128];
     char *end = text;
     for (const qor::Field &field : assets::kFields) {
