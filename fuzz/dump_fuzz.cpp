@@ -244,7 +244,7 @@ std::uint64_t gaps_in(const Reports &reports) {
 
 void check_statistics(const cli::SequenceWatch &sequence, const Wish &wish, const Reports &reports) {
     cli::DumpStatistics statistics;
-    std::ranges::for_each(reports, [&](const _QorProfileReport &report) { statistics.count(report); });
+    statistics.count(reports);
     if (wish.form == 4) {
         require(statistics.text(sequence, wish.clock).back() == '\n', "the last line ends with a newline");
         return;
@@ -282,7 +282,7 @@ void decode(const Wish &wish, std::span<const std::uint8_t> bytes) {
     cli::SequenceWatch sequence;
     const bool counts = wish.form >= cli::kFormats.size();
     if (counts) {
-        source.observe([&](const _QorProfileReport &report, std::uint64_t offset) { sequence.see(report, offset); });
+        source.observe([&](const cli::ReportPiece &piece) { sequence.see(piece.reports, piece.offset); });
     }
 
     Reports read;
