@@ -67,11 +67,7 @@ void write_reports(ReportSource &source, const DecodeArguments &arguments, const
     const ReportRendering rendering = rendering_of(arguments.format, output.style());
     output.write(rendering.start);
     const BlockSteps steps{[&](Block &block) { return source.next(block.reports); },
-                           [&](Block &block) {
-                               for (const _QorProfileReport &report : block.reports) {
-                                   rendering.append(block.text, report, clock.now());
-                               }
-                           },
+                           [&](Block &block) { rendering.append(block.text, block.reports, clock); },
                            [&](const Block &block) {
                                const std::string_view text = block.text.text();
                                output.write(std::as_bytes(std::span(text.data(), text.size())));

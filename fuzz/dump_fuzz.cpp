@@ -258,9 +258,7 @@ void render(const Wish &wish, const Reports &reports) {
     const cli::ReportRendering rendering = cli::rendering_of(form, wish.style);
     text_buffer text;
     text.append(rendering.start);
-    for (const _QorProfileReport &report : reports) {
-        rendering.append(text, report, wish.clock);
-    }
+    rendering.append(text, reports, cli::DumpClock(wish.clock));
     text.append(rendering.end);
     if (form != "text") {
         require(!fuzz::has_controls(text.text()), "a terminal gets no control character");
