@@ -16,6 +16,7 @@
 #include "cli/terminal/output.h"
 #include "cli/terminal/progress_bar.h"
 #include "cli/verbs.h"
+#include "decoder/remembered_second.h"
 #include "host/count_text.h"
 
 namespace cli {
@@ -68,6 +69,7 @@ void write_reports(ReportSource &source, const DecodeArguments &arguments, const
     output.write(rendering.start);
     const BlockSteps steps{[&](Block &block) { return source.next(block.reports); },
                            [&](Block &block) {
+                               const decoder::unchanging_zone zone; // set before the first report
                                for (const _QorProfileReport &report : block.reports) {
                                    rendering.append(block.text, report, clock.now());
                                }
