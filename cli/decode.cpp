@@ -16,6 +16,7 @@
 #include "cli/terminal/output.h"
 #include "cli/terminal/progress_bar.h"
 #include "cli/verbs.h"
+#include "decoder/remembered_second.h"
 #include "host/count_text.h"
 
 namespace cli {
@@ -67,7 +68,10 @@ void write_reports(ReportSource &source, const DecodeArguments &arguments, const
     const ReportRendering rendering = rendering_of(arguments.format, output.style());
     output.write(rendering.start);
     const BlockSteps steps{[&](Block &block) { return source.next(block.reports); },
-                           [&](Block &block) { rendering.append(block.text, block.reports, clock); },
+                           [&](Block &block) {
+                               const decoder::unchanging_zone zone; // set before the first report
+                               rendering.append(block.text, block.reports, clock);
+                           },
                            [&](const Block &block) {
                                const std::string_view text = block.text.text();
                                output.write(std::as_bytes(std::span(text.data(), text.size())));
