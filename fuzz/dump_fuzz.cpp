@@ -265,7 +265,7 @@ std::uint64_t gaps_in(const Reports &reports) {
 
 void check_statistics(const cli::SequenceWatch &sequence, const Wish &wish, const Reports &reports) {
     cli::DumpStatistics statistics;
-    std::ranges::for_each(reports, [&](const _QorProfileReport &report) { statistics.count(report); });
+    statistics.count(reports);
     if (wish.form == 4) {
         require(statistics.text(sequence, wish.clock).back() == '\n', "the last line ends with a newline");
         return;
@@ -279,9 +279,7 @@ void render(const Wish &wish, const Reports &reports) {
     const cli::ReportRendering rendering = cli::rendering_of(form, wish.style);
     text_buffer text;
     text.append(rendering.start);
-    for (const _QorProfileReport &report : reports) {
-        rendering.append(text, report, wish.clock);
-    }
+    rendering.append(text, reports, cli::DumpClock(wish.clock));
     text.append(rendering.end);
     if (form != "text") {
         require(!fuzz::has_controls(text.text()), "a terminal gets no control character");
@@ -310,7 +308,7 @@ void decode(const Wish &wish, std::span<const std::uint8_t> bytes) {
     cli::SequenceWatch sequence;
     const bool counts = wish.form >= cli::kFormats.size();
     if (counts) {
-        source.observe([&](const _QorProfileReport &report, std::uint64_t offset) { sequence.see(report, offset); });
+        source.observe([&](const cli::ReportPiece &piece) { sequence.see(piece.reports, piece.offset); });
     }
 
     Reports read;
