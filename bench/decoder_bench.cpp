@@ -10,6 +10,7 @@
 
 #include "bench/ratio_reporter.h"
 #include "bench/report_mix.h"
+#include "cli/reports/clock.h"
 #include "cli/reports/rendering.h"
 #include "decoder/ProfileDescription.h"
 #include "decoder/byte_dump.h"
@@ -81,12 +82,11 @@ void lines_with_given_clock(benchmark::State &state) {
 void write_form(benchmark::State &state, const char *form, const decoder::device_clock &clock) {
     static text_buffer buffer;
     const decoder::unchanging_zone zone;
+    std::vector<_QorProfileReport> reports(kReports);
+    std::memcpy(reports.data(), mix().data(), mix().size());
     const auto write_all_reports = [&] {
-        const cli::ReportRendering rendering = cli::rendering_of(form, {});
         buffer.clear();
-        for (std::size_t index = 0; index < kReports; ++index) {
-            rendering.append(buffer, report_at(index), clock);
-        }
+        cli::rendering_of(form, {}).append(buffer, reports, cli::DumpClock(clock));
     };
     write_all_reports(); // grows the buffer and maps its pages
     for ([[maybe_unused]] auto round : state) {
