@@ -6,6 +6,8 @@
 #include <set>
 #include <string_view>
 
+#include <pthread.h>
+
 #include "host/error.h"
 #include "host/fault_points.h"
 
@@ -58,6 +60,13 @@ Registry &registry() {
     static Registry &instance = *new Registry;
     return instance;
 }
+
+/**
+ * A child process must be able to look things up even if another thread of its parent did so at the moment of the
+ * fork: no thread holds the lock then. Registered when the library is loaded, so that no fork comes before it.
+ */
+[[maybe_unused]] const int fork_handlers = pthread_atfork(
+    [] { registry().mutex.lock(); }, [] { registry().mutex.unlock(); }, [] { registry().mutex.unlock(); });
 
 /** The first entry of this text, with a reference added; 0 when there is none. */
 RvRegistryEntry copy_first(EntriesByText Registry::*index, const char *text) {
