@@ -234,6 +234,23 @@ TEST_P(CaptureTest, AFaultIsAnsweredByEveryRawDebugEntry) {
 }
 
 TEST_P(CaptureTest, AnErrorIsAnsweredByNobody) {
+/** The boot time in the first line of a capture. */
+std::string boot_time_of_a_capture(const TemporaryFolder &folder) {
+    const std::string records = qorstat({"capture", kSmall, "--kind", "fault", "-o", "-"}, isolate_in(folder)).out;
+    const std::string key = "'boot-timestamp':";
+    const std::size_t begin = records.find(key);
+    return begin == std::string::npos ? "none" : records.substr(begin, records.find('}', begin) - begin);
+}
+
+TEST(BootTimeTest, IsTheSameInEveryProcess) {
+    const TemporaryFolder folder;
+
+    const std::string first = boot_time_of_a_capture(folder);
+
+    EXPECT_THAT(first, testing::MatchesRegex("'boot-timestamp':[0-9]+"));
+    EXPECT_EQ(boot_time_of_a_capture(folder), first);
+}
+
     const TemporaryFolder folder;
 
     const Outcome outcome = qorstat({"capture", GetParam(), "--kind", "error", "-o", "error"}, isolate_in(folder));
