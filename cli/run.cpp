@@ -76,6 +76,16 @@ std::unique_ptr<MetricsEndpoint> serve_metrics(const RunArguments &arguments) {
 /** Returns on a signal, or after `seconds`. */
 void wait_for_end(asio::io_context &events, const std::optional<double> &seconds) {
     asio::steady_timer timer(events);
+/** @return null, with a message, when notifications cannot be received: a host is of use without them. */
+std::unique_ptr<host::NotificationReceiver> receive_notifications() {
+    try {
+        return std::make_unique<host::NotificationReceiver>();
+    } catch (const host::Error &failure) {
+        print_message(std::string("qorstat: ") + failure.what() + "; qorstat notify does not reach this host");
+        return nullptr;
+    }
+}
+
     if (seconds) {
         timer.expires_after(
             std::chrono::duration_cast<std::chrono::steady_clock::duration>(std::chrono::duration<double>(*seconds)));
@@ -114,7 +124,7 @@ int run(const RunArguments &arguments) {
                             arguments.on_store_error == "stop" ? stop_for_store
                                                                : host::StoreFailureReport(print_store_failure));
     std::unique_ptr<MetricsEndpoint> endpoint = serve_metrics(arguments);
-    const host::NotificationReceiver receiver;
+    const std::unique_ptr<host::NotificationReceiver> receiver = receive_notifications();
     announce(device);
     host::AnalyticsSource analytics(device.device(), print_message);
     wait_for_end(events, arguments.seconds);

@@ -96,6 +96,21 @@ TEST(RunTest, TheLogAlsoGoesToAFile) {
     EXPECT_NE(content_of(folder.path() / "run.log").find("fault!"), std::string::npos);
 }
 
+TEST(RunTest, AHostGoesOnWithoutNotifications) {
+    const TemporaryFolder folder;
+    fs::create_directory(folder.path() / "qor-notifications"); // open to others, as if one of them had made it
+
+    const Outcome outcome = qorstat({"run", kSmall, "--for", "0"}, isolate_in(folder));
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(outcome.err.rfind("qorstat: " + folder.path().string() +
+                                    "/qor-notifications: not used for notifications because other users have access "
+                                    "to it; qorstat notify does not reach this host\nhosting ",
+                                0),
+              0u)
+        << outcome.err;
+}
+
 TEST(RunTest, ALogFileThatCannotBeOpenedIsAnError) {
     const TemporaryFolder folder;
 
