@@ -36,6 +36,7 @@ const std::vector<std::string> kStoreErrorWords = {"go-on", "stop"};
 
 struct RunArguments {
     std::string description;
+    std::optional<std::string> folder_of_files; ///< empty: the description may name any file
     std::string plug_in;
     std::optional<std::string> store; ///< empty: the default store
     std::string on_store_error = "go-on";
@@ -113,7 +114,8 @@ int run(const RunArguments &arguments) {
     }
     signals.async_wait([&events](const asio::error_code &, int) { events.stop(); });
 
-    host::HostedDevice device(arguments.description, arguments.plug_in);
+    host::HostedDevice device(host::read_device_description(arguments.description, arguments.folder_of_files),
+                              arguments.plug_in);
     std::atomic<bool> store_stopped_run = false;
     const auto stop_for_store = [&](const host::Error &failure, host::Fate) {
         print_message(std::string("qorstat: ") + failure.what());
@@ -148,6 +150,7 @@ Verb declare_run() {
                            .is_required = true},
                           plug_in_option(arguments->plug_in),
                           store_option(arguments->store),
+                          confine_option(arguments->folder_of_files),
                           {.name = "--on-store-error",
                            .value_name = "WORD",
                            .target = word_reader(arguments->on_store_error, kStoreErrorWords),

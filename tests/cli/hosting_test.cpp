@@ -234,21 +234,6 @@ TEST(NotifyTest, AHostThatHasEndedIsNotReached) {
     EXPECT_EQ(qorstat({"notify", kFault}, isolate_in(folder)).exit_code, 1);
 }
 
-class CaptureTest : public testing::TestWithParam<std::string> {};
-
-TEST_P(CaptureTest, AFaultIsAnsweredByEveryRawDebugEntry) {
-    const TemporaryFolder folder;
-
-    const Outcome outcome = qorstat({"capture", GetParam(), "--kind", "fault", "-o", "fault"}, isolate_in(folder));
-
-    EXPECT_EQ(outcome.exit_code, 0);
-    EXPECT_EQ(file_count(folder.path() / "fault"), 104u);
-    EXPECT_EQ(folder.names(), std::vector<std::string>{"fault"});
-    EXPECT_THAT(outcome.out, testing::ContainsRegex("\n104 records, [0-9]+ reports, [0-9]+ bytes\n$"));
-    EXPECT_NE(outcome.err.find("written to fault\n"), std::string::npos) << outcome.err;
-}
-
-TEST_P(CaptureTest, AnErrorIsAnsweredByNobody) {
 /** The boot time in the first line of a capture. */
 std::string boot_time_of_a_capture(const TemporaryFolder &folder) {
     const std::string records = qorstat({"capture", kSmall, "--kind", "fault", "-o", "-"}, isolate_in(folder)).out;
@@ -266,6 +251,21 @@ TEST(BootTimeTest, IsTheSameInEveryProcess) {
     EXPECT_EQ(boot_time_of_a_capture(folder), first);
 }
 
+class CaptureTest : public testing::TestWithParam<std::string> {};
+
+TEST_P(CaptureTest, AFaultIsAnsweredByEveryRawDebugEntry) {
+    const TemporaryFolder folder;
+
+    const Outcome outcome = qorstat({"capture", GetParam(), "--kind", "fault", "-o", "fault"}, isolate_in(folder));
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(file_count(folder.path() / "fault"), 104u);
+    EXPECT_EQ(folder.names(), std::vector<std::string>{"fault"});
+    EXPECT_THAT(outcome.out, testing::ContainsRegex("\n104 records, [0-9]+ reports, [0-9]+ bytes\n$"));
+    EXPECT_NE(outcome.err.find("written to fault\n"), std::string::npos) << outcome.err;
+}
+
+TEST_P(CaptureTest, AnErrorIsAnsweredByNobody) {
     const TemporaryFolder folder;
 
     const Outcome outcome = qorstat({"capture", GetParam(), "--kind", "error", "-o", "error"}, isolate_in(folder));
@@ -410,6 +410,23 @@ TEST(CaptureSummaryTest, TheSummaryIsAlsoThereAsJson) {
     EXPECT_EQ(bytes, all_files_end_to_end(folder.path() / "fault").size());
 }
 
+TEST(ConfineTest, ADescriptionBeneathTheFolderIsHosted) {
+    const TemporaryFolder folder;
+
+    const Outcome outcome = qorstat(
+        {"capture", kPhone, "--kind", "error", "--confine", fs::path(kPhone).parent_path().string(), "-o", "error"},
+        isolate_in(folder));
+
+    EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
+}
+
+TEST(ConfineTest, NoFolderIsWrongUse) {
+    const Outcome outcome = qorstat({"capture", kSmall, "--confine", ""});
+
+    EXPECT_EQ(outcome.exit_code, 2);
+    EXPECT_EQ(outcome.err, "qorstat: capture: invalid value \"\" for --confine: expected a folder\n");
+}
+
 /** Bad modules and descriptions, which every verb that hosts the plug-in refuses. */
 class RefusedHostingTest : public testing::TestWithParam<std::string> {
 protected:
@@ -447,6 +464,18 @@ TEST_P(RefusedHostingTest, ADescriptionThatIsNoToml) {
     const std::string description = folder.file("device.toml", "[device\n");
 
     expect_refused({description}, description + ": line 1");
+}
+
+TEST_P(RefusedHostingTest, ADescriptionThatNamesAFileOutsideOfTheFolderThatConfinesIt) {
+    const TemporaryFolder folder;
+    folder.file("bytes", "abc");
+    fs::create_directory(folder.path() / "inside");
+    const std::string text = "name = 'x'\n[[driver.a.property]]\nid = 1\nfile = '../bytes'\n";
+    const std::string description = folder.file("inside/device.toml", text);
+    const std::string inside = folder.path() / "inside";
+
+    expect_refused({description, "--confine", inside},
+                   description + ": line 4, column 8: \"" + inside + "/../bytes\": outside of \"" + inside + "\"\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryVerb, RefusedHostingTest, testing::Values("run", "capture"),
