@@ -42,6 +42,7 @@ struct RunArguments {
     std::string on_store_error = "go-on";
     std::optional<double> seconds;
     std::optional<ListenAddress> listen_address; ///< empty: metrics are not served
+    std::vector<std::string> host_names;         ///< under which the server of metrics is also known
     std::string log_file;
     bool logs_to_journal = false;
 };
@@ -69,14 +70,12 @@ std::unique_ptr<MetricsEndpoint> serve_metrics(const RunArguments &arguments) {
     if (!arguments.listen_address) {
         return nullptr;
     }
-    auto endpoint = std::make_unique<MetricsEndpoint>(*arguments.listen_address, host::store_contents);
+    auto endpoint = std::make_unique<MetricsEndpoint>(*arguments.listen_address, arguments.host_names,
+                                                      StoreReader{host::store_contents, host::unwritten_operations});
     print_message("metrics at " + endpoint->url());
     return endpoint;
 }
 
-/** Returns on a signal, or after `seconds`. */
-void wait_for_end(asio::io_context &events, const std::optional<double> &seconds) {
-    asio::steady_timer timer(events);
 /** @return null, with a message, when notifications cannot be received: a host is of use without them. */
 std::unique_ptr<host::NotificationReceiver> receive_notifications() {
     try {
@@ -87,6 +86,9 @@ std::unique_ptr<host::NotificationReceiver> receive_notifications() {
     }
 }
 
+/** Returns on a signal, or after `seconds`. */
+void wait_for_end(asio::io_context &events, const std::optional<double> &seconds) {
+    asio::steady_timer timer(events);
     if (seconds) {
         timer.expires_after(
             std::chrono::duration_cast<std::chrono::steady_clock::duration>(std::chrono::duration<double>(*seconds)));
@@ -148,9 +150,9 @@ Verb declare_run() {
                            .target = &arguments->description,
                            .help = "Device description",
                            .is_required = true},
+                          confine_option(arguments->folder_of_files),
                           plug_in_option(arguments->plug_in),
                           store_option(arguments->store),
-                          confine_option(arguments->folder_of_files),
                           {.name = "--on-store-error",
                            .value_name = "WORD",
                            .target = word_reader(arguments->on_store_error, kStoreErrorWords),
@@ -164,6 +166,13 @@ Verb declare_run() {
                            .value_name = "HOST:PORT",
                            .target = listen_address_reader(arguments->listen_address),
                            .help = "Serve metrics at /metrics; PORT alone is loopback"},
+                          {.name = "--host-name",
+                           .value_name = "NAME",
+                           .target = &arguments->host_names,
+                           .help = "Also answer requests for this name of the host;\n"
+                                   "may be repeated",
+                           .is_repeated = true,
+                           .needs = "--listen"},
                           {.name = "--log",
                            .value_name = "FILE",
                            .target = &arguments->log_file,
