@@ -20,13 +20,13 @@ union Immortal {
 };
 
 /** Initialised by the compiler: a first use that initialises could be cut in half by a fork. */
-constinit const Immortal default_allocator;
+constinit const Immortal kDefaultAllocator;
 
 host::FaultPoint allocate_fault("RvAllocatorAllocate");
 
 } // namespace
 
-RvAllocatorRef RvAllocatorGetDefault(void) { return &default_allocator.allocator; }
+RvAllocatorRef RvAllocatorGetDefault(void) { return &kDefaultAllocator.allocator; }
 
 void *RvAllocatorAllocate(RvAllocatorRef allocator, size_t size) {
     if (allocate_fault.strikes() || allocator == nullptr || size == 0) {

@@ -145,13 +145,13 @@ class Identity {
 public:
     Identity(const ListenAddress &address, std::vector<std::string> host_names)
         : _address(address), _host_names(std::move(host_names)) {
-        current = this;
+        _current = this;
     }
-    ~Identity() { current = nullptr; }
+    ~Identity() { _current = nullptr; }
     Identity(const Identity &) = delete;
     Identity &operator=(const Identity &) = delete;
 
-    static const Identity &of_server() { return *current; }
+    static const Identity &of_server() { return *_current; }
 
     bool is_meant_by(const mg_request_info &request) const {
         const std::span headers(request.http_headers, static_cast<std::size_t>(request.num_headers));
@@ -161,7 +161,7 @@ public:
     }
 
 private:
-    static inline constinit const Identity *current = nullptr;
+    static inline constinit const Identity *_current = nullptr;
 
     ListenAddress _address;
     std::vector<std::string> _host_names;
