@@ -1,5 +1,6 @@
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,7 @@ const std::vector<std::string> kKindNames = {"error", "fault", "request"};
 
 struct CaptureArguments {
     std::string description;
+    std::optional<std::string> folder_of_files; ///< empty: the description may name any file
     std::string plug_in;
     std::string store = host::kStoreInMemory;
     std::string kind = "request";
@@ -108,7 +110,8 @@ void write_records(const CaptureArguments &arguments, const std::vector<host::Re
 
 int capture(const CaptureArguments &arguments) {
     const auto log = host::log_to_terminal(style_for(STDERR_FILENO).is_coloured);
-    host::HostedDevice device(arguments.description, arguments.plug_in);
+    host::HostedDevice device(host::read_device_description(arguments.description, arguments.folder_of_files),
+                              arguments.plug_in);
     host::HostedStore store(arguments.store, print_store_failure);
     const std::vector<host::RecordBytes> records = host::capture_state(kind_code(arguments.kind), "qorstat");
     device.stop();
@@ -135,6 +138,7 @@ Verb declare_capture() {
                        .target = &arguments->folder,
                        .help = "Folder to write to, new or empty; - writes all records\n"
                                "to standard output; default: a new one named by time"},
+                      confine_option(arguments->folder_of_files),
                       plug_in_option(arguments->plug_in),
                       {.name = "--store",
                        .value_name = "FILE",

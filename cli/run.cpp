@@ -36,11 +36,13 @@ const std::vector<std::string> kStoreErrorWords = {"go-on", "stop"};
 
 struct RunArguments {
     std::string description;
+    std::optional<std::string> folder_of_files; ///< empty: the description may name any file
     std::string plug_in;
     std::optional<std::string> store; ///< empty: the default store
     std::string on_store_error = "go-on";
     std::optional<double> seconds;
     std::optional<ListenAddress> listen_address; ///< empty: metrics are not served
+    std::vector<std::string> host_names;         ///< under which the server of metrics is also known
     std::string log_file;
     bool logs_to_journal = false;
 };
@@ -68,9 +70,20 @@ std::unique_ptr<MetricsEndpoint> serve_metrics(const RunArguments &arguments) {
     if (!arguments.listen_address) {
         return nullptr;
     }
-    auto endpoint = std::make_unique<MetricsEndpoint>(*arguments.listen_address, host::store_contents);
+    auto endpoint = std::make_unique<MetricsEndpoint>(*arguments.listen_address, arguments.host_names,
+                                                      StoreReader{host::store_contents, host::unwritten_operations});
     print_message("metrics at " + endpoint->url());
     return endpoint;
+}
+
+/** @return null, with a message, when notifications cannot be received: a host is of use without them. */
+std::unique_ptr<host::NotificationReceiver> receive_notifications() {
+    try {
+        return std::make_unique<host::NotificationReceiver>();
+    } catch (const host::Error &failure) {
+        print_message(std::string("qorstat: ") + failure.what() + "; qorstat notify does not reach this host");
+        return nullptr;
+    }
 }
 
 /** Returns on a signal, or after `seconds`. */
@@ -103,7 +116,8 @@ int run(const RunArguments &arguments) {
     }
     signals.async_wait([&events](const asio::error_code &, int) { events.stop(); });
 
-    host::HostedDevice device(arguments.description, arguments.plug_in);
+    host::HostedDevice device(host::read_device_description(arguments.description, arguments.folder_of_files),
+                              arguments.plug_in);
     std::atomic<bool> store_stopped_run = false;
     const auto stop_for_store = [&](const host::Error &failure, host::Fate operations) {
         print_message(std::string("qorstat: ") + failure.what());
@@ -116,7 +130,7 @@ int run(const RunArguments &arguments) {
                             arguments.on_store_error == "stop" ? stop_for_store
                                                                : host::StoreFailureReport(print_store_failure));
     std::unique_ptr<MetricsEndpoint> endpoint = serve_metrics(arguments);
-    const host::NotificationReceiver receiver;
+    const std::unique_ptr<host::NotificationReceiver> receiver = receive_notifications();
     announce(device);
     host::AnalyticsSource analytics(device.device(), print_message);
     wait_for_end(events, arguments.seconds);
@@ -138,6 +152,7 @@ Verb declare_run() {
                            .target = &arguments->description,
                            .help = "Device description",
                            .is_required = true},
+                          confine_option(arguments->folder_of_files),
                           plug_in_option(arguments->plug_in),
                           store_option(arguments->store),
                           {.name = "--on-store-error",
@@ -153,6 +168,13 @@ Verb declare_run() {
                            .value_name = "HOST:PORT",
                            .target = listen_address_reader(arguments->listen_address),
                            .help = "Serve metrics at /metrics; PORT alone is loopback"},
+                          {.name = "--host-name",
+                           .value_name = "NAME",
+                           .target = &arguments->host_names,
+                           .help = "Also answer requests for this name of the host;\n"
+                                   "may be repeated",
+                           .is_repeated = true,
+                           .needs = "--listen"},
                           {.name = "--log",
                            .value_name = "FILE",
                            .target = &arguments->log_file,

@@ -6,6 +6,8 @@
 #include <ctime>
 #include <type_traits>
 
+#include "decoder/local_time.h"
+
 namespace decoder {
 
 /**
@@ -55,9 +57,8 @@ const auto &remembered_second(std::uint64_t second) {
     thread_local constinit remembered last;
     const std::uint64_t zone = unchanging_zone::number();
     if (last.second != second || last.zone != zone || zone == unchanging_zone::kNone) {
-        const auto time = static_cast<std::time_t>(second);
         std::tm local{};
-        last.text = localtime_r(&time, &local) != nullptr ? text_of(local) : result{};
+        last.text = to_local_time(static_cast<std::time_t>(second), local) ? text_of(local) : result{};
         last.second = second;
         last.zone = zone;
     }

@@ -11,15 +11,22 @@ struct DefaultAllocator final : RvAllocator {
     void deallocate(void *storage) const override { std::free(storage); }
 };
 
+/** Never destroyed: values are released while the process exits. */
+union Immortal {
+    constexpr Immortal() : allocator() {}
+    ~Immortal() {} // NOLINT(modernize-use-equals-default): the allocator's destructor is not called
+
+    DefaultAllocator allocator;
+};
+
+/** Initialised by the compiler: a first use that initialises could be cut in half by a fork. */
+constinit const Immortal kDefaultAllocator;
+
 host::FaultPoint allocate_fault("RvAllocatorAllocate");
 
 } // namespace
 
-/** Never destroyed: values are released while the process exits. */
-RvAllocatorRef RvAllocatorGetDefault(void) {
-    static const DefaultAllocator &instance = *new DefaultAllocator;
-    return &instance;
-}
+RvAllocatorRef RvAllocatorGetDefault(void) { return &kDefaultAllocator.allocator; }
 
 void *RvAllocatorAllocate(RvAllocatorRef allocator, size_t size) {
     if (allocate_fault.strikes() || allocator == nullptr || size == 0) {

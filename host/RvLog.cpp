@@ -7,9 +7,12 @@
 #include <cstdio>
 #include <cstring>
 #include <map>
+#include <mutex>
 #include <new>
 #include <system_error>
 #include <utility>
+
+#include <pthread.h>
 
 #include <spdlog/pattern_formatter.h>
 #include <spdlog/sinks/ansicolor_sink.h>
@@ -96,17 +99,33 @@ public:
     std::unique_ptr<custom_flag_formatter> clone() const override { return std::make_unique<LevelFlag>(); }
 };
 
-std::unique_ptr<spdlog::formatter> line_formatter() {
-    auto formatter = std::make_unique<spdlog::pattern_formatter>();
-    formatter->add_flag<LevelFlag>('*').set_pattern("%Y-%m-%d %H:%M:%S.%e %^%*%$ [%n] %v");
-    return formatter;
-}
+/**
+ * Held while a line is formatted, which takes the C library's lock for time zones. A child process needs that lock for
+ * any local time, so no thread holds it at the moment of a fork. Registered when the library is loaded.
+ */
+constinit std::mutex formatting;
+[[maybe_unused]] const int fork_handlers =
+    pthread_atfork([] { formatting.lock(); }, [] { formatting.unlock(); }, [] { formatting.unlock(); });
+
+/** The log's lines, formatted under the lock. */
+class LineFormatter : public spdlog::formatter {
+public:
+    LineFormatter() { _lines.add_flag<LevelFlag>('*').set_pattern("%Y-%m-%d %H:%M:%S.%e %^%*%$ [%n] %v"); }
+    void format(const spdlog::details::log_msg &message, spdlog::memory_buf_t &line) override {
+        const std::lock_guard lock(formatting);
+        _lines.format(message, line);
+    }
+    std::unique_ptr<spdlog::formatter> clone() const override { return std::make_unique<LineFormatter>(); }
+
+private:
+    spdlog::pattern_formatter _lines;
+};
 
 /** Writes lines to a sink of spdlog. */
 class LineDestination final : public Destination {
 public:
     explicit LineDestination(std::unique_ptr<spdlog::sinks::sink> sink) : _sink(std::move(sink)) {
-        _sink->set_formatter(line_formatter());
+        _sink->set_formatter(std::make_unique<LineFormatter>());
         add_destination(this);
     }
     ~LineDestination() override { remove_destination(this); }

@@ -1,23 +1,27 @@
 #include "host/RvNotify.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <charconv>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <filesystem>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <system_error>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -27,6 +31,7 @@
 
 #include "host/error.h"
 #include "host/fault_points.h"
+#include "host/file_descriptor.h"
 #include "host/queue_registrations.h"
 #include "platform/RvNotify.h"
 
@@ -68,31 +73,14 @@ RvStatus register_handler(std::string name, RvQueueRef queue, std::int32_t *toke
 
 constexpr std::string_view kSocketSuffix = ".socket";
 
-/** How long a post waits for a receiver whose buffer is full. */
-constexpr timeval kSendTimeout{1, 0};
+/** How long a post waits for receivers whose buffers are full, for all of them together. */
+constexpr std::chrono::milliseconds kPatience{1000};
 
 std::string error_text(int error) { return std::generic_category().message(error); }
 
 bool is_valid_name(std::string_view name) {
     return !name.empty() && name.size() <= kMaxNotificationName && name.find('\0') == std::string_view::npos;
 }
-
-class FileDescriptor {
-public:
-    explicit FileDescriptor(int descriptor) : _descriptor(descriptor) {}
-    ~FileDescriptor() {
-        if (_descriptor >= 0) {
-            ::close(_descriptor);
-        }
-    }
-    FileDescriptor(const FileDescriptor &) = delete;
-    FileDescriptor &operator=(const FileDescriptor &) = delete;
-
-    int get() const { return _descriptor; }
-
-private:
-    int _descriptor;
-};
 
 std::string directory_path() {
     // Nothing in a host changes the environment.
@@ -145,36 +133,64 @@ pid_t process_of_socket(const std::string &file_name) {
     return is_socket ? process : 0;
 }
 
-/** @return 0 or an errno value. */
-int send_name(const std::string &path, std::string_view name) {
-    const auto address = socket_address(path);
-    const FileDescriptor sender(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    if (!address) {
-        return ENAMETOOLONG;
+/** A socket that sends to one receiver. */
+class Sender {
+public:
+    /** @param socket  the receiver's. */
+    explicit Sender(const std::string &socket)
+        : _socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
+        const auto address = socket_address(socket);
+        if (!address) {
+            _error = ENAMETOOLONG;
+        } else if (::connect(_socket.get(), reinterpret_cast<const sockaddr *>(&*address), sizeof *address) != 0) {
+            _error = errno;
+        }
     }
-    if (::setsockopt(sender.get(), SOL_SOCKET, SO_SNDTIMEO, &kSendTimeout, sizeof kSendTimeout) != 0) {
-        return errno;
+
+    /** @return 0 or an errno value; EAGAIN when the receiver's buffer is full. */
+    int send(std::string_view name) const {
+        if (_error != 0) {
+            return _error;
+        }
+        return ::send(_socket.get(), name.data(), name.size(), 0) < 0 ? errno : 0;
     }
-    const auto *plain = reinterpret_cast<const sockaddr *>(&*address);
-    return ::sendto(sender.get(), name.data(), name.size(), 0, plain, sizeof *address) < 0 ? errno : 0;
-}
+
+    /** To wait with until the receiver has room. */
+    pollfd room() const { return {_socket.get(), POLLOUT, 0}; }
+
+private:
+    FileDescriptor _socket;
+    int _error = 0;
+};
 
 /** A refusal alone does not make a socket stale: its process may be about to bind it. */
 bool is_stale(int send_error, pid_t process) {
     return send_error == ECONNREFUSED && ::kill(process, 0) != 0 && errno == ESRCH;
 }
 
-/** @return whether a receiver took the name. */
-bool post_to_socket(const std::filesystem::path &socket, std::string_view name) {
-    const pid_t process = process_of_socket(socket.filename().string());
-    if (process == 0) {
-        return false;
+/** Sends again to those that have room, until none is left or the patience ends. @return how many took the name. */
+std::size_t send_when_there_is_room(std::vector<Sender> waiting, std::string_view name) {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point end = Clock::now() + kPatience;
+    std::size_t reached = 0;
+    while (!waiting.empty()) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
+        std::vector<pollfd> rooms;
+        std::ranges::transform(waiting, std::back_inserter(rooms), &Sender::room);
+        if (left.count() <= 0 || ::poll(rooms.data(), rooms.size(), static_cast<int>(left.count())) == 0) {
+            break;
+        }
+        std::vector<Sender> still_waiting;
+        for (std::size_t i = 0; i < waiting.size(); ++i) {
+            const int error = rooms[i].revents == 0 ? EAGAIN : waiting[i].send(name);
+            reached += error == 0;
+            if (error == EAGAIN) {
+                still_waiting.push_back(std::move(waiting[i]));
+            }
+        }
+        waiting = std::move(still_waiting);
     }
-    const int error = send_name(socket.string(), name);
-    if (is_stale(error, process)) {
-        ::unlink(socket.c_str());
-    }
-    return error == 0;
+    return reached;
 }
 
 } // namespace
@@ -221,7 +237,7 @@ struct NotificationReceiver::State {
 
     /** Removes the socket of an earlier process with the same ID, unless a process listens on it. */
     void remove_leftover() const {
-        if (send_name(path, "") == ECONNREFUSED) {
+        if (Sender(path).send("") == ECONNREFUSED) {
             ::unlink(path.c_str());
         }
     }
@@ -262,14 +278,25 @@ std::size_t post_notification(std::string_view name) {
     check_directory_is_private(directory);
 
     std::size_t reached = 0;
+    std::vector<Sender> waiting;
     std::error_code ignored; // a directory that is removed while it is read has no receivers
     std::filesystem::directory_iterator file(directory, ignored);
     for (; file != std::filesystem::directory_iterator(); file.increment(ignored)) {
-        if (post_to_socket(file->path(), name)) {
-            ++reached;
+        const std::filesystem::path &socket = file->path();
+        const pid_t process = process_of_socket(socket.filename().string());
+        if (process == 0) {
+            continue;
+        }
+        Sender sender(socket.string());
+        const int error = sender.send(name);
+        reached += error == 0;
+        if (error == EAGAIN) {
+            waiting.push_back(std::move(sender));
+        } else if (is_stale(error, process)) {
+            ::unlink(socket.c_str());
         }
     }
-    return reached;
+    return reached + send_when_there_is_room(std::move(waiting), name);
 }
 
 } // namespace host

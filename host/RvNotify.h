@@ -38,7 +38,8 @@ private:
 
 /**
  * Posts to every process of this user that has a receiver, and removes the sockets of processes that no longer exist.
- * A receiver whose buffer stays full for a second counts as not reached.
+ * Receivers whose buffers are full get a second, all of them together; one whose buffer stays full counts as not
+ * reached.
  * @return the number of receivers reached.
  * @throws Error for an invalid name, and when the directory exists and other users have access to it.
  */

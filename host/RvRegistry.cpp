@@ -3,7 +3,10 @@
 #include <cstdio>
 #include <cstring>
 #include <mutex>
+#include <set>
 #include <string_view>
+
+#include <pthread.h>
 
 #include "host/error.h"
 #include "host/fault_points.h"
@@ -13,13 +16,19 @@ namespace {
 
 using platform::OwnedValue;
 
+/** Entries in the order in which they were added. */
+using Entries = std::set<RvRegistryEntry>;
+
+/** Entries by a text that several of them may share. */
+using EntriesByText = std::map<std::string, Entries, std::less<>>;
+
 struct Entry {
     std::uint64_t registry_id = 0;
     std::string name;
     std::string class_name;
     std::map<std::string, OwnedValue, std::less<>> properties;
     std::map<std::string, RvRegistryEntry, std::less<>> parents;
-    std::map<std::string, std::vector<RvRegistryEntry>, std::less<>> children;
+    EntriesByText children; ///< by plane
     std::shared_ptr<const UserClient> user_client;
     std::vector<std::pair<RvUUIDBytes, PlugInFactory>> plug_ins;
     std::size_t references = 0;
@@ -35,8 +44,8 @@ struct Registry {
     /** How many references are left to each entry that was removed while some were held. */
     std::map<RvRegistryEntry, std::size_t> references_to_removed;
     std::map<std::uint64_t, RvRegistryEntry> entry_of_id;
-    /** The entries of each class, in order. */
-    std::map<std::string, std::vector<RvRegistryEntry>, std::less<>> entries_of_class;
+    EntriesByText entries_of_class;
+    EntriesByText entries_of_name;
     RvRegistryEntry next_entry = 1;
 
     /** Null for an entry that is not registered. */
@@ -52,17 +61,36 @@ Registry &registry() {
     return instance;
 }
 
-template <typename Matches>
-RvRegistryEntry copy_first(const Matches &matches) {
+/**
+ * A child process must be able to look things up even if another thread of its parent did so at the moment of the
+ * fork: no thread holds the lock then. Registered when the library is loaded, so that no fork comes before it.
+ */
+[[maybe_unused]] const int fork_handlers = pthread_atfork(
+    [] { registry().mutex.lock(); }, [] { registry().mutex.unlock(); }, [] { registry().mutex.unlock(); });
+
+/** The first entry of this text, with a reference added; 0 when there is none. */
+RvRegistryEntry copy_first(EntriesByText Registry::*index, const char *text) {
     Registry &reg = registry();
     const std::lock_guard lock(reg.mutex);
-    for (auto &[handle, entry] : reg.entries) {
-        if (matches(entry)) {
-            ++entry.references;
-            return handle;
-        }
+    const auto found = (reg.*index).find(std::string_view(text));
+    if (found == (reg.*index).end()) {
+        return 0;
     }
-    return 0;
+    const RvRegistryEntry first = *found->second.begin();
+    ++reg.entries.at(first).references;
+    return first;
+}
+
+/** Does nothing for an entry that is not in the index. */
+void remove_from(EntriesByText &index, const std::string &text, RvRegistryEntry handle) {
+    const auto found = index.find(text);
+    if (found == index.end()) {
+        return;
+    }
+    found->second.erase(handle);
+    if (found->second.empty()) {
+        index.erase(found);
+    }
 }
 
 /** Stores an owned handle of `neighbour(entry)`; 0 when there is none. */
@@ -101,16 +129,23 @@ void check_addition(Registry &reg, const RegistryEntryDescription &description) 
     }
 }
 
-/** Unlinks an entry about to be removed from its ID, its class and its neighbours. */
+/** Makes an entry known by its ID, its class, its name and its parents. */
+void link(Registry &reg, RvRegistryEntry handle, const Entry &entry) {
+    reg.entry_of_id.emplace(entry.registry_id, handle);
+    reg.entries_of_class[entry.class_name].insert(handle);
+    reg.entries_of_name[entry.name].insert(handle);
+    for (const auto &[plane, parent] : entry.parents) {
+        reg.entries.at(parent).children[plane].insert(handle);
+    }
+}
+
+/** Undoes `link`, also one that memory did not suffice for, and makes orphans of the children. */
 void unlink(Registry &reg, RvRegistryEntry handle, Entry &entry) {
     reg.entry_of_id.erase(entry.registry_id);
-    const auto same_class = reg.entries_of_class.find(entry.class_name);
-    std::erase(same_class->second, handle);
-    if (same_class->second.empty()) {
-        reg.entries_of_class.erase(same_class);
-    }
+    remove_from(reg.entries_of_class, entry.class_name, handle);
+    remove_from(reg.entries_of_name, entry.name, handle);
     for (const auto &[plane, parent] : entry.parents) {
-        std::erase(reg.entries.at(parent).children.find(plane)->second, handle);
+        remove_from(reg.entries.at(parent).children, plane, handle);
     }
     for (const auto &[plane, children] : entry.children) {
         for (const RvRegistryEntry child : children) {
@@ -154,12 +189,14 @@ RvRegistryEntry add(RegistryEntryDescription description) {
     entry.plug_ins = std::move(description.plug_ins);
 
     const RvRegistryEntry handle = reg.next_entry++;
-    for (const auto &[plane, parent] : entry.parents) {
-        reg.entries.at(parent).children[plane].push_back(handle);
+    const auto added = reg.entries.emplace(handle, std::move(entry)).first;
+    try {
+        link(reg, handle, added->second);
+    } catch (...) {
+        unlink(reg, handle, added->second);
+        reg.entries.erase(added);
+        throw;
     }
-    reg.entry_of_id.emplace(entry.registry_id, handle);
-    reg.entries_of_class[entry.class_name].push_back(handle);
-    reg.entries.emplace(handle, std::move(entry));
     return handle;
 }
 
@@ -252,22 +289,14 @@ RvRegistryEntry RvRegistryCopyServiceMatchingClass(const char *class_name) {
     if (host::copy_service_matching_class.strikes() || class_name == nullptr) {
         return 0;
     }
-    host::Registry &reg = registry();
-    const std::lock_guard lock(reg.mutex);
-    const auto same_class = reg.entries_of_class.find(std::string_view(class_name));
-    if (same_class == reg.entries_of_class.end()) {
-        return 0;
-    }
-    const RvRegistryEntry service = same_class->second.front();
-    ++reg.find(service)->references;
-    return service;
+    return host::copy_first(&host::Registry::entries_of_class, class_name);
 }
 
 RvRegistryEntry RvRegistryCopyServiceMatchingName(const char *name) {
     if (host::copy_service_matching_name.strikes() || name == nullptr) {
         return 0;
     }
-    return host::copy_first([&](const host::Entry &entry) { return entry.name == name; });
+    return host::copy_first(&host::Registry::entries_of_name, name);
 }
 
 RvStatus RvRegistryEntryCopyParent(RvRegistryEntry entry, const char *plane, RvRegistryEntry *parent) {
@@ -286,7 +315,7 @@ RvStatus RvRegistryEntryCopyChild(RvRegistryEntry entry, const char *plane, RvRe
     }
     return host::copy_neighbour(entry, plane, child, [&](const host::Entry &of) -> RvRegistryEntry {
         const auto found = of.children.find(std::string_view(plane));
-        return found == of.children.end() || found->second.empty() ? 0 : found->second.front();
+        return found == of.children.end() ? 0 : *found->second.begin();
     });
 }
 

@@ -1,5 +1,6 @@
 #include "host/TallybookStore.h"
 
+#include <atomic>
 #include <cmath>
 #include <cstdio>
 #include <memory>
@@ -9,6 +10,8 @@
 #include <string>
 #include <string_view>
 #include <utility>
+
+#include <sys/stat.h>
 
 #include "host/count_text.h"
 #include "host/fault_points.h"
@@ -22,6 +25,20 @@ void print(const Error &failure, Fate) { std::fprintf(stderr, "analytics store: 
 std::string loss_text(std::uint64_t operations) {
     return count_text(operations, "operation is lost", "operations are lost");
 }
+
+/** Which file a path leads to. */
+struct FileIdentity {
+    dev_t device = 0;
+    ino_t number = 0;
+
+    /** Of no file when the path leads to none. */
+    static FileIdentity of(const std::string &path) {
+        struct stat status {};
+        return ::stat(path.c_str(), &status) == 0 ? FileIdentity{status.st_dev, status.st_ino} : FileIdentity{};
+    }
+
+    friend bool operator==(const FileIdentity &, const FileIdentity &) = default;
+};
 
 /** The process's store. Members are called with `mutex` held, unless stated otherwise. */
 class Store {
@@ -38,6 +55,9 @@ public:
         {
             const std::lock_guard lock(_reading);
             if (_file != nullptr) {
+                if (FileIdentity::of(_file->path()) != _identity) {
+                    throw Error(_file->path(), "", "was moved or deleted while it was open");
+                }
                 return _file->contents();
             }
         }
@@ -75,6 +95,7 @@ public:
     void close() {
         const std::unique_ptr<AnalyticsStore> closing = exchange_file(nullptr);
         const StoreChanges last = std::exchange(_waiting, {});
+        _waiting_operations = 0;
         const std::uint64_t lost = std::exchange(_lost, 0);
         _in_memory = {};
         _last_reported.clear();
@@ -83,6 +104,7 @@ public:
                 closing->apply_last(last);
             }
         } catch (const Error &failure) {
+            _lost_operations += last.operations();
             throw Error(failure.file(), failure.place(), failure.reason() + "; " + loss_text(lost + last.operations()));
         }
         const std::optional<Error> loss =
@@ -95,11 +117,17 @@ public:
         }
     }
 
+    /** Called without `mutex`. */
+    UnwrittenOperations unwritten() const {
+        return {_waiting_operations.load(std::memory_order_relaxed), _lost_operations.load(std::memory_order_relaxed)};
+    }
+
     StoreFailureReport report = print;
 
 private:
     std::unique_ptr<AnalyticsStore> exchange_file(std::unique_ptr<AnalyticsStore> file) {
         const std::lock_guard lock(_reading);
+        _identity = file != nullptr ? FileIdentity::of(file->path()) : FileIdentity{};
         return std::exchange(_file, std::move(file));
     }
 
@@ -134,6 +162,7 @@ private:
         all.append(_waiting);
         all.append(changes);
         _waiting = std::move(all);
+        _waiting_operations = _waiting.operations();
     }
 
     void write_waiting() noexcept {
@@ -149,11 +178,13 @@ private:
 
     void drop(std::uint64_t operations) noexcept {
         _lost += operations;
+        _lost_operations += operations;
         call_report(Fate::kLost, [&] { return loss_without_memory(_file.get(), operations); });
     }
 
     void clear_waiting() {
         _waiting.clear();
+        _waiting_operations = 0;
         _last_reported.clear();
     }
 
@@ -178,10 +209,13 @@ private:
 
     std::mutex _reading;                   ///< guards `_file`; taken after `mutex` where both are held
     std::unique_ptr<AnalyticsStore> _file; ///< null: the store is in memory
+    FileIdentity _identity;                ///< of the file, as it was opened; guarded by `_reading`
     StoreContents _in_memory;
-    StoreChanges _waiting;      ///< could not be written yet
-    std::uint64_t _lost = 0;    ///< operations dropped because memory was exhausted
-    std::string _last_reported; ///< the last reported failure; empty after a successful write
+    StoreChanges _waiting;                             ///< could not be written yet
+    std::uint64_t _lost = 0;                           ///< operations dropped because memory was exhausted
+    std::atomic<std::uint64_t> _waiting_operations{0}; ///< as many as `_waiting` has
+    std::atomic<std::uint64_t> _lost_operations{0};    ///< of all stores of the process
+    std::string _last_reported;                        ///< the last reported failure; empty after a successful write
 };
 
 /** Never destroyed: a plug-in may still publish while the process exits. */
@@ -252,6 +286,8 @@ void close_store() {
 }
 
 StoreContents store_contents() { return store().contents(); }
+
+UnwrittenOperations unwritten_operations() { return store().unwritten(); }
 
 void clear_store() {
     const std::lock_guard lock(store().mutex);

@@ -7,6 +7,7 @@
  */
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -36,9 +37,19 @@ void close_store();
 /**
  * Reads the store, without the operations of open batches and those that wait to be written. Reading a file does not
  * wait for writers of that file.
- * @throws Error when it cannot be read.
+ * @throws Error when it cannot be read, and when its file was moved, removed or replaced after it was opened: then
+ * other programs find something else at its path.
  */
 StoreContents store_contents();
+
+/** Numbers of operations on the store. */
+struct UnwrittenOperations {
+    std::uint64_t waiting; ///< could not be written yet, and will be tried again
+    std::uint64_t lost;    ///< dropped since the process started, because memory was exhausted or at the store's end
+};
+
+/** Answers at once, also while another thread waits for a lock of the store. */
+UnwrittenOperations unwritten_operations();
 
 /** Removes everything from the store, and the operations that wait. @throws Error when it cannot be written. */
 void clear_store();

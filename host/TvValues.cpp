@@ -227,20 +227,18 @@ StringValue *make_string(std::string_view text, TvStringEncoding encoding) {
     return string;
 }
 
+/** Made when the library is loaded: a first use that makes it could be cut in half by a fork. */
+const locale_t c_locale_of_process = newlocale(LC_ALL_MASK, "C", nullptr);
+
 /** Switches the calling thread to the C locale, whatever the locale of the process or the thread is. */
 class CLocaleScope {
 public:
-    CLocaleScope() : _previous(uselocale(c_locale())) {}
+    CLocaleScope() : _previous(uselocale(c_locale_of_process)) {}
     ~CLocaleScope() { uselocale(_previous); }
     CLocaleScope(const CLocaleScope &) = delete;
     CLocaleScope &operator=(const CLocaleScope &) = delete;
 
 private:
-    static locale_t c_locale() {
-        static const locale_t instance = newlocale(LC_ALL_MASK, "C", nullptr);
-        return instance;
-    }
-
     locale_t _previous;
 };
 

@@ -5,6 +5,19 @@
 namespace host {
 namespace {
 
+/** `what()` ends at the first zero character, so a zero is written as messages show control characters. */
+std::string escape_zeros(const std::string &text) {
+    std::string escaped;
+    for (const char c : text) {
+        if (c == '\0') {
+            escaped += "\\x00";
+        } else {
+            escaped += c;
+        }
+    }
+    return escaped;
+}
+
 std::string join(const std::string &file, const std::string &place, const std::string &reason) {
     std::string text;
     for (const std::string *part : {&file, &place, &reason}) {
@@ -16,7 +29,7 @@ std::string join(const std::string &file, const std::string &place, const std::s
         }
         text += *part;
     }
-    return text;
+    return escape_zeros(text);
 }
 
 } // namespace

@@ -11,7 +11,8 @@ extern "C" {
 
 /**
  * Gets the time at which the kernel booted, since the Unix epoch. The result is the same for every call in one
- * process. Any thread.
+ * process, and for all processes of one boot as long as the wall clock is not set. Any thread, also of a child process
+ * forked at any moment.
  * @param seconds       set to the whole seconds.
  * @param microseconds  set to the remainder, 0 to 999,999.
  * @return false on failure, with both outputs unchanged.

@@ -7,6 +7,8 @@
 
 #include <sys/stat.h>
 
+#include "cli/arguments/invalid_value.h"
+#include "cli/arguments/wrong_use.h"
 #include "cli/terminal/output.h"
 
 namespace cli {
@@ -70,6 +72,19 @@ Argument plug_in_option(std::string &plug_in) {
             .value_name = "FILE",
             .target = &plug_in,
             .help = "Module to load; default: the one next to qorstat"};
+}
+
+Argument confine_option(std::optional<std::string> &folder) {
+    return {.name = "--confine",
+            .value_name = "DIR",
+            .target =
+                [&folder](const std::string &name, const std::string &text) {
+                    if (text.empty()) { // as from an unset variable, and no reason to confine nothing
+                        throw WrongUse(invalid_value(name, text) + ": expected a folder");
+                    }
+                    folder = text;
+                },
+            .help = "Let the description name only files beneath DIR"};
 }
 
 Argument store_option(std::optional<std::string> &store) {

@@ -13,6 +13,9 @@ namespace cli {
 /** `--plugin FILE`; `plug_in` stays empty when it is not given. */
 Argument plug_in_option(std::string &plug_in);
 
+/** `--confine DIR`; `folder` stays empty when it is not given. For `host::read_device_description`. */
+Argument confine_option(std::optional<std::string> &folder);
+
 /** `--store FILE`. When it is not given, analytics go to `default_store_file_to_write()`. */
 Argument store_option(std::optional<std::string> &store);
 

@@ -1,6 +1,9 @@
 #include "cli/metrics/endpoint.h"
 
+#include <algorithm>
 #include <exception>
+#include <new>
+#include <span>
 #include <string_view>
 #include <utility>
 #include <variant>
@@ -13,6 +16,8 @@
 #include <prometheus/metric_family.h>
 
 #include "cli/metrics/families.h"
+#include "cli/metrics/host_header.h"
+#include "cli/metrics/snapshot.h"
 #include "host/error.h"
 
 namespace cli {
@@ -64,25 +69,59 @@ MetricFamily readable_family(bool is_readable) {
             {{{}, std::int64_t{is_readable}}}};
 }
 
+MetricFamily waiting_family(std::uint64_t operations) {
+    return {"qor_store_waiting_operations",
+            MetricFamily::Type::Gauge,
+            "",
+            "Operations that could not be written yet and will be tried again",
+            {{{}, static_cast<std::int64_t>(operations)}}};
+}
+
+/** Counters are served only here, so the families of a store have no such type. */
+prometheus::MetricFamily lost_family(std::uint64_t operations) {
+    prometheus::ClientMetric metric;
+    metric.counter.value = static_cast<double>(operations);
+    return {"qor_store_lost_operations_total",
+            "Operations that were dropped because memory was exhausted",
+            prometheus::MetricType::Counter,
+            {metric}};
+}
+
+using Families = std::vector<prometheus::MetricFamily>;
+
+Families read_families(const StoreReader &store) {
+    Families families;
+    bool is_readable = true;
+    try {
+        for (const MetricFamily &family : families_of(store.contents())) {
+            families.push_back(convert(family));
+        }
+    } catch (const std::exception &) { // the server's threads are C
+        families.clear();
+        is_readable = false;
+    }
+    const host::UnwrittenOperations unwritten = store.unwritten_operations();
+    families.push_back(convert(readable_family(is_readable)));
+    families.push_back(convert(waiting_family(unwritten.waiting)));
+    families.push_back(lost_family(unwritten.lost));
+    return families;
+}
+
 class StoreCollectable : public prometheus::Collectable {
 public:
-    explicit StoreCollectable(std::function<host::StoreContents()> contents) : _contents(std::move(contents)) {}
+    explicit StoreCollectable(StoreReader store)
+        : _families([store = std::move(store)] { return read_families(store); }) {}
 
-    std::vector<prometheus::MetricFamily> Collect() const override {
-        std::vector<prometheus::MetricFamily> collected;
+    Families Collect() const override {
         try {
-            for (const MetricFamily &family : families_of(_contents())) {
-                collected.push_back(convert(family));
-            }
-            collected.push_back(convert(readable_family(true)));
-        } catch (const std::exception &) { // must not reach the server's threads, which are C
-            collected = {convert(readable_family(false))};
+            return *_families.get();
+        } catch (const std::bad_alloc &) { // must not reach the server's threads
+            return {};
         }
-        return collected;
     }
 
 private:
-    std::function<host::StoreContents()> _contents;
+    mutable Snapshot<Families> _families;
 };
 
 // ---- answers of the server itself
@@ -97,10 +136,44 @@ int answer(mg_connection *connection, const char *status, int code, const char *
     return code;
 }
 
+int refuse_method(mg_connection *connection) {
+    return answer(connection, "405 Method Not Allowed", 405, "Allow: GET, HEAD\r\n");
+}
+
+/** What the callbacks know of the server. They get no pointer of ours from the library, so there is one at a time. */
+class Identity {
+public:
+    Identity(const ListenAddress &address, std::vector<std::string> host_names)
+        : _address(address), _host_names(std::move(host_names)) {
+        _current = this;
+    }
+    ~Identity() { _current = nullptr; }
+    Identity(const Identity &) = delete;
+    Identity &operator=(const Identity &) = delete;
+
+    static const Identity &of_server() { return *_current; }
+
+    bool is_meant_by(const mg_request_info &request) const {
+        const std::span headers(request.http_headers, static_cast<std::size_t>(request.num_headers));
+        return std::ranges::all_of(headers, [this](const mg_header &header) {
+            return mg_strcasecmp(header.name, "Host") != 0 || means_this_server(header.value, _address, _host_names);
+        });
+    }
+
+private:
+    static inline constinit const Identity *_current = nullptr;
+
+    ListenAddress _address;
+    std::vector<std::string> _host_names;
+};
+
 /** Passes only requests for /metrics to the library's handler, which would also answer for paths below it. */
 int filter_request(mg_connection *connection) {
     const mg_request_info *const request = mg_get_request_info(connection);
     const auto text = [](const char *from) { return std::string_view(from == nullptr ? "" : from); };
+    if (!Identity::of_server().is_meant_by(*request)) {
+        return answer(connection, "421 Misdirected Request", 421);
+    }
     if (text(request->local_uri) != kPath) {
         return answer(connection, "404 Not Found", 404);
     }
@@ -110,13 +183,24 @@ int filter_request(mg_connection *connection) {
         return 200;
     }
     if (text(request->request_method) != "GET") {
-        return answer(connection, "405 Method Not Allowed", 405, "Allow: GET, HEAD\r\n");
+        return refuse_method(connection);
     }
     return 0;
 }
 
+/** The library takes TRACE for a malformed request. */
+bool is_trace(mg_connection *connection, int code) {
+    const mg_request_info *const request = mg_get_request_info(connection);
+    return code == 400 && request != nullptr && request->request_method != nullptr &&
+           request->request_method == std::string_view("TRACE");
+}
+
 /** Replaces the library's error page, which uses a thread-unsafe function for the time of day. */
 int answer_error(mg_connection *connection, int code, const char *) {
+    if (is_trace(connection, code)) {
+        refuse_method(connection);
+        return 0;
+    }
     const std::string status = std::to_string(code) + " " + mg_get_response_code_text(connection, code);
     answer(connection, status.c_str(), code);
     return 0;
@@ -163,23 +247,26 @@ void require_free(const ListenAddress &address) {
 } // namespace
 
 struct MetricsEndpoint::Server {
-    Server(const ListenAddress &listens, std::function<host::StoreContents()> contents)
-        : address(listens), filter(callbacks()), store(std::make_shared<StoreCollectable>(std::move(contents))),
-          exposer(options(listens), &filter) {
+    Server(const ListenAddress &address, const std::vector<std::string> &host_names, StoreReader reader)
+        : identity(address, host_names), filter(callbacks()),
+          store(std::make_shared<StoreCollectable>(std::move(reader))), exposer(options(address), &filter) {
         exposer.RegisterCollectable(store, std::string(kPath));
-        address.port = static_cast<std::uint16_t>(exposer.GetListeningPorts().at(0));
+        listens_at = address;
+        listens_at.port = static_cast<std::uint16_t>(exposer.GetListeningPorts().at(0));
     }
 
-    ListenAddress address;
+    Identity identity;        ///< outlives the server's threads
+    ListenAddress listens_at; ///< with the actual port
     CivetCallbacks filter;
     std::shared_ptr<StoreCollectable> store;
     prometheus::Exposer exposer;
 };
 
-MetricsEndpoint::MetricsEndpoint(const ListenAddress &address, std::function<host::StoreContents()> contents) {
+MetricsEndpoint::MetricsEndpoint(const ListenAddress &address, const std::vector<std::string> &host_names,
+                                 StoreReader store) {
     require_free(address);
     try {
-        _server = std::make_unique<Server>(address, std::move(contents));
+        _server = std::make_unique<Server>(address, host_names, std::move(store));
     } catch (const CivetException &) {
         throw host::Error(address.text(), "", "cannot listen on this address");
     }
@@ -187,6 +274,6 @@ MetricsEndpoint::MetricsEndpoint(const ListenAddress &address, std::function<hos
 
 MetricsEndpoint::~MetricsEndpoint() = default;
 
-std::string MetricsEndpoint::url() const { return "http://" + _server->address.text() + std::string(kPath); }
+std::string MetricsEndpoint::url() const { return "http://" + _server->listens_at.text() + std::string(kPath); }
 
 } // namespace cli

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 
 #include "cli/reports/payload_json.h"
 #include "decoder/digits.h"
@@ -23,10 +24,11 @@ inline constexpr std::size_t kRowRestRoom = 256;
  */
 template <typename Start, void (*fill)(Start &start, const _QorProfileReport &report), typename PutRest>
 void append_row(text_buffer &out, const _QorProfileReport &report, const PutRest &put_rest) {
-    thread_local constinit decoder::remembered_headers<Start, fill> starts;
+    // On the heap: a thread's own variables are part of its stack, which a library may have made small for its threads.
+    thread_local const auto starts = std::make_unique<decoder::remembered_headers<Start, fill>>();
     text_stream stream(out);
     char *at = stream.room(Start::kCapacity + kRowRestRoom + kPayloadJsonRoom);
-    at = decoder::put_up_to_ten_digits(decoder::put(at, starts.of(report)), report.sequence_num());
+    at = decoder::put_up_to_ten_digits(decoder::put(at, starts->of(report)), report.sequence_num());
     stream.commit(put_rest(at));
     stream.flush();
 }

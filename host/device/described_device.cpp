@@ -164,14 +164,15 @@ public:
     RegisteredEntries &operator=(const RegisteredEntries &) = delete;
     ~RegisteredEntries() {
         for (; !_entries.empty(); _entries.pop_back()) {
-            device_registry::remove(_entries.back());
+            device_registry::remove(_entries.back()); // 0, of an entry that was refused, is no entry
             allow_hid_device(_entries.back(), true);
         }
     }
 
     RvRegistryEntry add(RegistryEntryDescription description) {
-        _entries.reserve(_entries.size() + 1);
-        return _entries.emplace_back(device_registry::add(std::move(description)));
+        _entries.push_back(0); // so that there is room for the handle
+        _entries.back() = device_registry::add(std::move(description));
+        return _entries.back();
     }
 
 private:

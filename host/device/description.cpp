@@ -319,8 +319,8 @@ private:
 
 } // namespace
 
-DeviceDescription read_device_description(const std::string &path) {
-    return DescriptionReader(parse_description_file(path)).read();
+DeviceDescription read_device_description(const std::string &path, const std::optional<std::string> &folder) {
+    return DescriptionReader(parse_description_file(path, folder)).read();
 }
 
 DeviceDescription read_device_description_text(std::string_view text, const std::string &name) {

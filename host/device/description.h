@@ -84,9 +84,10 @@ struct DeviceDescription {
 
 /**
  * Reads a description and every file it names.
+ * @param folder  confines these files: each must be beneath it. Nothing: they may be any files.
  * @throws Error naming the file, the line and column, and the reason.
  */
-DeviceDescription read_device_description(const std::string &path);
+DeviceDescription read_device_description(const std::string &path, const std::optional<std::string> &folder = {});
 
 /** Reads a description from memory; it may name no files. @param name  for errors. */
 DeviceDescription read_device_description_text(std::string_view text, const std::string &name);

@@ -5,8 +5,6 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <new>
 
 #include "host/TvValues.h"
@@ -16,9 +14,6 @@ namespace host {
 namespace {
 
 using platform::OwnedValue;
-
-/** Far above any description or stream of reports. Keeps a wrong path from exhausting memory. */
-constexpr std::uintmax_t kLargestFile = 64u << 20;
 
 constexpr std::uint64_t kLargest32 = std::numeric_limits<std::uint32_t>::max();
 
@@ -205,43 +200,16 @@ private:
 
 } // namespace
 
-std::vector<std::byte> read_whole_file(const std::string &path, const std::string &file, const std::string &place) {
-    const auto refuse = [&](const std::string &why) {
-        // An empty name is shown as "".
-        const bool is_named = file == path && !path.empty();
-        return Error(file, place, is_named ? why : in_quotes(path) + ": " + why);
-    };
-    std::error_code failure;
-    const std::filesystem::file_status status = std::filesystem::status(path, failure);
-    if (!std::filesystem::exists(status)) {
-        throw refuse("no such file");
-    }
-    if (!std::filesystem::is_regular_file(status)) {
-        throw refuse("not a regular file");
-    }
-    const std::uintmax_t size = std::filesystem::file_size(path, failure);
-    if (!failure && size > kLargestFile) {
-        throw refuse("larger than " + std::to_string(kLargestFile) + " bytes");
-    }
-    std::ifstream stream(path, std::ios::binary);
-    std::vector<std::byte> bytes(failure ? 0 : static_cast<std::size_t>(size));
-    if (failure || !stream ||
-        !stream.read(reinterpret_cast<char *>(bytes.data()), static_cast<std::streamsize>(size))) {
-        throw refuse("cannot be read");
-    }
-    return bytes;
-}
-
-DescriptionFile parse_description_file(const std::string &path) {
-    const std::vector<std::byte> bytes = read_whole_file(path, path, "");
+DescriptionFile parse_description_file(const std::string &path, const std::optional<std::string> &folder) {
+    const std::vector<std::byte> bytes = read_description_file(path);
     DescriptionFile file = parse_description_text({reinterpret_cast<const char *>(bytes.data()), bytes.size()}, path);
-    file.names_files = true;
+    file.names = std::make_shared<NamedFiles>(path, folder);
     return file;
 }
 
 DescriptionFile parse_description_text(std::string_view text, const std::string &name) {
     try {
-        return {name, toml::parse(text, name), false};
+        return {name, toml::parse(text, name), nullptr};
     } catch (const toml::parse_error &failure) {
         throw Error(name, place_text(failure.source().begin), std::string(failure.description()));
     }
@@ -430,11 +398,13 @@ std::vector<std::byte> DescriptionTable::hex(std::string_view key) const {
 
 std::vector<std::byte> DescriptionTable::file_bytes(std::string_view key) const {
     const std::string name = text(key);
-    if (!_file->names_files) {
+    if (_file->names == nullptr) {
         throw error_at(key, in_quotes(key) + " cannot name a file here: the description is not a file itself");
     }
-    const std::filesystem::path path = std::filesystem::path(_file->path).parent_path() / name;
-    return read_whole_file(path.string(), _file->path, place_of(key));
+    if (name.find('\0') != std::string::npos) {
+        throw error_at(key, in_quotes(key) + " cannot hold a zero character");
+    }
+    return _file->names->read(name, place_of(key));
 }
 
 std::vector<std::pair<std::uint32_t, std::uint32_t>> DescriptionTable::number_pairs(std::string_view key) const {

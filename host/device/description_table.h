@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <limits>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -26,6 +27,7 @@
 #pragma pop_macro("TOML_UNREACHABLE")
 #include <toml++/toml.h>
 
+#include "host/device/named_files.h"
 #include "host/error.h"
 #include "platform/Owned.h"
 
@@ -38,11 +40,14 @@ using KnownKeys = std::vector<std::string_view>;
 struct DescriptionFile {
     std::string path; ///< as the user named it
     toml::table root;
-    bool names_files; ///< whether it may name other files; relative to its folder
+    std::shared_ptr<NamedFiles> names; ///< the files that it names; null when it may name none
 };
 
-/** @throws Error when the file cannot be read or is not TOML. */
-DescriptionFile parse_description_file(const std::string &path);
+/**
+ * @param folder  confines the files that the description names; see `NamedFiles`.
+ * @throws Error when the file cannot be read or is not TOML, and when `folder` is not a folder.
+ */
+DescriptionFile parse_description_file(const std::string &path, const std::optional<std::string> &folder);
 
 /** Parses a description from memory; it may name no files. @param name  for errors. @throws Error for invalid TOML. */
 DescriptionFile parse_description_text(std::string_view text, const std::string &name);
@@ -99,9 +104,6 @@ private:
     const toml::node *_node;
     std::string _key;
 };
-
-/** The bytes of a regular file. @throws Error(file, place, …) with a reason that names `path`. */
-std::vector<std::byte> read_whole_file(const std::string &path, const std::string &file, const std::string &place);
 
 /**
  * A table whose keys are all known. Refers to the parsed file, which must outlive it. Every member throws an Error with

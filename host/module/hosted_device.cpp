@@ -12,9 +12,6 @@ std::string plug_in_file(const std::string &chosen) {
     return std::filesystem::read_symlink("/proc/self/exe").parent_path() / "OndreQORHIDStatistics.so";
 }
 
-HostedDevice::HostedDevice(const std::string &description, const std::string &plug_in)
-    : HostedDevice(read_device_description(description), plug_in) {}
-
 HostedDevice::HostedDevice(DeviceDescription description, const std::string &plug_in)
     : _module(plug_in_file(plug_in)), _device(std::move(description), _queue), _plug_in(_module, _queue) {
     _plug_in.register_services(_device.services());

@@ -15,10 +15,7 @@ std::string plug_in_file(const std::string &chosen);
 /** The plug-in, opened, scheduled and given every service of the device, until `stop` or destruction. */
 class HostedDevice {
 public:
-    /** @throws Error when the module cannot be loaded or the description is invalid. */
-    HostedDevice(const std::string &description, const std::string &plug_in);
-
-    /** The same with a description read before. */
+    /** @throws Error when the module cannot be loaded or the device cannot be registered. */
     HostedDevice(DeviceDescription description, const std::string &plug_in);
 
     const DescribedDevice &device() const { return _device; }

@@ -96,6 +96,21 @@ TEST(RunTest, TheLogAlsoGoesToAFile) {
     EXPECT_NE(content_of(folder.path() / "run.log").find("fault!"), std::string::npos);
 }
 
+TEST(RunTest, AHostGoesOnWithoutNotifications) {
+    const TemporaryFolder folder;
+    fs::create_directory(folder.path() / "qor-notifications"); // open to others, as if one of them had made it
+
+    const Outcome outcome = qorstat({"run", kSmall, "--for", "0"}, isolate_in(folder));
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(outcome.err.rfind("qorstat: " + folder.path().string() +
+                                    "/qor-notifications: not used for notifications because other users have access "
+                                    "to it; qorstat notify does not reach this host\nhosting ",
+                                0),
+              0u)
+        << outcome.err;
+}
+
 TEST(RunTest, ALogFileThatCannotBeOpenedIsAnError) {
     const TemporaryFolder folder;
 
@@ -217,6 +232,23 @@ TEST(NotifyTest, AHostThatHasEndedIsNotReached) {
     ASSERT_EQ(qorstat({"run", kSmall, "--for", "0"}, isolate_in(folder)).exit_code, 0);
 
     EXPECT_EQ(qorstat({"notify", kFault}, isolate_in(folder)).exit_code, 1);
+}
+
+/** The boot time in the first line of a capture. */
+std::string boot_time_of_a_capture(const TemporaryFolder &folder) {
+    const std::string records = qorstat({"capture", kSmall, "--kind", "fault", "-o", "-"}, isolate_in(folder)).out;
+    const std::string key = "'boot-timestamp':";
+    const std::size_t begin = records.find(key);
+    return begin == std::string::npos ? "none" : records.substr(begin, records.find('}', begin) - begin);
+}
+
+TEST(BootTimeTest, IsTheSameInEveryProcess) {
+    const TemporaryFolder folder;
+
+    const std::string first = boot_time_of_a_capture(folder);
+
+    EXPECT_THAT(first, testing::MatchesRegex("'boot-timestamp':[0-9]+"));
+    EXPECT_EQ(boot_time_of_a_capture(folder), first);
 }
 
 class CaptureTest : public testing::TestWithParam<std::string> {};
@@ -378,6 +410,23 @@ TEST(CaptureSummaryTest, TheSummaryIsAlsoThereAsJson) {
     EXPECT_EQ(bytes, all_files_end_to_end(folder.path() / "fault").size());
 }
 
+TEST(ConfineTest, ADescriptionBeneathTheFolderIsHosted) {
+    const TemporaryFolder folder;
+
+    const Outcome outcome = qorstat(
+        {"capture", kPhone, "--kind", "error", "--confine", fs::path(kPhone).parent_path().string(), "-o", "error"},
+        isolate_in(folder));
+
+    EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
+}
+
+TEST(ConfineTest, NoFolderIsWrongUse) {
+    const Outcome outcome = qorstat({"capture", kSmall, "--confine", ""});
+
+    EXPECT_EQ(outcome.exit_code, 2);
+    EXPECT_EQ(outcome.err, "qorstat: capture: invalid value \"\" for --confine: expected a folder\n");
+}
+
 /** Bad modules and descriptions, which every verb that hosts the plug-in refuses. */
 class RefusedHostingTest : public testing::TestWithParam<std::string> {
 protected:
@@ -415,6 +464,18 @@ TEST_P(RefusedHostingTest, ADescriptionThatIsNoToml) {
     const std::string description = folder.file("device.toml", "[device\n");
 
     expect_refused({description}, description + ": line 1");
+}
+
+TEST_P(RefusedHostingTest, ADescriptionThatNamesAFileOutsideOfTheFolderThatConfinesIt) {
+    const TemporaryFolder folder;
+    folder.file("bytes", "abc");
+    fs::create_directory(folder.path() / "inside");
+    const std::string text = "name = 'x'\n[[driver.a.property]]\nid = 1\nfile = '../bytes'\n";
+    const std::string description = folder.file("inside/device.toml", text);
+    const std::string inside = folder.path() / "inside";
+
+    expect_refused({description, "--confine", inside},
+                   description + ": line 4, column 8: \"" + inside + "/../bytes\": outside of \"" + inside + "\"\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryVerb, RefusedHostingTest, testing::Values("run", "capture"),

@@ -1,10 +1,13 @@
 #include <cstdint>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
+#include <optional>
 #include <string>
 
 #include <gtest/gtest.h>
 
+#include "host/boot_time.h"
 #include "platform/RvKernel.h"
 
 namespace {
@@ -31,8 +34,57 @@ TEST(Kernel, BootTimeIsTheOneThatTheKernelPublishes) {
 
     ASSERT_TRUE(RvKernelGetBootTime(&seconds, &microseconds));
 
-    // The kernel rounds, and the wall clock is adjusted now and then.
-    EXPECT_LE(std::llabs(seconds - published), 1);
+    EXPECT_EQ(seconds, published);
+}
+
+/** What a kernel says of its boot, as the two files that it says it in. */
+class BootTime : public testing::Test {
+protected:
+    BootTime() {
+        std::string pattern = testing::TempDir() + "qor-boot-XXXXXX";
+        folder = ::mkdtemp(pattern.data());
+    }
+    ~BootTime() override { std::filesystem::remove_all(folder); }
+
+    std::optional<std::int64_t> read(const std::string &statistics, const std::string &boot) const {
+        std::ofstream(folder / "stat") << statistics;
+        std::ofstream(folder / "boot_id") << boot;
+        return host::read_boot_time((folder / "stat").c_str(), (folder / "boot_id").c_str());
+    }
+
+    std::filesystem::path folder;
+    const std::string identifier = "1576af72-8286-4efc-8492-c90881c24a8e\n";
+};
+
+TEST_F(BootTime, IsTheKernelsSecondAndANumberOfTheBoot) {
+    const std::string statistics = "cpu  1 2 3\nintr " + std::string(10'000, '7') + "\nbtime 1795316348\nprocesses 5\n";
+
+    EXPECT_EQ(read(statistics, identifier), 1795316348'602919);
+}
+
+TEST_F(BootTime, FollowsASetClockInItsSecondsAndKeepsTheNumberOfTheBoot) {
+    const std::int64_t before = read("btime 1795316348\n", identifier).value();
+    const std::int64_t after = read("btime 1795319949\n", identifier).value();
+
+    EXPECT_EQ(after - before, 3601 * std::int64_t{1'000'000});
+}
+
+TEST_F(BootTime, OfAnotherBootInTheSameSecondIsAnother) {
+    const std::int64_t first = read("btime 100\n", identifier).value();
+    const std::int64_t second = read("btime 100\n", "1576af72-8286-4efc-8492-c90881c24a8f\n").value();
+
+    EXPECT_NE(first, second);
+    EXPECT_EQ(first / 1'000'000, second / 1'000'000);
+}
+
+TEST_F(BootTime, HasNoMicrosecondsWithoutAnIdentifier) { EXPECT_EQ(read("btime 100\n", ""), 100'000'000); }
+
+TEST_F(BootTime, IsUnknownWithoutAWholeNumberOfSeconds) {
+    for (const char *statistics : {"", "cpu 1\n", "btime\n", "btime x\n", "btime 12x\n", "btime -1\n",
+                                   "btime 9223372036854\n", "btime 99999999999999999999\n"}) {
+        EXPECT_EQ(read(statistics, identifier), std::nullopt) << statistics;
+    }
+    EXPECT_EQ(host::read_boot_time("/no/such/file", "/no/such/file"), std::nullopt);
 }
 
 } // namespace

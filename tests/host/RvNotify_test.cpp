@@ -271,6 +271,65 @@ TEST_F(Notifications, PostReachesEveryProcessThatReceives) {
     EXPECT_EQ(first.line(), "received 2\n");
 }
 
+/** A receiver of the test's own, under the number of a process that lives. */
+class Receiver {
+public:
+    Receiver(const fs::path &directory, pid_t process) : _socket(::socket(AF_UNIX, SOCK_DGRAM, 0)) {
+        _address.sun_family = AF_UNIX;
+        const fs::path path = directory / (std::to_string(process) + ".socket");
+        std::strncpy(_address.sun_path, path.c_str(), sizeof _address.sun_path - 1);
+        EXPECT_EQ(::bind(_socket, plain(), sizeof _address), 0);
+    }
+    ~Receiver() { ::close(_socket); }
+    Receiver(const Receiver &) = delete;
+    Receiver &operator=(const Receiver &) = delete;
+
+    void fill() const {
+        const int sender = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK, 0);
+        while (::sendto(sender, "old", 3, 0, plain(), sizeof _address) == 3) {
+        }
+        ::close(sender);
+    }
+
+    /** Waits for a datagram. */
+    std::string receive() const {
+        char datagram[16];
+        const ssize_t size = ::recv(_socket, datagram, sizeof datagram, 0);
+        return std::string(datagram, size > 0 ? static_cast<std::size_t>(size) : 0);
+    }
+
+private:
+    const sockaddr *plain() const { return reinterpret_cast<const sockaddr *>(&_address); }
+
+    int _socket;
+    sockaddr_un _address{};
+};
+
+/** Each of the full receivers makes room only when the one with room has the name. */
+TEST_F(Notifications, ReceiversWithoutRoomKeepNobodyWaiting) {
+    { const host::NotificationReceiver makes_the_directory; }
+    const Receiver quick(directory(), ::getpid());
+    std::vector<std::unique_ptr<Receiver>> full;
+    std::vector<std::unique_ptr<Peer>> processes;
+    for (int i = 0; i < 4; ++i) {
+        processes.push_back(std::make_unique<Peer>("name", 1));
+        ASSERT_EQ(processes.back()->line(), "ready\n");
+        fs::remove(directory() / (std::to_string(processes.back()->process()) + ".socket"));
+        full.push_back(std::make_unique<Receiver>(directory(), processes.back()->process()));
+        full.back()->fill();
+    }
+
+    std::size_t reached = 0;
+    std::thread poster([&] { reached = host::post_notification("new"); });
+    EXPECT_EQ(quick.receive(), "new");
+    for (const auto &receiver : full) {
+        EXPECT_EQ(receiver->receive(), "old");
+    }
+    poster.join();
+
+    EXPECT_EQ(reached, 5u);
+}
+
 TEST_F(Notifications, SocketOfADeadProcessIsClearedAway) {
     Peer peer("name", 1);
     ASSERT_EQ(peer.line(), "ready\n");

@@ -1,11 +1,15 @@
 #include "host/RvRegistry.h"
 
+#include <cstddef>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "host/error.h"
 #include "platform/RvRegistry.h"
+#include "tests/work_ratio.h"
 
 namespace {
 
@@ -180,6 +184,29 @@ TEST(DeviceRegistry, ReferenceGivenBackByAnotherThreadIsCountedOnce) {
     EXPECT_EQ(reference_count(entry), 0U);
 
     remove(entry);
+}
+
+/** Adds children of one parent and one class, finds each by its name, and removes them, the first one first. */
+void register_and_find(std::size_t count) {
+    const RvRegistryEntry parent = add(describe(1'000'000, "parent"));
+    std::vector<RvRegistryEntry> children;
+    for (std::size_t i = 0; i < count; ++i) {
+        RegistryEntryDescription child = describe(1'000'001 + i, "child " + std::to_string(i), "Child");
+        child.parents[kRvServicePlane] = parent;
+        children.push_back(add(std::move(child)));
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+        const OwnedEntry found(RvRegistryCopyServiceMatchingName(("child " + std::to_string(i)).c_str()));
+        ASSERT_EQ(found.get(), children[i]);
+    }
+    for (const RvRegistryEntry child : children) {
+        remove(child);
+    }
+    remove(parent);
+}
+
+TEST(DeviceRegistry, WorkGrowsInProportionToTheNumberOfEntries) {
+    EXPECT_LT(tests::growth_of(register_and_find, 2000), tests::kMostGrowth);
 }
 
 } // namespace

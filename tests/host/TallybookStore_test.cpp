@@ -172,6 +172,48 @@ TEST_F(TallybookStoreInAFile, EqualFailuresInARowAreReportedOnce) {
     EXPECT_EQ(reported, (std::vector<std::string>{failure(), failure()}));
 }
 
+TEST_F(TallybookStoreInAFile, AMovedOrReplacedFileIsNotReadAsTheStore) {
+    const auto read_failure = [] {
+        try {
+            host::store_contents();
+        } catch (const host::Error &error) {
+            return std::string(error.what());
+        }
+        return std::string("no error");
+    };
+    add_in_a_batch(1);
+    take_away();
+    EXPECT_EQ(read_failure(), failure());
+
+    fs::copy(folder / "away", file);
+    EXPECT_EQ(read_failure(), failure());
+
+    fs::remove(file);
+    bring_back();
+    EXPECT_EQ(host::store_contents().scalars.at("key"), 2);
+}
+
+TEST_F(TallybookStoreInAFile, OperationsThatWaitAndThoseThatAreLostAreCounted) {
+    const std::uint64_t lost_before = host::unwritten_operations().lost;
+    add_in_a_batch(1);
+    EXPECT_EQ(host::unwritten_operations().waiting, 0u);
+    take_away();
+    add_in_a_batch(1);
+    TallybookScalarAdd(key.get(), 1);
+    EXPECT_EQ(host::unwritten_operations().waiting, 3u);
+
+    bring_back();
+    add_in_a_batch(1);
+    EXPECT_EQ(host::unwritten_operations().waiting, 0u);
+    EXPECT_EQ(host::unwritten_operations().lost, lost_before);
+
+    take_away();
+    add_in_a_batch(1);
+    EXPECT_THROW(host::close_store(), host::Error);
+    EXPECT_EQ(host::unwritten_operations().waiting, 0u);
+    EXPECT_EQ(host::unwritten_operations().lost, lost_before + 2);
+}
+
 TEST_F(TallybookStoreInAFile, ClosingTriesOnceMore) {
     take_away();
     add_in_a_batch(1);

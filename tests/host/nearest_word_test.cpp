@@ -28,6 +28,14 @@ TEST(NearestWordTest, SuggestsNothingForAWordUnlikeAll) {
     EXPECT_EQ(host::suggestion("publish", kWords), "");
 }
 
+TEST(NearestWordTest, AWordOfMoreThan128BytesIsComparedWithNone) {
+    const std::string longest(128, 'a');
+    const std::string too_long(129, 'a');
+
+    EXPECT_EQ(host::nearest_word(longest, {too_long}), too_long);
+    EXPECT_EQ(host::nearest_word(too_long, {longest}), std::nullopt);
+}
+
 TEST(NearestWordTest, TheSuggestionAsks) { EXPECT_EQ(host::suggestion("shw", kWords), "; did you mean \"show\"?"); }
 
 } // namespace

@@ -1,12 +1,15 @@
 #!/usr/bin/env python3
 """Tests the server of `qorstat run --listen` over real connections.
 
-    endpoint_test.py QORSTAT DEVICE.toml PROGRAMS (answers | idle | malformed ROUNDS | end | promtool | prometheus)
+    endpoint_test.py QORSTAT DEVICE.toml PROGRAMS (answers | idle | malformed ROUNDS | end | moved | memory |
+                                               promtool | prometheus)
 
 answers     the answer to each method and path
 idle        scrapes beside idle connections
 malformed   sends ROUNDS broken requests of every kind, and scrapes again
 end         scrapes while the host waits for a locked store at its end, until the server has stopped
+moved       moves the store away from under the host
+memory      compares the host's memory after a few scrapes and after many
 promtool    checks a scrape with promtool
 prometheus  starts a Prometheus server on the host and queries the values that the firmware published
 
@@ -96,9 +99,12 @@ class Host:
             line = process.stderr.readline()
             assert line, "the host ended"
 
-    def request(self, method, place):
+    def request(self, method, place, name=None):
+        """An answer. `name` is what the request calls the host."""
         connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=PATIENCE_SECONDS)
-        connection.putrequest(method, place, skip_accept_encoding=True)
+        connection.putrequest(method, place, skip_host=name is not None, skip_accept_encoding=True)
+        if name is not None:
+            connection.putheader("Host", name)
         connection.endheaders()
         answer = connection.getresponse()
         body = answer.read()
@@ -137,6 +143,7 @@ def hosting(qorstat, device, more=""):
         description = folder / "device.toml"
         description.write_text(pathlib.Path(device).read_text() + BATCH + more)
         arguments = [qorstat, "run", description, "--store", folder / "store.db", "--listen", "127.0.0.1:0"]
+        arguments += ["--host-name", "phone.lab"]
         environment = {**os.environ, "XDG_RUNTIME_DIR": name}
         with running(arguments, env=environment, stderr=subprocess.PIPE) as process:
             host = Host(process)
@@ -170,10 +177,19 @@ def check_answers(host, _):
     for place in ("/", "/metrics/", "/metrics/x", "/metricsx", "/Metrics", "/../etc/passwd", "/metrics/../x", "/%2e%2e/x"):
         answer, body = host.request("GET", place)
         assert (answer.status, body) == (404, ""), f"{place}: {answer.status} {body}"
-    for method in ("POST", "PUT", "DELETE", "OPTIONS", "PATCH", "PROPFIND", "MKCOL"):
+    for method in ("POST", "PUT", "DELETE", "OPTIONS", "PATCH", "PROPFIND", "MKCOL", "TRACE"):
         answer, body = host.request(method, "/metrics")
         assert (answer.status, body) == (405, ""), f"{method}: {answer.status} {body}"
         assert answer.getheader("Allow") == "GET, HEAD"
+    for name in ("localhost", f"127.0.0.1:{host.port}", "[::1]", "phone.lab:9100"):
+        answer, body = host.request("GET", "/metrics", name)
+        assert answer.status == 200 and "qor_store_readable 1\n" in body, f"{name}: {answer.status} {body}"
+    for name in ("example.org", f"example.org:{host.port}", "localhost.example.org", "192.0.2.1", ""):
+        for place in ("/metrics", "/"):
+            answer, body = host.request("GET", place, name)
+            assert (answer.status, body) == (421, ""), f"{name}: {answer.status} {body}"
+    two = send_and_listen(host.port, b"GET /metrics HTTP/1.1\r\nHost: localhost\r\nHost: example.org\r\n\r\n")
+    assert two.startswith(b"HTTP/1.1 421 "), two
 
 
 # ---- idle connections
@@ -196,7 +212,7 @@ def check_idle(host, _):
 
 # ---- malformed requests
 
-GOOD = b"GET /metrics HTTP/1.1\r\nHost: x\r\n\r\n"
+GOOD = b"GET /metrics HTTP/1.1\r\nHost: localhost\r\n\r\n"
 
 
 def malformed_request(chance, kind):
@@ -294,6 +310,50 @@ def check_end(host, surroundings):
         assert re.search(r"; (1 operation is|\d+ operations are) lost\n$", messages), messages
 
 
+# ---- a store that is moved
+
+
+def check_moved(host, surroundings):
+    """A host goes on writing nowhere; whoever watches it must learn that."""
+    assert "qor_store_waiting_operations 0\n" in host.wait_for_batch()
+    store = surroundings.folder / "store.db"
+    store.rename(surroundings.folder / "moved.db")
+
+    def shows_it():
+        body = host.scrape()
+        waits = re.search(r"^qor_store_waiting_operations [1-9]", body, re.M)
+        return body if "qor_store_readable 0\n" in body and waits else None
+
+    body = wait_until("a scrape that shows that the store is gone", shows_it)
+    assert "qor_scalar" not in body and "qor_distribution" not in body, body
+    assert "qor_store_lost_operations_total 0\n" in body, body
+    (surroundings.folder / "moved.db").rename(store)
+    wait_until("the store's return", lambda: True if "qor_store_readable 1\n" in host.scrape() else None)
+
+
+# ---- memory
+
+SCRAPES = 1000
+GROWTH_ALLOWED_KIB = 1024
+
+
+def check_memory(host, _):
+    """The first scrapes touch the stacks of the server's threads; from then on nothing may be kept."""
+
+    def memory():
+        status = pathlib.Path(f"/proc/{host.process.pid}/status").read_text()
+        return int(re.search(r"^RssAnon:\s+(\d+) kB$", status, re.M)[1])
+
+    host.wait_for_batch()
+    for _ in range(SCRAPES // 4):
+        host.scrape()
+    few = memory()
+    for _ in range(SCRAPES):
+        host.scrape()
+    many = memory()
+    assert many - few < GROWTH_ALLOWED_KIB, f"{few} KiB, and {SCRAPES} scrapes later {many} KiB"
+
+
 # ---- programs of Prometheus
 
 
@@ -382,13 +442,15 @@ CHECKS = {
     "idle": check_idle,
     "malformed": check_malformed,
     "end": check_end,
+    "moved": check_moved,
+    "memory": check_memory,
     "promtool": check_with_promtool,
     "prometheus": check_with_prometheus,
 }
 
 
 def main(qorstat, device, programs, check, *arguments):
-    with hosting(qorstat, device, REPEATED if check == "end" else "") as (host, folder):
+    with hosting(qorstat, device, REPEATED if check in ("end", "moved") else "") as (host, folder):
         CHECKS[check](host, Surroundings(folder, pathlib.Path(programs).resolve()), *arguments)
 
 

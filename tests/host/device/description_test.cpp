@@ -179,6 +179,25 @@ TEST(DeviceDescription, FolderInsteadOfADescriptionIsAnError) {
     }
 }
 
+TEST(DeviceDescription, AZeroInAKeyIsShownAndTheReasonGoesOn) {
+    const WrittenDescription written("name = 'x'\n\"na\\u0000me\" = 'y'\n");
+
+    try {
+        host::read_device_description(written.path());
+        FAIL() << "read";
+    } catch (const host::Error &error) {
+        EXPECT_EQ(error.what(), written.path() + ": line 2, column 1: unknown key \"na\\x00me\" of a device" +
+                                    "; did you mean \"name\"?");
+    }
+}
+
+TEST(DeviceDescription, AZeroInTheNameOfAFileIsAnError) {
+    const WrittenDescription written("name = 'x'\n[[driver.a.property]]\nid = 1\nfile = \"bytes.bin\\u0000x\"");
+    written.write("bytes.bin", "abc");
+
+    EXPECT_EQ(error_of(written), "line 4, column 8: \"file\" cannot hold a zero character");
+}
+
 TEST(DeviceDescription, MissingFileOfBytesIsAnErrorThatNamesBothFiles) {
     const WrittenDescription written("name = 'x'\n[[driver.a.property]]\nid = 1\nfile = 'none.bin'");
 

@@ -1,0 +1,21 @@
+/** Which server a request means. */
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "cli/arguments/listen_address.h"
+
+namespace cli {
+
+/**
+ * Whether a request whose header "Host" is `header` means the server at `address`. A web page can lead its reader's
+ * browser to this server under a name of the page's own; such a request must not be answered.
+ *
+ * The server is meant by "localhost", by a loopback address, by its own address (a server that listens on all
+ * addresses: by any address), and by `names`, each with any port, because connections may be forwarded.
+ */
+bool means_this_server(std::string_view header, const ListenAddress &address, const std::vector<std::string> &names);
+
+} // namespace cli
