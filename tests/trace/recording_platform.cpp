@@ -456,10 +456,9 @@ RvAllocatorRef host_allocator() { return &the_allocator; }
 RvQueueRef host_queue() { return &the_queue; }
 
 __attribute__((noinline)) void dirty_stack() {
-    volatile char unused[32 * 1024];
-    for (volatile char &byte : unused) {
-        byte = '\xA5';
-    }
+    char unused[32 * 1024];
+    std::memset(unused, 0xA5, sizeof unused);
+    asm volatile("" : : "r"(unused) : "memory"); // for the compiler the bytes are used
 }
 
 std::string text_of(const RvUUIDBytes &uuid) {
