@@ -81,12 +81,11 @@ void lines_with_given_clock(benchmark::State &state) {
 void write_form(benchmark::State &state, const char *form, const decoder::device_clock &clock) {
     static text_buffer buffer;
     const decoder::unchanging_zone zone;
+    const cli::DumpClock fixed_clock(clock);
     const auto write_all_reports = [&] {
         const cli::ReportRendering rendering = cli::rendering_of(form, {});
         buffer.clear();
-        for (std::size_t index = 0; index < kReports; ++index) {
-            rendering.append(buffer, report_at(index), clock);
-        }
+        rendering.append(buffer, {&report_at(0), kReports}, fixed_clock);
     };
     write_all_reports(); // grows the buffer and maps its pages
     for ([[maybe_unused]] auto round : state) {
