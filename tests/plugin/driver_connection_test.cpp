@@ -360,6 +360,13 @@ TEST_F(EventCounters, TreatNegativeTimesAsUnsigned) {
                 StrEq("-1 [enqueued=-1 dropped=-1; event_delta=18446744073.709553 dropped_delta=0.000000]\n"));
 }
 
+TEST_F(EventCounters, RoundTimesOf64BitsToTheNearest) {
+    set_client_state(numbers({{"LastEventTime", INT64_MIN + 0x401}})); // read as unsigned: just above half-way
+
+    EXPECT_THAT(add_counters(),
+                StrEq("-1 [enqueued=-1 dropped=-1; event_delta=9223372036.854778 dropped_delta=0.000000]\n"));
+}
+
 TEST_F(EventCounters, TreatADebugStateThatIsNotADictionaryAsAbsent) {
     set_driver_state(number_value(3));
     set_client_state(string_value("x"));

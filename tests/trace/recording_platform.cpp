@@ -453,13 +453,12 @@ TvRef Stage::dictionary(const std::string &name, const std::map<std::string, std
 }
 
 RvAllocatorRef host_allocator() { return &the_allocator; }
-RvQueueRef queue() { return &the_queue; }
+RvQueueRef host_queue() { return &the_queue; }
 
 __attribute__((noinline)) void dirty_stack() {
-    volatile char unused[32 * 1024];
-    for (volatile char &byte : unused) {
-        byte = '\xA5';
-    }
+    char unused[32 * 1024];
+    std::memset(unused, 0xA5, sizeof unused);
+    asm volatile("" : : "r"(unused) : "memory"); // for the compiler the bytes are used
 }
 
 std::string text_of(const RvUUIDBytes &uuid) {
@@ -707,6 +706,10 @@ RvStatus RvConnectionCallMethod(RvConnection connection, uint32_t method, const 
     text += ", " + input(in, in_size) + ", scalars out " +
             (scalars_out == nullptr && scalars_out_count == nullptr ? "null" : "WANTED") + ", " + room(out, *out_size) +
             ", size " + std::to_string(*out_size) + ")";
+    if (scalars_out != nullptr && scalars_out_count != nullptr) {
+        std::fill_n(scalars_out, *scalars_out_count, 0);
+        *scalars_out_count = 0;
+    }
     Reply reply{.status = kRvStatusNotFound};
     const std::uint64_t number = connection == kProfileService && scalars_in_count == 1 ? scalars_in[0] : method;
     if (const auto found = stage->named.find(number); found != stage->named.end()) {
@@ -718,24 +721,24 @@ RvStatus RvConnectionCallMethod(RvConnection connection, uint32_t method, const 
 
 // ---- state capture, notifications, log, kernel
 
-uint64_t RvStateCaptureAddHandler(RvQueueRef on, RvStateCaptureHandler handler, void *context,
+uint64_t RvStateCaptureAddHandler(RvQueueRef queue, RvStateCaptureHandler handler, void *context,
                                   void (*release_context)(void *context)) {
     dirty_stack();
-    if (on == nullptr) {
+    if (queue == nullptr) {
         line("RvStateCaptureAddHandler(null) = 0");
         release_context(context);
         return 0;
     }
     stage->handlers.push_back({handler, context, release_context});
-    line(std::string("RvStateCaptureAddHandler(") + (on == &the_queue ? "the queue" : "ANOTHER QUEUE") +
+    line(std::string("RvStateCaptureAddHandler(") + (queue == &the_queue ? "the queue" : "ANOTHER QUEUE") +
          ") = handler " + std::to_string(stage->handlers.size()));
     return stage->handlers.size();
 }
 
-RvStatus RvNotifyRegister(const char *name, RvQueueRef on, int32_t *token, RvNotifyHandler handler, void *context,
+RvStatus RvNotifyRegister(const char *name, RvQueueRef queue, int32_t *token, RvNotifyHandler handler, void *context,
                           void (*release_context)(void *context)) {
     dirty_stack();
-    line(std::string("RvNotifyRegister(") + name + ", " + (on == &the_queue ? "the queue" : "null") + ")");
+    line(std::string("RvNotifyRegister(") + name + ", " + (queue == &the_queue ? "the queue" : "null") + ")");
     *token = 7;
     if (context != nullptr || release_context != nullptr) {
         line("  WITH A CONTEXT");

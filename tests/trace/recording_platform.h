@@ -113,7 +113,7 @@ private:
 
 /** The allocator that the host passes to the factory. */
 RvAllocatorRef host_allocator();
-RvQueueRef queue();
+RvQueueRef host_queue();
 
 /** Fills the unused part of the stack, so that a variable that is not initialised does not hold zeros by chance. */
 void dirty_stack();
