@@ -3,16 +3,14 @@
 #include <string>
 #include <vector>
 
-#include <unistd.h>
-
 #include "cli/arguments/help_page.h"
 #include "cli/arguments/hosting.h"
 #include "cli/arguments/words.h"
 #include "cli/records/folder.h"
 #include "cli/records/summary.h"
+#include "cli/terminal/log.h"
 #include "cli/terminal/output.h"
 #include "cli/verbs.h"
-#include "host/RvLog.h"
 #include "host/RvStateCapture.h"
 #include "host/TallybookStore.h"
 #include "host/error.h"
@@ -52,7 +50,7 @@ void write_to_standard_output(const std::vector<host::RecordBytes> &records) {
     Output output = standard_output();
     try {
         for (const host::RecordBytes &record : records) {
-            output.write(record);
+            output.write_record(record);
         }
     } catch (const ReaderHasGone &) {
         throw host::Error("standard output", "", "closed before every record was written");
@@ -69,7 +67,7 @@ void write_to_folder(const std::string &folder, const std::vector<host::RecordBy
 }
 
 void print_summary(Output output, const std::vector<SummaryRow> &rows, bool is_json) {
-    output.write(is_json ? summary_json(rows) : summary_table(rows, output.style()));
+    output.write_styled(is_json ? summary_json(rows) : summary_table(rows, output.style()));
     output.flush();
 }
 
@@ -98,7 +96,7 @@ void write_records(const CaptureArguments &arguments, const std::vector<host::Re
 }
 
 int capture(const CaptureArguments &arguments) {
-    const auto log = host::log_to_terminal(style_for(STDERR_FILENO).is_coloured);
+    const auto log = log_to_terminal();
     host::HostedDevice device(arguments.description, arguments.plug_in);
     host::HostedStore store(arguments.store, print_store_failure);
     const std::vector<host::RecordBytes> records = host::capture_state(kind_code(arguments.kind), "qorstat");

@@ -75,7 +75,7 @@ void write_reports(ReportSource &source, const DecodeArguments &arguments, const
                            },
                            [&](const Block &block) {
                                const std::string_view text = block.text.text();
-                               output.write(std::as_bytes(std::span(text.data(), text.size())));
+                               output.write_lines(std::as_bytes(std::span(text.data(), text.size())));
                            }};
     work_in_order(rendering.depends_on_order ? 1 : worker_count(), steps);
     output.write(rendering.end);

@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "cli/reports/filter.h"
+#include "cli/reports/followed_file.h"
 #include "qor/report.h"
 
 namespace cli {
@@ -16,7 +17,7 @@ struct Selection {
     FilterWords filter;
     std::optional<std::uint64_t> first; ///< of those that pass the filter
     std::optional<std::uint64_t> last;  ///< of those that pass the filter; not together with `first`
-    bool follows = false;               ///< a regular file is read as it grows, until an interruption
+    Follow follow = Follow::Nothing;    ///< a regular file is read as it grows, until an interruption
 };
 
 /** The limit of `last` where the input cannot be read backwards: those reports are kept in memory. */
