@@ -3,7 +3,6 @@
 #include <string>
 #include <vector>
 
-#include "cli/arguments/help_page.h"
 #include "cli/arguments/hosting.h"
 #include "cli/arguments/words.h"
 #include "cli/records/folder.h"
@@ -108,26 +107,34 @@ int capture(const CaptureArguments &arguments) {
 
 } // namespace
 
-Verb add_capture_verb(CLI::App &program) {
-    CLI::App *const verb =
-        program.add_subcommand("capture", "Capture the state of a described device as records")->group("Verbs");
+Verb declare_capture() {
     const auto arguments = std::make_shared<CaptureArguments>();
-    verb->add_option("DEVICE.toml", arguments->description, "Device description")->required();
-    add_word(*verb, "--kind", arguments->kind, kKindNames, "Kind of request: error, fault or request (default)")
-        ->option_text("KIND");
-    verb->add_option("-o", arguments->folder,
-                     "Folder to write to, new or empty; - writes all records\n"
-                     "to standard output; default: a new one named by time")
-        ->option_text("DIR");
-    add_plug_in_option(*verb, arguments->plug_in);
-    verb->add_option("--store", arguments->store, "Analytics store; default: :memory:, no file")->option_text("FILE");
-    verb->add_flag("--json", arguments->summary_is_json, "Print the summary as JSON");
-    verb->footer("Record N is written to NNN-TITLE.qorstate; \"_\" replaces characters that file\n"
+    return {
+        .arguments = {{.name = "DEVICE.toml",
+                       .target = &arguments->description,
+                       .help = "Device description",
+                       .is_required = true},
+                      {.name = "--kind",
+                       .value_name = "KIND",
+                       .target = word_reader(arguments->kind, kKindNames),
+                       .help = "Kind of request: error, fault or request (default)"},
+                      {.name = "-o",
+                       .value_name = "DIR",
+                       .target = &arguments->folder,
+                       .help = "Folder to write to, new or empty; - writes all records\n"
+                               "to standard output; default: a new one named by time"},
+                      plug_in_option(arguments->plug_in),
+                      {.name = "--store",
+                       .value_name = "FILE",
+                       .target = &arguments->store,
+                       .help = "Analytics store; default: :memory:, no file"},
+                      {.name = "--json", .target = &arguments->summary_is_json, .help = "Print the summary as JSON"}},
+        .notes = "Record N is written to NNN-TITLE.qorstate; \"_\" replaces characters that file\n"
                  "names cannot hold. The folder is written completely or not at all. Read the\n"
-                 "records with qorstat show.\n\n" +
-                 examples("qorstat capture examples/phone.toml --kind fault -o fault",
-                          "qorstat capture examples/phone.toml -o - | qorstat show -"));
-    return {verb, [arguments] { return capture(*arguments); }};
+                 "records with qorstat show.",
+        .examples = {"qorstat capture examples/phone.toml --kind fault -o fault",
+                     "qorstat capture examples/phone.toml -o - | qorstat show -"},
+        .run = [arguments] { return capture(*arguments); }};
 }
 
 } // namespace cli

@@ -6,14 +6,16 @@
 
 #include <unistd.h>
 
-#include "cli/arguments/help_page.h"
+#include "cli/arguments/invalid_value.h"
 #include "cli/arguments/whole_number.h"
 #include "cli/arguments/words.h"
+#include "cli/arguments/wrong_use.h"
 #include "cli/reports/clock.h"
 #include "cli/reports/ordered_workers.h"
 #include "cli/reports/rendering.h"
 #include "cli/reports/source.h"
 #include "cli/reports/statistics.h"
+#include "cli/terminal/input.h"
 #include "cli/terminal/output.h"
 #include "cli/terminal/progress_bar.h"
 #include "cli/verbs.h"
@@ -28,6 +30,7 @@ struct DecodeArguments {
     std::optional<std::string> time_zone;
     std::string format = "text";
     Selection selection;
+    std::string follow; ///< "" for no, "true" for the open file, "name"
     bool wants_statistics = false;
     bool statistics_are_json = false;
     bool is_strict = false;
@@ -46,12 +49,12 @@ int report_trailing_bytes(const ReportSource &source, bool is_strict) {
 
 /** The total of the progress bar; 0, for no bar, when the file is followed and its end is unknown. */
 std::uint64_t bytes_to_read(const ReportSource &source, const DecodeArguments &arguments) {
-    return arguments.selection.follows ? 0 : source.file_size();
+    return arguments.selection.follow != Follow::Nothing ? 0 : source.file_size();
 }
 
 /** The watcher keeps references to `progress` and `output`. */
 ReportSource::Watcher make_watcher(ProgressBar &progress, const Output &output, const DecodeArguments &arguments) {
-    return [&progress, &output, follows = arguments.selection.follows](std::uint64_t bytes_read) {
+    return [&progress, &output, follows = arguments.selection.follow != Follow::Nothing](std::uint64_t bytes_read) {
         progress.show(bytes_read);
         if (follows) {
             // While the file does not grow nothing is written, so no failed write shows that the reader has gone.
@@ -105,7 +108,24 @@ void write_statistics(ReportSource &source, const DecodeArguments &arguments, co
     output.flush();
 }
 
-int decode(const DecodeArguments &arguments) {
+Follow follow_of(const DecodeArguments &arguments) {
+    if (arguments.follow.empty()) {
+        return Follow::Nothing;
+    }
+    if (arguments.follow == "true") {
+        return Follow::Descriptor;
+    }
+    if (arguments.follow != "name") {
+        throw WrongUse(invalid_value("--follow", arguments.follow) + ": expected name or no value");
+    }
+    if (arguments.file == kStandardInputArgument) {
+        throw WrongUse("--follow=name requires the name of a file");
+    }
+    return Follow::Name;
+}
+
+int decode(DecodeArguments &arguments) {
+    arguments.selection.follow = follow_of(arguments);
     if (arguments.time_zone) {
         enter_time_zone(*arguments.time_zone);
     }
@@ -115,58 +135,85 @@ int decode(const DecodeArguments &arguments) {
     return report_trailing_bytes(source, arguments.is_strict);
 }
 
-void add_clock_options(CLI::App &verb, DecodeArguments &arguments) {
-    CLI::Option *const live =
-        verb.add_option("--live", arguments.clock.live_description, "Read the clock of this device for every report")
-            ->option_text("DEVICE.toml");
-    verb.add_option("--time-sync", arguments.clock.time_sync, "Both clocks at one instant: qor=NS,calendar=NS")
-        ->option_text("SYNC")
-        ->excludes(live);
-    add_whole_number(verb, "--boot-time", arguments.clock.boot_time, "Microseconds since the epoch")
-        ->option_text("TIME")
-        ->excludes(live);
-    verb.add_option("--time-zone", arguments.time_zone, "Time zone of wall-clock times; default: local")
-        ->option_text("NAME");
-}
-
-void add_filter_options(CLI::App &verb, Selection &selection) {
-    FilterWords &filter = selection.filter;
-    const auto add_names = [&verb](const char *option, std::vector<std::string> &words, const char *description) {
-        verb.add_option(option, words, description)->option_text("NAME|ID")->allow_extra_args(false);
-    };
-    add_names("--category", filter.categories, "Only this category; these four may be repeated");
-    add_names("--component", filter.components, "Only this component");
-    add_names("--event", filter.events, "Only this event");
-    add_names("--type", filter.types, "Only this type");
-    add_whole_number(verb, "--since", filter.since, "From this firmware time, in microseconds")->option_text("TIME");
-    add_whole_number(verb, "--until", filter.until, "Up to this firmware time")->option_text("TIME");
-    CLI::Option *const first =
-        add_whole_number(verb, "--first", selection.first, "At most N reports, then stop")->option_text("N");
-    add_whole_number(verb, "--last", selection.last, "At most N reports from the end")
-        ->option_text("N")
-        ->excludes(first);
+/** One of the filters by name. */
+Argument name_filter(const char *option, std::vector<std::string> &words, const char *help) {
+    return {.name = option, .value_name = "NAME|ID", .target = &words, .help = help, .is_repeated = true};
 }
 
 } // namespace
 
-Verb add_decode_verb(CLI::App &program) {
-    CLI::App *const verb = program.add_subcommand("decode", "Decode a dump of 48-byte reports")->group("Verbs");
+Verb declare_decode() {
     const auto arguments = std::make_shared<DecodeArguments>();
-    verb->add_option("FILE", arguments->file, "Reports end to end; - is standard input")->required();
-    add_clock_options(*verb, *arguments);
-    CLI::Option *const format =
-        add_word(*verb, "--format", arguments->format, kFormats, "text (default), jsonl, csv, chrome-trace")
-            ->option_text("FORM");
-    add_filter_options(*verb, arguments->selection);
-    CLI::Option *const statistics =
-        verb->add_flag("--stats", arguments->wants_statistics, "Print counts, gaps and time span, not the reports")
-            ->excludes(format);
-    verb->add_flag("--json", arguments->statistics_are_json, "With --stats: print JSON")->needs(statistics);
-    verb->add_flag("--follow", arguments->selection.follows, "Keep reading as the file grows, until Ctrl-C");
-    verb->add_flag("--strict", arguments->is_strict, "Exit with 1 if a partial report is at the end");
-    verb->footer(examples("qorstat decode dump.bin --category sensor --last 20",
-                          "qorstat decode - --format chrome-trace < dump.bin > trace.json"));
-    return {verb, [arguments] { return decode(*arguments); }};
+    ClockWords &clock = arguments->clock;
+    Selection &selection = arguments->selection;
+    FilterWords &filter = selection.filter;
+    return {
+        .arguments = {{.name = "FILE",
+                       .target = &arguments->file,
+                       .help = "Reports end to end; - is standard input",
+                       .is_required = true},
+                      {.name = "--live",
+                       .value_name = "DEVICE.toml",
+                       .target = &clock.live_description,
+                       .help = "Read the clock of this device for every report"},
+                      {.name = "--time-sync",
+                       .value_name = "SYNC",
+                       .target = &clock.time_sync,
+                       .help = "Both clocks at one instant: qor=NS,calendar=NS",
+                       .excludes = "--live"},
+                      {.name = "--boot-time",
+                       .value_name = "TIME",
+                       .target = whole_number_reader(clock.boot_time),
+                       .help = "Microseconds since the epoch",
+                       .excludes = "--live"},
+                      {.name = "--time-zone",
+                       .value_name = "NAME",
+                       .target = &arguments->time_zone,
+                       .help = "Time zone of wall-clock times; default: local"},
+                      {.name = "--format",
+                       .value_name = "FORM",
+                       .target = word_reader(arguments->format, kFormats),
+                       .help = "text (default), jsonl, csv, chrome-trace"},
+                      name_filter("--category", filter.categories, "Only this category; these four may be repeated"),
+                      name_filter("--component", filter.components, "Only this component"),
+                      name_filter("--event", filter.events, "Only this event"),
+                      name_filter("--type", filter.types, "Only this type"),
+                      {.name = "--since",
+                       .value_name = "TIME",
+                       .target = whole_number_reader(filter.since),
+                       .help = "From this firmware time, in microseconds"},
+                      {.name = "--until",
+                       .value_name = "TIME",
+                       .target = whole_number_reader(filter.until),
+                       .help = "Up to this firmware time"},
+                      {.name = "--first",
+                       .value_name = "N",
+                       .target = whole_number_reader(selection.first),
+                       .help = "At most N reports, then stop"},
+                      {.name = "--last",
+                       .value_name = "N",
+                       .target = whole_number_reader(selection.last),
+                       .help = "At most N reports from the end",
+                       .excludes = "--first"},
+                      {.name = "--stats",
+                       .target = &arguments->wants_statistics,
+                       .help = "Print counts, gaps and time span, not the reports",
+                       .excludes = "--format"},
+                      {.name = "--json",
+                       .target = &arguments->statistics_are_json,
+                       .help = "With --stats: print JSON",
+                       .needs = "--stats"},
+                      {.name = "--follow",
+                       .target = &arguments->follow,
+                       .help = "Keep reading as the file grows, until Ctrl-C;\n"
+                               "--follow=name goes on with a file that replaces it",
+                       .has_value_or_none = true},
+                      {.name = "--strict",
+                       .target = &arguments->is_strict,
+                       .help = "Exit with 1 if a partial report is at the end"}},
+        .examples = {"qorstat decode dump.bin --category sensor --last 20",
+                     "qorstat decode - --format chrome-trace < dump.bin > trace.json"},
+        .run = [arguments] { return decode(*arguments); }};
 }
 
 } // namespace cli

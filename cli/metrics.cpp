@@ -3,7 +3,6 @@
 #include <string>
 #include <vector>
 
-#include "cli/arguments/help_page.h"
 #include "cli/arguments/hosting.h"
 #include "cli/arguments/invalid_value.h"
 #include "cli/arguments/wrong_use.h"
@@ -89,20 +88,29 @@ int metrics(const MetricsArguments &arguments) {
 
 } // namespace
 
-Verb add_metrics_verb(CLI::App &program) {
-    CLI::App *const verb =
-        program.add_subcommand("metrics", "Show an analytics store, or add stores up")->group("Verbs");
+Verb declare_metrics() {
     const auto arguments = std::make_shared<MetricsArguments>();
-    verb->add_option("STORE", arguments->store, "Analytics store; default: the one of qorstat run");
-    verb->add_flag("--json", arguments->is_json, "Print JSON: exact numbers, every distinct value");
-    verb->add_flag("--openmetrics", arguments->is_openmetrics, "Print the OpenMetrics text format");
-    verb->add_option("--merge", arguments->merged, "Add stores up: scalars by value, others by count")
-        ->option_text("STORE...");
-    verb->add_option("-o", arguments->merged_into, "New file for the result of --merge")->option_text("FILE");
-    verb->footer("Tables show six significant digits. Percentiles are nearest-rank: the smallest\n"
-                 "value such that at least that share of all values is less or equal.\n\n" +
-                 examples("qorstat metrics", "qorstat metrics --merge monday.db tuesday.db -o both.db"));
-    return {verb, [arguments] { return metrics(*arguments); }};
+    return {.arguments = {{.name = "STORE",
+                           .target = &arguments->store,
+                           .help = "Analytics store; default: the one of qorstat run"},
+                          {.name = "--json",
+                           .target = &arguments->is_json,
+                           .help = "Print JSON: exact numbers, every distinct value"},
+                          {.name = "--openmetrics",
+                           .target = &arguments->is_openmetrics,
+                           .help = "Print the OpenMetrics text format"},
+                          {.name = "--merge",
+                           .value_name = "STORE...",
+                           .target = &arguments->merged,
+                           .help = "Add stores up: scalars by value, others by count"},
+                          {.name = "-o",
+                           .value_name = "FILE",
+                           .target = &arguments->merged_into,
+                           .help = "New file for the result of --merge"}},
+            .notes = "Tables show six significant digits. Percentiles are nearest-rank: the smallest\n"
+                     "value such that at least that share of all values is less or equal.",
+            .examples = {"qorstat metrics", "qorstat metrics --merge monday.db tuesday.db -o both.db"},
+            .run = [arguments] { return metrics(*arguments); }};
 }
 
 } // namespace cli

@@ -1,7 +1,6 @@
 #include <memory>
 #include <string>
 
-#include "cli/arguments/help_page.h"
 #include "cli/terminal/output.h"
 #include "cli/verbs.h"
 #include "host/RvNotify.h"
@@ -24,14 +23,13 @@ int notify(const std::string &name) {
 
 } // namespace
 
-Verb add_notify_verb(CLI::App &program) {
-    CLI::App *const arguments =
-        program.add_subcommand("notify", "Post a notification to all your running hosts")->group("Verbs");
+Verb declare_notify() {
     const auto name = std::make_shared<std::string>();
-    arguments->add_option("NAME", *name, "Name of the notification")->required();
-    arguments->footer(examples("qorstat notify com.ondre.ondreqorhidstatistics.fault",
-                               "qorstat notify com.example.nobody || echo nobody was reached"));
-    return {arguments, [name] { return notify(*name); }};
+    return {
+        .arguments = {{.name = "NAME", .target = name.get(), .help = "Name of the notification", .is_required = true}},
+        .examples = {"qorstat notify com.ondre.ondreqorhidstatistics.fault",
+                     "qorstat notify com.example.nobody || echo nobody was reached"},
+        .run = [name] { return notify(*name); }};
 }
 
 } // namespace cli

@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "cli/arguments/help_page.h"
 #include "cli/arguments/hosting.h"
 #include "cli/terminal/input.h"
 #include "cli/terminal/log.h"
@@ -116,18 +115,21 @@ int publish(const PublishArguments &arguments) {
 
 } // namespace
 
-Verb add_publish_verb(CLI::App &program) {
-    CLI::App *const verb =
-        program.add_subcommand("publish", "Apply a batch of analytics through the plug-in")->group("Verbs");
+Verb declare_publish() {
     const auto arguments = std::make_shared<PublishArguments>();
-    verb->add_option("BATCH.bin", arguments->batch, "Entries of 7 bytes end to end; - is standard input")->required();
-    add_store_option(*verb, arguments->store);
-    verb->add_flag("--log", arguments->shows_log, "Print the log, one line per entry, to standard error");
-    add_plug_in_option(*verb, arguments->plug_in);
-    verb->footer("The batch is applied completely or not at all, on a built-in device.\n\n" +
-                 examples("qorstat publish batch.bin --store analytics.db --log",
-                          "qorstat publish - < batch.bin && qorstat metrics"));
-    return {verb, [arguments] { return publish(*arguments); }};
+    return {.arguments = {{.name = "BATCH.bin",
+                           .target = &arguments->batch,
+                           .help = "Entries of 7 bytes end to end; - is standard input",
+                           .is_required = true},
+                          store_option(arguments->store),
+                          {.name = "--log",
+                           .target = &arguments->shows_log,
+                           .help = "Print the log, one line per entry, to standard error"},
+                          plug_in_option(arguments->plug_in)},
+            .notes = "The batch is applied completely or not at all, on a built-in device.",
+            .examples = {"qorstat publish batch.bin --store analytics.db --log",
+                         "qorstat publish - < batch.bin && qorstat metrics"},
+            .run = [arguments] { return publish(*arguments); }};
 }
 
 } // namespace cli

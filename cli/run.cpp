@@ -3,12 +3,14 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include <asio.hpp>
+#include <asio/io_context.hpp>
+#include <asio/posix/stream_descriptor.hpp>
+#include <asio/steady_timer.hpp>
 #include <unistd.h>
 
-#include "cli/arguments/help_page.h"
 #include "cli/arguments/hosting.h"
 #include "cli/arguments/listen_address.h"
 #include "cli/arguments/seconds.h"
@@ -102,13 +104,13 @@ void wait_for_end(asio::io_context &events, const std::optional<double> &seconds
 int run(const RunArguments &arguments) {
     const std::vector<std::unique_ptr<host::LogSink>> log = open_log(arguments);
     // Reading may wait for a pipe; until it is done, a signal ends the process.
-    const host::DeviceDescription description = host::read_device_description(arguments.description);
+    host::DeviceDescription description = host::read_device_description(arguments.description);
     Interruption interruption;
     asio::io_context events;
     asio::posix::stream_descriptor signals(events, dup(interruption.descriptor()));
     signals.async_wait(asio::posix::descriptor_base::wait_read, [&events](const asio::error_code &) { events.stop(); });
 
-    host::HostedDevice device(description, arguments.plug_in);
+    host::HostedDevice device(std::move(description), arguments.plug_in);
     std::atomic<bool> store_stopped_run = false;
     const auto stop_for_store = [&](const host::Error &failure, host::Fate) {
         print_message(std::string("qorstat: ") + failure.what());
@@ -133,27 +135,38 @@ int run(const RunArguments &arguments) {
 
 } // namespace
 
-Verb add_run_verb(CLI::App &program) {
-    CLI::App *const verb = program.add_subcommand("run", "Host the plug-in on a described device")->group("Verbs");
+Verb declare_run() {
     const auto arguments = std::make_shared<RunArguments>();
-    verb->add_option("DEVICE.toml", arguments->description, "Device description")->required();
-    add_plug_in_option(*verb, arguments->plug_in);
-    add_store_option(*verb, arguments->store);
-    add_word(*verb, "--on-store-error", arguments->on_store_error, kStoreErrorWords,
-             "When the store cannot be written: go-on (default)\n"
-             "keeps the analytics and retries; stop ends the run")
-        ->option_text("WORD");
-    add_seconds(*verb, "--for", arguments->seconds, {0, kLongestRunSeconds},
-                "Stop after this time; default: on Ctrl-C or SIGTERM");
-    add_listen_address(*verb, "--listen", arguments->listen_address,
-                       "Serve metrics at /metrics; PORT alone is loopback");
-    verb->add_option("--log", arguments->log_file, "Also append the log to a file")->option_text("FILE");
-    verb->add_flag("--journal", arguments->logs_to_journal, "Also send the log to the systemd journal");
-    verb->footer(
-        "Delivers the analytics of the description when they are due. The log is written\n"
-        "to standard error. qorstat notify reaches the running host.\n\n" +
-        examples("qorstat run examples/phone.toml", "qorstat run examples/phone.toml --for 2.5 --log run.log"));
-    return {verb, [arguments] { return run(*arguments); }};
+    return {.arguments = {{.name = "DEVICE.toml",
+                           .target = &arguments->description,
+                           .help = "Device description",
+                           .is_required = true},
+                          plug_in_option(arguments->plug_in),
+                          store_option(arguments->store),
+                          {.name = "--on-store-error",
+                           .value_name = "WORD",
+                           .target = word_reader(arguments->on_store_error, kStoreErrorWords),
+                           .help = "When the store cannot be written: go-on (default)\n"
+                                   "keeps the analytics and retries; stop ends the run"},
+                          {.name = "--for",
+                           .value_name = "SECONDS",
+                           .target = seconds_reader(arguments->seconds, {0, kLongestRunSeconds}),
+                           .help = "Stop after this time; default: on Ctrl-C or SIGTERM"},
+                          {.name = "--listen",
+                           .value_name = "HOST:PORT",
+                           .target = listen_address_reader(arguments->listen_address),
+                           .help = "Serve metrics at /metrics; PORT alone is loopback"},
+                          {.name = "--log",
+                           .value_name = "FILE",
+                           .target = &arguments->log_file,
+                           .help = "Also append the log to a file"},
+                          {.name = "--journal",
+                           .target = &arguments->logs_to_journal,
+                           .help = "Also send the log to the systemd journal"}},
+            .notes = "Delivers the analytics of the description when they are due. The log is written\n"
+                     "to standard error. qorstat notify reaches the running host.",
+            .examples = {"qorstat run examples/phone.toml", "qorstat run examples/phone.toml --for 2.5 --log run.log"},
+            .run = [arguments] { return run(*arguments); }};
 }
 
 } // namespace cli

@@ -3,7 +3,6 @@
 #include <string>
 #include <vector>
 
-#include "cli/arguments/help_page.h"
 #include "cli/records/json.h"
 #include "cli/records/text.h"
 #include "cli/terminal/input.h"
@@ -70,15 +69,19 @@ int show(const ShowArguments &arguments) {
 
 } // namespace
 
-Verb add_show_verb(CLI::App &program) {
-    CLI::App *const verb = program.add_subcommand("show", "Show state-capture records")->group("Verbs");
+Verb declare_show() {
     const auto arguments = std::make_shared<ShowArguments>();
-    verb->add_option("FILE", arguments->files, "One or more records end to end; - is standard input")->required();
-    verb->add_flag("--json", arguments->is_json, "Print JSON: exact integers, bytes as hex digits");
-    verb->footer("Control characters in texts are escaped on a terminal; pipes and files get the\n"
-                 "exact texts.\n\n" +
-                 examples("qorstat show fault/*.qorstate", "qorstat show --json all.records | jq '.[].title'"));
-    return {verb, [arguments] { return show(*arguments); }};
+    return {.arguments = {{.name = "FILE",
+                           .target = &arguments->files,
+                           .help = "One or more records end to end; - is standard input",
+                           .is_required = true},
+                          {.name = "--json",
+                           .target = &arguments->is_json,
+                           .help = "Print JSON: exact integers, bytes as hex digits"}},
+            .notes = "Control characters in texts are escaped on a terminal; pipes and files get the\n"
+                     "exact texts.",
+            .examples = {"qorstat show fault/*.qorstate", "qorstat show --json all.records | jq '.[].title'"},
+            .run = [arguments] { return show(*arguments); }};
 }
 
 } // namespace cli

@@ -13,7 +13,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include "cli/arguments/help_page.h"
 #include "cli/arguments/invalid_value.h"
 #include "cli/arguments/seconds.h"
 #include "cli/arguments/whole_number.h"
@@ -262,26 +261,35 @@ int validate(const ValidateArguments &arguments) {
 
 } // namespace
 
-Verb add_validate_verb(CLI::App &program) {
-    CLI::App *const verb =
-        program.add_subcommand("validate", "Check that a module keeps its contract with a host")->group("Verbs");
+Verb declare_validate() {
     const auto arguments = std::make_shared<ValidateArguments>();
-    verb->add_option("PLUGIN.so", arguments->module, "Module to check");
-    verb->add_flag("--list", arguments->lists, "List the checks and what each one promises");
-    verb->add_option("--only", arguments->only, "Run checks whose names match (POSIX extended)")->option_text("REGEX");
-    add_whole_number(*verb, "--seed", arguments->seed, "Seed of the checks' random numbers; default: 1")
-        ->option_text("N");
-    add_seconds(*verb, "--timeout", arguments->time_out, {kShortestTimeOut, kLongestTimeOut},
-                "Time limit of each check; default: 60");
-    verb->add_flag("--reproduce", arguments->shows_reproduce, "Print a command that repeats each failed check");
-    verb->add_flag("--json", arguments->is_json, "Print JSON");
-    verb->add_option("--check-in-child", arguments->check_in_child)->group(""); // internal
-    verb->footer("Each check runs in its own process: a crash or a hang is a result. Statuses:\n"
-                 "passed, failed, crashed, skipped, warning; failed or crashed exits with 1.\n"
-                 "A check that explains a skipped one runs even if --only excludes it.\n\n" +
-                 examples("qorstat validate build/release/bin/OndreQORHIDStatistics.so",
-                          "qorstat validate plugin.so --only '^(factory|query)-' --reproduce"));
-    return {verb, [arguments] { return validate(*arguments); }};
+    return {.arguments = {{.name = "PLUGIN.so", .target = &arguments->module, .help = "Module to check"},
+                          {.name = "--list",
+                           .target = &arguments->lists,
+                           .help = "List the checks and what each one promises"},
+                          {.name = "--only",
+                           .value_name = "REGEX",
+                           .target = &arguments->only,
+                           .help = "Run checks whose names match (POSIX extended)"},
+                          {.name = "--seed",
+                           .value_name = "N",
+                           .target = whole_number_reader(arguments->seed),
+                           .help = "Seed of the checks' random numbers; default: 1"},
+                          {.name = "--timeout",
+                           .value_name = "SECONDS",
+                           .target = seconds_reader(arguments->time_out, {kShortestTimeOut, kLongestTimeOut}),
+                           .help = "Time limit of each check; default: 60"},
+                          {.name = "--reproduce",
+                           .target = &arguments->shows_reproduce,
+                           .help = "Print a command that repeats each failed check"},
+                          {.name = "--json", .target = &arguments->is_json, .help = "Print JSON"},
+                          {.name = "--check-in-child", .target = &arguments->check_in_child, .is_internal = true}},
+            .notes = "Each check runs in its own process: a crash or a hang is a result. Statuses:\n"
+                     "passed, failed, crashed, skipped, warning; failed or crashed exits with 1.\n"
+                     "A check that explains a skipped one runs even if --only excludes it.",
+            .examples = {"qorstat validate build/release/bin/OndreQORHIDStatistics.so",
+                         "qorstat validate plugin.so --only '^(factory|query)-' --reproduce"},
+            .run = [arguments] { return validate(*arguments); }};
 }
 
 } // namespace cli

@@ -198,8 +198,9 @@ void require_journal() {
     address.sun_family = AF_UNIX;
     kSocket.copy(address.sun_path, sizeof address.sun_path - 1);
     const int descriptor = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    const bool is_reached = descriptor != -1 && connect(descriptor, static_cast<const sockaddr *>(static_cast<const void *>(&address)),
-                                                        sizeof address) == 0;
+    const bool is_reached =
+        descriptor != -1 &&
+        connect(descriptor, static_cast<const sockaddr *>(static_cast<const void *>(&address)), sizeof address) == 0;
     const int error = errno;
     if (descriptor != -1) {
         close(descriptor);

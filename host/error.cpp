@@ -5,6 +5,13 @@
 namespace host {
 namespace {
 
+/** A zero character would end `what()` early: it becomes `\x00`. */
+void append_without_zeros(std::string &text, std::string_view part) {
+    for (const char character : part) {
+        text += character == '\0' ? "\\x00" : std::string(1, character);
+    }
+}
+
 std::string join(const std::string &file, const std::string &place, const std::string &reason) {
     std::string text;
     for (const std::string *part : {&file, &place, &reason}) {
@@ -14,7 +21,7 @@ std::string join(const std::string &file, const std::string &place, const std::s
         if (!text.empty()) {
             text += ": ";
         }
-        text += *part;
+        append_without_zeros(text, *part);
     }
     return text;
 }

@@ -7,7 +7,10 @@
 
 namespace host {
 
-/** An error in input or in the environment. `what()` is "file: place: reason", without the empty parts. */
+/**
+ * An error in input or in the environment. `what()` is "file: place: reason", without the empty parts and with zero
+ * characters as `\x00`, because it ends at the first.
+ */
 class Error : public std::runtime_error {
 public:
     /**

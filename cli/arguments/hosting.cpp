@@ -65,15 +65,19 @@ void print_store_failure(const host::Error &failure, host::Fate operations) {
     print_message(std::string("qorstat: ") + failure.what() + (operations == host::Fate::kKept ? kept : ""));
 }
 
-void add_plug_in_option(CLI::App &verb, std::string &plug_in) {
-    verb.add_option("--plugin", plug_in, "Module to load; default: the one next to qorstat")->option_text("FILE");
+Argument plug_in_option(std::string &plug_in) {
+    return {.name = "--plugin",
+            .value_name = "FILE",
+            .target = &plug_in,
+            .help = "Module to load; default: the one next to qorstat"};
 }
 
-void add_store_option(CLI::App &verb, std::optional<std::string> &store) {
-    verb.add_option("--store", store,
-                    "Analytics store; :memory: creates no file;\n"
-                    "default: qorstat/analytics.db in $XDG_STATE_HOME")
-        ->option_text("FILE");
+Argument store_option(std::optional<std::string> &store) {
+    return {.name = "--store",
+            .value_name = "FILE",
+            .target = &store,
+            .help = "Analytics store; :memory: creates no file;\n"
+                    "default: qorstat/analytics.db in $XDG_STATE_HOME"};
 }
 
 } // namespace cli

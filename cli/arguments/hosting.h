@@ -4,18 +4,17 @@
 #include <optional>
 #include <string>
 
-#include <CLI/CLI.hpp>
-
+#include "cli/arguments/declaration.h"
 #include "host/TallybookStore.h"
 #include "host/error.h"
 
 namespace cli {
 
-/** Adds `--plugin FILE`; `plug_in` stays empty when it is not given. */
-void add_plug_in_option(CLI::App &verb, std::string &plug_in);
+/** `--plugin FILE`; `plug_in` stays empty when it is not given. */
+Argument plug_in_option(std::string &plug_in);
 
-/** Adds `--store FILE`. When it is not given, analytics go to `default_store_file_to_write()`. */
-void add_store_option(CLI::App &verb, std::optional<std::string> &store);
+/** `--store FILE`. When it is not given, analytics go to `default_store_file_to_write()`. */
+Argument store_option(std::optional<std::string> &store);
 
 /**
  * The default store: `qorstat/analytics.db` in `$XDG_STATE_HOME`, or in `~/.local/state` when that is not set.

@@ -4,9 +4,10 @@
 #include <stdexcept>
 #include <string_view>
 
-#include <asio.hpp>
+#include <asio/ip/address.hpp>
 
 #include "cli/arguments/invalid_value.h"
+#include "cli/arguments/wrong_use.h"
 
 namespace cli {
 namespace {
@@ -52,16 +53,14 @@ ListenAddress parse_listen_address(const std::string &text) {
     return {address.to_string(), address.is_v6(), parse_port(std::string_view(text).substr(colon + 1))};
 }
 
-CLI::Option *add_listen_address(CLI::App &verb, const std::string &name, std::optional<ListenAddress> &address,
-                                const std::string &description) {
-    const auto take = [name, &address](const std::string &text) {
+ValueReader listen_address_reader(std::optional<ListenAddress> &address) {
+    return [&address](const std::string &name, const std::string &text) {
         try {
             address = parse_listen_address(text);
         } catch (const std::invalid_argument &error) {
-            throw CLI::ValidationError(invalid_value(name, text) + ": " + error.what());
+            throw WrongUse(invalid_value(name, text) + ": " + error.what());
         }
     };
-    return verb.add_option_function<std::string>(name, take, description)->option_text("HOST:PORT");
 }
 
 } // namespace cli

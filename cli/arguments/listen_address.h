@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include <CLI/CLI.hpp>
+#include "cli/arguments/declaration.h"
 
 namespace cli {
 
@@ -26,10 +26,9 @@ struct ListenAddress {
 ListenAddress parse_listen_address(const std::string &text);
 
 /**
- * Adds an option whose value is such an address.
- * @param address  stays empty when the option is not given; must live until the arguments are parsed.
+ * The value is such an address.
+ * @param address  stays empty when the option is not given.
  */
-CLI::Option *add_listen_address(CLI::App &verb, const std::string &name, std::optional<ListenAddress> &address,
-                                const std::string &description);
+ValueReader listen_address_reader(std::optional<ListenAddress> &address);
 
 } // namespace cli

@@ -4,23 +4,22 @@
 #include <system_error>
 
 #include "cli/arguments/invalid_value.h"
+#include "cli/arguments/wrong_use.h"
 
 namespace cli {
 
-CLI::Option *add_seconds(CLI::App &verb, const std::string &name, std::optional<double> &seconds,
-                         const SecondsRange &range, const std::string &description) {
-    const auto take = [name, &seconds, range](const std::string &text) {
+ValueReader seconds_reader(std::optional<double> &seconds, const SecondsRange &range) {
+    return [&seconds, range](const std::string &name, const std::string &text) {
         double number = 0;
         const char *const end = text.data() + text.size();
         const auto [read_end, error] = std::from_chars(text.data(), end, number); // decimal only
         // It accepts "nan", which compares as false.
         if (error != std::errc{} || read_end != end || !(number >= range.least && number <= range.most)) {
-            throw CLI::ValidationError(invalid_value(name, text) + ": expected " + seconds_argument(range.least) +
-                                       " to " + seconds_argument(range.most) + " seconds");
+            throw WrongUse(invalid_value(name, text) + ": expected " + seconds_argument(range.least) + " to " +
+                           seconds_argument(range.most) + " seconds");
         }
         seconds = number;
     };
-    return verb.add_option_function<std::string>(name, take, description)->option_text("SECONDS");
 }
 
 std::string seconds_argument(double seconds) {

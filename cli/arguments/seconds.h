@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include <CLI/CLI.hpp>
+#include "cli/arguments/declaration.h"
 
 namespace cli {
 
@@ -15,11 +15,10 @@ struct SecondsRange {
 };
 
 /**
- * Adds an option whose value is a number of seconds within `range`, fractions included.
- * @param seconds  stays empty when the option is not given; must live until the arguments are parsed.
+ * The value is a number of seconds within `range`, fractions included.
+ * @param seconds  stays empty when the option is not given.
  */
-CLI::Option *add_seconds(CLI::App &verb, const std::string &name, std::optional<double> &seconds,
-                         const SecondsRange &range, const std::string &description);
+ValueReader seconds_reader(std::optional<double> &seconds, const SecondsRange &range);
 
 /** `seconds` in the form that such an option accepts: at most six decimals, no trailing zeros. */
 std::string seconds_argument(double seconds);

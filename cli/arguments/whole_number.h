@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include <CLI/CLI.hpp>
+#include "cli/arguments/declaration.h"
 
 namespace cli {
 
@@ -14,10 +14,9 @@ namespace cli {
 std::optional<std::uint64_t> parse_whole_number(std::string_view text);
 
 /**
- * Adds an option whose value is a whole number of 64 bits.
- * @param number  stays empty when the option is not given; must live until the arguments are parsed.
+ * The value is a whole number of 64 bits.
+ * @param number  stays empty when the option is not given.
  */
-CLI::Option *add_whole_number(CLI::App &verb, const std::string &name, std::optional<std::uint64_t> &number,
-                              const std::string &description);
+ValueReader whole_number_reader(std::optional<std::uint64_t> &number);
 
 } // namespace cli

@@ -3,20 +3,30 @@
 #include <algorithm>
 
 #include "cli/arguments/invalid_value.h"
+#include "cli/arguments/wrong_use.h"
 #include "host/nearest_word.h"
 
 namespace cli {
+namespace {
 
-CLI::Option *add_word(CLI::App &verb, const std::string &name, std::string &word, const std::vector<std::string> &words,
-                      const std::string &description) {
-    const auto take = [name, &word, words](const std::string &text) {
+std::string list_words(const std::vector<std::string> &words) {
+    std::string list;
+    for (const std::string &word : words) {
+        list += (list.empty() ? "" : ", ") + word;
+    }
+    return list;
+}
+
+} // namespace
+
+ValueReader word_reader(std::string &word, const std::vector<std::string> &words) {
+    return [&word, words](const std::string &name, const std::string &text) {
         if (std::find(words.begin(), words.end(), text) == words.end()) {
-            throw CLI::ValidationError(invalid_value(name, text) + ": expected one of " +
-                                       CLI::detail::join(words, ", ") + suggest_word(text, words));
+            throw WrongUse(invalid_value(name, text) + ": expected one of " + list_words(words) +
+                           suggest_word(text, words));
         }
         word = text;
     };
-    return verb.add_option_function<std::string>(name, take, description);
 }
 
 std::string suggest_word(std::string_view word, const std::vector<std::string> &words) {

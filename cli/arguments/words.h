@@ -5,17 +5,15 @@
 #include <string_view>
 #include <vector>
 
-#include <CLI/CLI.hpp>
+#include "cli/arguments/declaration.h"
 
 namespace cli {
 
 /**
- * Adds an option whose value must be one of `words`. The message for any other value lists them and suggests the
- * nearest.
- * @param word  keeps its value when the option is not given; must live until the arguments are parsed.
+ * The value must be one of `words`. The message for any other value lists them and suggests the nearest.
+ * @param word  keeps its value when the option is not given.
  */
-CLI::Option *add_word(CLI::App &verb, const std::string &name, std::string &word, const std::vector<std::string> &words,
-                      const std::string &description);
+ValueReader word_reader(std::string &word, const std::vector<std::string> &words);
 
 /** `; did you mean "WORD"?` for the nearest of `words`; empty when none is near. */
 std::string suggest_word(std::string_view word, const std::vector<std::string> &words);

@@ -128,8 +128,7 @@ bool ReportInput::wait_for_growth() {
 
 bool ReportInput::go_on_after_cut(std::uint64_t size) {
     if (!_followed.goes_on_after_cut(_used)) {
-        throw host::Error(_name, "byte " + std::to_string(size),
-                          "the file was truncated while it was being followed");
+        throw host::Error(_name, "byte " + std::to_string(size), "the file was truncated while it was being followed");
     }
     read_from_start();
     return true;

@@ -68,11 +68,13 @@ public:
      * returns true or there are no more.
      * @throws host::Error when reading fails, naming the byte; Interrupted.
      */
-    void find_backwards(
-        const std::function<bool(const _QorProfileReport &report, std::uint64_t offset)> &is_wanted) const;
+    void
+    find_backwards(const std::function<bool(const _QorProfileReport &report, std::uint64_t offset)> &is_wanted) const;
 
     /** Whether this is a regular file that ends where the system says, so that it can be read backwards. */
     bool has_known_end() const { return _has_known_end; }
+    /** Whether this is a regular file that is read as it grows. */
+    bool is_followed() const { return _interruption.has_value(); }
     /** The size of a regular file when it was opened; 0 for anything else. */
     std::uint64_t file_size() const { return _file_size; }
     /** The end of the last whole report of a regular file when it was opened. */

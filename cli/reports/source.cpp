@@ -8,7 +8,7 @@ namespace cli {
 
 ReportSource::ReportSource(const std::string &argument, const Selection &selection)
     : _selector(selection), _input(argument, selection.follow) {
-    if (selection.last && (_input.has_known_end() || selection.follow != Follow::Nothing)) {
+    if (selection.last && (_input.has_known_end() || _input.is_followed())) {
         _input.start_at(offset_of_last(*selection.last));
     } else if (selection.last) {
         keep_last(*selection.last);
@@ -33,7 +33,8 @@ void ReportSource::observe(Observer observer) {
 
 std::optional<TrailingBytes> ReportSource::trailing_bytes() const {
     const TrailingBytes trailing = _input.trailing_bytes();
-    return trailing.count != 0 && _selector.wants_more() && !_input.is_cut_short() ? std::optional(trailing) : std::nullopt;
+    return trailing.count != 0 && _selector.wants_more() && !_input.is_cut_short() ? std::optional(trailing)
+                                                                                   : std::nullopt;
 }
 
 std::uint64_t ReportSource::offset_of_last(std::uint64_t count) const {

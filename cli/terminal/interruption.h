@@ -29,7 +29,8 @@ public:
     /** Readable from the first signal on; for poll. Belongs to the object. */
     int descriptor() const;
 
-    /** From now on SIGINT and SIGTERM end the process at once. SIGHUP does not: a closing terminal may send it twice. */
+    /** From now on SIGINT and SIGTERM end the process at once. SIGHUP does not: a closing terminal may send it twice.
+     */
     void let_next_signal_kill();
 };
 

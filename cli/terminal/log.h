@@ -8,8 +8,8 @@
 namespace cli {
 
 /**
- * Writes the log's lines to standard error: on a terminal escaped, and with the level in colour unless `NO_COLOR` is set.
- * A failure to write is ignored.
+ * Writes the log's lines to standard error: on a terminal escaped, and with the level in colour unless `NO_COLOR` is
+ * set. A failure to write is ignored.
  */
 [[nodiscard]] std::unique_ptr<host::LogSink> log_to_terminal();
 

@@ -1,0 +1,52 @@
+/**
+ * What a verb accepts on its command line, as plain data. Only cli/arguments/parser.cpp knows the library that reads
+ * it: its headers cost more time to compile than all verbs together.
+ */
+#pragma once
+
+#include <array>
+#include <functional>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace cli {
+
+/**
+ * Checks the text of a value and stores what it says. Called once, after all words are sorted out.
+ * @param name  the option, for messages. @throws WrongUse when the text is no such value.
+ */
+using ValueReader = std::function<void(const std::string &name, const std::string &text)>;
+
+/** Where a value goes. A target keeps what it has when the argument is not given, and outlives the parsing. */
+using ValueTarget = std::variant<bool *,                       // a flag, which takes no value
+                                 std::string *,                // exactly one text
+                                 std::optional<std::string> *, // the same; an empty text leaves it empty
+                                 std::vector<std::string> *,   // any number of texts
+                                 ValueReader>;
+
+/** An option (`--name` or `-n`) or, when its name has no hyphen, a positional argument. All texts are literals. */
+struct Argument {
+    const char *name = "";
+    const char *value_name = ""; ///< what the help page calls an option's value
+    ValueTarget target = {};
+    const char *help = ""; ///< lines end with '\n'; the help page aligns them
+    bool is_required = false;
+    bool is_repeated = false;       ///< many texts are given by repeating the option, each with one
+    bool has_value_or_none = false; ///< `--name` gives a `std::string` "true", and `--name=VALUE` gives it VALUE
+    bool is_internal = false;       ///< not on the help page
+    const char *excludes = "";      ///< an option declared before it that may not be given beside it; "" for none
+    const char *needs = "";         ///< an option declared before it that must be given beside it; "" for none
+};
+
+/** A verb: its arguments, and the function to call when they are parsed. */
+struct Verb {
+    std::vector<Argument> arguments = {}; ///< in the order of the help page
+    const char *notes = "";               ///< paragraphs between the arguments and the examples; "" for none
+    std::array<const char *, 2> examples = {};
+    /** @return the exit code. @throws host::Error, ReaderHasGone, WrongUse. */
+    std::function<int()> run = {};
+};
+
+} // namespace cli

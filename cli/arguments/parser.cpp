@@ -1,0 +1,226 @@
+#include "cli/arguments/parser.h"
+
+#include <algorithm>
+#include <memory>
+#include <string_view>
+#include <utility>
+
+#include <CLI/CLI.hpp>
+
+#include "cli/arguments/invalid_value.h"
+#include "cli/arguments/words.h"
+#include "cli/arguments/wrong_use.h"
+
+namespace cli {
+namespace {
+
+constexpr std::size_t kNameColumnWidth = 26;
+
+/** Fits a screen: arguments and options in one block, one line each, without the parser's own annotations. */
+class HelpPage : public CLI::Formatter {
+public:
+    HelpPage() { column_width(kNameColumnWidth); }
+
+    std::string make_group(std::string, bool is_positional, std::vector<const CLI::Option *> options) const override {
+        std::string rows;
+        for (const CLI::Option *const option : options) {
+            rows += make_option(option, is_positional);
+        }
+        return rows;
+    }
+
+    std::string make_usage(const CLI::App *app, std::string name) const override {
+        if (app->get_parent() == nullptr) {
+            return "Usage: " + app->get_name() + " VERB [OPTIONS] [ARGUMENTS]\n";
+        }
+        std::string usage = "Usage: " + name + " [OPTIONS]";
+        for (const CLI::Option *const argument :
+             app->get_options([](const CLI::Option *o) { return o->get_positional(); })) {
+            const std::string word = argument->get_name(true) + (argument->get_expected_max() > 1 ? "..." : "");
+            usage += argument->get_required() ? " " + word : " [" + word + "]";
+        }
+        return usage + "\n";
+    }
+
+    std::string make_option_opts(const CLI::Option *option) const override {
+        return option->get_option_text().empty() ? "" : " " + option->get_option_text();
+    }
+};
+
+/** The last lines of a help page. */
+std::string page_end(const std::string &notes, const std::array<const char *, 2> &examples) {
+    return notes + (notes.empty() ? "" : "\n\n") + "Examples:\n  " + examples[0] + "\n  " + examples[1];
+}
+
+CLI::Option *add_target(CLI::App &app, const Argument &argument, bool *flag) {
+    return app.add_flag(argument.name, *flag, argument.help);
+}
+
+CLI::Option *add_target(CLI::App &app, const Argument &argument, std::string *text) {
+    return argument.has_value_or_none ? app.add_flag(argument.name, *text, argument.help)
+                                      : app.add_option(argument.name, *text, argument.help);
+}
+
+template <typename Texts>
+CLI::Option *add_target(CLI::App &app, const Argument &argument, Texts *texts) {
+    return app.add_option(argument.name, *texts, argument.help);
+}
+
+CLI::Option *add_target(CLI::App &app, const Argument &argument, const ValueReader &reader) {
+    const auto take = [name = std::string(argument.name), reader](const std::string &text) {
+        try {
+            reader(name, text);
+        } catch (const WrongUse &error) {
+            throw CLI::ValidationError(error.what());
+        }
+    };
+    return app.add_option_function<std::string>(argument.name, take, argument.help);
+}
+
+void add_argument(CLI::App &app, const Argument &argument) {
+    CLI::Option *const option =
+        std::visit([&](const auto &target) { return add_target(app, argument, target); }, argument.target);
+    option->option_text(argument.value_name)->required(argument.is_required);
+    if (argument.is_repeated) {
+        option->allow_extra_args(false);
+    }
+    if (argument.is_internal) {
+        option->group("");
+    }
+    if (*argument.excludes != '\0') {
+        option->excludes(app.get_option(argument.excludes));
+    }
+    if (*argument.needs != '\0') {
+        option->needs(app.get_option(argument.needs));
+    }
+}
+
+/** The arguments of a verb cost time at every start, so only a verb that is named has them. */
+bool is_named(const VerbEntry &entry, std::span<const char *const> words) {
+    return std::find(words.begin(), words.end(), std::string_view(entry.name)) != words.end();
+}
+
+/** A verb with its arguments. */
+struct DeclaredVerb {
+    CLI::App *app; ///< owned by the program's
+    Verb verb;
+};
+
+/** Adds all verbs. @return those that are named. */
+std::vector<DeclaredVerb> add_verbs(CLI::App &app, const Program &program, std::span<const char *const> words) {
+    std::vector<DeclaredVerb> named;
+    for (const VerbEntry &entry : program.verbs) {
+        CLI::App *const verb_app = app.add_subcommand(entry.name, entry.summary)->group("Verbs");
+        if (!is_named(entry, words)) {
+            continue;
+        }
+        verb_app->get_help_ptr()->group(""); // accepted, but not listed on the page of a verb
+        const DeclaredVerb &added = named.emplace_back(DeclaredVerb{verb_app, entry.declare()});
+        for (const Argument &argument : added.verb.arguments) {
+            add_argument(*verb_app, argument);
+        }
+        verb_app->footer(page_end(added.verb.notes, added.verb.examples));
+    }
+    return named;
+}
+
+std::vector<std::string> verb_names(const Program &program) {
+    std::vector<std::string> names;
+    for (const VerbEntry &entry : program.verbs) {
+        names.emplace_back(entry.name);
+    }
+    return names;
+}
+
+std::vector<std::string> option_names(const CLI::App &app) {
+    std::vector<std::string> names;
+    for (const CLI::Option *const option : app.get_options()) {
+        for (const std::string &name : option->get_lnames()) {
+            names.push_back("--" + name);
+        }
+    }
+    return names;
+}
+
+std::string describe_unexpected_argument(const std::string &word) { return "unexpected argument \"" + word + "\""; }
+
+/** The message for the first word that the parser could not place. */
+std::string describe_unexpected_word(const CLI::App &app, const Program &program, const std::string &word) {
+    const std::vector<CLI::App *> chosen = app.get_subcommands();
+    const CLI::App &reader = chosen.empty() ? app : *chosen.front();
+    const std::string quoted = "\"" + word + "\"";
+    if (word.size() > 1 && word.front() == '-') {
+        return "unknown option " + quoted + suggest_word(word.substr(0, word.find('=')), option_names(reader));
+    }
+    if (chosen.empty()) {
+        return "unknown verb " + quoted + suggest_word(word, verb_names(program));
+    }
+    return describe_unexpected_argument(word);
+}
+
+/** The parts before and after the first `mark`. Without a mark, the first part is all of `text`. */
+std::pair<std::string, std::string> split_at(const std::string &text, std::string_view mark) {
+    const std::size_t place = text.find(mark);
+    return place == std::string::npos ? std::pair(text, std::string())
+                                      : std::pair(text.substr(0, place), text.substr(place + mark.size()));
+}
+
+/** The parser's message, reworded where it exposes the parser's own types and conversions. */
+std::string reword(const CLI::ParseError &error) {
+    std::string message = error.what();
+    if (error.get_name() == "ValidationError") {
+        return message; // ours
+    }
+    const auto [about, problem] = split_at(message, ": ");
+    if (problem.starts_with("At Most 1 required")) {
+        return about + " was given more than once";
+    }
+    if (problem.starts_with("1 required ")) {
+        return about + " needs a value";
+    }
+    if (about == "Could not convert") {
+        const auto [option, value] = split_at(problem, " = ");
+        return invalid_value(option, value);
+    }
+    return message;
+}
+
+std::string describe_wrong_use(const CLI::App &app, const Program &program, const CLI::ParseError &error) {
+    const std::vector<CLI::App *> chosen = app.get_subcommands();
+    const std::string verb = chosen.empty() ? std::string() : chosen.front()->get_name() + ": ";
+    if (const std::vector<std::string> left = app.remaining(true); !left.empty()) {
+        // After "--" nothing is an option.
+        return verb + (left.front() == "--" && left.size() > 1 ? describe_unexpected_argument(left[1])
+                                                               : describe_unexpected_word(app, program, left.front()));
+    }
+    if (chosen.empty()) {
+        return "no verb given; " + app.get_name() + " --help lists the verbs";
+    }
+    return verb + reword(error);
+}
+
+} // namespace
+
+Request parse_command_line(const Program &program, int argc, const char *const *argv) {
+    CLI::App app(program.summary, program.name);
+    app.formatter(std::make_shared<HelpPage>());
+    app.set_help_flag("-h,--help", "Print this help and exit");
+    app.set_version_flag("--version", program.version, "Print the version and exit");
+    app.require_subcommand(1, 1);
+    std::vector<DeclaredVerb> verbs = add_verbs(app, program, std::span(argv, static_cast<std::size_t>(argc)));
+    app.footer(page_end(program.notes, program.examples)); // last, because verbs inherit it
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::CallForHelp &) {
+        return app.help();
+    } catch (const CLI::CallForVersion &) {
+        return std::string(program.version) + "\n";
+    } catch (const CLI::ParseError &error) {
+        throw WrongUse(describe_wrong_use(app, program, error));
+    }
+    const auto parsed =
+        std::find_if(verbs.begin(), verbs.end(), [](const DeclaredVerb &declared) { return declared.app->parsed(); });
+    return ChosenVerb{parsed->app->get_name(), std::move(parsed->verb.run)};
+}
+
+} // namespace cli
