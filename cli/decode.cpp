@@ -20,6 +20,7 @@
 #include "cli/terminal/progress_bar.h"
 #include "cli/verbs.h"
 #include "host/count_text.h"
+#include "host/error.h"
 
 namespace cli {
 namespace {
@@ -108,6 +109,13 @@ void write_statistics(ReportSource &source, const DecodeArguments &arguments, co
     output.flush();
 }
 
+void warn_of_unknown_zone() {
+    if (const std::string zone = unknown_environment_zone(); !zone.empty()) {
+        print_message("qorstat: TZ is " + host::in_quotes(zone) +
+                      ", which is no time zone: wall-clock times are in UTC");
+    }
+}
+
 Follow follow_of(const DecodeArguments &arguments) {
     if (arguments.follow.empty()) {
         return Follow::Nothing;
@@ -128,6 +136,8 @@ int decode(DecodeArguments &arguments) {
     arguments.selection.follow = follow_of(arguments);
     if (arguments.time_zone) {
         enter_time_zone(*arguments.time_zone);
+    } else if (arguments.clock.time_sync || arguments.clock.live_description) {
+        warn_of_unknown_zone();
     }
     const DumpClock clock(arguments.clock);
     ReportSource source(arguments.file, arguments.selection);

@@ -103,7 +103,7 @@ void wait_for_end(asio::io_context &events, const std::optional<double> &seconds
 
 int run(const RunArguments &arguments) {
     const std::vector<std::unique_ptr<host::LogSink>> log = open_log(arguments);
-    // Reading may wait for a pipe; until it is done, a signal ends the process.
+    // That may take long. Until it is done, a signal ends the process.
     host::DeviceDescription description = host::read_device_description(arguments.description);
     Interruption interruption;
     asio::io_context events;

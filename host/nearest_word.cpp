@@ -6,6 +6,9 @@
 namespace host {
 namespace {
 
+/** The distance takes the product of two lengths, in time and in memory. A word longer than this is no slip. */
+constexpr std::size_t kLongestWord = 64;
+
 /** The edit distance with neighbours swapped counting as one edit. */
 std::size_t distance(std::string_view a, std::string_view b) {
     std::vector<std::vector<std::size_t>> edits(a.size() + 1, std::vector<std::size_t>(b.size() + 1));
@@ -29,8 +32,16 @@ std::size_t distance(std::string_view a, std::string_view b) {
 
 std::optional<std::string> nearest_word(std::string_view word, const std::vector<std::string_view> &known) {
     std::optional<std::string> nearest;
+    if (word.size() > kLongestWord) {
+        return nearest;
+    }
     std::size_t best = std::max<std::size_t>(2, word.size() / 3) + 1;
     for (const std::string_view candidate : known) {
+        // The difference of the lengths is a lower bound of the distance.
+        const std::size_t longer = std::max(word.size(), candidate.size());
+        if (longer - std::min(word.size(), candidate.size()) >= best) {
+            continue;
+        }
         if (const std::size_t edits = distance(word, candidate); edits < best) {
             best = edits;
             nearest = candidate;

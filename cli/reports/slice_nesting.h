@@ -54,7 +54,7 @@ private:
  * Cuts slices so that no two of a thread overlap in part, in whatever order they come. A dump does not promise that,
  * and viewers draw such slices over one another or never end the first one.
  *
- * Memory is bounded: 65,536 threads and 524,288 slices, about 40 MiB. Threads beyond share a few places and are also
+ * Memory is bounded: 65,536 threads and 524,288 slices, about 64 MiB. Threads beyond share a few places and are also
  * cut for one another; beyond that number of slices, every thread seals its earlier half.
  */
 class SliceNesting {

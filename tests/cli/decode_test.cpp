@@ -766,6 +766,7 @@ TEST(DecodeOutputTest, AClosedPipeEndsItQuietly) {
 }
 
 TEST(DecodeOutputTest, ControlCharactersAreEscapedOnATerminalOnly) {
+    SKIP_WITHOUT_TERMINALS();
     const std::string dump = report(kForeignInfo, 1, 1, std::string(19, '\0') + "\x1b[31m");
     Surroundings terminal = with_input(dump);
     terminal.output_is_terminal = true;
