@@ -215,8 +215,7 @@ Verb declare_decode() {
                        .needs = "--stats"},
                       {.name = "--follow",
                        .target = &arguments->follow,
-                       .help = "Keep reading as the file grows, until Ctrl-C;\n"
-                               "--follow=name goes on with a file that replaces it",
+                       .help = "Keep reading as it grows; =name: also what replaces it",
                        .has_value_or_none = true},
                       {.name = "--strict",
                        .target = &arguments->is_strict,

@@ -2,6 +2,7 @@
 #include <csignal>
 #include <filesystem>
 #include <memory>
+#include <ostream>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -31,6 +32,8 @@ struct Row {
     Ending ending;
     Whole output = Whole::Nothing;
 };
+
+void PrintTo(const Row &row, std::ostream *out) { *out << row.name; }
 
 const std::vector<Row> kRows = {
     {"DecodeOfAPipe", {"decode", "-"}, Doing::Sleeping, Ending::BySignal},

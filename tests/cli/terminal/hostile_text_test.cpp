@@ -1,6 +1,7 @@
 /** What verbs send to a terminal when texts hold what a terminal would obey. */
 #include <algorithm>
 #include <filesystem>
+#include <ostream>
 #include <regex>
 #include <string>
 #include <string_view>
@@ -44,6 +45,8 @@ struct HostileText {
     std::string name;
     std::string text;
 };
+
+void PrintTo(const HostileText &row, std::ostream *out) { *out << row.name; }
 
 class HostileTextTest : public testing::TestWithParam<HostileText> {
 protected:
