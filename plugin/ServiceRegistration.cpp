@@ -24,12 +24,10 @@ constexpr RvUUIDBytes kDevicePlugInType = kQorDevicePlugInTypeBytes;
 constexpr RvUUIDBytes kDeviceInterface = kQorDeviceInterfaceBytes;
 constexpr RvUUIDBytes kPlugInInterface = kRvPlugInInterfaceBytes;
 
-bool hasQorTransport(RvHIDServiceRef service) {
-    OwnedValue property(RvHIDServiceCopyProperty(service, qor::services::kTransportKey));
-    if (!property) {
+bool isQorTransport(TvRef transport) {
+    if (transport == nullptr) {
         return false;
     }
-    TvRef transport = property.get();
     if (!ASSERTION_HOLDS(TvGetTypeID(transport) == TvStringGetTypeID())) {
         return false;
     }
@@ -123,7 +121,11 @@ void OndreQORHIDStatistics::startDeviceInterface(Context *context, bool supports
  * it already held are not released. Intended.
  */
 void OndreQORHIDStatistics::registerService(RvHIDServiceRef service) {
-    if (!hasQorTransport(service)) {
+    // Declared in reverse: the transport is released first, then the parent, then the context if it is not kept.
+    std::unique_ptr<Context> kept;
+    OwnedEntry parent;
+    OwnedValue transport(RvHIDServiceCopyProperty(service, qor::services::kTransportKey));
+    if (!isQorTransport(transport.get())) {
         return;
     }
     std::optional<ServiceGroups> groups = groupsOfService(service);
@@ -132,7 +134,7 @@ void OndreQORHIDStatistics::registerService(RvHIDServiceRef service) {
     }
 
     RvRegistryEntry driverService = RvRegistryCopyServiceMatchingID(getRvHIDServiceRegistryID(service));
-    std::unique_ptr<Context> kept = createContext();
+    kept = createContext();
     if (!kept) {
         return;
     }
@@ -142,7 +144,6 @@ void OndreQORHIDStatistics::registerService(RvHIDServiceRef service) {
         return;
     }
 
-    OwnedEntry parent;
     if (!statusHolds(copyServiceParent(context->_driver._service, parent), __LINE__)) {
         return;
     }

@@ -195,6 +195,7 @@ bool OndreQORHIDStatistics::putSensorType(Context *context, TvMutableDictionaryR
     }
     char name[kRvRegistryNameSize] = "";
     RvRegistryEntryGetName(interface.get(), name);
+    interface.reset();
     setText(state, sensor::kSensorTypeKey, name);
     return true;
 }
