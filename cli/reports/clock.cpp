@@ -90,11 +90,10 @@ decoder::time_sync parse_time_sync(const std::string &text) {
 std::string unknown_environment_zone() {
     const std::string zone = environment_text("TZ");
     std::string_view name = zone;
-    const bool is_file = name.starts_with(':');
-    name.remove_prefix(is_file ? 1 : 0);
-    // The C library knows UTC without a file.
+    name.remove_prefix(name.starts_with(':') ? 1 : 0);
+    // The C library knows UTC without a file, and takes a rule also after a colon.
     const bool is_known =
-        name.empty() || name == "UTC" || is_zone_file(zone_folder() / name) || (!is_file && begins_with_a_rule(name));
+        name.empty() || name == "UTC" || is_zone_file(zone_folder() / name) || begins_with_a_rule(name);
     return is_known ? std::string() : zone;
 }
 
@@ -107,7 +106,7 @@ void enter_time_zone(const std::string &name) {
     if (!is_zone_file(folder / name)) {
         throw host::Error((folder / name).string(), "", "not a time zone file");
     }
-    // With a colon in front, the C library takes the name for a file and never for a rule.
+    // With a colon in front, the C library looks for a file of that name first.
     setenv("TZ", (":" + name).c_str(), 1); // NOLINT(concurrency-mt-unsafe)
     tzset();
 }

@@ -197,7 +197,7 @@ TEST(DecodeClockTest, AZoneOfTheEnvironmentThatIsNoneIsSaid) {
         return qorstat(options, surroundings);
     };
 
-    for (const std::string zone : {":/etc/passwd", "Nowhere/City", "Europe", ":CET-1", "X"}) {
+    for (const std::string zone : {":/etc/passwd", "Nowhere/City", "Europe", "X"}) {
         const Outcome outcome = in_zone(zone, kClock);
 
         EXPECT_EQ(outcome.exit_code, 0);
@@ -207,7 +207,7 @@ TEST(DecodeClockTest, AZoneOfTheEnvironmentThatIsNoneIsSaid) {
         EXPECT_EQ(in_zone(zone, clock_in("Asia/Tokyo")).err, "") << "it is not used";
     }
     for (const std::string zone : {"", ":", "UTC", "Asia/Tokyo", ":Asia/Tokyo", "/usr/share/zoneinfo/Asia/Tokyo",
-                                   "CET-1CEST", "<+03>-3", "JST-9"}) {
+                                   "CET-1CEST", ":CET-1", "<+03>-3", "JST-9"}) {
         EXPECT_EQ(in_zone(zone, kClock).err, "") << zone;
     }
 }
@@ -753,7 +753,7 @@ TEST(DecodeStatisticsTest, WhereFewerPassThanAreWantedGapsCountFromTheFirstThatP
     const json after_the_gyroscope = json::parse(R"([{"offset":144,"before":6,"after":9}])");
     EXPECT_EQ(gaps("1", "gyro"), after_the_gyroscope);
     EXPECT_EQ(gaps("2", "gyro"), after_the_gyroscope);
-    EXPECT_EQ(gaps("9", "mag"), json::array()) << "nothing passes";
+    EXPECT_EQ(gaps("9", "200"), json::array()) << "nothing passes";
 }
 
 TEST(DecodeStatisticsTest, AnEmptyDumpHasNothingToCount) {
@@ -1011,7 +1011,7 @@ TEST(DecodeTextTest, ATextThatIsNoUtf8IsInALineThatThePlugInLeavesOut) {
                       : profile;
     }
 
-    EXPECT_NE(decoded.out.find("'function':     'ab\xFF\x80'"), std::string::npos) << decoded.out;
+    EXPECT_NE(decoded.out.find("'function':    'ab\xFF\x80'"), std::string::npos) << decoded.out;
     EXPECT_EQ(split_lines(decoded.out).size(), 1u);
     const std::vector<std::string> lines = split_lines(qorstat({"show", profile}).out);
     ASSERT_EQ(lines.size(), 2u) << "a title and the second report";

@@ -249,6 +249,14 @@ void RunningProgram::waits_for_sleep() const {
     }
 }
 
+void RunningProgram::waits_for_work() const {
+    const std::string file = "/proc/" + std::to_string(_process) + "/schedstat"; // its first number is nanoseconds
+    const auto computed = [&] { return std::strtoull(content_of(file).c_str(), nullptr, 10); };
+    for (const auto before = computed(); computed() < before + 50'000'000;) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+}
+
 namespace {
 
 void wait_for_full(int pipe) {

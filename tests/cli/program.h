@@ -74,6 +74,8 @@ public:
     bool waits_for_opening(const std::filesystem::path &file) const;
     /** Waits until the program sleeps: in a system call that waits, with nothing to do. */
     void waits_for_sleep() const;
+    /** Waits until the program has computed for a while. */
+    void waits_for_work() const;
     /** Waits until the pipe of standard output is full, or of standard error; neither is read meanwhile. */
     void waits_for_full_output() const;
     void waits_for_full_messages() const;

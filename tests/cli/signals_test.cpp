@@ -148,6 +148,7 @@ protected:
     static void wait_until(const RunningProgram &program, Doing doing) {
         if (doing == Doing::Working) {
             EXPECT_TRUE(program.waits_for_opening(inputs->path("ZEROS")));
+            program.waits_for_work();
         } else if (doing == Doing::WritingOutput) {
             program.waits_for_full_output();
         } else if (doing == Doing::WritingMessages) {
