@@ -10,8 +10,10 @@
 
 #include "bench/ratio_reporter.h"
 #include "bench/report_mix.h"
+#include "cli/reports/rendering.h"
 #include "decoder/ProfileDescription.h"
 #include "decoder/byte_dump.h"
+#include "decoder/remembered_second.h"
 #include "decoder/report_line.h"
 #include "host/RvRegistry.h"
 #include "platform/Owned.h"
@@ -32,8 +34,10 @@ const std::vector<std::uint8_t> &mix() {
     return reports;
 }
 
-_QorProfileReport report_at(std::size_t index) {
-    return _QorProfileReport::copied_from(mix().data() + index * _QorProfileReport::kSize);
+/** The report where it is, as programs read it that have many. */
+const _QorProfileReport &report_at(std::size_t index) {
+    const void *const report = mix().data() + index * _QorProfileReport::kSize;
+    return *static_cast<const _QorProfileReport *>(report);
 }
 
 void count(benchmark::State &state, std::size_t lines, std::size_t bytes) {
@@ -45,10 +49,10 @@ void count(benchmark::State &state, std::size_t lines, std::size_t bytes) {
 
 template <typename Clock>
 void write_all(text_buffer &buffer, Clock clock) {
+    const decoder::unchanging_zone zone;
     buffer.clear();
     for (std::size_t index = 0; index < kReports; ++index) {
-        const _QorProfileReport report = report_at(index);
-        decoder::append_line(buffer, report, clock());
+        decoder::append_line(buffer, report_at(index), clock());
         buffer.append("\n");
     }
 }
@@ -72,6 +76,34 @@ void lines(benchmark::State &state) {
 void lines_with_given_clock(benchmark::State &state) {
     write_lines(state, [] { return decoder::device_clock{kSync, kBootTime}; });
 }
+
+/** Appends all reports of the mix to one buffer in one form of `qorstat decode`, through the same call as there. */
+void write_form(benchmark::State &state, const char *form, const decoder::device_clock &clock) {
+    static text_buffer buffer;
+    const decoder::unchanging_zone zone;
+    const cli::DumpClock fixed_clock(clock);
+    const auto write_all_reports = [&] {
+        const cli::ReportRendering rendering = cli::rendering_of(form, {});
+        buffer.clear();
+        rendering.append(buffer, {&report_at(0), kReports}, fixed_clock);
+    };
+    write_all_reports(); // grows the buffer and maps its pages
+    for ([[maybe_unused]] auto round : state) {
+        write_all_reports();
+        benchmark::DoNotOptimize(buffer.text().data());
+    }
+    count(state, kReports, buffer.size());
+}
+
+/** The form's arguments: with times or without. */
+decoder::device_clock form_clock(bool has_times) {
+    return has_times ? decoder::device_clock{kSync, kBootTime} : decoder::device_clock{};
+}
+
+void text_form(benchmark::State &state) { write_form(state, "text", form_clock(state.range(0) != 0)); }
+void json_form(benchmark::State &state) { write_form(state, "jsonl", form_clock(state.range(0) != 0)); }
+void csv_form(benchmark::State &state) { write_form(state, "csv", form_clock(state.range(0) != 0)); }
+void trace_form(benchmark::State &state) { write_form(state, "chrome-trace", form_clock(state.range(0) != 0)); }
 
 /** A registry with as many services as a phone has; the time synchronisation service is the last. */
 class TimeSyncService {
@@ -204,6 +236,10 @@ BENCHMARK(lines_with_live_clock_without_service)->Unit(benchmark::kMillisecond);
 BENCHMARK(read_clock);
 BENCHMARK(vector_dumps);
 BENCHMARK(portable_dumps);
+BENCHMARK(text_form)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(json_form)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(csv_form)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(trace_form)->Arg(0)->Unit(benchmark::kMillisecond);
 BENCHMARK(descriptions)->Unit(benchmark::kMillisecond);
 BENCHMARK(descriptions_with_live_clock)->Unit(benchmark::kMillisecond);
 
@@ -231,5 +267,11 @@ int main(int argc, char **argv) {
     reporter.print_ratio("CopyProfileDescription / the line into memory, boot time alone", "descriptions",
                          "lines_with_live_clock_without_service");
     reporter.print_ratio("portable dump / dump with vector instructions", "portable_dumps", "vector_dumps");
+    std::printf("\nReports per second of processor time, of those as lines:\n");
+    reporter.print_ratio("JSON Lines", "text_form/0", "json_form/0");
+    reporter.print_ratio("JSON Lines, both times", "text_form/1", "json_form/1");
+    reporter.print_ratio("CSV", "text_form/0", "csv_form/0");
+    reporter.print_ratio("CSV, both times", "text_form/1", "csv_form/1");
+    reporter.print_ratio("trace", "text_form/0", "trace_form/0");
     return 0;
 }

@@ -19,6 +19,7 @@
 #include "cli/terminal/output.h"
 #include "cli/terminal/progress_bar.h"
 #include "cli/verbs.h"
+#include "decoder/remembered_second.h"
 #include "host/count_text.h"
 #include "host/error.h"
 
@@ -73,9 +74,8 @@ void write_reports(ReportSource &source, const DecodeArguments &arguments, const
     output.write(rendering.start);
     const BlockSteps steps{[&](Block &block) { return source.next(block.reports); },
                            [&](Block &block) {
-                               for (const _QorProfileReport &report : block.reports) {
-                                   rendering.append(block.text, report, clock.now());
-                               }
+                               const decoder::unchanging_zone zone; // set before the first report
+                               rendering.append(block.text, block.reports, clock);
                            },
                            [&](const Block &block) {
                                const std::string_view text = block.text.text();
@@ -92,16 +92,14 @@ void count_reports(ReportSource &source, const DecodeArguments &arguments, const
     source.watch(make_watcher(progress, output, arguments));
     std::vector<_QorProfileReport> block;
     while (source.next(block)) {
-        for (const _QorProfileReport &report : block) {
-            statistics.count(report);
-        }
+        statistics.count(block);
     }
 }
 
 void write_statistics(ReportSource &source, const DecodeArguments &arguments, const DumpClock &clock) {
     SequenceWatch sequence;
     DumpStatistics statistics;
-    source.observe([&](const _QorProfileReport &report, std::uint64_t offset) { sequence.see(report, offset); });
+    source.observe([&](const ReportPiece &piece) { sequence.see(piece.reports, piece.offset); });
     Output output = standard_output();
     count_reports(source, arguments, output, statistics);
     output.write(arguments.statistics_are_json ? statistics.json(sequence, clock.now())

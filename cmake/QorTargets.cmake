@@ -2,14 +2,18 @@
 
 find_program(CCACHE ccache)
 if(CCACHE)
-  set(CMAKE_C_COMPILER_LAUNCHER ${CCACHE})
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
+  # Without these, ccache does not keep a source that uses a precompiled header.
+  set(launcher ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros ${CCACHE})
+  set(CMAKE_C_COMPILER_LAUNCHER ${launcher})
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${launcher})
 endif()
 
 set(QOR_SANITIZE "" CACHE STRING "Sanitizers to build with: empty, \"address,undefined\" or \"thread\"")
 option(QOR_COVERAGE "Build with coverage counters" OFF)
 # The presets switch this on. A plain build leaves it off, so that a newer compiler's new warnings do not break it.
 option(QOR_WERROR "Treat warnings as errors" OFF)
+# Saves a third of the time of building all tests, and costs a cached build of one test some of its hits.
+option(QOR_PRECOMPILED_TEST_HEADERS "Compile the headers of the test framework once for all tests" OFF)
 
 add_library(qor_options INTERFACE)
 target_include_directories(qor_options INTERFACE ${CMAKE_SOURCE_DIR})
@@ -21,9 +25,7 @@ target_compile_options(
             -Wshadow
             $<$<BOOL:${QOR_WERROR}>:-Werror>
             -fno-omit-frame-pointer
-            -fstack-protector-strong
-            $<$<CONFIG:Release>:-U_FORTIFY_SOURCE
-            -D_FORTIFY_SOURCE=2>)
+            -fstack-protector-strong)
 target_link_options(qor_options INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,-z,text)
 
 if(QOR_SANITIZE)
@@ -36,8 +38,8 @@ if(QOR_COVERAGE)
 endif()
 
 # -O2, because g++ 12 gives false warnings about assignments to std::string at -O3.
-set(CMAKE_CXX_FLAGS_RELEASE "-O2 -g1 -DNDEBUG")
-set(CMAKE_C_FLAGS_RELEASE "-O2 -g1 -DNDEBUG")
+set(CMAKE_CXX_FLAGS_RELEASE "-O2 -g1 -DNDEBUG -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2")
+set(CMAKE_C_FLAGS_RELEASE "${CMAKE_CXX_FLAGS_RELEASE}")
 
 # qor_add_tests(NAME AREA area SOURCES file... [LIBRARIES library...])
 #
@@ -49,6 +51,9 @@ function(qor_add_tests name)
   target_link_libraries(${name} PRIVATE qor_options ${arg_LIBRARIES} GTest::gmock_main)
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
   add_dependencies(${name} test_locales)
+  if(QOR_PRECOMPILED_TEST_HEADERS)
+    target_precompile_headers(${name} REUSE_FROM test_headers)
+  endif()
   gtest_discover_tests(
     ${name}
     DISCOVERY_MODE PRE_TEST

@@ -46,7 +46,7 @@ short_text text_of(const std::tm &time) {
     out = put_two_digits(out, time.tm_min);
     *out++ = ':';
     out = put_two_digits(out, time.tm_sec);
-    text.size = static_cast<std::uint8_t>(out - text.characters.data());
+    text.size = static_cast<std::uint16_t>(out - text.characters.data());
     return text;
 }
 

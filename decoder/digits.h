@@ -15,6 +15,7 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
+#include <span>
 
 namespace decoder {
 
@@ -80,6 +81,34 @@ inline char *put_up_to_eight_digits(char *out, std::uint32_t value) {
     return out + (8 - skipped / 8);
 }
 
+/** Numbers below 100 without leading zeros; 0 has no digits here. */
+struct up_to_two_digits {
+    std::array<char, 2> characters{};
+    std::uint8_t size = 0;
+};
+
+inline constexpr auto kUpToTwoDigits = [] {
+    std::array<up_to_two_digits, 100> texts{};
+    for (unsigned value = 1; value < texts.size(); ++value) {
+        const char tens = static_cast<char>('0' + value / 10);
+        const char ones = static_cast<char>('0' + value % 10);
+        texts[value] = value < 10 ? up_to_two_digits{{ones, ones}, 1} : up_to_two_digits{{tens, ones}, 2};
+    }
+    return texts;
+}();
+
+/** Writes `value` (below 10^10) without leading zeros. Needs room for 10. */
+[[gnu::always_inline]] inline char *put_up_to_ten_digits(char *out, std::uint64_t value) {
+    const std::uint64_t high = value / kTenToThe8;
+    const std::uint64_t digits = eight_digits(static_cast<std::uint32_t>(value % kTenToThe8));
+    const up_to_two_digits &first = kUpToTwoDigits[high];
+    const unsigned skipped = high != 0 ? 0 : leading_zero_bits(digits);
+    std::memcpy(out, first.characters.data(), first.characters.size());
+    out += first.size;
+    put_word(out, (digits + kEightZeros) >> skipped);
+    return out + (8 - skipped / 8);
+}
+
 /** Writes any value without leading zeros. Needs room for 24. */
 inline char *put_decimal(char *out, std::uint64_t value) {
     if (value < kTenToThe8) {
@@ -122,6 +151,25 @@ inline char *put_hexadecimal(char *out, std::uint32_t value) {
     std::uint64_t letters = ((nibbles + 0x0606060606060606) >> 4) & 0x0101010101010101;
     put_word(out, nibbles + kEightZeros + letters * ('a' - '0' - 10));
     return out + count;
+}
+
+/** Every byte as two hexadecimal digits. */
+inline constexpr auto kHexadecimalPairs = [] {
+    constexpr char kDigits[] = "0123456789abcdef";
+    std::array<std::array<char, 2>, 256> pairs{};
+    for (unsigned value = 0; value < pairs.size(); ++value) {
+        pairs[value] = {kDigits[value / 16], kDigits[value % 16]};
+    }
+    return pairs;
+}();
+
+/** Writes the bytes in lower-case hexadecimal, two digits each. Needs room for two characters a byte. */
+inline char *put_hexadecimal_pairs(char *out, std::span<const std::uint8_t> bytes) {
+    for (const std::uint8_t byte : bytes) {
+        std::memcpy(out, kHexadecimalPairs[byte].data(), 2);
+        out += 2;
+    }
+    return out;
 }
 
 /** Writes `value` (below 10^6) as six digits with leading zeros. Needs room for 8. */

@@ -88,8 +88,25 @@ consteval std::array<short_text, count> quote_names(std::span<const NamedId> ent
     return names;
 }
 
+template <std::size_t count>
+consteval std::array<short_text, count> quote_names_for_json(std::span<const NamedId> entries) {
+    std::array<short_text, count> names;
+    for (std::size_t index = 0; index < count; ++index) {
+        const std::string_view name = entries[index].name;
+        if (!std::ranges::all_of(name,
+                                 [](char c) { return ' ' < c && c <= '~' && c != '"' && c != '\\' && c != ','; })) {
+            throw "a name must stand in JSON and in CSV as it is";
+        }
+        names[index] = short_text{{"\"", name, "\""}};
+    }
+    return names;
+}
+
 template <typename Table>
 constexpr auto kQuoted = quote_names<Table::names.size()>(Table::names);
+
+template <typename Table>
+constexpr auto kJson = quote_names_for_json<Table::names.size()>(Table::names);
 
 consteval rows_by_byte number_rows(std::span<const NamedId> entries) {
     if (entries.size() >= 255) {
@@ -110,7 +127,7 @@ constexpr name_table make_table() {
     if constexpr (Table::names.empty()) {
         return {};
     } else {
-        return {Table::names, kQuoted<Table>.data(), &kRows<Table>};
+        return {Table::names, kQuoted<Table>.data(), kJson<Table>.data(), &kRows<Table>};
     }
 }
 
@@ -160,29 +177,30 @@ constexpr auto kSubjectTables = []<std::size_t... component>(std::index_sequence
 }
 (std::make_index_sequence<category_names::kComponents>{});
 
-constexpr auto kQuotedNumbers = [] {
+/** All bytes in decimal between two quotes. */
+constexpr std::array<short_text, 256> quote_numbers(std::string_view quote) {
     std::array<short_text, 256> numbers;
     for (unsigned value = 0; value < 256; ++value) {
         char digits[] = {static_cast<char>('0' + value / 100), static_cast<char>('0' + value / 10 % 10),
                          static_cast<char>('0' + value % 10)};
         std::size_t count = value >= 100 ? 3 : value >= 10 ? 2 : 1;
-        numbers[value] = quote_name(std::string_view(digits + 3 - count, count));
+        numbers[value] = short_text{{quote, std::string_view(digits + 3 - count, count), quote}};
     }
     return numbers;
-}();
+}
+
+constexpr auto kQuotedNumbers = quote_numbers("'");
+constexpr auto kJsonNumbers = quote_numbers("\"");
 
 } // namespace
 
 constexpr name_table kCategoryTable = make_table<category_ids>();
 constexpr name_table kTypeTable = make_table<type_ids>();
 
-const short_text *name_table::find(std::uint32_t id) const {
-    if (id < rows->size()) {
-        return find(static_cast<std::uint8_t>(id));
-    }
+unsigned name_table::row_of_large(std::uint32_t id) const {
     const auto found = std::lower_bound(entries.begin(), entries.end(), id,
                                         [](const NamedId &row, std::uint32_t wanted) { return row.id < wanted; });
-    return found != entries.end() && found->id == id ? &quoted_names[found - entries.begin()] : nullptr;
+    return found != entries.end() && found->id == id ? static_cast<unsigned>(found - entries.begin()) + 1 : 0;
 }
 
 const category_names &names_of_category(std::uint32_t category) {
@@ -194,6 +212,11 @@ const name_table &sshb_subtype_table(std::uint32_t kind) {
 }
 
 const short_text &quoted_number(std::uint8_t id) { return kQuotedNumbers[id]; }
+
+const short_text &json_name(const name_table &table, std::uint8_t id) {
+    const short_text *name = table.find_json(id);
+    return name != nullptr ? *name : kJsonNumbers[id];
+}
 
 std::string_view category_name(std::uint8_t category) {
     return strip_apostrophes(quoted_name(kCategoryTable, category));

@@ -18,18 +18,27 @@ using rows_by_byte = std::array<std::uint8_t, 256>;
 
 inline constexpr rows_by_byte kNoRows{};
 
-/** A name table with its index: rows by strictly ascending id, and the same names between apostrophes. */
+/** A name table with its index: rows by strictly ascending id, and the same names as lines and as JSON show them. */
 struct name_table {
     std::span<const qor::NamedId> entries;
-    const short_text *quoted_names = nullptr;
+    const short_text *quoted_names = nullptr; ///< between apostrophes
+    const short_text *json_names = nullptr;   ///< between quotation marks; no name needs an escape
     const rows_by_byte *rows = &kNoRows;
 
     /** The name between apostrophes; null if the table does not hold `id`. Valid as long as the process. */
-    const short_text *find(std::uint8_t id) const {
-        const unsigned row = (*rows)[id];
-        return row != 0 ? &quoted_names[row - 1] : nullptr;
+    const short_text *find(std::uint8_t id) const { return text_of((*rows)[id], quoted_names); }
+    const short_text *find(std::uint32_t id) const { return text_of(row_of(id), quoted_names); }
+
+    /** The name as JSON; null if the table does not hold `id`. Valid as long as the process. */
+    const short_text *find_json(std::uint32_t id) const { return text_of(row_of(id), json_names); }
+
+private:
+    static const short_text *text_of(unsigned row, const short_text *texts) {
+        return row != 0 ? &texts[row - 1] : nullptr;
     }
-    const short_text *find(std::uint32_t id) const;
+    /** The number of the row of `id`, counted from 1; 0 if there is none. */
+    unsigned row_of(std::uint32_t id) const { return id < rows->size() ? (*rows)[id] : row_of_large(id); }
+    unsigned row_of_large(std::uint32_t id) const;
 };
 
 /** The names of one category's components and events. */
@@ -66,6 +75,9 @@ inline const short_text &quoted_name(const name_table &table, std::uint8_t id) {
     const short_text *name = table.find(id);
     return name != nullptr ? *name : quoted_number(id);
 }
+
+/** The name of `id` in `table`, or `id` in decimal, as a string of JSON. Valid as long as the process. */
+const short_text &json_name(const name_table &table, std::uint8_t id);
 
 /** Removes the apostrophes around a quoted text. */
 inline std::string_view strip_apostrophes(const short_text &text) { return text.view().substr(1, text.size - 2u); }

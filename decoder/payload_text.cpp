@@ -3,13 +3,10 @@
 #include <algorithm>
 #include <charconv>
 #include <cstring>
-#include <utility>
 
 #include "decoder/byte_dump.h"
 #include "decoder/digits.h"
-#include "decoder/name_tables.h"
-#include "decoder/payload_choice.h"
-#include "decoder/payload_values.h"
+#include "decoder/payload_walk.h"
 
 namespace decoder {
 
@@ -26,22 +23,6 @@ char *align_right(char *begin, char *end, std::size_t width) {
     return begin + width;
 }
 
-template <const qor::Layout *layout, std::size_t index>
-char *put_number(char *out, std::uint64_t value) {
-    constexpr const qor::Field &row = layout->fields[index];
-    constexpr std::size_t width = layout->width_of(row);
-    if constexpr (width == 0 && row.size == 1) {
-        return put_byte_and_comma(out, static_cast<std::uint8_t>(value)) - 1;
-    } else if constexpr (width == 0) {
-        return put_decimal(out, value);
-    } else if constexpr (row.size == 8) {
-        return put_ten_or_more_places(out, value);
-    } else {
-        static_assert(width == 10);
-        return put_ten_places(out, value);
-    }
-}
-
 char *put_quoted(char *out, std::string_view text) {
     *out++ = '\'';
     out = std::copy(text.begin(), text.end(), out);
@@ -49,101 +30,88 @@ char *put_quoted(char *out, std::string_view text) {
     return out;
 }
 
-char *put_real(char *out, double value) {
-    constexpr std::ptrdiff_t kRoom = 24;
-    return std::to_chars(out, out + kRoom, value, std::chars_format::general, 6).ptr;
-}
+/** A payload's fields as in a line: a blank, the key, the value in its column and a comma. */
+struct line_notation {
+    /** An upper bound for the characters that one field writes, including those that its stores touch past the end. */
+    template <typename Field>
+    static constexpr std::size_t kRoom = [] {
+        constexpr qor::How how = Field::row.how;
+        constexpr std::size_t kKeyQuotesAndComma = 7;
+        constexpr bool is_dump = how == qor::How::Bytes || how == qor::How::CountedBytes;
+        constexpr std::size_t kValue = is_dump                 ? dump_room(Field::row.size)
+                                       : how == qor::How::Text ? Field::row.size
+                                                               : short_text::kCapacity;
+        return Field::row.name.size() + kKeyQuotesAndComma + Field::width + kValue;
+    }();
 
-char *put_subject(char *out, const _QorProfileReport &report, std::uint32_t id, std::size_t width) {
-    if (const short_text *name = sshb_subtype_table(report.component_id()).find(id)) {
-        return put_right(out, *name, width);
+    template <typename Field, typename Value>
+    [[gnu::always_inline]] char *put(char *out, const Value &value) const {
+        static constexpr short_text kKey{{" '", Field::row.name, "':"}};
+        std::memcpy(out, kKey.characters.data(), kKey.size);
+        out = put_value<Field>(out + kKey.size, value);
+        *out++ = ',';
+        return out;
     }
-    char *end = out;
-    *end++ = '\'';
-    end = put_decimal(end, id);
-    *end++ = '\'';
-    return align_right(out, end, width);
-}
 
-/** An upper bound for the characters that one field writes, including those that its stores touch past the end. */
-constexpr std::size_t room_of(const qor::Layout &layout, const qor::Field &row) {
-    constexpr std::size_t kKeyAndComma = 5;
-    constexpr std::size_t kNumberRoom = 24;
-    return row.name.size() + kKeyAndComma + kNumberRoom + layout.width_of(row) + dump_room(row.size) +
-           short_text::kCapacity;
-}
+private:
+    template <typename Field>
+    static char *put_value(char *out, number_value value) {
+        if constexpr (Field::width == 0 && Field::row.size == 1) {
+            return put_byte_and_comma(out, static_cast<std::uint8_t>(value.number)) - 1;
+        } else if constexpr (Field::width == 0) {
+            return put_decimal(out, value.number);
+        } else if constexpr (Field::row.size == 8) {
+            return put_ten_or_more_places(out, value.number);
+        } else {
+            static_assert(Field::width == 10);
+            return put_ten_places(out, value.number);
+        }
+    }
 
-template <const qor::Layout *layout, std::size_t index>
-[[gnu::always_inline]] inline char *put_field(char *out, const _QorProfileReport &report) {
-    using qor::How;
-    constexpr const qor::Field &row = layout->fields[index];
-    constexpr std::size_t width = layout->width_of(row);
-    static constexpr short_text kKey{{" '", row.name, "':"}};
-    std::memcpy(out, kKey.characters.data(), kKey.size);
-    out += kKey.size;
-    if constexpr (row.how == How::Number) {
-        out = put_number<layout, index>(out, number_at<row.size>(report, row.offset));
-    } else if constexpr (row.how == How::Constant) {
-        out = put_number<layout, index>(out, row.parameter);
-    } else if constexpr (row.how == How::Hexadecimal) {
-        // The width applies to the opening apostrophe alone; the digits follow without padding. Intended.
-        out = std::fill_n(out, width - 1, ' ');
+    /** The width applies to the opening apostrophe alone; the digits follow without padding. Intended. */
+    template <typename Field>
+    static char *put_value(char *out, hexadecimal_value value) {
+        out = std::fill_n(out, Field::width - 1, ' ');
         *out++ = '\'';
-        out = put_hexadecimal(out, static_cast<std::uint32_t>(number_at<row.size>(report, row.offset)));
+        out = put_hexadecimal(out, value.number);
         *out++ = '\'';
-    } else if constexpr (row.how == How::Text) {
-        out = align_right(out, put_quoted(out, text_in(report, row)), width);
-    } else if constexpr (row.how == How::FixedPoint) {
-        out = align_right(out, put_real(out, qor::load_fixed_point(report.bytes, row)), width);
-    } else if constexpr (row.how == How::Subject) {
-        out = put_subject(out, report, static_cast<std::uint32_t>(number_at<row.size>(report, row.offset)), width);
-    } else {
-        static_assert(row.how == How::Bytes || row.how == How::CountedBytes);
-        std::span<const std::uint8_t> bytes = bytes_in(report, row);
-        out = align_right(out, put_dump(out, bytes.data(), bytes.size()), width);
+        return out;
     }
-    *out++ = ',';
-    return out;
-}
 
-template <const qor::Layout *layout>
-constexpr std::size_t kRoom = [] {
-    std::size_t room = 0;
-    for (const qor::Field &row : layout->fields) {
-        room += room_of(*layout, row);
+    template <typename Field>
+    static char *put_value(char *out, real_value value) {
+        constexpr std::ptrdiff_t kRealRoom = 24;
+        char *const end = std::to_chars(out, out + kRealRoom, value.number, std::chars_format::general, 6).ptr;
+        return align_right(out, end, Field::width);
     }
-    return room;
-}();
 
-/** Unrolls the table at compile time, so that keys, offsets and widths are constants in the code. */
-template <const qor::Layout *layout>
-char *put_layout(char *out, const _QorProfileReport &report) {
-    [&]<std::size_t... index>(std::index_sequence<index...>) { ((out = put_field<layout, index>(out, report)), ...); }
-    (std::make_index_sequence<layout->fields.size()>{});
-    return out;
-}
+    template <typename Field>
+    static char *put_value(char *out, text_value value) {
+        return align_right(out, put_quoted(out, value.text), Field::width);
+    }
 
-template <std::size_t index>
-void put_layouts(text_stream &stream, const _QorProfileReport &report) {
-    constexpr const qor::Layout *first = kPayloads[index][0];
-    constexpr const qor::Layout *second = kPayloads[index][1];
-    char *out = stream.room(kRoom<first> + kRoom<second>);
-    out = put_layout<first>(out, report);
-    out = put_layout<second>(out, report);
-    stream.commit(out);
-}
+    template <typename Field>
+    static char *put_value(char *out, const name_value &value) {
+        if (const short_text *name = value.names.find(value.id)) {
+            return put_right(out, *name, Field::width);
+        }
+        char *end = out;
+        *end++ = '\'';
+        end = put_decimal(end, value.id);
+        *end++ = '\'';
+        return align_right(out, end, Field::width);
+    }
 
-using payload_writer = void (*)(text_stream &, const _QorProfileReport &);
-
-constexpr auto kWriters = []<std::size_t... index>(std::index_sequence<index...>) {
-    return std::array<payload_writer, sizeof...(index)>{put_layouts<index>...};
-}
-(std::make_index_sequence<kPayloads.size()>{});
+    template <typename Field>
+    static char *put_value(char *out, bytes_value value) {
+        return align_right(out, put_dump(out, value.bytes.data(), value.bytes.size()), Field::width);
+    }
+};
 
 } // namespace
 
 void put_payload(text_stream &stream, const _QorProfileReport &report, std::size_t index) {
-    kWriters[index](stream, report);
+    stream.commit(put_payload_fields<line_notation>(stream.room(kPayloadRooms<line_notation>[index]), report, index));
 }
 
 } // namespace decoder

@@ -18,9 +18,11 @@
 #include "cli/reports/rendering.h"
 #include "cli/reports/source.h"
 #include "cli/reports/statistics.h"
+#include "cli/reports/trace.h"
 #include "decoder/name_tables.h"
 #include "fuzz/controls.h"
 #include "fuzz/input.h"
+#include "tests/cli/reports/plain_forms.h"
 
 namespace {
 
@@ -179,6 +181,16 @@ void check_lines(std::string_view text, const Reports &reports) {
     require(!fuzz::has_controls(text), "a terminal gets no control character");
 }
 
+/** The text of all reports, one after the other, as `formulate` gives it. */
+template <typename Formulate>
+std::string formulate_all(const Reports &reports, const Formulate &formulate) {
+    std::string text;
+    for (const _QorProfileReport &report : reports) {
+        text += formulate(report);
+    }
+    return text;
+}
+
 void check_json_lines(std::string_view text, const Reports &reports) {
     std::size_t count = 0;
     for (; !text.empty(); ++count) {
@@ -234,6 +246,15 @@ void check_trace(std::string_view text, const Reports &reports) {
             "each report without sensor values is one event");
 }
 
+/** A report alone has its events after those that name its tracks; slices of others do not cut its own. */
+void check_events(const Reports &reports) {
+    for (const _QorProfileReport &report : reports) {
+        text_buffer events;
+        cli::TraceEvents().append(events, report);
+        require(events.text().ends_with(plain::trace_events(report)), "events are those of the plain formulation");
+    }
+}
+
 std::uint64_t gaps_in(const Reports &reports) {
     std::uint64_t gaps = 0;
     for (std::size_t i = 1; i < reports.size(); ++i) {
@@ -244,7 +265,7 @@ std::uint64_t gaps_in(const Reports &reports) {
 
 void check_statistics(const cli::SequenceWatch &sequence, const Wish &wish, const Reports &reports) {
     cli::DumpStatistics statistics;
-    std::ranges::for_each(reports, [&](const _QorProfileReport &report) { statistics.count(report); });
+    statistics.count(reports);
     if (wish.form == 4) {
         require(statistics.text(sequence, wish.clock).back() == '\n', "the last line ends with a newline");
         return;
@@ -258,19 +279,24 @@ void render(const Wish &wish, const Reports &reports) {
     const cli::ReportRendering rendering = cli::rendering_of(form, wish.style);
     text_buffer text;
     text.append(rendering.start);
-    for (const _QorProfileReport &report : reports) {
-        rendering.append(text, report, wish.clock);
-    }
+    rendering.append(text, reports, cli::DumpClock(wish.clock));
     text.append(rendering.end);
     if (form != "text") {
         require(!fuzz::has_controls(text.text()), "a terminal gets no control character");
     }
     if (form == "jsonl") {
         check_json_lines(text.text(), reports);
+        require(text.text() ==
+                    formulate_all(reports, [&](const auto &report) { return plain::json_line(report, wish.clock); }),
+                "JSON is that of the plain formulation");
     } else if (form == "csv") {
         check_csv(text.text(), reports);
+        require(text.text().substr(rendering.start.size()) ==
+                    formulate_all(reports, [&](const auto &report) { return plain::csv_line(report, wish.clock); }),
+                "CSV is that of the plain formulation");
     } else if (form == "chrome-trace") {
         check_trace(text.text(), reports);
+        check_events(reports);
     } else if (wish.style.escapes_controls) {
         check_lines(text.text(), reports);
     }
@@ -282,7 +308,7 @@ void decode(const Wish &wish, std::span<const std::uint8_t> bytes) {
     cli::SequenceWatch sequence;
     const bool counts = wish.form >= cli::kFormats.size();
     if (counts) {
-        source.observe([&](const _QorProfileReport &report, std::uint64_t offset) { sequence.see(report, offset); });
+        source.observe([&](const cli::ReportPiece &piece) { sequence.see(piece.reports, piece.offset); });
     }
 
     Reports read;

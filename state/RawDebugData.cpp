@@ -6,6 +6,7 @@
 #include <new>
 
 #include "decoder/ProfileDescription.h"
+#include "decoder/remembered_second.h"
 #include "platform/Owned.h"
 #include "plugin/OndreQORHIDStatistics.h"
 #include "qor/driver.h"
@@ -35,6 +36,7 @@ OwnedMutableValue copyDescriptions(const uint8_t *reports, size_t reportCount) {
     if (!ASSERTION_HOLDS_AT(array, 1093)) {
         return array;
     }
+    const decoder::unchanging_zone zone; // for the length of one record
     for (size_t i = 0; i < reportCount; ++i) {
         OwnedValue description(CopyProfileDescription(reports + i * kQorProfileReportSize));
         TvArrayAppend(array.get(), description.get());

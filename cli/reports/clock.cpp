@@ -129,6 +129,8 @@ DumpClock::DumpClock(const ClockWords &words) {
     }
 }
 
+DumpClock::DumpClock(const decoder::device_clock &fixed) : _fixed(fixed) {}
+
 DumpClock::~DumpClock() = default;
 
 } // namespace cli

@@ -37,6 +37,8 @@ class DumpClock {
 public:
     /** @throws WrongUse for a malformed time synchronisation, host::Error for an invalid description. */
     explicit DumpClock(const ClockWords &words);
+    /** The same time for every report. */
+    explicit DumpClock(const decoder::device_clock &fixed);
     ~DumpClock();
 
     decoder::device_clock now() const { return _live_device ? decoder::read_device_clock() : _fixed; }

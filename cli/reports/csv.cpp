@@ -1,30 +1,40 @@
 #include "cli/reports/csv.h"
 
-#include "cli/reports/json_values.h"
 #include "cli/reports/payload_json.h"
+#include "cli/reports/row.h"
 #include "cli/reports/wall_time.h"
+#include "decoder/byte_dump.h"
+#include "decoder/digits.h"
 #include "decoder/name_tables.h"
+#include "decoder/payload_choice.h"
+#include "decoder/short_text.h"
 
 namespace cli {
 namespace {
 
+using decoder::put_literal;
+
+/** Names and ids: everything before the sequence number. The last part of it is for the stores of the one before. */
+using Start = decoder::text_of_at_most<192>;
+
+/** Ids in decimal, commas, and names. */
+static_assert(4 * 3 + 8 + 4 * decoder::short_text::kCapacity + decoder::short_text::kCapacity <= Start::kCapacity);
+
 /** Names contain no commas, quotes or line ends, so only the payload needs quoting. */
-void append_name_and_id(text_buffer &out, std::string_view name, std::uint8_t id) {
-    out.append(name);
-    out.append(",");
-    append_number(out, id);
-    out.append(",");
+char *put_name_and_id(char *out, const decoder::name_table &names, std::uint8_t id) {
+    out = decoder::put_inside_of_quotes(out, decoder::json_name(names, id));
+    *out++ = ',';
+    return decoder::put_byte_and_comma(out, id);
 }
 
-void append_quoted(text_buffer &out, std::string_view text) {
-    out.append("\"");
-    for (std::size_t quote = text.find('"'); quote != std::string_view::npos; quote = text.find('"')) {
-        out.append(text.substr(0, quote + 1));
-        out.append("\"");
-        text.remove_prefix(quote + 1);
-    }
-    out.append(text);
-    out.append("\"");
+void fill_start(Start &start, const _QorProfileReport &report) {
+    const decoder::category_names &names = decoder::names_of_category(report.category_id());
+    char *const begin = start.characters.data();
+    char *at = put_name_and_id(begin, decoder::kCategoryTable, report.category_id());
+    at = put_name_and_id(at, names.components, report.component_id());
+    at = put_name_and_id(at, names.events(report.component_id()), report.event_id());
+    at = put_name_and_id(at, decoder::kTypeTable, report.type_id());
+    start.size = static_cast<std::uint16_t>(at - begin);
 }
 
 } // namespace
@@ -33,30 +43,19 @@ const std::string_view kCsvHeading = "category,category_id,component,component_i
                                      "sequence_num,timestamp,wall_time,boot_timestamp,payload\r\n";
 
 void append_csv_line(text_buffer &out, const _QorProfileReport &report, const decoder::device_clock &clock) {
-    const std::uint8_t category = report.category_id();
-    const std::uint8_t component = report.component_id();
-    const std::uint8_t event = report.event_id();
-    append_name_and_id(out, decoder::category_name(category), category);
-    append_name_and_id(out, decoder::component_name(category, component), component);
-    append_name_and_id(out, decoder::event_name(category, component, event), event);
-    append_name_and_id(out, decoder::type_name(report.type_id()), report.type_id());
-    append_number(out, report.sequence_num());
-    out.append(",");
-    append_number(out, report.timestamp());
-    out.append(",");
-    if (clock.sync) {
-        out.append(iso_wall_time(report.timestamp(), *clock.sync));
-    }
-    out.append(",");
-    if (clock.boot_time) {
-        append_number(out, *clock.boot_time);
-    }
-    out.append(",");
-    char storage[4096];
-    text_buffer payload(storage);
-    append_payload_json(payload, report);
-    append_quoted(out, payload.text());
-    out.append("\r\n");
+    append_row<Start, fill_start>(out, report, [&](char *at) {
+        at = decoder::put_decimal(put_literal(at, ","), report.timestamp());
+        at = put_literal(at, ",");
+        if (clock.sync) {
+            at = put_iso_wall_time(at, report.timestamp(), *clock.sync);
+        }
+        at = put_literal(at, ",");
+        if (clock.boot_time) {
+            at = decoder::put_microseconds(at, *clock.boot_time);
+        }
+        at = put_payload_json_in_csv(put_literal(at, ",\""), report, decoder::payload_index(report));
+        return put_literal(at, "\"\r\n");
+    });
 }
 
 } // namespace cli

@@ -80,7 +80,8 @@ std::bitset<256> parse_ids(const std::string &option, const std::vector<std::str
 ReportFilter::ReportFilter(const FilterWords &words)
     : _has_conditions(!words.categories.empty() || !words.components.empty() || !words.events.empty() ||
                       !words.types.empty() || words.since || words.until),
-      _since(words.since.value_or(0)), _until(words.until.value_or(std::numeric_limits<std::uint64_t>::max())),
+      _takes_all_places(words.components.empty() && words.events.empty()), _since(words.since.value_or(0)),
+      _until(words.until.value_or(std::numeric_limits<std::uint64_t>::max())),
       _categories(parse_ids("--category", words.categories, decoder::category_name)),
       _types(parse_ids("--type", words.types, decoder::type_name)) {
     set_components(words.components);
@@ -125,11 +126,22 @@ void ReportFilter::set_events(const std::vector<std::string> &words) {
     }
 }
 
-bool ReportFilter::passes_ids(const _QorProfileReport &report) const {
-    const std::size_t row = std::min<std::size_t>(report.category_id(), kCategoryRows - 1);
-    const std::size_t component = report.component_id();
-    return _categories[report.category_id()] && _types[report.type_id()] && _components[row][component] &&
-           (_events.empty() || _events[row * kIds + component][report.event_id()]);
+bool ReportFilter::passes_place(std::size_t category, std::size_t component, std::size_t event) const {
+    const std::size_t row = std::min(category, kCategoryRows - 1);
+    return _components[row][component] && (_events.empty() || _events[row * kIds + component][event]);
+}
+
+void ReportFilter::append_passing(std::span<const _QorProfileReport> reports,
+                                  std::vector<_QorProfileReport> &passing) const {
+    if (!_has_conditions) {
+        passing.insert(passing.end(), reports.begin(), reports.end());
+        return;
+    }
+    for (const _QorProfileReport &report : reports) {
+        if (passes(report)) {
+            passing.push_back(report);
+        }
+    }
 }
 
 } // namespace cli

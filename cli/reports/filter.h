@@ -5,6 +5,7 @@
 #include <bitset>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -36,8 +37,12 @@ public:
     bool has_conditions() const { return _has_conditions; }
 
     bool passes(const _QorProfileReport &report) const {
-        return !_has_conditions || (passes_ids(report) && _since <= report.timestamp() && report.timestamp() <= _until);
+        return !_has_conditions ||
+               (passes_ids(report.header()) && _since <= report.timestamp() && report.timestamp() <= _until);
     }
+
+    /** Appends those of `reports` that pass, in their order. */
+    void append_passing(std::span<const _QorProfileReport> reports, std::vector<_QorProfileReport> &passing) const;
 
 private:
     using Ids = std::bitset<256>;
@@ -46,11 +51,20 @@ private:
     static constexpr std::size_t kCategoryRows = 12;
     static constexpr std::size_t kIds = 256;
 
-    bool passes_ids(const _QorProfileReport &report) const;
+    /**
+     * Looks at the category first, with a table of bytes, and at nothing else of most reports that do not pass.
+     * @param header  the four ids.
+     */
+    bool passes_ids(std::uint32_t header) const {
+        return _categories[header >> 24] && _types[header & 0xFF] &&
+               (_takes_all_places || passes_place((header >> 24), (header >> 16) & 0xFF, (header >> 8) & 0xFF));
+    }
+    bool passes_place(std::size_t category, std::size_t component, std::size_t event) const;
     void set_components(const std::vector<std::string> &words);
     void set_events(const std::vector<std::string> &words);
 
     bool _has_conditions;
+    bool _takes_all_places; ///< components and events
     std::uint64_t _since;
     std::uint64_t _until;
     Ids _categories;

@@ -25,6 +25,12 @@ int open_input(const std::string &argument) {
     return argument == kStandardInputArgument ? STDIN_FILENO : open(argument.c_str(), O_RDONLY | O_CLOEXEC);
 }
 
+/** Reports consist of bytes only, so they are read where they are. */
+std::span<const _QorProfileReport> reports_in(std::span<const std::byte> bytes) {
+    const void *const begin = bytes.data();
+    return {static_cast<const _QorProfileReport *>(begin), bytes.size() / kReportSize};
+}
+
 } // namespace
 
 ReportInput::Descriptor::~Descriptor() {
@@ -84,7 +90,7 @@ std::optional<ReportPiece> ReportInput::read_next() {
     _offset += count;
     _used += count;
     _given = _used - _used % kReportSize;
-    return ReportPiece{_offset - _used, std::span(_buffer.data(), _given)};
+    return ReportPiece{_offset - _used, reports_in(std::span(_buffer.data(), _given))};
 }
 
 std::size_t ReportInput::read_once() {

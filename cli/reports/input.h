@@ -17,14 +17,13 @@ namespace cli {
 
 /** Whole reports that follow one another in a dump. */
 struct ReportPiece {
-    std::uint64_t offset = 0;         ///< of the first report, in the dump
-    std::span<const std::byte> bytes; ///< belongs to the input; valid until its next read
+    std::uint64_t offset = 0;                   ///< of the first report, in the dump
+    std::span<const _QorProfileReport> reports; ///< belong to the input; valid until its next read
 
-    std::size_t count() const { return bytes.size() / _QorProfileReport::kSize; }
-    _QorProfileReport report(std::size_t index) const {
-        return _QorProfileReport::copied_from(bytes.data() + index * _QorProfileReport::kSize);
-    }
+    std::size_t count() const { return reports.size(); }
+    const _QorProfileReport &report(std::size_t index) const { return reports[index]; }
     std::uint64_t offset_of(std::size_t index) const { return offset + index * _QorProfileReport::kSize; }
+    ReportPiece first(std::size_t wanted) const { return {offset, reports.first(wanted)}; }
 };
 
 /** The bytes after the last whole report. */

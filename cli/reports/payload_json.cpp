@@ -1,121 +1,57 @@
 #include "cli/reports/payload_json.h"
 
-#include <algorithm>
+#include <charconv>
 #include <cstdint>
-#include <iterator>
+#include <cstring>
 #include <span>
-#include <string>
 #include <string_view>
-#include <vector>
 
-#include "cli/reports/json_values.h"
-#include "decoder/payload_choice.h"
-#include "host/utf8.h"
+#include "cli/reports/json_notation.h"
 
 namespace cli {
 namespace {
 
-using decoder::payload_value;
-
-/** A field's key in an object with the fields of two layouts, as it is written. */
-struct DistinctKey {
-    std::string plain;    ///< "key":
-    std::string with_hex; ///< "key_hex":
+/** In JSON Lines. */
+struct PlainJson {
+    static constexpr std::string_view kMark = "\"";
+    static constexpr bool kKeepsBigNumbers = true;
 };
 
-using DistinctKeys = std::vector<DistinctKey>;
+/** Inside a quoted CSV field. */
+struct QuotedJson {
+    static constexpr std::string_view kMark = "\"\"";
+    static constexpr bool kKeepsBigNumbers = true;
+};
 
-std::string distinct_key(std::string_view name, const std::vector<std::string_view> &before) {
-    std::size_t occurrence = 1;
-    for (const std::string_view earlier : before) {
-        occurrence += earlier == name ? 1 : 0;
-    }
-    return occurrence == 1 ? std::string(name) : std::string(name) + "_" + std::to_string(occurrence);
-}
+/** For readers that store numbers as doubles. */
+struct JsonForDoubles {
+    static constexpr std::string_view kMark = "\"";
+    static constexpr bool kKeepsBigNumbers = false;
+};
 
-DistinctKeys keys_of(const decoder::payload &layouts) {
-    DistinctKeys keys;
-    std::vector<std::string_view> before;
-    for (const qor::Layout *layout : layouts) {
-        for (const qor::Field &row : layout->fields) {
-            const std::string key = distinct_key(row.name, before);
-            keys.push_back({"\"" + key + "\":", "\"" + key + "_hex\":"});
-            before.push_back(row.name);
-        }
-    }
-    return keys;
-}
-
-/**
- * The keys of every payload, computed once: looking for equal keys takes longer than everything else.
- * @param index  as `decoder::payload_index` gives it.
- */
-const DistinctKeys &distinct_keys(std::size_t index) {
-    static const std::vector<DistinctKeys> all = [] {
-        std::vector<DistinctKeys> keys;
-        std::transform(decoder::kPayloads.begin(), decoder::kPayloads.end(), std::back_inserter(keys), keys_of);
-        return keys;
-    }();
-    return all[index];
-}
-
-void append_value(text_buffer &out, const payload_value &value) {
-    using Kind = payload_value::kind;
-    switch (value.type) {
-    case Kind::number:
-    case Kind::hexadecimal:
-        return append_number(out, value.number);
-    case Kind::real:
-        return append_real(out, value.real);
-    case Kind::name:
-        // An id without a name is a string as well, so that all values of a key have one type.
-        return append_json_string(out, value.text.empty() ? std::to_string(value.number) : std::string(value.text));
-    case Kind::text:
-        return append_json_string(out, value.text);
-    case Kind::bytes:
-        return append_hex_string(out, std::as_bytes(value.bytes));
-    }
-}
-
-/** Doubles can tell all integers up to this one apart. */
-constexpr std::uint64_t kLastExactInteger = std::uint64_t{1} << 53;
-
-bool is_big_number(const payload_value &value) {
-    return value.type == payload_value::kind::number && value.number > kLastExactInteger;
-}
-
-void append_field(text_buffer &out, const DistinctKey &key, const payload_value &value, BigNumbers big_numbers) {
-    if (big_numbers == BigNumbers::AsStrings && is_big_number(value)) {
-        out.append(key.plain);
-        append_json_string(out, std::to_string(value.number));
-    } else if (value.type == payload_value::kind::text && !host::is_utf8(value.text)) {
-        out.append(key.with_hex);
-        append_hex_string(out, std::as_bytes(std::span(value.text.data(), value.text.size())));
-    } else {
-        out.append(key.plain);
-        append_value(out, value);
-    }
+/** The walk's members, each after a comma; the first comma becomes the opening brace. */
+template <typename Style>
+char *put_object(char *out, const _QorProfileReport &report, std::size_t index) {
+    static_assert(decoder::kPayloadRoom<JsonMembers<Style>> + 2 <= kPayloadJsonRoom);
+    char *const end = decoder::put_payload_fields<JsonMembers<Style>>(out, report, index);
+    *out = '{';
+    char *const close = end == out ? out + 1 : end;
+    *close = '}';
+    return close + 1;
 }
 
 } // namespace
 
-void append_number_member(text_buffer &out, const payload_value &value) {
-    append_json_string(out, value.key);
-    out.append(":");
-    append_value(out, value);
+char *put_payload_json(char *out, const _QorProfileReport &report, std::size_t index) {
+    return put_object<PlainJson>(out, report, index);
 }
 
-void append_payload_json(text_buffer &out, const _QorProfileReport &report, BigNumbers big_numbers) {
-    const DistinctKeys &keys = distinct_keys(decoder::payload_index(report));
-    std::size_t index = 0;
-    out.append("{");
-    decoder::for_each_payload_value(report, [&](const payload_value &value) {
-        if (index != 0) {
-            out.append(",");
-        }
-        append_field(out, keys[index++], value, big_numbers);
-    });
-    out.append("}");
+char *put_payload_json_in_csv(char *out, const _QorProfileReport &report, std::size_t index) {
+    return put_object<QuotedJson>(out, report, index);
+}
+
+char *put_payload_json_for_doubles(char *out, const _QorProfileReport &report, std::size_t index) {
+    return put_object<JsonForDoubles>(out, report, index);
 }
 
 } // namespace cli

@@ -24,25 +24,35 @@ void append_escaped_line(text_buffer &out, const _QorProfileReport &report, cons
     out.append("\n");
 }
 
+/** Calls the function report by report, without an indirect call for each. */
+template <void (*append_one)(text_buffer &out, const _QorProfileReport &report, const decoder::device_clock &clock)>
+void append_each(text_buffer &out, std::span<const _QorProfileReport> reports, const DumpClock &clock) {
+    for (const _QorProfileReport &report : reports) {
+        append_one(out, report, clock.now());
+    }
+}
+
 } // namespace
 
 const std::vector<std::string> kFormats = {"text", "jsonl", "csv", "chrome-trace"};
 
 ReportRendering rendering_of(const std::string &format, const TextStyle &style) {
     if (format == "jsonl") {
-        return {"", append_json_line, ""};
+        return {"", append_each<append_json_line>, ""};
     }
     if (format == "csv") {
-        return {std::string(kCsvHeading), append_csv_line, ""};
+        return {std::string(kCsvHeading), append_each<append_csv_line>, ""};
     }
     if (format == "chrome-trace") {
         const auto events = std::make_shared<TraceEvents>();
-        const auto append = [events](text_buffer &out, const _QorProfileReport &report, const decoder::device_clock &) {
-            events->append(out, report);
+        const auto append = [events](text_buffer &out, std::span<const _QorProfileReport> reports, const DumpClock &) {
+            for (const _QorProfileReport &report : reports) {
+                events->append(out, report);
+            }
         };
         return {trace_start(), append, trace_end(), true};
     }
-    return {"", style.escapes_controls ? append_escaped_line : append_exact_line, ""};
+    return {"", style.escapes_controls ? append_each<append_escaped_line> : append_each<append_exact_line>, ""};
 }
 
 } // namespace cli

@@ -2,11 +2,12 @@
 #pragma once
 
 #include <functional>
+#include <span>
 #include <string>
 #include <vector>
 
+#include "cli/reports/clock.h"
 #include "cli/terminal/text_style.h"
-#include "decoder/device_clock.h"
 #include "decoder/text_stream.h"
 #include "qor/report.h"
 
@@ -15,8 +16,8 @@ namespace cli {
 /** How reports become text in one format. */
 struct ReportRendering {
     std::string start; ///< before the first report
-    /** Appends the text of one report. Any thread, unless it `depends_on_order`. */
-    std::function<void(text_buffer &out, const _QorProfileReport &report, const decoder::device_clock &clock)> append;
+    /** Appends the text of each report. Any thread, unless it `depends_on_order`. */
+    std::function<void(text_buffer &out, std::span<const _QorProfileReport> reports, const DumpClock &clock)> append;
     std::string end;               ///< after the last report
     bool depends_on_order = false; ///< the text depends on earlier reports: one thread, in their order
 };

@@ -13,6 +13,21 @@ ReportSelector::ReportSelector(const Selection &selection) : _filter(selection.f
     }
 }
 
+std::size_t ReportSelector::select(std::span<const _QorProfileReport> reports,
+                                   std::vector<_QorProfileReport> &selected) {
+    if (!_left) {
+        _filter.append_passing(reports, selected);
+        return reports.size();
+    }
+    std::size_t looked_at = 0;
+    for (; looked_at < reports.size() && wants_more(); ++looked_at) {
+        if (selects(reports[looked_at])) {
+            selected.push_back(reports[looked_at]);
+        }
+    }
+    return looked_at;
+}
+
 LastReports::LastReports(std::uint64_t count) : _count(static_cast<std::size_t>(count)) {
     if (count > kLastOfAPipeAtMost) {
         throw WrongUse("invalid value \"" + std::to_string(count) + "\" for --last: expected at most " +

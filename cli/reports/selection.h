@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "cli/reports/filter.h"
@@ -40,6 +41,12 @@ public:
         }
         return passes;
     }
+
+    /**
+     * Appends the selected reports of the next ones in the dump to `selected`.
+     * @return how many were looked at: those behind the last one that `first` wants are not.
+     */
+    std::size_t select(std::span<const _QorProfileReport> reports, std::vector<_QorProfileReport> &selected);
 
     const ReportFilter &filter() const { return _filter; }
 

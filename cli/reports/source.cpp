@@ -66,14 +66,13 @@ void ReportSource::keep_last(std::uint64_t count) {
 }
 
 void ReportSource::give_kept(std::vector<_QorProfileReport> &block) {
-    const std::uint64_t end = _input.trailing_bytes().offset;
+    // An observer excludes a filter, so the kept reports are the last of the dump.
+    const std::uint64_t offset = _input.trailing_bytes().offset - _kept.size() * _QorProfileReport::kSize;
     for (std::size_t i = std::min(_kept.size(), kBlockReports); i != 0; --i) {
-        // An observer excludes a filter, so the kept reports are the last of the dump.
-        const std::uint64_t offset = end - _kept.size() * _QorProfileReport::kSize;
         block.push_back(_kept.take_oldest());
-        if (_observer) {
-            _observer(block.back(), offset);
-        }
+    }
+    if (_observer) {
+        _observer({offset, block});
     }
 }
 
@@ -90,14 +89,9 @@ void ReportSource::read_selected(std::vector<_QorProfileReport> &block) {
         _has_ended = true;
         return;
     }
-    for (std::size_t i = 0; i < piece->count() && _selector.wants_more(); ++i) {
-        const _QorProfileReport report = piece->report(i);
-        if (_observer) {
-            _observer(report, piece->offset_of(i));
-        }
-        if (_selector.selects(report)) {
-            block.push_back(report);
-        }
+    const std::size_t looked_at = _selector.select(piece->reports, block);
+    if (_observer) {
+        _observer(piece->first(looked_at));
     }
 }
 

@@ -18,8 +18,8 @@ namespace cli {
 /** Reads a dump once from its start to its end and gives the selected reports. One thread at a time. */
 class ReportSource {
 public:
-    /** Called with every whole report that is read, selected or not, and its offset in the dump. */
-    using Observer = std::function<void(const _QorProfileReport &report, std::uint64_t offset)>;
+    /** Called with the whole reports that are read, selected or not, in their order. */
+    using Observer = std::function<void(const ReportPiece &piece)>;
     /** Called with the number of bytes read so far. */
     using Watcher = std::function<void(std::uint64_t bytes_read)>;
 

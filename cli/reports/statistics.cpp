@@ -19,8 +19,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr std::uint32_t kIds = 256;
-/** Three ids never give this number. */
-constexpr std::uint32_t kNoEvent = std::numeric_limits<std::uint32_t>::max();
+constexpr std::uint32_t kFibonacci = 2'654'435'769; ///< spreads neighbouring headers over the places of a table
 
 std::uint8_t low_byte(std::size_t value) { return static_cast<std::uint8_t>(value & 0xFF); }
 
@@ -64,37 +63,64 @@ Json counts_json(const std::vector<DumpStatistics::Count> &counts, const std::ve
 
 } // namespace
 
-void SequenceWatch::see(const _QorProfileReport &report, std::uint64_t offset) {
-    const std::uint32_t number = report.sequence_num();
-    if (_last && number != static_cast<std::uint32_t>(*_last + 1)) {
-        // Numbers wrap, so a step of less than half their range counts as forward.
-        const std::uint32_t step = number - *_last;
-        const bool is_forward = step != 0 && step < 0x80000000U;
-        ++_gap_count;
-        _missing_count += is_forward ? step - 1 : 0;
-        if (_first_gaps.size() < kGapsKept) {
-            _first_gaps.push_back({offset, *_last, number});
+void SequenceWatch::see(std::span<const _QorProfileReport> reports, std::uint64_t offset) {
+    if (reports.empty()) {
+        return;
+    }
+    std::uint32_t before = _last.value_or(reports.front().sequence_num() - 1);
+    for (const _QorProfileReport &report : reports) {
+        const std::uint32_t number = report.sequence_num();
+        if (number != static_cast<std::uint32_t>(before + 1)) {
+            see_step(before, number, offset);
         }
+        before = number;
+        offset += _QorProfileReport::kSize;
     }
-    _last = number;
+    _last = before;
 }
 
-DumpStatistics::DumpStatistics() : _earliest(std::numeric_limits<std::uint64_t>::max()) {
-    _recent_events.fill({kNoEvent, nullptr});
+void SequenceWatch::see_step(std::uint32_t before, std::uint32_t number, std::uint64_t offset) {
+    // Numbers wrap, so a step of less than half their range counts as forward.
+    const std::uint32_t step = number - before;
+    const bool is_forward = step != 0 && step < 0x80000000U;
+    ++_gap_count;
+    _missing_count += is_forward ? step - 1 : 0;
+    if (_first_gaps.size() < kGapsKept) {
+        _first_gaps.push_back({offset, before, number});
+    }
 }
 
-void DumpStatistics::count(const _QorProfileReport &report) {
-    const std::uint32_t ids = report.header() >> 8;
-    ++_reports;
-    ++_types[report.type_id()];
-    ++component_counter(report.category_id(), report.component_id());
-    RecentEvent &recent = _recent_events[(ids ^ (ids >> 8) ^ (ids >> 14)) % kRecentEvents];
-    if (recent.ids != ids) {
-        recent = {ids, &event_counter(ids)};
+DumpStatistics::DumpStatistics()
+    : _earliest(std::numeric_limits<std::uint64_t>::max()), _recent_headers(std::size_t{1} << kRecentBits) {}
+
+void DumpStatistics::count(std::span<const _QorProfileReport> reports) {
+    _reports += reports.size();
+    for (const _QorProfileReport &report : reports) {
+        const std::uint32_t header = report.header();
+        RecentHeader &recent = _recent_headers[(header * kFibonacci) >> (32 - kRecentBits)];
+        if (recent.key != key_of(header)) [[unlikely]] {
+            replace(recent, header);
+        }
+        ++recent.count;
+        _earliest = std::min(_earliest, report.timestamp());
+        _latest = std::max(_latest, report.timestamp());
     }
-    ++*recent.counter;
-    _earliest = std::min(_earliest, report.timestamp());
-    _latest = std::max(_latest, report.timestamp());
+}
+
+void DumpStatistics::replace(RecentHeader &recent, std::uint32_t header) {
+    settle(recent);
+    // The counter of the event is found now, because the first ones that are seen are kept.
+    recent = {key_of(header), 0, &component_counter(static_cast<std::uint8_t>(header >> 24), low_byte(header >> 16)),
+              &event_counter(header >> 8)};
+}
+
+void DumpStatistics::settle(RecentHeader &recent) {
+    if (recent.count != 0) {
+        _types[low_byte(recent.key - 1)] += recent.count;
+        *recent.component_counter += recent.count;
+        *recent.event_counter += recent.count;
+        recent.count = 0;
+    }
 }
 
 std::uint64_t &DumpStatistics::component_counter(std::uint8_t category, std::uint8_t component) {
@@ -112,7 +138,10 @@ std::uint64_t &DumpStatistics::event_counter(std::uint32_t ids) {
     return _events.size() < kEventsAtMost ? _events[ids] : _other_events;
 }
 
-DumpStatistics::Counts DumpStatistics::counts() const {
+DumpStatistics::Counts DumpStatistics::counts() {
+    for (RecentHeader &recent : _recent_headers) {
+        settle(recent);
+    }
     Counts all;
     for (std::size_t id = 0; id < kIds; ++id) {
         if (!_components[id].empty()) {
@@ -146,7 +175,7 @@ void DumpStatistics::append_components(std::vector<Count> &counts, std::uint8_t 
     }
 }
 
-std::string DumpStatistics::text(const SequenceWatch &sequence, const decoder::device_clock &clock) const {
+std::string DumpStatistics::text(const SequenceWatch &sequence, const decoder::device_clock &clock) {
     const Counts all = counts();
     std::string text = "reports: " + std::to_string(_reports) + "\n";
     if (_reports != 0) {
@@ -173,7 +202,7 @@ std::string DumpStatistics::text(const SequenceWatch &sequence, const decoder::d
     return text + table("types", all.types);
 }
 
-std::string DumpStatistics::json(const SequenceWatch &sequence, const decoder::device_clock &clock) const {
+std::string DumpStatistics::json(const SequenceWatch &sequence, const decoder::device_clock &clock) {
     const Counts all = counts();
     Json json;
     json["reports"] = _reports;

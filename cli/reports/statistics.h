@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -27,7 +28,8 @@ public:
     /** Further gaps are counted but not kept. */
     static constexpr std::size_t kGapsKept = 20;
 
-    void see(const _QorProfileReport &report, std::uint64_t offset);
+    /** @param offset  of the first report in the dump. */
+    void see(std::span<const _QorProfileReport> reports, std::uint64_t offset);
 
     const std::vector<SequenceGap> &first_gaps() const { return _first_gaps; }
     std::uint64_t gap_count() const { return _gap_count; }
@@ -35,6 +37,8 @@ public:
     std::uint64_t missing_count() const { return _missing_count; }
 
 private:
+    void see_step(std::uint32_t before, std::uint32_t number, std::uint64_t offset);
+
     std::optional<std::uint32_t> _last;
     std::vector<SequenceGap> _first_gaps;
     std::uint64_t _gap_count = 0;
@@ -53,22 +57,27 @@ public:
 
     DumpStatistics();
 
-    void count(const _QorProfileReport &report);
+    void count(std::span<const _QorProfileReport> reports);
 
     /** A table for people, with wall-clock times when `clock` has a time synchronisation. */
-    std::string text(const SequenceWatch &sequence, const decoder::device_clock &clock) const;
+    std::string text(const SequenceWatch &sequence, const decoder::device_clock &clock);
     /** A JSON object and a newline. */
-    std::string json(const SequenceWatch &sequence, const decoder::device_clock &clock) const;
+    std::string json(const SequenceWatch &sequence, const decoder::device_clock &clock);
 
 private:
     /** Distinct (category, component, event) beyond these are counted together. */
     static constexpr std::size_t kEventsAtMost = 10'000;
-    static constexpr std::size_t kRecentEvents = 1024;
+    static constexpr unsigned kRecentBits = 10;
 
-    /** The counter of a recent event: neighbouring reports mostly repeat it, which saves the look-up. */
-    struct RecentEvent {
-        std::uint32_t ids;
-        std::uint64_t *counter;
+    /**
+     * The reports of a recent header that the counters do not have yet. Neighbouring reports mostly repeat a header,
+     * so that counting one is a look at the header's place: 1.5 ns instead of 9 for its three counters.
+     */
+    struct RecentHeader {
+        std::uint64_t key = 0; ///< of the header; 0 is the key of none
+        std::uint64_t count = 0;
+        std::uint64_t *component_counter = nullptr;
+        std::uint64_t *event_counter = nullptr;
     };
 
     /** The counters above zero, in ascending order of the ids. */
@@ -79,9 +88,13 @@ private:
         std::vector<Count> types;
     };
 
+    static constexpr std::uint64_t key_of(std::uint32_t header) { return std::uint64_t{header} + 1; }
+    /** Adds what a recent header holds to its counters. */
+    void settle(RecentHeader &recent);
+    void replace(RecentHeader &recent, std::uint32_t header);
     std::uint64_t &component_counter(std::uint8_t category, std::uint8_t component);
     std::uint64_t &event_counter(std::uint32_t ids);
-    Counts counts() const;
+    Counts counts();
     /** Appends the counters of one category's components. */
     void append_components(std::vector<Count> &counts, std::uint8_t category) const;
 
@@ -93,7 +106,7 @@ private:
         _components; ///< by category and component; empty for an unseen category
     std::unordered_map<std::uint32_t, std::uint64_t> _events; ///< by category, component and event
     std::uint64_t _other_events = 0;                          ///< beyond `kEventsAtMost`
-    std::array<RecentEvent, kRecentEvents> _recent_events;
+    std::vector<RecentHeader> _recent_headers;
 };
 
 } // namespace cli

@@ -1,23 +1,24 @@
 #include "cli/reports/trace.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <string_view>
 
+#include "cli/reports/json_notation.h"
 #include "cli/reports/json_values.h"
 #include "cli/reports/payload_json.h"
-#include "cli/terminal/hex.h"
+#include "decoder/digits.h"
 #include "decoder/name_tables.h"
-#include "decoder/payload_values.h"
+#include "decoder/payload_walk.h"
 #include "host/utf8.h"
 #include "qor/categories.h"
 
 namespace cli {
 namespace {
 
-using decoder::payload_value;
+using decoder::put_literal;
 
 /** Process ids of the trace: one for all threads, then one for each category. */
 constexpr unsigned kThreadsProcess = 1;
@@ -30,64 +31,42 @@ constexpr std::uint8_t type_of(std::string_view name) {
 
 constexpr std::uint8_t kEventType = type_of("event");
 constexpr std::uint8_t kTriggerType = type_of("trigger");
-constexpr std::uint8_t kFunctionType = type_of("function");
-constexpr std::uint8_t kExtFunctionType = type_of("extfunction");
 
-/** The event that gives a process or a thread its name. */
-std::string name_event(std::string_view kind, std::uint64_t process, std::uint64_t thread, std::string_view name) {
-    return "\n{\"ph\":\"M\",\"name\":\"" + std::string(kind) + "\",\"pid\":" + std::to_string(process) +
-           ",\"tid\":" + std::to_string(thread) + ",\"args\":{\"name\":\"" + std::string(name) + "\"}}";
+/** The field of `layout` with this name. */
+constexpr qor::Field field_of(const qor::Layout &layout, std::string_view name) {
+    return *std::ranges::find(layout.fields, name, &qor::Field::name);
 }
 
-std::optional<payload_value> payload_value_of(const _QorProfileReport &report, std::string_view key) {
-    std::optional<payload_value> found;
-    decoder::for_each_payload_value(report, [&](const payload_value &value) {
-        if (!found && value.key == key) {
-            found = value;
-        }
-    });
-    return found;
+constexpr qor::Field kFunctionId = field_of(qor::kFunction, "function-id");
+constexpr qor::Field kExtFunctionName = field_of(qor::kExtFunction, "function");
+constexpr qor::Field kSubject = field_of(qor::kSSHBTrace, "trace");
+
+/** The room for an event around its arguments, or for one that names a track. */
+constexpr std::size_t kEventRoom = 512;
+
+/** Writes the event that gives a process or a thread its name, which must stand in JSON as it is. */
+char *put_name_event(char *out, std::string_view kind, std::uint64_t process, std::uint64_t thread,
+                     std::string_view name) {
+    out = put_literal(out, "\n{\"ph\":\"M\",\"name\":\"");
+    out = std::copy(kind.begin(), kind.end(), out);
+    out = decoder::put_decimal(put_literal(out, "\",\"pid\":"), process);
+    out = decoder::put_decimal(put_literal(out, ",\"tid\":"), thread);
+    out = put_literal(out, ",\"args\":{\"name\":\"");
+    out = std::copy(name.begin(), name.end(), out);
+    return put_literal(out, "\"}}");
 }
 
-std::uint64_t number_of(const _QorProfileReport &report, std::string_view key) {
-    const std::optional<payload_value> value = payload_value_of(report, key);
-    return value ? value->number : 0;
-}
-
-std::string text_or_hex(std::string_view text) { return host::is_utf8(text) ? std::string(text) : hex(text); }
-
-void append_start(text_buffer &out, std::string_view phase, std::string_view name, std::uint64_t time) {
-    out.append(",\n{\"ph\":\"");
-    out.append(phase);
-    out.append("\",\"name\":");
-    append_json_string(out, name);
-    out.append(",\"ts\":");
-    append_number(out, time);
-}
-
-void append_track(text_buffer &out, std::uint64_t process, std::uint64_t thread) {
-    out.append(",\"pid\":");
-    append_number(out, process);
-    out.append(",\"tid\":");
-    append_number(out, thread);
+/** Appends the same after a comma. */
+void append_name_event(text_buffer &out, std::string_view kind, std::uint64_t process, std::uint64_t thread,
+                       std::string_view name) {
+    text_stream stream(out);
+    char *const event = put_literal(stream.room(kEventRoom), ",");
+    stream.commit(put_name_event(event, kind, process, thread, name));
+    stream.flush();
 }
 
 std::uint64_t category_process(const _QorProfileReport &report) {
     return kFirstCategoryProcess + std::uint64_t{report.category_id()};
-}
-
-void append_payload_arguments(text_buffer &out, const _QorProfileReport &report) {
-    out.append(",\"args\":");
-    append_payload_json(out, report, BigNumbers::AsStrings);
-    out.append("}");
-}
-
-/** "accel data" */
-std::string component_and_event(const _QorProfileReport &report) {
-    const std::uint8_t category = report.category_id();
-    const std::uint8_t component = report.component_id();
-    return std::string(decoder::component_name(category, component)) + " " +
-           std::string(decoder::event_name(category, component, report.event_id()));
 }
 
 bool is_sensor_value(const _QorProfileReport &report) {
@@ -95,105 +74,213 @@ bool is_sensor_value(const _QorProfileReport &report) {
            (report.category_id() == qor::kSensor || report.category_id() == qor::kVastrel);
 }
 
-/** Words are signed here: an axis crosses zero, and huge unsigned values would flatten everything else. */
-void append_counter_value(text_buffer &out, const payload_value &value) {
-    if (value.type == payload_value::kind::real) {
-        append_number_member(out, value);
-    } else {
-        append_json_string(out, value.key);
-        out.append(":" + std::to_string(static_cast<std::int32_t>(static_cast<std::uint32_t>(value.number))));
-    }
-}
+/** Whether a payload begins with the fields of `layout`. */
+bool begins_with(std::size_t payload, const qor::Layout &layout) { return decoder::kPayloads[payload][0] == &layout; }
 
-void append_counter(text_buffer &out, const _QorProfileReport &report, const payload_value &value) {
-    append_start(out, "C", component_and_event(report) + " " + std::string(value.key), report.timestamp());
-    append_track(out, category_process(report), report.component_id());
-    out.append(",\"args\":{");
-    append_counter_value(out, value);
-    out.append("}}");
-}
-
-/** The components of the vector if the report has one, otherwise every number. */
-void append_counters(text_buffer &out, const _QorProfileReport &report) {
-    using Kind = payload_value::kind;
-    const Kind wanted = payload_value_of(report, "x") ? Kind::real : Kind::number;
-    decoder::for_each_payload_value(report, [&](const payload_value &value) {
-        if (value.type == wanted) {
-            append_counter(out, report, value);
+/** Whether a payload has a vector, whose components are the only counters then. */
+template <std::size_t payload>
+constexpr bool kHasVector = [] {
+    for (const qor::Layout *layout : decoder::kPayloads[payload]) {
+        for (const qor::Field &field : layout->fields) {
+            if (field.how == qor::How::FixedPoint) {
+                return true;
+            }
         }
-    });
+    }
+    return false;
+}();
+
+/**
+ * A payload as counters, an event for each number: the components of the vector if there is one, otherwise every
+ * number. Words are signed here: an axis crosses zero, and huge unsigned values would flatten everything else.
+ */
+struct CounterEvents {
+    const TracePieces &pieces;
+    decoder::text_of_at_most<32> time;
+
+    template <typename Field>
+    static constexpr std::size_t kRoom = sizeof(TracePieces) + 2 * Field::row.name.size() + 128;
+
+    template <typename Field>
+    char *put(char *out, decoder::number_value value) const {
+        if constexpr (kHasVector<Field::payload>) {
+            return out;
+        } else {
+            const auto number = static_cast<std::int32_t>(static_cast<std::uint32_t>(value.number));
+            out = put_start<Field>(out);
+            *out = '-';
+            out += number < 0 ? 1 : 0;
+            const std::int64_t wide = number;
+            out = decoder::put_up_to_ten_digits(out, static_cast<std::uint64_t>(wide < 0 ? -wide : wide));
+            return put_literal(out, "}}");
+        }
+    }
+
+    template <typename Field>
+    char *put(char *out, decoder::real_value value) const {
+        return put_literal(json_numbers::put_real(put_start<Field>(out), value.number), "}}");
+    }
+
+    template <typename Field, typename Value>
+    char *put(char *out, const Value &) const {
+        return out;
+    }
+
+private:
+    template <typename Field>
+    [[gnu::always_inline]] char *put_start(char *out) const {
+        static constexpr decoder::text_of_at_most<48> kEndOfName{{Field::row.name, "\",\"ts\":"}};
+        static constexpr decoder::text_of_at_most<48> kKey{{"{\"", Field::row.name, "\":"}};
+        out = decoder::put_constant<kEndOfName>(decoder::put(out, pieces.start));
+        out = decoder::put(decoder::put(out, time), pieces.track);
+        return decoder::put_constant<kKey>(out);
+    }
+};
+
+/** Writes a text, or its bytes in hexadecimal if it is not UTF-8. */
+char *put_text_or_hex(char *out, std::string_view text) {
+    if (host::is_utf8(text)) {
+        return put_json_text(out, text, "\"");
+    }
+    const auto *bytes = static_cast<const std::uint8_t *>(static_cast<const void *>(text.data()));
+    return decoder::put_hexadecimal_pairs(out, {bytes, text.size()});
 }
 
-/** A trace is named by its subject, because its event is always the same. */
-std::string instant_name(const _QorProfileReport &report) {
-    if (report.type_id() == kTriggerType) {
-        return component_and_event(report);
+/** A trace is named by its subject, because its event is always the same. Writes the name between its marks. */
+char *put_subject(char *out, const _QorProfileReport &report) {
+    const auto id = static_cast<std::uint32_t>(qor::load_number(report.bytes, kSubject));
+    if (const decoder::short_text *name = decoder::sshb_subtype_table(report.component_id()).find_json(id)) {
+        return decoder::put(out, *name);
     }
-    const std::optional<payload_value> subject = payload_value_of(report, "trace");
-    if (!subject) {
-        return std::string(decoder::event_name(report.category_id(), report.component_id(), report.event_id()));
-    }
-    return subject->text.empty() ? "trace " + std::to_string(subject->number) : std::string(subject->text);
-}
-
-bool is_slice(const _QorProfileReport &report) {
-    return (report.type_id() == kFunctionType && payload_value_of(report, "function-id")) ||
-           (report.type_id() == kExtFunctionType && payload_value_of(report, "function"));
+    return put_literal(decoder::put_up_to_ten_digits(put_literal(out, "\"trace "), id), "\"");
 }
 
 } // namespace
 
+void fill_trace_pieces(TracePieces &pieces, const _QorProfileReport &report) {
+    const std::uint8_t component = report.component_id();
+    const decoder::category_names &names = decoder::names_of_category(report.category_id());
+    const bool is_trigger = report.type_id() == kTriggerType;
+    const bool is_counter = is_sensor_value(report);
+
+    char *const start = pieces.start.characters.data();
+    char *at = put_literal(start, is_counter ? ",\n{\"ph\":\"C\",\"name\":\"" : ",\n{\"ph\":\"i\",\"name\":\"");
+    if (is_trigger || is_counter) {
+        at = decoder::put_inside_of_quotes(at, decoder::json_name(names.components, component));
+        *at++ = ' ';
+    }
+    at = decoder::put_inside_of_quotes(at, decoder::json_name(names.events(component), report.event_id()));
+    at = is_counter ? put_literal(at, " ") : put_literal(at, "\",\"ts\":");
+    pieces.start.size = static_cast<std::uint16_t>(at - start);
+
+    // A trigger concerns the whole category, so viewers draw it across all of its tracks.
+    char *const track = pieces.track.characters.data();
+    at = is_counter ? track : put_literal(track, is_trigger ? ",\"s\":\"p\"" : ",\"s\":\"t\"");
+    at = decoder::put_decimal(put_literal(at, ",\"pid\":"), category_process(report));
+    at = decoder::put_decimal(put_literal(at, ",\"tid\":"), component);
+    at = put_literal(at, ",\"args\":");
+    pieces.track.size = static_cast<std::uint16_t>(at - track);
+}
+
+struct SliceFields {
+    qor::Field thread;
+    qor::Field duration;
+};
+
 std::string trace_start() {
-    return "{\"displayTimeUnit\":\"ms\",\"traceEvents\":[" + name_event("process_name", kThreadsProcess, 0, "threads");
+    std::array<char, kEventRoom> name;
+    char *const end = put_name_event(name.data(), "process_name", kThreadsProcess, 0, "threads");
+    return "{\"displayTimeUnit\":\"ms\",\"traceEvents\":[" + std::string(name.data(), end);
 }
 
 std::string trace_end() { return "\n]}\n"; }
 
 void TraceEvents::append(text_buffer &out, const _QorProfileReport &report) {
-    if (is_slice(report)) {
-        append_slice(out, report);
+    const std::size_t payload = decoder::payload_index(report);
+    if (begins_with(payload, qor::kFunction)) {
+        append_function(out, report, payload);
+        return;
+    }
+    if (begins_with(payload, qor::kExtFunction)) {
+        append_ext_function(out, report, payload);
         return;
     }
     name_category(out, report);
     if (is_sensor_value(report)) {
-        append_counters(out, report);
+        append_counters(out, report, payload);
     } else {
-        append_instant(out, report);
+        append_instant(out, report, payload);
     }
 }
 
-void TraceEvents::append_slice(text_buffer &out, const _QorProfileReport &report) {
-    const bool is_plain = report.type_id() == kFunctionType;
-    const std::uint64_t thread = number_of(report, is_plain ? "thread-id" : "thread");
+void TraceEvents::append_function(text_buffer &out, const _QorProfileReport &report, std::size_t payload) {
+    static constexpr SliceFields kFields{field_of(qor::kFunction, "thread-id"), field_of(qor::kFunction, "duration")};
+    append_slice(out, report, payload, kFields, [&report](char *at) {
+        return decoder::put_decimal(put_literal(at, "function "), qor::load_number(report.bytes, kFunctionId));
+    });
+}
+
+void TraceEvents::append_ext_function(text_buffer &out, const _QorProfileReport &report, std::size_t payload) {
+    static constexpr SliceFields kFields{field_of(qor::kExtFunction, "thread"),
+                                         field_of(qor::kExtFunction, "duration")};
+    append_slice(out, report, payload, kFields,
+                 [&report](char *at) { return put_text_or_hex(at, decoder::text_in(report, kExtFunctionName)); });
+}
+
+template <typename PutName>
+void TraceEvents::append_slice(text_buffer &out, const _QorProfileReport &report, std::size_t payload,
+                               const SliceFields &fields, const PutName &put_name) {
+    const std::uint64_t thread = qor::load_number(report.bytes, fields.thread);
     if (!_slices.knows(thread)) {
-        out.append("," + name_event("thread_name", kThreadsProcess, thread, "thread " + std::to_string(thread)));
+        std::array<char, 32> name;
+        const char *const end = decoder::put_decimal(put_literal(name.data(), "thread "), thread);
+        append_name_event(out, "thread_name", kThreadsProcess, thread, {name.data(), end});
     }
-    const std::uint64_t duration = std::min(number_of(report, "duration"), report.timestamp());
+    const std::uint64_t duration = std::min(qor::load_number(report.bytes, fields.duration), report.timestamp());
     const Slice slice = _slices.fit(thread, {report.timestamp() - duration, report.timestamp()});
-    const std::optional<payload_value> function = payload_value_of(report, "function");
-    const std::string name = is_plain ? "function " + std::to_string(number_of(report, "function-id"))
-                                      : text_or_hex(function ? function->text : std::string_view());
-    append_start(out, "X", name, slice.begin);
-    out.append(",\"dur\":");
-    append_number(out, slice.end - slice.begin);
-    append_track(out, kThreadsProcess, thread);
-    append_payload_arguments(out, report);
+    text_stream stream(out);
+    char *at = stream.room(kEventRoom + kPayloadJsonRoom);
+    at = put_name(put_literal(at, ",\n{\"ph\":\"X\",\"name\":\""));
+    at = decoder::put_decimal(put_literal(at, "\",\"ts\":"), slice.begin);
+    at = decoder::put_decimal(put_literal(at, ",\"dur\":"), slice.end - slice.begin);
+    static_assert(kThreadsProcess == 1);
+    at = decoder::put_up_to_ten_digits(put_literal(at, ",\"pid\":1,\"tid\":"), thread);
+    at = put_payload_json_for_doubles(put_literal(at, ",\"args\":"), report, payload);
+    stream.commit(put_literal(at, "}"));
+    stream.flush();
 }
 
-void TraceEvents::append_instant(text_buffer &out, const _QorProfileReport &report) {
+void TraceEvents::append_counters(text_buffer &out, const _QorProfileReport &report, std::size_t payload) {
+    CounterEvents counters{_pieces.of(report), {}};
+    char *const time = counters.time.characters.data();
+    counters.time.size = static_cast<std::uint16_t>(decoder::put_decimal(time, report.timestamp()) - time);
+    text_stream stream(out);
+    stream.commit(decoder::put_payload_fields(stream.room(decoder::kPayloadRooms<CounterEvents>[payload]), report,
+                                              payload, counters));
+    stream.flush();
+}
+
+void TraceEvents::append_instant(text_buffer &out, const _QorProfileReport &report, std::size_t payload) {
     name_component(out, report);
-    append_start(out, "i", instant_name(report), report.timestamp());
-    // A trigger concerns the whole category, so viewers draw it across all of its tracks.
-    out.append(report.type_id() == kTriggerType ? ",\"s\":\"p\"" : ",\"s\":\"t\"");
-    append_track(out, category_process(report), report.component_id());
-    append_payload_arguments(out, report);
+    const TracePieces &pieces = _pieces.of(report);
+    text_stream stream(out);
+    char *at = stream.room(kEventRoom + kPayloadJsonRoom);
+    if (begins_with(payload, qor::kSSHBTrace)) {
+        at = put_literal(put_subject(put_literal(at, ",\n{\"ph\":\"i\",\"name\":"), report), ",\"ts\":");
+    } else {
+        at = decoder::put(at, pieces.start);
+    }
+    at = decoder::put(decoder::put_decimal(at, report.timestamp()), pieces.track);
+    at = put_payload_json_for_doubles(at, report, payload);
+    stream.commit(put_literal(at, "}"));
+    stream.flush();
 }
 
 void TraceEvents::name_category(text_buffer &out, const _QorProfileReport &report) {
     const std::uint8_t category = report.category_id();
     if (!_named_categories.test(category)) {
         _named_categories.set(category);
-        out.append("," + name_event("process_name", category_process(report), 0, decoder::category_name(category)));
+        append_name_event(out, "process_name", category_process(report), 0, decoder::category_name(category));
     }
 }
 
@@ -203,8 +290,8 @@ void TraceEvents::name_component(text_buffer &out, const _QorProfileReport &repo
     const std::size_t place = category * std::size_t{256} + component;
     if (!_named_components.test(place)) {
         _named_components.set(place);
-        out.append("," + name_event("thread_name", category_process(report), component,
-                                    decoder::component_name(category, component)));
+        append_name_event(out, "thread_name", category_process(report), component,
+                          decoder::component_name(category, component));
     }
 }
 

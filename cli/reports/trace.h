@@ -2,14 +2,29 @@
 #pragma once
 
 #include <bitset>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
 #include "cli/reports/slice_nesting.h"
+#include "decoder/remembered_header.h"
+#include "decoder/short_text.h"
 #include "decoder/text_stream.h"
 #include "qor/report.h"
 
 namespace cli {
+
+/** The text of a header's events around the numbers of a report. */
+struct TracePieces {
+    decoder::text_of_at_most<192> start; ///< of an instant or a counter, up to the name's variable end or the time
+    decoder::text_of_at_most<64> track;  ///< the track's ids, and the key of the arguments
+};
+
+/** For a report that becomes counters or an instant. */
+void fill_trace_pieces(TracePieces &pieces, const _QorProfileReport &report);
+
+/** The fields of a slice besides its name. */
+struct SliceFields;
 
 /** The start of a trace file, including the name of the process that represents all threads. */
 std::string trace_start();
@@ -32,12 +47,19 @@ public:
     void append(text_buffer &out, const _QorProfileReport &report);
 
 private:
-    void append_slice(text_buffer &out, const _QorProfileReport &report);
-    void append_instant(text_buffer &out, const _QorProfileReport &report);
+    /** @param payload  an index into `decoder::kPayloads`. */
+    void append_function(text_buffer &out, const _QorProfileReport &report, std::size_t payload);
+    void append_ext_function(text_buffer &out, const _QorProfileReport &report, std::size_t payload);
+    template <typename PutName>
+    void append_slice(text_buffer &out, const _QorProfileReport &report, std::size_t payload, const SliceFields &fields,
+                      const PutName &put_name);
+    void append_counters(text_buffer &out, const _QorProfileReport &report, std::size_t payload);
+    void append_instant(text_buffer &out, const _QorProfileReport &report, std::size_t payload);
     void name_category(text_buffer &out, const _QorProfileReport &report);
     void name_component(text_buffer &out, const _QorProfileReport &report);
 
     SliceNesting _slices;
+    decoder::remembered_headers<TracePieces, fill_trace_pieces> _pieces;
     std::bitset<256> _named_categories;
     std::bitset<65536> _named_components; ///< by category * 256 + component
 };

@@ -4,6 +4,7 @@
 #include <ctime>
 #include <string_view>
 
+#include "decoder/digits.h"
 #include "decoder/remembered_second.h"
 #include "decoder/short_text.h"
 
@@ -42,17 +43,22 @@ SecondText second_text_of(const std::tm &local) {
 
 } // namespace
 
-std::string iso_wall_time(std::uint64_t timestamp, const decoder::time_sync &sync) {
+char *put_iso_wall_time(char *out, std::uint64_t timestamp, const decoder::time_sync &sync) {
     constexpr std::uint64_t kMicrosecondsPerSecond = 1'000'000;
     const std::uint64_t wall = decoder::wall_time(timestamp, sync);
     const SecondText &second = decoder::remembered_second<second_text_of>(wall / kMicrosecondsPerSecond);
     if (second.date_and_time.size == 0) {
-        return {};
+        return out;
     }
-    // The leading 1 keeps the zeros, and gives its place to the point.
-    std::string fraction = std::to_string(kMicrosecondsPerSecond + wall % kMicrosecondsPerSecond);
-    fraction[0] = '.';
-    return std::string(second.date_and_time.view()) + fraction + std::string(second.zone.view());
+    out = decoder::put(out, second.date_and_time);
+    *out++ = '.';
+    out = decoder::put_six_digits(out, static_cast<std::uint32_t>(wall % kMicrosecondsPerSecond));
+    return decoder::put(out, second.zone);
+}
+
+std::string iso_wall_time(std::uint64_t timestamp, const decoder::time_sync &sync) {
+    std::array<char, kIsoWallTimeRoom> text;
+    return std::string(text.data(), put_iso_wall_time(text.data(), timestamp, sync));
 }
 
 } // namespace cli

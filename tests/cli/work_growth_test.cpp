@@ -60,8 +60,8 @@ void count_and_show(std::size_t count, std::size_t events) {
         const std::size_t event = i % events;
         const Ids ids{0, static_cast<std::uint8_t>(event >> 8), static_cast<std::uint8_t>(event), 3};
         const _QorProfileReport each = as_report(report(ids, static_cast<std::uint32_t>(2 * i), i));
-        sequence.see(each, 48 * i);
-        statistics.count(each);
+        sequence.see({&each, 1}, 48 * i);
+        statistics.count({&each, 1});
     }
     EXPECT_EQ(sequence.gap_count(), count - 1);
     EXPECT_FALSE(statistics.text(sequence, {}).empty());

@@ -55,6 +55,15 @@ TEST(Digits, DecimalHasNoLeadingZeros) {
     }
 }
 
+TEST(Digits, UpToTenDigitsHaveNoLeadingZeros) {
+    for (std::uint64_t number : border_numbers()) {
+        if (number < 10'000'000'000) {
+            const auto put = [](char *out, std::uint64_t value) { return decoder::put_up_to_ten_digits(out, value); };
+            EXPECT_EQ(put_text(put, number), format_text("%" PRIu64, number));
+        }
+    }
+}
+
 TEST(Digits, TenPlacesArePaddedWithBlanksAndNeverCut) {
     for (std::uint64_t number : border_numbers()) {
         EXPECT_EQ(put_text(decoder::put_ten_or_more_places, number), format_text("%10" PRIu64, number));
@@ -68,6 +77,18 @@ TEST(Digits, HexadecimalIsLowerCaseWithoutLeadingZeros) {
     }
     EXPECT_EQ(put_text(decoder::put_hexadecimal, 0x89ABCDEFu), "89abcdef");
     EXPECT_EQ(put_text(decoder::put_hexadecimal, 0x01234567u), "1234567");
+}
+
+TEST(Digits, EveryByteIsTwoHexadecimalDigits) {
+    std::vector<std::uint8_t> bytes;
+    std::string expected;
+    for (unsigned byte = 0; byte < 256; ++byte) {
+        bytes.push_back(static_cast<std::uint8_t>(byte));
+        expected += format_text("%02x", byte);
+    }
+    char memory[512];
+
+    EXPECT_EQ(std::string(memory, decoder::put_hexadecimal_pairs(memory, bytes)), expected);
 }
 
 TEST(Digits, SixDigitsKeepTheirZeros) {

@@ -230,4 +230,35 @@ TEST(NameTables, ViewsAreTheDecodersNames) {
     }
 }
 
+/** Between quotation marks, where a line has apostrophes. */
+std::string as_json(const decoder::short_text &quoted) {
+    return '"' + std::string(decoder::strip_apostrophes(quoted)) + '"';
+}
+
+TEST(NameTables, NamesAndNumbersOfJsonAreThoseOfLines) {
+    for (unsigned category = 0; category < 13; ++category) {
+        const decoder::category_names &names = decoder::names_of_category(category);
+        for (unsigned id = 0; id < 256; ++id) {
+            const auto byte = static_cast<std::uint8_t>(id);
+            for (const decoder::name_table *table :
+                 {&names.components, &names.events(0), &names.events(3), &decoder::kTypeTable}) {
+                EXPECT_EQ(decoder::json_name(*table, byte).view(), as_json(decoder::quoted_name(*table, byte)));
+            }
+        }
+    }
+}
+
+TEST(NameTables, SubjectsHaveTheNamesOfLinesInJson) {
+    for (unsigned kind = 0; kind < 8; ++kind) {
+        const decoder::name_table &subjects = decoder::sshb_subtype_table(kind);
+        for (std::uint32_t id = 0; id < 600; ++id) {
+            const decoder::short_text *const name = subjects.find(id);
+            const decoder::short_text *const json = subjects.find_json(id);
+
+            ASSERT_EQ(name == nullptr, json == nullptr) << id;
+            EXPECT_TRUE(name == nullptr || json->view() == as_json(*name)) << id;
+        }
+    }
+}
+
 } // namespace

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "decoder/ZELLogDecoder.h"
+#include "tests/decoder/oracle.h"
 #include "tests/decoder/report_builder.h"
 
 namespace {
@@ -85,6 +86,41 @@ TEST(ReportLine, HasTheLayoutOfEveryLine) {
         SCOPED_TRACE(row.meaning);
 
         EXPECT_EQ(line_of(row.report, row.clock), row.line);
+    }
+}
+
+/** A report with these ids and no payload. */
+_QorProfileReport report_of(unsigned type, unsigned event, unsigned component, unsigned category) {
+    return ReportBuilder(static_cast<std::uint8_t>(type), static_cast<std::uint8_t>(event),
+                         static_cast<std::uint8_t>(component), static_cast<std::uint8_t>(category))
+        .u32(4, 7)
+        .u64(8, 5'250'000);
+}
+
+void expect_independent_line(const _QorProfileReport &report) {
+    ASSERT_EQ(line_of(report), oracle::describe(report.bytes, {})) << std::hex << report.header();
+}
+
+TEST(ReportLine, IsTheSameForEveryCombinationOfSmallIds) {
+    for (unsigned category = 0; category < 17; ++category) {
+        for (unsigned component = 0; component < 9; ++component) {
+            for (unsigned event = 0; event < 33; ++event) {
+                for (unsigned type = 0; type < 17; ++type) {
+                    ASSERT_NO_FATAL_FAILURE(expect_independent_line(report_of(type, event, component, category)));
+                }
+            }
+        }
+    }
+}
+
+TEST(ReportLine, IsTheSameForEveryIdAmongSmallOnes) {
+    for (unsigned id = 0; id < 256; ++id) {
+        for (unsigned other = 0; other < 11; ++other) {
+            ASSERT_NO_FATAL_FAILURE(expect_independent_line(report_of(id, other, other, other)));
+            ASSERT_NO_FATAL_FAILURE(expect_independent_line(report_of(other, id, other, other)));
+            ASSERT_NO_FATAL_FAILURE(expect_independent_line(report_of(other, other, id, other)));
+            ASSERT_NO_FATAL_FAILURE(expect_independent_line(report_of(other, other, other, id)));
+        }
     }
 }
 

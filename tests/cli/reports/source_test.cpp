@@ -44,8 +44,10 @@ using Places = std::vector<std::pair<std::uint32_t, std::uint64_t>>;
 /** What an observer sees: sequence numbers and offsets. */
 Places observe(ReportSource &source) {
     Places places;
-    source.observe([&](const _QorProfileReport &report, std::uint64_t offset) {
-        places.emplace_back(report.sequence_num(), offset);
+    source.observe([&](const cli::ReportPiece &piece) {
+        for (std::size_t i = 0; i < piece.count(); ++i) {
+            places.emplace_back(piece.report(i).sequence_num(), piece.offset_of(i));
+        }
     });
     read_numbers(source);
     return places;
@@ -94,6 +96,17 @@ TEST(ReportSourceTest, AnObserverSeesWhatAFilterDrops) {
     EXPECT_EQ(observe(source), (Places{{1, 0}, {2, 48}, {7, 96}}));
 }
 
+TEST(ReportSourceTest, AnObserverSeesNothingBehindTheLastOfTheFirst) {
+    Selection selection;
+    selection.filter.components = {"gyro"};
+    selection.first = 1;
+    const TemporaryFolder folder;
+    ReportSource source(folder.file("dump", numbered_reports(1) + report(kGyroData, 7, 0) + numbered_reports(2)),
+                        selection);
+
+    EXPECT_EQ(observe(source), (Places{{1, 0}, {7, 48}}));
+}
+
 TEST(ReportSourceTest, AnObserverOfTheLastOfAPipeExcludesAFilter) {
     Selection selection = last(1);
     selection.filter.components = {"accel"};
@@ -101,7 +114,7 @@ TEST(ReportSourceTest, AnObserverOfTheLastOfAPipeExcludesAFilter) {
     pipe.close_writer();
     ReportSource source(pipe.name(), selection);
 
-    EXPECT_THROW(source.observe([](const _QorProfileReport &, std::uint64_t) {}), cli::WrongUse);
+    EXPECT_THROW(source.observe([](const cli::ReportPiece &) {}), cli::WrongUse);
 }
 
 TEST(ReportSourceTest, AWatcherIsToldBeforeEveryRead) {

@@ -1,6 +1,11 @@
 #include "cli/reports/statistics.h"
 
+#include <algorithm>
+#include <array>
 #include <cstdint>
+#include <map>
+#include <random>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -23,7 +28,7 @@ SequenceWatch watch_all(const std::vector<std::uint32_t> &numbers) {
     SequenceWatch watch;
     std::uint64_t offset = 0;
     for (const std::uint32_t number : numbers) {
-        watch.see(as_report(report(kAccelData, number, 0)), offset);
+        watch.see(std::array{as_report(report(kAccelData, number, 0))}, offset);
         offset += 48;
     }
     return watch;
@@ -62,6 +67,32 @@ TEST(SequenceWatchTest, OnlyTheFirstGapsAreKept) {
     EXPECT_EQ(watch.first_gaps()[0].after, 2u);
 }
 
+TEST(SequenceWatchTest, GapsAreTheSameHoweverTheReportsAreCut) {
+    const std::vector<std::uint32_t> numbers = {7, 8, 10, 11, 3, 4, 4, 5, 0xFFFFFFFF, 0, 2};
+    std::vector<_QorProfileReport> reports;
+    for (const std::uint32_t number : numbers) {
+        reports.push_back(as_report(report(kAccelData, number, 0)));
+    }
+    const SequenceWatch one_by_one = watch_all(numbers);
+
+    for (std::size_t cut = 0; cut <= reports.size(); ++cut) {
+        const std::span<const _QorProfileReport> all(reports);
+        SequenceWatch watch;
+        watch.see(all.first(cut), 0);
+        watch.see(all.subspan(cut), cut * 48);
+
+        EXPECT_EQ(watch.gap_count(), 5u);
+        EXPECT_EQ(watch.gap_count(), one_by_one.gap_count());
+        EXPECT_EQ(watch.missing_count(), one_by_one.missing_count());
+        ASSERT_EQ(watch.first_gaps().size(), one_by_one.first_gaps().size());
+        for (std::size_t gap = 0; gap < watch.first_gaps().size(); ++gap) {
+            EXPECT_EQ(watch.first_gaps()[gap].offset, one_by_one.first_gaps()[gap].offset);
+            EXPECT_EQ(watch.first_gaps()[gap].before, one_by_one.first_gaps()[gap].before);
+            EXPECT_EQ(watch.first_gaps()[gap].after, one_by_one.first_gaps()[gap].after);
+        }
+    }
+}
+
 TEST(DumpStatisticsTest, OneGapIsOneGap) {
     const std::string text = DumpStatistics().text(watch_all({1, 5}), {});
 
@@ -74,7 +105,7 @@ TEST(DumpStatisticsTest, CountsOfEventsWithTheSameShortcutDoNotMix) {
         for (unsigned category = 0; category < 256; ++category) {
             for (unsigned event = 0; event < 256; event += 16) {
                 const Ids ids{static_cast<std::uint8_t>(category), 1, static_cast<std::uint8_t>(event), 3};
-                statistics.count(as_report(report(ids, 0, 0)));
+                statistics.count(std::array{as_report(report(ids, 0, 0))});
             }
         }
     }
@@ -88,12 +119,68 @@ TEST(DumpStatisticsTest, CountsOfEventsWithTheSameShortcutDoNotMix) {
     EXPECT_EQ(json["other_events"], 0);
 }
 
+using Counts = std::map<std::vector<unsigned>, std::uint64_t>;
+
+/** The counts of an array of JSON by the ids under `keys`. */
+Counts counts_in(const nlohmann::json &rows, const std::vector<std::string> &keys) {
+    Counts counts;
+    for (const auto &row : rows) {
+        std::vector<unsigned> ids;
+        for (const std::string &key : keys) {
+            ids.push_back(row.at(key + "_id"));
+        }
+        counts[ids] += row.at("count").get<std::uint64_t>();
+    }
+    return counts;
+}
+
+TEST(DumpStatisticsTest, CountsAreThoseOfEachReportByItself) {
+    std::mt19937 random(5);
+    DumpStatistics statistics;
+    Counts categories;
+    Counts components;
+    Counts events;
+    Counts types;
+    std::uint64_t earliest = ~std::uint64_t{0};
+    std::uint64_t latest = 0;
+    for (std::size_t size = 0; size < 200; ++size) {
+        std::vector<_QorProfileReport> block;
+        for (std::size_t i = 0; i < size; ++i) {
+            // Few enough for repetitions, and more than the places for recent headers.
+            const Ids ids{static_cast<std::uint8_t>(random() % 4 * 80), static_cast<std::uint8_t>(random() % 3 * 120),
+                          static_cast<std::uint8_t>(random() % 40 * 6), static_cast<std::uint8_t>(random() % 5 * 60)};
+            const std::uint64_t time = 1000 + random() % 1'000'000;
+            block.push_back(as_report(report(ids, 0, time)));
+            ++categories[{ids.category}];
+            ++components[{ids.category, ids.component}];
+            ++events[{ids.category, ids.component, ids.event}];
+            ++types[{ids.type}];
+            earliest = std::min(earliest, time);
+            latest = std::max(latest, time);
+        }
+        statistics.count(block);
+    }
+
+    for (int round = 0; round < 2; ++round) {
+        const auto json = nlohmann::json::parse(statistics.json({}, {}));
+
+        EXPECT_EQ(counts_in(json["categories"], {"category"}), categories);
+        EXPECT_EQ(counts_in(json["components"], {"category", "component"}), components);
+        EXPECT_EQ(counts_in(json["events"], {"category", "component", "event"}), events);
+        EXPECT_EQ(counts_in(json["types"], {"type"}), types);
+        EXPECT_EQ(json["reports"], 199 * 200 / 2);
+        EXPECT_EQ(json["earliest"], earliest);
+        EXPECT_EQ(json["latest"], latest);
+        EXPECT_EQ(json["other_events"], 0);
+    }
+}
+
 TEST(DumpStatisticsTest, EventsBeyondTheMostThatAreToldApartAreCountedTogether) {
     DumpStatistics statistics;
     for (std::uint32_t ids = 0; ids < 10'100; ++ids) {
         const Ids each{static_cast<std::uint8_t>(ids >> 16), static_cast<std::uint8_t>(ids >> 8),
                        static_cast<std::uint8_t>(ids), 3};
-        statistics.count(as_report(report(each, 0, 0)));
+        statistics.count(std::array{as_report(report(each, 0, 0))});
     }
 
     const auto json = nlohmann::json::parse(statistics.json({}, {}));

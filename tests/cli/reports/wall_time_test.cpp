@@ -51,6 +51,18 @@ TEST(IsoWallTimeTest, AZoneWithSecondsInItsDistanceGivesUtc) {
     EXPECT_EQ(text, "1970-01-01T23:59:59.250000Z");
 }
 
+TEST(IsoWallTimeTest, IsOfTheZoneThatTheProcessHasNow) {
+    const std::string before = iso_wall_time(59 * kSecond, kEpoch);
+    ASSERT_EQ(setenv("TZ", "QST-01:00", 1), 0); // NOLINT(concurrency-mt-unsafe): as above
+    tzset();
+    const std::string after = iso_wall_time(59 * kSecond, kEpoch);
+    ASSERT_EQ(setenv("TZ", "QST+03:30", 1), 0); // NOLINT(concurrency-mt-unsafe): as above
+    tzset();
+
+    EXPECT_EQ(before, "1969-12-31T20:30:59.000000-03:30");
+    EXPECT_EQ(after, "1970-01-01T01:00:59.000000+01:00");
+}
+
 TEST(IsoWallTimeTest, TheLastTimeFits) { EXPECT_EQ(iso_wall_time(0, {1, 0}), "2554-07-21T20:04:33.709551-03:30"); }
 
 } // namespace

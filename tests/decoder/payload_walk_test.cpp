@@ -1,8 +1,9 @@
-#include "decoder/payload_values.h"
+#include "decoder/payload_walk.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -12,11 +13,73 @@
 
 namespace {
 
-using decoder::payload_value;
+/** A value as the walk gave it to the notation. */
+struct payload_value {
+    enum class kind { number, hexadecimal, real, text, name, bytes };
+
+    std::string key;
+    kind type = kind::number;
+    std::size_t occurrence = 0;
+    std::uint64_t number = 0;
+    double real = 0;
+    std::string text = {};
+    std::vector<std::uint8_t> bytes = {};
+};
+
+/** Notes every value and writes one character for it. */
+struct recorder {
+    std::vector<payload_value> &values;
+
+    template <typename Field>
+    static constexpr std::size_t kRoom = 1;
+
+    template <typename Field, typename Value>
+    char *put(char *out, const Value &value) const {
+        payload_value noted;
+        note(noted, value);
+        noted.key = Field::row.name;
+        noted.occurrence = Field::occurrence;
+        values.push_back(noted);
+        *out = '.';
+        return out + 1;
+    }
+
+private:
+    using kind = payload_value::kind;
+
+    static void note(payload_value &noted, decoder::number_value value) { noted.number = value.number; }
+    static void note(payload_value &noted, decoder::hexadecimal_value value) {
+        noted.type = kind::hexadecimal;
+        noted.number = value.number;
+    }
+    static void note(payload_value &noted, decoder::real_value value) {
+        noted.type = kind::real;
+        noted.real = value.number;
+    }
+    static void note(payload_value &noted, decoder::text_value value) {
+        noted.type = kind::text;
+        noted.text = value.text;
+    }
+    static void note(payload_value &noted, const decoder::name_value &value) {
+        noted.type = kind::name;
+        noted.number = value.id;
+        if (const decoder::short_text *name = value.names.find(value.id)) {
+            noted.text = decoder::strip_apostrophes(*name);
+        }
+    }
+    static void note(payload_value &noted, decoder::bytes_value value) {
+        noted.type = kind::bytes;
+        noted.bytes.assign(value.bytes.begin(), value.bytes.end());
+    }
+};
 
 std::vector<payload_value> values_of(const _QorProfileReport &report) {
     std::vector<payload_value> values;
-    decoder::for_each_payload_value(report, [&](const payload_value &value) { values.push_back(value); });
+    const std::size_t payload = decoder::payload_index(report);
+    std::vector<char> text(decoder::kPayloadRooms<recorder>[payload]);
+    const recorder notation{values};
+    const char *end = decoder::put_payload_fields(text.data(), report, payload, notation);
+    EXPECT_EQ(end, text.data() + values.size()) << "every field takes up where the one before ended";
     return values;
 }
 
@@ -40,7 +103,7 @@ std::vector<std::string> keys_in(const std::string &text) {
     return keys;
 }
 
-TEST(PayloadValues, AreTheFieldsOfTheTextInItsOrder) {
+TEST(PayloadWalk, AreTheFieldsOfTheTextInItsOrder) {
     for (unsigned category = 0; category < 12; ++category) {
         for (unsigned type = 0; type < 16; ++type) {
             for (const std::uint8_t selector : std::initializer_list<std::uint8_t>{0, 1, 2, 3, 4, 5, 7}) {
@@ -98,7 +161,7 @@ std::string text_of(const payload_value &value) {
     return text.str();
 }
 
-TEST(PayloadValues, EqualThoseOfTheTextInEveryLayout) {
+TEST(PayloadWalk, EqualThoseOfTheTextInEveryLayout) {
     for (unsigned category = 0; category < 12; ++category) {
         for (unsigned type = 0; type < 16; ++type) {
             for (const std::uint8_t selector : std::initializer_list<std::uint8_t>{0, 1, 2, 3, 4, 5, 7}) {
@@ -122,7 +185,7 @@ TEST(PayloadValues, EqualThoseOfTheTextInEveryLayout) {
     }
 }
 
-TEST(PayloadValues, KeysThatAppearTwiceAreGivenTwice) {
+TEST(PayloadWalk, KeysThatAppearTwiceAreGivenTwice) {
     EXPECT_THAT(keys_of(ReportBuilder(3, 0, 0, 7)),
                 testing::ElementsAre("trace", "thread", "arg1", "arg2", "arg3", "arg4", "arg1", "arg2", "arg3", "arg4",
                                      "arg5", "arg6", "xarg1", "xarg2", "xarg3", "xarg4", "xarg5", "xarg6"));
@@ -131,7 +194,35 @@ TEST(PayloadValues, KeysThatAppearTwiceAreGivenTwice) {
                                      "packet-size", "data-length", "data-offset", "raw-data"));
 }
 
-TEST(PayloadValues, NumbersHaveTheirWidth) {
+TEST(PayloadWalk, FieldsOfOneNameAreCounted) {
+    std::vector<std::size_t> occurrences;
+    for (const payload_value &value : values_of(ReportBuilder(3, 0, 0, 7))) {
+        occurrences.push_back(value.occurrence);
+    }
+
+    EXPECT_THAT(occurrences, testing::ElementsAre(1, 1, 1, 1, 1, 1, 2, 2, 2, 2, 1, 1, 1, 1, 1, 1, 1, 1));
+}
+
+/** A fixed number of characters for a field of each kind. */
+template <std::size_t of_number, std::size_t of_text>
+struct room_of_kinds {
+    template <typename Field>
+    static constexpr std::size_t kRoom = Field::row.how == qor::How::Text ? of_text : of_number;
+
+    template <typename Field, typename Value>
+    char *put(char *out, const Value &) const {
+        return out;
+    }
+};
+
+/** The index of the payload that a report of `type` has in every category without a rule. */
+constexpr std::size_t payload_of_type(std::size_t type) { return 1 + type; }
+
+static_assert(decoder::kPayloadRooms<room_of_kinds<1, 100>>[0] == 0, "no field, no room");
+static_assert(decoder::kPayloadRooms<room_of_kinds<1, 100>>[payload_of_type(9)] == 104, "a text and four numbers");
+static_assert(decoder::kPayloadRoom<room_of_kinds<1, 1>> == 29, "the longest payload has 29 fields");
+
+TEST(PayloadWalk, NumbersHaveTheirWidth) {
     const _QorProfileReport report = ReportBuilder(11, 0, 0, 2).u64(16, 0xFFFFFFFFFFFFFFFF).u32(32, 0xFFFFFFFF);
     const std::vector<payload_value> values = values_of(report);
 
@@ -141,7 +232,7 @@ TEST(PayloadValues, NumbersHaveTheirWidth) {
     EXPECT_EQ(values[4].number, 0u);
 }
 
-TEST(PayloadValues, ConstantsAreNumbers) {
+TEST(PayloadWalk, ConstantsAreNumbers) {
     const std::vector<payload_value> values = values_of(ReportBuilder(4, 0, 0, 8).u32(20, 6));
 
     EXPECT_EQ(values[0].key, "trigger");
@@ -150,7 +241,7 @@ TEST(PayloadValues, ConstantsAreNumbers) {
     EXPECT_EQ(values[2].number, 6u);
 }
 
-TEST(PayloadValues, HexadecimalWordsAreMarked) {
+TEST(PayloadWalk, HexadecimalWordsAreMarked) {
     const std::vector<payload_value> values = values_of(ReportBuilder(3, 0, 0, 8).u32(36, 0xABCD));
 
     EXPECT_EQ(values[11].key, "xarg6");
@@ -158,7 +249,7 @@ TEST(PayloadValues, HexadecimalWordsAreMarked) {
     EXPECT_EQ(values[11].number, 0xABCDu);
 }
 
-TEST(PayloadValues, TextsAreRawUpToTheFirstZero) {
+TEST(PayloadWalk, TextsAreRawUpToTheFirstZero) {
     const _QorProfileReport report = ReportBuilder(9, 0, 0, 0).bytes(32, {0xFF, 'a', 0, 'b'});
     const std::vector<payload_value> values = values_of(report);
 
@@ -167,7 +258,7 @@ TEST(PayloadValues, TextsAreRawUpToTheFirstZero) {
                               "a");
 }
 
-TEST(PayloadValues, BytesHaveTheLengthThatTheTextShows) {
+TEST(PayloadWalk, BytesHaveTheLengthThatTheTextShows) {
     const _QorProfileReport three = ReportBuilder(1, 0, 0, 0).u16(20, 3).counting(24, 47);
     const _QorProfileReport many = ReportBuilder(1, 0, 0, 0).u16(20, 1000).counting(24, 47);
 
@@ -176,7 +267,7 @@ TEST(PayloadValues, BytesHaveTheLengthThatTheTextShows) {
     EXPECT_EQ(values_of(many)[4].bytes.size(), 24u);
 }
 
-TEST(PayloadValues, VectorsAreReals) {
+TEST(PayloadWalk, VectorsAreReals) {
     const _QorProfileReport report = ReportBuilder(3, 0, 0, 4).u32(16, 0xFFFF0000).u32(20, 1);
     const std::vector<payload_value> values = values_of(report);
 
@@ -185,7 +276,7 @@ TEST(PayloadValues, VectorsAreReals) {
     EXPECT_EQ(values[7].real, 1.52587890625e-05);
 }
 
-TEST(PayloadValues, SubjectsHaveANameOrANumber) {
+TEST(PayloadWalk, SubjectsHaveANameOrANumber) {
     const _QorProfileReport named = ReportBuilder(3, 0, 3, 7).u32(16, 4);
     const _QorProfileReport unnamed = ReportBuilder(3, 0, 5, 7).u32(16, 70000);
 

@@ -1,0 +1,153 @@
+/** How the fields of a payload look in JSON (a notation of `decoder/payload_walk.h`). */
+#pragma once
+
+#include <charconv>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <span>
+#include <string_view>
+
+#include "cli/reports/json_values.h"
+#include "decoder/byte_dump.h"
+#include "decoder/digits.h"
+#include "decoder/payload_walk.h"
+#include "decoder/short_text.h"
+#include "host/utf8.h"
+
+namespace cli {
+
+/** Numbers and reals, which look the same wherever JSON stands. */
+namespace json_numbers {
+
+inline constexpr std::size_t kRoom = 32;
+
+/** Doubles can tell all integers up to this one apart. */
+inline constexpr std::uint64_t kLastExactInteger = std::uint64_t{1} << 53;
+
+/** A number of at most `size` bytes; 0 is the size of constants, which are bytes. */
+template <std::size_t size>
+[[gnu::always_inline]] inline char *put(char *out, std::uint64_t number) {
+    if constexpr (size <= 1) {
+        return decoder::put_byte_and_comma(out, static_cast<std::uint8_t>(number)) - 1;
+    } else if constexpr (size == 2) {
+        return decoder::put_up_to_eight_digits(out, static_cast<std::uint32_t>(number));
+    } else if constexpr (size == 4) {
+        return decoder::put_up_to_ten_digits(out, number);
+    } else {
+        return decoder::put_decimal(out, number);
+    }
+}
+
+/** The shortest number that reads back as `real`. */
+inline char *put_real(char *out, double real) { return std::to_chars(out, out + kRoom, real).ptr; }
+
+} // namespace json_numbers
+
+/**
+ * Members of an object, each after a comma. `Style` has
+ * - `kMark`, a quotation mark as the surrounding format writes it;
+ * - `kKeepsBigNumbers`, whether numbers above 2^53 are numbers, too, rather than strings.
+ */
+template <typename Style>
+struct JsonMembers {
+    /** A key with its marks, the comma before it and the colon after it. */
+    using Key = decoder::text_of_at_most<48>;
+
+    template <typename Field>
+    static constexpr std::size_t kRoom = [] {
+        using qor::How;
+        constexpr How how = Field::row.how;
+        constexpr bool is_bytes = how == How::Bytes || how == How::CountedBytes;
+        constexpr std::size_t kMarks = 2 * Style::kMark.size();
+        return Key::kCapacity + kMarks +
+               (how == How::Text      ? json_text_room(Field::row.size)
+                : is_bytes            ? 2 * Field::row.size
+                : how == How::Subject ? std::size_t{decoder::short_text::kCapacity}
+                                      : json_numbers::kRoom);
+    }();
+
+    template <typename Field>
+    char *put(char *out, decoder::number_value value) const {
+        out = put_key<Field>(out);
+        if constexpr (Field::row.size == 8 && !Style::kKeepsBigNumbers) {
+            if (value.number > json_numbers::kLastExactInteger) [[unlikely]] {
+                return put_mark(decoder::put_decimal(put_mark(out), value.number));
+            }
+        }
+        return json_numbers::put<Field::row.size>(out, value.number);
+    }
+
+    template <typename Field>
+    char *put(char *out, decoder::hexadecimal_value value) const {
+        return json_numbers::put<sizeof value.number>(put_key<Field>(out), value.number);
+    }
+
+    template <typename Field>
+    char *put(char *out, decoder::real_value value) const {
+        return json_numbers::put_real(put_key<Field>(out), value.number);
+    }
+
+    /** An id without a name is a string as well, so that all values of a key have one type. */
+    template <typename Field>
+    char *put(char *out, const decoder::name_value &value) const {
+        out = put_key<Field>(out);
+        if (const decoder::short_text *name = value.names.find_json(value.id)) {
+            // The name brings marks of its own.
+            out = decoder::put(put_rest_of_mark(out), *name);
+            return put_rest_of_mark(out);
+        }
+        return put_mark(decoder::put_up_to_ten_digits(put_mark(out), value.id));
+    }
+
+    template <typename Field>
+    char *put(char *out, decoder::text_value value) const {
+        if (is_plain_in_json(value.text)) [[likely]] {
+            out = put_mark(put_key<Field>(out));
+            std::memcpy(out, value.text.data(), Field::row.size); // a constant size, up to the end of the field
+            return put_mark(out + value.text.size());
+        }
+        return put_unusual_text<Field>(out, value.text);
+    }
+
+    template <typename Field>
+    char *put(char *out, decoder::bytes_value value) const {
+        return put_mark(decoder::put_hexadecimal_pairs(put_mark(put_key<Field>(out)), value.bytes));
+    }
+
+private:
+    static constexpr std::string_view kDigits = "0123456789";
+
+    template <typename Field, bool has_hex>
+    static constexpr Key kKey{{",", Style::kMark, Field::row.name, Field::occurrence == 1 ? "" : "_",
+                               Field::occurrence == 1 ? "" : kDigits.substr(Field::occurrence, 1),
+                               has_hex ? "_hex" : "", Style::kMark, ":"}};
+
+    template <typename Field, bool has_hex = false>
+    [[gnu::always_inline]] static char *put_key(char *out) {
+        static_assert(Field::occurrence < kDigits.size());
+        return decoder::put_constant<kKey<Field, has_hex>>(out);
+    }
+
+    static char *put_mark(char *out) {
+        std::memcpy(out, Style::kMark.data(), Style::kMark.size());
+        return out + Style::kMark.size();
+    }
+
+    /** What `kMark` has more than the one mark of JSON. */
+    static char *put_rest_of_mark(char *out) {
+        std::memcpy(out, Style::kMark.data(), Style::kMark.size() - 1);
+        return out + Style::kMark.size() - 1;
+    }
+
+    template <typename Field>
+    [[gnu::noinline]] static char *put_unusual_text(char *out, std::string_view text) {
+        if (host::is_utf8(text)) {
+            return put_mark(put_json_text(put_mark(put_key<Field>(out)), text, Style::kMark));
+        }
+        const auto *bytes = static_cast<const std::uint8_t *>(static_cast<const void *>(text.data()));
+        return put_mark(decoder::put_hexadecimal_pairs(put_mark(put_key<Field, true>(out)), {bytes, text.size()}));
+    }
+};
+
+} // namespace cli
