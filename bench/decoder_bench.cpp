@@ -10,6 +10,7 @@
 
 #include "bench/ratio_reporter.h"
 #include "bench/report_mix.h"
+#include "cli/reports/clock.h"
 #include "cli/reports/rendering.h"
 #include "decoder/ProfileDescription.h"
 #include "decoder/byte_dump.h"
@@ -83,9 +84,8 @@ void write_form(benchmark::State &state, const char *form, const decoder::device
     const decoder::unchanging_zone zone;
     const cli::DumpClock fixed_clock(clock);
     const auto write_all_reports = [&] {
-        const cli::ReportRendering rendering = cli::rendering_of(form, {});
         buffer.clear();
-        rendering.append(buffer, {&report_at(0), kReports}, fixed_clock);
+        cli::rendering_of(form, {}).append(buffer, {&report_at(0), kReports}, fixed_clock);
     };
     write_all_reports(); // grows the buffer and maps its pages
     for ([[maybe_unused]] auto round : state) {

@@ -7,6 +7,7 @@
 #include "cli/arguments/words.h"
 #include "cli/records/folder.h"
 #include "cli/records/summary.h"
+#include "cli/terminal/interruption.h"
 #include "cli/terminal/log.h"
 #include "cli/terminal/output.h"
 #include "cli/verbs.h"
@@ -65,9 +66,20 @@ void write_to_folder(const std::string &folder, const std::vector<host::RecordBy
     write_folder(folder, records, titles);
 }
 
-void print_summary(Output output, const std::vector<SummaryRow> &rows, bool is_json) {
-    output.write_styled(is_json ? summary_json(rows) : summary_table(rows, output.style()));
-    output.flush();
+std::string summary_text(const std::vector<SummaryRow> &rows, bool is_json, int descriptor) {
+    return is_json ? summary_json(rows) : summary_table(rows, style_for(descriptor));
+}
+
+/** The records are on standard output: the exit code tells that, whether or not there is a standard error. */
+void print_summary_beside_records(const std::string &summary) {
+    try {
+        Output output = standard_error();
+        output.write_styled(summary);
+        output.flush();
+    } catch (const host::Error &) {
+    } catch (const ReaderHasGone &) {
+    } catch (const Interrupted &) {
+    }
 }
 
 /** Called when the records are written: all are kept, but one that cannot be read back is a failure. */
@@ -83,14 +95,14 @@ void write_records(const CaptureArguments &arguments, const std::vector<host::Re
     const std::vector<SummaryRow> rows = summarise_all(records);
     if (arguments.folder == "-") {
         write_to_standard_output(records);
-        print_summary(standard_error(), rows, arguments.summary_is_json);
+        print_summary_beside_records(summary_text(rows, arguments.summary_is_json, STDERR_FILENO));
         refuse_damage(rows, "standard output");
         return;
     }
     const std::string folder = arguments.folder.empty() ? unused_folder_name() : arguments.folder;
     write_to_folder(folder, records, rows);
     print_message("written to " + folder);
-    print_summary(standard_output(), rows, arguments.summary_is_json);
+    print_outcome(summary_text(rows, arguments.summary_is_json, STDOUT_FILENO));
     refuse_damage(rows, folder);
 }
 

@@ -30,9 +30,6 @@ struct MetricsArguments {
 
 void check_use(const MetricsArguments &arguments) {
     const bool merges = !arguments.merged.empty();
-    if (merges && arguments.merged.size() < 2) {
-        throw WrongUse("--merge requires at least two stores");
-    }
     if (merges && arguments.merged_into.empty()) {
         throw WrongUse("--merge requires -o FILE for the sum");
     }
@@ -102,7 +99,8 @@ Verb declare_metrics() {
                           {.name = "--merge",
                            .value_name = "STORE...",
                            .target = &arguments->merged,
-                           .help = "Add stores up: scalars by value, others by count"},
+                           .help = "Add stores up: scalars by value, others by count;\none store is copied, also while "
+                                   "hosts write to it"},
                           {.name = "-o",
                            .value_name = "FILE",
                            .target = &arguments->merged_into,

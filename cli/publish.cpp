@@ -78,8 +78,11 @@ void deliver(std::span<const std::byte> batch, const std::string &plug_in, const
     if (!qor.has_callback()) {
         throw host::Error(host::plug_in_file(plug_in), "", "the plug-in installs no analytics callback");
     }
-    // A failure needs no report of its own: close() throws when operations are lost.
-    host::HostedStore store(store_file, [](const host::Error &, host::Fate) {});
+    host::HostedStore store(store_file, [](const host::Error &failure, host::Fate operations) {
+        if (operations == host::Fate::kBeside) { // the others need no report of their own: close() throws
+            print_store_failure(failure, operations);
+        }
+    });
     qor.deliver_batch(batch);
     device.stop();
     store.close();

@@ -112,10 +112,12 @@ int run(const RunArguments &arguments) {
 
     host::HostedDevice device(std::move(description), arguments.plug_in);
     std::atomic<bool> store_stopped_run = false;
-    const auto stop_for_store = [&](const host::Error &failure, host::Fate) {
+    const auto stop_for_store = [&](const host::Error &failure, host::Fate operations) {
         print_message(std::string("qorstat: ") + failure.what());
-        store_stopped_run = true;
-        events.stop();
+        if (operations != host::Fate::kBeside) {
+            store_stopped_run = true;
+            events.stop();
+        }
     };
     host::HostedStore store(arguments.store ? *arguments.store : default_store_file_to_write(),
                             arguments.on_store_error == "stop" ? stop_for_store

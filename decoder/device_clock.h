@@ -39,8 +39,8 @@ constexpr std::uint64_t wall_time(std::uint64_t timestamp, const time_sync &sync
 
 /**
  * Writes a time in microseconds since the epoch as "Nov 05 09:03:07.250000", with the month names of the C locale, in
- * the process's time zone (`decoder/remembered_second.h` says when it is looked at). Writes nothing if there is no such local time.
- * Needs room for 40 characters. Any thread.
+ * the process's time zone (`decoder/remembered_second.h` says when it is looked at). Writes nothing if there is no such
+ * local time. Needs room for 40 characters. Any thread.
  * @return the end of the text.
  */
 char *put_wall_time(char *out, std::uint64_t microseconds);

@@ -1,19 +1,12 @@
 // Opens any bytes as an analytics store. Either they are refused with one error and stay unchanged, or the contents
 // follow the store's rules, are printed in every form, and read back the same from a copy.
 
-#include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
 #include <filesystem>
 #include <string>
-#include <system_error>
-#include <vector>
 
-#include <fcntl.h>
 #include <nlohmann/json.hpp>
-#include <unistd.h>
 
 #include "cli/metrics/families.h"
 #include "cli/metrics/json.h"
@@ -21,54 +14,17 @@
 #include "cli/metrics/table.h"
 #include "fuzz/controls.h"
 #include "fuzz/input.h"
+#include "fuzz/store_folder.h"
 #include "host/error.h"
 #include "host/store/analytics_store.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using fuzz::holds;
 using fuzz::require;
-
-/** A folder for the files of this process. Removed at exit unless the process crashes. */
-class Folder {
-public:
-    Folder() {
-        std::string pattern = fs::temp_directory_path() / "qor-store-fuzz-XXXXXX";
-        require(mkdtemp(pattern.data()) != nullptr, "a temporary folder can be created");
-        _path = pattern;
-    }
-    Folder(const Folder &) = delete;
-    Folder &operator=(const Folder &) = delete;
-    ~Folder() {
-        std::error_code ignored;
-        fs::remove_all(_path, ignored);
-    }
-
-    const fs::path &path() const { return _path; }
-
-private:
-    fs::path _path;
-};
-
-const fs::path &folder() {
-    static const Folder made;
-    return made.path();
-}
-
-void write_file(const fs::path &path, const std::uint8_t *data, std::size_t size) {
-    const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    require(write(descriptor, data, size) == static_cast<ssize_t>(size), "a store is written");
-    close(descriptor);
-}
-
-/** Whether a file holds exactly these bytes. */
-bool holds(const fs::path &path, const std::uint8_t *data, std::size_t size) {
-    const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    std::vector<std::uint8_t> left(size + 1);
-    const ssize_t count = read(descriptor, left.data(), left.size());
-    close(descriptor);
-    return count == static_cast<ssize_t>(size) && std::equal(data, data + size, left.begin());
-}
+using fuzz::store_folder;
+using fuzz::write_file;
 
 void check_rules(const host::StoreContents &contents) {
     for (const auto &[key, distribution] : contents.distributions) {
@@ -81,7 +37,7 @@ void check_rules(const host::StoreContents &contents) {
 }
 
 void check_copy(const host::StoreContents &contents) {
-    const fs::path copy = folder() / "copy.db";
+    const fs::path copy = store_folder() / "copy.db";
     fs::remove(copy);
     host::write_new_analytics_store(copy, contents);
     require(host::read_analytics_store(copy) == contents, "a copy holds the same");
@@ -100,7 +56,7 @@ void check_metrics(const host::StoreContents &contents) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-    const fs::path file = folder() / "input.db";
+    const fs::path file = store_folder() / "input.db";
     write_file(file, data, size);
     try {
         const host::StoreContents contents = host::read_analytics_store(file);

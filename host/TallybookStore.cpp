@@ -5,6 +5,7 @@
 #include <memory>
 #include <mutex>
 #include <new>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -84,8 +85,13 @@ public:
         } catch (const Error &failure) {
             throw Error(failure.file(), failure.place(), failure.reason() + "; " + loss_text(lost + last.operations()));
         }
-        if (lost > 0) {
-            throw loss_without_memory(closing.get(), lost);
+        const std::optional<Error> loss =
+            lost > 0 ? std::optional(loss_without_memory(closing.get(), lost)) : std::nullopt;
+        if (closing != nullptr) {
+            close_file(*closing);
+        }
+        if (loss) {
+            throw Error(*loss);
         }
     }
 
@@ -95,6 +101,13 @@ private:
     std::unique_ptr<AnalyticsStore> exchange_file(std::unique_ptr<AnalyticsStore> file) {
         const std::lock_guard lock(_reading);
         return std::exchange(_file, std::move(file));
+    }
+
+    void close_file(AnalyticsStore &file) {
+        const std::string path = file.path();
+        if (const std::string left = file.close(); !left.empty()) {
+            call_report(Fate::kBeside, [&] { return Error(path, "", left); });
+        }
     }
 
     static Error loss_without_memory(const AnalyticsStore *file, std::uint64_t operations) {

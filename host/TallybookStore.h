@@ -43,10 +43,11 @@ StoreContents store_contents();
 /** Removes everything from the store, and the operations that wait. @throws Error when it cannot be written. */
 void clear_store();
 
-/** The fate of operations that could not be written. */
+/** The fate of operations that could not be written, or not to the store file itself. */
 enum class Fate {
-    kKept, ///< they will be tried again
-    kLost  ///< dropped because memory is exhausted
+    kKept,  ///< they will be tried again
+    kLost,  ///< dropped because memory is exhausted
+    kBeside ///< written, but to a file beside the closed store, which cannot be copied alone
 };
 
 using StoreFailureReport = std::function<void(const Error &failure, Fate operations)>;
@@ -54,8 +55,9 @@ using StoreFailureReport = std::function<void(const Error &failure, Fate operati
 /**
  * Sets the function called when operations could not be written, on the thread that wrote them. While operations are
  * kept, it is called once for a series of equal failures; when operations are lost, it is called each time, and the
- * error gives their number. It may throw only `std::bad_alloc` and must not call this store. The default, also for an
- * empty function, prints the error to standard error.
+ * error gives their number. Closing a store calls it when operations stay beside the file. It may throw only
+ * `std::bad_alloc` and must not call this store. The default, also for an empty function, prints the error to standard
+ * error.
  */
 void on_store_failure(StoreFailureReport report);
 

@@ -201,7 +201,7 @@ Output standard_error() { return Output(STDERR_FILENO, "standard error"); }
 void print_outcome(std::string_view text) {
     try {
         Output output = standard_output();
-        output.write(text);
+        output.write_styled(text);
         output.flush();
     } catch (const ReaderHasGone &) {
         // The rest of the output is not wanted.

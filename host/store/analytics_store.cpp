@@ -20,6 +20,7 @@
 #include "host/error.h"
 #include "host/store/schema.h"
 #include "host/store/sqlite_database.h"
+#include "host/store/store_vfs.h"
 
 namespace host {
 namespace {
@@ -70,21 +71,6 @@ void read_distributions(Database &database, StoreContents &contents) {
     }
 }
 
-enum class Checks { kSchema, kEveryPage };
-
-/** Reads the contents at one moment. */
-StoreContents read_contents(Database &database, Checks checks) {
-    const ReadTransaction transaction(database);
-    require_store_schema(database);
-    if (checks == Checks::kEveryPage) {
-        require_sound_pages(database);
-    }
-    StoreContents contents;
-    read_scalars(database, contents);
-    read_distributions(database, contents);
-    return contents;
-}
-
 /** The state of a file, for detecting changes. */
 struct FileState {
     dev_t device;
@@ -96,45 +82,75 @@ struct FileState {
     friend bool operator==(const FileState &, const FileState &) = default;
 };
 
-FileState state_of(const std::string &name, const std::string &file) {
+FileState state_of(const struct stat &status) {
+    return {status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+}
+
+/** Empty when there is no such file. */
+std::optional<FileState> state_beside(const std::string &file, const char *ending) {
+    struct stat status {};
+    if (::lstat((file + ending).c_str(), &status) == -1) {
+        return std::nullopt;
+    }
+    return state_of(status);
+}
+
+/** A store's file and what stands beside it, for finding out whether a program has opened it meanwhile. */
+struct StoreState {
+    FileState store;
+    std::optional<FileState> log;
+    std::optional<FileState> index;
+
+    bool has_log() const { return log && log->size > 0; }
+    friend bool operator==(const StoreState &, const StoreState &) = default;
+};
+
+StoreState state_of(const std::string &name, const std::string &file) {
     struct stat status {};
     if (::stat(file.c_str(), &status) == -1) {
         throw_system_error(name, errno);
     }
-    if (!S_ISREG(status.st_mode)) {
-        throw Error(name, "", "is not a regular file");
-    }
-    return {status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+    return {state_of(status), state_beside(file, "-wal"), state_beside(file, "-shm")};
 }
 
-bool exists(const std::string &file) { return ::access(file.c_str(), F_OK) == 0; }
-
-// With either of these files, left by a running or a killed program, the store is more than its main file.
-bool has_journal(const std::string &file) { return exists(file + "-journal"); }
-bool has_log(const std::string &file) { return exists(file + "-wal"); }
+enum class Checks { kSchema, kEveryPage };
 
 /**
- * Reads a store that no program has open, which the absence of a journal and of a write-ahead log shows. The database
- * library creates no files beside it then, so that the folder may be read-only.
- * @return nothing when a host opened or changed the store meanwhile.
+ * Refuses a file that ends before its last page does: the database library would read what is missing as zeros. Called
+ * in a transaction. A log with data in it may hold the last pages.
  */
-std::optional<StoreContents> read_at_rest(const std::string &name, const std::string &file) {
-    const FileState before = state_of(name, file);
-    const auto stands_alone = [&] { return !has_journal(file) && !has_log(file); };
-    if (!stands_alone()) {
-        return std::nullopt;
+void require_whole_file(Database &database) {
+    const std::int64_t size = database.query_number("PRAGMA page_count") * database.query_number("PRAGMA page_size");
+    const StoreState state = state_of(database.name(), database.file());
+    if (!state.has_log() && size > state.store.size) {
+        refuse_damaged_store(database.name(), "its end is missing");
     }
-    const auto is_at_rest = [&] { return stands_alone() && state_of(name, file) == before; };
+}
+
+/** Reads the contents at one moment. */
+StoreContents read_contents(Database &database, Checks checks) {
+    const ReadTransaction transaction(database);
+    require_store_schema(database);
+    if (checks == Checks::kEveryPage) {
+        require_whole_file(database);
+        require_sound_pages(database);
+    }
+    StoreContents contents;
+    read_scalars(database, contents);
+    read_distributions(database, contents);
+    return contents;
+}
+
+/** @return nothing when what was read may not be of one moment. */
+std::optional<StoreContents> try_to_read(const std::string &name, const std::string &file) {
+    const StoreState before = state_of(name, file);
+    Database database(name, file, Database::Access::kRead);
+    const auto is_of_one_moment = [&] { return is_locked_against_hosts(database) || state_of(name, file) == before; };
     try {
-        Database database(name, file, Database::Access::kReadAtRest);
-        // The database library would read the missing end of the last page as zeros.
-        if (database.query_number("PRAGMA page_count") * database.query_number("PRAGMA page_size") > before.size) {
-            refuse_damaged_store(name, "its end is missing");
-        }
         StoreContents contents = read_contents(database, Checks::kEveryPage);
-        return is_at_rest() ? std::optional(std::move(contents)) : std::nullopt;
+        return is_of_one_moment() ? std::optional(std::move(contents)) : std::nullopt;
     } catch (const Error &) {
-        if (is_at_rest()) {
+        if (is_of_one_moment()) {
             throw;
         }
         return std::nullopt;
@@ -157,16 +173,6 @@ std::string real_path(const std::string &name) {
     return path.string();
 }
 
-/** Reading a write-ahead log that no program has open creates a file beside it. */
-void require_readable_log(const std::string &name, const std::string &file) {
-    const std::string folder = fs::path(file).parent_path().string();
-    if (has_log(file) && !exists(file + "-shm") && ::faccessat(AT_FDCWD, folder.c_str(), W_OK, AT_EACCESS) == -1) {
-        throw Error(name, "",
-                    "has data of a killed host in " + in_quotes(name + "-wal") +
-                        "; reading it requires write access to the folder");
-    }
-}
-
 // ---- changing
 
 /** The SQL function `wrapping_sum(a, b)`. The database's own addition turns to floating point on overflow. */
@@ -184,10 +190,29 @@ Database &add_functions(Database &database) {
     return database;
 }
 
-/** The statements that change a store, run inside a transaction of the caller. */
+enum class Limit { kOfValues, kNone };
+
+/** The key of the scalar that counts what a distribution has no room for. */
+std::string beyond_limit(std::string_view key) { return std::string(key) + kBeyondLimit; }
+
+/** The statements that change a store, run inside a transaction. */
 class Writer {
 public:
-    explicit Writer(Database &database) : _database(add_functions(database)) {}
+    explicit Writer(Database &database, Limit limit) : _database(add_functions(database)), _limit(limit) {}
+
+    /** Begins to write, inside a transaction that the caller has begun. */
+    void begin() {
+        // What was counted holds until another program writes, or until a transaction does not come to its end.
+        const std::int64_t version = _database.query_number("PRAGMA data_version");
+        const bool is_alone = version == std::exchange(_counted_version, version);
+        const bool was_committed = std::exchange(_is_committed, false);
+        if (!is_alone || !was_committed) {
+            forget_counts();
+        }
+    }
+
+    /** Says that the caller has committed the transaction. */
+    void end() { _is_committed = true; }
 
     void write(std::string_view key, const ScalarChange &change) {
         switch (change.kind) {
@@ -212,13 +237,57 @@ public:
         const std::int64_t number = find_or_add_number(key);
         if (change.is_cleared_first) {
             _empty_distribution.with(number).run();
+            forget_counts();
+            if (const auto beyond = find_number(beyond_limit(key))) {
+                _clear_scalar.with(*beyond).run();
+            }
         }
+        std::uint64_t left_over = 0;
         for (const auto &[value, count] : change.pushed) {
-            _push.with(number, value, static_cast<std::int64_t>(std::min(count, kLargestCount))).run();
+            if (!push(number, value, static_cast<std::int64_t>(std::min(count, kLargestCount)))) {
+                left_over = sum_of_counts(left_over, count);
+            }
+        }
+        if (left_over > 0) {
+            write(beyond_limit(key), ScalarChange{ScalarChange::kAdd, static_cast<std::int64_t>(left_over)});
         }
     }
 
 private:
+    /** @return false when the value is new and there is no room for it. */
+    bool push(std::int64_t number, double value, std::int64_t count) {
+        _push_again.with(count, number, value).run();
+        if (sqlite3_changes64(_database.handle()) == 1) {
+            return true;
+        }
+        if (_limit == Limit::kOfValues && !take_room(number)) {
+            return false;
+        }
+        _push.with(number, value, count).run();
+        return true;
+    }
+
+    /** Counts one more value of a distribution, unless it or the store has as many as it may have. */
+    bool take_room(std::int64_t number) {
+        if (_values_of_keys.empty()) {
+            _values_of_store = _database.query_number("SELECT count(*) FROM distribution");
+        }
+        const auto [of_key, is_new] = _values_of_keys.try_emplace(number, 0);
+        if (is_new) {
+            _count_values.with(number).step();
+            of_key->second = _count_values.integer(0);
+            _count_values.reset();
+        }
+        if (of_key->second >= kMostValuesOfKey || _values_of_store >= kMostValuesOfStore) {
+            return false;
+        }
+        ++of_key->second;
+        ++_values_of_store;
+        return true;
+    }
+
+    void forget_counts() { _values_of_keys.clear(); }
+
     /** The number of a key; adds the key when it is new. */
     std::int64_t find_or_add_number(std::string_view key) {
         std::optional<std::int64_t> number = find_number(key);
@@ -237,6 +306,11 @@ private:
     }
 
     Database &_database;
+    Limit _limit;
+    std::map<std::int64_t, std::int64_t> _values_of_keys; ///< those counted so far, by the numbers of their keys
+    std::int64_t _values_of_store = 0;                    ///< counted when that of a key is
+    std::int64_t _counted_version = 0;
+    bool _is_committed = true;
     Statement _find_key{_database, "SELECT id FROM key WHERE name = ?"};
     Statement _add_key{_database, "INSERT INTO key (name) VALUES (?)"};
     Statement _clear_scalar{_database, "DELETE FROM scalar WHERE key = ?"};
@@ -245,9 +319,11 @@ private:
     Statement _add_to_scalar{_database, "INSERT INTO scalar VALUES (?, ?) "
                                         "ON CONFLICT (key) DO UPDATE SET value = wrapping_sum(value, excluded.value)"};
     Statement _empty_distribution{_database, "DELETE FROM distribution WHERE key = ?"};
+    Statement _count_values{_database, "SELECT count(*) FROM distribution WHERE key = ?"};
+    Statement _push{_database, "INSERT INTO distribution VALUES (?, ?, ?)"};
     // Stops at the largest count instead of overflowing.
-    Statement _push{_database, "INSERT INTO distribution VALUES (?, ?, ?) ON CONFLICT (key, value) DO UPDATE "
-                               "SET count = min(count, 9223372036854775807 - excluded.count) + excluded.count"};
+    Statement _push_again{_database, "UPDATE distribution SET count = min(count, 9223372036854775807 - ?1) + ?1 "
+                                     "WHERE key = ?2 AND value = ?3"};
 };
 
 // ---- changing contents in memory
@@ -270,18 +346,35 @@ void apply(std::map<std::string, std::int64_t> &scalars, const std::string &key,
     }
 }
 
-void apply(std::map<std::string, Distribution> &distributions, const std::string &key,
-           const DistributionChange &change) {
+/** The same as `Writer::write`. @param values  in all distributions. */
+void apply(StoreContents &contents, const std::string &key, const DistributionChange &change, std::size_t &values) {
     if (change.is_cleared_first) {
-        distributions.erase(key);
+        const auto cleared = contents.distributions.extract(key);
+        values -= cleared.empty() ? 0 : cleared.mapped().size();
+        contents.scalars.erase(beyond_limit(key));
     }
     if (change.pushed.empty()) {
         return;
     }
-    Distribution &distribution = distributions[key];
+    Distribution &distribution = contents.distributions[key];
+    std::uint64_t left_over = 0;
     for (const auto &[value, count] : change.pushed) {
-        std::uint64_t &total = distribution[value];
-        total = sum_of_counts(total, count);
+        const auto known = distribution.find(value);
+        if (known != distribution.end()) {
+            known->second = sum_of_counts(known->second, count);
+        } else if (distribution.size() < kMostValuesOfKey && values < kMostValuesOfStore) {
+            distribution.emplace(value, sum_of_counts(0, count));
+            ++values;
+        } else {
+            left_over = sum_of_counts(left_over, count);
+        }
+    }
+    if (distribution.empty()) {
+        contents.distributions.erase(key);
+    }
+    if (left_over > 0) {
+        apply(contents.scalars, beyond_limit(key),
+              ScalarChange{ScalarChange::kAdd, static_cast<std::int64_t>(left_over)});
     }
 }
 
@@ -293,7 +386,7 @@ std::string image_of(const StoreContents &contents) {
     create_store_schema(database);
     {
         Transaction transaction(database);
-        Writer writer(database);
+        Writer writer(database, Limit::kNone);
         for (const auto &[key, value] : contents.scalars) {
             writer.write(key, ScalarChange{ScalarChange::kSet, value});
         }
@@ -434,25 +527,26 @@ void merge_into(StoreContents &sum, const StoreContents &more) {
 }
 
 void apply(StoreContents &contents, const StoreChanges &changes) {
+    std::size_t values = 0;
+    for (const auto &[key, distribution] : contents.distributions) {
+        values += distribution.size();
+    }
     changes.for_each([&](const std::string &key, const StoreChanges::KeyChanges &of_key) {
         apply(contents.scalars, key, of_key.scalar);
-        apply(contents.distributions, key, of_key.distribution);
+        apply(contents, key, of_key.distribution, values);
     });
 }
 
 StoreContents read_analytics_store(const std::string &path) {
     require_name(path);
     const std::string file = real_path(path);
-    state_of(path, file);
-    require_store_mark(path, file);
-    if (std::optional<StoreContents> contents = read_at_rest(path, file)) {
-        return *std::move(contents);
+    constexpr int kMostAttempts = 100;
+    for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+        if (std::optional<StoreContents> contents = try_to_read(path, file)) {
+            return *std::move(contents);
+        }
     }
-    require_readable_log(path, file);
-    // An unfinished transaction of a killed program is rolled back from its journal, which takes write access.
-    const auto access = has_journal(file) ? Database::Access::kReadAndWrite : Database::Access::kRead;
-    Database database(path, file, access);
-    return read_contents(database, Checks::kEveryPage);
+    throw Error(path, "", "is changed by other programs while it is read, without locks");
 }
 
 void write_new_analytics_store(const std::string &path, const StoreContents &contents) {
@@ -467,14 +561,20 @@ struct AnalyticsStore::Connection {
     explicit Connection(const std::string &path) : database(open_database(path)) {}
 
     Database database;
-    Writer writer{database};
+    Writer writer{database, Limit::kOfValues};
     // Closed before `database`, so that closing the last connection removes the files beside the store.
-    Database reader{database.name(), real_path(database.name()), Database::Access::kRead};
+    std::optional<Database> reader{std::in_place, database.name(), database.file(), Database::Access::kReadAsHost};
 };
 
 AnalyticsStore::AnalyticsStore(const std::string &path) : _connection(std::make_unique<Connection>(path)) {}
 
-AnalyticsStore::~AnalyticsStore() = default;
+AnalyticsStore::~AnalyticsStore() {
+    try {
+        close();
+    } catch (const std::bad_alloc &) {
+        // The database library closes by itself; there is no memory to say what it leaves.
+    }
+}
 
 const std::string &AnalyticsStore::path() const { return _connection->database.name(); }
 
@@ -484,11 +584,13 @@ void AnalyticsStore::apply(const StoreChanges &changes) {
         throw Error(path(), "", "was moved or deleted while it was open");
     }
     Transaction transaction(database);
+    _connection->writer.begin();
     changes.for_each([&](const std::string &key, const StoreChanges::KeyChanges &of_key) {
         _connection->writer.write(key, of_key.scalar);
         _connection->writer.write(key, of_key.distribution);
     });
     transaction.commit();
+    _connection->writer.end();
     database.wait_for_locks();
 }
 
@@ -498,16 +600,43 @@ void AnalyticsStore::apply_last(const StoreChanges &changes) {
 }
 
 StoreContents AnalyticsStore::contents() {
-    StoreContents contents = read_contents(_connection->reader, Checks::kSchema);
-    _connection->reader.wait_for_locks();
+    Database &reader = _connection->reader.value();
+    StoreContents contents = read_contents(reader, Checks::kSchema);
+    reader.wait_for_locks();
     return contents;
 }
 
 void AnalyticsStore::clear() {
     _connection->database.wait_for_locks();
     Transaction transaction(_connection->database);
+    _connection->writer.begin();
     _connection->database.execute("DELETE FROM scalar; DELETE FROM distribution");
     transaction.commit();
+}
+
+std::string AnalyticsStore::close() {
+    if (_connection == nullptr) {
+        return "";
+    }
+    _connection->reader.reset();
+    Database &database = _connection->database;
+    const std::string log = database.file() + "-wal";
+    std::string reason = "another program has it open";
+    const Closing closing = prepare_to_close(database);
+    if (closing == Closing::kInVain) {
+        try {
+            // Also brings everything into the file when the other program does not read just now.
+            database.execute("PRAGMA busy_timeout = 0; PRAGMA wal_checkpoint(TRUNCATE)");
+        } catch (const Error &failure) {
+            reason = failure.reason();
+        }
+    }
+    _connection.reset();
+    struct stat status {};
+    if (closing == Closing::kNotAsLast || ::lstat(log.c_str(), &status) == -1 || status.st_size == 0) {
+        return "";
+    }
+    return "its last data stays in " + in_quotes(fs::path(log).filename().string()) + " beside it: " + reason;
 }
 
 } // namespace host

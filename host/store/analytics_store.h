@@ -19,6 +19,14 @@ namespace host {
 /** The count of each distinct value of a distribution: 1 to 2^63 - 1. No value is NaN or -0. */
 using Distribution = std::map<double, std::uint64_t>;
 
+/**
+ * How many distinct values a host lets a distribution and a whole store have. A new value beyond that is counted in the
+ * scalar with the distribution's key and `kBeyondLimit`, which is cleared with the distribution.
+ */
+inline constexpr std::int64_t kMostValuesOfKey = 10'000;
+inline constexpr std::int64_t kMostValuesOfStore = 100'000;
+inline constexpr const char *kBeyondLimit = ".beyond_limit";
+
 /** The contents of a store at one moment. A distribution has at least one value. */
 struct StoreContents {
     std::map<std::string, std::int64_t> scalars;
@@ -27,17 +35,16 @@ struct StoreContents {
     friend bool operator==(const StoreContents &, const StoreContents &) = default;
 };
 
-/** Adds `more` to `sum`: scalars wrap at 64 bits, counts stop at 2^63 - 1. */
+/** Adds `more` to `sum`: scalars wrap at 64 bits, counts stop at 2^63 - 1. There is no limit of values. */
 void merge_into(StoreContents &sum, const StoreContents &more);
 
 /** Applies changes to contents in memory. */
 void apply(StoreContents &contents, const StoreChanges &changes);
 
 /**
- * The contents of a store file at one moment; hosts may write to it meanwhile. Creates nothing, and changes nothing
- * except to roll back the transaction of a killed program.
- * @throws Error when the file does not exist, is not a store, has a newer version or is damaged, and when it stays
- *         locked for more than 5 seconds.
+ * The contents of a store file at one moment; hosts may write to it meanwhile. Creates, changes and deletes no file.
+ * @throws Error when the file does not exist, is not a store, has a newer version or is damaged, when what stands
+ * beside it is not its own, and when it stays locked for more than 5 seconds.
  */
 StoreContents read_analytics_store(const std::string &path);
 
@@ -83,6 +90,13 @@ public:
 
     /** Removes everything. */
     void clear();
+
+    /**
+     * Closes the store; only the destructor may follow. The last host to close it moves everything into the file and
+     * removes the files beside it, for which it waits up to 5 seconds for readers. The destructor closes, too.
+     * @return why data stays beside the file, as the reason of an Error; empty when none does.
+     */
+    std::string close();
 
 private:
     struct Connection;

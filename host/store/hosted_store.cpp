@@ -21,10 +21,13 @@ HostedStore::~HostedStore() {
 }
 
 void HostedStore::close() {
-    if (std::exchange(_is_open, false)) {
-        on_store_failure({});
-        close_store();
+    if (!std::exchange(_is_open, false)) {
+        return;
     }
+    struct StopReporting {
+        ~StopReporting() { on_store_failure({}); }
+    } const afterwards;
+    close_store();
 }
 
 } // namespace host

@@ -2,21 +2,16 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstdint>
 #include <string_view>
 #include <system_error>
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include "host/error.h"
+#include "host/store/store_header.h"
 
 namespace host {
 namespace {
 
-/** "QORA": marks an SQLite database as an analytics store. */
-constexpr std::int64_t kApplicationNumber = 0x514F5241;
 constexpr std::int64_t kVersion = 1;
 
 /** One row of the table `sqlite_schema`, which must match exactly. */
@@ -36,42 +31,6 @@ constexpr std::array<SchemaEntry, 4> kSchema = {{
 
 [[noreturn]] void refuse_foreign(const std::string &name) { throw Error(name, "", "is not an analytics store"); }
 
-/** The first bytes of a database file. */
-class Header {
-public:
-    Header(const std::string &name, const std::string &file) {
-        const int descriptor = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
-        if (descriptor == -1) {
-            throw_system_error(name, errno);
-        }
-        const ssize_t size = ::pread(descriptor, _bytes.data(), _bytes.size(), 0);
-        const int error = errno;
-        ::close(descriptor);
-        if (size == -1) {
-            throw_system_error(name, error);
-        }
-        _is_whole = static_cast<std::size_t>(size) == _bytes.size();
-    }
-
-    bool is_database() const {
-        constexpr std::string_view kMagic("SQLite format 3\0", 16);
-        return _is_whole && std::equal(kMagic.begin(), kMagic.end(), _bytes.begin());
-    }
-
-    std::int64_t application_number() const {
-        constexpr std::size_t kOffset = 68; // big-endian
-        std::int64_t number = 0;
-        for (std::size_t i = 0; i < 4; ++i) {
-            number = number << 8 | static_cast<unsigned char>(_bytes[kOffset + i]);
-        }
-        return number;
-    }
-
-private:
-    std::array<char, 100> _bytes{};
-    bool _is_whole = false;
-};
-
 } // namespace
 
 void create_store_schema(Database &database) {
@@ -80,13 +39,6 @@ void create_store_schema(Database &database) {
     }
     database.execute(("PRAGMA application_id = " + std::to_string(kApplicationNumber)).c_str());
     database.execute(("PRAGMA user_version = " + std::to_string(kVersion)).c_str());
-}
-
-void require_store_mark(const std::string &name, const std::string &file) {
-    const Header header(name, file);
-    if (!header.is_database() || header.application_number() != kApplicationNumber) {
-        refuse_foreign(name);
-    }
 }
 
 void require_store_schema(Database &database) {

@@ -11,14 +11,6 @@ namespace host {
 void create_store_schema(Database &database);
 
 /**
- * Checks a file's first bytes. Done before the database library opens it: that would roll back an unfinished
- * transaction of a database that is not ours.
- * @param name  the name of the file in errors.
- * @throws Error when the file cannot be read or is not marked as a store.
- */
-void require_store_mark(const std::string &name, const std::string &file);
-
-/**
  * Checks that the database is marked as a store of the known version and has exactly the store's tables: an index, view
  * or trigger could have effects of its own. @throws Error otherwise.
  */

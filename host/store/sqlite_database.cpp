@@ -1,6 +1,7 @@
 #include "host/store/sqlite_database.h"
 
 #include <cctype>
+#include <filesystem>
 #include <new>
 #include <system_error>
 #include <utility>
@@ -8,6 +9,7 @@
 #include <sqlite3.h>
 
 #include "host/error.h"
+#include "host/store/store_vfs.h"
 
 namespace host {
 namespace {
@@ -15,7 +17,7 @@ namespace {
 constexpr int kBusyTimeoutMilliseconds = 5000;
 
 /** A path as a URI, with every special character escaped. */
-std::string uri_of(const std::string &path, const char *parameters) {
+std::string uri_of(const std::string &path) {
     static constexpr char kHex[] = "0123456789ABCDEF";
     std::string uri = "file:";
     for (const char character : path) {
@@ -26,7 +28,7 @@ std::string uri_of(const std::string &path, const char *parameters) {
             uri += {'%', kHex[byte >> 4], kHex[byte & 15]};
         }
     }
-    return uri + parameters;
+    return uri;
 }
 
 /** The last `errno` of the journal or write-ahead log; 0 when there was none. */
@@ -50,8 +52,13 @@ std::string system_reason(sqlite3 *connection) {
 
 std::string reason_for(int code, sqlite3 *connection) {
     const char *const message = sqlite3_errmsg(connection);
+    if (std::string refusal = take_refusal(); !refusal.empty() && (code & 0xFF) != SQLITE_BUSY) {
+        return refusal;
+    }
     if (code == SQLITE_READONLY_ROLLBACK) {
-        return "has an unfinished transaction of a killed program; rolling it back requires write access";
+        const std::filesystem::path file = sqlite3_db_filename(connection, "main");
+        return "has an unfinished transaction of another program in " +
+               in_quotes(file.filename().string() + "-journal");
     }
     switch (code & 0xFF) {
     case SQLITE_BUSY:
@@ -78,29 +85,23 @@ std::string reason_for(int code, sqlite3 *connection) {
 
 int open_connection(const std::string &file, Database::Access access, sqlite3 **connection) {
     constexpr int kOwnLock = SQLITE_OPEN_NOMUTEX; // one thread at a time
-    switch (access) {
-    case Database::Access::kMemory:
+    if (access == Database::Access::kMemory) {
         return sqlite3_open_v2(":memory:", connection, kOwnLock | SQLITE_OPEN_READWRITE, nullptr);
-    case Database::Access::kReadAtRest:
-        return sqlite3_open_v2(uri_of(file, "?immutable=1").c_str(), connection,
-                               kOwnLock | SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr);
-    case Database::Access::kRead:
-        return sqlite3_open_v2(uri_of(file, "").c_str(), connection, kOwnLock | SQLITE_OPEN_READONLY | SQLITE_OPEN_URI,
-                               nullptr);
-    case Database::Access::kReadAndWrite:
-        break;
     }
-    return sqlite3_open_v2(uri_of(file, "").c_str(), connection, kOwnLock | SQLITE_OPEN_READWRITE | SQLITE_OPEN_URI,
-                           nullptr);
+    const StoreUser user = access == Database::Access::kRead ? StoreUser::kReader : StoreUser::kHost;
+    const int rights = access == Database::Access::kReadAndWrite ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY;
+    const std::string uri = uri_of(file) + (user == StoreUser::kReader ? "?readonly_shm=1" : "");
+    take_refusal(); // of another connection
+    return sqlite3_open_v2(uri.c_str(), connection, kOwnLock | rights | SQLITE_OPEN_URI, store_vfs_name(user));
 }
 
 void configure(sqlite3 *connection, int option, int value) { sqlite3_db_config(connection, option, value, nullptr); }
 
 } // namespace
 
-Database::Database(std::string name, const std::string &file, Access access) : _name(std::move(name)) {
+Database::Database(std::string name, std::string file, Access access) : _name(std::move(name)), _file(std::move(file)) {
     sqlite3 *connection = nullptr;
-    const int result = open_connection(file, access, &connection);
+    const int result = open_connection(_file, access, &connection);
     _connection.reset(connection);
     if (connection == nullptr) {
         throw std::bad_alloc();
@@ -115,7 +116,8 @@ Database::Database(std::string name, const std::string &file, Access access) : _
     configure(connection, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0);
     configure(connection, SQLITE_DBCONFIG_ENABLE_VIEW, 0);
     configure(connection, SQLITE_DBCONFIG_ENABLE_LOAD_EXTENSION, 0);
-    execute("PRAGMA cell_size_check = ON");
+    configure(connection, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, access == Access::kReadAndWrite ? 0 : 1);
+    execute("PRAGMA cell_size_check = ON; PRAGMA temp_store = MEMORY");
 }
 
 void Database::Close::operator()(sqlite3 *connection) const { sqlite3_close(connection); }

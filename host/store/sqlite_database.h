@@ -1,4 +1,4 @@
-/** SQLite connections and statements that report errors as `host::Error`. One thread at a time. */
+/** SQLite connections to stores, and statements, that report errors as `host::Error`. One thread at a time. */
 #pragma once
 
 #include <cstdint>
@@ -18,20 +18,21 @@ namespace host {
 class Database {
 public:
     enum class Access {
-        kRead,         ///< an existing file; takes part in locking
-        kReadAtRest,   ///< an existing file that no program writes: no locks, no files beside it
-        kReadAndWrite, ///< an existing file
+        kRead,         ///< an existing store; takes part in locking, but changes no file at all
+        kReadAsHost,   ///< the same for a program that has the store open for writing: uses the index of its log
+        kReadAndWrite, ///< an existing store
         kMemory        ///< a new, empty database in memory; `file` is not used
     };
 
     /**
      * @param name  the name of the file in errors.
-     * @param file  an absolute path.
+     * @param file  an absolute path without links.
      */
-    Database(std::string name, const std::string &file, Access access);
+    Database(std::string name, std::string file, Access access);
 
     sqlite3 *handle() const { return _connection.get(); }
     const std::string &name() const { return _name; }
+    const std::string &file() const { return _file; }
 
     /** Runs statements without results. */
     void execute(const char *sql);
@@ -54,6 +55,7 @@ private:
     };
 
     std::string _name;
+    std::string _file;
     std::unique_ptr<sqlite3, Close> _connection;
 };
 

@@ -245,7 +245,6 @@ TEST_F(MetricsTest, ASumThatCannotBeMadeLeavesNothingBehind) {
 }
 
 TEST_F(MetricsTest, WhatDoesNotGoTogetherIsWrongUse) {
-    expect_error({"--merge", "a.db", "-o", "sum.db"}, 2, "metrics: --merge requires at least two stores");
     expect_error({"--merge", "a.db", "b.db"}, 2, "metrics: --merge requires -o FILE for the sum");
     expect_error({"a.db", "-o", "sum.db"}, 2, "metrics: -o FILE requires --merge");
     expect_error({"--json", "--openmetrics"}, 2, "metrics: --json excludes --openmetrics");

@@ -184,8 +184,8 @@ TEST_F(PublishTest, AModuleThatInstallsNoCallbackIsAnErrorAndLeavesNoStore) {
 TEST_F(PublishTest, ABatchThatCannotBeWrittenIsAFailureAndNothingOfItIsApplied) {
     publish(entry(2, kTest, 4));
     std::string batch;
-    for (std::int32_t value = 0; value < 20'000; ++value) {
-        batch += entry(6, kClickDuration, value);
+    for (std::int32_t value = 0; value < 10'000; ++value) {
+        batch += entry(6, kClickDuration, value) + entry(6, kTest, value);
     }
     const std::string file = folder.file("large.bin", batch);
 

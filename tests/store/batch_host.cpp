@@ -6,6 +6,10 @@
  * BATCHES has, for each batch, its number of entries (32 bits, little-endian) and the entries; at least one batch for
  * each byte on standard input. The program writes a "b" to standard output before a batch and a "d" after it. With
  * --torn the operations of a batch are not joined: each is written by itself.
+ *
+ *     batch_host --read STORE
+ *
+ * reads a store again and again until its standard input ends.
  */
 #include <cstdint>
 #include <cstdio>
@@ -15,6 +19,7 @@
 #include <string>
 #include <string_view>
 
+#include <poll.h>
 #include <unistd.h>
 
 #include "host/RvQueue.h"
@@ -98,9 +103,21 @@ void deliver_all(const char *module, const char *store, const char *batches, boo
     host::close_store();
 }
 
+/** Reads a store until the end of standard input. */
+void read_again_and_again(const char *store) {
+    pollfd input{STDIN_FILENO, POLLIN, 0};
+    while (poll(&input, 1, 0) == 0) {
+        host::read_analytics_store(store);
+    }
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
+    if (argc == 3 && argv[1] == std::string_view("--read")) {
+        read_again_and_again(argv[2]);
+        return 0;
+    }
     if (argc != 4 && argc != 5) {
         return 2;
     }

@@ -4,12 +4,15 @@
     shared_store_test.py HOST MODULE kills KILLS [SEED]
     shared_store_test.py HOST MODULE torn KILLS [SEED]
     shared_store_test.py HOST MODULE together HOSTS [SEED]
+    shared_store_test.py HOST MODULE closing ROUNDS [SEED]
 
 kills     kills hosts at random moments, at least KILLS times and until one was in the middle of a batch; the store must
           hold exactly the first batches, including all that were reported done
 torn      the same with a host that writes every operation by itself: the test must detect this before it has killed
           KILLS hosts in the middle of a batch
 together  HOSTS hosts deliver to one store at once; a reader must see whole batches only, and all of them at the end
+closing   hosts close at random moments while others open and readers read, ROUNDS times; when all have ended there is no
+          other file beside the store, and the file alone holds all batches
 
 The model is independent: it reads the entries' bytes and the store's tables, and shares no code with the host.
 """
@@ -20,6 +23,7 @@ import os
 import pathlib
 import random
 import re
+import shutil
 import sqlite3
 import struct
 import subprocess
@@ -296,12 +300,62 @@ def together(host, module, names, count, generator, folder):
     print(f"{count} hosts, {count * each} batches, seen whole at {seen} different moments")
 
 
+def close_hosts(host, module, names, store, generator, folder):
+    """Runs two readers and three hosts, which open and close when they like. Checks what is left."""
+    model = Model(names)
+    readers = [Host(host, "--read", store) for _ in range(2)]
+    hosts = []
+    try:
+        for number in range(3):
+            batches = Batches(generator, only_sums=True).peek(2)
+            write_batches(folder / f"batches-{number}", batches)
+            for batch in batches:
+                model.apply(batch)
+            hosts.append(Host(host, module, store, folder / f"batches-{number}"))
+            hosts[-1].request(len(batches))
+            hosts[-1].process.stdin.close()  # the host ends when it has delivered them
+            time.sleep(generator.choice([0, 0, generator.uniform(0, 0.03)]))
+        for running in hosts:
+            running.end()
+        time.sleep(generator.choice([0, generator.uniform(0, 0.01)]))
+        for reader in readers:
+            reader.end()
+    finally:
+        for running in [*hosts, *readers]:
+            running.process.kill()
+            running.process.wait()
+    left = [path.name for path in folder.iterdir() if path.name.startswith(store.name) and path != store]
+    if left:
+        raise Failure(f"the last host left {', '.join(left)}")
+    alone = folder / "alone"
+    alone.mkdir(exist_ok=True)
+    shutil.copyfile(store, alone / "copy.db")
+    scalars, distributions = read_store(alone / "copy.db")
+    wanted_scalars, wanted_distributions = model.contents()
+    for mark in (names[FIRST_MARK], names[LAST_MARK]):  # those of the host that finished last
+        scalars.pop(mark)
+        wanted_scalars.pop(mark)
+    if (scalars, distributions) != (wanted_scalars, wanted_distributions):
+        raise Failure("the file alone does not hold the sum of all batches")
+
+
+def closing(host, module, names, count, generator, folder):
+    for number in range(count):
+        round_folder = folder / str(number)
+        round_folder.mkdir()
+        store = round_folder / "shared.db"
+        write_batches(round_folder / "nothing", [])
+        Host(host, module, store, round_folder / "nothing").end()  # makes the store
+        close_hosts(host, module, names, store, generator, round_folder)
+    print(f"{count} rounds")
+
+
 def main():
     host, module, what, number = sys.argv[1:5]
     seed = int(sys.argv[5]) if len(sys.argv) > 5 else random.SystemRandom().getrandbits(32)
     print(f"seed {seed}")
     names = key_names(pathlib.Path(__file__).parents[2] / "qor/analytics.h")
-    job = {"kills": kills, "torn": torn, "together": together}[what]
+    job = {"kills": kills, "torn": torn, "together": together, "closing": closing}[what]
     with tempfile.TemporaryDirectory() as folder:
         try:
             job(host, module, names, int(number), random.Random(seed), pathlib.Path(folder))

@@ -73,8 +73,8 @@ bool is_utf8(const std::string &text) {
 
 std::string hex_digits(const std::string &bytes) {
     std::ostringstream text;
-    for (const unsigned char byte : bytes) {
-        text << std::hex << std::setw(2) << std::setfill('0') << unsigned{byte};
+    for (const char byte : bytes) {
+        text << std::hex << std::setw(2) << std::setfill('0') << unsigned{static_cast<unsigned char>(byte)};
     }
     return text.str();
 }

@@ -3,9 +3,11 @@
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -14,6 +16,7 @@
 
 #include "host/TallybookStore.h"
 #include "host/store/analytics_store.h"
+#include "host/store/sqlite_database.h"
 #include "platform/Owned.h"
 #include "platform/TallybookStore.h"
 
@@ -83,6 +86,10 @@ protected:
 /** A store that is open. */
 class OpenStoreLocksTest : public StoreLocksTest {
 protected:
+    ~OpenStoreLocksTest() override {
+        wait_for_lock = [] {}; // closing waits a moment for the other program
+    }
+
     using Apply = void (host::AnalyticsStore::*)(const host::StoreChanges &);
 
     /** @return whether the change was applied. */
@@ -152,6 +159,7 @@ protected:
             [this](const host::Error &failure, host::Fate) { reported.push_back(failure.reason()); });
     }
     ~TallybookLocksTest() override {
+        wait_for_lock = [] {}; // closing waits a moment for the other program
         host::on_store_failure({});
         EXPECT_NO_THROW(host::close_store());
     }
@@ -186,6 +194,50 @@ TEST_F(TallybookLocksTest, TheEndWaits) {
     EXPECT_TRUE(waits_during(host::close_store));
 
     EXPECT_EQ(host::read_analytics_store(file).scalars.at("key"), 1);
+}
+
+TEST_F(TallybookLocksTest, AReaderIsWaitedForAtTheEndAndTheFileIsLeftAlone) {
+    add_one();
+    auto reader = std::make_unique<host::Database>(file, file, host::Database::Access::kRead);
+    auto reading = std::make_unique<host::ReadTransaction>(*reader);
+    EXPECT_EQ(reader->query_number("SELECT value FROM scalar"), 1);
+    sqlite3_close(std::exchange(other, nullptr));
+    wait_for_lock = [&] {
+        if (++waits == 100) {
+            reading.reset();
+            reader.reset();
+        }
+    };
+
+    EXPECT_TRUE(waits_during(host::close_store));
+
+    EXPECT_EQ(waits, 100);
+    EXPECT_TRUE(reported.empty());
+    EXPECT_FALSE(fs::exists(file.string() + "-wal"));
+    EXPECT_EQ(host::read_analytics_store(file).scalars.at("key"), 1);
+}
+
+TEST_F(TallybookLocksTest, WhatStaysBesideTheFileAtTheEndIsSaid) {
+    add_one();
+    EXPECT_EQ(sqlite3_exec(other, "BEGIN; SELECT * FROM scalar", nullptr, nullptr, nullptr), SQLITE_OK);
+    add_one();
+
+    host::close_store();
+
+    EXPECT_EQ(reported,
+              std::vector<std::string>{"its last data stays in \"store-wal\" beside it: another program has it open"});
+    EXPECT_EQ(host::read_analytics_store(file).scalars.at("key"), 2);
+}
+
+TEST_F(TallybookLocksTest, AForeignProgramThatDoesNotReadKeepsNothingFromTheFile) {
+    add_one();
+    EXPECT_EQ(sqlite3_exec(other, "SELECT * FROM scalar", nullptr, nullptr, nullptr), SQLITE_OK);
+
+    host::close_store();
+
+    EXPECT_TRUE(reported.empty());
+    fs::copy(file, folder / "copy");
+    EXPECT_EQ(host::read_analytics_store(folder / "copy").scalars.at("key"), 1);
 }
 
 TEST_F(TallybookLocksTest, WhoReadsDoesNotWaitForWhoWaitsToWrite) {

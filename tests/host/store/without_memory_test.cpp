@@ -11,6 +11,7 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 #include <stdlib.h>
 
 #include "platform/Owned.h"
@@ -23,12 +24,17 @@ constexpr int kNoLimit = std::numeric_limits<int>::max();
 /** The number of allocations of this thread that succeed before memory is exhausted. */
 thread_local int allocations_left = kNoLimit;
 
-void *allocate(std::size_t size) {
+/** Whether the limit lets the thread allocate. */
+bool may_allocate() {
     if (allocations_left == 0) {
-        throw std::bad_alloc();
+        return false;
     }
     allocations_left -= allocations_left == kNoLimit ? 0 : 1;
-    void *const memory = std::malloc(size);
+    return true;
+}
+
+void *allocate(std::size_t size) {
+    void *const memory = may_allocate() ? std::malloc(size) : nullptr;
     if (memory == nullptr) {
         throw std::bad_alloc();
     }
@@ -110,6 +116,67 @@ protected:
     std::vector<std::string> reported;
     std::uint64_t batches = 0;
 };
+
+/** While this object lives, the database library's allocations have the same limit. No store is open then. */
+class LimitedLibrary {
+public:
+    LimitedLibrary() {
+        sqlite3_shutdown();
+        sqlite3_config(SQLITE_CONFIG_GETMALLOC, &system_methods);
+        sqlite3_mem_methods methods = system_methods;
+        methods.xMalloc = [](int size) { return may_allocate() ? system_methods.xMalloc(size) : nullptr; };
+        methods.xRealloc = [](void *memory, int size) {
+            return may_allocate() ? system_methods.xRealloc(memory, size) : nullptr;
+        };
+        sqlite3_config(SQLITE_CONFIG_MALLOC, &methods);
+    }
+    ~LimitedLibrary() {
+        sqlite3_shutdown();
+        sqlite3_config(SQLITE_CONFIG_MALLOC, &system_methods);
+    }
+    LimitedLibrary(const LimitedLibrary &) = delete;
+    LimitedLibrary &operator=(const LimitedLibrary &) = delete;
+
+private:
+    static inline sqlite3_mem_methods system_methods{};
+};
+
+/** Opens a store, applies a change, reads and closes. @return whether the change was applied. */
+bool uses_store(const std::string &file, int allocations) {
+    host::StoreChanges changes;
+    changes.add_to_scalar("key", 1);
+    changes.push("key", 1);
+    bool is_applied = false;
+    allocations_left = allocations;
+    try {
+        host::AnalyticsStore store(file);
+        store.apply(changes);
+        is_applied = true;
+        store.contents();
+        store.close();
+    } catch (const host::Error &) { // says why
+    } catch (const std::bad_alloc &) {
+    }
+    return is_applied;
+}
+
+TEST_F(StoreWithoutMemory, AStoreThatIsOpenedAndWrittenIsWholeWhateverAllocationFails) {
+    const LimitedLibrary library;
+    host::write_new_analytics_store(file, {});
+    std::int64_t applied = 0;
+    bool had_enough = false;
+    for (int allocations = 0; !had_enough; allocations += 1 + allocations / 40) {
+        SCOPED_TRACE(allocations);
+        applied += uses_store(file, allocations) ? 1 : 0;
+        had_enough = std::exchange(allocations_left, kNoLimit) > 0;
+
+        const host::StoreContents contents = host::read_analytics_store(file);
+        const std::int64_t scalar = contents.scalars.empty() ? 0 : contents.scalars.at("key");
+        ASSERT_EQ(scalar, applied);
+        ASSERT_EQ(contents.distributions.empty() ? 0 : contents.distributions.at("key").at(1), std::uint64_t(applied));
+    }
+    EXPECT_GT(applied, 1) << "no allocation failed after the change";
+}
 
 TEST_F(StoreWithoutMemory, EveryBatchIsWrittenWholeOrLostWhichIsSaid) {
     host::open_store(file);
