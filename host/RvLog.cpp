@@ -161,12 +161,12 @@ public:
     void write(const RvLog &log, RvLogLevel level, const char *text) override {
         const spdlog::details::log_msg message = message_of(log, level, text);
         spdlog::memory_buf_t line;
-        _formatter->format(message, line); // sets the range of the level
+        _formatter.format(message, line); // sets the range of the level
         _receive({level, std::string(line.data(), line.size()), message.color_range_start, message.color_range_end});
     }
 
 private:
-    std::unique_ptr<spdlog::formatter> _formatter = line_formatter();
+    LineFormatter _formatter;
     std::function<void(const LogLine &)> _receive;
 };
 
