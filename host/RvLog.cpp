@@ -15,9 +15,11 @@
 #include <pthread.h>
 
 #include <spdlog/pattern_formatter.h>
-#include <spdlog/sinks/ansicolor_sink.h>
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/sinks/systemd_sink.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include "host/error.h"
 #include "host/fault_points.h"
@@ -121,6 +123,14 @@ private:
     spdlog::pattern_formatter _lines;
 };
 
+/** @param text  must outlive the result. */
+spdlog::details::log_msg message_of(const RvLog &log, RvLogLevel level, std::string_view text) {
+    if (!text.empty() && text.back() == '\n') {
+        text.remove_suffix(1);
+    }
+    return {log.name, kLevels[index_of(level)].sink_level, spdlog::string_view_t(text.data(), text.size())};
+}
+
 /** Writes lines to a sink of spdlog. */
 class LineDestination final : public Destination {
 public:
@@ -131,18 +141,33 @@ public:
     ~LineDestination() override { remove_destination(this); }
 
     void write(const RvLog &log, RvLogLevel level, const char *text) override {
-        std::string_view line(text);
-        if (!line.empty() && line.back() == '\n') {
-            line.remove_suffix(1);
-        }
-        _sink->log(spdlog::details::log_msg(log.name, kLevels[index_of(level)].sink_level,
-                                            spdlog::string_view_t(line.data(), line.size())));
+        _sink->log(message_of(log, level, text));
         // The line must survive if the process is killed next.
         _sink->flush();
     }
 
 private:
     std::unique_ptr<spdlog::sinks::sink> _sink;
+};
+
+/** Passes lines to a function. */
+class LineReceiver final : public Destination {
+public:
+    explicit LineReceiver(std::function<void(const LogLine &)> receive) : _receive(std::move(receive)) {
+        add_destination(this);
+    }
+    ~LineReceiver() override { remove_destination(this); }
+
+    void write(const RvLog &log, RvLogLevel level, const char *text) override {
+        const spdlog::details::log_msg message = message_of(log, level, text);
+        spdlog::memory_buf_t line;
+        _formatter.format(message, line); // sets the range of the level
+        _receive({level, std::string(line.data(), line.size()), message.color_range_start, message.color_range_end});
+    }
+
+private:
+    LineFormatter _formatter;
+    std::function<void(const LogLine &)> _receive;
 };
 
 class FunctionDestination final : public Destination {
@@ -173,9 +198,8 @@ FaultPoint create_fault("RvLogCreate");
 
 } // namespace
 
-std::unique_ptr<LogSink> log_to_terminal(bool coloured) {
-    const auto mode = coloured ? spdlog::color_mode::always : spdlog::color_mode::never;
-    return std::make_unique<LineDestination>(std::make_unique<spdlog::sinks::ansicolor_stderr_sink_mt>(mode));
+std::unique_ptr<LogSink> log_to_lines(std::function<void(const LogLine &)> receive) {
+    return std::make_unique<LineReceiver>(std::move(receive));
 }
 
 std::unique_ptr<LogSink> log_to_file(const std::string &path) {
@@ -185,6 +209,24 @@ std::unique_ptr<LogSink> log_to_file(const std::string &path) {
 
 std::unique_ptr<LogSink> log_to_journal() {
     return std::make_unique<LineDestination>(std::make_unique<spdlog::sinks::systemd_sink_mt>());
+}
+
+void require_journal() {
+    constexpr std::string_view kSocket = "/run/systemd/journal/socket";
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    kSocket.copy(address.sun_path, sizeof address.sun_path - 1);
+    const int descriptor = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const bool is_reached =
+        descriptor != -1 &&
+        connect(descriptor, static_cast<const sockaddr *>(static_cast<const void *>(&address)), sizeof address) == 0;
+    const int error = errno;
+    if (descriptor != -1) {
+        close(descriptor);
+    }
+    if (!is_reached) {
+        throw Error(std::string(kSocket), "", std::generic_category().message(error));
+    }
 }
 
 std::unique_ptr<LogSink> log_to_function(std::function<void(const LogMessage &)> receive) {
