@@ -4,15 +4,14 @@
 #include <string>
 #include <vector>
 
-#include <unistd.h>
-
 #include "cli/arguments/hosting.h"
 #include "cli/arguments/words.h"
 #include "cli/records/folder.h"
 #include "cli/records/summary.h"
+#include "cli/terminal/interruption.h"
+#include "cli/terminal/log.h"
 #include "cli/terminal/output.h"
 #include "cli/verbs.h"
-#include "host/RvLog.h"
 #include "host/RvStateCapture.h"
 #include "host/TallybookStore.h"
 #include "host/error.h"
@@ -53,7 +52,7 @@ void write_to_standard_output(const std::vector<host::RecordBytes> &records) {
     Output output = standard_output();
     try {
         for (const host::RecordBytes &record : records) {
-            output.write(record);
+            output.write_record(record);
         }
     } catch (const ReaderHasGone &) {
         throw host::Error("standard output", "", "closed before every record was written");
@@ -77,10 +76,11 @@ std::string summary_text(const std::vector<SummaryRow> &rows, bool is_json, int 
 void print_summary_beside_records(const std::string &summary) {
     try {
         Output output = standard_error();
-        output.write(summary);
+        output.write_styled(summary);
         output.flush();
     } catch (const host::Error &) {
     } catch (const ReaderHasGone &) {
+    } catch (const Interrupted &) {
     }
 }
 
@@ -109,7 +109,7 @@ void write_records(const CaptureArguments &arguments, const std::vector<host::Re
 }
 
 int capture(const CaptureArguments &arguments) {
-    const auto log = host::log_to_terminal(style_for(STDERR_FILENO).is_coloured);
+    const auto log = log_to_terminal();
     host::HostedDevice device(host::read_device_description(arguments.description, arguments.folder_of_files),
                               arguments.plug_in);
     host::HostedStore store(arguments.store, print_store_failure);

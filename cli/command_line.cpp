@@ -11,6 +11,7 @@
 
 #include "cli/arguments/parser.h"
 #include "cli/arguments/wrong_use.h"
+#include "cli/terminal/interruption.h"
 #include "cli/terminal/output.h"
 #include "cli/verbs.h"
 
@@ -80,6 +81,8 @@ int run_command_line(int argc, const char *const *argv) {
     try {
         return parse_and_run(argc, argv);
     } catch (const ReaderHasGone &) {
+        return kExitOk;
+    } catch (const Interrupted &) {
         return kExitOk;
     } catch (const WrongUse &error) {
         print_error(error.what());

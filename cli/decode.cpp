@@ -6,18 +6,22 @@
 
 #include <unistd.h>
 
+#include "cli/arguments/invalid_value.h"
 #include "cli/arguments/whole_number.h"
 #include "cli/arguments/words.h"
+#include "cli/arguments/wrong_use.h"
 #include "cli/reports/clock.h"
 #include "cli/reports/ordered_workers.h"
 #include "cli/reports/rendering.h"
 #include "cli/reports/source.h"
 #include "cli/reports/statistics.h"
+#include "cli/terminal/input.h"
 #include "cli/terminal/output.h"
 #include "cli/terminal/progress_bar.h"
 #include "cli/verbs.h"
 #include "decoder/remembered_second.h"
 #include "host/count_text.h"
+#include "host/error.h"
 
 namespace cli {
 namespace {
@@ -28,6 +32,7 @@ struct DecodeArguments {
     std::optional<std::string> time_zone;
     std::string format = "text";
     Selection selection;
+    std::string follow; ///< "" for no, "true" for the open file, "name"
     bool wants_statistics = false;
     bool statistics_are_json = false;
     bool is_strict = false;
@@ -46,12 +51,12 @@ int report_trailing_bytes(const ReportSource &source, bool is_strict) {
 
 /** The total of the progress bar; 0, for no bar, when the file is followed and its end is unknown. */
 std::uint64_t bytes_to_read(const ReportSource &source, const DecodeArguments &arguments) {
-    return arguments.selection.follows ? 0 : source.file_size();
+    return arguments.selection.follow != Follow::Nothing ? 0 : source.file_size();
 }
 
 /** The watcher keeps references to `progress` and `output`. */
 ReportSource::Watcher make_watcher(ProgressBar &progress, const Output &output, const DecodeArguments &arguments) {
-    return [&progress, &output, follows = arguments.selection.follows](std::uint64_t bytes_read) {
+    return [&progress, &output, follows = arguments.selection.follow != Follow::Nothing](std::uint64_t bytes_read) {
         progress.show(bytes_read);
         if (follows) {
             // While the file does not grow nothing is written, so no failed write shows that the reader has gone.
@@ -74,7 +79,7 @@ void write_reports(ReportSource &source, const DecodeArguments &arguments, const
                            },
                            [&](const Block &block) {
                                const std::string_view text = block.text.text();
-                               output.write(std::as_bytes(std::span(text.data(), text.size())));
+                               output.write_lines(std::as_bytes(std::span(text.data(), text.size())));
                            }};
     work_in_order(rendering.depends_on_order ? 1 : worker_count(), steps);
     output.write(rendering.end);
@@ -102,9 +107,35 @@ void write_statistics(ReportSource &source, const DecodeArguments &arguments, co
     output.flush();
 }
 
-int decode(const DecodeArguments &arguments) {
+void warn_of_unknown_zone() {
+    if (const std::string zone = unknown_environment_zone(); !zone.empty()) {
+        print_message("qorstat: TZ is " + host::in_quotes(zone) +
+                      ", which is no time zone: wall-clock times are in UTC");
+    }
+}
+
+Follow follow_of(const DecodeArguments &arguments) {
+    if (arguments.follow.empty()) {
+        return Follow::Nothing;
+    }
+    if (arguments.follow == "true") {
+        return Follow::Descriptor;
+    }
+    if (arguments.follow != "name") {
+        throw WrongUse(invalid_value("--follow", arguments.follow) + ": expected name or no value");
+    }
+    if (arguments.file == kStandardInputArgument) {
+        throw WrongUse("--follow=name requires the name of a file");
+    }
+    return Follow::Name;
+}
+
+int decode(DecodeArguments &arguments) {
+    arguments.selection.follow = follow_of(arguments);
     if (arguments.time_zone) {
         enter_time_zone(*arguments.time_zone);
+    } else if (arguments.clock.time_sync || arguments.clock.live_description) {
+        warn_of_unknown_zone();
     }
     const DumpClock clock(arguments.clock);
     ReportSource source(arguments.file, arguments.selection);
@@ -181,8 +212,9 @@ Verb declare_decode() {
                        .help = "With --stats: print JSON",
                        .needs = "--stats"},
                       {.name = "--follow",
-                       .target = &selection.follows,
-                       .help = "Keep reading as the file grows, until Ctrl-C"},
+                       .target = &arguments->follow,
+                       .help = "Keep reading as it grows; =name: also what replaces it",
+                       .has_value_or_none = true},
                       {.name = "--strict",
                        .target = &arguments->is_strict,
                        .help = "Exit with 1 if a partial report is at the end"}},

@@ -59,13 +59,16 @@ std::string merge(const MetricsArguments &arguments) {
            host::count_text(sum.distributions.size(), "distribution") + "\n";
 }
 
-std::string render(const MetricsArguments &arguments, const TextStyle &style) {
+void write_contents(const MetricsArguments &arguments, Output &output) {
     const host::StoreContents contents =
         host::read_analytics_store(arguments.store ? *arguments.store : default_store_file());
     if (arguments.is_json) {
-        return metrics_json(contents);
+        output.write(metrics_json(contents));
+    } else if (arguments.is_openmetrics) {
+        output.write(openmetrics_text(families_of(contents)));
+    } else {
+        output.write_styled(metrics_table(contents, output.style()));
     }
-    return arguments.is_openmetrics ? openmetrics_text(families_of(contents)) : metrics_table(contents, style);
 }
 
 int metrics(const MetricsArguments &arguments) {
@@ -75,7 +78,7 @@ int metrics(const MetricsArguments &arguments) {
         return kExitOk;
     }
     Output output = standard_output();
-    output.write(render(arguments, output.style()));
+    write_contents(arguments, output);
     output.flush();
     return kExitOk;
 }

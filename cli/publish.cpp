@@ -5,13 +5,11 @@
 #include <string>
 #include <vector>
 
-#include <unistd.h>
-
 #include "cli/arguments/hosting.h"
 #include "cli/terminal/input.h"
+#include "cli/terminal/log.h"
 #include "cli/terminal/output.h"
 #include "cli/verbs.h"
-#include "host/RvLog.h"
 #include "host/count_text.h"
 #include "host/error.h"
 #include "host/module/hosted_device.h"
@@ -112,7 +110,7 @@ std::string summarise(std::span<const std::byte> batch) {
 
 int publish(const PublishArguments &arguments) {
     const std::vector<std::byte> batch = read_batch(arguments.batch);
-    const auto log = arguments.shows_log ? host::log_to_terminal(style_for(STDERR_FILENO).is_coloured) : nullptr;
+    const auto log = arguments.shows_log ? log_to_terminal() : nullptr;
     deliver(batch, arguments.plug_in, arguments.store ? *arguments.store : default_store_file_to_write());
     print_outcome(summarise(batch));
     return kExitOk;

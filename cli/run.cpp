@@ -1,13 +1,13 @@
 #include <atomic>
 #include <chrono>
-#include <csignal>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <asio/io_context.hpp>
-#include <asio/signal_set.hpp>
+#include <asio/posix/stream_descriptor.hpp>
 #include <asio/steady_timer.hpp>
 #include <unistd.h>
 
@@ -16,6 +16,8 @@
 #include "cli/arguments/seconds.h"
 #include "cli/arguments/words.h"
 #include "cli/metrics/endpoint.h"
+#include "cli/terminal/interruption.h"
+#include "cli/terminal/log.h"
 #include "cli/terminal/output.h"
 #include "cli/verbs.h"
 #include "host/RvLog.h"
@@ -47,14 +49,25 @@ struct RunArguments {
     bool logs_to_journal = false;
 };
 
+/** Without a journal the log goes on to standard error alone, and the user is told. */
+void send_log_to_journal(std::vector<std::unique_ptr<host::LogSink>> &sinks) {
+    try {
+        host::require_journal();
+        sinks.push_back(host::log_to_journal());
+    } catch (const host::Error &failure) {
+        print_message("qorstat: there is no systemd journal: " + std::string(failure.what()) +
+                      "; the log goes to standard error only");
+    }
+}
+
 std::vector<std::unique_ptr<host::LogSink>> open_log(const RunArguments &arguments) {
     std::vector<std::unique_ptr<host::LogSink>> sinks;
-    sinks.push_back(host::log_to_terminal(style_for(STDERR_FILENO).is_coloured));
+    sinks.push_back(log_to_terminal());
     if (!arguments.log_file.empty()) {
         sinks.push_back(host::log_to_file(arguments.log_file));
     }
     if (arguments.logs_to_journal) {
-        sinks.push_back(host::log_to_journal());
+        send_log_to_journal(sinks);
     }
     return sinks;
 }
@@ -101,23 +114,17 @@ void wait_for_end(asio::io_context &events, const std::optional<double> &seconds
     events.run();
 }
 
-bool is_ignored(int signal) {
-    struct sigaction action {};
-    sigaction(signal, nullptr, &action);
-    return action.sa_handler == SIG_IGN;
-}
-
 int run(const RunArguments &arguments) {
     const std::vector<std::unique_ptr<host::LogSink>> log = open_log(arguments);
+    // That may take long. Until it is done, a signal ends the process.
+    host::DeviceDescription description =
+        host::read_device_description(arguments.description, arguments.folder_of_files);
+    Interruption interruption;
     asio::io_context events;
-    asio::signal_set signals(events, SIGINT, SIGTERM);
-    if (!is_ignored(SIGHUP)) { // nohup does
-        signals.add(SIGHUP);
-    }
-    signals.async_wait([&events](const asio::error_code &, int) { events.stop(); });
+    asio::posix::stream_descriptor signals(events, dup(interruption.descriptor()));
+    signals.async_wait(asio::posix::descriptor_base::wait_read, [&events](const asio::error_code &) { events.stop(); });
 
-    host::HostedDevice device(host::read_device_description(arguments.description, arguments.folder_of_files),
-                              arguments.plug_in);
+    host::HostedDevice device(std::move(description), arguments.plug_in);
     std::atomic<bool> store_stopped_run = false;
     const auto stop_for_store = [&](const host::Error &failure, host::Fate operations) {
         print_message(std::string("qorstat: ") + failure.what());
@@ -134,9 +141,7 @@ int run(const RunArguments &arguments) {
     announce(device);
     host::AnalyticsSource analytics(device.device(), print_message);
     wait_for_end(events, arguments.seconds);
-    // From here Ctrl-C kills a stop that hangs. SIGHUP stays caught: a closing terminal may send it twice.
-    signals.remove(SIGINT);
-    signals.remove(SIGTERM);
+    interruption.let_next_signal_kill(); // a stop that hangs
     analytics.stop();
     device.stop();
     endpoint.reset(); // a closed store has no metrics

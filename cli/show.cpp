@@ -40,7 +40,7 @@ void show_text(const std::vector<RecordFile> &files, Output &output) {
     bool is_first = true;
     for (const RecordFile &file : files) {
         for (const host::StateRecord &record : file.records) {
-            output.write(std::string(is_first ? "" : "\n") + record_text(record, file.bytes, output.style()));
+            output.write_styled(std::string(is_first ? "" : "\n") + record_text(record, file.bytes, output.style()));
             is_first = false;
         }
     }
@@ -56,7 +56,7 @@ void show_json(const std::vector<RecordFile> &files, Output &output) {
             all.push_back(std::move(entry));
         }
     }
-    output.write(all.dump(2) + "\n");
+    output.write(json_lines(all));
 }
 
 int show(const ShowArguments &arguments) {

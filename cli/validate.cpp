@@ -237,7 +237,7 @@ int validate_module(const ValidateArguments &arguments) {
         // A choice of checks that are all skipped must not pass as a sound module.
         add_check(checks, report.result.explained_by);
         if (!arguments.is_json) {
-            output.write(report_text(report, arguments.shows_reproduce, output.style()));
+            output.write_styled(report_text(report, arguments.shows_reproduce, output.style()));
             output.flush();
         }
     }

@@ -11,6 +11,10 @@
 #include <system_error>
 #include <utility>
 
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
 #include "host/error.h"
 #include "host/fault_points.h"
 #include "host/log_lines.h"
@@ -71,7 +75,7 @@ void remove_destination(Destination *destination) {
     the_log().has_destinations.store(!all.empty(), std::memory_order_release);
 }
 
-/** Writes lines. */
+/** Passes messages, without the newline at their end, to what makes lines of them. */
 class LineDestination final : public Destination {
 public:
     explicit LineDestination(std::unique_ptr<LogLines> lines) : _lines(std::move(lines)) { add_destination(this); }
@@ -119,8 +123,8 @@ FaultPoint create_fault("RvLogCreate");
 
 } // namespace
 
-std::unique_ptr<LogSink> log_to_terminal(bool coloured) {
-    return std::make_unique<LineDestination>(lines_library().to_terminal(coloured));
+std::unique_ptr<LogSink> log_to_lines(std::function<void(const LogLine &)> receive) {
+    return std::make_unique<LineDestination>(lines_library().to_function(std::move(receive)));
 }
 
 std::unique_ptr<LogSink> log_to_file(const std::string &path) {
@@ -129,6 +133,24 @@ std::unique_ptr<LogSink> log_to_file(const std::string &path) {
 }
 
 std::unique_ptr<LogSink> log_to_journal() { return std::make_unique<LineDestination>(lines_library().to_journal()); }
+
+void require_journal() {
+    constexpr std::string_view kSocket = "/run/systemd/journal/socket";
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    kSocket.copy(address.sun_path, sizeof address.sun_path - 1);
+    const int descriptor = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const bool is_reached =
+        descriptor != -1 &&
+        connect(descriptor, static_cast<const sockaddr *>(static_cast<const void *>(&address)), sizeof address) == 0;
+    const int error = errno;
+    if (descriptor != -1) {
+        close(descriptor);
+    }
+    if (!is_reached) {
+        throw Error(std::string(kSocket), "", std::generic_category().message(error));
+    }
+}
 
 std::unique_ptr<LogSink> log_to_function(std::function<void(const LogMessage &)> receive) {
     return std::make_unique<FunctionDestination>(std::move(receive));

@@ -1,6 +1,7 @@
 /** The system log and its sinks, behind `platform/RvLog.h`. */
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -25,14 +26,25 @@ public:
     virtual ~LogSink() = default;
 };
 
-/** Writes lines with the time and the level to standard error, in colour when `coloured`. */
-[[nodiscard]] std::unique_ptr<LogSink> log_to_terminal(bool coloured);
+/** A message as a line with time and level. */
+struct LogLine {
+    RvLogLevel level;
+    std::string text;        ///< ends with a newline
+    std::size_t level_begin; ///< of the level's name in `text`
+    std::size_t level_end;
+};
+
+/** Passes each message as a line to `receive`, one at a time, on the thread that writes it. */
+[[nodiscard]] std::unique_ptr<LogSink> log_to_lines(std::function<void(const LogLine &)> receive);
 
 /** Appends lines to a file. @throws Error when it cannot be opened. */
 [[nodiscard]] std::unique_ptr<LogSink> log_to_file(const std::string &path);
 
-/** Writes lines to the systemd journal. */
+/** Writes lines to the systemd journal. While there is none, they are lost. */
 [[nodiscard]] std::unique_ptr<LogSink> log_to_journal();
+
+/** Tries to reach the systemd journal. @throws Error when there is none. */
+void require_journal();
 
 /** Passes each message to `receive`, one at a time, on the thread that writes it. */
 [[nodiscard]] std::unique_ptr<LogSink> log_to_function(std::function<void(const LogMessage &)> receive);

@@ -9,7 +9,6 @@
 #include <pthread.h>
 
 #include <spdlog/pattern_formatter.h>
-#include <spdlog/sinks/ansicolor_sink.h>
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/sinks/systemd_sink.h>
 
@@ -62,6 +61,12 @@ private:
     spdlog::pattern_formatter _lines;
 };
 
+/** @param text  must outlive the result. */
+spdlog::details::log_msg message_of(const std::string &name, RvLogLevel level, std::string_view text) {
+    return {name, kLevels.at(static_cast<std::size_t>(level)).sink_level,
+            spdlog::string_view_t(text.data(), text.size())};
+}
+
 /** Writes lines to a sink of spdlog. */
 class SinkLines final : public LogLines {
 public:
@@ -70,8 +75,7 @@ public:
     }
 
     void write(const std::string &name, RvLogLevel level, std::string_view text) override {
-        _sink->log(spdlog::details::log_msg(name, kLevels.at(static_cast<std::size_t>(level)).sink_level,
-                                            spdlog::string_view_t(text.data(), text.size())));
+        _sink->log(message_of(name, level, text));
         // The line must survive if the process is killed next.
         _sink->flush();
     }
@@ -80,9 +84,25 @@ private:
     std::unique_ptr<spdlog::sinks::sink> _sink;
 };
 
-std::unique_ptr<LogLines> to_terminal(bool coloured) {
-    const auto mode = coloured ? spdlog::color_mode::always : spdlog::color_mode::never;
-    return std::make_unique<SinkLines>(std::make_unique<spdlog::sinks::ansicolor_stderr_sink_mt>(mode));
+/** Passes lines to a function. */
+class FunctionLines final : public LogLines {
+public:
+    explicit FunctionLines(std::function<void(const LogLine &)> receive) : _receive(std::move(receive)) {}
+
+    void write(const std::string &name, RvLogLevel level, std::string_view text) override {
+        const spdlog::details::log_msg message = message_of(name, level, text);
+        spdlog::memory_buf_t line;
+        _formatter.format(message, line); // sets the range of the level
+        _receive({level, std::string(line.data(), line.size()), message.color_range_start, message.color_range_end});
+    }
+
+private:
+    LineFormatter _formatter;
+    std::function<void(const LogLine &)> _receive;
+};
+
+std::unique_ptr<LogLines> to_function(std::function<void(const LogLine &)> receive) {
+    return std::make_unique<FunctionLines>(std::move(receive));
 }
 
 std::unique_ptr<LogLines> to_file(const std::string &path) {
@@ -97,4 +117,4 @@ std::unique_ptr<LogLines> to_journal() {
 } // namespace host
 
 extern "C" constexpr host::LogLinesLibrary qor_log_lines_library = {
-    .to_terminal = host::to_terminal, .to_file = host::to_file, .to_journal = host::to_journal};
+    .to_function = host::to_function, .to_file = host::to_file, .to_journal = host::to_journal};

@@ -1,11 +1,12 @@
 /** The library that writes lines of the log: loaded for the first sink that needs it. */
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
 
-#include "platform/RvLog.h"
+#include "host/RvLog.h"
 
 namespace host {
 
@@ -17,9 +18,9 @@ public:
     virtual void write(const std::string &name, RvLogLevel level, std::string_view text) = 0;
 };
 
-/** What the library exports, and nothing else. See `log_to_terminal` and its neighbours. */
+/** What the library exports, and nothing else. See `log_to_lines` and its neighbours. */
 struct LogLinesLibrary {
-    std::unique_ptr<LogLines> (*to_terminal)(bool coloured);
+    std::unique_ptr<LogLines> (*to_function)(std::function<void(const LogLine &)> receive);
     std::unique_ptr<LogLines> (*to_file)(const std::string &path);
     std::unique_ptr<LogLines> (*to_journal)();
 };

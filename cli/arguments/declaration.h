@@ -33,10 +33,11 @@ struct Argument {
     ValueTarget target = {};
     const char *help = ""; ///< lines end with '\n'; the help page aligns them
     bool is_required = false;
-    bool is_repeated = false;  ///< many texts are given by repeating the option, each with one
-    bool is_internal = false;  ///< not on the help page
-    const char *excludes = ""; ///< an option declared before it that may not be given beside it; "" for none
-    const char *needs = "";    ///< an option declared before it that must be given beside it; "" for none
+    bool is_repeated = false;       ///< many texts are given by repeating the option, each with one
+    bool has_value_or_none = false; ///< `--name` gives a `std::string` "true", and `--name=VALUE` gives it VALUE
+    bool is_internal = false;       ///< not on the help page
+    const char *excludes = "";      ///< an option declared before it that may not be given beside it; "" for none
+    const char *needs = "";         ///< an option declared before it that must be given beside it; "" for none
 };
 
 /** A verb: its arguments, and the function to call when they are parsed. */

@@ -56,6 +56,11 @@ CLI::Option *add_target(CLI::App &app, const Argument &argument, bool *flag) {
     return app.add_flag(argument.name, *flag, argument.help);
 }
 
+CLI::Option *add_target(CLI::App &app, const Argument &argument, std::string *text) {
+    return argument.has_value_or_none ? app.add_flag(argument.name, *text, argument.help)
+                                      : app.add_option(argument.name, *text, argument.help);
+}
+
 template <typename Texts>
 CLI::Option *add_target(CLI::App &app, const Argument &argument, Texts *texts) {
     return app.add_option(argument.name, *texts, argument.help);

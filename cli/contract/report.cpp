@@ -100,7 +100,7 @@ std::string report_text(const CheckReport &report, bool shows_reproduce, const T
     }
     text += message_lines(report.messages);
     if (shows_reproduce && (status == CheckStatus::Failed || status == CheckStatus::Crashed)) {
-        text += indent("again: " + report.reproduce);
+        text += indent("again: " + style.show(report.reproduce));
     }
     return text;
 }
@@ -126,7 +126,7 @@ std::string validation_json(const Validation &validation) {
     for (std::size_t i = 0; i < kStatusLooks.size(); ++i) {
         json["totals"][kStatusLooks[i].name] = validation.count(static_cast<CheckStatus>(i));
     }
-    return json.dump(2) + "\n";
+    return json_lines(json);
 }
 
 std::string list_text(std::span<const ContractCheck> checks) {
@@ -142,7 +142,7 @@ std::string list_json(std::span<const ContractCheck> checks) {
     for (const ContractCheck &check : checks) {
         json.push_back({{"name", check.name}, {"promise", check.promise}});
     }
-    return json.dump(2) + "\n";
+    return json_lines(json);
 }
 
 std::string shell_command(const std::vector<std::string> &words) {

@@ -59,7 +59,7 @@ std::string metrics_json(const host::StoreContents &contents) {
     for (const auto &[key, distribution] : contents.distributions) {
         json["distributions"].push_back(distribution_json(key, distribution));
     }
-    return json.dump(2) + "\n";
+    return json_lines(json);
 }
 
 } // namespace cli

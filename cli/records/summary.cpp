@@ -94,7 +94,7 @@ std::string summary_json(const std::vector<SummaryRow> &rows) {
         }
         json.push_back(std::move(entry));
     }
-    return json.dump(2) + "\n";
+    return json_lines(json);
 }
 
 } // namespace cli

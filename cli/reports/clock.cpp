@@ -1,5 +1,6 @@
 #include "cli/reports/clock.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdlib>
@@ -46,6 +47,34 @@ bool is_zone_file(const std::filesystem::path &path) {
     return file.read(start.data(), start.size()) && std::string_view(start.data(), start.size()) == kZoneFileMark;
 }
 
+/** Empty when the variable is not set. Safe: no other thread changes the environment. */
+std::string environment_text(const char *variable) {
+    const char *const value = std::getenv(variable); // NOLINT(concurrency-mt-unsafe)
+    return value != nullptr ? value : "";
+}
+
+std::filesystem::path zone_folder() {
+    const std::string chosen = environment_text("TZDIR");
+    return chosen.empty() ? kZoneFolder : chosen;
+}
+
+bool is_letter(char character) {
+    return ('a' <= character && character <= 'z') || ('A' <= character && character <= 'Z');
+}
+
+/** Whether `text` begins as POSIX rules do: with a name of three letters or more, or in "<>", and a number. */
+bool begins_with_a_rule(std::string_view text) {
+    const std::size_t letters =
+        static_cast<std::size_t>(std::find_if_not(text.begin(), text.end(), is_letter) - text.begin());
+    const bool is_quoted = text.starts_with('<') && text.find('>') != std::string_view::npos;
+    if (!is_quoted && letters < 3) {
+        return false;
+    }
+    text.remove_prefix(is_quoted ? text.find('>') + 1 : letters);
+    text.remove_prefix(text.starts_with('+') || text.starts_with('-') ? 1 : 0);
+    return !text.empty() && '0' <= text.front() && text.front() <= '9';
+}
+
 } // namespace
 
 decoder::time_sync parse_time_sync(const std::string &text) {
@@ -58,10 +87,18 @@ decoder::time_sync parse_time_sync(const std::string &text) {
     return {*qor, *calendar};
 }
 
+std::string unknown_environment_zone() {
+    const std::string zone = environment_text("TZ");
+    std::string_view name = zone;
+    name.remove_prefix(name.starts_with(':') ? 1 : 0);
+    // The C library knows UTC without a file, and takes a rule also after a colon.
+    const bool is_known =
+        name.empty() || name == "UTC" || is_zone_file(zone_folder() / name) || begins_with_a_rule(name);
+    return is_known ? std::string() : zone;
+}
+
 void enter_time_zone(const std::string &name) {
-    // Safe: no other thread runs yet.
-    const char *const chosen = std::getenv("TZDIR"); // NOLINT(concurrency-mt-unsafe)
-    const std::filesystem::path folder = chosen != nullptr && *chosen != '\0' ? chosen : kZoneFolder;
+    const std::filesystem::path folder = zone_folder();
     const bool stays_inside = name.find("..") == std::string::npos && !name.empty() && name.front() != '/';
     if (!stays_inside) {
         throw WrongUse("invalid value \"" + name + "\" for --time-zone: expected a name such as Europe/Berlin");
@@ -69,7 +106,7 @@ void enter_time_zone(const std::string &name) {
     if (!is_zone_file(folder / name)) {
         throw host::Error((folder / name).string(), "", "not a time zone file");
     }
-    // With a colon in front, the C library takes the name for a file and never for a rule.
+    // With a colon in front, the C library looks for a file of that name first.
     setenv("TZ", (":" + name).c_str(), 1); // NOLINT(concurrency-mt-unsafe)
     tzset();
 }

@@ -26,6 +26,12 @@ decoder::time_sync parse_time_sync(const std::string &text);
  */
 void enter_time_zone(const std::string &name);
 
+/**
+ * What is wrong with the time zone of the environment: the value of TZ, when it is neither the name of a zone file nor
+ * a rule such as CET-1CEST. The C library takes it for UTC in silence. Empty when nothing is wrong.
+ */
+std::string unknown_environment_zone();
+
 /** The clock to use for each report. Any thread. */
 class DumpClock {
 public:

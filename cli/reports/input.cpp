@@ -39,8 +39,16 @@ ReportInput::Descriptor::~Descriptor() {
     }
 }
 
-ReportInput::ReportInput(const std::string &argument, bool follows)
-    : _name(input_name(argument)), _descriptor(open_input(argument)) {
+void ReportInput::Descriptor::replace(int other) {
+    if (number > STDIN_FILENO) {
+        close(number);
+    }
+    number = other;
+}
+
+ReportInput::ReportInput(const std::string &argument, Follow follow)
+    : _name(input_name(argument)), _descriptor(open_input(argument)),
+      _followed(argument == kStandardInputArgument ? "" : argument, follow) {
     struct stat status {};
     if (_descriptor.number == -1 || fstat(_descriptor.number, &status) == -1) {
         fail(0, errno);
@@ -53,12 +61,25 @@ ReportInput::ReportInput(const std::string &argument, bool follows)
     const auto size = static_cast<std::uint64_t>(status.st_size);
     _start = static_cast<std::uint64_t>(std::max<off_t>(0, lseek(_descriptor.number, 0, SEEK_CUR)));
     _file_size = size - std::min(size, _start);
-    if (follows) {
+    _has_known_end = ends_where_the_system_says();
+    if (follow != Follow::Nothing) {
         _interruption.emplace();
     }
 }
 
+/** The files of /proc and /sys are regular, but have more or fewer bytes than their size says. */
+bool ReportInput::ends_where_the_system_says() const {
+    std::byte last{};
+    const std::uint64_t place = _start + (_file_size == 0 ? 0 : _file_size - 1);
+    const ssize_t count = pread(_descriptor.number, &last, 1, static_cast<off_t>(place));
+    return count == -1 || (count == 1) == (_file_size != 0); // what cannot be read is an error later
+}
+
 std::optional<ReportPiece> ReportInput::read_next() {
+    if (_interruption && _interruption->is_requested()) {
+        _is_cut_short = true;
+        return std::nullopt;
+    }
     std::memmove(_buffer.data(), _buffer.data() + _given, _used - _given);
     _used -= _given;
     _given = 0;
@@ -95,9 +116,14 @@ bool ReportInput::wait_for_growth() {
     if (fstat(_descriptor.number, &status) == -1) {
         fail(_offset, errno);
     }
-    if (static_cast<std::uint64_t>(status.st_size) < _start + _offset) {
-        throw host::Error(_name, "byte " + std::to_string(status.st_size),
-                          "the file was truncated while it was being followed");
+    const auto size = static_cast<std::uint64_t>(status.st_size);
+    if (_has_known_end && size < _start + _offset) {
+        return go_on_after_cut(size);
+    }
+    if (const int next = _followed.look(_descriptor.number, _used); next != -1) {
+        _descriptor.replace(next);
+        read_from_start();
+        return true;
     }
     if (_interruption->is_requested()) {
         return false;
@@ -106,20 +132,39 @@ bool ReportInput::wait_for_growth() {
     return true;
 }
 
-std::uint64_t ReportInput::find_backwards(const std::function<bool(const _QorProfileReport &report)> &is_wanted) const {
+bool ReportInput::go_on_after_cut(std::uint64_t size) {
+    if (!_followed.goes_on_after_cut(_used)) {
+        throw host::Error(_name, "byte " + std::to_string(size), "the file was truncated while it was being followed");
+    }
+    read_from_start();
+    return true;
+}
+
+void ReportInput::read_from_start() {
+    _start = 0;
+    _offset = 0;
+    _used = 0;
+    _given = 0;
+}
+
+void ReportInput::find_backwards(
+    const std::function<bool(const _QorProfileReport &report, std::uint64_t offset)> &is_wanted) const {
     std::vector<std::byte> buffer(kBufferSize);
     std::uint64_t offset = end_of_file_reports();
     while (offset != 0) {
+        if (_interruption && _interruption->is_requested()) {
+            throw Interrupted{};
+        }
         const std::size_t size = static_cast<std::size_t>(std::min<std::uint64_t>(buffer.size(), offset));
         offset -= size;
         read_at(offset, std::span(buffer.data(), size));
         for (std::size_t end = size; end != 0; end -= kReportSize) {
-            if (is_wanted(_QorProfileReport::copied_from(buffer.data() + end - kReportSize))) {
-                return offset + end - kReportSize;
+            const std::size_t place = end - kReportSize;
+            if (is_wanted(_QorProfileReport::copied_from(buffer.data() + place), offset + place)) {
+                return;
             }
         }
     }
-    return 0;
 }
 
 void ReportInput::read_at(std::uint64_t offset, std::span<std::byte> bytes) const {

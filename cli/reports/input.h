@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/reports/followed_file.h"
 #include "cli/terminal/interruption.h"
 #include "qor/report.h"
 
@@ -42,17 +43,18 @@ public:
 
     /**
      * @param argument  a file, or "-" for standard input.
-     * @param follows   a regular file is read as it grows, until an interruption; no effect on anything else.
+     * @param follow    a regular file is read as it grows, until an interruption; no effect on anything else.
      * @throws host::Error when the input cannot be opened.
      */
-    ReportInput(const std::string &argument, bool follows);
+    ReportInput(const std::string &argument, Follow follow);
     ReportInput(const ReportInput &) = delete;
     ReportInput &operator=(const ReportInput &) = delete;
 
     /**
      * Reads once. Of a pipe that is what has arrived, so it never waits for a full piece. The piece is empty when no
-     * whole report has arrived yet; a followed file that has not grown gives an empty piece after a short sleep.
-     * @return nothing at the end. Do not call again after that.
+     * whole report has arrived yet; a followed file that has not grown gives an empty piece after a short sleep. When
+     * the name of a file is followed, offsets count from the start of each new file.
+     * @return nothing at the end or after an interruption. Do not call again after that.
      * @throws host::Error when reading fails or a followed file was truncated, naming the byte.
      */
     std::optional<ReportPiece> read_next();
@@ -61,14 +63,17 @@ public:
     void start_at(std::uint64_t offset) { _offset = offset; }
 
     /**
-     * Calls `is_wanted` with the reports of a regular file, from the last to the first, until it returns true.
-     * @return the offset of that report, or 0 when there is none.
-     * @throws host::Error when reading fails, naming the byte.
+     * Calls `is_wanted` with the reports of a regular file and their offsets, from the last to the first, until it
+     * returns true or there are no more.
+     * @throws host::Error when reading fails, naming the byte; Interrupted.
      */
-    std::uint64_t find_backwards(const std::function<bool(const _QorProfileReport &report)> &is_wanted) const;
+    void
+    find_backwards(const std::function<bool(const _QorProfileReport &report, std::uint64_t offset)> &is_wanted) const;
 
-    /** Whether this is a regular file, which can be read from anywhere. */
-    bool is_regular_file() const { return _is_regular; }
+    /** Whether this is a regular file that ends where the system says, so that it can be read backwards. */
+    bool has_known_end() const { return _has_known_end; }
+    /** Whether this is a regular file that is read as it grows. */
+    bool is_followed() const { return _interruption.has_value(); }
     /** The size of a regular file when it was opened; 0 for anything else. */
     std::uint64_t file_size() const { return _file_size; }
     /** The end of the last whole report of a regular file when it was opened. */
@@ -78,6 +83,8 @@ public:
     std::uint64_t bytes_read() const { return _offset; }
     /** The bytes read after the last whole report so far. */
     TrailingBytes trailing_bytes() const { return {_offset - (_used - _given), _used - _given}; }
+    /** Whether an interruption came before the end of what there was to read. */
+    bool is_cut_short() const { return _is_cut_short; }
 
     /** For messages: "standard input" for "-". */
     const std::string &name() const { return _name; }
@@ -90,18 +97,26 @@ private:
         Descriptor(const Descriptor &) = delete;
         Descriptor &operator=(const Descriptor &) = delete;
 
+        void replace(int other);
+
         int number;
     };
 
     std::size_t read_once();
     bool wait_for_growth();
+    bool go_on_after_cut(std::uint64_t size);
+    bool ends_where_the_system_says() const;
+    void read_from_start();
     void read_at(std::uint64_t offset, std::span<std::byte> bytes) const;
     [[noreturn]] void fail(std::uint64_t offset, int error) const;
 
     std::string _name;
     Descriptor _descriptor;
     std::optional<Interruption> _interruption; ///< while a file is followed
+    FollowedFile _followed;
     bool _is_regular = false;
+    bool _has_known_end = false;
+    bool _is_cut_short = false;
     std::uint64_t _start = 0;     ///< of the dump in a regular file
     std::uint64_t _file_size = 0; ///< from `_start` on
     std::uint64_t _offset = 0;

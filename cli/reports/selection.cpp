@@ -1,5 +1,6 @@
 #include "cli/reports/selection.h"
 
+#include <algorithm>
 #include <string>
 
 #include "cli/arguments/wrong_use.h"
@@ -35,15 +36,28 @@ LastReports::LastReports(std::uint64_t count) : _count(static_cast<std::size_t>(
 }
 
 void LastReports::add(const _QorProfileReport &report) {
-    _reports.push_back(report);
-    if (_reports.size() > _count) {
-        _reports.pop_front();
+    if (_count == 0) {
+        return;
     }
+    if (_size == _count) {
+        _oldest = (_oldest + 1) % _count;
+        --_size;
+    }
+    const std::size_t number = (_oldest + _size++) % _count;
+    if (number != _created) {
+        place(number) = report;
+        return;
+    }
+    if (_created++ % kBlockReports == 0) {
+        _blocks.emplace_back().reserve(std::min(kBlockReports, _count - number));
+    }
+    _blocks.back().push_back(report);
 }
 
 _QorProfileReport LastReports::take_oldest() {
-    const _QorProfileReport oldest = _reports.front();
-    _reports.pop_front();
+    const _QorProfileReport oldest = place(_oldest);
+    _oldest = (_oldest + 1) % _count;
+    --_size;
     return oldest;
 }
 

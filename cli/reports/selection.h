@@ -3,12 +3,12 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <optional>
 #include <span>
 #include <vector>
 
 #include "cli/reports/filter.h"
+#include "cli/reports/followed_file.h"
 #include "qor/report.h"
 
 namespace cli {
@@ -18,7 +18,7 @@ struct Selection {
     FilterWords filter;
     std::optional<std::uint64_t> first; ///< of those that pass the filter
     std::optional<std::uint64_t> last;  ///< of those that pass the filter; not together with `first`
-    bool follows = false;               ///< a regular file is read as it grows, until an interruption
+    Follow follow = Follow::Nothing;    ///< a regular file is read as it grows, until an interruption
 };
 
 /** The limit of `last` where the input cannot be read backwards: those reports are kept in memory. */
@@ -63,13 +63,21 @@ public:
 
     void add(const _QorProfileReport &report);
 
-    std::size_t size() const { return _reports.size(); }
+    std::size_t size() const { return _size; }
     /** Removes the oldest report and returns it. There must be one. */
     _QorProfileReport take_oldest();
 
 private:
+    _QorProfileReport &place(std::size_t number) { return _blocks[number / kBlockReports][number % kBlockReports]; }
+
+    /** A block is large enough to be the system's own pages, so that memory is 48 bytes a report and no more. */
+    static constexpr std::size_t kBlockReports = 4096;
+
     std::size_t _count;
-    std::deque<_QorProfileReport> _reports;
+    std::vector<std::vector<_QorProfileReport>> _blocks; ///< a ring of `_count` places, created when first used
+    std::size_t _created = 0;
+    std::size_t _oldest = 0;
+    std::size_t _size = 0;
 };
 
 } // namespace cli

@@ -7,8 +7,8 @@
 namespace cli {
 
 ReportSource::ReportSource(const std::string &argument, const Selection &selection)
-    : _selector(selection), _input(argument, selection.follows) {
-    if (selection.last && _input.is_regular_file()) {
+    : _selector(selection), _input(argument, selection.follow) {
+    if (selection.last && (_input.has_known_end() || _input.is_followed())) {
         _input.start_at(offset_of_last(*selection.last));
     } else if (selection.last) {
         keep_last(*selection.last);
@@ -33,15 +33,24 @@ void ReportSource::observe(Observer observer) {
 
 std::optional<TrailingBytes> ReportSource::trailing_bytes() const {
     const TrailingBytes trailing = _input.trailing_bytes();
-    return trailing.count != 0 && _selector.wants_more() ? std::optional(trailing) : std::nullopt;
+    return trailing.count != 0 && _selector.wants_more() && !_input.is_cut_short() ? std::optional(trailing)
+                                                                                   : std::nullopt;
 }
 
 std::uint64_t ReportSource::offset_of_last(std::uint64_t count) const {
     if (count == 0) {
         return _input.end_of_file_reports();
     }
-    return _input.find_backwards(
-        [&](const _QorProfileReport &report) { return _selector.filter().passes(report) && --count == 0; });
+    // Where fewer pass, the first that passes.
+    std::uint64_t found = _input.end_of_file_reports();
+    _input.find_backwards([&](const _QorProfileReport &report, std::uint64_t offset) {
+        if (!_selector.filter().passes(report)) {
+            return false;
+        }
+        found = offset;
+        return --count == 0;
+    });
+    return found;
 }
 
 void ReportSource::keep_last(std::uint64_t count) {

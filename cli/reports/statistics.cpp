@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/reports/wall_time.h"
+#include "cli/terminal/json_text.h"
 #include "decoder/name_tables.h"
 #include "host/count_text.h"
 
@@ -224,7 +225,7 @@ std::string DumpStatistics::json(const SequenceWatch &sequence, const decoder::d
     json["events"] = counts_json(all.events, {"category", "component", "event"});
     json["other_events"] = _other_events;
     json["types"] = counts_json(all.types, {"type"});
-    return json.dump(2) + "\n";
+    return json_lines(json);
 }
 
 } // namespace cli

@@ -2,50 +2,177 @@
 
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <csignal>
+#include <cstdint>
+#include <mutex>
+#include <system_error>
+
+#include <sys/eventfd.h>
+#include <unistd.h>
 
 #include "host/error.h"
 
 namespace cli {
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
 constexpr std::array<int, 3> kSignals = {SIGINT, SIGTERM, SIGHUP};
 
-/** Set on whichever thread receives the signal. */
-std::atomic<bool> interrupted = false;
-static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler sets it");
+/** After a signal, what is left for a slow reader: short for the user, long for a reader that lives. */
+constexpr std::chrono::milliseconds kTimeForReader{500};
+
+/** The value of `holders` when the process is ending. */
+constexpr int kEnding = -1;
+
+/** The signal that came, or 0. Set on whichever thread receives it. */
+std::atomic<int> requested = 0;
+/** How many objects keep the process from ending, or `kEnding`. */
+std::atomic<int> holders = 0;
+std::atomic<bool> has_interruption = false;
+std::atomic<bool> next_kills = false;
+/** An eventfd; -1 before the first object. */
+std::atomic<int> wake = -1;
+/** In nanoseconds of the clock; 0 until the first interrupted piece asks. */
+std::atomic<std::int64_t> deadline = 0;
+static_assert(std::atomic<int>::is_always_lock_free && std::atomic<bool>::is_always_lock_free,
+              "a signal handler uses them");
 
 std::array<struct sigaction, kSignals.size()> former_actions;
 
-void remember(int) { interrupted = true; }
+/** Safe in a signal handler. */
+[[noreturn]] void end_by(int signal) {
+    struct sigaction action {};
+    action.sa_handler = SIG_DFL;
+    sigemptyset(&action.sa_mask);
+    sigaction(signal, &action, nullptr);
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, signal);
+    pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+    raise(signal);
+    _exit(128 + signal);
+}
+
+/** Ends the process if nothing holds it. Afterwards no thread can begin a piece. */
+void end_if_free(int signal) {
+    int none = 0;
+    if (holders.compare_exchange_strong(none, kEnding)) {
+        end_by(signal);
+    }
+}
+
+void handle(int signal) {
+    const int former_errno = errno;
+    requested = signal;
+    if (next_kills && signal != SIGHUP) {
+        end_by(signal);
+    }
+    end_if_free(signal);
+    const std::uint64_t one = 1;
+    [[maybe_unused]] const ssize_t written = write(wake, &one, sizeof one);
+    errno = former_errno;
+}
+
+void create_wake() {
+    static std::once_flag once;
+    std::call_once(once, [] {
+        wake = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+        if (wake == -1) {
+            throw host::Error("eventfd", "", std::generic_category().message(errno));
+        }
+    });
+}
+
+/** @param former  the actions before, when not null. */
+void install_handler(std::array<struct sigaction, kSignals.size()> *former) {
+    struct sigaction action {};
+    action.sa_handler = handle;
+    sigemptyset(&action.sa_mask);
+    for (std::size_t i = 0; i < kSignals.size(); ++i) {
+        struct sigaction before {};
+        sigaction(kSignals[i], nullptr, &before);
+        if (former != nullptr) {
+            (*former)[i] = before;
+        }
+        if (before.sa_handler != SIG_IGN) {
+            sigaction(kSignals[i], &action, nullptr);
+        }
+    }
+}
+
+void hold() {
+    int count = holders;
+    do {
+        while (count == kEnding) {
+            pause();
+            count = holders;
+        }
+    } while (!holders.compare_exchange_weak(count, count + 1));
+}
 
 } // namespace
 
 Interruption::Interruption() {
-    interrupted = false;
-    struct sigaction action {};
-    action.sa_handler = remember;
-    sigemptyset(&action.sa_mask);
-    for (std::size_t i = 0; i < kSignals.size(); ++i) {
-        sigaction(kSignals[i], nullptr, &former_actions[i]);
-        if (former_actions[i].sa_handler != SIG_IGN) {
-            sigaction(kSignals[i], &action, nullptr);
-        }
-    }
+    create_wake();
+    hold();
+    has_interruption = true;
+    install_handler(&former_actions);
 }
 
 Interruption::~Interruption() {
     for (std::size_t i = 0; i < kSignals.size(); ++i) {
         sigaction(kSignals[i], &former_actions[i], nullptr);
     }
+    has_interruption = false;
+    next_kills = false;
+    requested = 0;
+    deadline = 0;
+    std::uint64_t signals = 0;
+    [[maybe_unused]] const ssize_t drained = read(wake, &signals, sizeof signals);
+    --holders;
 }
 
-bool Interruption::is_requested() const { return interrupted; }
+bool Interruption::is_requested() const { return requested != 0; }
 
 void Interruption::throw_if_requested() const {
     if (is_requested()) {
         throw host::Error("", "", "interrupted");
     }
 }
+
+int Interruption::descriptor() const { return wake; }
+
+void Interruption::let_next_signal_kill() { next_kills = true; }
+
+WholePiece::WholePiece() {
+    create_wake();
+    hold();
+    static std::once_flag once;
+    // For the rest of the process: without an object that holds it, the handler ends it as the signal itself would.
+    std::call_once(once, [] { install_handler(nullptr); });
+}
+
+WholePiece::~WholePiece() {
+    --holders;
+    if (const int signal = requested; signal != 0) {
+        end_if_free(signal);
+    }
+}
+
+bool WholePiece::is_interrupted() const { return requested != 0; }
+
+bool WholePiece::ends_process() const { return !has_interruption; }
+
+std::chrono::milliseconds WholePiece::time_left() const {
+    const std::int64_t now = Clock::now().time_since_epoch() / std::chrono::nanoseconds(1);
+    std::int64_t none = 0;
+    deadline.compare_exchange_strong(none, now + kTimeForReader / std::chrono::nanoseconds(1));
+    const std::int64_t left = deadline - now;
+    return std::chrono::milliseconds(left <= 0 ? 0 : (left + 999'999) / 1'000'000);
+}
+
+int WholePiece::descriptor() const { return wake; }
 
 } // namespace cli

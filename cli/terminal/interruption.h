@@ -1,7 +1,15 @@
-/** Ctrl-C during work that must not be left half done. */
+/** Signals that end the program, during work that must not be left half done. */
 #pragma once
 
+#include <chrono>
+
 namespace cli {
+
+/**
+ * Thrown by an `Output` that waits for its reader while an `Interruption` has been requested: what is left is not
+ * written. Not an error: the user ended the program.
+ */
+struct Interrupted {};
 
 /**
  * While an object lives, SIGINT, SIGTERM and SIGHUP do not end the process but set a flag. A signal that was ignored
@@ -17,6 +25,34 @@ public:
     bool is_requested() const;
     /** @throws host::Error when a signal has come. */
     void throw_if_requested() const;
+
+    /** Readable from the first signal on; for poll. Belongs to the object. */
+    int descriptor() const;
+
+    /** From now on SIGINT and SIGTERM end the process at once. SIGHUP does not: a closing terminal may send it twice.
+     */
+    void let_next_signal_kill();
+};
+
+/**
+ * While an object lives, the three signals do not end the process, so that one piece of output becomes whole. When one
+ * has come by the end of the last object and no `Interruption` lives, the process ends by that signal then. Any thread.
+ */
+class WholePiece {
+public:
+    WholePiece();
+    ~WholePiece();
+    WholePiece(const WholePiece &) = delete;
+    WholePiece &operator=(const WholePiece &) = delete;
+
+    bool is_interrupted() const;
+    /** Whether the process ends with this piece; else an `Interruption` lives, and its owner decides. */
+    bool ends_process() const;
+    /** How long an interrupted piece may still wait for its reader; 0 when that time is over. */
+    std::chrono::milliseconds time_left() const;
+
+    /** Readable from the first signal on; for poll. */
+    int descriptor() const;
 };
 
 } // namespace cli

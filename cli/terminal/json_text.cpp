@@ -1,5 +1,7 @@
 #include "cli/terminal/json_text.h"
 
+#include <algorithm>
+
 #include "cli/terminal/hex.h"
 #include "host/utf8.h"
 
@@ -11,6 +13,23 @@ void put_text(nlohmann::ordered_json &object, const std::string &key, std::strin
     } else {
         object[key + "_hex"] = hex(text);
     }
+}
+
+std::string json_lines(const nlohmann::ordered_json &json) {
+    const std::string dumped = json.dump(2); // escapes what is below U+0020
+    std::string text;
+    text.reserve(dumped.size() + 1);
+    std::string_view left = dumped;
+    while (!left.empty()) {
+        const std::size_t length = left.front() == '\n' ? 0 : host::control_character_length(left);
+        if (length != 0) {
+            text += "\\u00" + hex(left.substr(length - 1, 1));
+        } else {
+            text += left.front();
+        }
+        left.remove_prefix(std::max<std::size_t>(1, length));
+    }
+    return text + "\n";
 }
 
 } // namespace cli

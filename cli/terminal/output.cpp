@@ -1,18 +1,43 @@
 #include "cli/terminal/output.h"
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
+#include <climits>
+#include <limits>
 #include <system_error>
 #include <utility>
 
+#include <fcntl.h>
 #include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include "cli/terminal/interruption.h"
 #include "host/error.h"
 
 namespace cli {
 namespace {
 
 constexpr std::size_t kBufferSize = 64 * 1024;
+
+std::string_view text_of(std::span<const std::byte> bytes) {
+    return {static_cast<const char *>(static_cast<const void *>(bytes.data())), bytes.size()};
+}
+
+/** What is left of the line that `left`, the end of `bytes`, goes on with; 0 when it begins a line. */
+std::size_t rest_of_line(std::span<const std::byte> bytes, std::span<const std::byte> left) {
+    const std::size_t written = bytes.size() - left.size();
+    if (written == 0 || bytes[written - 1] == std::byte{'\n'}) {
+        return 0;
+    }
+    const std::size_t end = text_of(left).find('\n');
+    return end == std::string_view::npos ? left.size() : end + 1;
+}
+
+std::size_t rest_of_record(std::span<const std::byte> bytes, std::span<const std::byte> left) {
+    return left.size() == bytes.size() ? 0 : left.size();
+}
 
 } // namespace
 
@@ -34,23 +59,133 @@ void write_fully(int descriptor, std::span<const std::byte> bytes, const std::st
 }
 
 Output::Output(int descriptor, std::string name)
-    : _descriptor(descriptor), _name(std::move(name)), _style(style_for(descriptor)) {}
+    : _descriptor(descriptor), _name(std::move(name)), _style(style_for(descriptor)) {
+    struct stat status {};
+    const int flags = fcntl(descriptor, F_GETFL);
+    if (flags == -1 || (flags & O_ACCMODE) == O_RDONLY || fstat(descriptor, &status) == -1) {
+        return; // writing fails with the reason
+    }
+    const bool reopens = S_ISFIFO(status.st_mode) || _style.escapes_controls;
+    _may_stall = reopens || S_ISSOCK(status.st_mode);
+    if (reopens) {
+        // O_NONBLOCK on the descriptor itself would also hold for the programs that share it.
+        const std::string file = "/proc/self/fd/" + std::to_string(descriptor);
+        _unblocking = open(file.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    }
+}
+
+Output::~Output() {
+    if (_unblocking != -1) {
+        close(_unblocking);
+    }
+}
 
 void Output::write(std::string_view text) {
+    append(_style.escapes_controls ? escape_for_terminal(text, Colours::Escaped) : std::string(text));
+}
+
+void Output::write_styled(std::string_view text) {
+    append(_style.escapes_controls ? escape_for_terminal(text, Colours::Kept) : std::string(text));
+}
+
+void Output::append(std::string text) {
     _buffer += text;
     if (_buffer.size() >= kBufferSize) {
         flush();
     }
 }
 
-void Output::write(std::span<const std::byte> bytes) {
+void Output::write_lines(std::span<const std::byte> lines) {
+    if (_style.escapes_controls) {
+        write(text_of(lines));
+    }
     flush();
-    write_fully(_descriptor, bytes, _name);
+    if (!_style.escapes_controls) {
+        send(lines, Unit::Line);
+    }
+}
+
+void Output::write_record(std::span<const std::byte> record) {
+    if (_style.escapes_controls) {
+        write_lines(record);
+        return;
+    }
+    flush();
+    send(record, Unit::Record);
 }
 
 void Output::flush() {
     const std::string text = std::exchange(_buffer, {});
-    write_fully(_descriptor, std::as_bytes(std::span(text)), _name);
+    send(std::as_bytes(std::span(text)), Unit::Line);
+}
+
+void Output::send(std::span<const std::byte> bytes, Unit unit) {
+    if (_may_stall) {
+        send_slowly(bytes, unit);
+        return;
+    }
+    const WholePiece piece;
+    write_fully(_descriptor, bytes, _name);
+}
+
+/** Waits for the reader of a pipe, terminal or socket, until a signal comes. */
+void Output::send_slowly(std::span<const std::byte> bytes, Unit unit) {
+    const WholePiece piece;
+    std::span<const std::byte> left = bytes;
+    while (!left.empty()) {
+        if (const std::size_t written = write_some(left); written != 0) {
+            left = left.subspan(written);
+            continue;
+        }
+        const bool is_interrupted = piece.is_interrupted();
+        const std::chrono::milliseconds time_left = is_interrupted ? piece.time_left() : std::chrono::milliseconds(-1);
+        if (!is_interrupted || (!piece.ends_process() && time_left.count() != 0)) {
+            std::array<pollfd, 2> ends{{{_descriptor, POLLOUT, 0}, {piece.descriptor(), POLLIN, 0}}};
+            // The signal stays readable: once it has come, only the reader is waited for.
+            poll(ends.data(), is_interrupted ? 1 : 2, static_cast<int>(time_left.count()));
+            continue;
+        }
+        const std::size_t rest = unit == Unit::Line ? rest_of_line(bytes, left) : rest_of_record(bytes, left);
+        if (rest != 0 && enlarge_pipe(rest)) {
+            left = left.subspan(write_some(left.first(rest)));
+        }
+        if (!piece.ends_process()) {
+            throw Interrupted{};
+        }
+        return; // the end of the piece ends the process
+    }
+}
+
+/** @return how many bytes were written; 0 when there is no room. */
+std::size_t Output::write_some(std::span<const std::byte> bytes) const {
+    if (_unblocking == -1) {
+        // A descriptor that blocks: as many bytes as surely fit once there is room.
+        pollfd room{_descriptor, POLLOUT, 0};
+        if (poll(&room, 1, 0) != 1) {
+            return 0;
+        }
+        bytes = bytes.first(std::min<std::size_t>(bytes.size(), PIPE_BUF));
+    }
+    const ssize_t written = ::write(_unblocking == -1 ? _descriptor : _unblocking, bytes.data(), bytes.size());
+    if (written >= 0) {
+        return static_cast<std::size_t>(written);
+    }
+    if (errno == EPIPE) {
+        throw ReaderHasGone{};
+    }
+    if (errno != EAGAIN && errno != EINTR) {
+        throw host::Error(_name, "", std::generic_category().message(errno));
+    }
+    return 0;
+}
+
+/** @return false where there is no pipe to enlarge, or the system refuses. */
+bool Output::enlarge_pipe(std::size_t by) const {
+    const int size = fcntl(_descriptor, F_GETPIPE_SZ);
+    // Writes of another program may have left pages of the pipe partly used: one page more than is needed.
+    const std::size_t wanted = static_cast<std::size_t>(std::max(size, 0)) + by + PIPE_BUF;
+    return size != -1 && wanted <= static_cast<std::size_t>(std::numeric_limits<int>::max()) &&
+           fcntl(_descriptor, F_SETPIPE_SZ, static_cast<int>(wanted)) != -1;
 }
 
 void Output::require_reader() const {
@@ -66,10 +201,12 @@ Output standard_error() { return Output(STDERR_FILENO, "standard error"); }
 void print_outcome(std::string_view text) {
     try {
         Output output = standard_output();
-        output.write(text);
+        output.write_styled(text);
         output.flush();
     } catch (const ReaderHasGone &) {
         // The rest of the output is not wanted.
+    } catch (const Interrupted &) {
+        // Nor is it when the user ended the program.
     } catch (const host::Error &failure) {
         print_message("qorstat: done, but the summary cannot be printed: " + std::string(failure.what()));
     }
@@ -82,6 +219,7 @@ void print_message(std::string_view text) {
         output.flush();
     } catch (const host::Error &) {
     } catch (const ReaderHasGone &) {
+    } catch (const Interrupted &) {
     }
 }
 

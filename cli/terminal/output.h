@@ -1,4 +1,4 @@
-/** Output streams that report every failed write. */
+/** Output streams that report every failed write, and the one place that writes to a terminal. */
 #pragma once
 
 #include <cstddef>
@@ -16,17 +16,36 @@ struct ReaderHasGone {};
 /** Writes all of `bytes`. @throws ReaderHasGone; host::Error naming `name` and the system's reason. */
 void write_fully(int descriptor, std::span<const std::byte> bytes, const std::string &name);
 
-/** Buffered standard output or standard error. The caller must end with `flush`. */
+/**
+ * Buffered standard output or standard error. The caller must end with `flush`.
+ *
+ * A terminal obeys control characters, and texts come from anywhere. So whatever is written to a terminal is escaped
+ * here: no control character reaches it but newlines, and in `write_styled` the colours of `TextStyle`. Files and pipes
+ * get the exact bytes.
+ *
+ * A signal that ends the program does not tear a line. The line under way is written whole, even if its reader has
+ * stalled: a pipe is enlarged for it.
+ */
 class Output {
 public:
     /** @param name  of the stream, for messages. */
     Output(int descriptor, std::string name);
     Output(const Output &) = delete;
     Output &operator=(const Output &) = delete;
+    ~Output();
 
-    /** @throws what `write_fully` throws. */
+    /**
+     * Writes whole lines.
+     * @throws what `write_fully` throws, and Interrupted when an `Interruption` has been requested and the reader has
+     *         stalled.
+     */
     void write(std::string_view text);
-    void write(std::span<const std::byte> bytes);
+    /** The same for text with colours of `style()`. */
+    void write_styled(std::string_view text);
+    /** The same, without buffering. */
+    void write_lines(std::span<const std::byte> lines);
+    /** Writes one record of any bytes, which a signal does not tear either. Throws the same. */
+    void write_record(std::span<const std::byte> record);
     /** Writes the buffer. The destructor does not: what was not flushed is lost. */
     void flush();
 
@@ -37,7 +56,18 @@ public:
     const TextStyle &style() const { return _style; }
 
 private:
+    /** What a signal must not tear. */
+    enum class Unit { Line, Record };
+
+    void append(std::string text);
+    void send(std::span<const std::byte> bytes, Unit unit);
+    void send_slowly(std::span<const std::byte> bytes, Unit unit);
+    std::size_t write_some(std::span<const std::byte> bytes) const;
+    bool enlarge_pipe(std::size_t by) const;
+
     int _descriptor;
+    int _unblocking = -1; ///< the same pipe or terminal, where writing does not block; -1 when there is none
+    bool _may_stall = false;
     std::string _name;
     TextStyle _style;
     std::string _buffer;

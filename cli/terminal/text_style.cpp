@@ -1,6 +1,7 @@
 #include "cli/terminal/text_style.h"
 
 #include <algorithm>
+#include <charconv>
 #include <clocale>
 #include <cstdlib>
 #include <optional>
@@ -49,23 +50,65 @@ std::optional<std::size_t> terminal_columns(int descriptor) {
     return size.ws_col;
 }
 
+/** The character that `text` begins with, or its first byte. */
+std::string_view first_of(std::string_view text) {
+    return text.substr(0, std::max<std::size_t>(1, host::utf8_sequence_length(text)));
+}
+
+void append_escaped(std::string &escaped, std::string_view character) {
+    const std::size_t control_length = host::control_character_length(character);
+    if (control_length == 1 || host::utf8_sequence_length(character) == 0) {
+        escaped += "\\x" + hex(character);
+    } else if (control_length == 2) {
+        escaped += "\\u00" + hex(character.substr(1));
+    } else {
+        escaped += character;
+    }
+}
+
+/** The length of the line end that `text` begins with, or 0. */
+std::size_t line_end_length(std::string_view text) {
+    return text.starts_with('\n') ? 1 : text.starts_with("\r\n") ? 2 : 0;
+}
+
+/** The length of the colour that `text` begins with: one of those above or in `terminal/log.cpp`; otherwise 0. */
+std::size_t colour_length(std::string_view text) {
+    constexpr std::string_view kStart = "\x1b[";
+    if (!text.starts_with(kStart)) {
+        return 0;
+    }
+    unsigned code = 0;
+    const char *const digits = text.data() + kStart.size();
+    const char *const end = std::from_chars(digits, std::min(digits + 2, text.data() + text.size()), code).ptr;
+    const bool is_ours = code <= 2 || code == 41 || (30 <= code && code <= 37) || (90 <= code && code <= 97);
+    const auto length = static_cast<std::size_t>(end - text.data());
+    return is_ours && text.substr(length).starts_with('m') ? length + 1 : 0;
+}
+
 } // namespace
 
 std::string escape_controls(std::string_view text) {
     std::string escaped;
     escaped.reserve(text.size());
     while (!text.empty()) {
-        const std::size_t length = host::utf8_sequence_length(text);
-        const std::string_view sequence = text.substr(0, std::max<std::size_t>(1, length));
-        const std::size_t control_length = host::control_character_length(text);
-        if (length == 0 || control_length == 1) {
-            escaped += "\\x" + hex(sequence);
-        } else if (control_length == 2) {
-            escaped += "\\u00" + hex(sequence.substr(1));
+        append_escaped(escaped, first_of(text));
+        text.remove_prefix(first_of(text).size());
+    }
+    return escaped;
+}
+
+std::string escape_for_terminal(std::string_view text, Colours colours) {
+    std::string escaped;
+    escaped.reserve(text.size());
+    while (!text.empty()) {
+        const std::size_t kept = line_end_length(text) + (colours == Colours::Kept ? colour_length(text) : 0);
+        const std::string_view next = kept == 0 ? first_of(text) : text.substr(0, kept);
+        if (kept == 0) {
+            append_escaped(escaped, next);
         } else {
-            escaped += sequence;
+            escaped += next;
         }
-        text.remove_prefix(sequence.size());
+        text.remove_prefix(next.size());
     }
     return escaped;
 }

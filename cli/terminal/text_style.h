@@ -13,6 +13,12 @@ namespace cli {
  */
 std::string escape_controls(std::string_view text);
 
+/** What `escape_for_terminal` does with the sequences that `TextStyle` and the log colour text with. */
+enum class Colours { Escaped, Kept };
+
+/** The same for whole lines: newlines stay, also those after a carriage return. */
+std::string escape_for_terminal(std::string_view text, Colours colours);
+
 /** How text is printed: escaped and coloured on a terminal, unchanged elsewhere. */
 struct TextStyle {
     bool escapes_controls = false;

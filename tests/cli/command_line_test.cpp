@@ -83,6 +83,56 @@ TEST(CommandLineTest, ATimeThatIsNoneIsWrongUse) {
     }
 }
 
+TEST(CommandLineTest, EveryNumberIsDecimalAndNothingElse) {
+    struct Row {
+        std::vector<std::string> arguments;
+        std::string option;
+        std::string value_start; ///< what stands before the number
+    };
+    const std::vector<Row> rows = {
+        {{"decode", "-"}, "--first", ""},
+        {{"decode", "-"}, "--last", ""},
+        {{"decode", "-"}, "--since", ""},
+        {{"decode", "-"}, "--until", ""},
+        {{"decode", "-"}, "--boot-time", ""},
+        {{"decode", "-"}, "--time-sync", "qor=1,calendar="},
+        {{"validate", "x.so"}, "--seed", ""},
+        {{"validate", "x.so"}, "--timeout", ""},
+        {{"run", "x.toml"}, "--for", ""},
+        {{"run", "x.toml"}, "--listen", ""},
+        {{"run", "x.toml"}, "--listen", "127.0.0.1:"},
+    };
+    for (const Row &row : rows) {
+        for (const std::string number : {"0x5", "0b1", "0o7", "+5", " 5", "5 ", "5_0", "nan", "inf", "5e"}) {
+            std::vector<std::string> arguments = row.arguments;
+            arguments.push_back(row.option + "=" + row.value_start + number);
+
+            const Outcome outcome = qorstat(arguments);
+
+            EXPECT_EQ(outcome.exit_code, 2) << testing::PrintToString(arguments);
+            EXPECT_EQ(outcome.err.rfind("qorstat: " + row.arguments[0] + ": invalid value \"" + row.value_start +
+                                            number + "\" for " + row.option + ": ",
+                                        0),
+                      0u)
+                << outcome.err;
+        }
+    }
+    cli_tests::Surroundings surroundings;
+    surroundings.standard_input = std::string(std::size_t{48} * 12, '\0');
+    const std::string ten = qorstat({"decode", "-", "--first=010"}, surroundings).out;
+    EXPECT_EQ(std::count(ten.begin(), ten.end(), '\n'), 10) << "leading zeros are not octal";
+}
+
+TEST(CommandLineTest, AZeroCharacterInAFileDoesNotCutAnErrorShort) {
+    const cli_tests::TemporaryFolder folder;
+    const std::string file = folder.file("device.toml", "name = \"x\"\n\"zero\\u0000key\" = 1\n");
+
+    const Outcome outcome = qorstat({"run", file});
+
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_EQ(outcome.err, "qorstat: " + file + ": line 2, column 1: unknown key \"zero\\x00key\" of a device\n");
+}
+
 TEST(CommandLineTest, AMessageStaysOnOneLineWhateverTheArgumentsHold) {
     expect_wrong_use({{"run", "x.toml", "a\nb\x1b[31m"}, "run: unexpected argument \"a\\x0ab\\x1b[31m\""});
 }

@@ -1,8 +1,11 @@
 /** `decode`, the built program. */
 #include <csignal>
 #include <cstdint>
+#include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <map>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -182,6 +185,30 @@ TEST(DecodeClockTest, AZoneWhoseFileIsMissingIsAnError) {
         EXPECT_EQ(outcome.out, "");
         EXPECT_EQ(outcome.err.rfind("qorstat: ", 0), 0u);
         EXPECT_NE(outcome.err.find(": not a time zone file\n"), std::string::npos) << outcome.err;
+    }
+}
+
+TEST(DecodeClockTest, AZoneOfTheEnvironmentThatIsNoneIsSaid) {
+    const std::string dump = report(kAccelData, 1, 1'000'000);
+    const auto in_zone = [&](const std::string &zone, std::vector<std::string> options) {
+        Surroundings surroundings = with_input(dump);
+        surroundings.environment["TZ"] = zone;
+        options.insert(options.begin(), {"decode", "-"});
+        return qorstat(options, surroundings);
+    };
+
+    for (const std::string zone : {":/etc/passwd", "Nowhere/City", "Europe", "X"}) {
+        const Outcome outcome = in_zone(zone, kClock);
+
+        EXPECT_EQ(outcome.exit_code, 0);
+        EXPECT_NE(outcome.out.find("'Nov 14 22:13:21.250000'"), std::string::npos) << outcome.out;
+        EXPECT_EQ(outcome.err, "qorstat: TZ is \"" + zone + "\", which is no time zone: wall-clock times are in UTC\n");
+        EXPECT_EQ(in_zone(zone, {}).err, "") << "no time is printed";
+        EXPECT_EQ(in_zone(zone, clock_in("Asia/Tokyo")).err, "") << "it is not used";
+    }
+    for (const std::string zone : {"", ":", "UTC", "Asia/Tokyo", ":Asia/Tokyo", "/usr/share/zoneinfo/Asia/Tokyo",
+                                   "CET-1CEST", ":CET-1", "<+03>-3", "JST-9"}) {
+        EXPECT_EQ(in_zone(zone, kClock).err, "") << zone;
     }
 }
 
@@ -595,6 +622,14 @@ TEST(DecodeFilterTest, TheLastOfManyBlocksAreTheLast) {
     EXPECT_TRUE(dump.lines.ends_with(decode(dump.bytes, {"--last", "3000"}).out));
 }
 
+TEST(DecodeFilterTest, TheLastOfAFileWhoseSizeIsNotKnownAreTheLast) {
+    const Outcome all = qorstat({"decode", "/proc/self/maps", "--format", "jsonl"});
+    const Outcome last = qorstat({"decode", "/proc/self/maps", "--last", "1", "--format", "jsonl"});
+
+    EXPECT_GT(split_lines(all.out).size(), 1u);
+    EXPECT_EQ(split_lines(last.out).size(), 1u) << last.err;
+}
+
 TEST(DecodeFilterTest, WrongNamesSuggestTheRightOnes) {
     expect_wrong_use({"--category", "senser"},
                      "invalid value \"senser\" for --category: unknown name; did you mean \"sensor\"?");
@@ -703,6 +738,24 @@ TEST(DecodeStatisticsTest, WhatStoodBetweenTheLastThatPassIsNotKnownOfAPipe) {
     EXPECT_EQ(qorstat(of_file).exit_code, 0);
 }
 
+TEST(DecodeStatisticsTest, WhereFewerPassThanAreWantedGapsCountFromTheFirstThatPasses) {
+    // The gap between 1 and 5 comes before the only report of the gyroscope, and 6 follows it.
+    const std::string dump = report(kAccelData, 1, 100) + report(kAccelData, 5, 200) + report(kGyroData, 6, 300) +
+                             report(kAccelData, 9, 400);
+    const TemporaryFolder folder;
+    const std::string file = folder.file("dump", dump);
+    const auto gaps = [&](const std::string &last, const std::string &component) {
+        const Outcome outcome =
+            qorstat({"decode", file, "--stats", "--json", "--last", last, "--component", component});
+        return json::parse(outcome.out)["first_gaps"];
+    };
+
+    const json after_the_gyroscope = json::parse(R"([{"offset":144,"before":6,"after":9}])");
+    EXPECT_EQ(gaps("1", "gyro"), after_the_gyroscope);
+    EXPECT_EQ(gaps("2", "gyro"), after_the_gyroscope);
+    EXPECT_EQ(gaps("9", "200"), json::array()) << "nothing passes";
+}
+
 TEST(DecodeStatisticsTest, AnEmptyDumpHasNothingToCount) {
     EXPECT_EQ(decode("", {"--stats"}).out,
               "reports: 0\nsequence numbers: 0 gaps, 0 missing\ncategories\ncomponents\nevents\ntypes\n");
@@ -766,6 +819,7 @@ TEST(DecodeOutputTest, AClosedPipeEndsItQuietly) {
 }
 
 TEST(DecodeOutputTest, ControlCharactersAreEscapedOnATerminalOnly) {
+    SKIP_WITHOUT_TERMINALS();
     const std::string dump = report(kForeignInfo, 1, 1, std::string(19, '\0') + "\x1b[31m");
     Surroundings terminal = with_input(dump);
     terminal.output_is_terminal = true;
@@ -825,6 +879,143 @@ TEST(DecodeFollowTest, AFileThatIsCutIsAnError) {
 
     EXPECT_EQ(outcome.exit_code, 1);
     EXPECT_EQ(outcome.err, "qorstat: " + file + ": byte 100: the file was truncated while it was being followed\n");
+}
+
+/** A followed file that others rotate. */
+class DecodeRotationTest : public testing::Test {
+protected:
+    void start(const std::string &option) {
+        program.emplace(std::vector<std::string>{"decode", file, option, "--format", "jsonl"});
+        ASSERT_TRUE(program->waits_for_output("\"sequence_num\":5,"));
+    }
+
+    std::string message(const std::string &text) const { return "qorstat: " + file + ": " + text + "\n"; }
+
+    /** @return the sequence numbers that were printed. */
+    std::vector<int> interrupt(const std::string &messages) {
+        program->send(SIGINT);
+        const Outcome outcome = program->wait_for_end();
+        EXPECT_EQ(outcome.exit_code, 0);
+        EXPECT_EQ(outcome.err, messages);
+        return parse_sequence(outcome.out);
+    }
+
+    void append(const std::string &to, const std::string &bytes) const {
+        std::ofstream(to, std::ios::binary | std::ios::app) << bytes;
+    }
+
+    const TemporaryFolder folder;
+    const std::string file = folder.file("dump", five_reports());
+    const std::string other = folder.path() / "dump.1";
+    std::optional<RunningProgram> program;
+};
+
+TEST_F(DecodeRotationTest, TheOpenFileIsFollowedOnAndItsNewNamesAreSaid) {
+    start("--follow");
+
+    std::filesystem::rename(file, other);
+    ASSERT_TRUE(program->waits_for_message("the file was renamed; still following the one that is open"));
+    folder.file("dump", report(kAccelData, 70, 1));
+    ASSERT_TRUE(program->waits_for_message("another file has this name now; still following the one that is open"));
+    append(other, report(kGyroData, 6, 600));
+    ASSERT_TRUE(program->waits_for_output("\"sequence_num\":6,"));
+
+    EXPECT_EQ(interrupt(message("the file was renamed; still following the one that is open") +
+                        message("another file has this name now; still following the one that is open")),
+              (std::vector<int>{1, 2, 3, 4, 5, 6}));
+}
+
+TEST_F(DecodeRotationTest, ARemovedFileIsSaidOnce) {
+    start("--follow");
+
+    std::filesystem::remove(file);
+    const std::string removed = "the file was removed; still following the one that is open";
+    ASSERT_TRUE(program->waits_for_message(removed));
+
+    EXPECT_EQ(interrupt(message(removed)), (std::vector<int>{1, 2, 3, 4, 5}));
+}
+
+TEST_F(DecodeRotationTest, TheNameIsFollowedToTheNextFile) {
+    start("--follow=name");
+
+    std::filesystem::rename(file, other);
+    ASSERT_TRUE(program->waits_for_message("the file was renamed; waiting for a new one"));
+    append(other, report(kGyroData, 6, 600) + "half");
+    ASSERT_TRUE(program->waits_for_output("\"sequence_num\":6,"));
+    folder.file("dump", report(kAccelData, 7, 700) + report(kAccelData, 8, 800));
+    ASSERT_TRUE(program->waits_for_output("\"sequence_num\":8,"));
+    append(file, report(kAccelData, 9, 900));
+    ASSERT_TRUE(program->waits_for_output("\"sequence_num\":9,"));
+
+    EXPECT_EQ(interrupt(message("the file was renamed; waiting for a new one") +
+                        message("another file has this name now; going on with it") +
+                        message("4 bytes at the end of the former content are not a whole report")),
+              (std::vector<int>{1, 2, 3, 4, 5, 6, 7, 8, 9}));
+}
+
+TEST_F(DecodeRotationTest, AFileThatReplacesAnotherAtOnceIsFollowedByName) {
+    start("--follow=name");
+
+    std::filesystem::rename(folder.file("next", report(kAccelData, 6, 600)), file);
+    ASSERT_TRUE(program->waits_for_output("\"sequence_num\":6,"));
+
+    EXPECT_EQ(interrupt(message("another file has this name now; going on with it")),
+              (std::vector<int>{1, 2, 3, 4, 5, 6}));
+}
+
+TEST_F(DecodeRotationTest, ACutFileIsReadFromItsStartByName) {
+    start("--follow=name");
+
+    std::filesystem::resize_file(file, 0);
+    ASSERT_TRUE(program->waits_for_message("the file was truncated; going on from its start"));
+    append(file, report(kAccelData, 6, 600));
+    ASSERT_TRUE(program->waits_for_output("\"sequence_num\":6,"));
+
+    EXPECT_EQ(interrupt(message("the file was truncated; going on from its start")),
+              (std::vector<int>{1, 2, 3, 4, 5, 6}));
+}
+
+TEST(DecodeFollowTest, WhatCannotBeFollowedByNameIsWrongUse) {
+    expect_wrong_use({"--follow=name"}, "--follow=name requires the name of a file");
+    expect_wrong_use({"--follow=inode"}, "invalid value \"inode\" for --follow: expected name or no value");
+}
+
+TEST(DecodeTextTest, ATextThatIsNoUtf8IsInALineThatThePlugInLeavesOut) {
+    const std::string file = QOR_SOURCE_FOLDER "/tests/data/report-not-utf8.bin";
+    const std::string bytes = content_of(file);
+    ASSERT_EQ(bytes.size(), kReportSize);
+    const TemporaryFolder folder;
+    // The first of the two reports that the firmware gives to a capture becomes this one.
+    std::string description = content_of(QOR_SOURCE_FOLDER "/tests/data/small.toml");
+    const std::string first_digits = "05 00 01 00 01 00 00 00 40 42 0f 00 00 00 00 00\n"
+                                     "01 01 00 00 00 00 00 00 02 00 00 00 5e 01 00 00\n"
+                                     "01 00 00 00 90 01 00 00 00 00 00 00 00 00 00 00\n";
+    const std::size_t place = description.find(first_digits);
+    ASSERT_NE(place, std::string::npos);
+    std::string digits;
+    for (const char byte : bytes) {
+        char pair[3];
+        std::snprintf(pair, sizeof pair, "%02x", static_cast<unsigned>(static_cast<unsigned char>(byte)));
+        digits += pair;
+    }
+    description.replace(place, first_digits.size(), digits);
+    const std::string captured = folder.path() / "captured";
+
+    const Outcome decoded = qorstat({"decode", file});
+    ASSERT_EQ(qorstat({"capture", folder.file("device.toml", description), "-o", captured}).exit_code, 0);
+    std::string profile;
+    for (const auto &record : std::filesystem::directory_iterator(captured)) {
+        const std::string name = record.path().filename();
+        profile = name.find("ZEL Profile 0") != std::string::npos && name.find("type=fw") != std::string::npos
+                      ? record.path().string()
+                      : profile;
+    }
+
+    EXPECT_NE(decoded.out.find("'function':    'ab\xFF\x80'"), std::string::npos) << decoded.out;
+    EXPECT_EQ(split_lines(decoded.out).size(), 1u);
+    const std::vector<std::string> lines = split_lines(qorstat({"show", profile}).out);
+    ASSERT_EQ(lines.size(), 2u) << "a title and the second report";
+    EXPECT_NE(lines[1].find("'sequence_num':         2"), std::string::npos) << lines[1];
 }
 
 } // namespace

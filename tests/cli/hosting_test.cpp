@@ -1,6 +1,7 @@
 /** `run`, `notify` and `capture` with the real module and described devices. */
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <map>
 #include <string>
 #include <vector>
@@ -458,6 +459,22 @@ TEST(ConfineTest, NoFolderIsWrongUse) {
 
     EXPECT_EQ(outcome.exit_code, 2);
     EXPECT_EQ(outcome.err, "qorstat: capture: invalid value \"\" for --confine: expected a folder\n");
+}
+
+TEST(RunTest, AMissingJournalIsSaidOnce) {
+    if (std::filesystem::exists("/run/systemd/journal/socket")) {
+        GTEST_SKIP() << "this machine has a journal";
+    }
+    const TemporaryFolder folder;
+
+    const Outcome outcome = qorstat({"run", kSmall, "--for", "0", "--journal"}, isolate_in(folder));
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(cli_tests::occurrences(outcome.err,
+                                     "qorstat: there is no systemd journal: /run/systemd/journal/socket: No such file "
+                                     "or directory; the log goes to standard error only\n"),
+              1u)
+        << outcome.err;
 }
 
 /** Bad modules and descriptions, which every verb that hosts the plug-in refuses. */

@@ -90,6 +90,7 @@ TEST_F(MetricsTest, AStoreIsShownAsATable) {
 }
 
 TEST_F(MetricsTest, ATerminalGetsColoursAndWhereTheLocaleHasNoBlocksOtherSigns) {
+    SKIP_WITHOUT_TERMINALS();
     surroundings.output_is_terminal = true;
     surroundings.environment["LC_ALL"] = "C";
     surroundings.environment["TERM"] = "xterm";

@@ -15,6 +15,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -240,8 +241,60 @@ bool RunningProgram::waits_for_opening(const fs::path &file) const {
     }
 }
 
+void RunningProgram::waits_for_sleep() const {
+    for (int sleeps = 0; sleeps < 10; std::this_thread::sleep_for(std::chrono::milliseconds(1))) {
+        const std::string status = content_of("/proc/" + std::to_string(_process) + "/stat");
+        const std::string after_name = status.substr(std::min(status.rfind(") "), status.size()));
+        sleeps = after_name.starts_with(") R") || after_name.starts_with(") D") ? 0 : sleeps + 1;
+    }
+}
+
+void RunningProgram::waits_for_work() const {
+    const std::string file = "/proc/" + std::to_string(_process) + "/schedstat"; // its first number is nanoseconds
+    const auto computed = [&] { return std::strtoull(content_of(file).c_str(), nullptr, 10); };
+    for (const auto before = computed(); computed() < before + 50'000'000;) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+}
+
+namespace {
+
+void wait_for_full(int pipe) {
+    const int size = fcntl(pipe, F_GETPIPE_SZ);
+    for (int unread = 0; unread < size / 2;) {
+        ioctl(pipe, FIONREAD, &unread);
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+}
+
+} // namespace
+
+void RunningProgram::waits_for_full_output() const {
+    wait_for_full(_out);
+    waits_for_sleep();
+}
+void RunningProgram::waits_for_full_messages() const {
+    wait_for_full(_err);
+    waits_for_sleep();
+}
+
 void RunningProgram::send(int signal) const { kill(_process, signal); }
 void RunningProgram::stop_reading() { close_if_open(_out); }
+
+Outcome RunningProgram::wait_for_end_unread() {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    siginfo_t end{};
+    while (end.si_pid == 0 && std::chrono::steady_clock::now() < deadline) {
+        waitid(P_PID, static_cast<id_t>(_process), &end, WEXITED | WNOHANG | WNOWAIT);
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    if (end.si_pid == 0) {
+        ADD_FAILURE() << "the program does not end";
+        kill(_process, SIGKILL);
+    }
+    close_if_open(_in);
+    return wait_for_end();
+}
 
 Outcome RunningProgram::wait_for_end() {
     while (read_once()) {
@@ -255,6 +308,16 @@ Outcome RunningProgram::wait_for_end() {
 
 Outcome qorstat(const std::vector<std::string> &arguments, const Surroundings &surroundings) {
     return RunningProgram(arguments, surroundings).wait_for_end();
+}
+
+std::string missing_terminals() {
+    std::array<int, 2> ends{};
+    if (openpty(&ends[0], &ends[1], nullptr, nullptr, nullptr) == -1) {
+        return "this machine has no pseudo-terminals (openpty: " + std::generic_category().message(errno) + ")";
+    }
+    close(ends[0]);
+    close(ends[1]);
+    return {};
 }
 
 void expect_golden(const std::string &name, const std::string &text) {

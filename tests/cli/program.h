@@ -72,10 +72,19 @@ public:
     bool waits_for_output(std::string_view text);
     /** Waits until the program has `file` open. @return false when it ended before. */
     bool waits_for_opening(const std::filesystem::path &file) const;
+    /** Waits until the program sleeps: in a system call that waits, with nothing to do. */
+    void waits_for_sleep() const;
+    /** Waits until the program has computed for a while. */
+    void waits_for_work() const;
+    /** Waits until the pipe of standard output is full, or of standard error; neither is read meanwhile. */
+    void waits_for_full_output() const;
+    void waits_for_full_messages() const;
     void send(int signal) const;
     /** Closes the reading end of standard output. */
     void stop_reading();
     Outcome wait_for_end();
+    /** The same, without reading anything before the program has ended; kills it after ten seconds. */
+    Outcome wait_for_end_unread();
 
 private:
     bool read_once();
@@ -89,6 +98,14 @@ private:
     std::string _out_text;
     std::string _err_text;
 };
+
+/** Why this machine has no pseudo-terminals, such as a container without /dev/pts; empty when it has. */
+std::string missing_terminals();
+
+/** Skips the test, with the reason, where it cannot have a terminal. */
+#define SKIP_WITHOUT_TERMINALS()                                                                                       \
+    if (const std::string reason = cli_tests::missing_terminals(); !reason.empty())                                    \
+    GTEST_SKIP() << reason
 
 /** Compares with the golden file `name`; writes it when the environment has QOR_RENEW_GOLDEN=1. */
 void expect_golden(const std::string &name, const std::string &text);

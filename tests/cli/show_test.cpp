@@ -95,6 +95,7 @@ TEST(ShowTest, DrawsKnownTitlesInTheirForms) {
 }
 
 TEST(ShowTest, DrawsKnownTitlesForATerminal) {
+    SKIP_WITHOUT_TERMINALS();
     const Outcome outcome = qorstat({"show", "-"}, on_a_terminal(known_records()));
 
     EXPECT_EQ(outcome.exit_code, 0);
@@ -103,6 +104,7 @@ TEST(ShowTest, DrawsKnownTitlesForATerminal) {
 }
 
 TEST(ShowTest, WithoutColoursATerminalShowsWhatAPipeGets) {
+    SKIP_WITHOUT_TERMINALS();
     Surroundings surroundings = on_a_terminal(known_records());
     surroundings.environment = {{"NO_COLOR", "1"}};
     std::string out = qorstat({"show", "-"}, surroundings).out;
@@ -156,6 +158,7 @@ TEST(ShowTest, APipeGetsTheExactBytes) {
 }
 
 TEST(ShowTest, ATerminalGetsColouredTitlesAndEscapedTexts) {
+    SKIP_WITHOUT_TERMINALS();
     const Outcome outcome = qorstat({"show", "-"}, on_a_terminal(record("T", kRedLine)));
 
     EXPECT_EQ(outcome.exit_code, 0);
@@ -163,6 +166,7 @@ TEST(ShowTest, ATerminalGetsColouredTitlesAndEscapedTexts) {
 }
 
 TEST(ShowTest, NoColorTakesTheColoursAway) {
+    SKIP_WITHOUT_TERMINALS();
     Surroundings surroundings = on_a_terminal(record("T", kRedLine));
     surroundings.environment = {{"NO_COLOR", "1"}};
 
@@ -170,6 +174,7 @@ TEST(ShowTest, NoColorTakesTheColoursAway) {
 }
 
 TEST(ShowTest, AnEmptyNoColorMeansNothing) {
+    SKIP_WITHOUT_TERMINALS();
     Surroundings surroundings = on_a_terminal(record("T", kRedLine));
     surroundings.environment = {{"NO_COLOR", ""}};
 

@@ -123,24 +123,17 @@ TEST_F(Log, FileThatCannotBeOpenedIsAnErrorThatNamesItAndTheReason) {
     EXPECT_FALSE(std::filesystem::exists(path("missing")));
 }
 
-TEST_F(Log, TerminalIsStandardErrorWithoutColoursUnlessAsked) {
-    ::testing::internal::CaptureStderr();
-    {
-        const auto sink = host::log_to_terminal(false);
-        RvLogWrite(log, kRvLogLevelFault, "seen\n");
-    }
+TEST_F(Log, LinesSayWhereTheLevelIs) {
+    std::vector<host::LogLine> lines;
+    const auto sink = host::log_to_lines([&](const host::LogLine &line) { lines.push_back(line); });
 
-    EXPECT_THAT(lines_of(::testing::internal::GetCapturedStderr()), ElementsAre(line_like("fault \\[Sub:Cat\\] seen")));
-}
+    RvLogWrite(log, kRvLogLevelFault, "seen\n");
 
-TEST_F(Log, TerminalColoursTheLevelWhenAsked) {
-    ::testing::internal::CaptureStderr();
-    {
-        const auto sink = host::log_to_terminal(true);
-        RvLogWrite(log, kRvLogLevelError, "seen");
-    }
-
-    EXPECT_THAT(::testing::internal::GetCapturedStderr(), ::testing::ContainsRegex("\x1B\\[[0-9;]*m.*error\x1B\\[m"));
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_EQ(lines[0].level, kRvLogLevelFault);
+    EXPECT_THAT(lines_of(lines[0].text), ElementsAre(line_like("fault \\[Sub:Cat\\] seen")));
+    EXPECT_EQ(lines[0].text.substr(lines[0].level_begin, lines[0].level_end - lines[0].level_begin), "fault");
+    EXPECT_EQ(lines[0].text.back(), '\n');
 }
 
 TEST_F(Log, JournalGetsTheMessageItsPriorityAndTheNames) {

@@ -36,6 +36,15 @@ TEST(NearestWordTest, AWordOfMoreThan128BytesIsComparedWithNone) {
     EXPECT_EQ(host::nearest_word(too_long, {longest}), std::nullopt);
 }
 
+TEST(NearestWordTest, WordsOfMegabytesAreNotCompared) {
+    const std::string key(4'000'000, 'k');
+    const std::string other = key + "x";
+
+    EXPECT_EQ(host::nearest_word(key, {other}), std::nullopt);
+    EXPECT_EQ(host::nearest_word("kk", {other, "kkk"}), "kkk");
+    EXPECT_EQ(host::nearest_word(std::string(64, 'k'), {std::string(65, 'k')}), std::string(65, 'k'));
+}
+
 TEST(NearestWordTest, TheSuggestionAsks) { EXPECT_EQ(host::suggestion("shw", kWords), "; did you mean \"show\"?"); }
 
 } // namespace

@@ -13,6 +13,7 @@
 #include "tests/cli/program.h"
 #include "tests/cli/reports/dumps.h"
 
+using cli::Follow;
 using cli::ReportInput;
 using cli::ReportPiece;
 using cli_tests::DumpPipe;
@@ -32,7 +33,7 @@ std::vector<std::uint32_t> numbers_of(const std::optional<ReportPiece> &piece) {
 
 TEST(ReportInputTest, AFileComesInPiecesOfAtMost1365Reports) {
     const TemporaryFolder folder;
-    ReportInput input(folder.file("dump", numbered_reports(1367) + "1234"), false);
+    ReportInput input(folder.file("dump", numbered_reports(1367) + "1234"), Follow::Nothing);
 
     const std::optional<ReportPiece> first = input.read_next();
     ASSERT_TRUE(first);
@@ -52,9 +53,9 @@ TEST(ReportInputTest, AFileComesInPiecesOfAtMost1365Reports) {
 
 TEST(ReportInputTest, SizesOfAFileAreThoseWhenItWasOpened) {
     const TemporaryFolder folder;
-    const ReportInput input(folder.file("dump", numbered_reports(3) + "1234"), false);
+    const ReportInput input(folder.file("dump", numbered_reports(3) + "1234"), Follow::Nothing);
 
-    EXPECT_TRUE(input.is_regular_file());
+    EXPECT_TRUE(input.has_known_end());
     EXPECT_EQ(input.file_size(), 148u);
     EXPECT_EQ(input.end_of_file_reports(), 144u);
 }
@@ -62,8 +63,8 @@ TEST(ReportInputTest, SizesOfAFileAreThoseWhenItWasOpened) {
 TEST(ReportInputTest, APipeGivesWhatItHolds) {
     const std::string dump = numbered_reports(2);
     DumpPipe pipe(dump.substr(0, 60));
-    ReportInput input(pipe.name(), false);
-    EXPECT_FALSE(input.is_regular_file());
+    ReportInput input(pipe.name(), Follow::Nothing);
+    EXPECT_FALSE(input.has_known_end());
     EXPECT_EQ(input.file_size(), 0u);
 
     EXPECT_EQ(numbers_of(input.read_next()), std::vector<std::uint32_t>{1});
@@ -87,7 +88,7 @@ TEST(ReportInputTest, APipeGivesWhatItHolds) {
 
 TEST(ReportInputTest, ReadsFromAnOffset) {
     const TemporaryFolder folder;
-    ReportInput input(folder.file("dump", numbered_reports(3)), false);
+    ReportInput input(folder.file("dump", numbered_reports(3)), Follow::Nothing);
 
     input.start_at(96);
 
@@ -99,23 +100,26 @@ TEST(ReportInputTest, ReadsFromAnOffset) {
 
 TEST(ReportInputTest, FindsBackwardsFromTheLastWholeReport) {
     const TemporaryFolder folder;
-    const ReportInput input(folder.file("dump", numbered_reports(3000) + "1234"), false);
+    const ReportInput input(folder.file("dump", numbered_reports(3000) + "1234"), Follow::Nothing);
     std::uint32_t expected = 3000;
 
-    const std::uint64_t offset = input.find_backwards([&](const _QorProfileReport &report) {
-        EXPECT_EQ(report.sequence_num(), expected--);
+    input.find_backwards([&](const _QorProfileReport &report, std::uint64_t offset) {
+        EXPECT_EQ(report.sequence_num(), expected);
+        EXPECT_EQ(offset, (expected - 1) * 48u);
+        --expected;
         return report.sequence_num() == 17;
     });
-
-    EXPECT_EQ(offset, 16u * 48);
     EXPECT_EQ(expected, 16u);
-    EXPECT_EQ(input.find_backwards([](const _QorProfileReport &) { return false; }), 0u);
+
+    std::uint32_t seen = 0;
+    input.find_backwards([&](const _QorProfileReport &, std::uint64_t) { return ++seen == 0; });
+    EXPECT_EQ(seen, 3000u);
 }
 
 TEST(ReportInputTest, AFollowedFileIsNotAtItsEndUntilAnInterruption) {
     const TemporaryFolder folder;
     const std::string file = folder.file("dump", numbered_reports(1));
-    ReportInput input(file, true);
+    ReportInput input(file, Follow::Descriptor);
     ASSERT_EQ(numbers_of(input.read_next()), std::vector<std::uint32_t>{1});
 
     const std::optional<ReportPiece> nothing = input.read_next();
@@ -129,10 +133,29 @@ TEST(ReportInputTest, AFollowedFileIsNotAtItsEndUntilAnInterruption) {
     EXPECT_FALSE(input.read_next());
 }
 
+TEST(ReportInputTest, AFollowedFileEndsWithAnInterruptionBeforeItHasBeenRead) {
+    const TemporaryFolder folder;
+    ReportInput input(folder.file("dump", numbered_reports(5000)), Follow::Descriptor);
+    ASSERT_TRUE(input.read_next());
+    EXPECT_FALSE(input.is_cut_short());
+
+    std::raise(SIGTERM);
+
+    EXPECT_FALSE(input.read_next());
+    EXPECT_TRUE(input.is_cut_short());
+}
+
+TEST(ReportInputTest, AFileWhoseSizeTheSystemDoesNotKnowHasNoKnownEnd) {
+    const TemporaryFolder folder;
+
+    EXPECT_FALSE(ReportInput("/proc/self/maps", Follow::Nothing).has_known_end());
+    EXPECT_TRUE(ReportInput(folder.file("empty", ""), Follow::Nothing).has_known_end());
+}
+
 TEST(ReportInputTest, ATruncatedFileIsAnErrorWhileItIsFollowed) {
     const TemporaryFolder folder;
     const std::string file = folder.file("dump", numbered_reports(2));
-    ReportInput input(file, true);
+    ReportInput input(file, Follow::Descriptor);
     input.read_next();
 
     std::filesystem::resize_file(file, 50);
@@ -147,7 +170,7 @@ TEST(ReportInputTest, ATruncatedFileIsAnErrorWhileItIsFollowed) {
 
 TEST(ReportInputTest, AMissingFileIsAnError) {
     try {
-        const ReportInput input("/nowhere/dump", false);
+        const ReportInput input("/nowhere/dump", Follow::Nothing);
         FAIL() << "nothing was thrown";
     } catch (const host::Error &error) {
         EXPECT_STREQ(error.what(), "/nowhere/dump: No such file or directory");

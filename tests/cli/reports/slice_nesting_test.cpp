@@ -1,7 +1,7 @@
 /** Slices of a thread nest or lie apart. */
 #include <algorithm>
 #include <cstdint>
-#include <map>
+#include <random>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -62,33 +62,6 @@ TEST(SliceNestingTest, ThreadsAreOnTheirOwn) {
     EXPECT_FALSE(nesting.knows(3));
 }
 
-TEST(SliceNestingTest, OfManyThreadsNotAllAreKept) {
-    constexpr std::uint64_t kThreads = 10'000;
-    SliceNesting nesting;
-    for (std::uint64_t thread = 0; thread < kThreads; ++thread) {
-        nesting.fit(thread, {10, 20});
-    }
-
-    std::uint64_t kept = 0;
-    for (std::uint64_t thread = 0; thread < kThreads; ++thread) {
-        kept += nesting.knows(thread) ? 1 : 0;
-    }
-    EXPECT_LE(kept, 1024u);
-    EXPECT_TRUE(nesting.knows(kThreads - 1));
-}
-
-TEST(SliceNestingTest, OfManySlicesTheFirstAreForgotten) {
-    SliceNesting nesting;
-    for (std::uint64_t number = 0; number < 10'000; ++number) {
-        nesting.fit(1, {100 * number, 100 * number + 50});
-    }
-
-    EXPECT_EQ(nesting.fit(1, {25, 1'000'000}), (Slice{25, 1'000'000})) << "the first";
-    SliceNesting few;
-    few.fit(1, {0, 50});
-    EXPECT_EQ(few.fit(1, {25, 1'000'000}), (Slice{50, 1'000'000}));
-}
-
 bool nest(const Slice &a, const Slice &b) {
     const bool are_beside = a.end <= b.begin || b.end <= a.begin;
     const bool holds_b = a.begin <= b.begin && b.end <= a.end;
@@ -96,9 +69,105 @@ bool nest(const Slice &a, const Slice &b) {
     return are_beside || holds_b || holds_a;
 }
 
-RC_GTEST_PROP(SliceNestingTest, SlicesInTheOrderOfTheirEndsNestAndKeepTheirEnds, ()) {
+bool all_nest(const std::vector<Slice> &slices) {
+    return std::all_of(slices.begin(), slices.end(), [&](const Slice &a) {
+        return std::all_of(slices.begin(), slices.end(), [&](const Slice &b) { return nest(a, b); });
+    });
+}
+
+TEST(SliceNestingTest, SlicesInTheSameOneAreCutForOneAnother) {
+    EXPECT_EQ(fit_last({{0, 100}, {10, 20}, {15, 30}}), (Slice{20, 30}));
+    EXPECT_EQ(fit_last({{10, 20}, {5, 30}, {15, 25}}), (Slice{20, 25})) << "the first came to lie in the second";
+    EXPECT_EQ(fit_last({{10, 20}, {20, 30}, {15, 28}}), (Slice{20, 28})) << "the rest lies in another";
+}
+
+TEST(SliceNestingTest, ThreadsBeyondTheLimitShareAPlace) {
+    SliceNesting nesting;
+    for (std::uint64_t thread = 0; thread < 65'536; ++thread) {
+        nesting.fit(thread, {10, 20});
+    }
+    nesting.fit(1'000'000, {10, 20});
+
+    EXPECT_TRUE(nesting.knows(65'535));
+    EXPECT_EQ(nesting.fit(65'535, {15, 30}), (Slice{20, 30})) << "one of the threads that have a place of their own";
+    EXPECT_FALSE(nesting.knows(1'000'000));
+    EXPECT_EQ(nesting.fit(1'000'000, {15, 30}), (Slice{20, 30}));
+    EXPECT_EQ(nesting.fit(1'000'000 + 1024, {25, 40}), (Slice{30, 40})) << "it shares the place";
+}
+
+TEST(NestedSlicesTest, TheEarliestOfManyAreSealed) {
+    cli::NestedSlices slices;
+    for (std::uint64_t number = 0; number < 10'000; ++number) {
+        slices.fit({100 * number, 100 * number + 50});
+        ASSERT_LE(slices.size(), cli::NestedSlices::kSlicesAtMost);
+    }
+
+    EXPECT_EQ(slices.fit({0, 1'000'000}), (Slice{0, 1'000'000})) << "around all";
+    EXPECT_EQ(slices.fit({999'960, 999'970}), (Slice{999'960, 999'970})) << "in a gap that is known";
+    const Slice in_a_sealed_one = slices.fit({60, 90});
+    EXPECT_EQ(in_a_sealed_one.begin, in_a_sealed_one.end);
+}
+
+TEST(NestedSlicesTest, SlicesThatHoldOneAnotherAreSealedFromTheInside) {
+    cli::NestedSlices slices;
+    for (std::uint64_t depth = 0; depth < 5'000; ++depth) {
+        EXPECT_EQ(slices.fit({5'000 - depth, 5'000 + depth + 1}), (Slice{5'000 - depth, 5'000 + depth + 1}));
+        ASSERT_LE(slices.size(), cli::NestedSlices::kSlicesAtMost);
+    }
+
+    const Slice innermost = slices.fit({4'999, 5'001});
+    EXPECT_EQ(innermost.begin, innermost.end);
+}
+
+/** Times near one another, so that slices overlap in every way. */
+Slice any_slice(std::uint64_t range) {
+    const std::uint64_t begin = *rc::gen::inRange<std::uint64_t>(0, range);
+    return {begin, begin + *rc::gen::inRange<std::uint64_t>(0, range / 4 + 2)};
+}
+
+RC_GTEST_PROP(SliceNestingTest, SlicesInAnyOrderNest, ()) {
     SliceNesting nesting;
     std::vector<Slice> fitted;
+    const std::uint64_t range = *rc::gen::inRange<std::uint64_t>(2, 200);
+    for (int number = *rc::gen::inRange(0, 60); number != 0; --number) {
+        const Slice slice = any_slice(range);
+        const Slice left = nesting.fit(1, slice);
+        RC_ASSERT(slice.begin <= left.begin && left.begin <= left.end && left.end <= slice.end);
+        fitted.push_back(left);
+    }
+
+    RC_ASSERT(all_nest(fitted));
+}
+
+TEST(SliceNestingTest, SlicesOfThousandsOfThreadsInAnyOrderNest) {
+    constexpr std::uint64_t kThreads = 5'000;
+    SliceNesting nesting;
+    std::mt19937_64 random(5);
+    std::vector<std::vector<Slice>> fitted(kThreads);
+    for (int number = 0; number < 100'000; ++number) {
+        const std::uint64_t begin = random() % 1'000;
+        const std::uint64_t thread = random() % kThreads;
+        fitted[thread].push_back(nesting.fit(thread, {begin, begin + random() % 300}));
+    }
+
+    EXPECT_TRUE(std::all_of(fitted.begin(), fitted.end(), all_nest));
+}
+
+TEST(NestedSlicesTest, SlicesNestAlsoWhereSomeAreSealed) {
+    cli::NestedSlices slices;
+    std::mt19937_64 random(6);
+    std::vector<Slice> fitted;
+    for (std::uint64_t number = 0; number < 4'000; ++number) {
+        const std::uint64_t begin = 20 * number + random() % 20'000;
+        fitted.push_back(slices.fit({begin, begin + random() % 100}));
+        ASSERT_LE(slices.size(), cli::NestedSlices::kSlicesAtMost);
+    }
+
+    EXPECT_TRUE(all_nest(fitted));
+}
+
+RC_GTEST_PROP(SliceNestingTest, SlicesInTheOrderOfTheirEndsKeepTheirEnds, ()) {
+    SliceNesting nesting;
     std::uint64_t end = 1'000;
     for (const std::uint8_t step :
          *rc::gen::container<std::vector<std::uint8_t>>(rc::gen::inRange<std::uint8_t>(1, 20))) {
@@ -107,11 +176,6 @@ RC_GTEST_PROP(SliceNestingTest, SlicesInTheOrderOfTheirEndsNestAndKeepTheirEnds,
         const Slice left = nesting.fit(1, slice);
         RC_ASSERT(left.end == slice.end);
         RC_ASSERT(slice.begin <= left.begin && left.begin <= left.end);
-        fitted.push_back(left);
-    }
-
-    for (const Slice &a : fitted) {
-        RC_ASSERT(std::all_of(fitted.begin(), fitted.end(), [&](const Slice &b) { return nest(a, b); }));
     }
 }
 

@@ -68,6 +68,7 @@ std::vector<std::string> drawings_of(const std::string &text) {
 }
 
 TEST(ProgressBarTest, ABarGoesFromEmptyToFullAndIsWiped) {
+    SKIP_WITHOUT_TERMINALS();
     const DumpOfZeros dump(kReportsWithoutBar + 1);
 
     const Outcome outcome = dump.decode(kNothing, with_terminal_for_messages());
@@ -79,6 +80,7 @@ TEST(ProgressBarTest, ABarGoesFromEmptyToFullAndIsWiped) {
 }
 
 TEST(ProgressBarTest, EachDrawingCoversTheOneBeforeAndShowsNoLess) {
+    SKIP_WITHOUT_TERMINALS();
     const DumpOfZeros dump(2 * kReportsWithoutBar);
 
     const Outcome outcome = dump.decode(kNothing, with_terminal_for_messages());
@@ -97,6 +99,7 @@ TEST(ProgressBarTest, EachDrawingCoversTheOneBeforeAndShowsNoLess) {
 }
 
 TEST(ProgressBarTest, StatisticsHaveABarEvenWhereTheyGoToATerminal) {
+    SKIP_WITHOUT_TERMINALS();
     const DumpOfZeros dump(kReportsWithoutBar + 1);
     Surroundings surroundings = with_terminal_for_messages();
     surroundings.output_is_terminal = true;
@@ -110,6 +113,7 @@ TEST(ProgressBarTest, StatisticsHaveABarEvenWhereTheyGoToATerminal) {
 }
 
 TEST(ProgressBarTest, WhatIsSaidAfterwardsStandsOnAnEmptyLine) {
+    SKIP_WITHOUT_TERMINALS();
     const DumpOfZeros dump(kReportsWithoutBar + 1);
     Surroundings surroundings = with_terminal_for_messages();
     surroundings.output_file = "/dev/full";
@@ -130,6 +134,7 @@ TEST(ProgressBarTest, NothingIsDrawnWhereMessagesGoToNoTerminal) {
 }
 
 TEST(ProgressBarTest, NothingIsDrawnAmongLinesOnATerminal) {
+    SKIP_WITHOUT_TERMINALS();
     const DumpOfZeros dump(kReportsWithoutBar + 1);
     Surroundings surroundings = with_terminal_for_messages();
     surroundings.output_is_terminal = true;
@@ -142,6 +147,7 @@ TEST(ProgressBarTest, NothingIsDrawnAmongLinesOnATerminal) {
 }
 
 TEST(ProgressBarTest, NothingIsDrawnForAFileOfNoMoreThan64MiB) {
+    SKIP_WITHOUT_TERMINALS();
     const DumpOfZeros dump(kReportsWithoutBar);
 
     const Outcome outcome = dump.decode(kNothing, with_terminal_for_messages());
