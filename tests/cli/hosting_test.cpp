@@ -125,7 +125,7 @@ TEST(RunTest, ALogFileThatCannotBeOpenedIsAnError) {
 /** The part of the program that `arguments` need and `file` holds is missing. */
 void expect_missing(const std::string &file, const std::vector<std::string> &arguments) {
     const TemporaryFolder folder;
-    const fs::path built = fs::path(QOR_PROGRAM).parent_path();
+    const fs::path built = fs::path(QORSTAT).parent_path();
     for (const char *part : {"qorstat", "libqorplatform.so", "libqorlog.so", "libqormetrics.so"}) {
         if (part != file) {
             fs::copy_file(built / part, folder.path() / part);
@@ -144,7 +144,7 @@ void expect_missing(const std::string &file, const std::vector<std::string> &arg
     EXPECT_EQ(qorstat({"--version"}, surroundings).exit_code, 0);
 }
 
-const std::string kModule = fs::path(QOR_PROGRAM).parent_path() / "OndreQORHIDStatistics.so";
+const std::string kModule = fs::path(QORSTAT).parent_path() / "OndreQORHIDStatistics.so";
 
 TEST(PartsOfTheProgramTest, AMissingLogLibraryIsAnErrorOfRunsThatLog) {
     expect_missing("libqorlog.so", {"run", kSmall, "--plugin", kModule, "--for", "0"});
