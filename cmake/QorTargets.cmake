@@ -28,7 +28,7 @@ target_compile_options(
             $<$<BOOL:${QOR_WERROR}>:-Werror>
             -fno-omit-frame-pointer
             -fstack-protector-strong)
-target_link_options(qor_warnings INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,-z,text)
+target_link_options(qor_warnings INTERFACE -Wl,--as-needed -Wl,-O1 -Wl,--hash-style=gnu -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,-z,text)
 
 # Sanitizers, counters of coverage and of the fuzzer.
 add_library(qor_instrumentation INTERFACE)
@@ -53,6 +53,29 @@ target_link_libraries(qor_options INTERFACE qor_warnings qor_instrumentation)
 # -O2, because g++ 12 gives false warnings about assignments to std::string at -O3.
 set(CMAKE_CXX_FLAGS_RELEASE "-O2 -g1 -DNDEBUG -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2")
 set(CMAKE_C_FLAGS_RELEASE "${CMAKE_CXX_FLAGS_RELEASE}")
+
+# A symbol that nothing defines is an error when the library is linked. With clang, a sanitizer's own symbols are defined only
+# in the program.
+function(qor_reject_undefined_symbols name)
+  if(NOT (QOR_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang"))
+    target_link_options(${name} PRIVATE -Wl,-z,defs)
+  endif()
+endfunction()
+
+# qor_add_own_library(NAME SYMBOL symbol SOURCES file... LIBRARIES library...)
+#
+# Adds a library that the platform library loads when it is first needed (host/shared_library.h). It exports the symbol and
+# nothing else.
+function(qor_add_own_library name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "SYMBOL" "SOURCES;LIBRARIES")
+  add_library(${name} MODULE ${arg_SOURCES})
+  set(exports ${CMAKE_CURRENT_BINARY_DIR}/${name}.map)
+  file(CONFIGURE OUTPUT ${exports} CONTENT "{ global: ${arg_SYMBOL}; local: *; };\n")
+  set_target_properties(${name} PROPERTIES LINK_DEPENDS ${exports})
+  target_link_libraries(${name} PRIVATE qor_options ${arg_LIBRARIES})
+  target_link_options(${name} PRIVATE -Wl,--version-script=${exports})
+  qor_reject_undefined_symbols(${name})
+endfunction()
 
 # qor_add_tests(NAME AREA area SOURCES file... [SINGLE_THREADED file...] [LIBRARIES library...])
 #
