@@ -47,12 +47,12 @@ void show_text(const std::vector<RecordFile> &files, Output &output) {
 }
 
 void show_json(const std::vector<RecordFile> &files, Output &output) {
-    auto all = nlohmann::ordered_json::array();
+    Json all = Json::array();
     for (const RecordFile &file : files) {
         for (const host::StateRecord &record : file.records) {
-            nlohmann::ordered_json entry;
+            Json entry;
             put_text(entry, "file", file.name);
-            entry.update(record_json(record, file.bytes));
+            put_record(entry, record, file.bytes);
             all.push_back(std::move(entry));
         }
     }

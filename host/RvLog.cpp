@@ -5,24 +5,19 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <map>
-#include <mutex>
 #include <new>
 #include <system_error>
 #include <utility>
 
-#include <pthread.h>
-
-#include <spdlog/pattern_formatter.h>
-#include <spdlog/sinks/basic_file_sink.h>
-#include <spdlog/sinks/systemd_sink.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include "host/error.h"
 #include "host/fault_points.h"
+#include "host/log_lines.h"
+#include "host/shared_library.h"
 
 /** A log object, one for each subsystem and category. */
 struct RvLog {
@@ -34,16 +29,7 @@ struct RvLog {
 namespace host {
 namespace {
 
-struct LevelNames {
-    spdlog::level::level_enum sink_level; ///< chooses colours and the journal's priority
-    const char *text;
-};
-
-constexpr std::array<LevelNames, 3> kLevels = {{
-    {spdlog::level::info, "default"},  // kRvLogLevelDefault
-    {spdlog::level::err, "error"},     // kRvLogLevelError
-    {spdlog::level::critical, "fault"} // kRvLogLevelFault
-}};
+constexpr std::size_t kLevelCount = 3;
 
 /** The common base of all sinks. Called with one message at a time, under the log's lock. */
 class Destination : public LogSink {
@@ -58,7 +44,7 @@ struct Log {
     std::vector<Destination *> destinations;
 
     std::atomic<bool> has_destinations{false};
-    std::array<std::atomic<bool>, kLevels.size()> enabled{true, true, true};
+    std::array<std::atomic<bool>, kLevelCount> enabled{true, true, true};
 };
 
 /** Never destroyed: log objects live as long as the process, which may log while it exits. */
@@ -67,11 +53,11 @@ Log &the_log() {
     return instance;
 }
 
-/** The level as an index into the tables; out of range for an unknown level. */
+/** The level as an index into the table; out of range for an unknown level. */
 std::size_t index_of(RvLogLevel level) { return static_cast<std::size_t>(level); }
 
 bool is_enabled(RvLogLevel level) {
-    return the_log().has_destinations.load(std::memory_order_acquire) && index_of(level) < kLevels.size() &&
+    return the_log().has_destinations.load(std::memory_order_acquire) && index_of(level) < kLevelCount &&
            the_log().enabled[index_of(level)].load(std::memory_order_relaxed);
 }
 
@@ -88,86 +74,22 @@ void remove_destination(Destination *destination) {
     the_log().has_destinations.store(!all.empty(), std::memory_order_release);
 }
 
-/** Writes our names of the levels instead of those of spdlog. */
-class LevelFlag : public spdlog::custom_flag_formatter {
-public:
-    void format(const spdlog::details::log_msg &message, const std::tm &, spdlog::memory_buf_t &line) override {
-        for (const LevelNames &level : kLevels) {
-            if (level.sink_level == message.level) {
-                line.append(level.text, level.text + std::strlen(level.text));
-            }
-        }
-    }
-    std::unique_ptr<custom_flag_formatter> clone() const override { return std::make_unique<LevelFlag>(); }
-};
-
-/**
- * Held while a line is formatted, which takes the C library's lock for time zones. A child process needs that lock for
- * any local time, so no thread holds it at the moment of a fork. Registered when the library is loaded.
- */
-constinit std::mutex formatting;
-[[maybe_unused]] const int fork_handlers =
-    pthread_atfork([] { formatting.lock(); }, [] { formatting.unlock(); }, [] { formatting.unlock(); });
-
-/** The log's lines, formatted under the lock. */
-class LineFormatter : public spdlog::formatter {
-public:
-    LineFormatter() { _lines.add_flag<LevelFlag>('*').set_pattern("%Y-%m-%d %H:%M:%S.%e %^%*%$ [%n] %v"); }
-    void format(const spdlog::details::log_msg &message, spdlog::memory_buf_t &line) override {
-        const std::lock_guard lock(formatting);
-        _lines.format(message, line);
-    }
-    std::unique_ptr<spdlog::formatter> clone() const override { return std::make_unique<LineFormatter>(); }
-
-private:
-    spdlog::pattern_formatter _lines;
-};
-
-/** @param text  must outlive the result. */
-spdlog::details::log_msg message_of(const RvLog &log, RvLogLevel level, std::string_view text) {
-    if (!text.empty() && text.back() == '\n') {
-        text.remove_suffix(1);
-    }
-    return {log.name, kLevels[index_of(level)].sink_level, spdlog::string_view_t(text.data(), text.size())};
-}
-
-/** Writes lines to a sink of spdlog. */
+/** Passes messages, without the newline at their end, to what makes lines of them. */
 class LineDestination final : public Destination {
 public:
-    explicit LineDestination(std::unique_ptr<spdlog::sinks::sink> sink) : _sink(std::move(sink)) {
-        _sink->set_formatter(std::make_unique<LineFormatter>());
-        add_destination(this);
-    }
+    explicit LineDestination(std::unique_ptr<LogLines> lines) : _lines(std::move(lines)) { add_destination(this); }
     ~LineDestination() override { remove_destination(this); }
 
     void write(const RvLog &log, RvLogLevel level, const char *text) override {
-        _sink->log(message_of(log, level, text));
-        // The line must survive if the process is killed next.
-        _sink->flush();
+        std::string_view line(text);
+        if (!line.empty() && line.back() == '\n') {
+            line.remove_suffix(1);
+        }
+        _lines->write(log.name, level, line);
     }
 
 private:
-    std::unique_ptr<spdlog::sinks::sink> _sink;
-};
-
-/** Passes lines to a function. */
-class LineReceiver final : public Destination {
-public:
-    explicit LineReceiver(std::function<void(const LogLine &)> receive) : _receive(std::move(receive)) {
-        add_destination(this);
-    }
-    ~LineReceiver() override { remove_destination(this); }
-
-    void write(const RvLog &log, RvLogLevel level, const char *text) override {
-        const spdlog::details::log_msg message = message_of(log, level, text);
-        spdlog::memory_buf_t line;
-        _formatter.format(message, line); // sets the range of the level
-        _receive({level, std::string(line.data(), line.size()), message.color_range_start, message.color_range_end});
-    }
-
-private:
-    LineFormatter _formatter;
-    std::function<void(const LogLine &)> _receive;
+    std::unique_ptr<LogLines> _lines;
 };
 
 class FunctionDestination final : public Destination {
@@ -194,22 +116,22 @@ void require_appendable(const std::string &path) {
     std::fclose(file);
 }
 
+const LogLinesLibrary &lines_library() { return own_library<LogLinesLibrary>("libqorlog.so", "qor_log_lines_library"); }
+
 FaultPoint create_fault("RvLogCreate");
 
 } // namespace
 
 std::unique_ptr<LogSink> log_to_lines(std::function<void(const LogLine &)> receive) {
-    return std::make_unique<LineReceiver>(std::move(receive));
+    return std::make_unique<LineDestination>(lines_library().to_function(std::move(receive)));
 }
 
 std::unique_ptr<LogSink> log_to_file(const std::string &path) {
     require_appendable(path);
-    return std::make_unique<LineDestination>(std::make_unique<spdlog::sinks::basic_file_sink_mt>(path));
+    return std::make_unique<LineDestination>(lines_library().to_file(path));
 }
 
-std::unique_ptr<LogSink> log_to_journal() {
-    return std::make_unique<LineDestination>(std::make_unique<spdlog::sinks::systemd_sink_mt>());
-}
+std::unique_ptr<LogSink> log_to_journal() { return std::make_unique<LineDestination>(lines_library().to_journal()); }
 
 void require_journal() {
     constexpr std::string_view kSocket = "/run/systemd/journal/socket";
@@ -261,7 +183,7 @@ void LogRecorder::clear() {
 }
 
 void enable_log_level(RvLogLevel level, bool enabled) {
-    if (index_of(level) < kLevels.size()) {
+    if (index_of(level) < kLevelCount) {
         the_log().enabled[index_of(level)].store(enabled, std::memory_order_relaxed);
     }
 }

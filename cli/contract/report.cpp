@@ -5,8 +5,6 @@
 #include <sstream>
 #include <string_view>
 
-#include <nlohmann/json.hpp>
-
 #include "cli/terminal/columns.h"
 #include "cli/terminal/json_text.h"
 #include "host/count_text.h"
@@ -62,12 +60,12 @@ std::string message_lines(const std::string &messages) {
     return text;
 }
 
-nlohmann::ordered_json json_of(const CheckReport &report) {
-    nlohmann::ordered_json json;
+Json json_of(const CheckReport &report) {
+    Json json;
     json["name"] = report.check.name;
     json["promise"] = report.check.promise;
     json["status"] = name_of(report.result.status);
-    json["reasons"] = nlohmann::ordered_json::array();
+    json["reasons"] = Json::array();
     for (const std::string &reason : report.result.reasons) {
         json["reasons"].push_back(escape_controls(reason));
     }
@@ -116,10 +114,10 @@ std::string totals_text(const Validation &validation) {
 }
 
 std::string validation_json(const Validation &validation) {
-    nlohmann::ordered_json json;
+    Json json;
     put_text(json, "module", validation.module);
     json["seed"] = validation.seed;
-    json["checks"] = nlohmann::ordered_json::array();
+    json["checks"] = Json::array();
     for (const CheckReport &report : validation.reports) {
         json["checks"].push_back(json_of(report));
     }
@@ -138,9 +136,9 @@ std::string list_text(std::span<const ContractCheck> checks) {
 }
 
 std::string list_json(std::span<const ContractCheck> checks) {
-    nlohmann::ordered_json json = nlohmann::ordered_json::array();
+    Json json = Json::array();
     for (const ContractCheck &check : checks) {
-        json.push_back({{"name", check.name}, {"promise", check.promise}});
+        json.push_back(Json::object({{"name", check.name}, {"promise", check.promise}}));
     }
     return json_lines(json);
 }

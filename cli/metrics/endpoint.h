@@ -11,6 +11,8 @@
 
 namespace cli {
 
+class MetricsServer;
+
 /** How the server gets at the store. Both are called on the server's threads. */
 struct StoreReader {
     std::function<host::StoreContents()> contents; ///< while it throws, `qor_store_readable` is 0
@@ -28,7 +30,7 @@ class MetricsEndpoint {
 public:
     /**
      * @param host_names  under which the server is also known; see `means_this_server`.
-     * @throws host::Error when the address cannot be listened on.
+     * @throws host::Error when the address cannot be listened on, or the library of the server cannot be loaded.
      */
     MetricsEndpoint(const ListenAddress &address, const std::vector<std::string> &host_names, StoreReader store);
     ~MetricsEndpoint();
@@ -39,8 +41,7 @@ public:
     std::string url() const;
 
 private:
-    struct Server;
-    std::unique_ptr<Server> _server;
+    std::unique_ptr<MetricsServer> _server;
 };
 
 } // namespace cli

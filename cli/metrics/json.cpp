@@ -2,8 +2,7 @@
 
 #include <cmath>
 #include <string_view>
-
-#include <nlohmann/json.hpp>
+#include <utility>
 
 #include "cli/metrics/keys.h"
 #include "cli/metrics/statistics.h"
@@ -11,8 +10,6 @@
 
 namespace cli {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 Json number_json(double number) {
     if (std::isfinite(number)) {
@@ -41,7 +38,7 @@ Json distribution_json(std::string_view key, const host::Distribution &distribut
     json["maximum"] = number_json(all.maximum);
     json["values"] = Json::array();
     for (const auto &[value, count] : distribution) {
-        json["values"].push_back({{"value", number_json(value)}, {"count", count}});
+        json["values"].push_back(Json::object({{"value", number_json(value)}, {"count", count}}));
     }
     return json;
 }
@@ -52,8 +49,9 @@ std::string metrics_json(const host::StoreContents &contents) {
     Json json;
     json["scalars"] = Json::array();
     for (const auto &[key, value] : contents.scalars) {
-        json["scalars"].push_back(entry_json(key));
-        json["scalars"].back()["value"] = value;
+        Json entry = entry_json(key);
+        entry["value"] = value;
+        json["scalars"].push_back(std::move(entry));
     }
     json["distributions"] = Json::array();
     for (const auto &[key, distribution] : contents.distributions) {

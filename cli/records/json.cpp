@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "cli/terminal/hex.h"
 #include "cli/terminal/json_text.h"
@@ -11,8 +12,6 @@
 
 namespace cli {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 Json value_json(TvRef value);
 
@@ -25,13 +24,12 @@ Json array_json(TvArrayRef array) {
 }
 
 Json dictionary_json(TvDictionaryRef dictionary) {
-    Json json = Json::object();
     // Keys are distinct, so they are appended unchecked: looking each one up would take quadratic time.
-    auto &entries = json.get_ref<Json::object_t &>();
+    Json::Members entries;
     host::for_each_entry(dictionary, [&](std::string_view key, TvRef value) {
         entries.push_back({std::string(key), value_json(value)});
     });
-    return json;
+    return Json::object(std::move(entries));
 }
 
 Json value_json(TvRef value) {
@@ -58,8 +56,7 @@ Json value_json(TvRef value) {
 
 } // namespace
 
-Json record_json(const host::StateRecord &record, std::span<const std::byte> file) {
-    Json json;
+void put_record(Json &json, const host::StateRecord &record, std::span<const std::byte> file) {
     put_text(json, "title", record.title);
     json["type_code"] = record.type_code;
     put_text(json, "decoder_plug_in", record.decoder_plug_in);
@@ -69,7 +66,6 @@ Json record_json(const host::StateRecord &record, std::span<const std::byte> fil
     json["payload"] = record.payload
                           ? value_json(record.payload.get())
                           : Json(hex(file.subspan(record.offset, record.size).subspan(sizeof(RvStateCaptureRecord))));
-    return json;
 }
 
 } // namespace cli

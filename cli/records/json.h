@@ -4,19 +4,18 @@
 #include <cstddef>
 #include <span>
 
-#include <nlohmann/json.hpp>
-
+#include "cli/terminal/json_value.h"
 #include "host/state_records.h"
 
 namespace cli {
 
 /**
- * The record's header and payload: integers exactly, bytes as a string of hex digits, the keys of dictionaries in
- * ascending order, byte for byte. A payload of a type code other than 1 is bytes. A header text that is not UTF-8
- * becomes hex under its key with "_hex" appended.
+ * Adds the record's header and payload to an object: integers exactly, bytes as a string of hex digits, the keys of
+ * dictionaries in ascending order, byte for byte. A payload of a type code other than 1 is bytes. A header text that is
+ * not UTF-8 becomes hex under its key with "_hex" appended.
  *
  * @param file  the bytes that the record was parsed from.
  */
-nlohmann::ordered_json record_json(const host::StateRecord &record, std::span<const std::byte> file);
+void put_record(Json &json, const host::StateRecord &record, std::span<const std::byte> file);
 
 } // namespace cli

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include <nlohmann/json.hpp>
-
 #include "cli/terminal/json_text.h"
 #include "host/count_text.h"
 #include "host/error.h"
@@ -81,9 +79,9 @@ std::string summary_table(const std::vector<SummaryRow> &rows, const TextStyle &
 }
 
 std::string summary_json(const std::vector<SummaryRow> &rows) {
-    auto json = nlohmann::ordered_json::array();
+    Json json = Json::array();
     for (const SummaryRow &row : rows) {
-        nlohmann::ordered_json entry;
+        Json entry;
         put_text(entry, "title", row.title);
         if (row.reports) {
             entry["reports"] = *row.reports;

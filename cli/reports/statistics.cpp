@@ -6,8 +6,6 @@
 #include <numeric>
 #include <string_view>
 
-#include <nlohmann/json.hpp>
-
 #include "cli/reports/wall_time.h"
 #include "cli/terminal/json_text.h"
 #include "decoder/name_tables.h"
@@ -15,8 +13,6 @@
 
 namespace cli {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 constexpr std::uint32_t kIds = 256;
 constexpr std::uint32_t kFibonacci = 2'654'435'769; ///< spreads neighbouring headers over the places of a table
@@ -218,7 +214,8 @@ std::string DumpStatistics::json(const SequenceWatch &sequence, const decoder::d
     json["missing"] = sequence.missing_count();
     json["first_gaps"] = Json::array();
     for (const SequenceGap &gap : sequence.first_gaps()) {
-        json["first_gaps"].push_back({{"offset", gap.offset}, {"before", gap.before}, {"after", gap.after}});
+        json["first_gaps"].push_back(
+            Json::object({{"offset", gap.offset}, {"before", gap.before}, {"after", gap.after}}));
     }
     json["categories"] = counts_json(all.categories, {"category"});
     json["components"] = counts_json(all.components, {"category", "component"});

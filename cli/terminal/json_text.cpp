@@ -7,7 +7,7 @@
 
 namespace cli {
 
-void put_text(nlohmann::ordered_json &object, const std::string &key, std::string_view text) {
+void put_text(Json &object, const std::string &key, std::string_view text) {
     if (host::is_utf8(text)) {
         object[key] = text;
     } else {
@@ -15,8 +15,8 @@ void put_text(nlohmann::ordered_json &object, const std::string &key, std::strin
     }
 }
 
-std::string json_lines(const nlohmann::ordered_json &json) {
-    const std::string dumped = json.dump(2); // escapes what is below U+0020
+std::string json_lines(const Json &json) {
+    const std::string dumped = json.dump(); // escapes what is below U+0020
     std::string text;
     text.reserve(dumped.size() + 1);
     std::string_view left = dumped;

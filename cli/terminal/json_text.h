@@ -4,17 +4,17 @@
 #include <string>
 #include <string_view>
 
-#include <nlohmann/json.hpp>
+#include "cli/terminal/json_value.h"
 
 namespace cli {
 
 /** Stores `text` under `key`. Text that is not UTF-8 is stored in hex, under `key` with "_hex" appended. */
-void put_text(nlohmann::ordered_json &object, const std::string &key, std::string_view text);
+void put_text(Json &object, const std::string &key, std::string_view text);
 
 /**
  * The JSON in lines, and a newline at the end. Every control character in a text is escaped, U+007F to U+009F included:
- * JSON allows them, but terminals obey some. @throws nlohmann::json::exception for a text that is not UTF-8.
+ * JSON allows them, but terminals obey some. @throws std::exception for a text that is not UTF-8.
  */
-std::string json_lines(const nlohmann::ordered_json &json);
+std::string json_lines(const Json &json);
 
 } // namespace cli

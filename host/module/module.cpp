@@ -6,21 +6,12 @@
 #include <dlfcn.h>
 
 #include "host/error.h"
+#include "host/shared_library.h"
 #include "platform/Owned.h"
 
 namespace host {
 
 namespace {
-
-/** The loader's reason without the path, which is already in the error. */
-std::string loader_reason(const std::string &path) {
-    const char *text = ::dlerror(); // NOLINT(concurrency-mt-unsafe): glibc keeps the reason per thread
-    std::string reason = text == nullptr ? "unknown reason" : text;
-    if (const std::string prefix = path + ": "; reason.compare(0, prefix.size(), prefix) == 0) {
-        reason.erase(0, prefix.size());
-    }
-    return reason;
-}
 
 /** A path that contains a slash, so that the loader does not search its folders. */
 std::string path_of_existing_file(const std::string &path) {

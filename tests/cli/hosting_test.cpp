@@ -122,6 +122,39 @@ TEST(RunTest, ALogFileThatCannotBeOpenedIsAnError) {
     EXPECT_EQ(outcome.err.rfind("qorstat: /nowhere/run.log: ", 0), 0u) << outcome.err;
 }
 
+/** The part of the program that `arguments` need and `file` holds is missing. */
+void expect_missing(const std::string &file, const std::vector<std::string> &arguments) {
+    const TemporaryFolder folder;
+    const fs::path built = fs::path(QORSTAT).parent_path();
+    for (const char *part : {"qorstat", "libqorplatform.so", "libqorlog.so", "libqormetrics.so"}) {
+        if (part != file) {
+            fs::copy_file(built / part, folder.path() / part);
+        }
+    }
+    Surroundings surroundings = isolate_in(folder);
+    surroundings.program = folder.path() / "qorstat";
+
+    const Outcome outcome = qorstat(arguments, surroundings);
+
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_THAT(outcome.err, testing::HasSubstr("qorstat: " + (folder.path() / file).string() +
+                                                ": this part of the program cannot be loaded: cannot open shared "
+                                                "object file: No such file or directory\n"));
+    EXPECT_EQ(qorstat({"--version"}, surroundings).exit_code, 0);
+}
+
+const std::string kModule = fs::path(QORSTAT).parent_path() / "OndreQORHIDStatistics.so";
+
+TEST(PartsOfTheProgramTest, AMissingLogLibraryIsAnErrorOfRunsThatLog) {
+    expect_missing("libqorlog.so", {"run", kSmall, "--plugin", kModule, "--for", "0"});
+    expect_missing("libqorlog.so", {"capture", kSmall, "--plugin", kModule, "--kind", "fault"});
+}
+
+TEST(PartsOfTheProgramTest, AMissingMetricsLibraryIsAnErrorOfRunsThatListen) {
+    expect_missing("libqormetrics.so", {"run", kSmall, "--plugin", kModule, "--for", "0", "--listen", "0"});
+}
+
 /** Writes `small.toml` with `more` appended. */
 std::string small_with(const TemporaryFolder &folder, const std::string &more) {
     return folder.file("device.toml", content_of(kSmall) + more);

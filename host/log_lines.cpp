@@ -1,0 +1,120 @@
+#include "host/log_lines.h"
+
+#include <array>
+#include <cstring>
+#include <ctime>
+#include <mutex>
+#include <utility>
+
+#include <pthread.h>
+
+#include <spdlog/pattern_formatter.h>
+#include <spdlog/sinks/basic_file_sink.h>
+#include <spdlog/sinks/systemd_sink.h>
+
+namespace host {
+namespace {
+
+struct LevelNames {
+    spdlog::level::level_enum sink_level; ///< chooses colours and the journal's priority
+    const char *text;
+};
+
+constexpr std::array<LevelNames, 3> kLevels = {{
+    {spdlog::level::info, "default"},  // kRvLogLevelDefault
+    {spdlog::level::err, "error"},     // kRvLogLevelError
+    {spdlog::level::critical, "fault"} // kRvLogLevelFault
+}};
+
+/** Writes our names of the levels instead of those of spdlog. */
+class LevelFlag : public spdlog::custom_flag_formatter {
+public:
+    void format(const spdlog::details::log_msg &message, const std::tm &, spdlog::memory_buf_t &line) override {
+        for (const LevelNames &level : kLevels) {
+            if (level.sink_level == message.level) {
+                line.append(level.text, level.text + std::strlen(level.text));
+            }
+        }
+    }
+    std::unique_ptr<custom_flag_formatter> clone() const override { return std::make_unique<LevelFlag>(); }
+};
+
+/**
+ * Held while a line is formatted, which takes the C library's lock for time zones. A child process needs that lock for
+ * any local time, so no thread holds it at the moment of a fork. Registered when the library is loaded.
+ */
+constinit std::mutex formatting;
+[[maybe_unused]] const int fork_handlers =
+    pthread_atfork([] { formatting.lock(); }, [] { formatting.unlock(); }, [] { formatting.unlock(); });
+
+/** The log's lines, formatted under the lock. */
+class LineFormatter : public spdlog::formatter {
+public:
+    LineFormatter() { _lines.add_flag<LevelFlag>('*').set_pattern("%Y-%m-%d %H:%M:%S.%e %^%*%$ [%n] %v"); }
+    void format(const spdlog::details::log_msg &message, spdlog::memory_buf_t &line) override {
+        const std::lock_guard lock(formatting);
+        _lines.format(message, line);
+    }
+    std::unique_ptr<spdlog::formatter> clone() const override { return std::make_unique<LineFormatter>(); }
+
+private:
+    spdlog::pattern_formatter _lines;
+};
+
+/** @param text  must outlive the result. */
+spdlog::details::log_msg message_of(const std::string &name, RvLogLevel level, std::string_view text) {
+    return {name, kLevels.at(static_cast<std::size_t>(level)).sink_level,
+            spdlog::string_view_t(text.data(), text.size())};
+}
+
+/** Writes lines to a sink of spdlog. */
+class SinkLines final : public LogLines {
+public:
+    explicit SinkLines(std::unique_ptr<spdlog::sinks::sink> sink) : _sink(std::move(sink)) {
+        _sink->set_formatter(std::make_unique<LineFormatter>());
+    }
+
+    void write(const std::string &name, RvLogLevel level, std::string_view text) override {
+        _sink->log(message_of(name, level, text));
+        // The line must survive if the process is killed next.
+        _sink->flush();
+    }
+
+private:
+    std::unique_ptr<spdlog::sinks::sink> _sink;
+};
+
+/** Passes lines to a function. */
+class FunctionLines final : public LogLines {
+public:
+    explicit FunctionLines(std::function<void(const LogLine &)> receive) : _receive(std::move(receive)) {}
+
+    void write(const std::string &name, RvLogLevel level, std::string_view text) override {
+        const spdlog::details::log_msg message = message_of(name, level, text);
+        spdlog::memory_buf_t line;
+        _formatter.format(message, line); // sets the range of the level
+        _receive({level, std::string(line.data(), line.size()), message.color_range_start, message.color_range_end});
+    }
+
+private:
+    LineFormatter _formatter;
+    std::function<void(const LogLine &)> _receive;
+};
+
+std::unique_ptr<LogLines> to_function(std::function<void(const LogLine &)> receive) {
+    return std::make_unique<FunctionLines>(std::move(receive));
+}
+
+std::unique_ptr<LogLines> to_file(const std::string &path) {
+    return std::make_unique<SinkLines>(std::make_unique<spdlog::sinks::basic_file_sink_mt>(path));
+}
+
+std::unique_ptr<LogLines> to_journal() {
+    return std::make_unique<SinkLines>(std::make_unique<spdlog::sinks::systemd_sink_mt>());
+}
+
+} // namespace
+} // namespace host
+
+extern "C" constexpr host::LogLinesLibrary qor_log_lines_library = {
+    .to_function = host::to_function, .to_file = host::to_file, .to_journal = host::to_journal};

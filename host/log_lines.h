@@ -1,0 +1,30 @@
+/** The library that writes lines of the log: loaded for the first sink that needs it. */
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "host/RvLog.h"
+
+namespace host {
+
+/** A destination of lines. One thread at a time. */
+class LogLines {
+public:
+    virtual ~LogLines() = default;
+    /** Writes a message as one line, at once. @param level  one of the three; @param name  of the log object. */
+    virtual void write(const std::string &name, RvLogLevel level, std::string_view text) = 0;
+};
+
+/** What the library exports, and nothing else. See `log_to_lines` and its neighbours. */
+struct LogLinesLibrary {
+    std::unique_ptr<LogLines> (*to_function)(std::function<void(const LogLine &)> receive);
+    std::unique_ptr<LogLines> (*to_file)(const std::string &path);
+    std::unique_ptr<LogLines> (*to_journal)();
+};
+
+} // namespace host
+
+extern "C" const host::LogLinesLibrary qor_log_lines_library;

@@ -1,0 +1,44 @@
+#include "host/shared_library.h"
+
+#include <filesystem>
+
+#include <dlfcn.h>
+
+#include "host/error.h"
+
+namespace host {
+namespace {
+
+/** The folder of the platform library. */
+std::filesystem::path own_folder() {
+    Dl_info place{};
+    (void)::dladdr(reinterpret_cast<const void *>(&own_folder), &place);
+    return std::filesystem::path(place.dli_fname).parent_path();
+}
+
+Error unusable(const std::string &path) {
+    return {path, "", "this part of the program cannot be loaded: " + loader_reason(path)};
+}
+
+} // namespace
+
+std::string loader_reason(const std::string &path) {
+    const char *text = ::dlerror(); // NOLINT(concurrency-mt-unsafe): glibc keeps the reason per thread
+    std::string reason = text == nullptr ? "unknown reason" : text;
+    if (const std::string prefix = path + ": "; reason.compare(0, prefix.size(), prefix) == 0) {
+        reason.erase(0, prefix.size());
+    }
+    return reason;
+}
+
+const void *symbol_of_own_library(const std::string &file, const char *symbol) {
+    const std::string path = own_folder() / file;
+    void *const library = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+    const void *const address = library == nullptr ? nullptr : ::dlsym(library, symbol);
+    if (address == nullptr) {
+        throw unusable(path);
+    }
+    return address;
+}
+
+} // namespace host

@@ -1,0 +1,24 @@
+/** Shared libraries that are loaded while the program runs. */
+#pragma once
+
+#include <string>
+
+namespace host {
+
+/** The loader's reason for the last failure of this thread, without `path`, which is already in the error. */
+std::string loader_reason(const std::string &path);
+
+/**
+ * The symbol of a library that stands beside the platform library. Libraries that only some runs use are loaded on
+ * first use: linking them would cost every start the time for their relocation. Never unloaded.
+ * @throws Error naming the library when it cannot be loaded or lacks the symbol.
+ */
+const void *symbol_of_own_library(const std::string &file, const char *symbol);
+
+/** The table of functions that such a library exports under the name `symbol`. */
+template <typename Table>
+const Table &own_library(const std::string &file, const char *symbol) {
+    return *static_cast<const Table *>(symbol_of_own_library(file, symbol));
+}
+
+} // namespace host
