@@ -9,16 +9,18 @@ if(CCACHE)
 endif()
 
 set(QOR_SANITIZE "" CACHE STRING "Sanitizers to build with: empty, \"address,undefined\" or \"thread\"")
+option(QOR_FUZZ "Link the fuzz targets with libFuzzer, and compile what they test with its counters (clang only)" OFF)
 option(QOR_COVERAGE "Build with coverage counters" OFF)
 # The presets switch this on. A plain build leaves it off, so that a newer compiler's new warnings do not break it.
 option(QOR_WERROR "Treat warnings as errors" OFF)
 # Saves a third of the time of building all tests, and costs a cached build of one test some of its hits.
 option(QOR_PRECOMPILED_TEST_HEADERS "Compile the headers of the test framework once for all tests" OFF)
 
-add_library(qor_options INTERFACE)
-target_include_directories(qor_options INTERFACE ${CMAKE_SOURCE_DIR})
+# What every source is compiled with.
+add_library(qor_warnings INTERFACE)
+target_include_directories(qor_warnings INTERFACE ${CMAKE_SOURCE_DIR})
 target_compile_options(
-  qor_options
+  qor_warnings
   INTERFACE -Wall
             -Wextra
             -Wconversion
@@ -26,16 +28,27 @@ target_compile_options(
             $<$<BOOL:${QOR_WERROR}>:-Werror>
             -fno-omit-frame-pointer
             -fstack-protector-strong)
-target_link_options(qor_options INTERFACE -Wl,--as-needed -Wl,-O1 -Wl,--hash-style=gnu -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,-z,text)
+target_link_options(qor_warnings INTERFACE -Wl,--as-needed -Wl,-O1 -Wl,--hash-style=gnu -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,-z,text)
 
+# Sanitizers, counters of coverage and of the fuzzer.
+add_library(qor_instrumentation INTERFACE)
 if(QOR_SANITIZE)
-  target_compile_options(qor_options INTERFACE -fsanitize=${QOR_SANITIZE} -fno-sanitize-recover=all)
-  target_link_options(qor_options INTERFACE -fsanitize=${QOR_SANITIZE})
+  target_compile_options(qor_instrumentation INTERFACE -fsanitize=${QOR_SANITIZE} -fno-sanitize-recover=all)
+  target_link_options(qor_instrumentation INTERFACE -fsanitize=${QOR_SANITIZE})
 endif()
 if(QOR_COVERAGE)
-  target_compile_options(qor_options INTERFACE --coverage -fprofile-abs-path -fprofile-update=atomic)
-  target_link_options(qor_options INTERFACE --coverage)
+  target_compile_options(qor_instrumentation INTERFACE --coverage -fprofile-abs-path -fprofile-update=atomic)
+  target_link_options(qor_instrumentation INTERFACE --coverage)
 endif()
+
+# Not for tests, which switch it off for their folders.
+if(QOR_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
+# All targets but one, which has a sanitizer of its own.
+add_library(qor_options INTERFACE)
+target_link_libraries(qor_options INTERFACE qor_warnings qor_instrumentation)
 
 # -O2, because g++ 12 gives false warnings about assignments to std::string at -O3.
 set(CMAKE_CXX_FLAGS_RELEASE "-O2 -g1 -DNDEBUG -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2")
@@ -64,12 +77,16 @@ function(qor_add_own_library name)
   qor_reject_undefined_symbols(${name})
 endfunction()
 
-# qor_add_tests(NAME AREA area SOURCES file... [LIBRARIES library...])
+# qor_add_tests(NAME AREA area SOURCES file... [SINGLE_THREADED file...] [LIBRARIES library...])
 #
 # Adds a GoogleTest program and registers each of its tests with CTest, with the area as its label. The tests find the
-# locale de_DE.UTF-8 through LOCPATH.
+# locale de_DE.UTF-8 through LOCPATH. The thread sanitizer's build leaves out the files that start no thread and call
+# nothing that does: it can find nothing there.
 function(qor_add_tests name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "AREA" "SOURCES;LIBRARIES")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "AREA" "SOURCES;SINGLE_THREADED;LIBRARIES")
+  if(NOT QOR_SANITIZE STREQUAL "thread")
+    list(APPEND arg_SOURCES ${arg_SINGLE_THREADED})
+  endif()
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE qor_options ${arg_LIBRARIES} GTest::gmock_main)
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
