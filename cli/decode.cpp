@@ -90,9 +90,9 @@ void count_reports(ReportSource &source, const DecodeArguments &arguments, const
                    DumpStatistics &statistics) {
     ProgressBar progress(bytes_to_read(source, arguments));
     source.watch(make_watcher(progress, output, arguments));
-    std::vector<_QorProfileReport> block;
-    while (source.next(block)) {
-        statistics.count(block);
+    std::vector<_QorProfileReport> room;
+    for (auto reports = source.next_in_place(room); !reports.empty(); reports = source.next_in_place(room)) {
+        statistics.count(reports);
     }
 }
 

@@ -64,6 +64,8 @@ ReportInput::ReportInput(const std::string &argument, Follow follow)
     _has_known_end = ends_where_the_system_says();
     if (follow != Follow::Nothing) {
         _interruption.emplace();
+    } else if (_has_known_end && _file_size >= kReportSize) {
+        _mapped.emplace(_descriptor.number, size);
     }
 }
 
@@ -75,22 +77,55 @@ bool ReportInput::ends_where_the_system_says() const {
     return count == -1 || (count == 1) == (_file_size != 0); // what cannot be read is an error later
 }
 
-std::optional<ReportPiece> ReportInput::read_next() {
+std::optional<ReportPiece> ReportInput::read_next(std::size_t most_reports) {
     if (_interruption && _interruption->is_requested()) {
         _is_cut_short = true;
         return std::nullopt;
+    }
+    if (const std::optional<ReportPiece> piece = read_mapped(most_reports)) {
+        return piece;
     }
     std::memmove(_buffer.data(), _buffer.data() + _given, _used - _given);
     _used -= _given;
     _given = 0;
     const std::size_t count = read_once();
     if (count == 0) {
+        if (_has_known_end && !is_followed() && _offset < _file_size) {
+            fail_truncated(_offset);
+        }
         return wait_for_growth() ? std::optional(ReportPiece{}) : std::nullopt;
     }
     _offset += count;
     _used += count;
     _given = _used - _used % kReportSize;
     return ReportPiece{_offset - _used, reports_in(std::span(_buffer.data(), _given))};
+}
+
+/** @return nothing when the rest is not read in place. */
+std::optional<ReportPiece> ReportInput::read_mapped(std::size_t most_reports) {
+    if (!is_read_in_place()) {
+        _mapped.reset();
+        return std::nullopt;
+    }
+    const std::uint64_t left = end_of_file_reports() - _offset;
+    const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(left, most_reports * kReportSize));
+    const std::span<const std::byte> bytes = _mapped->view(_start + _offset, size);
+    if (bytes.empty()) {
+        _mapped.reset();
+        return ReportPiece{}; // to be read by the next call, which may fail
+    }
+    _last_piece = _offset;
+    _offset += size;
+    return ReportPiece{*_last_piece, reports_in(bytes)};
+}
+
+bool ReportInput::keeps_last_piece() {
+    if (!_mapped || !_last_piece || _mapped->is_intact()) {
+        return true;
+    }
+    _mapped.reset();
+    _offset = *_last_piece;
+    return false;
 }
 
 std::size_t ReportInput::read_once() {
@@ -178,8 +213,7 @@ void ReportInput::read_at(std::uint64_t offset, std::span<std::byte> bytes) cons
             fail(offset, errno);
         }
         if (count == 0) {
-            throw host::Error(_name, "byte " + std::to_string(offset),
-                              "the file was truncated while it was being read");
+            fail_truncated(offset);
         }
         offset += static_cast<std::uint64_t>(count);
         bytes = bytes.subspan(static_cast<std::size_t>(count));
@@ -189,6 +223,10 @@ void ReportInput::read_at(std::uint64_t offset, std::span<std::byte> bytes) cons
 void ReportInput::fail(std::uint64_t offset, int error) const {
     throw host::Error(_name, offset == 0 ? "" : "byte " + std::to_string(offset),
                       std::generic_category().message(error));
+}
+
+void ReportInput::fail_truncated(std::uint64_t offset) const {
+    throw host::Error(_name, "byte " + std::to_string(offset), "the file was truncated while it was being read");
 }
 
 } // namespace cli

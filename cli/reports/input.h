@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "cli/reports/followed_file.h"
+#include "cli/reports/mapped_file.h"
 #include "cli/terminal/interruption.h"
 #include "qor/report.h"
 
@@ -18,7 +19,7 @@ namespace cli {
 /** Whole reports that follow one another in a dump. */
 struct ReportPiece {
     std::uint64_t offset = 0;                   ///< of the first report, in the dump
-    std::span<const _QorProfileReport> reports; ///< belong to the input; valid until its next read
+    std::span<const _QorProfileReport> reports; ///< belong to the input; valid until its next call
 
     std::size_t count() const { return reports.size(); }
     const _QorProfileReport &report(std::size_t index) const { return reports[index]; }
@@ -35,6 +36,9 @@ struct TrailingBytes {
 /**
  * A dump, read once from its start to its end. The dump in a regular file starts at the current position: a shell may
  * hand over standard input from within a file. All offsets count from there. One thread at a time.
+ *
+ * A regular file whose end is known is read in place unless it is followed. Other processes may then change the
+ * reports of a piece while they are read, so only a copy is decoded.
  */
 class ReportInput {
 public:
@@ -54,10 +58,21 @@ public:
      * Reads once. Of a pipe that is what has arrived, so it never waits for a full piece. The piece is empty when no
      * whole report has arrived yet; a followed file that has not grown gives an empty piece after a short sleep. When
      * the name of a file is followed, offsets count from the start of each new file.
+     * @param most_reports  of a regular file that is not followed: at most so many, 1 to `kPieceReports`.
      * @return nothing at the end or after an interruption. Do not call again after that.
-     * @throws host::Error when reading fails or a followed file was truncated, naming the byte.
+     * @throws host::Error when reading fails or a regular file was truncated, naming the byte.
      */
-    std::optional<ReportPiece> read_next();
+    std::optional<ReportPiece> read_next(std::size_t most_reports = kPieceReports);
+
+    /**
+     * Checks a piece after its use.
+     * @return false when bytes of it were missing, so that zeros may have been read: the file was truncated, or cannot
+     *         be read. The next read then starts with the reports of that piece that are still there.
+     */
+    bool keeps_last_piece();
+
+    /** Whether the next piece is read in place: that neither fails nor waits for what others write. */
+    bool is_read_in_place() const { return _mapped && _offset < end_of_file_reports(); }
 
     /** Continues at `offset`, a multiple of 48. Regular files only, before the first read. */
     void start_at(std::uint64_t offset) { _offset = offset; }
@@ -86,6 +101,9 @@ public:
     /** Whether an interruption came before the end of what there was to read. */
     bool is_cut_short() const { return _is_cut_short; }
 
+    /** @throws host::Error: the file was truncated at `offset` while it was being read. */
+    [[noreturn]] void fail_truncated(std::uint64_t offset) const;
+
     /** For messages: "standard input" for "-". */
     const std::string &name() const { return _name; }
 
@@ -102,6 +120,7 @@ private:
         int number;
     };
 
+    std::optional<ReportPiece> read_mapped(std::size_t most_reports);
     std::size_t read_once();
     bool wait_for_growth();
     bool go_on_after_cut(std::uint64_t size);
@@ -120,6 +139,9 @@ private:
     std::uint64_t _start = 0;     ///< of the dump in a regular file
     std::uint64_t _file_size = 0; ///< from `_start` on
     std::uint64_t _offset = 0;
+
+    std::optional<MappedFile> _mapped;        ///< until the last whole report that the file had when it was opened
+    std::optional<std::uint64_t> _last_piece; ///< its offset, when it was read in place
 
     std::vector<std::byte> _buffer;
     std::size_t _used = 0;  ///< bytes in `_buffer`

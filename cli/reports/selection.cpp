@@ -14,15 +14,16 @@ ReportSelector::ReportSelector(const Selection &selection) : _filter(selection.f
 }
 
 std::size_t ReportSelector::select(std::span<const _QorProfileReport> reports,
-                                   std::vector<_QorProfileReport> &selected) {
+                                   std::vector<_QorProfileReport> &selected) const {
     if (!_left) {
         _filter.append_passing(reports, selected);
         return reports.size();
     }
     std::size_t looked_at = 0;
-    for (; looked_at < reports.size() && wants_more(); ++looked_at) {
-        if (selects(reports[looked_at])) {
+    for (std::uint64_t left = *_left; looked_at < reports.size() && left != 0; ++looked_at) {
+        if (_filter.passes(reports[looked_at])) {
             selected.push_back(reports[looked_at]);
+            --left;
         }
     }
     return looked_at;

@@ -1,6 +1,7 @@
 /** Which reports of a dump are decoded: a filter, and the first or the last of those that pass it. */
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -33,20 +34,21 @@ public:
     /** False when the first N have been selected: no later report will be. */
     bool wants_more() const { return _left != 0U; }
 
-    /** Whether `report` is selected; counts it if so. Only while `wants_more`. */
-    bool selects(const _QorProfileReport &report) {
-        const bool passes = _filter.passes(report);
-        if (passes && _left) {
-            --*_left;
-        }
-        return passes;
-    }
-
     /**
-     * Appends the selected reports of the next ones in the dump to `selected`.
+     * Appends the selected reports of the next ones in the dump to `selected`, without counting them.
      * @return how many were looked at: those behind the last one that `first` wants are not.
      */
-    std::size_t select(std::span<const _QorProfileReport> reports, std::vector<_QorProfileReport> &selected);
+    std::size_t select(std::span<const _QorProfileReport> reports, std::vector<_QorProfileReport> &selected) const;
+    /** Of so many reports that pass, how many are selected; does not count them. */
+    std::size_t wanted_of(std::size_t passing) const {
+        return static_cast<std::size_t>(std::min<std::uint64_t>(passing, _left.value_or(passing)));
+    }
+    /** Counts reports that `select` or `wanted_of` selected. */
+    void count_selected(std::size_t count) {
+        if (_left) {
+            *_left -= count;
+        }
+    }
 
     const ReportFilter &filter() const { return _filter; }
 

@@ -18,10 +18,28 @@ ReportSource::ReportSource(const std::string &argument, const Selection &selecti
 bool ReportSource::next(std::vector<_QorProfileReport> &block) {
     block.clear();
     give_kept(block);
-    while (block.empty() && !_has_ended) {
+    // Nobody waits for the reports of a file that is read in place, and full blocks are the faster ones.
+    while (!_has_ended && (block.empty() || (_input.is_read_in_place() && block.size() < kBlockReports))) {
         read_selected(block);
     }
     return !block.empty();
+}
+
+std::span<const _QorProfileReport> ReportSource::next_in_place(std::vector<_QorProfileReport> &room) {
+    room.clear();
+    if (const std::size_t kept = _kept.size(); kept != 0) {
+        // An observer excludes a filter, so the kept reports are the last of the dump.
+        const std::uint64_t offset = _input.trailing_bytes().offset - kept * _QorProfileReport::kSize;
+        give_kept(room);
+        show({offset, room});
+        return room;
+    }
+    std::span<const _QorProfileReport> selected;
+    while (selected.empty() && !_has_ended) {
+        require_last_piece();
+        selected = read_in_place(room);
+    }
+    return selected;
 }
 
 void ReportSource::observe(Observer observer) {
@@ -66,32 +84,70 @@ void ReportSource::keep_last(std::uint64_t count) {
 }
 
 void ReportSource::give_kept(std::vector<_QorProfileReport> &block) {
-    // An observer excludes a filter, so the kept reports are the last of the dump.
-    const std::uint64_t offset = _input.trailing_bytes().offset - _kept.size() * _QorProfileReport::kSize;
     for (std::size_t i = std::min(_kept.size(), kBlockReports); i != 0; --i) {
         block.push_back(_kept.take_oldest());
     }
-    if (_observer) {
-        _observer({offset, block});
+}
+
+std::optional<ReportPiece> ReportSource::read_piece(std::size_t most_reports) {
+    if (_watcher && _selector.wants_more()) {
+        _watcher(_input.bytes_read());
     }
+    std::optional<ReportPiece> piece;
+    if (_selector.wants_more()) {
+        piece = _input.read_next(most_reports);
+    }
+    _has_ended = !piece;
+    return piece;
 }
 
 void ReportSource::read_selected(std::vector<_QorProfileReport> &block) {
-    if (!_selector.wants_more()) {
-        _has_ended = true;
-        return;
-    }
-    if (_watcher) {
-        _watcher(_input.bytes_read());
-    }
-    const std::optional<ReportPiece> piece = _input.read_next();
+    const std::size_t before = block.size();
+    const std::optional<ReportPiece> piece = read_piece(kBlockReports - before);
     if (!piece) {
-        _has_ended = true;
         return;
     }
-    const std::size_t looked_at = _selector.select(piece->reports, block);
+    _selector.select(piece->reports, block);
+    if (!_input.keeps_last_piece()) {
+        block.resize(before);
+    }
+    _selector.count_selected(block.size() - before);
+}
+
+std::span<const _QorProfileReport> ReportSource::read_in_place(std::vector<_QorProfileReport> &room) {
+    const std::optional<ReportPiece> piece = read_piece(kBlockReports);
+    if (!piece) {
+        return {};
+    }
+    std::size_t looked_at = 0;
+    std::span<const _QorProfileReport> selected;
+    if (_selector.filter().has_conditions()) {
+        looked_at = _selector.select(piece->reports, room);
+        selected = room;
+    } else {
+        looked_at = _selector.wanted_of(piece->count());
+        selected = piece->reports.first(looked_at);
+    }
+    _selector.count_selected(selected.size());
+    show(piece->first(looked_at));
+    return selected;
+}
+
+/** What used a piece in place cannot take it back. */
+void ReportSource::require_last_piece() {
+    const std::uint64_t read = _input.bytes_read();
+    if (_input.keeps_last_piece()) {
+        return;
+    }
+    while (_input.read_next()) {
+        // Finds what is wrong, and where.
+    }
+    _input.fail_truncated(read);
+}
+
+void ReportSource::show(const ReportPiece &piece) const {
     if (_observer) {
-        _observer(piece->first(looked_at));
+        _observer(piece);
     }
 }
 

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -36,13 +37,23 @@ public:
      * The next selected reports, as soon as there are any: does not wait for more than a pipe holds already.
      * @param block  refilled; its memory is used again.
      * @return false, with an empty block, at the end.
-     * @throws host::Error when reading fails, naming the byte.
+     * @throws host::Error when reading fails, naming the byte. All reports before it have been given.
      */
     bool next(std::vector<_QorProfileReport> &block);
 
     /**
+     * The same without a copy where there is no filter: other processes may change the reports while they are used.
+     * Not together with `next`.
+     * @param room  for those that are copied.
+     * @return valid until the next call; empty at the end.
+     * @throws host::Error also when the file was truncated while the last ones were used, which may have been zeros
+     * then.
+     */
+    std::span<const _QorProfileReport> next_in_place(std::vector<_QorProfileReport> &room);
+
+    /**
      * Adds the observer, which sees every report from the first selected one of `last` on, or from the first of the
-     * dump. Before the first `next`.
+     * dump, while `next_in_place` reads. Before its first call.
      * @throws WrongUse for the last reports of a pipe that pass a filter: the reports between them are not kept.
      */
     void observe(Observer observer);
@@ -63,7 +74,11 @@ private:
     std::uint64_t offset_of_last(std::uint64_t count) const;
     void keep_last(std::uint64_t count);
     void give_kept(std::vector<_QorProfileReport> &block);
+    std::optional<ReportPiece> read_piece(std::size_t most_reports);
     void read_selected(std::vector<_QorProfileReport> &block);
+    std::span<const _QorProfileReport> read_in_place(std::vector<_QorProfileReport> &room);
+    void require_last_piece();
+    void show(const ReportPiece &piece) const;
 
     ReportSelector _selector;
     ReportInput _input;

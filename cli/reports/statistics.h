@@ -70,8 +70,8 @@ private:
     static constexpr unsigned kRecentBits = 10;
 
     /**
-     * The reports of a recent header that the counters do not have yet. Neighbouring reports mostly repeat a header,
-     * so that counting one is a look at the header's place: 1.5 ns instead of 9 for its three counters.
+     * The reports of a recent header that the counters do not have yet. Most reports repeat a recent header, so that
+     * counting one is a look at the header's place: 3 ns for the reports of `decoder_bench`.
      */
     struct RecentHeader {
         std::uint64_t key = 0; ///< of the header; 0 is the key of none

@@ -881,6 +881,29 @@ TEST(DecodeFollowTest, AFileThatIsCutIsAnError) {
     EXPECT_EQ(outcome.err, "qorstat: " + file + ": byte 100: the file was truncated while it was being followed\n");
 }
 
+/** The program waits for the reader of its output while the file that it reads in place is cut. */
+TEST(DecodeDamageTest, AFileThatIsCutWhileItIsReadIsAnErrorBehindAllThatIsWhole) {
+    constexpr std::size_t kReports = 150'000;
+    constexpr std::size_t kSize = 120'000 * kReportSize + 11;
+    std::string dump;
+    for (std::size_t i = 0; i < kReports; ++i) {
+        dump += report(kAccelData, static_cast<std::uint32_t>(i), 5);
+    }
+    const TemporaryFolder folder;
+    const std::string file = folder.file("dump", dump);
+    const std::string expected = qorstat({"decode", folder.file("whole", dump.substr(0, kSize - 11))}).out;
+    RunningProgram program({"decode", file});
+    ASSERT_TRUE(program.waits_for_output("\n"));
+
+    std::filesystem::resize_file(file, kSize);
+    const Outcome outcome = program.wait_for_end();
+
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_EQ(outcome.err, "qorstat: " + file + ": byte " + std::to_string(kSize) +
+                               ": the file was truncated while it was being read\n");
+    EXPECT_TRUE(outcome.out == expected) << outcome.out.size() << " bytes instead of " << expected.size();
+}
+
 /** A followed file that others rotate. */
 class DecodeRotationTest : public testing::Test {
 protected:

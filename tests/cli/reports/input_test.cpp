@@ -45,6 +45,9 @@ TEST(ReportInputTest, AFileComesInPiecesOfAtMost1365Reports) {
     ASSERT_TRUE(second);
     EXPECT_EQ(second->offset, 1365u * 48);
     EXPECT_EQ(numbers_of(second), (std::vector<std::uint32_t>{1366, 1367}));
+    const std::optional<ReportPiece> part = input.read_next();
+    ASSERT_TRUE(part) << "four more bytes";
+    EXPECT_EQ(part->count(), 0u);
     EXPECT_EQ(input.bytes_read(), 1367u * 48 + 4);
     EXPECT_FALSE(input.read_next());
     EXPECT_EQ(input.trailing_bytes().offset, 1367u * 48);
@@ -166,6 +169,68 @@ TEST(ReportInputTest, ATruncatedFileIsAnErrorWhileItIsFollowed) {
     } catch (const host::Error &error) {
         EXPECT_EQ(std::string(error.what()), file + ": byte 50: the file was truncated while it was being followed");
     }
+}
+
+/** The message of the error that the rest of the input ends with, behind `rest` more reports. */
+std::string error_after(ReportInput &input, std::size_t rest) {
+    try {
+        std::size_t count = 0;
+        while (const std::optional<ReportPiece> piece = input.read_next()) {
+            count += piece->count();
+            EXPECT_LE(count, rest);
+        }
+    } catch (const host::Error &error) {
+        return error.what();
+    }
+    return "";
+}
+
+TEST(ReportInputTest, APieceWhoseBytesWereCutOffIsReadAgain) {
+    const TemporaryFolder folder;
+    const std::string file = folder.file("dump", numbered_reports(4000));
+    ReportInput input(file, Follow::Nothing);
+    ASSERT_TRUE(input.read_next());
+    EXPECT_TRUE(input.keeps_last_piece());
+    const std::optional<ReportPiece> second = input.read_next();
+    ASSERT_TRUE(second);
+    ASSERT_EQ(second->offset, 1365u * 48);
+
+    std::filesystem::resize_file(file, 1600 * 48 + 5);
+
+    EXPECT_EQ(second->report(1300).sequence_num(), 0u) << "no crash";
+    EXPECT_FALSE(input.keeps_last_piece());
+    const std::optional<ReportPiece> again = input.read_next();
+    ASSERT_TRUE(again);
+    EXPECT_EQ(again->offset, 1365u * 48);
+    EXPECT_EQ(again->count(), 235u);
+    EXPECT_EQ(again->report(234).sequence_num(), 1600u);
+    EXPECT_TRUE(input.keeps_last_piece());
+    EXPECT_EQ(error_after(input, 0), file + ": byte 76805: the file was truncated while it was being read");
+}
+
+TEST(ReportInputTest, AFileThatIsCutBetweenPiecesIsAnError) {
+    const TemporaryFolder folder;
+    const std::string file = folder.file("dump", numbered_reports(3) + "1234");
+    ReportInput input(file, Follow::Nothing);
+    ASSERT_TRUE(input.read_next());
+    ASSERT_TRUE(input.keeps_last_piece());
+
+    std::filesystem::resize_file(file, 145);
+
+    EXPECT_EQ(error_after(input, 0), file + ": byte 145: the file was truncated while it was being read");
+}
+
+TEST(ReportInputTest, WhatAFileGetsWhileItIsReadIsReadToo) {
+    const TemporaryFolder folder;
+    const std::string file = folder.file("dump", numbered_reports(3) + numbered_reports(1).substr(0, 10));
+    ReportInput input(file, Follow::Nothing);
+    ASSERT_EQ(numbers_of(input.read_next()), (std::vector<std::uint32_t>{1, 2, 3}));
+
+    folder.file("dump", numbered_reports(3) + numbered_reports(1));
+
+    EXPECT_TRUE(input.keeps_last_piece());
+    EXPECT_EQ(numbers_of(input.read_next()), std::vector<std::uint32_t>{1});
+    EXPECT_FALSE(input.read_next());
 }
 
 TEST(ReportInputTest, AMissingFileIsAnError) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <filesystem>
 #include <string>
 #include <utility>
 #include <vector>
@@ -9,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "cli/arguments/wrong_use.h"
+#include "host/error.h"
 #include "tests/cli/program.h"
 #include "tests/cli/reports/dumps.h"
 
@@ -49,7 +51,9 @@ Places observe(ReportSource &source) {
             places.emplace_back(piece.report(i).sequence_num(), piece.offset_of(i));
         }
     });
-    read_numbers(source);
+    std::vector<_QorProfileReport> room;
+    while (!source.next_in_place(room).empty()) {
+    }
     return places;
 }
 
@@ -136,6 +140,105 @@ TEST(ReportSourceTest, AfterTheFirstNothingIsReadAndNothingTrails) {
 
     EXPECT_EQ(read_numbers(source), (std::vector<std::uint32_t>{1, 2}));
     EXPECT_FALSE(source.trailing_bytes());
+}
+
+/** Truncates the file while it is decoded, before the reports behind `bytes_read` are used. */
+ReportSource::Watcher cutting(const std::string &file, std::uint64_t bytes_read, std::uint64_t size) {
+    return [=](std::uint64_t read) {
+        if (read == bytes_read) {
+            std::filesystem::resize_file(file, size);
+        }
+    };
+}
+
+TEST(ReportSourceTest, AllReportsBeforeTheCutOfAFileAreGivenOnce) {
+    constexpr std::uint64_t kPiece = 1365 * 48;
+    for (const std::uint64_t size : {kPiece + 48 * 100 + 3, kPiece, kPiece - 40, kPiece * 20 + 4096}) {
+        const TemporaryFolder folder;
+        const std::string file = folder.file("dump", numbered_reports(150'000));
+        ReportSource source(file, {});
+        source.watch(cutting(file, size > kPiece * 20 ? kPiece * 20 : kPiece, size));
+        std::uint32_t expected = 0;
+        std::string message;
+
+        try {
+            for (std::vector<_QorProfileReport> block; source.next(block);) {
+                for (const _QorProfileReport &report : block) {
+                    ASSERT_EQ(report.sequence_num(), ++expected);
+                }
+            }
+        } catch (const host::Error &error) {
+            message = error.what();
+        }
+
+        EXPECT_EQ(expected, std::max(size, kPiece) / 48);
+        EXPECT_EQ(message, file + ": byte " + std::to_string(std::max(size, kPiece)) +
+                               ": the file was truncated while it was being read");
+    }
+}
+
+TEST(ReportSourceTest, TheFirstAreCountedRightBeforeACut) {
+    const TemporaryFolder folder;
+    const std::string file = folder.file("dump", numbered_reports(20'000));
+    Selection selection;
+    selection.first = 2000;
+    ReportSource source(file, selection);
+    source.watch(cutting(file, 1365 * 48, 1500 * 48));
+    std::vector<_QorProfileReport> block;
+
+    ASSERT_TRUE(source.next(block));
+    EXPECT_EQ(block.size(), 1365u);
+    ASSERT_TRUE(source.next(block));
+    EXPECT_EQ(block.size(), 135u);
+    EXPECT_THROW(source.next(block), host::Error);
+}
+
+TEST(ReportSourceTest, WhatIsUsedInPlaceEndsWithAnErrorAfterACut) {
+    for (const std::uint64_t first : {100'000U, 2000U}) {
+        const TemporaryFolder folder;
+        const std::string file = folder.file("dump", numbered_reports(20'000));
+        Selection selection;
+        selection.first = first;
+        ReportSource source(file, selection);
+        source.watch(cutting(file, 1365 * 48, 1500 * 48 + 1));
+        std::uint32_t sum = 0;
+        std::vector<_QorProfileReport> room;
+        ASSERT_EQ(source.next_in_place(room).size(), 1365u);
+        for (const _QorProfileReport &report : source.next_in_place(room)) {
+            sum += report.sequence_num();
+        }
+
+        EXPECT_GT(sum, 0u);
+        try {
+            source.next_in_place(room);
+            FAIL() << "nothing was thrown";
+        } catch (const host::Error &error) {
+            EXPECT_EQ(std::string(error.what()), file + ": byte 72001: the file was truncated while it was being read");
+        }
+    }
+}
+
+TEST(ReportSourceTest, InPlaceAreTheSameReportsInOrder) {
+    const TemporaryFolder folder;
+    const std::string file = folder.file("dump", numbered_reports(3000) + report(kGyroData, 7, 0));
+    Selection gyro;
+    gyro.filter.components = {"gyro"};
+    Selection first;
+    first.first = 2000;
+    for (const Selection &selection : {Selection{}, gyro, first, last(5)}) {
+        ReportSource plain(file, selection);
+        ReportSource in_place(file, selection);
+        std::vector<std::uint32_t> numbers;
+        std::vector<_QorProfileReport> room;
+
+        for (auto part = in_place.next_in_place(room); !part.empty(); part = in_place.next_in_place(room)) {
+            for (const _QorProfileReport &report : part) {
+                numbers.push_back(report.sequence_num());
+            }
+        }
+
+        EXPECT_EQ(numbers, read_numbers(plain));
+    }
 }
 
 } // namespace

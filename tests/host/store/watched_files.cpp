@@ -13,7 +13,7 @@ WatchedFiles::Watch watch_calls;
 sqlite3_vfs *system_vfs = nullptr;
 sqlite3_vfs watched_vfs{};
 
-/** A file, followed by the system's own. SQLite's memory for files is aligned for pointers, so neither may ask for more. */
+/** A file, followed by the one of the system. SQLite aligns it for pointers, so neither may ask for more. */
 struct WatchedFile {
     sqlite3_file head;
     const char *path;
