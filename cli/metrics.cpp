@@ -48,12 +48,11 @@ void check_use(const MetricsArguments &arguments) {
 }
 
 std::string merge(const MetricsArguments &arguments) {
-    const Interruption interruption;
     host::StoreContents sum;
     for (const std::string &store : arguments.merged) {
         host::merge_into(sum, host::read_analytics_store(store));
-        interruption.throw_if_requested();
     }
+    const Interruption interruption; // reading may end at any moment, the new file is written as a whole
     host::write_new_analytics_store(arguments.merged_into, sum);
     return "written to " + arguments.merged_into + ": " + host::count_text(sum.scalars.size(), "scalar") + ", " +
            host::count_text(sum.distributions.size(), "distribution") + "\n";
