@@ -302,6 +302,23 @@ void render(const Wish &wish, const Reports &reports) {
     }
 }
 
+/** @param in_place  as for counting, where the source's observer sees what is read. */
+Reports read_all(cli::ReportSource &source, bool in_place) {
+    Reports read;
+    Reports room;
+    const auto next = [&]() -> std::span<const _QorProfileReport> {
+        if (in_place) {
+            return source.next_in_place(room);
+        }
+        source.next(room);
+        return room;
+    };
+    for (std::span<const _QorProfileReport> piece = next(); !piece.empty(); piece = next()) {
+        read.insert(read.end(), piece.begin(), piece.end());
+    }
+    return read;
+}
+
 void decode(const Wish &wish, std::span<const std::uint8_t> bytes) {
     const Dump dump(bytes, wish.is_pipe);
     cli::ReportSource source(dump.name(), wish.selection);
@@ -311,11 +328,7 @@ void decode(const Wish &wish, std::span<const std::uint8_t> bytes) {
         source.observe([&](const cli::ReportPiece &piece) { sequence.see(piece.reports, piece.offset); });
     }
 
-    Reports read;
-    for (Reports block; source.next(block);) {
-        read.insert(read.end(), block.begin(), block.end());
-    }
-
+    const Reports read = read_all(source, counts);
     const Reports expected = select_reports(reports_in(bytes), wish);
     const bool is_equal = std::ranges::equal(read, expected, [](const auto &a, const auto &b) {
         return std::memcmp(a.bytes, b.bytes, sizeof a.bytes) == 0;
