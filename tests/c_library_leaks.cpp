@@ -3,5 +3,5 @@
 // NOLINTBEGIN(bugprone-reserved-identifier): the name that the leak sanitizer, if any, calls
 extern "C" const char *__lsan_default_suppressions();
 
-extern "C" const char *__lsan_default_suppressions() { return "leak:__argz_add_sep\n"; }
+extern "C" const char *__lsan_default_suppressions() { return "leak:argz_add_sep\n"; }
 // NOLINTEND(bugprone-reserved-identifier)
