@@ -6,6 +6,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <ctime>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -250,9 +251,15 @@ void RunningProgram::waits_for_sleep() const {
 }
 
 void RunningProgram::waits_for_work() const {
-    const std::string file = "/proc/" + std::to_string(_process) + "/schedstat"; // its first number is nanoseconds
-    const auto computed = [&] { return std::strtoull(content_of(file).c_str(), nullptr, 10); };
-    for (const auto before = computed(); computed() < before + 50'000'000;) {
+    clockid_t clock{}; // of all its threads
+    ASSERT_EQ(clock_getcpuclockid(_process, &clock), 0);
+    const auto computed = [&] {
+        std::timespec time{};
+        EXPECT_EQ(clock_gettime(clock, &time), 0);
+        return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+    };
+    const auto before = computed();
+    while (!testing::Test::HasFailure() && computed() < before + std::chrono::milliseconds(50)) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
 }
