@@ -250,6 +250,13 @@ void RunningProgram::waits_for_sleep() const {
     }
 }
 
+namespace {
+
+/** Where a test looks every millisecond for what a program does: more than a minute. */
+constexpr int kMostLooks = 60'000;
+
+} // namespace
+
 void RunningProgram::waits_for_work() const {
     clockid_t clock{}; // of all its threads
     ASSERT_EQ(clock_getcpuclockid(_process, &clock), 0);
@@ -259,7 +266,9 @@ void RunningProgram::waits_for_work() const {
         return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
     };
     const auto before = computed();
-    while (!testing::Test::HasFailure() && computed() < before + std::chrono::milliseconds(50)) {
+    int looks = 0;
+    for (; computed() < before + std::chrono::milliseconds(50); ++looks) {
+        ASSERT_LT(looks, kMostLooks) << "the program does not work";
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
 }
@@ -268,7 +277,9 @@ namespace {
 
 void wait_for_full(int pipe) {
     const int size = fcntl(pipe, F_GETPIPE_SZ);
-    for (int unread = 0; unread < size / 2;) {
+    int looks = 0;
+    for (int unread = 0; unread < size / 2; ++looks) {
+        ASSERT_LT(looks, kMostLooks) << "the program does not fill the pipe";
         ioctl(pipe, FIONREAD, &unread);
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
