@@ -65,7 +65,7 @@ Registry &registry() {
  * A child process must be able to look things up even if another thread of its parent did so at the moment of the
  * fork: no thread holds the lock then. Registered when the library is loaded, so that no fork comes before it.
  */
-[[maybe_unused]] const int fork_handlers = pthread_atfork(
+[[maybe_unused]] const int kForkHandlers = pthread_atfork(
     [] { registry().mutex.lock(); }, [] { registry().mutex.unlock(); }, [] { registry().mutex.unlock(); });
 
 /** The first entry of this text, with a reference added; 0 when there is none. */

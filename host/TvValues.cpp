@@ -228,12 +228,12 @@ StringValue *make_string(std::string_view text, TvStringEncoding encoding) {
 }
 
 /** Made when the library is loaded: a first use that makes it could be cut in half by a fork. */
-const locale_t c_locale_of_process = newlocale(LC_ALL_MASK, "C", nullptr);
+const locale_t kCLocale = newlocale(LC_ALL_MASK, "C", nullptr);
 
 /** Switches the calling thread to the C locale, whatever the locale of the process or the thread is. */
 class CLocaleScope {
 public:
-    CLocaleScope() : _previous(uselocale(c_locale_of_process)) {}
+    CLocaleScope() : _previous(uselocale(kCLocale)) {}
     ~CLocaleScope() { uselocale(_previous); }
     CLocaleScope(const CLocaleScope &) = delete;
     CLocaleScope &operator=(const CLocaleScope &) = delete;

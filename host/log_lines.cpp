@@ -44,7 +44,7 @@ public:
  * any local time, so no thread holds it at the moment of a fork. Registered when the library is loaded.
  */
 constinit std::mutex formatting;
-[[maybe_unused]] const int fork_handlers =
+[[maybe_unused]] const int kForkHandlers =
     pthread_atfork([] { formatting.lock(); }, [] { formatting.unlock(); }, [] { formatting.unlock(); });
 
 /** The log's lines, formatted under the lock. */
@@ -116,5 +116,6 @@ std::unique_ptr<LogLines> to_journal() {
 } // namespace
 } // namespace host
 
+// NOLINTNEXTLINE(readability-identifier-naming): its symbol
 extern "C" constexpr host::LogLinesLibrary qor_log_lines_library = {
     .to_function = host::to_function, .to_file = host::to_file, .to_journal = host::to_journal};

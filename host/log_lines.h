@@ -27,4 +27,5 @@ struct LogLinesLibrary {
 
 } // namespace host
 
+// NOLINTNEXTLINE(readability-identifier-naming): its symbol
 extern "C" const host::LogLinesLibrary qor_log_lines_library;

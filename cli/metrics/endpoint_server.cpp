@@ -277,4 +277,5 @@ std::unique_ptr<MetricsServer> start(const ListenAddress &address, const std::ve
 } // namespace
 } // namespace cli
 
+// NOLINTNEXTLINE(readability-identifier-naming): its symbol
 extern "C" constexpr cli::MetricsLibrary qor_metrics_library = {.start = cli::start};

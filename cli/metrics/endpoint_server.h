@@ -25,4 +25,5 @@ struct MetricsLibrary {
 
 } // namespace cli
 
+// NOLINTNEXTLINE(readability-identifier-naming): its symbol
 extern "C" const cli::MetricsLibrary qor_metrics_library;

@@ -57,14 +57,14 @@ struct JsonMembers {
     template <typename Field>
     static constexpr std::size_t kRoom = [] {
         using qor::How;
-        constexpr How how = Field::row.how;
-        constexpr bool is_bytes = how == How::Bytes || how == How::CountedBytes;
+        constexpr How kHow = Field::row.how;
+        constexpr bool kIsBytes = kHow == How::Bytes || kHow == How::CountedBytes;
         constexpr std::size_t kMarks = 2 * Style::kMark.size();
         return Key::kCapacity + kMarks +
-               (how == How::Text      ? json_text_room(Field::row.size)
-                : is_bytes            ? 2 * Field::row.size
-                : how == How::Subject ? std::size_t{decoder::short_text::kCapacity}
-                                      : json_numbers::kRoom);
+               (kHow == How::Text      ? json_text_room(Field::row.size)
+                : kIsBytes             ? 2 * Field::row.size
+                : kHow == How::Subject ? std::size_t{decoder::short_text::kCapacity}
+                                       : json_numbers::kRoom);
     }();
 
     template <typename Field>

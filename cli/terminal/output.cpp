@@ -81,14 +81,14 @@ Output::~Output() {
 }
 
 void Output::write(std::string_view text) {
-    append(_style.escapes_controls ? escape_for_terminal(text, Colours::Escaped) : std::string(text));
+    append(_style.escapes_controls ? std::string_view(escape_for_terminal(text, Colours::Escaped)) : text);
 }
 
 void Output::write_styled(std::string_view text) {
-    append(_style.escapes_controls ? escape_for_terminal(text, Colours::Kept) : std::string(text));
+    append(_style.escapes_controls ? std::string_view(escape_for_terminal(text, Colours::Kept)) : text);
 }
 
-void Output::append(std::string text) {
+void Output::append(std::string_view text) {
     _buffer += text;
     if (_buffer.size() >= kBufferSize) {
         flush();

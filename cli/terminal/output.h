@@ -59,7 +59,7 @@ private:
     /** What a signal must not tear. */
     enum class Unit { Line, Record };
 
-    void append(std::string text);
+    void append(std::string_view text);
     void send(std::span<const std::byte> bytes, Unit unit);
     void send_slowly(std::span<const std::byte> bytes, Unit unit);
     std::size_t write_some(std::span<const std::byte> bytes) const;
