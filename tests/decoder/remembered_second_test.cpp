@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <ctime>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -19,8 +20,20 @@ constexpr std::uint64_t kJuly2026 = 1'784'000'000; // seconds
 /** The process's time zone as long as it exists; then the one before. No other thread may use local time meanwhile. */
 class Zone {
 public:
-    explicit Zone(const char *zone) : _before(std::getenv("TZ")) { enter(zone); } // NOLINT(concurrency-mt-unsafe)
-    ~Zone() { enter(_before.c_str()); }
+    explicit Zone(const char *zone) {
+        if (const char *before = std::getenv("TZ")) { // NOLINT(concurrency-mt-unsafe)
+            _before = before;
+        }
+        enter(zone);
+    }
+    ~Zone() {
+        if (_before) {
+            enter(_before->c_str());
+        } else {
+            unsetenv("TZ"); // NOLINT(concurrency-mt-unsafe)
+            tzset();
+        }
+    }
     Zone(const Zone &) = delete;
     Zone &operator=(const Zone &) = delete;
 
@@ -30,7 +43,7 @@ public:
     }
 
 private:
-    std::string _before;
+    std::optional<std::string> _before;
 };
 
 std::string calendar_time() {
