@@ -1,8 +1,7 @@
 #include "cli/reports/slice_nesting.h"
 
 #include <algorithm>
-#include <iterator>
-#include <utility>
+#include <cstddef>
 
 namespace cli {
 namespace {
@@ -19,67 +18,79 @@ Slice NestedSlices::fit(Slice slice) {
     if (slice.begin == slice.end) {
         return slice; // overlaps nothing
     }
-    Level *level = &_outermost;
+    Level level{0, _nodes.size()};
     for (;;) {
-        const auto first = std::partition_point(level->begin(), level->end(),
-                                                [&](const Node &node) { return node.slice.end <= slice.begin; });
-        if (first != level->end() && encloses(first->slice, slice)) {
-            if (first->is_sealed) {
-                return encloses(slice, first->slice) ? slice : Slice{first->slice.end, first->slice.end};
+        // From the last one back. In a dump in the order of ends, all that are passed come to lie in the new slice, so
+        // each is passed once.
+        std::size_t next_end =
+            level.end; // the end of the level from the first slice on that ends after the new one begins
+        std::size_t first = level.end;  // that slice, if there is one
+        std::size_t second = level.end; // the one behind it
+        while (next_end != level.begin && _nodes[next_end - 1].slice.end > slice.begin) {
+            second = first;
+            first = next_end - 1;
+            next_end = begin_of(first);
+        }
+        if (first != level.end && !encloses(_nodes[first].slice, slice) && _nodes[first].slice.begin < slice.begin) {
+            slice.begin = _nodes[first].slice.end;
+            next_end = first + 1;
+            first = second; // the rest may lie in it
+        }
+        if (first != level.end && encloses(_nodes[first].slice, slice)) {
+            const Node &outer = _nodes[first];
+            if (outer.is_sealed) {
+                return encloses(slice, outer.slice) ? slice : Slice{outer.slice.end, outer.slice.end};
             }
-            level = &first->inner;
+            level = inside(first);
             continue;
         }
-        if (first != level->end() && first->slice.begin < slice.begin) {
-            slice.begin = first->slice.end;
-            continue; // the rest may lie in the next one
+        Level held{next_end, level.end};
+        while (held.end != held.begin && _nodes[held.end - 1].slice.begin >= slice.end) {
+            held.end = begin_of(held.end - 1);
         }
-        auto last =
-            std::partition_point(first, level->end(), [&](const Node &node) { return node.slice.begin < slice.end; });
-        if (last != first && std::prev(last)->slice.end > slice.end) {
-            --last;
-            slice.end = last->slice.begin;
+        if (held.end != held.begin && _nodes[held.end - 1].slice.end > slice.end) {
+            slice.end = _nodes[held.end - 1].slice.begin;
+            held.end = begin_of(held.end - 1);
         }
-        insert(*level, first, last, slice);
+        insert(held, slice);
         return slice;
     }
 }
 
-/** Puts a node in place of those from `first` to `last`, which come to lie in it. */
-void NestedSlices::insert(Level &level, Level::iterator first, Level::iterator last, const Slice &slice) {
-    Node node{slice, {}};
-    node.inner.assign(std::move_iterator(first), std::move_iterator(last));
-    if (first == last) {
-        level.insert(first, std::move(node));
-    } else {
-        *first = std::move(node);
-        level.erase(std::next(first), last);
+/** Puts a slice around those that it holds. */
+void NestedSlices::insert(const Level &held, const Slice &slice) {
+    for (std::size_t later = held.end; later < _nodes.size(); ++later) {
+        if (encloses(_nodes[later].slice, slice)) {
+            ++_nodes[later].count;
+        }
     }
-    if (++_size > kSlicesAtMost) {
+    _nodes.insert(_nodes.begin() + static_cast<std::ptrdiff_t>(held.end),
+                  {slice, static_cast<std::uint32_t>(held.end - held.begin + 1), false});
+    if (_nodes.size() > kSlicesAtMost) {
         shrink_to(kSlicesAtMost / 2);
     }
 }
 
 void NestedSlices::shrink_to(std::size_t count) {
     constexpr std::size_t kHandful = 8;
-    while (_size > std::max(count, kHandful)) {
+    while (_nodes.size() > std::max(count, kHandful)) {
         if (!seal_early_half()) {
             seal_inner_half();
         }
     }
 }
 
-std::size_t NestedSlices::count(const Level &level) {
-    std::size_t total = level.size();
-    for (const Node &node : level) {
-        total += count(node.inner);
+void NestedSlices::erase_before(std::size_t begin, std::size_t index) {
+    const std::size_t erased = index - begin;
+    for (std::size_t later = index + 1; later < _nodes.size(); ++later) {
+        if (begin_of(later) <= begin) {
+            _nodes[later].count -= static_cast<std::uint32_t>(erased); // it lies around them
+        }
     }
-    return total;
-}
-
-void NestedSlices::seal(Node &node) {
-    node.inner = {};
-    node.is_sealed = true;
+    _nodes[index].count = 1;
+    _nodes[index].is_sealed = true;
+    const auto first = _nodes.begin() + static_cast<std::ptrdiff_t>(begin);
+    _nodes.erase(first, first + static_cast<std::ptrdiff_t>(erased));
 }
 
 /**
@@ -87,55 +98,52 @@ void NestedSlices::seal(Node &node) {
  * enough. @return false when there is no such place: each slice holds the next one.
  */
 bool NestedSlices::seal_early_half() {
-    Level *level = &_outermost;
-    const auto has_two_parts = [](const Level &slices) {
-        return slices.size() > 2 || (slices.size() == 2 && !slices.front().inner.empty());
-    };
-    while (!has_two_parts(*level)) {
-        if (level->empty() || level->back().inner.empty()) {
-            return false;
+    Level level{0, _nodes.size()};
+    for (; level.begin != level.end; level = inside(level.end - 1)) {
+        std::vector<std::size_t> slices; // of the level, from the last one back
+        for (std::size_t end = level.end; end != level.begin; end = begin_of(end - 1)) {
+            slices.push_back(end - 1);
         }
-        level = &level->back().inner;
+        if (slices.size() > 2 || (slices.size() == 2 && _nodes[slices.back()].count > 1)) {
+            const std::size_t last = slices[slices.size() / 2]; // of the earlier half
+            _nodes[last].slice.begin = _nodes[slices.back()].slice.begin;
+            erase_before(level.begin, last);
+            return true;
+        }
     }
-    const auto end = level->begin() + static_cast<std::ptrdiff_t>((level->size() + 1) / 2);
-    Node &first = level->front();
-    first.slice.end = std::prev(end)->slice.end;
-    level->erase(std::next(level->begin()), end);
-    seal(level->front());
-    _size = count(_outermost);
-    return true;
+    return false;
 }
 
 /** Of slices each of which holds the next one, forgets the inner ones. */
 void NestedSlices::seal_inner_half() {
-    Level *level = &_outermost;
-    for (std::size_t depth = 0; depth < _size / 4; ++depth) {
-        level = &level->back().inner;
+    std::size_t node = _nodes.size() - 1;
+    for (std::size_t depth = 0; depth < _nodes.size() / 4; ++depth) {
+        --node; // the last one inside
     }
-    seal(level->back());
-    _size = count(_outermost);
+    erase_before(begin_of(node), node);
 }
 
-Slice SliceNesting::fit(std::uint64_t thread, Slice slice) {
-    NestedSlices &slices = slices_of(thread);
-    const std::size_t size = slices.size();
-    const Slice left = slices.fit(slice);
-    _size = _size - size + slices.size();
+SliceNesting::Fitted SliceNesting::fit(std::uint64_t thread, const Slice &slice) {
+    const Place place = place_of(thread);
+    const std::size_t size = place.slices.size();
+    const Slice left = place.slices.fit(slice);
+    _size = _size - size + place.slices.size();
     if (_size > kSlicesAtMost) {
         shrink();
     }
-    return left;
+    return {left, place.is_new};
 }
 
-NestedSlices &SliceNesting::slices_of(std::uint64_t thread) {
-    if (const auto found = _threads.find(thread); found != _threads.end()) {
-        return found->second;
-    }
+SliceNesting::Place SliceNesting::place_of(std::uint64_t thread) {
     if (_threads.size() < kThreadsAtMost) {
-        return _threads[thread];
+        const auto [place, is_new] = _threads.try_emplace(thread);
+        return {place->second, is_new};
+    }
+    if (const auto found = _threads.find(thread); found != _threads.end()) {
+        return {found->second, false};
     }
     _shared.resize(kSharedPlaces);
-    return _shared[thread % kSharedPlaces];
+    return {_shared[thread % kSharedPlaces], true};
 }
 
 void SliceNesting::shrink() {

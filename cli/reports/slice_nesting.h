@@ -28,45 +28,58 @@ public:
      */
     Slice fit(Slice slice);
 
-    std::size_t size() const { return _size; }
+    std::size_t size() const { return _nodes.size(); }
     /** Seals the earliest slices until at most `count` are left, or a handful. */
     void shrink_to(std::size_t count);
 
 private:
+    /** A slice, behind all that lie in it: dumps mostly come in the order of ends, and then a new one is the last. */
     struct Node {
         Slice slice;
-        std::vector<Node> inner; ///< in ascending order, none of them around another
-        bool is_sealed = false;  ///< what was in it is not known any more
+        std::uint32_t count; ///< of itself and the slices in it
+        bool is_sealed;      ///< what was in it is not known any more
     };
-    using Level = std::vector<Node>;
+    /** Slices that lie side by side with all that is in them: a part of `_nodes`. The last is at `end - 1`. */
+    struct Level {
+        std::size_t begin;
+        std::size_t end;
+    };
 
-    static std::size_t count(const Level &level);
-    static void seal(Node &node);
-    void insert(Level &level, Level::iterator first, Level::iterator last, const Slice &slice);
+    std::size_t begin_of(std::size_t index) const { return index + 1 - _nodes[index].count; }
+    /** What lies in the slice at `index`. */
+    Level inside(std::size_t index) const { return {begin_of(index), index}; }
+    /** Replaces what lies before the node at `index` in its level, from `begin` on, by that node without its inside. */
+    void erase_before(std::size_t begin, std::size_t index);
+    void insert(const Level &held, const Slice &slice);
     bool seal_early_half();
     void seal_inner_half();
 
-    Level _outermost;
-    std::size_t _size = 0;
+    std::vector<Node> _nodes;
 };
 
 /**
  * Cuts slices so that no two of a thread overlap in part, in whatever order they come. A dump does not promise that,
  * and viewers draw such slices over one another or never end the first one.
  *
- * Memory is bounded: 65,536 threads and 524,288 slices, about 64 MiB. Threads beyond share a few places and are also
+ * Memory is bounded: 65,536 threads and 524,288 slices, about 32 MiB. Threads beyond share a few places and are also
  * cut for one another; beyond that number of slices, every thread seals its earlier half.
  */
 class SliceNesting {
 public:
-    /** @param slice  the next one of `thread`. @return what is left of it, as `NestedSlices::fit` describes. */
-    Slice fit(std::uint64_t thread, Slice slice);
+    struct Fitted {
+        Slice left;    ///< of the slice, as `NestedSlices::fit` describes
+        bool is_first; ///< of its thread; true of every one of a thread beyond the limit
+    };
 
-    /** Whether `thread` had a slice before. Always false of a thread beyond the limit. */
-    bool knows(std::uint64_t thread) const { return _threads.count(thread) != 0; }
+    /** @param slice  the next one of `thread`. */
+    Fitted fit(std::uint64_t thread, const Slice &slice);
 
 private:
-    NestedSlices &slices_of(std::uint64_t thread);
+    struct Place {
+        NestedSlices &slices;
+        bool is_new;
+    };
+    Place place_of(std::uint64_t thread);
     void shrink();
 
     std::unordered_map<std::uint64_t, NestedSlices> _threads;

@@ -231,13 +231,13 @@ template <typename PutName>
 void TraceEvents::append_slice(text_buffer &out, const _QorProfileReport &report, std::size_t payload,
                                const SliceFields &fields, const PutName &put_name) {
     const std::uint64_t thread = qor::load_number(report.bytes, fields.thread);
-    if (!_slices.knows(thread)) {
+    const std::uint64_t duration = std::min(qor::load_number(report.bytes, fields.duration), report.timestamp());
+    const auto [slice, is_first] = _slices.fit(thread, {report.timestamp() - duration, report.timestamp()});
+    if (is_first) {
         std::array<char, 32> name;
         const char *const end = decoder::put_decimal(put_literal(name.data(), "thread "), thread);
         append_name_event(out, "thread_name", kThreadsProcess, thread, {name.data(), end});
     }
-    const std::uint64_t duration = std::min(qor::load_number(report.bytes, fields.duration), report.timestamp());
-    const Slice slice = _slices.fit(thread, {report.timestamp() - duration, report.timestamp()});
     text_stream stream(out);
     char *at = stream.room(kEventRoom + kPayloadJsonRoom);
     at = put_name(put_literal(at, ",\n{\"ph\":\"X\",\"name\":\""));

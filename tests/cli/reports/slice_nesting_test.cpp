@@ -25,7 +25,7 @@ Slice fit_last(const std::vector<Slice> &slices) {
     SliceNesting nesting;
     Slice last{};
     for (const Slice &slice : slices) {
-        last = nesting.fit(1, slice);
+        last = nesting.fit(1, slice).left;
     }
     return last;
 }
@@ -55,11 +55,10 @@ TEST(SliceNestingTest, WhatWasCutIsWhatLaterSlicesMeet) {
 
 TEST(SliceNestingTest, ThreadsAreOnTheirOwn) {
     SliceNesting nesting;
-    nesting.fit(1, {10, 20});
+    EXPECT_TRUE(nesting.fit(1, {10, 20}).is_first);
 
-    EXPECT_EQ(nesting.fit(2, {15, 30}), (Slice{15, 30}));
-    EXPECT_TRUE(nesting.knows(1));
-    EXPECT_FALSE(nesting.knows(3));
+    EXPECT_EQ(nesting.fit(2, {15, 30}).left, (Slice{15, 30}));
+    EXPECT_FALSE(nesting.fit(1, {20, 30}).is_first);
 }
 
 bool nest(const Slice &a, const Slice &b) {
@@ -88,11 +87,12 @@ TEST(SliceNestingTest, ThreadsBeyondTheLimitShareAPlace) {
     }
     nesting.fit(1'000'000, {10, 20});
 
-    EXPECT_TRUE(nesting.knows(65'535));
-    EXPECT_EQ(nesting.fit(65'535, {15, 30}), (Slice{20, 30})) << "one of the threads that have a place of their own";
-    EXPECT_FALSE(nesting.knows(1'000'000));
-    EXPECT_EQ(nesting.fit(1'000'000, {15, 30}), (Slice{20, 30}));
-    EXPECT_EQ(nesting.fit(1'000'000 + 1024, {25, 40}), (Slice{30, 40})) << "it shares the place";
+    EXPECT_FALSE(nesting.fit(65'535, {10, 20}).is_first);
+    EXPECT_EQ(nesting.fit(65'535, {15, 30}).left, (Slice{20, 30}))
+        << "one of the threads that have a place of their own";
+    EXPECT_TRUE(nesting.fit(1'000'000, {10, 20}).is_first);
+    EXPECT_EQ(nesting.fit(1'000'000, {15, 30}).left, (Slice{20, 30}));
+    EXPECT_EQ(nesting.fit(1'000'000 + 1024, {25, 40}).left, (Slice{30, 40})) << "it shares the place";
 }
 
 TEST(NestedSlicesTest, TheEarliestOfManyAreSealed) {
@@ -131,7 +131,7 @@ RC_GTEST_PROP(SliceNestingTest, SlicesInAnyOrderNest, ()) {
     const std::uint64_t range = *rc::gen::inRange<std::uint64_t>(2, 200);
     for (int number = *rc::gen::inRange(0, 60); number != 0; --number) {
         const Slice slice = any_slice(range);
-        const Slice left = nesting.fit(1, slice);
+        const Slice left = nesting.fit(1, slice).left;
         RC_ASSERT(slice.begin <= left.begin && left.begin <= left.end && left.end <= slice.end);
         fitted.push_back(left);
     }
@@ -147,7 +147,7 @@ TEST(SliceNestingTest, SlicesOfThousandsOfThreadsInAnyOrderNest) {
     for (int number = 0; number < 100'000; ++number) {
         const std::uint64_t begin = random() % 1'000;
         const std::uint64_t thread = random() % kThreads;
-        fitted[thread].push_back(nesting.fit(thread, {begin, begin + random() % 300}));
+        fitted[thread].push_back(nesting.fit(thread, {begin, begin + random() % 300}).left);
     }
 
     EXPECT_TRUE(std::all_of(fitted.begin(), fitted.end(), all_nest));
@@ -173,7 +173,7 @@ RC_GTEST_PROP(SliceNestingTest, SlicesInTheOrderOfTheirEndsKeepTheirEnds, ()) {
          *rc::gen::container<std::vector<std::uint8_t>>(rc::gen::inRange<std::uint8_t>(1, 20))) {
         end += step;
         const Slice slice{end - *rc::gen::inRange<std::uint64_t>(0, 60), end};
-        const Slice left = nesting.fit(1, slice);
+        const Slice left = nesting.fit(1, slice).left;
         RC_ASSERT(left.end == slice.end);
         RC_ASSERT(slice.begin <= left.begin && left.begin <= left.end);
     }
