@@ -97,11 +97,11 @@ MappedFile::MappedFile(int descriptor, std::uint64_t end) : _descriptor(descript
 }
 
 MappedFile::~MappedFile() {
+    if (_guard != nullptr) {
+        _guard->begin = 0; // first: then the place may become somebody else's
+    }
     if (_window != nullptr) {
         munmap(_window, kWindowBytes);
-    }
-    if (_guard != nullptr) {
-        _guard->begin = 0;
     }
 }
 
