@@ -104,7 +104,7 @@ void write_records(const CaptureArguments &arguments, const std::vector<host::Re
     const std::string folder = arguments.folder.empty() ? unused_folder_name() : arguments.folder;
     write_to_folder(folder, records, rows);
     print_message("written to " + folder);
-    print_outcome(summary_text(rows, arguments.summary_is_json, STDOUT_FILENO));
+    print_styled_outcome(summary_text(rows, arguments.summary_is_json, STDOUT_FILENO));
     refuse_damage(rows, folder);
 }
 

@@ -7,6 +7,7 @@
 #include <set>
 #include <string_view>
 
+#include "cli/arguments/invalid_value.h"
 #include "cli/arguments/wrong_use.h"
 #include "decoder/name_tables.h"
 #include "host/nearest_word.h"
@@ -27,13 +28,13 @@ std::size_t parse_id(const std::string &option, const std::string &word) {
     unsigned id = 0;
     const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), id);
     if (error != std::errc() || id > kLargestId) {
-        throw WrongUse("invalid value \"" + word + "\" for " + option + ": expected 0 to 255 or a name");
+        throw WrongUse(invalid_value(option, word) + ": expected 0 to 255 or a name");
     }
     return id;
 }
 
 [[noreturn]] void refuse(const std::string &option, const std::string &word, const std::set<std::string> &known) {
-    throw WrongUse("invalid value \"" + word + "\" for " + option + ": unknown name" +
+    throw WrongUse(invalid_value(option, word) + ": unknown name" +
                    host::suggestion(word, {known.begin(), known.end()}));
 }
 

@@ -19,7 +19,7 @@ int FollowedFile::look(int descriptor, std::size_t unread) {
     if (_path.empty() || fstat(descriptor, &open_file) == -1) {
         return -1;
     }
-    const bool is_there = stat(_path.c_str(), &named) == 0;
+    const bool is_there = stat(_path.c_str(), &named) == 0 && S_ISREG(named.st_mode);
     if (is_there && named.st_dev == open_file.st_dev && named.st_ino == open_file.st_ino) {
         _state = State::Same;
         return -1;
@@ -31,7 +31,7 @@ int FollowedFile::look(int descriptor, std::size_t unread) {
         say(state, open_file.st_nlink != 0);
         return -1; // what the old file got before it was replaced is read first
     }
-    if (!is_there || _follow != Follow::Name || !S_ISREG(named.st_mode)) {
+    if (!is_there || _follow != Follow::Name) {
         return -1;
     }
     const int next = open(_path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);

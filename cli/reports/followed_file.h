@@ -11,7 +11,7 @@ enum class Follow { Nothing, Descriptor, Name };
 
 /**
  * Watches the name of an open regular file and says on standard error, once for each change, that the file was renamed,
- * replaced or removed. One thread at a time.
+ * replaced or removed. Only a regular file replaces it. One thread at a time.
  */
 class FollowedFile {
 public:

@@ -88,7 +88,8 @@ MappedFile::Guard *take_guard(const void *window) {
 
 MappedFile::MappedFile(int descriptor, std::uint64_t end) : _descriptor(descriptor), _end(end) {
     static const bool is_handled = set_handler();
-    void *const window = mmap(nullptr, kWindowBytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    // A file that cannot be mapped must fail here: over a window it could take that away, and others get the place.
+    void *const window = mmap(nullptr, kWindowBytes, PROT_READ, MAP_PRIVATE, descriptor, 0);
     if (window == MAP_FAILED) {
         return;
     }
@@ -97,11 +98,11 @@ MappedFile::MappedFile(int descriptor, std::uint64_t end) : _descriptor(descript
 }
 
 MappedFile::~MappedFile() {
+    if (_guard != nullptr) {
+        _guard->begin = 0; // first: then the place may become somebody else's
+    }
     if (_window != nullptr) {
         munmap(_window, kWindowBytes);
-    }
-    if (_guard != nullptr) {
-        _guard->begin = 0;
     }
 }
 

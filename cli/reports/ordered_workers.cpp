@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <exception>
 #include <mutex>
-#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -35,8 +34,8 @@ public:
             for (unsigned i = 1; i < threads; ++i) {
                 others.emplace_back([this] { work(); });
             }
-        } catch (const std::system_error &) {
-            // The system allows no more threads. The ones that run do all the work.
+        } catch (const std::exception &) {
+            // The system allows no more threads, or no memory for one. The ones that run do all the work.
         }
         work();
         for (std::thread &other : others) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 
+#include "cli/arguments/invalid_value.h"
 #include "cli/arguments/wrong_use.h"
 
 namespace cli {
@@ -31,7 +32,7 @@ std::size_t ReportSelector::select(std::span<const _QorProfileReport> reports,
 
 LastReports::LastReports(std::uint64_t count) : _count(static_cast<std::size_t>(count)) {
     if (count > kLastOfAPipeAtMost) {
-        throw WrongUse("invalid value \"" + std::to_string(count) + "\" for --last: expected at most " +
+        throw WrongUse(invalid_value("--last", std::to_string(count)) + ": expected at most " +
                        std::to_string(kLastOfAPipeAtMost) + " for a pipe");
     }
 }

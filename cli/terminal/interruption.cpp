@@ -39,8 +39,6 @@ std::atomic<std::int64_t> deadline = 0;
 static_assert(std::atomic<int>::is_always_lock_free && std::atomic<bool>::is_always_lock_free,
               "a signal handler uses them");
 
-std::array<struct sigaction, kSignals.size()> former_actions;
-
 /** Safe in a signal handler. */
 [[noreturn]] void end_by(int signal) {
     struct sigaction action {};
@@ -75,31 +73,25 @@ void handle(int signal) {
     errno = former_errno;
 }
 
-void create_wake() {
+/** For the rest of the process: without an object that holds it, the handler ends it as the signal itself would. */
+void prepare() {
     static std::once_flag once;
     std::call_once(once, [] {
         wake = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
         if (wake == -1) {
             throw host::Error("eventfd", "", std::generic_category().message(errno));
         }
+        struct sigaction action {};
+        action.sa_handler = handle;
+        sigemptyset(&action.sa_mask);
+        for (const int signal : kSignals) {
+            struct sigaction before {};
+            sigaction(signal, nullptr, &before);
+            if (before.sa_handler != SIG_IGN) {
+                sigaction(signal, &action, nullptr);
+            }
+        }
     });
-}
-
-/** @param former  the actions before, when not null. */
-void install_handler(std::array<struct sigaction, kSignals.size()> *former) {
-    struct sigaction action {};
-    action.sa_handler = handle;
-    sigemptyset(&action.sa_mask);
-    for (std::size_t i = 0; i < kSignals.size(); ++i) {
-        struct sigaction before {};
-        sigaction(kSignals[i], nullptr, &before);
-        if (former != nullptr) {
-            (*former)[i] = before;
-        }
-        if (before.sa_handler != SIG_IGN) {
-            sigaction(kSignals[i], &action, nullptr);
-        }
-    }
 }
 
 void hold() {
@@ -112,26 +104,30 @@ void hold() {
     } while (!holders.compare_exchange_weak(count, count + 1));
 }
 
+void release() {
+    --holders;
+    if (const int signal = requested; signal != 0) {
+        end_if_free(signal);
+    }
+}
+
 } // namespace
 
 Interruption::Interruption() {
-    create_wake();
+    prepare();
     hold();
     has_interruption = true;
-    install_handler(&former_actions);
 }
 
 Interruption::~Interruption() {
-    for (std::size_t i = 0; i < kSignals.size(); ++i) {
-        sigaction(kSignals[i], &former_actions[i], nullptr);
-    }
-    has_interruption = false;
-    next_kills = false;
+    // The owner has seen to the signals so far. One that comes from here on ends the process, at the latest on release.
     requested = 0;
     deadline = 0;
     std::uint64_t signals = 0;
     [[maybe_unused]] const ssize_t drained = read(wake, &signals, sizeof signals);
-    --holders;
+    next_kills = false;
+    has_interruption = false;
+    release();
 }
 
 bool Interruption::is_requested() const { return requested != 0; }
@@ -147,19 +143,11 @@ int Interruption::descriptor() const { return wake; }
 void Interruption::let_next_signal_kill() { next_kills = true; }
 
 WholePiece::WholePiece() {
-    create_wake();
+    prepare();
     hold();
-    static std::once_flag once;
-    // For the rest of the process: without an object that holds it, the handler ends it as the signal itself would.
-    std::call_once(once, [] { install_handler(nullptr); });
 }
 
-WholePiece::~WholePiece() {
-    --holders;
-    if (const int signal = requested; signal != 0) {
-        end_if_free(signal);
-    }
-}
+WholePiece::~WholePiece() { release(); }
 
 bool WholePiece::is_interrupted() const { return requested != 0; }
 

@@ -39,6 +39,20 @@ std::size_t rest_of_record(std::span<const std::byte> bytes, std::span<const std
     return left.size() == bytes.size() ? 0 : left.size();
 }
 
+void print_outcome_by(void (Output::*write)(std::string_view text), std::string_view text) {
+    try {
+        Output output = standard_output();
+        (output.*write)(text);
+        output.flush();
+    } catch (const ReaderHasGone &) {
+        // The rest of the output is not wanted.
+    } catch (const Interrupted &) {
+        // Nor is it when the user ended the program.
+    } catch (const host::Error &failure) {
+        print_message("qorstat: done, but the summary cannot be printed: " + std::string(failure.what()));
+    }
+}
+
 } // namespace
 
 void write_fully(int descriptor, std::span<const std::byte> bytes, const std::string &name) {
@@ -198,19 +212,8 @@ void Output::require_reader() const {
 Output standard_output() { return Output(STDOUT_FILENO, "standard output"); }
 Output standard_error() { return Output(STDERR_FILENO, "standard error"); }
 
-void print_outcome(std::string_view text) {
-    try {
-        Output output = standard_output();
-        output.write_styled(text);
-        output.flush();
-    } catch (const ReaderHasGone &) {
-        // The rest of the output is not wanted.
-    } catch (const Interrupted &) {
-        // Nor is it when the user ended the program.
-    } catch (const host::Error &failure) {
-        print_message("qorstat: done, but the summary cannot be printed: " + std::string(failure.what()));
-    }
-}
+void print_outcome(std::string_view text) { print_outcome_by(&Output::write, text); }
+void print_styled_outcome(std::string_view text) { print_outcome_by(&Output::write_styled, text); }
 
 void print_message(std::string_view text) {
     try {

@@ -81,6 +81,8 @@ Output standard_error();
  * message on standard error and not a failure of the verb; a reader that has gone is ignored.
  */
 void print_outcome(std::string_view text);
+/** The same for text with colours of `style_for(STDOUT_FILENO)`. */
+void print_styled_outcome(std::string_view text);
 
 /**
  * Prints one line on standard error: `text` with control characters escaped, and a newline. A failure to write it is

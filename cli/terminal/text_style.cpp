@@ -78,8 +78,8 @@ std::size_t colour_length(std::string_view text) {
         return 0;
     }
     unsigned code = 0;
-    const char *const digits = text.data() + kStart.size();
-    const char *const end = std::from_chars(digits, std::min(digits + 2, text.data() + text.size()), code).ptr;
+    const std::string_view digits = text.substr(kStart.size(), 2);
+    const char *const end = std::from_chars(digits.data(), digits.data() + digits.size(), code).ptr;
     const bool is_ours = code <= 2 || code == 41 || (30 <= code && code <= 37) || (90 <= code && code <= 97);
     const auto length = static_cast<std::size_t>(end - text.data());
     return is_ours && text.substr(length).starts_with('m') ? length + 1 : 0;

@@ -13,6 +13,7 @@
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
+#include <sys/stat.h>
 
 #include "tests/cli/program.h"
 #include "tests/cli/reports.h"
@@ -983,6 +984,21 @@ TEST_F(DecodeRotationTest, AFileThatReplacesAnotherAtOnceIsFollowedByName) {
     ASSERT_TRUE(program->waits_for_output("\"sequence_num\":6,"));
 
     EXPECT_EQ(interrupt(message("another file has this name now; going on with it")),
+              (std::vector<int>{1, 2, 3, 4, 5, 6}));
+}
+
+TEST_F(DecodeRotationTest, WhatIsNoRegularFileIsNotFollowedByName) {
+    const std::string pipe = folder.path() / "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    start("--follow=name");
+
+    std::filesystem::rename(pipe, file);
+    ASSERT_TRUE(program->waits_for_message(file + ": "));
+    std::filesystem::rename(folder.file("next", report(kAccelData, 6, 600)), file);
+    ASSERT_TRUE(program->waits_for_output("\"sequence_num\":6,"));
+
+    EXPECT_EQ(interrupt(message("the file was removed; waiting for a new one") +
+                        message("another file has this name now; going on with it")),
               (std::vector<int>{1, 2, 3, 4, 5, 6}));
 }
 

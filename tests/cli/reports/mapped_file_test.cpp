@@ -136,6 +136,26 @@ TEST_F(MappedFileTest, WhatCannotBeMappedGivesNothing) {
     close(writable);
 }
 
+/** The system may take away what is mapped at a place before it finds that a file cannot be mapped there. */
+TEST(MappedFileOfTheSystemTest, WhatOthersMapAfterAFailureIsLeftToThem) {
+    constexpr std::size_t kBytes = std::size_t{1} << 20;
+    const int notes = open("/sys/kernel/notes", O_RDONLY | O_CLOEXEC);
+    if (notes == -1) {
+        GTEST_SKIP() << "this machine has no /sys/kernel/notes";
+    }
+    void *others = nullptr;
+    {
+        MappedFile file(notes, 4096);
+        EXPECT_TRUE(file.view(0, 48).empty());
+        others = mmap(nullptr, kBytes, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    }
+
+    EXPECT_EQ(munlock(others, kBytes), 0) << "no longer mapped";
+
+    munmap(others, kBytes);
+    close(notes);
+}
+
 /** Reads a page that its file does not have any more. */
 void read_missing_page_of(const std::string &path) {
     const int own = open(path.c_str(), O_RDONLY | O_CLOEXEC);

@@ -28,6 +28,9 @@ std::string low_controls() {
     return text + "\x7F\x1b[8mhidden\x1b]0;title\x07";
 }
 
+/** A colour of the program's own. */
+const std::string kOurColour = "\x1b[31mred";
+
 /** U+0080 to U+009F. */
 std::string high_controls() {
     std::string text;
@@ -60,6 +63,9 @@ protected:
         surroundings.standard_input = std::move(input);
         surroundings.output_is_terminal = true;
         surroundings.messages_are_to_terminal = true;
+        if (text() == kOurColour) {
+            surroundings.environment["NO_COLOR"] = "1"; // every colour is that of the text then
+        }
         return surroundings;
     }
 
@@ -69,7 +75,8 @@ protected:
         const std::string all = outcome.out + outcome.err;
         // Bold, faint, the colours of keys, lines and levels; and the terminal's own carriage returns.
         static const std::regex kOurs("\x1b\\[([012]?|3[0-7]|41|9[0-7])m|\r+(?=\n)");
-        std::string left = std::regex_replace(all, kOurs, "");
+        static const std::regex kLineEnds("\r+(?=\n)");
+        std::string left = std::regex_replace(all, text() == kOurColour ? kLineEnds : kOurs, "");
         left.erase(std::remove(left.begin(), left.end(), '\n'), left.end());
         EXPECT_TRUE(host::is_utf8(left)) << testing::PrintToString(arguments) << testing::PrintToString(left);
         for (std::string_view rest = left; !rest.empty(); rest.remove_prefix(1)) {
@@ -180,7 +187,8 @@ TEST_P(HostileTextTest, OfADescriptionIsEscaped) {
 
 INSTANTIATE_TEST_SUITE_P(EveryKind, HostileTextTest,
                          testing::Values(HostileText{"LowControls", low_controls()},
-                                         HostileText{"HighControls", high_controls()}, HostileText{"NoUtf8", kBroken}),
+                                         HostileText{"HighControls", high_controls()}, HostileText{"NoUtf8", kBroken},
+                                         HostileText{"OurColour", kOurColour}),
                          [](const testing::TestParamInfo<HostileText> &row) { return row.param.name; });
 
 TEST(HostileTextsTest, ReachFilesAndPipesAsItIs) {

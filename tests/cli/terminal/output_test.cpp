@@ -53,4 +53,28 @@ TEST(WriteFullyTest, WaitsForTheReaderWhereWritingDoesNotBlock) {
     EXPECT_TRUE(read.get() == text);
 }
 
+/** They share the pipe with this program. */
+TEST(OutputTest, LeavesAPipeAsItIsForOthers) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+    const Descriptor reading(ends[0]);
+    std::future<std::string> read;
+    const std::string line(100'000, 'a');
+    {
+        const Descriptor writing(ends[1]);
+        const int flags = fcntl(writing.number(), F_GETFL);
+        const int size = fcntl(writing.number(), F_GETPIPE_SZ);
+        read = std::async(std::launch::async, read_to_the_end, reading.number());
+
+        cli::Output output(writing.number(), "pipe");
+        output.write(line + "\n");
+        output.flush();
+
+        EXPECT_EQ(fcntl(writing.number(), F_GETFL), flags);
+        EXPECT_EQ(fcntl(writing.number(), F_GETPIPE_SZ), size);
+    }
+
+    EXPECT_TRUE(read.get() == line + "\n");
+}
+
 } // namespace

@@ -1,0 +1,73 @@
+#include "cli/terminal/interruption.h"
+
+#include <csignal>
+#include <cstdio>
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+using cli::Interruption;
+using cli::WholePiece;
+
+namespace {
+
+/** Each runs in a process of its own, where nothing has set the handler yet. */
+class InterruptionDeathTest : public testing::Test {
+protected:
+    InterruptionDeathTest() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+};
+
+TEST_F(InterruptionDeathTest, APieceBecomesWholeBeforeTheSignalEndsTheProcess) {
+    EXPECT_EXIT(
+        {
+            {
+                const WholePiece piece;
+                std::raise(SIGTERM);
+                std::fputs("whole", stderr);
+            }
+            _exit(0);
+        },
+        testing::KilledBySignal(SIGTERM), "whole");
+}
+
+TEST_F(InterruptionDeathTest, APieceBecomesWholeAlsoWhenTheFirstOneWasPartOfAnInterruption) {
+    EXPECT_EXIT(
+        {
+            {
+                const Interruption interruption;
+                const WholePiece piece;
+            }
+            const WholePiece piece;
+            std::raise(SIGTERM);
+            std::fputs("whole", stderr);
+            _exit(0);
+        },
+        testing::ExitedWithCode(0), "whole");
+}
+
+TEST_F(InterruptionDeathTest, ASignalAfterAnInterruptionEndsTheProcess) {
+    EXPECT_EXIT(
+        {
+            {
+                const Interruption interruption;
+                std::raise(SIGTERM);
+            }
+            std::fputs("went on", stderr);
+            std::raise(SIGINT);
+            _exit(0);
+        },
+        testing::KilledBySignal(SIGINT), "went on");
+}
+
+TEST_F(InterruptionDeathTest, ASignalThatWasIgnoredStaysIgnored) {
+    EXPECT_EXIT(
+        {
+            std::signal(SIGHUP, SIG_IGN);
+            const Interruption interruption;
+            std::raise(SIGHUP);
+            _exit(interruption.is_requested() ? 1 : 0);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+} // namespace
