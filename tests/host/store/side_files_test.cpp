@@ -215,7 +215,7 @@ protected:
 
 TEST_P(StoreFilesThatChange, AreRefusedByAReader) { expect_refusal(host::read_analytics_store); }
 
-/** Not a reader in the host: that one has read before. */
+/** A host's connection alone: an `AnalyticsStore` begins with a reader, which would meet the swap first. */
 TEST_P(StoreFilesThatChange, AreRefusedByAHost) {
     expect_refusal([](const std::string &store) {
         host::Database(store, store, host::Database::Access::kReadAndWrite).query_number("SELECT count(*) FROM key");
