@@ -12,10 +12,10 @@
 
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <unistd.h>
 
 #include "host/error.h"
 #include "host/fault_points.h"
+#include "host/file_descriptor.h"
 #include "host/log_lines.h"
 #include "host/shared_library.h"
 
@@ -138,16 +138,10 @@ void require_journal() {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     kSocket.copy(address.sun_path, sizeof address.sun_path - 1);
-    const int descriptor = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    const bool is_reached =
-        descriptor != -1 &&
-        connect(descriptor, static_cast<const sockaddr *>(static_cast<const void *>(&address)), sizeof address) == 0;
-    const int error = errno;
-    if (descriptor != -1) {
-        close(descriptor);
-    }
-    if (!is_reached) {
-        throw Error(std::string(kSocket), "", std::generic_category().message(error));
+    const FileDescriptor journal(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    const auto *const plain = reinterpret_cast<const sockaddr *>(&address);
+    if (journal.get() == -1 || connect(journal.get(), plain, sizeof address) != 0) {
+        throw Error(std::string(kSocket), "", std::generic_category().message(errno));
     }
 }
 

@@ -8,6 +8,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "host/file_descriptor.h"
+
 namespace host {
 namespace {
 
@@ -20,13 +22,6 @@ constexpr std::int64_t kMostSeconds = INT64_MAX / kMicrosecondsPerSecond - 1;
 class LineBeginnings {
 public:
     explicit LineBeginnings(const char *path) : _file(::open(path, O_RDONLY | O_CLOEXEC)) {}
-    ~LineBeginnings() {
-        if (_file >= 0) {
-            ::close(_file);
-        }
-    }
-    LineBeginnings(const LineBeginnings &) = delete;
-    LineBeginnings &operator=(const LineBeginnings &) = delete;
 
     /** The beginning of the next line, valid until the next call; nothing at the end and after an error. */
     std::optional<std::string_view> next() {
@@ -54,14 +49,14 @@ private:
     bool refill() {
         ssize_t size = -1;
         do {
-            size = _file >= 0 ? ::read(_file, _buffer.data(), _buffer.size()) : 0;
+            size = ::read(_file.get(), _buffer.data(), _buffer.size());
         } while (size < 0 && errno == EINTR);
         _at = 0;
         _end = size > 0 ? static_cast<std::size_t>(size) : 0;
         return _end > 0;
     }
 
-    int _file;
+    FileDescriptor _file;
     std::array<char, 4096> _buffer;
     std::size_t _at = 0;
     std::size_t _end = 0;

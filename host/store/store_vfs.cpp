@@ -151,19 +151,19 @@ int change_owner_of_new(int descriptor, uid_t user, gid_t group) {
     return current_opening != nullptr && !current_opening->is_new ? 0 : system_change_owner(descriptor, user, group);
 }
 
-/** @return the function that was replaced. */
+/** @param replaced  set before the function is replaced: another thread may have a database open and call it at once.
+ */
 template <typename Function>
-Function replace_system_call(sqlite3_vfs *vfs, const char *name, Function replacement) {
-    const auto replaced = reinterpret_cast<Function>(vfs->xGetSystemCall(vfs, name));
+void replace_system_call(sqlite3_vfs *vfs, const char *name, Function replacement, Function &replaced) {
+    replaced = reinterpret_cast<Function>(vfs->xGetSystemCall(vfs, name));
     vfs->xSetSystemCall(vfs, name, reinterpret_cast<sqlite3_syscall_ptr>(replacement));
-    return replaced;
 }
 
 sqlite3_vfs *system_vfs() { return sqlite3_vfs_find("unix"); }
 
 void replace_system_calls() {
-    system_open = replace_system_call(system_vfs(), "open", open_checked);
-    system_change_owner = replace_system_call(system_vfs(), "fchown", change_owner_of_new);
+    replace_system_call<SystemOpen>(system_vfs(), "open", open_checked, system_open);
+    replace_system_call<SystemChangeOwner>(system_vfs(), "fchown", change_owner_of_new, system_change_owner);
 }
 
 /** SQLite's default VFS. Looked up each time: a test may have put another one there. */
@@ -496,23 +496,27 @@ bool find_part(int flags, Part &part) {
 }
 
 /** Checks that the opened file is a store: before any lock is taken and any journal is looked for. */
-int check_header(const StoreFile &file, bool writes) {
+int check_header(const StoreFile &file, bool writes) noexcept {
     StoreHeader::Bytes bytes{};
     const int result = file.base->pMethods->xRead(file.base, bytes.data(), static_cast<int>(bytes.size()), 0);
-    if (result != SQLITE_OK && result != SQLITE_IOERR_SHORT_READ) {
-        int error = 0;
-        file.base->pMethods->xFileControl(file.base, SQLITE_FCNTL_LAST_ERRNO, &error);
-        refuse(error != 0 ? std::generic_category().message(error) : "cannot be read");
-        return result;
-    }
-    const StoreHeader header(bytes);
-    if (result == SQLITE_IOERR_SHORT_READ || !header.is_of_store()) {
-        refuse("is not an analytics store");
-        return SQLITE_NOTADB;
-    }
-    if (writes && !header.is_writable()) {
-        refuse("is damaged: its header does not say how it is written");
-        return SQLITE_NOTADB;
+    try {
+        if (result != SQLITE_OK && result != SQLITE_IOERR_SHORT_READ) {
+            int error = 0;
+            file.base->pMethods->xFileControl(file.base, SQLITE_FCNTL_LAST_ERRNO, &error);
+            refuse(error != 0 ? std::generic_category().message(error) : "cannot be read");
+            return result;
+        }
+        const StoreHeader header(bytes);
+        if (result == SQLITE_IOERR_SHORT_READ || !header.is_of_store()) {
+            refuse("is not an analytics store");
+            return SQLITE_NOTADB;
+        }
+        if (writes && !header.is_writable()) {
+            refuse("is damaged: its header does not say how it is written");
+            return SQLITE_NOTADB;
+        }
+    } catch (const std::bad_alloc &) {
+        return SQLITE_NOMEM; // the caller closes the file
     }
     return SQLITE_OK;
 }
@@ -682,10 +686,9 @@ sqlite3_vfs make_vfs(const char *name, const StoreUser &user) {
 
 constexpr StoreUser kUsers[] = {StoreUser::kReader, StoreUser::kHost};
 
-/** Both, registered. Never destroyed: a plug-in may still publish while the process exits. */
+/** Both, registered. SQLite is initialised. Never destroyed: a plug-in may still publish while the process exits. */
 struct StoreVfs {
     StoreVfs() {
-        sqlite3_initialize();
         replace_system_calls();
         sqlite3_vfs_register(&reader, 0);
         sqlite3_vfs_register(&host, 0);
@@ -698,10 +701,17 @@ struct StoreVfs {
     sqlite3_vfs host = make_vfs("qor-store-host", kUsers[1]);
 };
 
+const StoreVfs &make_store_vfs() {
+    if (sqlite3_initialize() != SQLITE_OK) {
+        throw std::bad_alloc();
+    }
+    return *new StoreVfs;
+}
+
 } // namespace
 
 const char *store_vfs_name(StoreUser user) {
-    static const StoreVfs &vfs = *new StoreVfs;
+    static const StoreVfs &vfs = make_store_vfs();
     return user == StoreUser::kReader ? vfs.reader.zName : vfs.host.zName;
 }
 

@@ -20,7 +20,7 @@ enum class StoreUser {
     kHost    ///< writes to the store and to the write-ahead log and its index beside it
 };
 
-/** The name by which SQLite knows the VFS for this user. Registered with the first call. */
+/** The name by which SQLite knows the VFS for this user. Registered with the first call. @throws std::bad_alloc */
 const char *store_vfs_name(StoreUser user);
 
 /**

@@ -10,9 +10,11 @@
 #include <utility>
 #include <vector>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 #include "host/TallybookStore.h"
 #include "host/store/analytics_store.h"
@@ -82,6 +84,66 @@ protected:
     sqlite3 *other = nullptr; ///< another program's connection
     int waits = 0;
 };
+
+/** Two batches of a host, with a reader that begins between them and reads on after the second. */
+class ReaderLocksTest : public StoreLocksTest {
+protected:
+    void run_on_other(const char *sql) const {
+        EXPECT_EQ(sqlite3_exec(other, sql, nullptr, nullptr, nullptr), SQLITE_OK);
+    }
+
+    /** @param before, after  what another program does before the reader begins, and after the second batch. */
+    void expect_one_moment(const char *before, const char *after) const {
+        host::StoreChanges changes;
+        changes.add_to_scalar("key", 1);
+        for (int value = 0; value < 100; ++value) {
+            changes.push("key", value);
+        }
+        host::AnalyticsStore store(file);
+        store.apply(changes);
+        run_on_other(before);
+        host::Database reader(file, file, host::Database::Access::kRead);
+        const host::ReadTransaction reading(reader);
+        EXPECT_EQ(reader.query_number("SELECT value FROM scalar"), 1);
+
+        store.apply(changes);
+        run_on_other(after);
+
+        EXPECT_EQ(reader.query_number("SELECT sum(count) FROM distribution"), 100);
+    }
+};
+
+TEST_F(ReaderLocksTest, AReaderKeepsTheLogOutOfTheFile) {
+    expect_one_moment("PRAGMA wal_checkpoint(TRUNCATE)", "PRAGMA wal_checkpoint");
+}
+
+/** Everything in the log is in the file: a writer would begin the log again, over what the reader still reads. */
+TEST_F(ReaderLocksTest, AReaderKeepsTheLogFromBeginningAgain) { expect_one_moment("PRAGMA wal_checkpoint", ""); }
+
+TEST_F(StoreLocksTest, AHostWaitsForAnotherThatCloses) {
+    sqlite3_close(std::exchange(other, nullptr));
+    host::AnalyticsStore store(file);
+    const int closing_host = ::open(file.c_str(), O_RDWR | O_CLOEXEC);
+    const auto set_lock = [&](short type) {
+        flock reserved{};
+        reserved.l_type = type;
+        reserved.l_start = 0x40000001;
+        reserved.l_len = 1;
+        return ::fcntl(closing_host, F_OFD_SETLK, &reserved);
+    };
+    EXPECT_EQ(set_lock(F_WRLCK), 0);
+    wait_for_lock = [&] {
+        if (++waits == 10) {
+            EXPECT_EQ(set_lock(F_UNLCK), 0);
+        }
+    };
+
+    EXPECT_EQ(store.close(), "");
+
+    EXPECT_EQ(waits, 10);
+    EXPECT_FALSE(fs::exists(file.string() + "-wal"));
+    ::close(closing_host); // only now: it would release the locks of the process
+}
 
 /** A store that is open. */
 class OpenStoreLocksTest : public StoreLocksTest {

@@ -6,8 +6,10 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sqlite3.h>
 #include <stdlib.h>
@@ -17,6 +19,7 @@
 
 #include "host/error.h"
 #include "host/store/analytics_store.h"
+#include "host/store/sqlite_database.h"
 #include "tests/host/store/watched_files.h"
 #include "tests/hostile_store.h"
 
@@ -104,17 +107,22 @@ TEST_P(StoreSideFiles, AHostChangesOnlyTheStoreAndItsOwnLog) {
 INSTANTIATE_TEST_SUITE_P(Any, StoreSideFiles, testing::ValuesIn(hostile_surroundings()),
                          [](const testing::TestParamInfo<Surroundings> &made) { return made.param.name; });
 
+/** Makes a store in an empty folder, with the log and the index that a killed host leaves. */
+void leave_store_of_a_killed_host(const fs::path &folder) {
+    const pid_t child = fork();
+    if (child == 0) {
+        (new AnalyticsStore(folder / "store.db"))->apply(addition());
+        raise(SIGKILL);
+    }
+    ASSERT_EQ(waitpid(child, nullptr, 0), child);
+}
+
 /** What a killed host has left, with other bytes in the index. */
 TEST(StoreOfAKilledHost, IsReadAndLeftAsItIs) {
     std::string name = testing::TempDir() + "store-side-files-XXXXXX";
     const fs::path folder = mkdtemp(name.data());
     const fs::path file = folder / "store.db";
-    const pid_t child = fork();
-    if (child == 0) {
-        (new AnalyticsStore(file))->apply(addition());
-        raise(SIGKILL);
-    }
-    ASSERT_EQ(waitpid(child, nullptr, 0), child);
+    leave_store_of_a_killed_host(folder);
     for (const std::size_t size : {std::size_t{32 * 1024}, std::size_t{100}, std::size_t{0}}) {
         store_tests::write_text(folder / "store.db-shm", std::string(size, 'x'));
         const auto before = store_tests::state_of_folder(folder);
@@ -126,5 +134,97 @@ TEST(StoreOfAKilledHost, IsReadAndLeftAsItIs) {
     }
     fs::remove_all(folder);
 }
+
+// ---- files that change between a check and the opening
+
+/** Called when a file is about to be opened, after everything that is checked by its name. */
+std::function<void(const std::string &path)> before_opening;
+
+int open_after_the_checks(const char *path, int flags, int mode) {
+    if (before_opening) {
+        before_opening(path);
+    }
+    return ::open(path, flags, mode);
+}
+
+/** Takes the place of the system's function before the first use of a store, from when on the store's VFS calls it. */
+[[maybe_unused]] const int kReplacement = [] {
+    sqlite3_initialize();
+    sqlite3_vfs *const vfs = sqlite3_vfs_find("unix");
+    return vfs->xSetSystemCall(vfs, "open", reinterpret_cast<sqlite3_syscall_ptr>(open_after_the_checks));
+}();
+
+/** What takes the place of a file, from a good copy of it under another name. */
+struct Swap {
+    std::string name;
+    std::function<void(const fs::path &copy, const fs::path &file)> make;
+};
+
+const std::vector<Swap> kSwaps = {
+    {"link", [](const fs::path &copy, const fs::path &file) { fs::create_symlink(copy.filename(), file); }},
+    {"fifo", [](const fs::path &, const fs::path &file) { ::mkfifo(file.c_str(), 0600); }},
+    {"hard link", [](const fs::path &copy, const fs::path &file) { fs::create_hard_link(copy, file); }}};
+
+class StoreFilesThatChange : public testing::TestWithParam<std::string> {
+protected:
+    StoreFilesThatChange() {
+        std::string name = testing::TempDir() + "store-files-XXXXXX";
+        folder = mkdtemp(name.data());
+    }
+    ~StoreFilesThatChange() override {
+        before_opening = nullptr;
+        fs::remove_all(folder);
+    }
+
+    /** Expects an error that names the store, with each swap, and that the copy stays as it was. */
+    void expect_refusal(const std::function<void(const std::string &store)> &work) const {
+        for (const Swap &swap : kSwaps) {
+            if (GetParam().empty() && swap.name == "hard link") {
+                continue; // a store may have several names
+            }
+            SCOPED_TRACE(swap.name);
+            const fs::path own = folder / swap.name;
+            fs::create_directory(own);
+            leave_store_of_a_killed_host(own);
+            const std::string store = own / "store.db";
+            const std::string file = store + GetParam();
+            const fs::path copy = own / "copy";
+            fs::copy(file, copy);
+            const std::string bytes = store_tests::text_of(copy);
+            bool is_swapped = false;
+            before_opening = [&](const std::string &path) {
+                if (path == file && !std::exchange(is_swapped, true)) {
+                    fs::remove(file);
+                    swap.make(copy, file);
+                }
+            };
+            try {
+                work(store);
+                ADD_FAILURE() << "used";
+            } catch (const host::Error &error) {
+                EXPECT_EQ(error.file(), store);
+            }
+            before_opening = nullptr;
+            EXPECT_TRUE(is_swapped);
+            EXPECT_TRUE(store_tests::text_of(copy) == bytes);
+        }
+    }
+
+    fs::path folder;
+};
+
+TEST_P(StoreFilesThatChange, AreRefusedByAReader) { expect_refusal(host::read_analytics_store); }
+
+/** A host's connection alone: an `AnalyticsStore` begins with a reader, which would meet the swap first. */
+TEST_P(StoreFilesThatChange, AreRefusedByAHost) {
+    expect_refusal([](const std::string &store) {
+        host::Database(store, store, host::Database::Access::kReadAndWrite).query_number("SELECT count(*) FROM key");
+    });
+}
+
+INSTANTIATE_TEST_SUITE_P(Any, StoreFilesThatChange, testing::Values("", "-wal", "-shm"),
+                         [](const testing::TestParamInfo<std::string> &ending) {
+                             return ending.param.empty() ? "Store" : ending.param == "-wal" ? "Log" : "Index";
+                         });
 
 } // namespace

@@ -1,8 +1,11 @@
 #include "host/TallybookStore.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <limits>
 #include <new>
 #include <optional>
@@ -176,6 +179,28 @@ TEST_F(StoreWithoutMemory, AStoreThatIsOpenedAndWrittenIsWholeWhateverAllocation
         ASSERT_EQ(contents.distributions.empty() ? 0 : contents.distributions.at("key").at(1), std::uint64_t(applied));
     }
     EXPECT_GT(applied, 1) << "no allocation failed after the change";
+}
+
+std::ptrdiff_t count_open_files() {
+    return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
+}
+
+TEST_F(StoreWithoutMemory, AFileThatIsNoStoreIsClosedWhateverAllocationFails) {
+    const LimitedLibrary library;
+    std::ofstream(file) << "no store";
+    const std::ptrdiff_t open_before = count_open_files();
+    bool had_enough = false;
+    for (int allocations = 0; !had_enough; ++allocations) {
+        allocations_left = allocations;
+        try {
+            host::read_analytics_store(file);
+        } catch (const host::Error &) { // says why
+        } catch (const std::bad_alloc &) {
+        }
+        had_enough = std::exchange(allocations_left, kNoLimit) > 0;
+
+        ASSERT_EQ(count_open_files(), open_before) << allocations;
+    }
 }
 
 TEST_F(StoreWithoutMemory, EveryBatchIsWrittenWholeOrLostWhichIsSaid) {
