@@ -92,6 +92,7 @@ inline constexpr std::size_t kEventTables = [] {
     }
     return count;
 }();
+static_assert(kEventTables <= 256, "a place has the number of its table in a byte");
 
 /** The names of a table, which is numbered from 0. */
 constexpr std::span<const qor::NamedId> event_names(std::size_t table) {

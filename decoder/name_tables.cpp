@@ -190,9 +190,10 @@ constexpr std::array<short_text, 256> quote_numbers(std::string_view quote) {
 }
 
 constexpr auto kQuotedNumbers = quote_numbers("'");
-constexpr auto kJsonNumbers = quote_numbers("\"");
 
 } // namespace
+
+constexpr std::array<short_text, 256> kJsonNumbers = quote_numbers("\"");
 
 constexpr name_table kCategoryTable = make_table<category_ids>();
 constexpr name_table kTypeTable = make_table<type_ids>();
@@ -212,11 +213,6 @@ const name_table &sshb_subtype_table(std::uint32_t kind) {
 }
 
 const short_text &quoted_number(std::uint8_t id) { return kQuotedNumbers[id]; }
-
-const short_text &json_name(const name_table &table, std::uint8_t id) {
-    const short_text *name = table.find_json(id);
-    return name != nullptr ? *name : kJsonNumbers[id];
-}
 
 std::string_view category_name(std::uint8_t category) {
     return strip_apostrophes(quoted_name(kCategoryTable, category));

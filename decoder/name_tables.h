@@ -30,6 +30,7 @@ struct name_table {
     const short_text *find(std::uint32_t id) const { return text_of(row_of(id), quoted_names); }
 
     /** The name as JSON; null if the table does not hold `id`. Valid as long as the process. */
+    const short_text *find_json(std::uint8_t id) const { return text_of((*rows)[id], json_names); }
     const short_text *find_json(std::uint32_t id) const { return text_of(row_of(id), json_names); }
 
 private:
@@ -76,8 +77,14 @@ inline const short_text &quoted_name(const name_table &table, std::uint8_t id) {
     return name != nullptr ? *name : quoted_number(id);
 }
 
+/** By id: an id without a name as a string of JSON. */
+extern const std::array<short_text, 256> kJsonNumbers;
+
 /** The name of `id` in `table`, or `id` in decimal, as a string of JSON. Valid as long as the process. */
-const short_text &json_name(const name_table &table, std::uint8_t id);
+inline const short_text &json_name(const name_table &table, std::uint8_t id) {
+    const short_text *name = table.find_json(id);
+    return *(name != nullptr ? name : &kJsonNumbers[id]);
+}
 
 /** Removes the apostrophes around a quoted text. */
 inline std::string_view strip_apostrophes(const short_text &text) { return text.view().substr(1, text.size - 2u); }

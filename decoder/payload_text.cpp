@@ -71,6 +71,7 @@ private:
     /** The width applies to the opening apostrophe alone; the digits follow without padding. Intended. */
     template <typename Field>
     static char *put_value(char *out, hexadecimal_value value) {
+        static_assert(Field::width > 0);
         out = std::fill_n(out, Field::width - 1, ' ');
         *out++ = '\'';
         out = put_hexadecimal(out, value.number);

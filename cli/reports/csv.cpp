@@ -1,7 +1,9 @@
 #include "cli/reports/csv.h"
 
+#include <cstddef>
+#include <cstdint>
+
 #include "cli/reports/payload_json.h"
-#include "cli/reports/row.h"
 #include "cli/reports/wall_time.h"
 #include "decoder/byte_dump.h"
 #include "decoder/digits.h"
@@ -14,11 +16,8 @@ namespace {
 
 using decoder::put_literal;
 
-/** Names and ids: everything before the sequence number. The last part of it is for the stores of the one before. */
-using Start = decoder::text_of_at_most<192>;
-
-/** Ids in decimal, commas, and names. */
-static_assert(4 * 3 + 8 + 4 * decoder::short_text::kCapacity + decoder::short_text::kCapacity <= Start::kCapacity);
+/** The room for a line without its payload: commas and marks, 4 names, 4 ids, 3 numbers and a time. */
+constexpr std::size_t kRoomAroundPayload = 16 + 4 * (decoder::short_text::kCapacity + 4) + 3 * 24 + kIsoWallTimeRoom;
 
 /** Names contain no commas, quotes or line ends, so only the payload needs quoting. */
 char *put_name_and_id(char *out, const decoder::name_table &names, std::uint8_t id) {
@@ -27,14 +26,13 @@ char *put_name_and_id(char *out, const decoder::name_table &names, std::uint8_t 
     return decoder::put_byte_and_comma(out, id);
 }
 
-void fill_start(Start &start, const _QorProfileReport &report) {
+/** Writes names and ids: everything before the sequence number. */
+char *put_start(char *out, const _QorProfileReport &report) {
     const decoder::category_names &names = decoder::names_of_category(report.category_id());
-    char *const begin = start.characters.data();
-    char *at = put_name_and_id(begin, decoder::kCategoryTable, report.category_id());
-    at = put_name_and_id(at, names.components, report.component_id());
-    at = put_name_and_id(at, names.events(report.component_id()), report.event_id());
-    at = put_name_and_id(at, decoder::kTypeTable, report.type_id());
-    start.size = static_cast<std::uint16_t>(at - begin);
+    out = put_name_and_id(out, decoder::kCategoryTable, report.category_id());
+    out = put_name_and_id(out, names.components, report.component_id());
+    out = put_name_and_id(out, names.events(report.component_id()), report.event_id());
+    return put_name_and_id(out, decoder::kTypeTable, report.type_id());
 }
 
 } // namespace
@@ -43,19 +41,21 @@ const std::string_view kCsvHeading = "category,category_id,component,component_i
                                      "sequence_num,timestamp,wall_time,boot_timestamp,payload\r\n";
 
 void append_csv_line(text_buffer &out, const _QorProfileReport &report, const decoder::device_clock &clock) {
-    append_row<Start, fill_start>(out, report, [&](char *at) {
-        at = decoder::put_decimal(put_literal(at, ","), report.timestamp());
-        at = put_literal(at, ",");
-        if (clock.sync) {
-            at = put_iso_wall_time(at, report.timestamp(), *clock.sync);
-        }
-        at = put_literal(at, ",");
-        if (clock.boot_time) {
-            at = decoder::put_microseconds(at, *clock.boot_time);
-        }
-        at = put_payload_json_in_csv(put_literal(at, ",\""), report, decoder::payload_index(report));
-        return put_literal(at, "\"\r\n");
-    });
+    text_stream stream(out);
+    char *at = put_start(stream.room(kRoomAroundPayload + kPayloadJsonRoom), report);
+    at = decoder::put_up_to_ten_digits(at, report.sequence_num());
+    at = decoder::put_decimal(put_literal(at, ","), report.timestamp());
+    at = put_literal(at, ",");
+    if (clock.sync) {
+        at = put_iso_wall_time(at, report.timestamp(), *clock.sync);
+    }
+    at = put_literal(at, ",");
+    if (clock.boot_time) {
+        at = decoder::put_microseconds(at, *clock.boot_time);
+    }
+    at = put_payload_json_in_csv(put_literal(at, ",\""), report, decoder::payload_index(report));
+    stream.commit(put_literal(at, "\"\r\n"));
+    stream.flush();
 }
 
 } // namespace cli

@@ -3,9 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <set>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "decoder/ZELLogDecoder.h"
+#include "decoder/payload_choice.h"
 #include "tests/decoder/oracle.h"
 #include "tests/decoder/report_builder.h"
 
@@ -120,6 +124,48 @@ TEST(ReportLine, IsTheSameForEveryIdAmongSmallOnes) {
             ASSERT_NO_FATAL_FAILURE(expect_independent_line(report_of(other, id, other, other)));
             ASSERT_NO_FATAL_FAILURE(expect_independent_line(report_of(other, other, id, other)));
             ASSERT_NO_FATAL_FAILURE(expect_independent_line(report_of(other, other, other, id)));
+        }
+    }
+}
+
+/** Two reports of every payload: with the longest values, and with the shortest, whose stores reach furthest beyond. */
+std::vector<_QorProfileReport> reports_of_every_payload() {
+    std::vector<_QorProfileReport> reports;
+    std::set<std::pair<std::size_t, std::uint64_t>> seen;
+    for (std::uint8_t category = 0; category < 12; ++category) {
+        for (std::uint8_t type = 0; type < 16; ++type) {
+            for (const std::uint8_t selector : std::initializer_list<std::uint8_t>{0, 1, 2, 3, 4, 5, 7}) {
+                for (const std::uint64_t filling : {~std::uint64_t{0}, std::uint64_t{0}}) {
+                    const _QorProfileReport report = ReportBuilder(type, selector, 0, category)
+                                                         .u64(8, filling)
+                                                         .u64(16, filling)
+                                                         .u64(24, filling)
+                                                         .u64(32, filling)
+                                                         .u64(40, filling)
+                                                         .u16(16, selector);
+                    if (seen.emplace(decoder::payload_index(report), filling).second) {
+                        reports.push_back(report);
+                    }
+                }
+            }
+        }
+    }
+    return reports;
+}
+
+/** Each part of a line may fill the storage to its last byte. The address sanitizer sees a store beyond it. */
+TEST(ReportLine, KeepsToItsBufferWhereverThatEnds) {
+    const decoder::device_clock clock{decoder::time_sync{0, ~std::uint64_t{0}}, ~std::uint64_t{0}};
+    const std::vector<_QorProfileReport> reports = reports_of_every_payload();
+    ASSERT_EQ(reports.size(), 2 * decoder::kPayloads.size());
+    for (const _QorProfileReport &report : reports) {
+        const std::string line = line_of(report, clock);
+        for (std::size_t prefix = 0; prefix < 2000; ++prefix) {
+            char storage[2000];
+            text_buffer buffer(storage);
+            buffer.append(std::string(prefix, '.'));
+            decoder::append_line(buffer, report, clock);
+            ASSERT_EQ(buffer.text().substr(prefix), line);
         }
     }
 }

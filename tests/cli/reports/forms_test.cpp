@@ -109,8 +109,9 @@ TEST(ReportFormsTest, AnyBytesOfATextAreWrittenAsThePlainFormulationWritesThem) 
     }
 }
 
-/** More headers than are remembered, some of them twice in a row, so that places are taken from one another. */
+/** More headers than a trace remembers, some of them twice in a row, so that places are taken from one another. */
 TEST(ReportFormsTest, NamesAndIdsAreThoseOfTheReportWhicheverHeadersCameBefore) {
+    cli::TraceEvents trace;
     std::uint32_t state = 1;
     for (unsigned i = 0; i < 10'000; ++i) {
         state = state * 1'664'525 + 1'013'904'223;
@@ -120,11 +121,14 @@ TEST(ReportFormsTest, NamesAndIdsAreThoseOfTheReportWhicheverHeadersCameBefore) 
         report.bytes[3] = static_cast<std::uint8_t>((state >> 24) % 12);
         text_buffer json;
         text_buffer csv;
+        text_buffer events;
         cli::append_json_line(json, report, {});
         cli::append_csv_line(csv, report, {});
+        trace.append(events, report);
 
         ASSERT_EQ(json.text(), plain::json_line(report, {}));
         ASSERT_EQ(csv.text(), plain::csv_line(report, {}));
+        ASSERT_EQ(without_names(events.text()), plain::trace_events(report));
     }
 }
 
