@@ -1,6 +1,7 @@
 #include "tests/trace/recording_platform.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -146,6 +147,17 @@ TvValue *make_number(std::int64_t number, int bits) {
     return value;
 }
 
+/** What an operation that makes an empty array or dictionary does. Null if this call is to fail. */
+TvValue *make_container(const std::string &operation, TvValue::Kind kind, const std::string &name) {
+    if (failure(operation)) {
+        line(operation + "() = null");
+        return nullptr;
+    }
+    TvValue *made = make(kind, numbered(name), true);
+    line(operation + "() = " + made->name);
+    return made;
+}
+
 const char *name_of(TvStringEncoding encoding) { return encoding == kTvStringEncodingASCII ? "ASCII" : "UTF-8"; }
 
 // ---- interfaces
@@ -252,46 +264,37 @@ HRESULT query(void *self, RvUUIDBytes type, void **out);
 
 void *const kPlugInTable[] = {nullptr, slot(query), slot(add_reference), slot(release_interface)};
 
-void *const kDriverTable[] = {
-    nullptr,
-    slot(unexpected<1>),
-    slot(add_reference),
-    slot(release_interface),
-    slot(unexpected<4>),
-    slot(unexpected<5>),
-    slot(unexpected<6>),
-    slot(unexpected<7>),
-    slot(start),
-    slot(unexpected<9>),
-    slot(command),
-};
+/** A table with the slots that both interfaces use. Every other one writes a line that says so. */
+template <std::size_t... slots>
+std::array<void *, sizeof...(slots)> interface_table(std::index_sequence<slots...>) {
+    std::array<void *, sizeof...(slots)> table{slot(unexpected<slots>)...};
+    table[0] = nullptr;
+    table[2] = slot(add_reference);
+    table[3] = slot(release_interface);
+    table[8] = slot(start);
+    return table;
+}
 
-void *const kDeviceTable[] = {
-    nullptr,
-    slot(unexpected<1>),
-    slot(add_reference),
-    slot(release_interface),
-    slot(unexpected<4>),
-    slot(unexpected<5>),
-    slot(unexpected<6>),
-    slot(unexpected<7>),
-    slot(start),
-    slot(unexpected<9>),
-    slot(unexpected<10>),
-    slot(unexpected<11>),
-    slot(unexpected<12>),
-    slot(unexpected<13>),
-    slot(unexpected<14>),
-    slot(unexpected<15>),
-    slot(unexpected<16>),
-    slot(install_callback),
-    slot(set_queue),
-};
+std::array<void *, 11> driver_table() {
+    auto table = interface_table(std::make_index_sequence<11>());
+    table[10] = slot(command);
+    return table;
+}
+
+std::array<void *, 19> device_table() {
+    auto table = interface_table(std::make_index_sequence<19>());
+    table[17] = slot(install_callback);
+    table[18] = slot(set_queue);
+    return table;
+}
+
+const std::array<void *, 11> kDriverTable = driver_table();
+const std::array<void *, 19> kDeviceTable = device_table();
 
 Com driver_plug_in{kPlugInTable, "driver plug-in"};
 Com device_plug_in{kPlugInTable, "device plug-in"};
-Com driver_interface{kDriverTable, "driver interface"};
-Com device_interface{kDeviceTable, "device interface"};
+Com driver_interface{kDriverTable.data(), "driver interface"};
+Com device_interface{kDeviceTable.data(), "device interface"};
 
 // Identifiers and names by which the module reaches the QOR, written down here.
 constexpr char kDriverPlugInType[] = "3BC5CC87-845E-48AB-A9C2-9436001BA68A";
@@ -851,13 +854,7 @@ bool TvNumberGetSInt64(TvNumberRef number, int64_t *out) {
 bool TvBooleanGetValue(TvBooleanRef boolean) { return is(boolean, TvValue::kBoolean) && boolean->number != 0; }
 
 TvMutableDictionaryRef TvDictionaryCreateMutable(void) {
-    if (failure("TvDictionaryCreateMutable")) {
-        line("TvDictionaryCreateMutable() = null");
-        return nullptr;
-    }
-    TvValue *made = make(TvValue::kDictionary, numbered("dictionary"), true);
-    line("TvDictionaryCreateMutable() = " + made->name);
-    return made;
+    return make_container("TvDictionaryCreateMutable", TvValue::kDictionary, "dictionary");
 }
 
 bool TvDictionarySetValue(TvMutableDictionaryRef dictionary, TvStringRef key, TvRef value) {
@@ -883,13 +880,7 @@ TvRef TvDictionaryGetValue(TvDictionaryRef dictionary, const char *key) {
 }
 
 TvMutableArrayRef TvArrayCreateMutable(void) {
-    if (failure("TvArrayCreateMutable")) {
-        line("TvArrayCreateMutable() = null");
-        return nullptr;
-    }
-    TvValue *made = make(TvValue::kArray, numbered("array"), true);
-    line("TvArrayCreateMutable() = " + made->name);
-    return made;
+    return make_container("TvArrayCreateMutable", TvValue::kArray, "array");
 }
 
 bool TvArrayAppend(TvMutableArrayRef array, TvRef value) {
