@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "cli/arguments/invalid_value.h"
@@ -30,12 +31,13 @@ struct DecodeArguments {
     std::string file;
     ClockWords clock;
     std::optional<std::string> time_zone;
-    std::string format = "text";
+    std::string format; ///< empty: brief on a terminal, text elsewhere
     Selection selection;
     std::string follow; ///< "" for no, "true" for the open file, "name"
     bool wants_statistics = false;
     bool statistics_are_json = false;
     bool is_strict = false;
+    bool has_no_pager = false;
 };
 
 /** Reports trailing bytes. They are a failure only with `--strict`. @return the exit code. */
@@ -58,11 +60,19 @@ std::uint64_t bytes_to_read(const ReportSource &source, const DecodeArguments &a
 ReportSource::Watcher make_watcher(ProgressBar &progress, const Output &output, const DecodeArguments &arguments) {
     return [&progress, &output, follows = arguments.selection.follow != Follow::Nothing](std::uint64_t bytes_read) {
         progress.show(bytes_read);
-        if (follows) {
-            // While the file does not grow nothing is written, so no failed write shows that the reader has gone.
+        if (follows || output.is_paged()) {
+            // Where nothing is written for a while, no failed write shows that the reader has gone.
             output.require_reader();
         }
     };
+}
+
+/** Whether reports may have to be waited for: a pager would show the first of them too late. */
+bool is_awaited(const DecodeArguments &arguments) {
+    struct stat status {};
+    const bool is_known = arguments.file == kStandardInputArgument ? fstat(STDIN_FILENO, &status) == 0
+                                                                   : stat(arguments.file.c_str(), &status) == 0;
+    return arguments.selection.follow != Follow::Nothing || (is_known && !S_ISREG(status.st_mode));
 }
 
 void write_reports(ReportSource &source, const DecodeArguments &arguments, const DumpClock &clock) {
@@ -70,7 +80,12 @@ void write_reports(ReportSource &source, const DecodeArguments &arguments, const
     // On a terminal the lines themselves show the progress.
     ProgressBar progress(isatty(STDOUT_FILENO) == 1 ? 0 : bytes_to_read(source, arguments));
     source.watch(make_watcher(progress, output, arguments));
-    const ReportRendering rendering = rendering_of(arguments.format, output.style());
+    const std::string usual_format = output.style().escapes_controls ? "brief" : "text";
+    const ReportRendering rendering =
+        rendering_of(arguments.format.empty() ? usual_format : arguments.format, output.style());
+    if (!arguments.has_no_pager && !is_awaited(arguments)) {
+        output.page_when_long();
+    }
     output.write(rendering.start);
     const BlockSteps steps{[&](Block &block) { return source.next(block.reports); },
                            [&](Block &block) {
@@ -79,11 +94,15 @@ void write_reports(ReportSource &source, const DecodeArguments &arguments, const
                            },
                            [&](const Block &block) {
                                const std::string_view text = block.text.text();
-                               output.write_lines(std::as_bytes(std::span(text.data(), text.size())));
+                               if (rendering.is_styled) {
+                                   output.write_styled_lines(text);
+                               } else {
+                                   output.write_lines(std::as_bytes(std::span(text.data(), text.size())));
+                               }
                            }};
     work_in_order(rendering.depends_on_order ? 1 : worker_count(), steps);
     output.write(rendering.end);
-    output.flush();
+    output.finish();
 }
 
 void count_reports(ReportSource &source, const DecodeArguments &arguments, const Output &output,
@@ -181,7 +200,7 @@ Verb declare_decode() {
                       {.name = "--format",
                        .value_name = "FORM",
                        .target = word_reader(arguments->format, kFormats),
-                       .help = "text (default), jsonl, csv, chrome-trace"},
+                       .help = "brief (default on a terminal), text (elsewhere),\njsonl, csv, chrome-trace"},
                       name_filter("--category", filter.categories, "Only this category; these four may be repeated"),
                       name_filter("--component", filter.components, "Only this component"),
                       name_filter("--event", filter.events, "Only this event"),
@@ -217,7 +236,10 @@ Verb declare_decode() {
                        .has_value_or_none = true},
                       {.name = "--strict",
                        .target = &arguments->is_strict,
-                       .help = "Exit with 1 if a partial report is at the end"}},
+                       .help = "Exit with 1 if a partial report is at the end"},
+                      {.name = "--no-pager",
+                       .target = &arguments->has_no_pager,
+                       .help = "Write long output straight to the terminal"}},
         .examples = {"qorstat decode dump.bin --category sensor --last 20",
                      "qorstat decode - --format chrome-trace < dump.bin > trace.json"},
         .run = [arguments] { return decode(*arguments); }};

@@ -24,6 +24,7 @@ struct MetricsArguments {
     std::optional<std::string> store; ///< empty: the default store
     bool is_json = false;
     bool is_openmetrics = false;
+    bool has_no_pager = false;
     std::vector<std::string> merged;
     std::string merged_into;
 };
@@ -77,8 +78,11 @@ int metrics(const MetricsArguments &arguments) {
         return kExitOk;
     }
     Output output = standard_output();
+    if (!arguments.has_no_pager) {
+        output.page_when_long();
+    }
     write_contents(arguments, output);
-    output.flush();
+    output.finish();
     return kExitOk;
 }
 
@@ -103,7 +107,10 @@ Verb declare_metrics() {
                           {.name = "-o",
                            .value_name = "FILE",
                            .target = &arguments->merged_into,
-                           .help = "New file for the result of --merge"}},
+                           .help = "New file for the result of --merge"},
+                          {.name = "--no-pager",
+                           .target = &arguments->has_no_pager,
+                           .help = "Write long output straight to the terminal"}},
             .notes = "Tables show six significant digits. Percentiles are nearest-rank: the smallest\n"
                      "value such that at least that share of all values is less or equal.",
             .examples = {"qorstat metrics", "qorstat metrics --merge monday.db tuesday.db -o both.db"},

@@ -17,6 +17,7 @@ namespace {
 struct ShowArguments {
     std::vector<std::string> files;
     bool is_json = false;
+    bool has_no_pager = false;
 };
 
 struct RecordFile {
@@ -62,8 +63,11 @@ void show_json(const std::vector<RecordFile> &files, Output &output) {
 int show(const ShowArguments &arguments) {
     const std::vector<RecordFile> files = read_files(arguments.files);
     Output output = standard_output();
+    if (!arguments.has_no_pager) {
+        output.page_when_long();
+    }
     (arguments.is_json ? show_json : show_text)(files, output);
-    output.flush();
+    output.finish();
     return kExitOk;
 }
 
@@ -77,7 +81,10 @@ Verb declare_show() {
                            .is_required = true},
                           {.name = "--json",
                            .target = &arguments->is_json,
-                           .help = "Print JSON: exact integers, bytes as hex digits"}},
+                           .help = "Print JSON: exact integers, bytes as hex digits"},
+                          {.name = "--no-pager",
+                           .target = &arguments->has_no_pager,
+                           .help = "Write long output straight to the terminal"}},
             .notes = "Control characters in texts are escaped on a terminal; pipes and files get the\n"
                      "exact texts.",
             .examples = {"qorstat show fault/*.qorstate", "qorstat show --json all.records | jq '.[].title'"},

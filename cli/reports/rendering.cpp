@@ -1,7 +1,9 @@
 #include "cli/reports/rendering.h"
 
 #include <memory>
+#include <optional>
 
+#include "cli/reports/brief.h"
 #include "cli/reports/csv.h"
 #include "cli/reports/json.h"
 #include "cli/reports/trace.h"
@@ -32,11 +34,34 @@ void append_each(text_buffer &out, std::span<const _QorProfileReport> reports, c
     }
 }
 
+/** Times count from the first report. */
+class BriefRendering {
+public:
+    explicit BriefRendering(const TextStyle &style) : _lines(style) {}
+
+    void append(text_buffer &out, std::span<const _QorProfileReport> reports, const DumpClock &clock) {
+        for (const _QorProfileReport &report : reports) {
+            _since = _since.value_or(report.timestamp());
+            _lines.append(out, report, clock.now(), *_since);
+        }
+    }
+
+private:
+    BriefLines _lines;
+    std::optional<std::uint64_t> _since;
+};
+
 } // namespace
 
-const std::vector<std::string> kFormats = {"text", "jsonl", "csv", "chrome-trace"};
+const std::vector<std::string> kFormats = {"text", "brief", "jsonl", "csv", "chrome-trace"};
 
 ReportRendering rendering_of(const std::string &format, const TextStyle &style) {
+    if (format == "brief") {
+        const auto lines = std::make_shared<BriefRendering>(style);
+        const auto append = [lines](text_buffer &out, std::span<const _QorProfileReport> reports,
+                                    const DumpClock &clock) { lines->append(out, reports, clock); };
+        return {"", append, "", true, true};
+    }
     if (format == "jsonl") {
         return {"", append_each<append_json_line>, ""};
     }

@@ -20,9 +20,10 @@ struct ReportRendering {
     std::function<void(text_buffer &out, std::span<const _QorProfileReport> reports, const DumpClock &clock)> append;
     std::string end;               ///< after the last report
     bool depends_on_order = false; ///< the text depends on earlier reports: one thread, in their order
+    bool is_styled = false;        ///< with the colours of the style
 };
 
-/** The names of the formats: text, jsonl, csv, chrome-trace. */
+/** The names of the formats: text, brief, jsonl, csv, chrome-trace. */
 extern const std::vector<std::string> kFormats;
 
 /** @param format one of `kFormats`. */
