@@ -12,10 +12,11 @@
 #include "cli/arguments/words.h"
 #include "cli/arguments/wrong_use.h"
 #include "cli/reports/clock.h"
+#include "cli/reports/marks.h"
 #include "cli/reports/ordered_workers.h"
 #include "cli/reports/rendering.h"
-#include "cli/reports/source.h"
 #include "cli/reports/statistics.h"
+#include "cli/reports/stream.h"
 #include "cli/terminal/input.h"
 #include "cli/terminal/output.h"
 #include "cli/terminal/progress_bar.h"
@@ -40,24 +41,21 @@ struct DecodeArguments {
     bool has_no_pager = false;
 };
 
-/** Reports trailing bytes. They are a failure only with `--strict`. @return the exit code. */
-int report_trailing_bytes(const ReportSource &source, bool is_strict) {
-    const std::optional<TrailingBytes> trailing = source.trailing_bytes();
-    if (!trailing) {
-        return kExitOk;
+/** Reports trailing bytes. They are a failure only with `--strict`. */
+void report_trailing_bytes(const ReportStream &stream) {
+    for (const auto &[input, bytes] : stream.trailing()) {
+        print_message("qorstat: " + stream.name_of(input) + ": byte " + std::to_string(bytes.offset) + ": " +
+                      host::count_text(bytes.count, "trailing byte is", "trailing bytes are") + " not a whole report");
     }
-    print_message("qorstat: " + source.name() + ": byte " + std::to_string(trailing->offset) + ": " +
-                  host::count_text(trailing->count, "trailing byte is", "trailing bytes are") + " not a whole report");
-    return is_strict ? kExitFailed : kExitOk;
 }
 
 /** The total of the progress bar; 0, for no bar, when the file is followed and its end is unknown. */
-std::uint64_t bytes_to_read(const ReportSource &source, const DecodeArguments &arguments) {
-    return arguments.selection.follow != Follow::Nothing ? 0 : source.file_size();
+std::uint64_t bytes_to_read(const ReportStream &stream, const DecodeArguments &arguments) {
+    return arguments.selection.follow != Follow::Nothing ? 0 : stream.size();
 }
 
 /** The watcher keeps references to `progress` and `output`. */
-ReportSource::Watcher make_watcher(ProgressBar &progress, const Output &output, const DecodeArguments &arguments) {
+ReadingWatcher make_watcher(ProgressBar &progress, const Output &output, const DecodeArguments &arguments) {
     return [&progress, &output, follows = arguments.selection.follow != Follow::Nothing](std::uint64_t bytes_read) {
         progress.show(bytes_read);
         if (follows || output.is_paged()) {
@@ -75,22 +73,28 @@ bool is_awaited(const DecodeArguments &arguments) {
     return arguments.selection.follow != Follow::Nothing || (is_known && !S_ISREG(status.st_mode));
 }
 
-void write_reports(ReportSource &source, const DecodeArguments &arguments, const DumpClock &clock) {
+void write_reports(ReportStream &stream, const DecodeArguments &arguments, const DumpClock &clock) {
     Output output = standard_output();
     // On a terminal the lines themselves show the progress.
-    ProgressBar progress(isatty(STDOUT_FILENO) == 1 ? 0 : bytes_to_read(source, arguments));
-    source.watch(make_watcher(progress, output, arguments));
-    const std::string usual_format = output.style().escapes_controls ? "brief" : "text";
-    const ReportRendering rendering =
-        rendering_of(arguments.format.empty() ? usual_format : arguments.format, output.style());
+    ProgressBar progress(isatty(STDOUT_FILENO) == 1 ? 0 : bytes_to_read(stream, arguments));
+    stream.watch(make_watcher(progress, output, arguments));
+    const ReportRendering rendering = rendering_of({.format = arguments.format, .style = output.style()});
     if (!arguments.has_no_pager && !is_awaited(arguments)) {
         output.page_when_long();
     }
+    MarkFinder marks;
+    // The last reports of a pipe that pass a filter have none: what was between them is not known.
+    if (shows_marks(arguments.format)) {
+        static_cast<void>(stream.observe([&marks](const ReportPiece &piece) { marks.see(piece); }));
+    }
     output.write(rendering.start);
-    const BlockSteps steps{[&](Block &block) { return source.next(block.reports); },
+    const BlockSteps steps{[&](Block &block) {
+                               marks.begin(block);
+                               return stream.next(block);
+                           },
                            [&](Block &block) {
                                const decoder::unchanging_zone zone; // set before the first report
-                               rendering.append(block.text, block.reports, clock);
+                               rendering.append(block.text, block, clock);
                            },
                            [&](const Block &block) {
                                const std::string_view text = block.text.text();
@@ -105,22 +109,24 @@ void write_reports(ReportSource &source, const DecodeArguments &arguments, const
     output.finish();
 }
 
-void count_reports(ReportSource &source, const DecodeArguments &arguments, const Output &output,
+void count_reports(ReportStream &stream, const DecodeArguments &arguments, const Output &output,
                    DumpStatistics &statistics) {
-    ProgressBar progress(bytes_to_read(source, arguments));
-    source.watch(make_watcher(progress, output, arguments));
-    std::vector<_QorProfileReport> room;
-    for (auto reports = source.next_in_place(room); !reports.empty(); reports = source.next_in_place(room)) {
-        statistics.count(reports);
+    ProgressBar progress(bytes_to_read(stream, arguments));
+    stream.watch(make_watcher(progress, output, arguments));
+    ReportBlock room;
+    for (ReportPiece piece = stream.next_in_place(room); piece.count() != 0; piece = stream.next_in_place(room)) {
+        statistics.count(piece.reports);
     }
 }
 
-void write_statistics(ReportSource &source, const DecodeArguments &arguments, const DumpClock &clock) {
+void write_statistics(ReportStream &stream, const DecodeArguments &arguments, const DumpClock &clock) {
     SequenceWatch sequence;
     DumpStatistics statistics;
-    source.observe([&](const ReportPiece &piece) { sequence.see(piece.reports, piece.offset); });
+    if (!stream.observe([&](const ReportPiece &piece) { sequence.see(piece.reports, piece.offset); })) {
+        throw WrongUse("--stats with --last and a filter needs a file: a pipe cannot be read backwards");
+    }
     Output output = standard_output();
-    count_reports(source, arguments, output, statistics);
+    count_reports(stream, arguments, output, statistics);
     output.write(arguments.statistics_are_json ? statistics.json(sequence, clock.now())
                                                : statistics.text(sequence, clock.now()));
     output.flush();
@@ -156,10 +162,15 @@ int decode(DecodeArguments &arguments) {
     } else if (arguments.clock.time_sync || arguments.clock.live_description) {
         warn_of_unknown_zone();
     }
+    if (arguments.format.empty()) {
+        arguments.format = isatty(STDOUT_FILENO) == 1 ? "brief" : "text";
+    }
     const DumpClock clock(arguments.clock);
-    ReportSource source(arguments.file, arguments.selection);
-    (arguments.wants_statistics ? write_statistics : write_reports)(source, arguments, clock);
-    return report_trailing_bytes(source, arguments.is_strict);
+    ReportStream stream({arguments.file},
+                        {.selection = arguments.selection, .with_offsets = shows_marks(arguments.format)});
+    (arguments.wants_statistics ? write_statistics : write_reports)(stream, arguments, clock);
+    report_trailing_bytes(stream);
+    return stream.has_failed() || (arguments.is_strict && !stream.trailing().empty()) ? kExitFailed : kExitOk;
 }
 
 /** One of the filters by name. */

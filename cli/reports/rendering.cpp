@@ -8,6 +8,7 @@
 #include "cli/reports/json.h"
 #include "cli/reports/trace.h"
 #include "decoder/report_line.h"
+#include "host/count_text.h"
 
 namespace cli {
 namespace {
@@ -28,26 +29,65 @@ void append_escaped_line(text_buffer &out, const _QorProfileReport &report, cons
 
 /** Calls the function report by report, without an indirect call for each. */
 template <void (*append_one)(text_buffer &out, const _QorProfileReport &report, const decoder::device_clock &clock)>
-void append_each(text_buffer &out, std::span<const _QorProfileReport> reports, const DumpClock &clock) {
-    for (const _QorProfileReport &report : reports) {
-        append_one(out, report, clock.now());
+void append_each(text_buffer &out, const ReportBlock &block, const DumpClock &clock) {
+    if (block.clocks.empty()) {
+        for (const _QorProfileReport &report : block.reports) {
+            append_one(out, report, clock.now());
+        }
+        return;
+    }
+    for (std::size_t i = 0; i < block.size(); ++i) {
+        append_one(out, block.reports[i], clock.now_or(block.clocks[i]));
     }
 }
 
-/** Times count from the first report. */
+/** Calls the functions with each report and with each mark before it. */
+template <typename SeeMark, typename SeeReport>
+void for_each_with_marks(const ReportBlock &block, const SeeMark &see_mark, const SeeReport &see_report) {
+    auto mark = block.marks.begin();
+    for (std::size_t i = 0; i < block.size(); ++i) {
+        for (; mark != block.marks.end() && mark->place == i; ++mark) {
+            see_mark(*mark);
+        }
+        see_report(i);
+    }
+}
+
+/** Times count from the first report of each input, and anew from each restart. */
 class BriefRendering {
 public:
     explicit BriefRendering(const TextStyle &style) : _lines(style) {}
 
-    void append(text_buffer &out, std::span<const _QorProfileReport> reports, const DumpClock &clock) {
-        for (const _QorProfileReport &report : reports) {
-            _since = _since.value_or(report.timestamp());
-            _lines.append(out, report, clock.now(), *_since);
-        }
+    void append(text_buffer &out, const ReportBlock &block, const DumpClock &clock) {
+        for_each_with_marks(
+            block, [&](const Mark &mark) { append_mark(out, mark); },
+            [&](std::size_t index) { append_report(out, block, index, clock); });
     }
 
 private:
+    void append_mark(text_buffer &out, const Mark &mark) {
+        _lines.append_remark(out, break_text(mark.what));
+        if (mark.further != 0) {
+            _lines.append_remark(out, "and " + host::count_text(mark.further, "more break") + " here");
+        }
+        if (mark.what.is_restart()) {
+            _since.reset();
+        }
+    }
+
+    void append_report(text_buffer &out, const ReportBlock &block, std::size_t index, const DumpClock &clock) {
+        const _QorProfileReport &report = block.reports[index];
+        // Merged inputs are in the order of one clock.
+        if (block.inputs.empty() && block.input != _input) {
+            _input = block.input;
+            _since.reset();
+        }
+        _since = _since.value_or(report.timestamp());
+        _lines.append(out, report, block.clocks.empty() ? clock.now() : clock.now_or(block.clocks[index]), *_since);
+    }
+
     BriefLines _lines;
+    std::size_t _input = 0;
     std::optional<std::uint64_t> _since;
 };
 
@@ -55,29 +95,32 @@ private:
 
 const std::vector<std::string> kFormats = {"text", "brief", "jsonl", "csv", "chrome-trace"};
 
-ReportRendering rendering_of(const std::string &format, const TextStyle &style) {
-    if (format == "brief") {
-        const auto lines = std::make_shared<BriefRendering>(style);
-        const auto append = [lines](text_buffer &out, std::span<const _QorProfileReport> reports,
-                                    const DumpClock &clock) { lines->append(out, reports, clock); };
-        return {"", append, "", true, true};
+bool shows_marks(const std::string &format) { return format == "brief" || format == "chrome-trace"; }
+
+ReportRendering rendering_of(const RenderingWish &wish) {
+    if (wish.format == "brief") {
+        const auto lines = std::make_shared<BriefRendering>(wish.style);
+        const auto append = [lines](text_buffer &out, const ReportBlock &block, const DumpClock &clock) {
+            lines->append(out, block, clock);
+        };
+        return {.start = "", .append = append, .end = "", .depends_on_order = true, .is_styled = true};
     }
-    if (format == "jsonl") {
+    if (wish.format == "jsonl") {
         return {"", append_each<append_json_line>, ""};
     }
-    if (format == "csv") {
+    if (wish.format == "csv") {
         return {std::string(kCsvHeading), append_each<append_csv_line>, ""};
     }
-    if (format == "chrome-trace") {
+    if (wish.format == "chrome-trace") {
         const auto events = std::make_shared<TraceEvents>();
-        const auto append = [events](text_buffer &out, std::span<const _QorProfileReport> reports, const DumpClock &) {
-            for (const _QorProfileReport &report : reports) {
-                events->append(out, report);
-            }
+        const auto append = [events](text_buffer &out, const ReportBlock &block, const DumpClock &) {
+            for_each_with_marks(
+                block, [&](const Mark &mark) { events->append_mark(out, mark); },
+                [&](std::size_t index) { events->append(out, block.reports[index]); });
         };
-        return {trace_start(), append, trace_end(), true};
+        return {.start = trace_start(), .append = append, .end = trace_end(), .depends_on_order = true};
     }
-    return {"", style.escapes_controls ? append_each<append_escaped_line> : append_each<append_exact_line>, ""};
+    return {"", wish.style.escapes_controls ? append_each<append_escaped_line> : append_each<append_exact_line>, ""};
 }
 
 } // namespace cli

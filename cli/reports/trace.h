@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 
+#include "cli/reports/report_block.h"
 #include "cli/reports/slice_nesting.h"
 #include "decoder/remembered_header.h"
 #include "decoder/short_text.h"
@@ -45,6 +46,9 @@ public:
      * so their names begin with the component's.
      */
     void append(text_buffer &out, const _QorProfileReport &report);
+
+    /** Appends an instant across all tracks, at the time stamp of the report behind the break. */
+    static void append_mark(text_buffer &out, const Mark &mark);
 
 private:
     /** @param payload  an index into `decoder::kPayloads`. */
