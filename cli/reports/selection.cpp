@@ -17,12 +17,12 @@ ReportSelector::ReportSelector(const Selection &selection) : _filter(selection.f
 std::size_t ReportSelector::select(std::span<const _QorProfileReport> reports,
                                    std::vector<_QorProfileReport> &selected) const {
     if (!_left) {
-        _filter.append_passing(reports, selected);
+        _filter.append_passing(reports, _filter.limits_in({}), std::nullopt, selected);
         return reports.size();
     }
     std::size_t looked_at = 0;
     for (std::uint64_t left = *_left; looked_at < reports.size() && left != 0; ++looked_at) {
-        if (_filter.passes(reports[looked_at])) {
+        if (_filter.passes(reports[looked_at], _filter.limits_in({}), std::nullopt)) {
             selected.push_back(reports[looked_at]);
             --left;
         }

@@ -62,7 +62,7 @@ std::uint64_t ReportSource::offset_of_last(std::uint64_t count) const {
     // Where fewer pass, the first that passes.
     std::uint64_t found = _input.end_of_file_reports();
     _input.find_backwards([&](const _QorProfileReport &report, std::uint64_t offset) {
-        if (!_selector.filter().passes(report)) {
+        if (!_selector.filter().passes(report, _selector.filter().limits_in({}), std::nullopt)) {
             return false;
         }
         found = offset;
