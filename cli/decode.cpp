@@ -130,7 +130,17 @@ Follow follow_of(const DecodeArguments &arguments) {
     return Follow::Name;
 }
 
+/** Statistics count the reports that are chosen, so there is nothing around them. */
+void require_no_context(const DecodeArguments &arguments) {
+    if (arguments.selection.around || arguments.selection.context) {
+        throw WrongUse(std::string("--stats excludes ") + (arguments.selection.around ? "--around" : "--context"));
+    }
+}
+
 int decode(DecodeArguments &arguments) {
+    if (arguments.wants_statistics) {
+        require_no_context(arguments);
+    }
     arguments.selection.follow = follow_of(arguments);
     if (arguments.time_zone) {
         enter_time_zone(*arguments.time_zone);
@@ -138,6 +148,7 @@ int decode(DecodeArguments &arguments) {
         warn_of_unknown_zone();
     }
     const DumpClock clock(arguments.clock);
+    arguments.selection.sync = clock.now().sync;
     ReportStream stream({arguments.file}, {.selection = arguments.selection});
     (arguments.wants_statistics ? write_statistics : write_reports)(stream, arguments, clock);
     report_trailing_bytes(stream);
@@ -209,6 +220,15 @@ Verb declare_decode() {
                            .target = whole_number_reader(selection.last),
                            .help = "At most N reports from the end",
                            .excludes = "--first"},
+                          {.name = "--around",
+                           .value_name = "SEQ|TIME",
+                           .target = around_reader(selection.around),
+                           .help = "The report nearest to that, with 10 before and after"},
+                          {.name = "--context",
+                           .short_name = "-C",
+                           .value_name = "N",
+                           .target = whole_number_reader(selection.context),
+                           .help = "Also the N reports before and after each"},
                           {.name = "--stats",
                            .target = &arguments->wants_statistics,
                            .help = "Print counts, gaps and time span, not the reports",
