@@ -55,6 +55,9 @@ public:
     /** Whether the next piece is read in place: that neither fails nor waits for what others write. */
     virtual bool is_read_in_place() const = 0;
 
+    /** Whether reports bring clocks of their own. */
+    virtual bool has_clocks() const { return false; }
+
     /** Whether `start_at` and `find_backwards` work. */
     virtual bool can_be_read_backwards() const = 0;
     /** Continues at `offset`, a multiple of 48. Before the first read. */

@@ -38,6 +38,23 @@ void append_each(text_buffer &out, const ReportBlock &block, const DumpClock &cl
     }
 }
 
+/** The same, with a line between groups of neighbours. */
+template <void (*append_one)(text_buffer &out, const _QorProfileReport &report, const decoder::device_clock &clock)>
+void append_groups(text_buffer &out, const ReportBlock &block, const DumpClock &clock) {
+    if (block.separators.empty()) {
+        append_each<append_one>(out, block, clock);
+        return;
+    }
+    auto separator = block.separators.begin();
+    for (std::size_t i = 0; i < block.size(); ++i) {
+        if (separator != block.separators.end() && *separator == i) {
+            out.append("--\n");
+            ++separator;
+        }
+        append_one(out, block.reports[i], block.clocks.empty() ? clock.now() : clock.now_or(block.clocks[i]));
+    }
+}
+
 } // namespace
 
 const std::vector<std::string> kFormats = {"text", "jsonl", "csv", "chrome-trace"};
@@ -58,7 +75,8 @@ ReportRendering rendering_of(const RenderingWish &wish) {
         };
         return {trace_start(), append, trace_end(), true};
     }
-    return {"", wish.style.escapes_controls ? append_each<append_escaped_line> : append_each<append_exact_line>, ""};
+    return {"", wish.style.escapes_controls ? append_groups<append_escaped_line> : append_groups<append_exact_line>,
+            ""};
 }
 
 } // namespace cli
