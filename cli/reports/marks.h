@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 #include <optional>
 #include <vector>
 
@@ -27,18 +26,44 @@ public:
     /** From now on marks go to `block`, which is about to be filled. It must have offsets, and outlive the filling. */
     void begin(ReportBlock &block);
 
-    /** Sees what was read, when the block has those of its reports that are shown: an observer of the reading. */
+    /**
+     * Sees what was read, when the block has those of its reports that are shown, or has them later: an observer of
+     * the reading. Without it there are only the breaks between shown neighbours.
+     */
     void see(const ReportPiece &piece);
 
+    /** Ends what `begin` began, when the block is filled. */
+    void end();
+
 private:
-    void keep(const SequenceBreak &what);
-    void place_before(std::uint64_t offset);
+    struct Break {
+        std::uint64_t offset; ///< of the report behind it
+        SequenceBreak what;
+        std::uint64_t further;
+    };
+    struct Shown {
+        std::uint64_t offset;
+        std::uint32_t number;
+        std::uint64_t time;
+    };
+    struct Input {
+        BreakWatch watch;
+        std::uint64_t seen_to = 0;
+        std::vector<Break> waiting; ///< for a report that is shown behind them
+        std::optional<Shown> last_shown;
+
+        void keep(const Break &found);
+        std::vector<Break> take_up_to(std::uint64_t offset);
+    };
+
+    static void count_together(std::vector<Break> &breaks);
+    Input &input(std::size_t number);
+    void place_before(std::size_t input, std::uint64_t offset);
+    void place_next();
 
     ReportBlock *_block = nullptr;
-    std::size_t _placed = 0; ///< the reports of the block that have their marks
-    std::optional<std::size_t> _input;
-    BreakWatch _watch; ///< of that input
-    std::vector<Mark> _pending;
+    std::size_t _placed = 0;    ///< the reports of the block that have their marks
+    std::vector<Input> _inputs; ///< by number
 };
 
 } // namespace cli

@@ -1,7 +1,9 @@
 #include "cli/reports/rendering.h"
 
+#include <algorithm>
 #include <memory>
 #include <optional>
+#include <string_view>
 
 #include "cli/reports/brief.h"
 #include "cli/reports/csv.h"
@@ -41,11 +43,32 @@ void append_each(text_buffer &out, const ReportBlock &block, const DumpClock &cl
     }
 }
 
-/** Calls the functions with each report and with each mark before it. */
-template <typename SeeMark, typename SeeReport>
-void for_each_with_marks(const ReportBlock &block, const SeeMark &see_mark, const SeeReport &see_report) {
+constexpr std::string_view kSeparator = "--\n";
+
+bool begins_group(const ReportBlock &block, std::size_t index) {
+    return std::binary_search(block.separators.begin(), block.separators.end(), index);
+}
+
+/** The same, with a line between groups of neighbours. */
+template <void (*append_one)(text_buffer &out, const _QorProfileReport &report, const decoder::device_clock &clock)>
+void append_groups(text_buffer &out, const ReportBlock &block, const DumpClock &clock) {
+    if (block.separators.empty()) {
+        append_each<append_one>(out, block, clock);
+        return;
+    }
+    for (std::size_t i = 0; i < block.size(); ++i) {
+        out.append(begins_group(block, i) ? kSeparator : "");
+        append_one(out, block.reports[i], block.clocks.empty() ? clock.now() : clock.now_or(block.clocks[i]));
+    }
+}
+
+/** Calls the functions for each report: with its index, with each mark before it, and with its index again. */
+template <typename Begin, typename SeeMark, typename SeeReport>
+void for_each_with_marks(const ReportBlock &block, const Begin &begin, const SeeMark &see_mark,
+                         const SeeReport &see_report) {
     auto mark = block.marks.begin();
     for (std::size_t i = 0; i < block.size(); ++i) {
+        begin(i);
         for (; mark != block.marks.end() && mark->place == i; ++mark) {
             see_mark(*mark);
         }
@@ -60,7 +83,8 @@ public:
 
     void append(text_buffer &out, const ReportBlock &block, const DumpClock &clock) {
         for_each_with_marks(
-            block, [&](const Mark &mark) { append_mark(out, mark); },
+            block, [&](std::size_t index) { out.append(begins_group(block, index) ? kSeparator : ""); },
+            [&](const Mark &mark) { append_mark(out, mark); },
             [&](std::size_t index) { append_report(out, block, index, clock); });
     }
 
@@ -115,12 +139,13 @@ ReportRendering rendering_of(const RenderingWish &wish) {
         const auto events = std::make_shared<TraceEvents>();
         const auto append = [events](text_buffer &out, const ReportBlock &block, const DumpClock &) {
             for_each_with_marks(
-                block, [&](const Mark &mark) { events->append_mark(out, mark); },
+                block, [](std::size_t) {}, [&](const Mark &mark) { events->append_mark(out, mark); },
                 [&](std::size_t index) { events->append(out, block.reports[index]); });
         };
         return {.start = trace_start(), .append = append, .end = trace_end(), .depends_on_order = true};
     }
-    return {"", wish.style.escapes_controls ? append_each<append_escaped_line> : append_each<append_exact_line>, ""};
+    return {"", wish.style.escapes_controls ? append_groups<append_escaped_line> : append_groups<append_exact_line>,
+            ""};
 }
 
 } // namespace cli

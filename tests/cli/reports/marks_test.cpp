@@ -33,10 +33,11 @@ using Texts = std::vector<std::string>;
 Texts shown(std::vector<std::string> inputs, const Selection &selection = {}) {
     ReportStream stream(std::move(inputs), {.selection = selection, .with_offsets = true});
     MarkFinder finder;
-    EXPECT_TRUE(stream.observe([&](const ReportPiece &piece) { finder.see(piece); }));
+    static_cast<void>(stream.observe([&](const ReportPiece &piece) { finder.see(piece); }));
     Texts texts;
     ReportBlock block;
     for (finder.begin(block); stream.next(block); finder.begin(block)) {
+        finder.end();
         auto mark = block.marks.begin();
         for (std::size_t i = 0; i < block.size(); ++i) {
             for (; mark != block.marks.end() && mark->place == i; ++mark) {
@@ -98,6 +99,33 @@ TEST(MarksTest, TheLastReportsBeginWithoutOne) {
     cli_tests::DumpPipe pipe(dump);
     pipe.close_writer();
     EXPECT_EQ(shown({pipe.name()}, last), Texts({"5", "gap: 3 missing", "9"}));
+}
+
+/** They are given when their neighbours have been read, and those around the nearest at the end. */
+TEST(MarksTest, ReportsAroundOthersHaveTheirsToo) {
+    const TemporaryFolder folder;
+    std::vector<std::pair<char, std::uint32_t>> reports;
+    for (std::uint32_t number = 0; number < 30'000; number += number % 3 == 0 ? 2 : 1) {
+        reports.emplace_back(number == 9'000 || number == 9'002 || number == 29'000 ? 'g' : 'a', number);
+    }
+    const std::string dump = folder.file("dump", dump_of(reports));
+    Selection context = gyro_alone();
+    context.context = 1;
+    // Every multiple of 3 has a break behind it: 3,000 of them up to 8999, and 6,665 from 9003 to 28998.
+    Texts expected(MarkFinder::kMarksAtMost, "gap: 1 missing");
+    expected.insert(expected.end(), {"further 2992", "8999", "9000", "gap: 1 missing", "9002", "9003"});
+    expected.insert(expected.end(), MarkFinder::kMarksAtMost, "gap: 1 missing");
+    const Texts near_29000 = {"28998", "gap: 1 missing", "29000", "29001"};
+    expected.push_back("further 6657");
+    expected.insert(expected.end(), near_29000.begin(), near_29000.end());
+    EXPECT_EQ(shown({dump}, context), expected);
+
+    Selection around;
+    around.around = cli::SequenceNumber{29'000};
+    around.context = 1;
+    const Texts found = shown({dump}, around);
+    ASSERT_GT(found.size(), near_29000.size());
+    EXPECT_EQ(Texts(found.end() - static_cast<std::ptrdiff_t>(near_29000.size()), found.end()), near_29000);
 }
 
 TEST(MarksTest, ManyBreaksBetweenTwoShownReportsAreCountedTogether) {
