@@ -205,11 +205,11 @@ Verb declare_decode() {
                           {.name = "--since",
                            .value_name = "TIME",
                            .target = time_reader(filter.since),
-                           .help = "From this time on: 7200.5s, +500ms, -10m, a date, .."},
+                           .help = "From then on, as 7200.5s, +500ms, -10m or a date"},
                           {.name = "--until",
                            .value_name = "TIME",
                            .target = time_reader(filter.until),
-                           .help = "Up to this time"},
+                           .help = "Up to then; both are included"},
                           {.name = "--first",
                            .short_name = "-n",
                            .value_name = "N",
@@ -244,7 +244,7 @@ Verb declare_decode() {
                           {.name = "--strict",
                            .target = &arguments->is_strict,
                            .help = "Exit with 1 if a partial report is at the end"}},
-            .examples = {"qorstat decode dump.bin --category sensor --last 20",
+            .examples = {"qorstat decode dump.bin --category sensor,wake --around 7201.5s",
                          "qorstat decode - --format chrome-trace < dump.bin > trace.json"},
             .run = [arguments] { return decode(*arguments); }};
 }
