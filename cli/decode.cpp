@@ -160,6 +160,13 @@ Argument name_filter(const char *option, std::vector<std::string> &words, const 
     return {.name = option, .value_name = "NAMES", .target = &words, .help = help, .is_repeated = true};
 }
 
+/** Its negation. The line of the first filter tells of all four. */
+Argument negated_filter(const char *option, std::vector<std::string> &words) {
+    Argument argument = name_filter(option, words, "");
+    argument.is_internal = true;
+    return argument;
+}
+
 } // namespace
 
 Verb declare_decode() {
@@ -194,14 +201,15 @@ Verb declare_decode() {
                            .value_name = "FORM",
                            .target = word_reader(arguments->format, kFormats),
                            .help = "text (default), jsonl, csv, chrome-trace"},
-                          name_filter("--category", filter.categories, "Only these, such as sensor,wake or 2,0x0b"),
-                          name_filter("--not-category", filter.unwanted_categories, "All but these categories"),
-                          name_filter("--component", filter.components, "Only these components"),
-                          name_filter("--not-component", filter.unwanted_components, "All but these components"),
-                          name_filter("--event", filter.events, "Only these events"),
-                          name_filter("--not-event", filter.unwanted_events, "All but these events"),
-                          name_filter("--type", filter.types, "Only these types"),
-                          name_filter("--not-type", filter.unwanted_types, "All but these types"),
+                          name_filter("--category", filter.categories,
+                                      "Only sensor,wake or ids; --not-category: all but them"),
+                          negated_filter("--not-category", filter.unwanted_categories),
+                          name_filter("--component", filter.components, "The same of components; also --not-component"),
+                          negated_filter("--not-component", filter.unwanted_components),
+                          name_filter("--event", filter.events, "The same of events; also --not-event"),
+                          negated_filter("--not-event", filter.unwanted_events),
+                          name_filter("--type", filter.types, "The same of types; also --not-type"),
+                          negated_filter("--not-type", filter.unwanted_types),
                           {.name = "--since",
                            .value_name = "TIME",
                            .target = time_reader(filter.since),
