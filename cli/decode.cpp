@@ -31,6 +31,8 @@ struct DecodeArguments {
     ClockWords clock;
     std::optional<std::string> time_zone;
     std::string format = "text";
+    bool has_raw = false;
+    std::optional<std::string> names_file;
     Selection selection;
     std::string follow; ///< "" for no, "true" for the open file, "name"
     bool wants_statistics = false;
@@ -65,12 +67,24 @@ ReportSource::Watcher make_watcher(ProgressBar &progress, const Output &output, 
     };
 }
 
-void write_reports(ReportSource &source, const DecodeArguments &arguments, const DumpClock &clock) {
+RenderingOptions rendering_options(const DecodeArguments &arguments) {
+    if (arguments.has_raw && arguments.format != "jsonl" && arguments.format != "csv") {
+        throw WrongUse("--raw requires --format jsonl or csv");
+    }
+    RenderingOptions options{nullptr, arguments.has_raw};
+    if (arguments.names_file) {
+        options.names = std::make_shared<const OwnerNames>(OwnerNames::read(*arguments.names_file));
+    }
+    return options;
+}
+
+void write_reports(ReportSource &source, const DecodeArguments &arguments, const DumpClock &clock,
+                   const RenderingOptions &options) {
     Output output = standard_output();
     // On a terminal the lines themselves show the progress.
     ProgressBar progress(isatty(STDOUT_FILENO) == 1 ? 0 : bytes_to_read(source, arguments));
     source.watch(make_watcher(progress, output, arguments));
-    const ReportRendering rendering = rendering_of(arguments.format, output.style());
+    const ReportRendering rendering = rendering_of(arguments.format, output.style(), options);
     output.write(rendering.start);
     const BlockSteps steps{[&](Block &block) { return source.next(block.reports); },
                            [&](Block &block) {
@@ -96,9 +110,10 @@ void count_reports(ReportSource &source, const DecodeArguments &arguments, const
     }
 }
 
-void write_statistics(ReportSource &source, const DecodeArguments &arguments, const DumpClock &clock) {
+void write_statistics(ReportSource &source, const DecodeArguments &arguments, const DumpClock &clock,
+                      const RenderingOptions &options) {
     SequenceWatch sequence;
-    DumpStatistics statistics;
+    DumpStatistics statistics(options.names.get());
     source.observe([&](const ReportPiece &piece) { sequence.see(piece.reports, piece.offset); });
     Output output = standard_output();
     count_reports(source, arguments, output, statistics);
@@ -137,9 +152,10 @@ int decode(DecodeArguments &arguments) {
     } else if (arguments.clock.time_sync || arguments.clock.live_description) {
         warn_of_unknown_zone();
     }
+    const RenderingOptions options = rendering_options(arguments);
     const DumpClock clock(arguments.clock);
     ReportSource source(arguments.file, arguments.selection);
-    (arguments.wants_statistics ? write_statistics : write_reports)(source, arguments, clock);
+    (arguments.wants_statistics ? write_statistics : write_reports)(source, arguments, clock, options);
     return report_trailing_bytes(source, arguments.is_strict);
 }
 
@@ -182,6 +198,13 @@ Verb declare_decode() {
                        .value_name = "FORM",
                        .target = word_reader(arguments->format, kFormats),
                        .help = "text (default), jsonl, csv, chrome-trace"},
+                      {.name = "--raw",
+                       .target = &arguments->has_raw,
+                       .help = "With jsonl and csv: all 48 bytes in every row"},
+                      {.name = "--names",
+                       .value_name = "FILE.toml",
+                       .target = &arguments->names_file,
+                       .help = "Names of your own for ids (docs/decode.md)"},
                       name_filter("--category", filter.categories, "Only this category; these four may be repeated"),
                       name_filter("--component", filter.components, "Only this component"),
                       name_filter("--event", filter.events, "Only this event"),

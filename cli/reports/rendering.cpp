@@ -4,6 +4,7 @@
 
 #include "cli/reports/csv.h"
 #include "cli/reports/json.h"
+#include "cli/reports/named_line.h"
 #include "cli/reports/trace.h"
 #include "decoder/report_line.h"
 
@@ -32,25 +33,73 @@ void append_each(text_buffer &out, std::span<const _QorProfileReport> reports, c
     }
 }
 
+/** Appends a row with options. */
+using AppendRow = std::function<void(text_buffer &out, const _QorProfileReport &report,
+                                     const decoder::device_clock &clock, const OwnerNames &names)>;
+
+AppendRow optional_row(const std::string &format, const TextStyle &style, bool has_raw) {
+    if (format == "jsonl") {
+        return [has_raw](auto &out, const auto &report, const auto &clock, const auto &names) {
+            append_json_line(out, report, clock, names, has_raw);
+        };
+    }
+    if (format == "csv") {
+        return [has_raw](auto &out, const auto &report, const auto &clock, const auto &names) {
+            append_csv_line(out, report, clock, names, has_raw);
+        };
+    }
+    return [escapes = style.escapes_controls](auto &out, const auto &report, const auto &clock, const auto &names) {
+        if (!escapes) {
+            append_named_line(out, report, clock, names);
+        } else {
+            text_buffer line;
+            append_named_line(line, report, clock, names);
+            out.append(escape_controls(line.text()));
+        }
+        out.append("\n");
+    };
+}
+
+/** The formats of rows with the owner's names and all bytes. */
+ReportRendering optional_rendering(const std::string &format, const TextStyle &style, const RenderingOptions &options) {
+    std::string start;
+    if (format == "csv") {
+        start = options.has_raw ? std::string(kCsvHeading.substr(0, kCsvHeading.size() - 2)) + ",raw\r\n"
+                                : std::string(kCsvHeading);
+    }
+    const auto names = options.names != nullptr ? options.names : std::make_shared<const OwnerNames>();
+    const auto append = [names, append_row = optional_row(format, style, options.has_raw)](
+                            text_buffer &out, std::span<const _QorProfileReport> reports, const DumpClock &clock) {
+        for (const _QorProfileReport &report : reports) {
+            append_row(out, report, clock.now(), *names);
+        }
+    };
+    return {start, append, ""};
+}
+
 } // namespace
 
 const std::vector<std::string> kFormats = {"text", "jsonl", "csv", "chrome-trace"};
 
-ReportRendering rendering_of(const std::string &format, const TextStyle &style) {
-    if (format == "jsonl") {
-        return {"", append_each<append_json_line>, ""};
-    }
-    if (format == "csv") {
-        return {std::string(kCsvHeading), append_each<append_csv_line>, ""};
-    }
+ReportRendering rendering_of(const std::string &format, const TextStyle &style, const RenderingOptions &options) {
     if (format == "chrome-trace") {
-        const auto events = std::make_shared<TraceEvents>();
-        const auto append = [events](text_buffer &out, std::span<const _QorProfileReport> reports, const DumpClock &) {
+        const auto events = std::make_shared<TraceEvents>(options.names.get());
+        const auto append = [events, names = options.names](
+                                text_buffer &out, std::span<const _QorProfileReport> reports, const DumpClock &) {
             for (const _QorProfileReport &report : reports) {
                 events->append(out, report);
             }
         };
         return {trace_start(), append, trace_end(), true};
+    }
+    if (!options.are_default()) {
+        return optional_rendering(format, style, options);
+    }
+    if (format == "jsonl") {
+        return {"", append_each<append_json_line>, ""};
+    }
+    if (format == "csv") {
+        return {std::string(kCsvHeading), append_each<append_csv_line>, ""};
     }
     return {"", style.escapes_controls ? append_each<append_escaped_line> : append_each<append_exact_line>, ""};
 }

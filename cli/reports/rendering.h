@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "cli/reports/clock.h"
+#include "cli/reports/rendering_options.h"
 #include "cli/terminal/text_style.h"
 #include "decoder/text_stream.h"
 #include "qor/report.h"
@@ -26,6 +27,6 @@ struct ReportRendering {
 extern const std::vector<std::string> kFormats;
 
 /** @param format one of `kFormats`. */
-ReportRendering rendering_of(const std::string &format, const TextStyle &style);
+ReportRendering rendering_of(const std::string &format, const TextStyle &style, const RenderingOptions &options);
 
 } // namespace cli
