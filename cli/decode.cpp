@@ -13,8 +13,8 @@
 #include "cli/reports/clock.h"
 #include "cli/reports/ordered_workers.h"
 #include "cli/reports/rendering.h"
-#include "cli/reports/source.h"
 #include "cli/reports/statistics.h"
+#include "cli/reports/stream.h"
 #include "cli/terminal/input.h"
 #include "cli/terminal/output.h"
 #include "cli/terminal/progress_bar.h"
@@ -40,24 +40,21 @@ struct DecodeArguments {
     bool is_strict = false;
 };
 
-/** Reports trailing bytes. They are a failure only with `--strict`. @return the exit code. */
-int report_trailing_bytes(const ReportSource &source, bool is_strict) {
-    const std::optional<TrailingBytes> trailing = source.trailing_bytes();
-    if (!trailing) {
-        return kExitOk;
+/** Reports trailing bytes. They are a failure only with `--strict`. */
+void report_trailing_bytes(const ReportStream &stream) {
+    for (const auto &[input, bytes] : stream.trailing()) {
+        print_message("qorstat: " + stream.name_of(input) + ": byte " + std::to_string(bytes.offset) + ": " +
+                      host::count_text(bytes.count, "trailing byte is", "trailing bytes are") + " not a whole report");
     }
-    print_message("qorstat: " + source.name() + ": byte " + std::to_string(trailing->offset) + ": " +
-                  host::count_text(trailing->count, "trailing byte is", "trailing bytes are") + " not a whole report");
-    return is_strict ? kExitFailed : kExitOk;
 }
 
 /** The total of the progress bar; 0, for no bar, when the file is followed and its end is unknown. */
-std::uint64_t bytes_to_read(const ReportSource &source, const DecodeArguments &arguments) {
-    return arguments.selection.follow != Follow::Nothing ? 0 : source.file_size();
+std::uint64_t bytes_to_read(const ReportStream &stream, const DecodeArguments &arguments) {
+    return arguments.selection.follow != Follow::Nothing ? 0 : stream.size();
 }
 
 /** The watcher keeps references to `progress` and `output`. */
-ReportSource::Watcher make_watcher(ProgressBar &progress, const Output &output, const DecodeArguments &arguments) {
+ReadingWatcher make_watcher(ProgressBar &progress, const Output &output, const DecodeArguments &arguments) {
     return [&progress, &output, follows = arguments.selection.follow != Follow::Nothing](std::uint64_t bytes_read) {
         progress.show(bytes_read);
         if (follows) {
@@ -67,29 +64,28 @@ ReportSource::Watcher make_watcher(ProgressBar &progress, const Output &output, 
     };
 }
 
-RenderingOptions rendering_options(const DecodeArguments &arguments) {
+/** The owner's names; none without a file of them. @throws host::Error. */
+OwnerNames read_names(const std::optional<std::string> &file) { return file ? OwnerNames::read(*file) : OwnerNames(); }
+
+void require_rows_for_raw(const DecodeArguments &arguments) {
     if (arguments.has_raw && arguments.format != "jsonl" && arguments.format != "csv") {
         throw WrongUse("--raw requires --format jsonl or csv");
     }
-    RenderingOptions options{nullptr, arguments.has_raw};
-    if (arguments.names_file) {
-        options.names = std::make_shared<const OwnerNames>(OwnerNames::read(*arguments.names_file));
-    }
-    return options;
 }
 
-void write_reports(ReportSource &source, const DecodeArguments &arguments, const DumpClock &clock,
-                   const RenderingOptions &options) {
+void write_reports(ReportStream &stream, const DecodeArguments &arguments, const DumpClock &clock,
+                   const OwnerNames *names) {
     Output output = standard_output();
     // On a terminal the lines themselves show the progress.
-    ProgressBar progress(isatty(STDOUT_FILENO) == 1 ? 0 : bytes_to_read(source, arguments));
-    source.watch(make_watcher(progress, output, arguments));
-    const ReportRendering rendering = rendering_of(arguments.format, output.style(), options);
+    ProgressBar progress(isatty(STDOUT_FILENO) == 1 ? 0 : bytes_to_read(stream, arguments));
+    stream.watch(make_watcher(progress, output, arguments));
+    const ReportRendering rendering = rendering_of(
+        {.format = arguments.format, .style = output.style(), .names = names, .has_raw = arguments.has_raw});
     output.write(rendering.start);
-    const BlockSteps steps{[&](Block &block) { return source.next(block.reports); },
+    const BlockSteps steps{[&](Block &block) { return stream.next(block); },
                            [&](Block &block) {
                                const decoder::unchanging_zone zone; // set before the first report
-                               rendering.append(block.text, block.reports, clock);
+                               rendering.append(block.text, block, clock);
                            },
                            [&](const Block &block) {
                                const std::string_view text = block.text.text();
@@ -100,23 +96,25 @@ void write_reports(ReportSource &source, const DecodeArguments &arguments, const
     output.flush();
 }
 
-void count_reports(ReportSource &source, const DecodeArguments &arguments, const Output &output,
+void count_reports(ReportStream &stream, const DecodeArguments &arguments, const Output &output,
                    DumpStatistics &statistics) {
-    ProgressBar progress(bytes_to_read(source, arguments));
-    source.watch(make_watcher(progress, output, arguments));
-    std::vector<_QorProfileReport> room;
-    for (auto reports = source.next_in_place(room); !reports.empty(); reports = source.next_in_place(room)) {
-        statistics.count(reports);
+    ProgressBar progress(bytes_to_read(stream, arguments));
+    stream.watch(make_watcher(progress, output, arguments));
+    ReportBlock room;
+    for (ReportPiece piece = stream.next_in_place(room); piece.count() != 0; piece = stream.next_in_place(room)) {
+        statistics.count(piece.reports);
     }
 }
 
-void write_statistics(ReportSource &source, const DecodeArguments &arguments, const DumpClock &clock,
-                      const RenderingOptions &options) {
+void write_statistics(ReportStream &stream, const DecodeArguments &arguments, const DumpClock &clock,
+                      const OwnerNames *names) {
     SequenceWatch sequence;
-    DumpStatistics statistics(options.names.get());
-    source.observe([&](const ReportPiece &piece) { sequence.see(piece.reports, piece.offset); });
+    DumpStatistics statistics(names);
+    if (!stream.observe([&](const ReportPiece &piece) { sequence.see(piece.reports, piece.offset); })) {
+        throw WrongUse("--stats with --last and a filter needs a file: a pipe cannot be read backwards");
+    }
     Output output = standard_output();
-    count_reports(source, arguments, output, statistics);
+    count_reports(stream, arguments, output, statistics);
     output.write(arguments.statistics_are_json ? statistics.json(sequence, clock.now())
                                                : statistics.text(sequence, clock.now()));
     output.flush();
@@ -152,11 +150,14 @@ int decode(DecodeArguments &arguments) {
     } else if (arguments.clock.time_sync || arguments.clock.live_description) {
         warn_of_unknown_zone();
     }
-    const RenderingOptions options = rendering_options(arguments);
+    require_rows_for_raw(arguments);
+    const OwnerNames names = read_names(arguments.names_file);
     const DumpClock clock(arguments.clock);
-    ReportSource source(arguments.file, arguments.selection);
-    (arguments.wants_statistics ? write_statistics : write_reports)(source, arguments, clock, options);
-    return report_trailing_bytes(source, arguments.is_strict);
+    ReportStream stream({arguments.file}, {.selection = arguments.selection});
+    (arguments.wants_statistics ? write_statistics : write_reports)(stream, arguments, clock,
+                                                                    arguments.names_file ? &names : nullptr);
+    report_trailing_bytes(stream);
+    return stream.has_failed() || (arguments.is_strict && !stream.trailing().empty()) ? kExitFailed : kExitOk;
 }
 
 /** One of the filters by name. */

@@ -43,6 +43,12 @@ public:
 
     decoder::device_clock now() const { return _live_device ? decoder::read_device_clock() : _fixed; }
 
+    /** The time for a report that brings its own clock: what this clock lacks is taken from it. */
+    decoder::device_clock now_or(const decoder::device_clock &own) const {
+        const decoder::device_clock given = now();
+        return {given.sync ? given.sync : own.sync, given.boot_time ? given.boot_time : own.boot_time};
+    }
+
 private:
     struct LiveDevice;
 

@@ -27,9 +27,15 @@ void append_escaped_line(text_buffer &out, const _QorProfileReport &report, cons
 
 /** Calls the function report by report, without an indirect call for each. */
 template <void (*append_one)(text_buffer &out, const _QorProfileReport &report, const decoder::device_clock &clock)>
-void append_each(text_buffer &out, std::span<const _QorProfileReport> reports, const DumpClock &clock) {
-    for (const _QorProfileReport &report : reports) {
-        append_one(out, report, clock.now());
+void append_each(text_buffer &out, const ReportBlock &block, const DumpClock &clock) {
+    if (block.clocks.empty()) {
+        for (const _QorProfileReport &report : block.reports) {
+            append_one(out, report, clock.now());
+        }
+        return;
+    }
+    for (std::size_t i = 0; i < block.size(); ++i) {
+        append_one(out, block.reports[i], clock.now_or(block.clocks[i]));
     }
 }
 
@@ -37,41 +43,43 @@ void append_each(text_buffer &out, std::span<const _QorProfileReport> reports, c
 using AppendRow = std::function<void(text_buffer &out, const _QorProfileReport &report,
                                      const decoder::device_clock &clock, const OwnerNames &names)>;
 
-AppendRow optional_row(const std::string &format, const TextStyle &style, bool has_raw) {
-    if (format == "jsonl") {
-        return [has_raw](auto &out, const auto &report, const auto &clock, const auto &names) {
+AppendRow optional_row(const RenderingWish &wish) {
+    if (wish.format == "jsonl") {
+        return [has_raw = wish.has_raw](auto &out, const auto &report, const auto &clock, const auto &names) {
             append_json_line(out, report, clock, names, has_raw);
         };
     }
-    if (format == "csv") {
-        return [has_raw](auto &out, const auto &report, const auto &clock, const auto &names) {
+    if (wish.format == "csv") {
+        return [has_raw = wish.has_raw](auto &out, const auto &report, const auto &clock, const auto &names) {
             append_csv_line(out, report, clock, names, has_raw);
         };
     }
-    return [escapes = style.escapes_controls](auto &out, const auto &report, const auto &clock, const auto &names) {
-        if (!escapes) {
-            append_named_line(out, report, clock, names);
-        } else {
-            text_buffer line;
-            append_named_line(line, report, clock, names);
-            out.append(escape_controls(line.text()));
-        }
-        out.append("\n");
-    };
+    return
+        [escapes = wish.style.escapes_controls](auto &out, const auto &report, const auto &clock, const auto &names) {
+            if (!escapes) {
+                append_named_line(out, report, clock, names);
+            } else {
+                text_buffer line;
+                append_named_line(line, report, clock, names);
+                out.append(escape_controls(line.text()));
+            }
+            out.append("\n");
+        };
 }
 
 /** The formats of rows with the owner's names and all bytes. */
-ReportRendering optional_rendering(const std::string &format, const TextStyle &style, const RenderingOptions &options) {
+ReportRendering optional_rendering(const RenderingWish &wish) {
+    static const OwnerNames kNone;
     std::string start;
-    if (format == "csv") {
-        start = options.has_raw ? std::string(kCsvHeading.substr(0, kCsvHeading.size() - 2)) + ",raw\r\n"
-                                : std::string(kCsvHeading);
+    if (wish.format == "csv") {
+        start = wish.has_raw ? std::string(kCsvHeading.substr(0, kCsvHeading.size() - 2)) + ",raw\r\n"
+                             : std::string(kCsvHeading);
     }
-    const auto names = options.names != nullptr ? options.names : std::make_shared<const OwnerNames>();
-    const auto append = [names, append_row = optional_row(format, style, options.has_raw)](
-                            text_buffer &out, std::span<const _QorProfileReport> reports, const DumpClock &clock) {
-        for (const _QorProfileReport &report : reports) {
-            append_row(out, report, clock.now(), *names);
+    const auto append = [names = wish.names != nullptr ? wish.names : &kNone, append_row = optional_row(wish)](
+                            text_buffer &out, const ReportBlock &block, const DumpClock &clock) {
+        for (std::size_t i = 0; i < block.size(); ++i) {
+            append_row(out, block.reports[i], block.clocks.empty() ? clock.now() : clock.now_or(block.clocks[i]),
+                       *names);
         }
     };
     return {start, append, ""};
@@ -81,27 +89,26 @@ ReportRendering optional_rendering(const std::string &format, const TextStyle &s
 
 const std::vector<std::string> kFormats = {"text", "jsonl", "csv", "chrome-trace"};
 
-ReportRendering rendering_of(const std::string &format, const TextStyle &style, const RenderingOptions &options) {
-    if (format == "chrome-trace") {
-        const auto events = std::make_shared<TraceEvents>(options.names.get());
-        const auto append = [events, names = options.names](
-                                text_buffer &out, std::span<const _QorProfileReport> reports, const DumpClock &) {
-            for (const _QorProfileReport &report : reports) {
+ReportRendering rendering_of(const RenderingWish &wish) {
+    if (wish.format == "chrome-trace") {
+        const auto events = std::make_shared<TraceEvents>(wish.names);
+        const auto append = [events](text_buffer &out, const ReportBlock &block, const DumpClock &) {
+            for (const _QorProfileReport &report : block.reports) {
                 events->append(out, report);
             }
         };
         return {trace_start(), append, trace_end(), true};
     }
-    if (!options.are_default()) {
-        return optional_rendering(format, style, options);
+    if (wish.names != nullptr || wish.has_raw) {
+        return optional_rendering(wish);
     }
-    if (format == "jsonl") {
+    if (wish.format == "jsonl") {
         return {"", append_each<append_json_line>, ""};
     }
-    if (format == "csv") {
+    if (wish.format == "csv") {
         return {std::string(kCsvHeading), append_each<append_csv_line>, ""};
     }
-    return {"", style.escapes_controls ? append_each<append_escaped_line> : append_each<append_exact_line>, ""};
+    return {"", wish.style.escapes_controls ? append_each<append_escaped_line> : append_each<append_exact_line>, ""};
 }
 
 } // namespace cli

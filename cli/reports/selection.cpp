@@ -14,30 +14,30 @@ ReportSelector::ReportSelector(const Selection &selection) : _filter(selection.f
     }
 }
 
-std::size_t ReportSelector::select(std::span<const _QorProfileReport> reports,
-                                   std::vector<_QorProfileReport> &selected) const {
-    if (!_left) {
-        _filter.append_passing(reports, selected);
-        return reports.size();
+std::size_t ReportSelector::select(const ReportPiece &piece, ReportBlock &selected, bool with_offsets) const {
+    if (!_left && !with_offsets && piece.clocks.empty()) {
+        _filter.append_passing(piece.reports, selected.reports);
+        return piece.count();
     }
     std::size_t looked_at = 0;
-    for (std::uint64_t left = *_left; looked_at < reports.size() && left != 0; ++looked_at) {
-        if (_filter.passes(reports[looked_at])) {
-            selected.push_back(reports[looked_at]);
+    for (std::uint64_t left = wanted_of(piece.count()); looked_at < piece.count() && left != 0; ++looked_at) {
+        if (_filter.passes(piece.report(looked_at))) {
+            selected.add(piece, looked_at, with_offsets);
             --left;
         }
     }
     return looked_at;
 }
 
-LastReports::LastReports(std::uint64_t count) : _count(static_cast<std::size_t>(count)) {
+LastReports::LastReports(std::uint64_t count, bool with_offsets)
+    : _count(static_cast<std::size_t>(count)), _keeps_offsets(with_offsets) {
     if (count > kLastOfAPipeAtMost) {
         throw WrongUse(invalid_value("--last", std::to_string(count)) + ": expected at most " +
                        std::to_string(kLastOfAPipeAtMost) + " for a pipe");
     }
 }
 
-void LastReports::add(const _QorProfileReport &report) {
+void LastReports::add(const _QorProfileReport &report, std::uint64_t offset) {
     if (_count == 0) {
         return;
     }
@@ -46,21 +46,27 @@ void LastReports::add(const _QorProfileReport &report) {
         --_size;
     }
     const std::size_t number = (_oldest + _size++) % _count;
-    if (number != _created) {
-        place(number) = report;
-        return;
+    if (number == _created && _created++ % kBlockReports == 0) {
+        const std::size_t places = std::min(kBlockReports, _count - number);
+        Block &block = _blocks.emplace_back();
+        block.reports.resize(places);
+        block.offsets.resize(_keeps_offsets ? places : 0);
     }
-    if (_created++ % kBlockReports == 0) {
-        _blocks.emplace_back().reserve(std::min(kBlockReports, _count - number));
+    Block &block = _blocks[number / kBlockReports];
+    block.reports[number % kBlockReports] = report;
+    if (_keeps_offsets) {
+        block.offsets[number % kBlockReports] = offset;
     }
-    _blocks.back().push_back(report);
 }
 
-_QorProfileReport LastReports::take_oldest() {
-    const _QorProfileReport oldest = place(_oldest);
+void LastReports::give_oldest(ReportBlock &block) {
+    const Block &from = _blocks[_oldest / kBlockReports];
+    block.reports.push_back(from.reports[_oldest % kBlockReports]);
+    if (_keeps_offsets) {
+        block.offsets.push_back(from.offsets[_oldest % kBlockReports]);
+    }
     _oldest = (_oldest + 1) % _count;
     --_size;
-    return oldest;
 }
 
 } // namespace cli
