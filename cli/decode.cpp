@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "cli/arguments/invalid_value.h"
+#include "cli/arguments/time_text.h"
 #include "cli/arguments/whole_number.h"
 #include "cli/arguments/words.h"
 #include "cli/arguments/wrong_use.h"
@@ -143,7 +144,17 @@ Follow follow_of(const DecodeArguments &arguments) {
     return Follow::Name;
 }
 
+/** Statistics count the reports that are chosen, so there is nothing around them. */
+void require_no_context(const DecodeArguments &arguments) {
+    if (arguments.selection.around || arguments.selection.context) {
+        throw WrongUse(std::string("--stats excludes ") + (arguments.selection.around ? "--around" : "--context"));
+    }
+}
+
 int decode(DecodeArguments &arguments) {
+    if (arguments.wants_statistics) {
+        require_no_context(arguments);
+    }
     arguments.selection.follow = follow_of(arguments);
     if (arguments.time_zone) {
         enter_time_zone(*arguments.time_zone);
@@ -152,17 +163,19 @@ int decode(DecodeArguments &arguments) {
     }
     require_rows_for_raw(arguments);
     const OwnerNames names = read_names(arguments.names_file);
+    arguments.selection.filter.names = arguments.names_file ? &names : nullptr;
     const DumpClock clock(arguments.clock);
+    arguments.selection.sync = clock.now().sync;
     ReportStream stream({arguments.file}, {.selection = arguments.selection});
     (arguments.wants_statistics ? write_statistics : write_reports)(stream, arguments, clock,
-                                                                    arguments.names_file ? &names : nullptr);
+                                                                    arguments.selection.filter.names);
     report_trailing_bytes(stream);
     return stream.has_failed() || (arguments.is_strict && !stream.trailing().empty()) ? kExitFailed : kExitOk;
 }
 
 /** One of the filters by name. */
 Argument name_filter(const char *option, std::vector<std::string> &words, const char *help) {
-    return {.name = option, .value_name = "NAME|ID", .target = &words, .help = help, .is_repeated = true};
+    return {.name = option, .value_name = "NAMES", .target = &words, .help = help, .is_repeated = true};
 }
 
 } // namespace
@@ -172,79 +185,93 @@ Verb declare_decode() {
     ClockWords &clock = arguments->clock;
     Selection &selection = arguments->selection;
     FilterWords &filter = selection.filter;
-    return {
-        .arguments = {{.name = "FILE",
-                       .target = &arguments->file,
-                       .help = "Reports end to end; - is standard input",
-                       .is_required = true},
-                      {.name = "--live",
-                       .value_name = "DEVICE.toml",
-                       .target = &clock.live_description,
-                       .help = "Read the clock of this device for every report"},
-                      {.name = "--time-sync",
-                       .value_name = "SYNC",
-                       .target = &clock.time_sync,
-                       .help = "Both clocks at one instant: qor=NS,calendar=NS",
-                       .excludes = "--live"},
-                      {.name = "--boot-time",
-                       .value_name = "TIME",
-                       .target = whole_number_reader(clock.boot_time),
-                       .help = "Microseconds since the epoch",
-                       .excludes = "--live"},
-                      {.name = "--time-zone",
-                       .value_name = "NAME",
-                       .target = &arguments->time_zone,
-                       .help = "Time zone of wall-clock times; default: local"},
-                      {.name = "--format",
-                       .value_name = "FORM",
-                       .target = word_reader(arguments->format, kFormats),
-                       .help = "text (default), jsonl, csv, chrome-trace"},
-                      {.name = "--raw",
-                       .target = &arguments->has_raw,
-                       .help = "With jsonl and csv: all 48 bytes in every row"},
-                      {.name = "--names",
-                       .value_name = "FILE.toml",
-                       .target = &arguments->names_file,
-                       .help = "Names of your own for ids (docs/decode.md)"},
-                      name_filter("--category", filter.categories, "Only this category; these four may be repeated"),
-                      name_filter("--component", filter.components, "Only this component"),
-                      name_filter("--event", filter.events, "Only this event"),
-                      name_filter("--type", filter.types, "Only this type"),
-                      {.name = "--since",
-                       .value_name = "TIME",
-                       .target = whole_number_reader(filter.since),
-                       .help = "From this firmware time, in microseconds"},
-                      {.name = "--until",
-                       .value_name = "TIME",
-                       .target = whole_number_reader(filter.until),
-                       .help = "Up to this firmware time"},
-                      {.name = "--first",
-                       .value_name = "N",
-                       .target = whole_number_reader(selection.first),
-                       .help = "At most N reports, then stop"},
-                      {.name = "--last",
-                       .value_name = "N",
-                       .target = whole_number_reader(selection.last),
-                       .help = "At most N reports from the end",
-                       .excludes = "--first"},
-                      {.name = "--stats",
-                       .target = &arguments->wants_statistics,
-                       .help = "Print counts, gaps and time span, not the reports",
-                       .excludes = "--format"},
-                      {.name = "--json",
-                       .target = &arguments->statistics_are_json,
-                       .help = "With --stats: print JSON",
-                       .needs = "--stats"},
-                      {.name = "--follow",
-                       .target = &arguments->follow,
-                       .help = "Keep reading as it grows; =name: also what replaces it",
-                       .has_value_or_none = true},
-                      {.name = "--strict",
-                       .target = &arguments->is_strict,
-                       .help = "Exit with 1 if a partial report is at the end"}},
-        .examples = {"qorstat decode dump.bin --category sensor --last 20",
-                     "qorstat decode - --format chrome-trace < dump.bin > trace.json"},
-        .run = [arguments] { return decode(*arguments); }};
+    return {.arguments = {{.name = "FILE",
+                           .target = &arguments->file,
+                           .help = "Reports end to end; - is standard input",
+                           .is_required = true},
+                          {.name = "--live",
+                           .value_name = "DEVICE.toml",
+                           .target = &clock.live_description,
+                           .help = "Read the clock of this device for every report"},
+                          {.name = "--time-sync",
+                           .value_name = "SYNC",
+                           .target = &clock.time_sync,
+                           .help = "Both clocks at one instant: qor=TIME,calendar=TIME",
+                           .excludes = "--live"},
+                          {.name = "--boot-time",
+                           .value_name = "TIME",
+                           .target = boot_time_reader(clock.boot_time),
+                           .help = "When the host booted: a date and time, or microseconds",
+                           .excludes = "--live"},
+                          {.name = "--time-zone",
+                           .value_name = "NAME",
+                           .target = &arguments->time_zone,
+                           .help = "Time zone of wall-clock times; default: local"},
+                          {.name = "--format",
+                           .short_name = "-f",
+                           .value_name = "FORM",
+                           .target = word_reader(arguments->format, kFormats),
+                           .help = "text (default), jsonl, csv, chrome-trace"},
+                          {.name = "--raw",
+                           .target = &arguments->has_raw,
+                           .help = "With jsonl and csv: every row ends with all 48 bytes"},
+                          {.name = "--names",
+                           .value_name = "FILE.toml",
+                           .target = &arguments->names_file,
+                           .help = "Names of your own for ids (docs/decode.md)"},
+                          name_filter("--category", filter.categories, "Only these, such as sensor,wake or 2,0x0b"),
+                          name_filter("--not-category", filter.unwanted_categories, "All but these categories"),
+                          name_filter("--component", filter.components, "Only these components"),
+                          name_filter("--not-component", filter.unwanted_components, "All but these components"),
+                          name_filter("--event", filter.events, "Only these events"),
+                          name_filter("--not-event", filter.unwanted_events, "All but these events"),
+                          name_filter("--type", filter.types, "Only these types"),
+                          name_filter("--not-type", filter.unwanted_types, "All but these types"),
+                          {.name = "--since",
+                           .value_name = "TIME",
+                           .target = time_reader(filter.since),
+                           .help = "From this time on: 7200.5s, +500ms, -10m, a date, .."},
+                          {.name = "--until",
+                           .value_name = "TIME",
+                           .target = time_reader(filter.until),
+                           .help = "Up to this time"},
+                          {.name = "--first",
+                           .short_name = "-n",
+                           .value_name = "N",
+                           .target = whole_number_reader(selection.first),
+                           .help = "At most N reports, then stop"},
+                          {.name = "--last",
+                           .value_name = "N",
+                           .target = whole_number_reader(selection.last),
+                           .help = "At most N reports from the end",
+                           .excludes = "--first"},
+                          {.name = "--around",
+                           .value_name = "SEQ|TIME",
+                           .target = around_reader(selection.around),
+                           .help = "The report nearest to that, with 10 before and after"},
+                          {.name = "--context",
+                           .short_name = "-C",
+                           .value_name = "N",
+                           .target = whole_number_reader(selection.context),
+                           .help = "Also the N reports before and after each"},
+                          {.name = "--stats",
+                           .target = &arguments->wants_statistics,
+                           .help = "Print counts, gaps and time span, not the reports",
+                           .excludes = "--format"},
+                          {.name = "--json",
+                           .target = &arguments->statistics_are_json,
+                           .help = "With --stats: print JSON",
+                           .needs = "--stats"},
+                          {.name = "--follow",
+                           .target = &arguments->follow,
+                           .help = "Keep reading as it grows; =name: also what replaces it",
+                           .has_value_or_none = true},
+                          {.name = "--strict",
+                           .target = &arguments->is_strict,
+                           .help = "Exit with 1 if a partial report is at the end"}},
+            .examples = {"qorstat decode dump.bin --category sensor --last 20",
+                         "qorstat decode - --format chrome-trace < dump.bin > trace.json"},
+            .run = [arguments] { return decode(*arguments); }};
 }
 
 } // namespace cli

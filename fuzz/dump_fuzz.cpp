@@ -103,8 +103,10 @@ struct Wish {
             selection.last = input.byte();
         }
         if (flags & 16) {
-            selection.filter.since = input.number();
-            selection.filter.until = input.number();
+            since = input.number();
+            until = input.number();
+            selection.filter.since = cli::FirmwareTime{since};
+            selection.filter.until = cli::FirmwareTime{until};
         }
         if (flags & 32) {
             clock.sync = decoder::time_sync{input.number(), input.number()};
@@ -128,8 +130,7 @@ struct Wish {
                 return false;
             }
         }
-        return report.timestamp() >= selection.filter.since.value_or(0) &&
-               report.timestamp() <= selection.filter.until.value_or(UINT64_MAX);
+        return since <= report.timestamp() && report.timestamp() <= until;
     }
 
     bool is_unfiltered() const { return conditions.empty() && !selection.filter.since && !selection.filter.until; }
@@ -138,6 +139,8 @@ struct Wish {
     bool is_pipe;
     cli::TextStyle style;
     cli::Selection selection;
+    std::uint64_t since = 0;
+    std::uint64_t until = UINT64_MAX;
     std::vector<Condition> conditions;
     decoder::device_clock clock;
 

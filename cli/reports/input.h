@@ -8,6 +8,7 @@
 #include <string>
 
 #include "cli/reports/report_block.h"
+#include "host/error.h"
 
 namespace cli {
 
@@ -47,10 +48,15 @@ public:
      * @param end  of that piece.
      * @throws host::Error: tells what is wrong, and where.
      */
-    [[noreturn]] virtual void fail_after_lost_piece(std::uint64_t end) = 0;
+    [[noreturn]] virtual void fail_after_lost_piece(std::uint64_t end) {
+        throw host::Error(name(), "byte " + std::to_string(end), "the reports before it were lost");
+    }
 
     /** Whether the next piece is read in place: that neither fails nor waits for what others write. */
     virtual bool is_read_in_place() const = 0;
+
+    /** Whether reports bring clocks of their own. */
+    virtual bool has_clocks() const { return false; }
 
     /** Whether `start_at` and `find_backwards` work. */
     virtual bool can_be_read_backwards() const = 0;

@@ -320,6 +320,20 @@ const OwnerName *OwnerNames::subject(std::uint8_t component, std::uint32_t id) c
     return name != nullptr ? name : find(_subjects, id);
 }
 
+std::bitset<256> OwnerNames::categories_with_places() const {
+    std::bitset<256> categories;
+    for (const auto &[key, name] : _components) {
+        categories.set(key >> 32U);
+    }
+    for (const auto &[key, name] : _events) {
+        categories.set(key >> 32U);
+    }
+    for (const auto &[key, name] : _component_events) {
+        categories.set(key >> 40U);
+    }
+    return categories;
+}
+
 std::array<OwnerNames::IdName, 4> OwnerNames::id_names(const _QorProfileReport &report) const {
     const std::uint8_t category_id = report.category_id();
     const std::uint8_t component_id = report.component_id();

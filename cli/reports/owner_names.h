@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <bitset>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -105,6 +106,9 @@ public:
     std::string_view component_name(std::uint8_t category, std::uint8_t component) const;
     std::string_view event_name(std::uint8_t category, std::uint8_t component, std::uint8_t event) const;
     std::string_view type_name(std::uint8_t type) const;
+
+    /** The categories of which a component or an event has a name. */
+    std::bitset<256> categories_with_places() const;
 
     /** The name of one of a report's ids. */
     struct IdName {

@@ -39,6 +39,30 @@ void append_each(text_buffer &out, const ReportBlock &block, const DumpClock &cl
     }
 }
 
+/** Calls the function report by report, with a line before each of the reports that `separators` counts. */
+template <typename AppendOne>
+void append_with(text_buffer &out, const ReportBlock &block, const DumpClock &clock,
+                 const std::vector<std::size_t> &separators, const AppendOne &append_one) {
+    auto separator = separators.begin();
+    for (std::size_t i = 0; i < block.size(); ++i) {
+        if (separator != separators.end() && *separator == i) {
+            out.append("--\n");
+            ++separator;
+        }
+        append_one(out, block.reports[i], block.clocks.empty() ? clock.now() : clock.now_or(block.clocks[i]));
+    }
+}
+
+/** The same, with a line between groups of neighbours. */
+template <void (*append_one)(text_buffer &out, const _QorProfileReport &report, const decoder::device_clock &clock)>
+void append_groups(text_buffer &out, const ReportBlock &block, const DumpClock &clock) {
+    if (block.separators.empty()) {
+        append_each<append_one>(out, block, clock);
+    } else {
+        append_with(out, block, clock, block.separators, append_one);
+    }
+}
+
 /** Appends a row with options. */
 using AppendRow = std::function<void(text_buffer &out, const _QorProfileReport &report,
                                      const decoder::device_clock &clock, const OwnerNames &names)>;
@@ -70,17 +94,19 @@ AppendRow optional_row(const RenderingWish &wish) {
 /** The formats of rows with the owner's names and all bytes. */
 ReportRendering optional_rendering(const RenderingWish &wish) {
     static const OwnerNames kNone;
+    static const std::vector<std::size_t> kNoGroups;
     std::string start;
     if (wish.format == "csv") {
         start = wish.has_raw ? std::string(kCsvHeading.substr(0, kCsvHeading.size() - 2)) + ",raw\r\n"
                              : std::string(kCsvHeading);
     }
-    const auto append = [names = wish.names != nullptr ? wish.names : &kNone, append_row = optional_row(wish)](
-                            text_buffer &out, const ReportBlock &block, const DumpClock &clock) {
-        for (std::size_t i = 0; i < block.size(); ++i) {
-            append_row(out, block.reports[i], block.clocks.empty() ? clock.now() : clock.now_or(block.clocks[i]),
-                       *names);
-        }
+    const auto append = [names = wish.names != nullptr ? wish.names : &kNone, append_row = optional_row(wish),
+                         has_groups = wish.format == "text"](text_buffer &out, const ReportBlock &block,
+                                                             const DumpClock &clock) {
+        const auto append_one = [&](auto &text, const auto &report, const auto &time) {
+            append_row(text, report, time, *names);
+        };
+        append_with(out, block, clock, has_groups ? block.separators : kNoGroups, append_one);
     };
     return {start, append, ""};
 }
@@ -108,7 +134,8 @@ ReportRendering rendering_of(const RenderingWish &wish) {
     if (wish.format == "csv") {
         return {std::string(kCsvHeading), append_each<append_csv_line>, ""};
     }
-    return {"", wish.style.escapes_controls ? append_each<append_escaped_line> : append_each<append_exact_line>, ""};
+    return {"", wish.style.escapes_controls ? append_groups<append_escaped_line> : append_groups<append_exact_line>,
+            ""};
 }
 
 } // namespace cli

@@ -28,7 +28,7 @@ struct ReportPiece {
 
 /**
  * Selected reports, with what else is known of each. A vector besides `reports` is either empty or as long as
- * `reports`.
+ * `reports`, except `separators`.
  */
 struct ReportBlock {
     std::vector<_QorProfileReport> reports;
@@ -36,6 +36,8 @@ struct ReportBlock {
     std::vector<decoder::device_clock> clocks; ///< empty when the input brings no clocks
     std::size_t input = 0;                     ///< the number of the input of all of them, unless there are `inputs`
     std::vector<std::size_t> inputs;           ///< of each report; empty unless several inputs are merged
+    /** The indexes, in ascending order, of reports that begin a group of neighbours and are not the first of all. */
+    std::vector<std::size_t> separators;
 
     std::size_t size() const { return reports.size(); }
     bool empty() const { return reports.empty(); }
@@ -45,6 +47,9 @@ struct ReportBlock {
 
     /** Removes the reports from `size` on; there must be as many. */
     void shrink_to(std::size_t size) {
+        while (!separators.empty() && separators.back() >= size) {
+            separators.pop_back();
+        }
         reports.resize(size);
         offsets.resize(offsets.empty() ? 0 : size);
         clocks.resize(clocks.empty() ? 0 : size);

@@ -2,16 +2,19 @@
 
 #include <algorithm>
 
+#include "host/error.h"
+
 namespace cli {
 
 ReportSource::ReportSource(std::unique_ptr<ReportInput> input, ReportSelector &selector, const SourceOptions &options)
     : _selector(selector), _input(std::move(input)), _options(options) {
-    if (!_options.last) {
-        return;
-    }
-    if (_input->can_be_read_backwards()) {
+    measure_end();
+    measure_times();
+    if (needs_windows()) {
+        open_windows();
+    } else if (_options.last && _input->can_be_read_backwards()) {
         start_at_last(*_options.last);
-    } else {
+    } else if (_options.last) {
         keep_last(*_options.last);
     }
 }
@@ -19,6 +22,9 @@ ReportSource::ReportSource(std::unique_ptr<ReportInput> input, ReportSelector &s
 bool ReportSource::next(ReportBlock &block) {
     block.clear();
     block.input = _options.number;
+    if (_windows) {
+        return next_of_windows(block);
+    }
     give_kept(block);
     // Nobody waits for the reports of a file that is read in place, and full blocks are the faster ones.
     while (!_has_ended && (block.empty() || (_input->is_read_in_place() && block.size() < kBlockReports))) {
@@ -42,7 +48,8 @@ ReportPiece ReportSource::next_in_place(ReportBlock &room) {
 }
 
 bool ReportSource::observe(ReportObserver observer) {
-    if (_kept.size() != 0 && _selector.filter().has_conditions()) {
+    const bool has_read_all = _windows && _options.last;
+    if (has_read_all || (_kept.size() != 0 && _selector.filter().has_conditions())) {
         return false;
     }
     _observer = std::move(observer);
@@ -51,15 +58,14 @@ bool ReportSource::observe(ReportObserver observer) {
 
 std::optional<TrailingBytes> ReportSource::trailing_bytes() const {
     const TrailingBytes trailing = _input->trailing_bytes();
-    return trailing.count != 0 && _selector.wants_more() && !_input->is_cut_short() ? std::optional(trailing)
-                                                                                    : std::nullopt;
+    return trailing.count != 0 && wants_more() && !_input->is_cut_short() ? std::optional(trailing) : std::nullopt;
 }
 
 void ReportSource::start_at_last(std::uint64_t count) {
     // Where fewer pass, the first that passes.
     std::uint64_t found = _input->end_of_reports();
     const auto is_last_wanted = [&](const _QorProfileReport &report, std::uint64_t offset) {
-        if (!_selector.filter().passes(report)) {
+        if (!_selector.filter().passes(report, _limits, _selector.sync())) {
             return false;
         }
         found = offset;
@@ -96,11 +102,11 @@ void ReportSource::give_kept(ReportBlock &block) {
 }
 
 std::optional<ReportPiece> ReportSource::read_piece(std::size_t most_reports) {
-    if (_watcher && _selector.wants_more()) {
+    if (_watcher && wants_more()) {
         _watcher(_input->bytes_read());
     }
     std::optional<ReportPiece> piece;
-    if (_selector.wants_more()) {
+    if (wants_more()) {
         piece = _input->read_next(most_reports);
     }
     _has_ended = !piece;
@@ -121,11 +127,13 @@ void ReportSource::read_selected(ReportBlock &block) {
         _seen.assign(piece->reports.begin(), piece->reports.end());
         piece->reports = _seen;
     }
-    const std::size_t looked_at = _selector.select(*piece, block, _options.with_offsets);
+    begin(*piece);
+    const std::size_t looked_at = _selector.select(*piece, _limits, block, _options.with_offsets);
     if (!_input->keeps_last_piece()) {
         block.shrink_to(before);
         return;
     }
+    _has_begun = _has_begun || piece->count() != 0;
     _selector.count_selected(block.size() - before);
     show(piece->first(looked_at));
 }
@@ -135,10 +143,12 @@ ReportPiece ReportSource::read_in_place(ReportBlock &room) {
     if (!piece) {
         return {};
     }
+    begin(*piece);
+    _has_begun = _has_begun || piece->count() != 0;
     std::size_t looked_at = 0;
     ReportPiece selected = *piece;
     if (_selector.filter().has_conditions()) {
-        looked_at = _selector.select(*piece, room, false);
+        looked_at = _selector.select(*piece, _limits, room, false);
         selected.reports = room.reports;
         selected.clocks = room.clocks;
     } else {
@@ -148,6 +158,111 @@ ReportPiece ReportSource::read_in_place(ReportBlock &room) {
     _selector.count_selected(selected.count());
     show(piece->first(looked_at));
     return selected;
+}
+
+/** Whether the reports go through `_windows`, which also keep the last ones with their clocks, and read forwards. */
+bool ReportSource::needs_windows() const {
+    const TimeNeeds &needs = _selector.needs();
+    return _selector.context() || (_options.last && (needs.first_report || (needs.clock && _input->has_clocks())));
+}
+
+void ReportSource::open_windows() {
+    const WindowKind kind = _selector.around() ? WindowKind::Nearest
+                            : _options.last    ? WindowKind::Last
+                                               : WindowKind::Each;
+    _windows.emplace(kind, _selector.context().value_or(0), _options.last.value_or(0));
+    while (_options.last && !_has_ended) {
+        read_windows();
+    }
+    _last_count = _windows->hit_count();
+}
+
+/** Finds out what times need besides the first report. */
+void ReportSource::measure_end() {
+    const TimeNeeds &needs = _selector.needs();
+    if (needs.clock && !_selector.sync() && !_input->has_clocks()) {
+        throw host::Error(_input->name(), "",
+                          "a date and time of day needs the clock of the reports: give --time-sync or --live");
+    }
+    if (!needs.last_report) {
+        return;
+    }
+    if (!_input->can_be_read_backwards()) {
+        throw host::Error(_input->name(), "",
+                          "a time from the end, such as -10m, needs a file: a pipe cannot be read backwards");
+    }
+    _input->find_backwards([this](const _QorProfileReport &report, std::uint64_t) {
+        _origins.last = report.timestamp();
+        return true;
+    });
+}
+
+void ReportSource::measure_times() {
+    _limits = _selector.filter().limits_in(_origins);
+    if (_selector.around()) {
+        _around = around_in(*_selector.around(), _origins);
+    }
+}
+
+/** Measures the times that count from the first report, unless that was in a piece before. */
+void ReportSource::begin(const ReportPiece &piece) {
+    if (!_has_begun && _selector.needs().first_report && piece.count() != 0) {
+        _origins.first = piece.report(0).timestamp();
+        measure_times();
+    }
+}
+
+bool ReportSource::wants_more() const {
+    if (!_windows) {
+        return _selector.wants_more();
+    }
+    return (_selector.wants_more() || _windows->shows_next()) && !_windows->is_settled();
+}
+
+bool ReportSource::next_of_windows(ReportBlock &block) {
+    while (!_has_ended &&
+           (_windows->ready() == 0 || (_input->is_read_in_place() && _windows->ready() < kBlockReports))) {
+        read_windows();
+    }
+    for (const std::size_t start : _windows->give(block, kBlockReports, _options.with_offsets)) {
+        if (!_selector.begin_group() && _selector.context()) {
+            block.separators.push_back(start);
+        }
+    }
+    return !block.empty();
+}
+
+void ReportSource::read_windows() {
+    std::optional<ReportPiece> piece = read_piece(kBlockReports);
+    if (piece) {
+        // The copy does not change after it has been found intact.
+        _seen.assign(piece->reports.begin(), piece->reports.end());
+        piece->reports = _seen;
+        if (!_input->keeps_last_piece()) {
+            return;
+        }
+        begin(*piece);
+        _has_begun = _has_begun || piece->count() != 0;
+        std::size_t looked_at = 0;
+        for (; looked_at < piece->count() && wants_more(); ++looked_at) {
+            add_to_windows(*piece, looked_at);
+        }
+        show(piece->first(looked_at));
+        _has_ended = !wants_more();
+    }
+    if (_has_ended) {
+        _windows->end();
+    }
+}
+
+void ReportSource::add_to_windows(const ReportPiece &piece, std::size_t index) {
+    const std::optional<decoder::time_sync> &sync = _selector.sync_of(piece, index);
+    std::optional<std::uint64_t> distance;
+    if (_selector.wants_more() && _selector.filter().passes(piece.report(index), _limits, sync)) {
+        distance = _around ? distance_from(*_around, piece.report(index), sync) : 0;
+        _selector.count_selected(1);
+    }
+    _windows->add(piece, index, distance);
 }
 
 /** What used a piece in place cannot take it back. */

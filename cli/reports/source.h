@@ -11,9 +11,12 @@
 #include <utility>
 #include <vector>
 
+#include "cli/reports/around.h"
 #include "cli/reports/input.h"
 #include "cli/reports/report_block.h"
+#include "cli/reports/report_windows.h"
 #include "cli/reports/selection.h"
+#include "cli/reports/time_limits.h"
 #include "qor/report.h"
 
 namespace cli {
@@ -83,6 +86,15 @@ public:
     const ReportInput &input() const { return *_input; }
 
 private:
+    bool needs_windows() const;
+    void open_windows();
+    void measure_end();
+    void measure_times();
+    void begin(const ReportPiece &piece);
+    bool wants_more() const;
+    bool next_of_windows(ReportBlock &block);
+    void read_windows();
+    void add_to_windows(const ReportPiece &piece, std::size_t index);
     void start_at_last(std::uint64_t count);
     void keep_last(std::uint64_t count);
     void give_kept(ReportBlock &block);
@@ -97,10 +109,16 @@ private:
     SourceOptions _options;
     ReportObserver _observer;
     ReadingWatcher _watcher;
-    std::vector<_QorProfileReport> _seen; ///< a copy for the observer
+    std::vector<_QorProfileReport> _seen; ///< a copy of a piece that does not change any more
     LastReports _kept{0};                 ///< of an input that cannot be read backwards
     std::uint64_t _last_count = 0;
     bool _has_ended = false;
+
+    TimeOrigins _origins;
+    TimeLimits _limits;
+    std::optional<AroundInInput> _around;
+    std::optional<ReportWindows> _windows; ///< when more than the chosen reports is kept or shown
+    bool _has_begun = false;               ///< the first report has been seen
 };
 
 } // namespace cli

@@ -170,6 +170,34 @@ TEST(OwnersNamesTest, TheExampleNamesTheExampleDumpsInEveryForm) {
     EXPECT_FALSE(find(statistics["events"], "event", "power-state").is_null());
 }
 
+/** The sequence numbers of the reports that pass. */
+std::vector<int> chosen(const std::string &dump, std::vector<std::string> options) {
+    options.insert(options.begin(), {"decode", "-", "--format", "jsonl"});
+    std::vector<int> numbers;
+    for (const std::string &line : split_lines(output_of(options, dump))) {
+        numbers.push_back(json::parse(line)["sequence_num"]);
+    }
+    return numbers;
+}
+
+TEST(OwnersNamesTest, ReportsAreChosenByThem) {
+    const TemporaryFolder folder;
+    const std::string names =
+        folder.file("names.toml", "[category]\n42 = \"radio\"\n[type]\n13 = \"request\"\n[component.radio]\n1 = "
+                                  "\"tuner\"\n[event_of.11.1]\n2 = \"tuned\"\n[component.control]\n1 = \"tuner\"");
+    const std::string dump = report({42, 1, 2, 13}, 1, 1) + report({42, 2, 2, 3}, 2, 2) + report({11, 1, 2, 3}, 3, 3) +
+                             report({201, 1, 2, 3}, 4, 4) + report({8, 1, 2, 3}, 5, 5);
+
+    EXPECT_EQ(chosen(dump, {"--names", names, "--category", "radio"}), (std::vector<int>{1, 2}));
+    EXPECT_EQ(chosen(dump, {"--names", names, "--component", "tuner"}), (std::vector<int>{1, 5}));
+    EXPECT_EQ(chosen(dump, {"--names", names, "--not-component", "tuner"}), (std::vector<int>{2, 3, 4}));
+    EXPECT_EQ(chosen(dump, {"--names", names, "--event", "tuned"}), (std::vector<int>{3}));
+    EXPECT_EQ(chosen(dump, {"--names", names, "--event", "2"}), (std::vector<int>{1, 2, 3, 4, 5}));
+    EXPECT_EQ(chosen(dump, {"--names", names, "--type", "request"}), (std::vector<int>{1}));
+    const Outcome unnamed = qorstat({"decode", "-", "--type", "request"});
+    EXPECT_EQ(unnamed.exit_code, 2);
+}
+
 TEST(OwnersNamesTest, HostileNamesLeaveEveryFormWhole) {
     const TemporaryFolder folder;
     const std::string hostile = R"(\u2028 \"],}\\ <b> \uFEFF,)";

@@ -69,8 +69,8 @@ TEST(ReportSelectorTest, NoneAreWantedOfTheFirstZero) {
 
 TEST(ReportSelectorTest, TimesAreIncluded) {
     Selection selection;
-    selection.filter.since = 100;
-    selection.filter.until = 200;
+    selection.filter.since = cli::FirmwareTime{100};
+    selection.filter.until = cli::FirmwareTime{200};
     ReportSelector selector(selection);
 
     std::vector<std::uint64_t> times;
