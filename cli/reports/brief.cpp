@@ -118,6 +118,7 @@ char *put_text(char *out, std::string_view text) {
 /** The fields of a payload, each behind a blank: its name, "=" and its value. */
 struct BriefFields {
     const _QorProfileReport &report;
+    const OwnerNames &names;
 
     template <typename Field>
     static constexpr std::size_t kRoom = [] {
@@ -127,7 +128,7 @@ struct BriefFields {
         return Field::row.name.size() + 4 +
                (kHow == How::Text ? escaped_room(Field::row.size)
                 : kIsBytes        ? 2 * Field::row.size
-                                  : std::max<std::size_t>(kNumber, decoder::short_text::kCapacity));
+                                  : std::max({kNumber, decoder::short_text::kCapacity, OwnerName::kBytesAtMost}));
     }();
 
     template <typename Field, typename Value>
@@ -152,7 +153,16 @@ private:
     }
 
     template <typename Field>
-    static char *put_value(char *out, decoder::number_value value) {
+    static char *put_name(char *out, std::string_view name) {
+        return std::copy(name.begin(), name.end(), put_key<Field>(out));
+    }
+
+    template <typename Field>
+    char *put_value(char *out, decoder::number_value value) const {
+        static constexpr std::size_t kNumber = field_number(Field::layout, Field::row.name);
+        if (const OwnerName *name = names.value(kNumber, value.number)) {
+            return put_name<Field>(out, name->plain);
+        }
         return value.number == 0 ? out : decoder::put_decimal(put_key<Field>(out), value.number);
     }
 
@@ -172,12 +182,14 @@ private:
     }
 
     template <typename Field>
-    static char *put_value(char *out, const decoder::name_value &value) {
+    char *put_value(char *out, const decoder::name_value &value) const {
         if (const decoder::short_text *name = value.names.find(value.id)) {
-            const std::string_view text = decoder::strip_apostrophes(*name);
-            return std::copy(text.begin(), text.end(), put_key<Field>(out));
+            return put_name<Field>(out, decoder::strip_apostrophes(*name));
         }
-        return put_value<Field>(out, decoder::number_value{value.id});
+        if (const OwnerName *name = names.subject(report.component_id(), value.id)) {
+            return put_name<Field>(out, name->plain);
+        }
+        return value.id == 0 ? out : decoder::put_decimal(put_key<Field>(out), value.id);
     }
 
     template <typename Field>
@@ -220,9 +232,11 @@ bool says_nothing_new(std::string_view type, std::string_view place) {
     return true;
 }
 
-char *put_type(char *out, const _QorProfileReport &report, std::string_view place, bool has_layout) {
-    const std::string_view type = decoder::type_name(report.type_id());
-    const bool has_name = decoder::kTypeTable.find(report.type_id()) != nullptr;
+char *put_type(char *out, const _QorProfileReport &report, const OwnerNames &names, std::string_view place,
+               bool has_layout) {
+    const std::string_view type = names.type_name(report.type_id());
+    const bool has_name =
+        decoder::kTypeTable.find(report.type_id()) != nullptr || names.type(report.type_id()) != nullptr;
     if (type == kUsualType || (has_name ? says_nothing_new(type, place) : has_layout)) {
         return out;
     }
@@ -231,12 +245,12 @@ char *put_type(char *out, const _QorProfileReport &report, std::string_view plac
 }
 
 /** Category, component and event. */
-char *put_place(char *out, const _QorProfileReport &report) {
+char *put_place(char *out, const _QorProfileReport &report, const OwnerNames &names) {
     const auto put_name = [](char *at, std::string_view name) { return std::copy(name.begin(), name.end(), at); };
     const std::uint8_t category = report.category_id();
-    out = put_name(out, decoder::category_name(category));
-    out = put_name(put_literal(out, "."), decoder::component_name(category, report.component_id()));
-    return put_name(put_literal(out, "."), decoder::event_name(category, report.component_id(), report.event_id()));
+    out = put_name(out, names.category_name(category));
+    out = put_name(put_literal(out, "."), names.component_name(category, report.component_id()));
+    return put_name(put_literal(out, "."), names.event_name(category, report.component_id(), report.event_id()));
 }
 
 /** Writes the sign, the seconds, their fraction and the unit. Needs room for 32 characters. */
@@ -267,7 +281,13 @@ char *put_time(char *out, std::uint64_t timestamp, const decoder::device_clock &
 }
 
 /** The room for everything but the fields: the time, the place and its blanks, and the type or the raw bytes. */
-constexpr std::size_t kRoomAroundFields = 64 + 3 * decoder::short_text::kCapacity + kPlaceWidth + 128;
+constexpr std::size_t kRoomAroundFields = 64 + 4 * OwnerName::kBytesAtMost + kPlaceWidth + 128;
+static_assert(decoder::short_text::kCapacity <= OwnerName::kBytesAtMost);
+
+const OwnerNames &no_names() {
+    static const OwnerNames names;
+    return names;
+}
 
 /** A line without its newline, and where its place stands in it. */
 struct Line {
@@ -276,17 +296,19 @@ struct Line {
     std::size_t place_begin;
     std::size_t place_end;
 
-    Line(const _QorProfileReport &report, const decoder::device_clock &clock, std::uint64_t since) {
+    Line(const _QorProfileReport &report, const OwnerNames &names, const decoder::device_clock &clock,
+         std::uint64_t since) {
         char *const begin = characters.data();
         char *const place = put_literal(put_time(begin, report.timestamp(), clock, since), "  ");
-        char *const end_of_place = put_place(place, report);
-        const std::size_t length = static_cast<std::size_t>(end_of_place - place);
-        char *const fields = std::fill_n(end_of_place, length < kPlaceWidth ? kPlaceWidth - length : 0, ' ');
+        char *const end_of_place = put_place(place, report, names);
+        const std::string_view place_text(place, static_cast<std::size_t>(end_of_place - place));
+        const std::size_t width = display_width(place_text);
+        char *const fields = std::fill_n(end_of_place, width < kPlaceWidth ? kPlaceWidth - width : 0, ' ');
         const std::size_t payload = decoder::payload_index(report);
         const bool has_layout = !decoder::kPayloads[payload][0]->fields.empty();
-        char *end = put_type(fields, report, {place, length}, has_layout);
-        end =
-            has_layout ? decoder::put_payload_fields(end, report, payload, BriefFields{report}) : put_raw(end, report);
+        char *end = put_type(fields, report, names, place_text, has_layout);
+        end = has_layout ? decoder::put_payload_fields(end, report, payload, BriefFields{report, names})
+                         : put_raw(end, report);
         size = static_cast<std::size_t>((end == fields ? end_of_place : end) - begin);
         place_begin = static_cast<std::size_t>(place - begin);
         place_end = static_cast<std::size_t>(end_of_place - begin);
@@ -297,11 +319,12 @@ struct Line {
 
 } // namespace
 
-BriefLines::BriefLines(const TextStyle &style) : _style(style), _cut_mark(style.shows_blocks ? "…" : "...") {}
+BriefLines::BriefLines(const TextStyle &style, const OwnerNames *names)
+    : _style(style), _names(names != nullptr ? *names : no_names()), _cut_mark(style.shows_blocks ? "…" : "...") {}
 
 void BriefLines::append(text_buffer &out, const _QorProfileReport &report, const decoder::device_clock &clock,
                         std::uint64_t since) const {
-    const Line line(report, clock, since);
+    const Line line(report, _names, clock, since);
     if (!_style.escapes_controls) {
         out.append(line.text());
         out.append("\n");

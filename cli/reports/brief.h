@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "cli/reports/owner_names.h"
 #include "cli/terminal/text_style.h"
 #include "decoder/device_clock.h"
 #include "decoder/text_stream.h"
@@ -29,8 +30,11 @@ namespace cli {
  */
 class BriefLines {
 public:
-    /** On a terminal, lines are cut at its width and places have the colours of their categories. */
-    explicit BriefLines(const TextStyle &style);
+    /**
+     * On a terminal, lines are cut at its width and places have the colours of their categories.
+     * @param names  the owner's, which stand in place of numbers; null for none. Must outlive the object.
+     */
+    explicit BriefLines(const TextStyle &style, const OwnerNames *names = nullptr);
 
     /**
      * Appends the line of a report, with its newline.
@@ -43,6 +47,7 @@ public:
 
 private:
     TextStyle _style;
+    const OwnerNames &_names;
     std::string_view _cut_mark;
 };
 

@@ -8,6 +8,7 @@
 #include "cli/reports/brief.h"
 #include "cli/reports/csv.h"
 #include "cli/reports/json.h"
+#include "cli/reports/named_line.h"
 #include "cli/reports/trace.h"
 #include "decoder/report_line.h"
 #include "host/count_text.h"
@@ -45,8 +46,18 @@ void append_each(text_buffer &out, const ReportBlock &block, const DumpClock &cl
 
 constexpr std::string_view kSeparator = "--\n";
 
-bool begins_group(const ReportBlock &block, std::size_t index) {
-    return std::binary_search(block.separators.begin(), block.separators.end(), index);
+/** Calls the function report by report, with a line before each of the reports that `separators` counts. */
+template <typename AppendOne>
+void append_with(text_buffer &out, const ReportBlock &block, const DumpClock &clock,
+                 const std::vector<std::size_t> &separators, const AppendOne &append_one) {
+    auto separator = separators.begin();
+    for (std::size_t i = 0; i < block.size(); ++i) {
+        if (separator != separators.end() && *separator == i) {
+            out.append(kSeparator);
+            ++separator;
+        }
+        append_one(out, block.reports[i], block.clocks.empty() ? clock.now() : clock.now_or(block.clocks[i]));
+    }
 }
 
 /** The same, with a line between groups of neighbours. */
@@ -54,12 +65,61 @@ template <void (*append_one)(text_buffer &out, const _QorProfileReport &report, 
 void append_groups(text_buffer &out, const ReportBlock &block, const DumpClock &clock) {
     if (block.separators.empty()) {
         append_each<append_one>(out, block, clock);
-        return;
+    } else {
+        append_with(out, block, clock, block.separators, append_one);
     }
-    for (std::size_t i = 0; i < block.size(); ++i) {
-        out.append(begins_group(block, i) ? kSeparator : "");
-        append_one(out, block.reports[i], block.clocks.empty() ? clock.now() : clock.now_or(block.clocks[i]));
+}
+
+/** Appends a row with options. */
+using AppendRow = std::function<void(text_buffer &out, const _QorProfileReport &report,
+                                     const decoder::device_clock &clock, const OwnerNames &names)>;
+
+AppendRow optional_row(const RenderingWish &wish) {
+    if (wish.format == "jsonl") {
+        return [has_raw = wish.has_raw](auto &out, const auto &report, const auto &clock, const auto &names) {
+            append_json_line(out, report, clock, names, has_raw);
+        };
     }
+    if (wish.format == "csv") {
+        return [has_raw = wish.has_raw](auto &out, const auto &report, const auto &clock, const auto &names) {
+            append_csv_line(out, report, clock, names, has_raw);
+        };
+    }
+    return
+        [escapes = wish.style.escapes_controls](auto &out, const auto &report, const auto &clock, const auto &names) {
+            if (!escapes) {
+                append_named_line(out, report, clock, names);
+            } else {
+                text_buffer line;
+                append_named_line(line, report, clock, names);
+                out.append(escape_controls(line.text()));
+            }
+            out.append("\n");
+        };
+}
+
+/** The formats of rows with the owner's names and all bytes. */
+ReportRendering optional_rendering(const RenderingWish &wish) {
+    static const OwnerNames kNone;
+    static const std::vector<std::size_t> kNoGroups;
+    std::string start;
+    if (wish.format == "csv") {
+        start = wish.has_raw ? std::string(kCsvHeading.substr(0, kCsvHeading.size() - 2)) + ",raw\r\n"
+                             : std::string(kCsvHeading);
+    }
+    const auto append = [names = wish.names != nullptr ? wish.names : &kNone, append_row = optional_row(wish),
+                         has_groups = wish.format == "text"](text_buffer &out, const ReportBlock &block,
+                                                             const DumpClock &clock) {
+        const auto append_one = [&](auto &text, const auto &report, const auto &time) {
+            append_row(text, report, time, *names);
+        };
+        append_with(out, block, clock, has_groups ? block.separators : kNoGroups, append_one);
+    };
+    return {start, append, ""};
+}
+
+bool begins_group(const ReportBlock &block, std::size_t index) {
+    return std::binary_search(block.separators.begin(), block.separators.end(), index);
 }
 
 /** Calls the functions for each report: with its index, with each mark before it, and with its index again. */
@@ -79,7 +139,7 @@ void for_each_with_marks(const ReportBlock &block, const Begin &begin, const See
 /** Times count from the first report of each input, and anew from each restart. */
 class BriefRendering {
 public:
-    explicit BriefRendering(const TextStyle &style) : _lines(style) {}
+    BriefRendering(const TextStyle &style, const OwnerNames *names) : _lines(style, names) {}
 
     void append(text_buffer &out, const ReportBlock &block, const DumpClock &clock) {
         for_each_with_marks(
@@ -123,26 +183,29 @@ bool shows_marks(const std::string &format) { return format == "brief" || format
 
 ReportRendering rendering_of(const RenderingWish &wish) {
     if (wish.format == "brief") {
-        const auto lines = std::make_shared<BriefRendering>(wish.style);
+        const auto lines = std::make_shared<BriefRendering>(wish.style, wish.names);
         const auto append = [lines](text_buffer &out, const ReportBlock &block, const DumpClock &clock) {
             lines->append(out, block, clock);
         };
         return {.start = "", .append = append, .end = "", .depends_on_order = true, .is_styled = true};
     }
-    if (wish.format == "jsonl") {
-        return {"", append_each<append_json_line>, ""};
-    }
-    if (wish.format == "csv") {
-        return {std::string(kCsvHeading), append_each<append_csv_line>, ""};
-    }
     if (wish.format == "chrome-trace") {
-        const auto events = std::make_shared<TraceEvents>();
+        const auto events = std::make_shared<TraceEvents>(wish.names);
         const auto append = [events](text_buffer &out, const ReportBlock &block, const DumpClock &) {
             for_each_with_marks(
                 block, [](std::size_t) {}, [&](const Mark &mark) { events->append_mark(out, mark); },
                 [&](std::size_t index) { events->append(out, block.reports[index]); });
         };
         return {.start = trace_start(), .append = append, .end = trace_end(), .depends_on_order = true};
+    }
+    if (wish.names != nullptr || wish.has_raw) {
+        return optional_rendering(wish);
+    }
+    if (wish.format == "jsonl") {
+        return {"", append_each<append_json_line>, ""};
+    }
+    if (wish.format == "csv") {
+        return {std::string(kCsvHeading), append_each<append_csv_line>, ""};
     }
     return {"", wish.style.escapes_controls ? append_groups<append_escaped_line> : append_groups<append_exact_line>,
             ""};
