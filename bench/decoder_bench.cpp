@@ -83,9 +83,11 @@ void write_form(benchmark::State &state, const char *form, const decoder::device
     static text_buffer buffer;
     const decoder::unchanging_zone zone;
     const cli::DumpClock fixed_clock(clock);
+    cli::ReportBlock block;
+    block.reports.assign(&report_at(0), &report_at(0) + kReports);
     const auto write_all_reports = [&] {
         buffer.clear();
-        cli::rendering_of(form, {}).append(buffer, {&report_at(0), kReports}, fixed_clock);
+        cli::rendering_of({.format = form}).append(buffer, block, fixed_clock);
     };
     write_all_reports(); // grows the buffer and maps its pages
     for ([[maybe_unused]] auto round : state) {

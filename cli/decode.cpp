@@ -7,14 +7,15 @@
 #include <unistd.h>
 
 #include "cli/arguments/invalid_value.h"
+#include "cli/arguments/time_text.h"
 #include "cli/arguments/whole_number.h"
 #include "cli/arguments/words.h"
 #include "cli/arguments/wrong_use.h"
 #include "cli/reports/clock.h"
 #include "cli/reports/ordered_workers.h"
 #include "cli/reports/rendering.h"
-#include "cli/reports/source.h"
 #include "cli/reports/statistics.h"
+#include "cli/reports/stream.h"
 #include "cli/terminal/input.h"
 #include "cli/terminal/output.h"
 #include "cli/terminal/progress_bar.h"
@@ -38,24 +39,21 @@ struct DecodeArguments {
     bool is_strict = false;
 };
 
-/** Reports trailing bytes. They are a failure only with `--strict`. @return the exit code. */
-int report_trailing_bytes(const ReportSource &source, bool is_strict) {
-    const std::optional<TrailingBytes> trailing = source.trailing_bytes();
-    if (!trailing) {
-        return kExitOk;
+/** Reports trailing bytes. They are a failure only with `--strict`. */
+void report_trailing_bytes(const ReportStream &stream) {
+    for (const auto &[input, bytes] : stream.trailing()) {
+        print_message("qorstat: " + stream.name_of(input) + ": byte " + std::to_string(bytes.offset) + ": " +
+                      host::count_text(bytes.count, "trailing byte is", "trailing bytes are") + " not a whole report");
     }
-    print_message("qorstat: " + source.name() + ": byte " + std::to_string(trailing->offset) + ": " +
-                  host::count_text(trailing->count, "trailing byte is", "trailing bytes are") + " not a whole report");
-    return is_strict ? kExitFailed : kExitOk;
 }
 
 /** The total of the progress bar; 0, for no bar, when the file is followed and its end is unknown. */
-std::uint64_t bytes_to_read(const ReportSource &source, const DecodeArguments &arguments) {
-    return arguments.selection.follow != Follow::Nothing ? 0 : source.file_size();
+std::uint64_t bytes_to_read(const ReportStream &stream, const DecodeArguments &arguments) {
+    return arguments.selection.follow != Follow::Nothing ? 0 : stream.size();
 }
 
 /** The watcher keeps references to `progress` and `output`. */
-ReportSource::Watcher make_watcher(ProgressBar &progress, const Output &output, const DecodeArguments &arguments) {
+ReadingWatcher make_watcher(ProgressBar &progress, const Output &output, const DecodeArguments &arguments) {
     return [&progress, &output, follows = arguments.selection.follow != Follow::Nothing](std::uint64_t bytes_read) {
         progress.show(bytes_read);
         if (follows) {
@@ -65,17 +63,17 @@ ReportSource::Watcher make_watcher(ProgressBar &progress, const Output &output, 
     };
 }
 
-void write_reports(ReportSource &source, const DecodeArguments &arguments, const DumpClock &clock) {
+void write_reports(ReportStream &stream, const DecodeArguments &arguments, const DumpClock &clock) {
     Output output = standard_output();
     // On a terminal the lines themselves show the progress.
-    ProgressBar progress(isatty(STDOUT_FILENO) == 1 ? 0 : bytes_to_read(source, arguments));
-    source.watch(make_watcher(progress, output, arguments));
-    const ReportRendering rendering = rendering_of(arguments.format, output.style());
+    ProgressBar progress(isatty(STDOUT_FILENO) == 1 ? 0 : bytes_to_read(stream, arguments));
+    stream.watch(make_watcher(progress, output, arguments));
+    const ReportRendering rendering = rendering_of({.format = arguments.format, .style = output.style()});
     output.write(rendering.start);
-    const BlockSteps steps{[&](Block &block) { return source.next(block.reports); },
+    const BlockSteps steps{[&](Block &block) { return stream.next(block); },
                            [&](Block &block) {
                                const decoder::unchanging_zone zone; // set before the first report
-                               rendering.append(block.text, block.reports, clock);
+                               rendering.append(block.text, block, clock);
                            },
                            [&](const Block &block) {
                                const std::string_view text = block.text.text();
@@ -86,22 +84,24 @@ void write_reports(ReportSource &source, const DecodeArguments &arguments, const
     output.flush();
 }
 
-void count_reports(ReportSource &source, const DecodeArguments &arguments, const Output &output,
+void count_reports(ReportStream &stream, const DecodeArguments &arguments, const Output &output,
                    DumpStatistics &statistics) {
-    ProgressBar progress(bytes_to_read(source, arguments));
-    source.watch(make_watcher(progress, output, arguments));
-    std::vector<_QorProfileReport> room;
-    for (auto reports = source.next_in_place(room); !reports.empty(); reports = source.next_in_place(room)) {
-        statistics.count(reports);
+    ProgressBar progress(bytes_to_read(stream, arguments));
+    stream.watch(make_watcher(progress, output, arguments));
+    ReportBlock room;
+    for (ReportPiece piece = stream.next_in_place(room); piece.count() != 0; piece = stream.next_in_place(room)) {
+        statistics.count(piece.reports);
     }
 }
 
-void write_statistics(ReportSource &source, const DecodeArguments &arguments, const DumpClock &clock) {
+void write_statistics(ReportStream &stream, const DecodeArguments &arguments, const DumpClock &clock) {
     SequenceWatch sequence;
     DumpStatistics statistics;
-    source.observe([&](const ReportPiece &piece) { sequence.see(piece.reports, piece.offset); });
+    if (!stream.observe([&](const ReportPiece &piece) { sequence.see(piece.reports, piece.offset); })) {
+        throw WrongUse("--stats with --last and a filter needs a file: a pipe cannot be read backwards");
+    }
     Output output = standard_output();
-    count_reports(source, arguments, output, statistics);
+    count_reports(stream, arguments, output, statistics);
     output.write(arguments.statistics_are_json ? statistics.json(sequence, clock.now())
                                                : statistics.text(sequence, clock.now()));
     output.flush();
@@ -130,7 +130,17 @@ Follow follow_of(const DecodeArguments &arguments) {
     return Follow::Name;
 }
 
+/** Statistics count the reports that are chosen, so there is nothing around them. */
+void require_no_context(const DecodeArguments &arguments) {
+    if (arguments.selection.around || arguments.selection.context) {
+        throw WrongUse(std::string("--stats excludes ") + (arguments.selection.around ? "--around" : "--context"));
+    }
+}
+
 int decode(DecodeArguments &arguments) {
+    if (arguments.wants_statistics) {
+        require_no_context(arguments);
+    }
     arguments.selection.follow = follow_of(arguments);
     if (arguments.time_zone) {
         enter_time_zone(*arguments.time_zone);
@@ -138,14 +148,16 @@ int decode(DecodeArguments &arguments) {
         warn_of_unknown_zone();
     }
     const DumpClock clock(arguments.clock);
-    ReportSource source(arguments.file, arguments.selection);
-    (arguments.wants_statistics ? write_statistics : write_reports)(source, arguments, clock);
-    return report_trailing_bytes(source, arguments.is_strict);
+    arguments.selection.sync = clock.now().sync;
+    ReportStream stream({arguments.file}, {.selection = arguments.selection});
+    (arguments.wants_statistics ? write_statistics : write_reports)(stream, arguments, clock);
+    report_trailing_bytes(stream);
+    return stream.has_failed() || (arguments.is_strict && !stream.trailing().empty()) ? kExitFailed : kExitOk;
 }
 
 /** One of the filters by name. */
 Argument name_filter(const char *option, std::vector<std::string> &words, const char *help) {
-    return {.name = option, .value_name = "NAME|ID", .target = &words, .help = help, .is_repeated = true};
+    return {.name = option, .value_name = "NAMES", .target = &words, .help = help, .is_repeated = true};
 }
 
 } // namespace
@@ -155,72 +167,86 @@ Verb declare_decode() {
     ClockWords &clock = arguments->clock;
     Selection &selection = arguments->selection;
     FilterWords &filter = selection.filter;
-    return {
-        .arguments = {{.name = "FILE",
-                       .target = &arguments->file,
-                       .help = "Reports end to end; - is standard input",
-                       .is_required = true},
-                      {.name = "--live",
-                       .value_name = "DEVICE.toml",
-                       .target = &clock.live_description,
-                       .help = "Read the clock of this device for every report"},
-                      {.name = "--time-sync",
-                       .value_name = "SYNC",
-                       .target = &clock.time_sync,
-                       .help = "Both clocks at one instant: qor=NS,calendar=NS",
-                       .excludes = "--live"},
-                      {.name = "--boot-time",
-                       .value_name = "TIME",
-                       .target = whole_number_reader(clock.boot_time),
-                       .help = "Microseconds since the epoch",
-                       .excludes = "--live"},
-                      {.name = "--time-zone",
-                       .value_name = "NAME",
-                       .target = &arguments->time_zone,
-                       .help = "Time zone of wall-clock times; default: local"},
-                      {.name = "--format",
-                       .value_name = "FORM",
-                       .target = word_reader(arguments->format, kFormats),
-                       .help = "text (default), jsonl, csv, chrome-trace"},
-                      name_filter("--category", filter.categories, "Only this category; these four may be repeated"),
-                      name_filter("--component", filter.components, "Only this component"),
-                      name_filter("--event", filter.events, "Only this event"),
-                      name_filter("--type", filter.types, "Only this type"),
-                      {.name = "--since",
-                       .value_name = "TIME",
-                       .target = whole_number_reader(filter.since),
-                       .help = "From this firmware time, in microseconds"},
-                      {.name = "--until",
-                       .value_name = "TIME",
-                       .target = whole_number_reader(filter.until),
-                       .help = "Up to this firmware time"},
-                      {.name = "--first",
-                       .value_name = "N",
-                       .target = whole_number_reader(selection.first),
-                       .help = "At most N reports, then stop"},
-                      {.name = "--last",
-                       .value_name = "N",
-                       .target = whole_number_reader(selection.last),
-                       .help = "At most N reports from the end",
-                       .excludes = "--first"},
-                      {.name = "--stats",
-                       .target = &arguments->wants_statistics,
-                       .help = "Print counts, gaps and time span, not the reports",
-                       .excludes = "--format"},
-                      {.name = "--json",
-                       .target = &arguments->statistics_are_json,
-                       .help = "With --stats: print JSON",
-                       .needs = "--stats"},
-                      {.name = "--follow",
-                       .target = &arguments->follow,
-                       .help = "Keep reading as it grows; =name: also what replaces it",
-                       .has_value_or_none = true},
-                      {.name = "--strict",
-                       .target = &arguments->is_strict,
-                       .help = "Exit with 1 if a partial report is at the end"}},
-        .examples = {"qorstat decode dump.bin --category sensor --last 20",
-                     "qorstat decode - --format chrome-trace < dump.bin > trace.json"},
-        .run = [arguments] { return decode(*arguments); }};
+    return {.arguments = {{.name = "FILE",
+                           .target = &arguments->file,
+                           .help = "Reports end to end; - is standard input",
+                           .is_required = true},
+                          {.name = "--live",
+                           .value_name = "DEVICE.toml",
+                           .target = &clock.live_description,
+                           .help = "Read the clock of this device for every report"},
+                          {.name = "--time-sync",
+                           .value_name = "SYNC",
+                           .target = &clock.time_sync,
+                           .help = "Both clocks at one instant: qor=TIME,calendar=TIME",
+                           .excludes = "--live"},
+                          {.name = "--boot-time",
+                           .value_name = "TIME",
+                           .target = boot_time_reader(clock.boot_time),
+                           .help = "When the host booted: a date and time, or microseconds",
+                           .excludes = "--live"},
+                          {.name = "--time-zone",
+                           .value_name = "NAME",
+                           .target = &arguments->time_zone,
+                           .help = "Time zone of wall-clock times; default: local"},
+                          {.name = "--format",
+                           .short_name = "-f",
+                           .value_name = "FORM",
+                           .target = word_reader(arguments->format, kFormats),
+                           .help = "text (default), jsonl, csv, chrome-trace"},
+                          name_filter("--category", filter.categories, "Only these, such as sensor,wake or 2,0x0b"),
+                          name_filter("--not-category", filter.unwanted_categories, "All but these categories"),
+                          name_filter("--component", filter.components, "Only these components"),
+                          name_filter("--not-component", filter.unwanted_components, "All but these components"),
+                          name_filter("--event", filter.events, "Only these events"),
+                          name_filter("--not-event", filter.unwanted_events, "All but these events"),
+                          name_filter("--type", filter.types, "Only these types"),
+                          name_filter("--not-type", filter.unwanted_types, "All but these types"),
+                          {.name = "--since",
+                           .value_name = "TIME",
+                           .target = time_reader(filter.since),
+                           .help = "From this time on: 7200.5s, +500ms, -10m, a date, .."},
+                          {.name = "--until",
+                           .value_name = "TIME",
+                           .target = time_reader(filter.until),
+                           .help = "Up to this time"},
+                          {.name = "--first",
+                           .short_name = "-n",
+                           .value_name = "N",
+                           .target = whole_number_reader(selection.first),
+                           .help = "At most N reports, then stop"},
+                          {.name = "--last",
+                           .value_name = "N",
+                           .target = whole_number_reader(selection.last),
+                           .help = "At most N reports from the end",
+                           .excludes = "--first"},
+                          {.name = "--around",
+                           .value_name = "SEQ|TIME",
+                           .target = around_reader(selection.around),
+                           .help = "The report nearest to that, with 10 before and after"},
+                          {.name = "--context",
+                           .short_name = "-C",
+                           .value_name = "N",
+                           .target = whole_number_reader(selection.context),
+                           .help = "Also the N reports before and after each"},
+                          {.name = "--stats",
+                           .target = &arguments->wants_statistics,
+                           .help = "Print counts, gaps and time span, not the reports",
+                           .excludes = "--format"},
+                          {.name = "--json",
+                           .target = &arguments->statistics_are_json,
+                           .help = "With --stats: print JSON",
+                           .needs = "--stats"},
+                          {.name = "--follow",
+                           .target = &arguments->follow,
+                           .help = "Keep reading as it grows; =name: also what replaces it",
+                           .has_value_or_none = true},
+                          {.name = "--strict",
+                           .target = &arguments->is_strict,
+                           .help = "Exit with 1 if a partial report is at the end"}},
+            .examples = {"qorstat decode dump.bin --category sensor --last 20",
+                         "qorstat decode - --format chrome-trace < dump.bin > trace.json"},
+            .run = [arguments] { return decode(*arguments); }};
 }
 
 } // namespace cli

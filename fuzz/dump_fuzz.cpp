@@ -16,8 +16,8 @@
 
 #include "cli/arguments/wrong_use.h"
 #include "cli/reports/rendering.h"
-#include "cli/reports/source.h"
 #include "cli/reports/statistics.h"
+#include "cli/reports/stream.h"
 #include "cli/reports/trace.h"
 #include "decoder/name_tables.h"
 #include "fuzz/controls.h"
@@ -103,8 +103,10 @@ struct Wish {
             selection.last = input.byte();
         }
         if (flags & 16) {
-            selection.filter.since = input.number();
-            selection.filter.until = input.number();
+            since = input.number();
+            until = input.number();
+            selection.filter.since = cli::FirmwareTime{since};
+            selection.filter.until = cli::FirmwareTime{until};
         }
         if (flags & 32) {
             clock.sync = decoder::time_sync{input.number(), input.number()};
@@ -128,8 +130,7 @@ struct Wish {
                 return false;
             }
         }
-        return report.timestamp() >= selection.filter.since.value_or(0) &&
-               report.timestamp() <= selection.filter.until.value_or(UINT64_MAX);
+        return since <= report.timestamp() && report.timestamp() <= until;
     }
 
     bool is_unfiltered() const { return conditions.empty() && !selection.filter.since && !selection.filter.until; }
@@ -138,6 +139,8 @@ struct Wish {
     bool is_pipe;
     cli::TextStyle style;
     cli::Selection selection;
+    std::uint64_t since = 0;
+    std::uint64_t until = UINT64_MAX;
     std::vector<Condition> conditions;
     decoder::device_clock clock;
 
@@ -276,10 +279,12 @@ void check_statistics(const cli::SequenceWatch &sequence, const Wish &wish, cons
 
 void render(const Wish &wish, const Reports &reports) {
     const std::string &form = cli::kFormats.at(wish.form);
-    const cli::ReportRendering rendering = cli::rendering_of(form, wish.style);
+    const cli::ReportRendering rendering = cli::rendering_of({.format = form, .style = wish.style});
     text_buffer text;
     text.append(rendering.start);
-    rendering.append(text, reports, cli::DumpClock(wish.clock));
+    cli::ReportBlock block;
+    block.reports = reports;
+    rendering.append(text, block, cli::DumpClock(wish.clock));
     text.append(rendering.end);
     if (form != "text") {
         require(!fuzz::has_controls(text.text()), "a terminal gets no control character");
@@ -303,15 +308,15 @@ void render(const Wish &wish, const Reports &reports) {
 }
 
 /** @param in_place  as for counting, where the source's observer sees what is read. */
-Reports read_all(cli::ReportSource &source, bool in_place) {
+Reports read_all(cli::ReportStream &stream, bool in_place) {
     Reports read;
-    Reports room;
+    cli::ReportBlock room;
     const auto next = [&]() -> std::span<const _QorProfileReport> {
         if (in_place) {
-            return source.next_in_place(room);
+            return stream.next_in_place(room).reports;
         }
-        source.next(room);
-        return room;
+        stream.next(room);
+        return room.reports;
     };
     for (std::span<const _QorProfileReport> piece = next(); !piece.empty(); piece = next()) {
         read.insert(read.end(), piece.begin(), piece.end());
@@ -321,23 +326,22 @@ Reports read_all(cli::ReportSource &source, bool in_place) {
 
 void decode(const Wish &wish, std::span<const std::uint8_t> bytes) {
     const Dump dump(bytes, wish.is_pipe);
-    cli::ReportSource source(dump.name(), wish.selection);
+    cli::ReportStream stream({dump.name()}, {.selection = wish.selection});
     cli::SequenceWatch sequence;
     const bool counts = wish.form >= cli::kFormats.size();
-    if (counts) {
-        source.observe([&](const cli::ReportPiece &piece) { sequence.see(piece.reports, piece.offset); });
+    if (counts && !stream.observe([&](const cli::ReportPiece &piece) { sequence.see(piece.reports, piece.offset); })) {
+        return; // the last of a pipe that pass a filter
     }
 
-    const Reports read = read_all(source, counts);
+    const Reports read = read_all(stream, counts);
     const Reports expected = select_reports(reports_in(bytes), wish);
     const bool is_equal = std::ranges::equal(read, expected, [](const auto &a, const auto &b) {
         return std::memcmp(a.bytes, b.bytes, sizeof a.bytes) == 0;
     });
     require(is_equal, "exactly the reports that pass are read, in order");
     if (!wish.selection.first) {
-        const auto trailing = source.trailing_bytes();
-        require((trailing ? trailing->count : 0) == bytes.size() % _QorProfileReport::kSize,
-                "trailing bytes are reported");
+        const std::size_t trailing = stream.trailing().empty() ? 0 : stream.trailing().front().bytes.count;
+        require(trailing == bytes.size() % _QorProfileReport::kSize, "trailing bytes are reported");
     }
     if (!counts) {
         render(wish, read);

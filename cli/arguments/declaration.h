@@ -26,9 +26,10 @@ using ValueTarget = std::variant<bool *,                       // a flag, which 
                                  std::vector<std::string> *,   // any number of texts
                                  ValueReader>;
 
-/** An option (`--name` or `-n`) or, when its name has no hyphen, a positional argument. All texts are literals. */
+/** An option (`--name`) or, when its name has no hyphen, a positional argument. All texts are literals. */
 struct Argument {
     const char *name = "";
+    const char *short_name = ""; ///< one letter after a hyphen, such as "-n", beside the name; "" for none
     const char *value_name = ""; ///< what the help page calls an option's value
     ValueTarget target = {};
     const char *help = ""; ///< lines end with '\n'; the help page aligns them

@@ -52,18 +52,23 @@ std::string page_end(const std::string &notes, const std::array<const char *, 2>
     return notes + (notes.empty() ? "" : "\n\n") + "Examples:\n  " + examples[0] + "\n  " + examples[1];
 }
 
+/** Both names of an option, as the library takes them. */
+std::string names_of(const Argument &argument) {
+    return *argument.short_name == '\0' ? argument.name : std::string(argument.short_name) + "," + argument.name;
+}
+
 CLI::Option *add_target(CLI::App &app, const Argument &argument, bool *flag) {
-    return app.add_flag(argument.name, *flag, argument.help);
+    return app.add_flag(names_of(argument), *flag, argument.help);
 }
 
 CLI::Option *add_target(CLI::App &app, const Argument &argument, std::string *text) {
-    return argument.has_value_or_none ? app.add_flag(argument.name, *text, argument.help)
-                                      : app.add_option(argument.name, *text, argument.help);
+    return argument.has_value_or_none ? app.add_flag(names_of(argument), *text, argument.help)
+                                      : app.add_option(names_of(argument), *text, argument.help);
 }
 
 template <typename Texts>
 CLI::Option *add_target(CLI::App &app, const Argument &argument, Texts *texts) {
-    return app.add_option(argument.name, *texts, argument.help);
+    return app.add_option(names_of(argument), *texts, argument.help);
 }
 
 CLI::Option *add_target(CLI::App &app, const Argument &argument, const ValueReader &reader) {
@@ -74,7 +79,7 @@ CLI::Option *add_target(CLI::App &app, const Argument &argument, const ValueRead
             throw CLI::ValidationError(error.what());
         }
     };
-    return app.add_option_function<std::string>(argument.name, take, argument.help);
+    return app.add_option_function<std::string>(names_of(argument), take, argument.help);
 }
 
 void add_argument(CLI::App &app, const Argument &argument) {

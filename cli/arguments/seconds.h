@@ -15,7 +15,7 @@ struct SecondsRange {
 };
 
 /**
- * The value is a number of seconds within `range`, fractions included.
+ * The value is a number of seconds within `range`, fractions included, or a number with a unit (`parse_duration`).
  * @param seconds  stays empty when the option is not given.
  */
 ValueReader seconds_reader(std::optional<double> &seconds, const SecondsRange &range);

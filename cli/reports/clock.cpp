@@ -6,10 +6,14 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <limits>
+#include <stdexcept>
 #include <string_view>
 
+#include "cli/arguments/invalid_value.h"
 #include "cli/arguments/whole_number.h"
 #include "cli/arguments/wrong_use.h"
+#include "cli/reports/wall_time.h"
 #include "host/RvQueue.h"
 #include "host/device/described_device.h"
 #include "host/error.h"
@@ -31,14 +35,25 @@ std::optional<std::uint64_t> signed_or_whole_number(std::string_view text) {
     return error == std::errc() && stop == end ? std::optional(static_cast<std::uint64_t>(number)) : std::nullopt;
 }
 
-/** Removes "KEY=NUMBER" from the front of `text`; nothing when `text` does not start so. */
-std::optional<std::uint64_t> take_number(std::string_view &text, std::string_view key) {
-    if (text.substr(0, key.size()) != key) {
-        return std::nullopt;
+/** @throws std::invalid_argument. */
+std::uint64_t in_nanoseconds(std::uint64_t microseconds) {
+    constexpr std::uint64_t kNanosecondsOfAMicrosecond = 1000;
+    if (microseconds > std::numeric_limits<std::uint64_t>::max() / kNanosecondsOfAMicrosecond) {
+        throw std::invalid_argument("it is beyond 64 bits of nanoseconds");
     }
-    const std::string_view value = text.substr(key.size(), text.find(',', key.size()) - key.size());
-    text.remove_prefix(key.size() + value.size());
-    return signed_or_whole_number(value);
+    return microseconds * kNanosecondsOfAMicrosecond;
+}
+
+/** @throws std::invalid_argument. */
+std::uint64_t parse_qor_time(std::string_view text) {
+    const std::optional<std::uint64_t> number = signed_or_whole_number(text);
+    return number ? *number : in_nanoseconds(parse_duration(text));
+}
+
+/** @throws std::invalid_argument; WrongUse as `since_epoch`. */
+std::uint64_t parse_calendar_time(std::string_view text) {
+    const std::optional<std::uint64_t> number = signed_or_whole_number(text);
+    return number ? *number : in_nanoseconds(since_epoch(parse_wall_time(text)));
 }
 
 bool is_zone_file(const std::filesystem::path &path) {
@@ -78,13 +93,37 @@ bool begins_with_a_rule(std::string_view text) {
 } // namespace
 
 decoder::time_sync parse_time_sync(const std::string &text) {
-    std::string_view rest = text;
-    const std::optional<std::uint64_t> qor = take_number(rest, "qor=");
-    const std::optional<std::uint64_t> calendar = take_number(rest, ",calendar=");
-    if (!qor || !calendar || !rest.empty()) {
-        throw WrongUse("invalid value \"" + text + "\" for --time-sync: expected qor=NANOSECONDS,calendar=NANOSECONDS");
+    constexpr std::string_view kQor = "qor=";
+    constexpr std::string_view kCalendar = ",calendar=";
+    try {
+        const std::size_t place = text.find(kCalendar);
+        if (!text.starts_with(kQor) || place == std::string::npos) {
+            throw std::invalid_argument("it is not of the form qor=TIME,calendar=TIME");
+        }
+        const std::string_view all = text;
+        return {parse_qor_time(all.substr(kQor.size(), place - kQor.size())),
+                parse_calendar_time(all.substr(place + kCalendar.size()))};
+    } catch (const std::invalid_argument &error) {
+        throw WrongUse(invalid_value("--time-sync", text) + ": " + error.what() +
+                       "; expected times such as qor=7200000000000,calendar=1795256648209505000 (nanoseconds), "
+                       "qor=7200s,calendar=2026-11-21T10:24:08Z or qor=2h,calendar=2026-11-21T11:24:08.25+01:00");
     }
-    return {*qor, *calendar};
+}
+
+ValueReader boot_time_reader(std::optional<BootTime> &time) {
+    return [&time](const std::string &name, const std::string &text) {
+        if (const std::optional<std::uint64_t> microseconds = parse_whole_number(text)) {
+            time = *microseconds;
+            return;
+        }
+        try {
+            time = parse_wall_time(text);
+        } catch (const std::invalid_argument &error) {
+            throw WrongUse(invalid_value(name, text) + ": " + error.what() +
+                           "; expected a time such as 1795256648209505 (microseconds), 2026-11-21T10:24:08Z or "
+                           "2026-11-21T11:24:08.209505+01:00");
+        }
+    };
 }
 
 std::string unknown_environment_zone() {
@@ -123,7 +162,10 @@ DumpClock::DumpClock(const ClockWords &words) {
     if (words.time_sync) {
         _fixed.sync = parse_time_sync(*words.time_sync);
     }
-    _fixed.boot_time = words.boot_time;
+    if (words.boot_time) {
+        const auto *const date = std::get_if<WallTime>(&*words.boot_time);
+        _fixed.boot_time = date != nullptr ? since_epoch(*date) : std::get<std::uint64_t>(*words.boot_time);
+    }
     if (words.live_description) {
         _live_device = std::make_unique<LiveDevice>(*words.live_description);
     }

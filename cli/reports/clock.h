@@ -4,20 +4,36 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <variant>
 
+#include "cli/arguments/declaration.h"
+#include "cli/arguments/time_text.h"
 #include "decoder/device_clock.h"
 
 namespace cli {
 
+/** Microseconds since the epoch, or a date and time of day. */
+using BootTime = std::variant<std::uint64_t, WallTime>;
+
 /** The clock as given on the command line. Every part is optional. */
 struct ClockWords {
-    std::optional<std::string> time_sync; ///< "qor=NS,calendar=NS"
-    std::optional<std::uint64_t> boot_time;
+    std::optional<std::string> time_sync; ///< see `parse_time_sync`
+    std::optional<BootTime> boot_time;
     std::optional<std::string> live_description; ///< a device description, whose clock is read for every report
 };
 
-/** Parses "qor=NS,calendar=NS"; both may be negative. @throws WrongUse for anything else. */
+/**
+ * Parses "qor=TIME,calendar=TIME". Each is a number of nanoseconds, which may be negative; the first may also be a
+ * duration (`parse_duration`) and the second a date and time of day (`parse_wall_time`), in the process's time zone.
+ * @throws WrongUse for anything else.
+ */
 decoder::time_sync parse_time_sync(const std::string &text);
+
+/**
+ * The value is a boot time.
+ * @param time  stays empty when the option is not given.
+ */
+ValueReader boot_time_reader(std::optional<BootTime> &time);
 
 /**
  * Sets the process's time zone to one of the system's zone files. Call it before the first use of local time and
@@ -42,6 +58,12 @@ public:
     ~DumpClock();
 
     decoder::device_clock now() const { return _live_device ? decoder::read_device_clock() : _fixed; }
+
+    /** The time for a report that brings its own clock: what this clock lacks is taken from it. */
+    decoder::device_clock now_or(const decoder::device_clock &own) const {
+        const decoder::device_clock given = now();
+        return {given.sync ? given.sync : own.sync, given.boot_time ? given.boot_time : own.boot_time};
+    }
 
 private:
     struct LiveDevice;

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <charconv>
 #include <functional>
-#include <limits>
 #include <set>
+#include <span>
 #include <string_view>
 
 #include "cli/arguments/invalid_value.h"
@@ -15,18 +15,31 @@
 namespace cli {
 namespace {
 
+using Ids = std::bitset<256>;
+
 constexpr unsigned kLargestId = 255;
 
 std::uint8_t id_of(std::size_t value) { return static_cast<std::uint8_t>(value); }
 
-bool is_number(std::string_view word) {
-    return !word.empty() && std::all_of(word.begin(), word.end(), [](char c) { return '0' <= c && c <= '9'; });
+bool is_decimal(char character) { return '0' <= character && character <= '9'; }
+
+bool is_number(std::string_view word) { return !word.empty() && std::all_of(word.begin(), word.end(), is_decimal); }
+
+bool is_hexadecimal_number(std::string_view word) {
+    constexpr std::size_t kPrefix = 2;
+    return word.size() > kPrefix && (word.starts_with("0x") || word.starts_with("0X")) &&
+           std::all_of(word.begin() + kPrefix, word.end(), [](char character) {
+               return is_decimal(character) || ('a' <= character && character <= 'f') ||
+                      ('A' <= character && character <= 'F');
+           });
 }
 
-/** @param word  digits. */
+/** @param word  a number, in decimal or in hexadecimal. */
 std::size_t parse_id(const std::string &option, const std::string &word) {
+    const bool is_hexadecimal = is_hexadecimal_number(word);
     unsigned id = 0;
-    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), id);
+    const auto [end, error] = std::from_chars(word.data() + (is_hexadecimal ? 2 : 0), word.data() + word.size(), id,
+                                              is_hexadecimal ? 16 : 10);
     if (error != std::errc() || id > kLargestId) {
         throw WrongUse(invalid_value(option, word) + ": expected 0 to 255 or a name");
     }
@@ -38,22 +51,19 @@ std::size_t parse_id(const std::string &option, const std::string &word) {
                    host::suggestion(word, {known.begin(), known.end()}));
 }
 
-using NameOfId = std::function<std::string_view(std::uint8_t id)>;
+/** The name of an id in a row of a table. */
+using NameOfId = std::function<std::string_view(std::size_t row, std::uint8_t id)>;
 
 /**
- * Adds the ids that `word` means; several may share a name.
+ * Adds the ids of one row that `word` means; several may share a name.
  * @param known  gets the names that `word` was compared with.
  * @return whether `word` means any.
  */
-bool add_ids(std::bitset<256> &ids, const std::string &option, const std::string &word, const NameOfId &name_of,
+bool add_ids(Ids &ids, std::size_t row, const std::string &word, const NameOfId &name_of,
              std::set<std::string> &known) {
-    if (is_number(word)) {
-        ids.set(parse_id(option, word));
-        return true;
-    }
     bool found = false;
     for (std::size_t id = 0; id <= kLargestId; ++id) {
-        const std::string_view name = name_of(id_of(id));
+        const std::string_view name = name_of(row, id_of(id));
         if (name == word) {
             ids.set(id);
             found = true;
@@ -64,67 +74,78 @@ bool add_ids(std::bitset<256> &ids, const std::string &option, const std::string
     return found;
 }
 
-/** All ids when there are no words. */
-std::bitset<256> parse_ids(const std::string &option, const std::vector<std::string> &words, const NameOfId &name_of) {
-    std::bitset<256> ids;
-    for (const std::string &word : words) {
-        std::set<std::string> known;
-        if (!add_ids(ids, option, word, name_of, known)) {
-            refuse(option, word, known);
+/** Adds to every row the ids that the word of `option` means there. A name must mean one somewhere. */
+void add_word(std::span<Ids> rows, const std::string &option, const std::string &word, const NameOfId &name_of) {
+    if (is_number(word) || is_hexadecimal_number(word)) {
+        const std::size_t id = parse_id(option, word);
+        for (Ids &ids : rows) {
+            ids.set(id);
+        }
+        return;
+    }
+    bool found = false;
+    std::set<std::string> known;
+    for (std::size_t row = 0; row < rows.size(); ++row) {
+        found |= add_ids(rows[row], row, word, name_of, known);
+    }
+    if (!found) {
+        refuse(option, word, known);
+    }
+}
+
+/** Adds what the words mean, each of which may be a list with commas. */
+void add_words(std::span<Ids> rows, const std::string &option, const std::vector<std::string> &words,
+               const NameOfId &name_of) {
+    for (const std::string &list : words) {
+        for (std::size_t begin = 0; begin <= list.size();) {
+            const std::size_t end = std::min(list.find(',', begin), list.size());
+            add_word(rows, option, list.substr(begin, end - begin), name_of);
+            begin = end + 1;
         }
     }
-    return words.empty() ? ids.set() : ids;
+}
+
+/** The words of an option, such as `--type`, and of its negation, `--not-type`. */
+struct Choice {
+    std::string name; ///< without the hyphens
+    const std::vector<std::string> &wanted;
+    const std::vector<std::string> &unwanted;
+
+    bool is_open() const { return wanted.empty() && unwanted.empty(); }
+};
+
+/** Fills the table: all ids when none are wanted by name, without those that are unwanted. */
+void choose_ids(std::span<Ids> rows, const Choice &choice, const NameOfId &name_of) {
+    if (choice.wanted.empty()) {
+        std::for_each(rows.begin(), rows.end(), [](Ids &ids) { ids.set(); });
+    }
+    add_words(rows, "--" + choice.name, choice.wanted, name_of);
+    std::vector<Ids> unwanted(choice.unwanted.empty() ? 0 : rows.size());
+    add_words(unwanted, "--not-" + choice.name, choice.unwanted, name_of);
+    for (std::size_t row = 0; row < unwanted.size(); ++row) {
+        rows[row] &= ~unwanted[row];
+    }
 }
 
 } // namespace
 
-ReportFilter::ReportFilter(const FilterWords &words)
-    : _has_conditions(!words.categories.empty() || !words.components.empty() || !words.events.empty() ||
-                      !words.types.empty() || words.since || words.until),
-      _takes_all_places(words.components.empty() && words.events.empty()), _since(words.since.value_or(0)),
-      _until(words.until.value_or(std::numeric_limits<std::uint64_t>::max())),
-      _categories(parse_ids("--category", words.categories, decoder::category_name)),
-      _types(parse_ids("--type", words.types, decoder::type_name)) {
-    set_components(words.components);
-    set_events(words.events);
-}
-
-void ReportFilter::set_components(const std::vector<std::string> &words) {
-    for (const std::string &word : words) {
-        bool found = false;
-        std::set<std::string> known;
-        for (std::size_t category = 0; category < kCategoryRows; ++category) {
-            const auto name_of = [category](std::uint8_t id) { return decoder::component_name(id_of(category), id); };
-            found |= add_ids(_components[category], "--component", word, name_of, known);
-        }
-        if (!found) {
-            refuse("--component", word, known);
-        }
-    }
-    if (words.empty()) {
-        for (Ids &ids : _components) {
-            ids.set();
-        }
-    }
-}
-
-void ReportFilter::set_events(const std::vector<std::string> &words) {
-    if (!words.empty()) {
-        _events.resize(kCategoryRows * kIds);
-    }
-    for (const std::string &word : words) {
-        bool found = false;
-        std::set<std::string> known;
-        for (std::size_t row = 0; row < _events.size(); ++row) {
-            const auto name_of = [row](std::uint8_t id) {
-                return decoder::event_name(id_of(row / kIds), id_of(row % kIds), id);
-            };
-            found |= add_ids(_events[row], "--event", word, name_of, known);
-        }
-        if (!found) {
-            refuse("--event", word, known);
-        }
-    }
+ReportFilter::ReportFilter(const FilterWords &words) : _since(words.since), _until(words.until) {
+    const Choice categories{"category", words.categories, words.unwanted_categories};
+    const Choice components{"component", words.components, words.unwanted_components};
+    const Choice events{"event", words.events, words.unwanted_events};
+    const Choice types{"type", words.types, words.unwanted_types};
+    _takes_all_places = components.is_open() && events.is_open();
+    _has_conditions = !categories.is_open() || !types.is_open() || !_takes_all_places || _since || _until;
+    choose_ids(std::span(&_categories, 1), categories,
+               [](std::size_t, std::uint8_t id) { return decoder::category_name(id); });
+    choose_ids(std::span(&_types, 1), types, [](std::size_t, std::uint8_t id) { return decoder::type_name(id); });
+    choose_ids(_components, components,
+               [](std::size_t row, std::uint8_t id) { return decoder::component_name(id_of(row), id); });
+    _events.resize(events.is_open() ? 0 : kCategoryRows * kIds);
+    choose_ids(_events, events, [](std::size_t row, std::uint8_t id) {
+        return decoder::event_name(id_of(row / kIds), id_of(row % kIds), id);
+    });
+    limits_in({}); // what is wrong with a date is told before any input is opened
 }
 
 bool ReportFilter::passes_place(std::size_t category, std::size_t component, std::size_t event) const {
@@ -132,14 +153,15 @@ bool ReportFilter::passes_place(std::size_t category, std::size_t component, std
     return _components[row][component] && (_events.empty() || _events[row * kIds + component][event]);
 }
 
-void ReportFilter::append_passing(std::span<const _QorProfileReport> reports,
+void ReportFilter::append_passing(std::span<const _QorProfileReport> reports, const TimeLimits &limits,
+                                  const std::optional<decoder::time_sync> &sync,
                                   std::vector<_QorProfileReport> &passing) const {
     if (!_has_conditions) {
         passing.insert(passing.end(), reports.begin(), reports.end());
         return;
     }
     for (const _QorProfileReport &report : reports) {
-        if (passes(report)) {
+        if (passes(report, limits, sync)) {
             passing.push_back(report);
         }
     }

@@ -9,40 +9,60 @@
 #include <string>
 #include <vector>
 
+#include "cli/arguments/time_text.h"
+#include "cli/reports/time_limits.h"
+#include "decoder/device_clock.h"
 #include "qor/report.h"
 
 namespace cli {
 
-/** The wanted names, as the decoder prints them, or ids in decimal. An empty list means all. */
+/**
+ * Names, as the decoder prints them, or ids, in decimal or in hexadecimal after "0x". A word may be a list with commas.
+ * An empty list of wanted ones means all.
+ */
 struct FilterWords {
     std::vector<std::string> categories;
     std::vector<std::string> components;
     std::vector<std::string> events;
     std::vector<std::string> types;
-    std::optional<std::uint64_t> since; ///< firmware microseconds, inclusive
-    std::optional<std::uint64_t> until; ///< firmware microseconds, inclusive
+    std::optional<SaidTime> since; ///< inclusive
+    std::optional<SaidTime> until; ///< inclusive
+    std::vector<std::string> unwanted_categories{};
+    std::vector<std::string> unwanted_components{};
+    std::vector<std::string> unwanted_events{};
+    std::vector<std::string> unwanted_types{};
 };
 
 /**
  * Decides by the 16 bytes of the header. A report passes when its category, component, event and type are each among
- * the wanted ones and its time stamp lies within the limits. The name of a component or an event is looked up in the
- * report's own category.
+ * the wanted ones and not among the unwanted ones, and its time lies within the limits of its input. The name of a
+ * component or an event is looked up in the report's own category.
  */
 class ReportFilter {
 public:
-    /** @throws WrongUse for a word that is neither an id nor a known name. */
+    /**
+     * @throws WrongUse for a word that is neither an id nor a known name, and as `since_epoch` for a time.
+     */
     explicit ReportFilter(const FilterWords &words);
 
     /** Whether there is any condition; without one, every report passes. */
     bool has_conditions() const { return _has_conditions; }
 
-    bool passes(const _QorProfileReport &report) const {
-        return !_has_conditions ||
-               (passes_ids(report.header()) && _since <= report.timestamp() && report.timestamp() <= _until);
+    /** The limits of time in one input. */
+    TimeLimits limits_in(const TimeOrigins &origins) const { return time_limits(_since, _until, origins); }
+
+    /**
+     * @param limits  of the report's input.
+     * @param sync    of the report.
+     */
+    bool passes(const _QorProfileReport &report, const TimeLimits &limits,
+                const std::optional<decoder::time_sync> &sync) const {
+        return !_has_conditions || (passes_ids(report.header()) && limits.include(report.timestamp(), sync));
     }
 
-    /** Appends those of `reports` that pass, in their order. */
-    void append_passing(std::span<const _QorProfileReport> reports, std::vector<_QorProfileReport> &passing) const;
+    /** Appends those of `reports` that pass, in their order. All have the same limits and the same clock. */
+    void append_passing(std::span<const _QorProfileReport> reports, const TimeLimits &limits,
+                        const std::optional<decoder::time_sync> &sync, std::vector<_QorProfileReport> &passing) const;
 
 private:
     using Ids = std::bitset<256>;
@@ -60,13 +80,11 @@ private:
                (_takes_all_places || passes_place((header >> 24), (header >> 16) & 0xFF, (header >> 8) & 0xFF));
     }
     bool passes_place(std::size_t category, std::size_t component, std::size_t event) const;
-    void set_components(const std::vector<std::string> &words);
-    void set_events(const std::vector<std::string> &words);
 
     bool _has_conditions;
     bool _takes_all_places; ///< components and events
-    std::uint64_t _since;
-    std::uint64_t _until;
+    std::optional<SaidTime> _since;
+    std::optional<SaidTime> _until;
     Ids _categories;
     Ids _types;
     std::array<Ids, kCategoryRows> _components; ///< by category

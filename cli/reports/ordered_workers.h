@@ -2,16 +2,14 @@
 #pragma once
 
 #include <functional>
-#include <vector>
 
+#include "cli/reports/report_block.h"
 #include "decoder/text_stream.h"
-#include "qor/report.h"
 
 namespace cli {
 
 /** A block of reports and their text. */
-struct Block {
-    std::vector<_QorProfileReport> reports;
+struct Block : ReportBlock {
     text_buffer text;
 };
 

@@ -2,14 +2,13 @@
 #pragma once
 
 #include <functional>
-#include <span>
 #include <string>
 #include <vector>
 
 #include "cli/reports/clock.h"
+#include "cli/reports/report_block.h"
 #include "cli/terminal/text_style.h"
 #include "decoder/text_stream.h"
-#include "qor/report.h"
 
 namespace cli {
 
@@ -17,7 +16,7 @@ namespace cli {
 struct ReportRendering {
     std::string start; ///< before the first report
     /** Appends the text of each report. Any thread, unless it `depends_on_order`. */
-    std::function<void(text_buffer &out, std::span<const _QorProfileReport> reports, const DumpClock &clock)> append;
+    std::function<void(text_buffer &out, const ReportBlock &block, const DumpClock &clock)> append;
     std::string end;               ///< after the last report
     bool depends_on_order = false; ///< the text depends on earlier reports: one thread, in their order
 };
@@ -25,7 +24,13 @@ struct ReportRendering {
 /** The names of the formats: text, jsonl, csv, chrome-trace. */
 extern const std::vector<std::string> kFormats;
 
-/** @param format one of `kFormats`. */
-ReportRendering rendering_of(const std::string &format, const TextStyle &style);
+/** How the user wants to see reports. */
+struct RenderingWish {
+    std::string format = "text"; ///< one of `kFormats`
+    TextStyle style{};           ///< of the output
+};
+
+/** What the wish points to must outlive the rendering. */
+ReportRendering rendering_of(const RenderingWish &wish);
 
 } // namespace cli

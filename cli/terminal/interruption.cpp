@@ -8,6 +8,7 @@
 #include <mutex>
 #include <system_error>
 
+#include <poll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
@@ -162,5 +163,15 @@ std::chrono::milliseconds WholePiece::time_left() const {
 }
 
 int WholePiece::descriptor() const { return wake; }
+
+void wait_for_input(int descriptor) {
+    std::array<pollfd, 2> ends{{{descriptor, POLLIN, 0}, {has_interruption ? wake.load() : -1, POLLIN, 0}}};
+    do {
+        poll(ends.data(), ends.size(), -1);
+        if (has_interruption && requested != 0) {
+            throw Interrupted{};
+        }
+    } while (ends[0].revents == 0);
+}
 
 } // namespace cli

@@ -6,8 +6,8 @@
 namespace cli {
 
 /**
- * Thrown by an `Output` that waits for its reader while an `Interruption` has been requested: what is left is not
- * written. Not an error: the user ended the program.
+ * Thrown by what waits, for the reader of an `Output` or for input, while an `Interruption` has been requested: what is
+ * left is not done. Not an error: the user ended the program.
  */
 struct Interrupted {};
 
@@ -54,5 +54,11 @@ public:
     /** Readable from the first signal on; for poll. */
     int descriptor() const;
 };
+
+/**
+ * Waits until there is something to read from the descriptor, or until its end. A signal ends the process meanwhile, as
+ * ever. @throws Interrupted when an `Interruption` lives and has been requested.
+ */
+void wait_for_input(int descriptor);
 
 } // namespace cli

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -10,6 +11,9 @@
 
 #include <gtest/gtest.h>
 
+#include "cli/reports/dump_input.h"
+#include "cli/reports/selection.h"
+#include "cli/reports/source.h"
 #include "tests/cli/reports.h"
 
 namespace cli_tests {
@@ -52,6 +56,20 @@ public:
 
 private:
     std::array<int, 2> _ends{};
+};
+
+/** A part of `SelectedDump` that is created before its source. */
+struct OwnSelector {
+    cli::ReportSelector selector;
+};
+
+/** The source of a dump, with a selector of its own. */
+class SelectedDump : private OwnSelector, public cli::ReportSource {
+public:
+    SelectedDump(const std::string &argument, const cli::Selection &selection, bool with_offsets = false)
+        : OwnSelector{cli::ReportSelector(selection)},
+          ReportSource(std::make_unique<cli::DumpInput>(argument, selection.follow), selector,
+                       {.last = selection.last, .with_offsets = with_offsets}) {}
 };
 
 } // namespace cli_tests

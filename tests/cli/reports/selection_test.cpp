@@ -32,8 +32,8 @@ std::string wrong_use_of(const Selection &selection) {
 
 /** Whether the next report of the dump is selected. */
 bool selects(ReportSelector &selector, const _QorProfileReport &report) {
-    std::vector<_QorProfileReport> selected;
-    selector.select(std::span(&report, 1), selected);
+    cli::ReportBlock selected;
+    selector.select({.reports = std::span(&report, 1)}, selected, false);
     selector.count_selected(selected.size());
     return !selected.empty();
 }
@@ -69,8 +69,8 @@ TEST(ReportSelectorTest, NoneAreWantedOfTheFirstZero) {
 
 TEST(ReportSelectorTest, TimesAreIncluded) {
     Selection selection;
-    selection.filter.since = 100;
-    selection.filter.until = 200;
+    selection.filter.since = cli::FirmwareTime{100};
+    selection.filter.until = cli::FirmwareTime{200};
     ReportSelector selector(selection);
 
     std::vector<std::uint64_t> times;
@@ -104,9 +104,13 @@ std::vector<std::uint32_t> last_of_five(std::uint64_t count) {
     for (std::uint32_t number = 1; number <= 5; ++number) {
         last.add(as_report(report(kAccelData, number, 0)));
     }
-    std::vector<std::uint32_t> numbers;
+    cli::ReportBlock block;
     while (last.size() != 0) {
-        numbers.push_back(last.take_oldest().sequence_num());
+        last.give_oldest(block);
+    }
+    std::vector<std::uint32_t> numbers;
+    for (const _QorProfileReport &report : block.reports) {
+        numbers.push_back(report.sequence_num());
     }
     return numbers;
 }

@@ -1,4 +1,4 @@
-#include "cli/reports/input.h"
+#include "cli/reports/dump_input.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -18,7 +18,7 @@ namespace cli {
 namespace {
 
 constexpr std::size_t kReportSize = _QorProfileReport::kSize;
-constexpr std::size_t kBufferSize = ReportInput::kPieceReports * kReportSize;
+constexpr std::size_t kBufferSize = DumpInput::kPieceReports * kReportSize;
 constexpr std::chrono::milliseconds kGrowthPollInterval{50};
 
 int open_input(const std::string &argument) {
@@ -33,20 +33,20 @@ std::span<const _QorProfileReport> reports_in(std::span<const std::byte> bytes) 
 
 } // namespace
 
-ReportInput::Descriptor::~Descriptor() {
+DumpInput::Descriptor::~Descriptor() {
     if (number > STDIN_FILENO) {
         close(number);
     }
 }
 
-void ReportInput::Descriptor::replace(int other) {
+void DumpInput::Descriptor::replace(int other) {
     if (number > STDIN_FILENO) {
         close(number);
     }
     number = other;
 }
 
-ReportInput::ReportInput(const std::string &argument, Follow follow)
+DumpInput::DumpInput(const std::string &argument, Follow follow)
     : _name(input_name(argument)), _descriptor(open_input(argument)),
       _followed(argument == kStandardInputArgument ? "" : argument, follow) {
     struct stat status {};
@@ -70,14 +70,14 @@ ReportInput::ReportInput(const std::string &argument, Follow follow)
 }
 
 /** The files of /proc and /sys are regular, but have more or fewer bytes than their size says. */
-bool ReportInput::ends_where_the_system_says() const {
+bool DumpInput::ends_where_the_system_says() const {
     std::byte last{};
     const std::uint64_t place = _start + (_file_size == 0 ? 0 : _file_size - 1);
     const ssize_t count = pread(_descriptor.number, &last, 1, static_cast<off_t>(place));
     return count == -1 || (count == 1) == (_file_size != 0); // what cannot be read is an error later
 }
 
-std::optional<ReportPiece> ReportInput::read_next(std::size_t most_reports) {
+std::optional<ReportPiece> DumpInput::read_piece(std::size_t most_reports) {
     if (_interruption && _interruption->is_requested()) {
         _is_cut_short = true;
         return std::nullopt;
@@ -102,12 +102,12 @@ std::optional<ReportPiece> ReportInput::read_next(std::size_t most_reports) {
 }
 
 /** @return nothing when the rest is not read in place. */
-std::optional<ReportPiece> ReportInput::read_mapped(std::size_t most_reports) {
+std::optional<ReportPiece> DumpInput::read_mapped(std::size_t most_reports) {
     if (!is_read_in_place()) {
         _mapped.reset();
         return std::nullopt;
     }
-    const std::uint64_t left = end_of_file_reports() - _offset;
+    const std::uint64_t left = end_of_reports() - _offset;
     const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(left, most_reports * kReportSize));
     const std::span<const std::byte> bytes = _mapped->view(_start + _offset, size);
     if (bytes.empty()) {
@@ -119,7 +119,7 @@ std::optional<ReportPiece> ReportInput::read_mapped(std::size_t most_reports) {
     return ReportPiece{*_last_piece, reports_in(bytes)};
 }
 
-bool ReportInput::keeps_last_piece() {
+bool DumpInput::keeps_last_piece() {
     if (!_mapped || !_last_piece || _mapped->is_intact()) {
         return true;
     }
@@ -128,7 +128,14 @@ bool ReportInput::keeps_last_piece() {
     return false;
 }
 
-std::size_t ReportInput::read_once() {
+void DumpInput::fail_after_lost_piece(std::uint64_t end) {
+    while (read_next()) {
+        // Finds what is wrong, and where.
+    }
+    fail_truncated(end);
+}
+
+std::size_t DumpInput::read_once() {
     std::byte *const to = _buffer.data() + _used;
     const std::size_t room = _buffer.size() - _used;
     ssize_t count = -1;
@@ -143,7 +150,7 @@ std::size_t ReportInput::read_once() {
 }
 
 /** @return false when the file is not followed or no longer. */
-bool ReportInput::wait_for_growth() {
+bool DumpInput::wait_for_growth() {
     if (!_interruption) {
         return false;
     }
@@ -167,7 +174,7 @@ bool ReportInput::wait_for_growth() {
     return true;
 }
 
-bool ReportInput::go_on_after_cut(std::uint64_t size) {
+bool DumpInput::go_on_after_cut(std::uint64_t size) {
     if (!_followed.goes_on_after_cut(_used)) {
         throw host::Error(_name, "byte " + std::to_string(size), "the file was truncated while it was being followed");
     }
@@ -175,17 +182,17 @@ bool ReportInput::go_on_after_cut(std::uint64_t size) {
     return true;
 }
 
-void ReportInput::read_from_start() {
+void DumpInput::read_from_start() {
     _start = 0;
     _offset = 0;
     _used = 0;
     _given = 0;
 }
 
-void ReportInput::find_backwards(
+void DumpInput::find_backwards(
     const std::function<bool(const _QorProfileReport &report, std::uint64_t offset)> &is_wanted) const {
     std::vector<std::byte> buffer(kBufferSize);
-    std::uint64_t offset = end_of_file_reports();
+    std::uint64_t offset = end_of_reports();
     while (offset != 0) {
         if (_interruption && _interruption->is_requested()) {
             throw Interrupted{};
@@ -202,7 +209,7 @@ void ReportInput::find_backwards(
     }
 }
 
-void ReportInput::read_at(std::uint64_t offset, std::span<std::byte> bytes) const {
+void DumpInput::read_at(std::uint64_t offset, std::span<std::byte> bytes) const {
     while (!bytes.empty()) {
         const ssize_t count =
             pread(_descriptor.number, bytes.data(), bytes.size(), static_cast<off_t>(_start + offset));
@@ -220,12 +227,12 @@ void ReportInput::read_at(std::uint64_t offset, std::span<std::byte> bytes) cons
     }
 }
 
-void ReportInput::fail(std::uint64_t offset, int error) const {
+void DumpInput::fail(std::uint64_t offset, int error) const {
     throw host::Error(_name, offset == 0 ? "" : "byte " + std::to_string(offset),
                       std::generic_category().message(error));
 }
 
-void ReportInput::fail_truncated(std::uint64_t offset) const {
+void DumpInput::fail_truncated(std::uint64_t offset) const {
     throw host::Error(_name, "byte " + std::to_string(offset), "the file was truncated while it was being read");
 }
 

@@ -1,4 +1,4 @@
-#include "cli/reports/input.h"
+#include "cli/reports/dump_input.h"
 
 #include <csignal>
 #include <cstdint>
@@ -13,8 +13,8 @@
 #include "tests/cli/program.h"
 #include "tests/cli/reports/dumps.h"
 
+using cli::DumpInput;
 using cli::Follow;
-using cli::ReportInput;
 using cli::ReportPiece;
 using cli_tests::DumpPipe;
 using cli_tests::numbered_reports;
@@ -31,9 +31,9 @@ std::vector<std::uint32_t> numbers_of(const std::optional<ReportPiece> &piece) {
     return numbers;
 }
 
-TEST(ReportInputTest, AFileComesInPiecesOfAtMost1365Reports) {
+TEST(DumpInputTest, AFileComesInPiecesOfAtMost1365Reports) {
     const TemporaryFolder folder;
-    ReportInput input(folder.file("dump", numbered_reports(1367) + "1234"), Follow::Nothing);
+    DumpInput input(folder.file("dump", numbered_reports(1367) + "1234"), Follow::Nothing);
 
     const std::optional<ReportPiece> first = input.read_next();
     ASSERT_TRUE(first);
@@ -54,21 +54,21 @@ TEST(ReportInputTest, AFileComesInPiecesOfAtMost1365Reports) {
     EXPECT_EQ(input.trailing_bytes().count, 4u);
 }
 
-TEST(ReportInputTest, SizesOfAFileAreThoseWhenItWasOpened) {
+TEST(DumpInputTest, SizesOfAFileAreThoseWhenItWasOpened) {
     const TemporaryFolder folder;
-    const ReportInput input(folder.file("dump", numbered_reports(3) + "1234"), Follow::Nothing);
+    const DumpInput input(folder.file("dump", numbered_reports(3) + "1234"), Follow::Nothing);
 
     EXPECT_TRUE(input.has_known_end());
-    EXPECT_EQ(input.file_size(), 148u);
-    EXPECT_EQ(input.end_of_file_reports(), 144u);
+    EXPECT_EQ(input.size(), 148u);
+    EXPECT_EQ(input.end_of_reports(), 144u);
 }
 
-TEST(ReportInputTest, APipeGivesWhatItHolds) {
+TEST(DumpInputTest, APipeGivesWhatItHolds) {
     const std::string dump = numbered_reports(2);
     DumpPipe pipe(dump.substr(0, 60));
-    ReportInput input(pipe.name(), Follow::Nothing);
+    DumpInput input(pipe.name(), Follow::Nothing);
     EXPECT_FALSE(input.has_known_end());
-    EXPECT_EQ(input.file_size(), 0u);
+    EXPECT_EQ(input.size(), 0u);
 
     EXPECT_EQ(numbers_of(input.read_next()), std::vector<std::uint32_t>{1});
     EXPECT_EQ(input.trailing_bytes().offset, 48u);
@@ -89,9 +89,9 @@ TEST(ReportInputTest, APipeGivesWhatItHolds) {
     EXPECT_EQ(input.trailing_bytes().count, 0u);
 }
 
-TEST(ReportInputTest, ReadsFromAnOffset) {
+TEST(DumpInputTest, ReadsFromAnOffset) {
     const TemporaryFolder folder;
-    ReportInput input(folder.file("dump", numbered_reports(3)), Follow::Nothing);
+    DumpInput input(folder.file("dump", numbered_reports(3)), Follow::Nothing);
 
     input.start_at(96);
 
@@ -101,9 +101,9 @@ TEST(ReportInputTest, ReadsFromAnOffset) {
     EXPECT_EQ(numbers_of(piece), std::vector<std::uint32_t>{3});
 }
 
-TEST(ReportInputTest, FindsBackwardsFromTheLastWholeReport) {
+TEST(DumpInputTest, FindsBackwardsFromTheLastWholeReport) {
     const TemporaryFolder folder;
-    const ReportInput input(folder.file("dump", numbered_reports(3000) + "1234"), Follow::Nothing);
+    const DumpInput input(folder.file("dump", numbered_reports(3000) + "1234"), Follow::Nothing);
     std::uint32_t expected = 3000;
 
     input.find_backwards([&](const _QorProfileReport &report, std::uint64_t offset) {
@@ -119,10 +119,10 @@ TEST(ReportInputTest, FindsBackwardsFromTheLastWholeReport) {
     EXPECT_EQ(seen, 3000u);
 }
 
-TEST(ReportInputTest, AFollowedFileIsNotAtItsEndUntilAnInterruption) {
+TEST(DumpInputTest, AFollowedFileIsNotAtItsEndUntilAnInterruption) {
     const TemporaryFolder folder;
     const std::string file = folder.file("dump", numbered_reports(1));
-    ReportInput input(file, Follow::Descriptor);
+    DumpInput input(file, Follow::Descriptor);
     ASSERT_EQ(numbers_of(input.read_next()), std::vector<std::uint32_t>{1});
 
     const std::optional<ReportPiece> nothing = input.read_next();
@@ -136,9 +136,9 @@ TEST(ReportInputTest, AFollowedFileIsNotAtItsEndUntilAnInterruption) {
     EXPECT_FALSE(input.read_next());
 }
 
-TEST(ReportInputTest, AFollowedFileEndsWithAnInterruptionBeforeItHasBeenRead) {
+TEST(DumpInputTest, AFollowedFileEndsWithAnInterruptionBeforeItHasBeenRead) {
     const TemporaryFolder folder;
-    ReportInput input(folder.file("dump", numbered_reports(5000)), Follow::Descriptor);
+    DumpInput input(folder.file("dump", numbered_reports(5000)), Follow::Descriptor);
     ASSERT_TRUE(input.read_next());
     EXPECT_FALSE(input.is_cut_short());
 
@@ -148,17 +148,17 @@ TEST(ReportInputTest, AFollowedFileEndsWithAnInterruptionBeforeItHasBeenRead) {
     EXPECT_TRUE(input.is_cut_short());
 }
 
-TEST(ReportInputTest, AFileWhoseSizeTheSystemDoesNotKnowHasNoKnownEnd) {
+TEST(DumpInputTest, AFileWhoseSizeTheSystemDoesNotKnowHasNoKnownEnd) {
     const TemporaryFolder folder;
 
-    EXPECT_FALSE(ReportInput("/proc/self/maps", Follow::Nothing).has_known_end());
-    EXPECT_TRUE(ReportInput(folder.file("empty", ""), Follow::Nothing).has_known_end());
+    EXPECT_FALSE(DumpInput("/proc/self/maps", Follow::Nothing).has_known_end());
+    EXPECT_TRUE(DumpInput(folder.file("empty", ""), Follow::Nothing).has_known_end());
 }
 
-TEST(ReportInputTest, ATruncatedFileIsAnErrorWhileItIsFollowed) {
+TEST(DumpInputTest, ATruncatedFileIsAnErrorWhileItIsFollowed) {
     const TemporaryFolder folder;
     const std::string file = folder.file("dump", numbered_reports(2));
-    ReportInput input(file, Follow::Descriptor);
+    DumpInput input(file, Follow::Descriptor);
     input.read_next();
 
     std::filesystem::resize_file(file, 50);
@@ -172,7 +172,7 @@ TEST(ReportInputTest, ATruncatedFileIsAnErrorWhileItIsFollowed) {
 }
 
 /** The message of the error that the rest of the input ends with, behind `rest` more reports. */
-std::string error_after(ReportInput &input, std::size_t rest) {
+std::string error_after(DumpInput &input, std::size_t rest) {
     try {
         std::size_t count = 0;
         while (const std::optional<ReportPiece> piece = input.read_next()) {
@@ -185,10 +185,10 @@ std::string error_after(ReportInput &input, std::size_t rest) {
     return "";
 }
 
-TEST(ReportInputTest, APieceWhoseBytesWereCutOffIsReadAgain) {
+TEST(DumpInputTest, APieceWhoseBytesWereCutOffIsReadAgain) {
     const TemporaryFolder folder;
     const std::string file = folder.file("dump", numbered_reports(4000));
-    ReportInput input(file, Follow::Nothing);
+    DumpInput input(file, Follow::Nothing);
     ASSERT_TRUE(input.read_next());
     EXPECT_TRUE(input.keeps_last_piece());
     const std::optional<ReportPiece> second = input.read_next();
@@ -208,10 +208,10 @@ TEST(ReportInputTest, APieceWhoseBytesWereCutOffIsReadAgain) {
     EXPECT_EQ(error_after(input, 0), file + ": byte 76805: the file was truncated while it was being read");
 }
 
-TEST(ReportInputTest, AFileThatIsCutBetweenPiecesIsAnError) {
+TEST(DumpInputTest, AFileThatIsCutBetweenPiecesIsAnError) {
     const TemporaryFolder folder;
     const std::string file = folder.file("dump", numbered_reports(3) + "1234");
-    ReportInput input(file, Follow::Nothing);
+    DumpInput input(file, Follow::Nothing);
     ASSERT_TRUE(input.read_next());
     ASSERT_TRUE(input.keeps_last_piece());
 
@@ -220,10 +220,10 @@ TEST(ReportInputTest, AFileThatIsCutBetweenPiecesIsAnError) {
     EXPECT_EQ(error_after(input, 0), file + ": byte 145: the file was truncated while it was being read");
 }
 
-TEST(ReportInputTest, WhatAFileGetsWhileItIsReadIsReadToo) {
+TEST(DumpInputTest, WhatAFileGetsWhileItIsReadIsReadToo) {
     const TemporaryFolder folder;
     const std::string file = folder.file("dump", numbered_reports(3) + numbered_reports(1).substr(0, 10));
-    ReportInput input(file, Follow::Nothing);
+    DumpInput input(file, Follow::Nothing);
     ASSERT_EQ(numbers_of(input.read_next()), (std::vector<std::uint32_t>{1, 2, 3}));
 
     folder.file("dump", numbered_reports(3) + numbered_reports(1));
@@ -233,9 +233,9 @@ TEST(ReportInputTest, WhatAFileGetsWhileItIsReadIsReadToo) {
     EXPECT_FALSE(input.read_next());
 }
 
-TEST(ReportInputTest, AMissingFileIsAnError) {
+TEST(DumpInputTest, AMissingFileIsAnError) {
     try {
-        const ReportInput input("/nowhere/dump", Follow::Nothing);
+        const DumpInput input("/nowhere/dump", Follow::Nothing);
         FAIL() << "nothing was thrown";
     } catch (const host::Error &error) {
         EXPECT_STREQ(error.what(), "/nowhere/dump: No such file or directory");

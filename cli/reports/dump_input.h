@@ -1,0 +1,114 @@
+/** A dump as an input: whole 48-byte reports, read from a file or a pipe. */
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "cli/reports/followed_file.h"
+#include "cli/reports/input.h"
+#include "cli/reports/mapped_file.h"
+#include "cli/terminal/interruption.h"
+#include "qor/report.h"
+
+namespace cli {
+
+/**
+ * A dump, read once from its start to its end. The dump in a regular file starts at the current position: a shell may
+ * hand over standard input from within a file. All offsets count from there. One thread at a time.
+ *
+ * A regular file whose end is known is read in place unless it is followed. Other processes may then change the
+ * reports of a piece while they are read, so only a copy is decoded.
+ */
+class DumpInput : public ReportInput {
+public:
+    /**
+     * @param argument  a file, or "-" for standard input.
+     * @param follow    a regular file is read as it grows, until an interruption; no effect on anything else.
+     * @throws host::Error when the input cannot be opened.
+     */
+    DumpInput(const std::string &argument, Follow follow);
+
+    /** Pieces are not kept when the file was truncated, or cannot be read. */
+    bool keeps_last_piece() override;
+    [[noreturn]] void fail_after_lost_piece(std::uint64_t end) override;
+
+    bool is_read_in_place() const override { return _mapped && _offset < end_of_reports(); }
+
+    /** True of a regular file, unless it does not end where the system says. */
+    bool can_be_read_backwards() const override { return _has_known_end || is_followed(); }
+    void start_at(std::uint64_t offset) override { _offset = offset; }
+    void find_backwards(
+        const std::function<bool(const _QorProfileReport &report, std::uint64_t offset)> &is_wanted) const override;
+
+    /** Whether this is a regular file that ends where the system says. */
+    bool has_known_end() const { return _has_known_end; }
+    /** Whether this is a regular file that is read as it grows. */
+    bool is_followed() const { return _interruption.has_value(); }
+    /** The size of a regular file when it was opened; 0 for anything else. */
+    std::uint64_t size() const override { return _file_size; }
+    /** Of a regular file when it was opened. */
+    std::uint64_t end_of_reports() const override { return _file_size - _file_size % _QorProfileReport::kSize; }
+
+    std::uint64_t bytes_read() const override { return _offset; }
+    TrailingBytes trailing_bytes() const override { return {_offset - (_used - _given), _used - _given}; }
+    bool is_cut_short() const override { return _is_cut_short; }
+
+    /** "standard input" for "-". */
+    const std::string &name() const override { return _name; }
+
+protected:
+    /**
+     * Reads once. Of a pipe that is what has arrived, so it never waits for a full piece. A followed file that has not
+     * grown gives an empty piece after a short sleep. When the name of a file is followed, offsets count from the start
+     * of each new file.
+     */
+    std::optional<ReportPiece> read_piece(std::size_t most_reports) override;
+
+private:
+    /** Standard input stays open. */
+    struct Descriptor {
+        explicit Descriptor(int open_number) : number(open_number) {}
+        ~Descriptor();
+        Descriptor(const Descriptor &) = delete;
+        Descriptor &operator=(const Descriptor &) = delete;
+
+        void replace(int other);
+
+        int number;
+    };
+
+    std::optional<ReportPiece> read_mapped(std::size_t most_reports);
+    std::size_t read_once();
+    bool wait_for_growth();
+    bool go_on_after_cut(std::uint64_t size);
+    bool ends_where_the_system_says() const;
+    void read_from_start();
+    void read_at(std::uint64_t offset, std::span<std::byte> bytes) const;
+    [[noreturn]] void fail(std::uint64_t offset, int error) const;
+    [[noreturn]] void fail_truncated(std::uint64_t offset) const;
+
+    std::string _name;
+    Descriptor _descriptor;
+    std::optional<Interruption> _interruption; ///< while a file is followed
+    FollowedFile _followed;
+    bool _is_regular = false;
+    bool _has_known_end = false;
+    bool _is_cut_short = false;
+    std::uint64_t _start = 0;     ///< of the dump in a regular file
+    std::uint64_t _file_size = 0; ///< from `_start` on
+    std::uint64_t _offset = 0;
+
+    std::optional<MappedFile> _mapped;        ///< until the last whole report that the file had when it was opened
+    std::optional<std::uint64_t> _last_piece; ///< its offset, when it was read in place
+
+    std::vector<std::byte> _buffer;
+    std::size_t _used = 0;  ///< bytes in `_buffer`
+    std::size_t _given = 0; ///< bytes at its front that the last piece had; the rest is part of a report
+};
+
+} // namespace cli

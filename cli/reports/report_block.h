@@ -1,0 +1,71 @@
+/** Reports on their way from an input to the output. */
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "decoder/device_clock.h"
+#include "qor/report.h"
+
+namespace cli {
+
+/** Reports that follow one another in an input. */
+struct ReportPiece {
+    std::uint64_t offset = 0;                        ///< of the first report, in the input
+    std::span<const _QorProfileReport> reports;      ///< belong to the input; valid until its next call
+    std::span<const decoder::device_clock> clocks{}; ///< of each report; empty when the input brings no clocks
+    std::size_t input = 0;                           ///< the number of the input, from 0
+
+    std::size_t count() const { return reports.size(); }
+    const _QorProfileReport &report(std::size_t index) const { return reports[index]; }
+    std::uint64_t offset_of(std::size_t index) const { return offset + index * _QorProfileReport::kSize; }
+    ReportPiece first(std::size_t wanted) const {
+        return {offset, reports.first(wanted), clocks.empty() ? clocks : clocks.first(wanted), input};
+    }
+};
+
+/**
+ * Selected reports, with what else is known of each. A vector besides `reports` is either empty or as long as
+ * `reports`, except `separators`.
+ */
+struct ReportBlock {
+    std::vector<_QorProfileReport> reports;
+    std::vector<std::uint64_t> offsets;        ///< in the input; empty unless they are wanted
+    std::vector<decoder::device_clock> clocks; ///< empty when the input brings no clocks
+    std::size_t input = 0;                     ///< the number of the input of all of them, unless there are `inputs`
+    std::vector<std::size_t> inputs;           ///< of each report; empty unless several inputs are merged
+    /** The indexes, in ascending order, of reports that begin a group of neighbours and are not the first of all. */
+    std::vector<std::size_t> separators;
+
+    std::size_t size() const { return reports.size(); }
+    bool empty() const { return reports.empty(); }
+    std::size_t input_of(std::size_t index) const { return inputs.empty() ? input : inputs[index]; }
+
+    void clear() { shrink_to(0); }
+
+    /** Removes the reports from `size` on; there must be as many. */
+    void shrink_to(std::size_t size) {
+        while (!separators.empty() && separators.back() >= size) {
+            separators.pop_back();
+        }
+        reports.resize(size);
+        offsets.resize(offsets.empty() ? 0 : size);
+        clocks.resize(clocks.empty() ? 0 : size);
+        inputs.resize(inputs.empty() ? 0 : size);
+    }
+
+    /** Appends a report of a piece, with its offset if that is wanted. */
+    void add(const ReportPiece &piece, std::size_t index, bool with_offset) {
+        reports.push_back(piece.report(index));
+        if (with_offset) {
+            offsets.push_back(piece.offset_of(index));
+        }
+        if (!piece.clocks.empty()) {
+            clocks.push_back(piece.clocks[index]);
+        }
+    }
+};
+
+} // namespace cli
