@@ -1,6 +1,7 @@
 /** The output formats of a dump. */
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <vector>
@@ -28,6 +29,8 @@ extern const std::vector<std::string> kFormats;
 struct RenderingWish {
     std::string format = "text"; ///< one of `kFormats`
     TextStyle style{};           ///< of the output
+    /** The name of an input, any thread; null unless reports are shown with the files that they come from. */
+    std::function<std::string(std::size_t input)> name_of{};
 };
 
 /** What the wish points to must outlive the rendering. */
