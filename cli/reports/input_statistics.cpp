@@ -9,8 +9,8 @@
 
 namespace cli {
 
-InputStatistics::InputStatistics(std::function<std::string(std::size_t input)> name_of)
-    : _name_of(std::move(name_of)) {}
+InputStatistics::InputStatistics(std::function<std::string(std::size_t input)> name_of, const OwnerNames *names)
+    : _name_of(std::move(name_of)), _all(names) {}
 
 void InputStatistics::see(const ReportPiece &piece) {
     if (_name_of && _input != piece.input) {

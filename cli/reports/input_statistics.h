@@ -19,8 +19,11 @@ namespace cli {
 /** Counts the reports of all inputs together and, of several, of each. One thread at a time. */
 class InputStatistics {
 public:
-    /** @param name_of  the name of an input; null for a single one, which has no row of its own. */
-    explicit InputStatistics(std::function<std::string(std::size_t input)> name_of);
+    /**
+     * @param name_of  the name of an input; null for a single one, which has no row of its own.
+     * @param names    the owner's; null for none.
+     */
+    InputStatistics(std::function<std::string(std::size_t input)> name_of, const OwnerNames *names);
 
     /** Looks at all reports that are read, in their order, input by input: for gaps. */
     void see(const ReportPiece &piece);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "cli/reports/clock.h"
+#include "cli/reports/owner_names.h"
 #include "cli/reports/report_block.h"
 #include "cli/terminal/text_style.h"
 #include "decoder/text_stream.h"
@@ -31,6 +32,9 @@ struct RenderingWish {
     TextStyle style{};           ///< of the output
     /** The name of an input, any thread; null unless reports are shown with the files that they come from. */
     std::function<std::string(std::size_t input)> name_of{};
+    /** The owner's; null for none, which costs nothing for each report. */
+    const OwnerNames *names = nullptr;
+    bool has_raw = false; ///< rows for programs end with all bytes of their report
 };
 
 /** What the wish points to must outlive the rendering. */

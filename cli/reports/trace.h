@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "cli/reports/owner_names.h"
 #include "cli/reports/slice_nesting.h"
 #include "decoder/remembered_header.h"
 #include "decoder/short_text.h"
@@ -17,13 +18,13 @@ namespace cli {
 
 /** The text of a header's events around the numbers of a report. */
 struct TracePieces {
-    decoder::text_of_at_most<192> start; ///< of an instant or a counter, up to the name's variable end or the time
+    decoder::text_of_at_most<320> start; ///< of an instant or a counter, up to the name's variable end or the time
     decoder::text_of_at_most<32> scope;  ///< of an instant, and the key of the process
     decoder::text_of_at_most<64> track;  ///< the track's id, and the key of the arguments
 };
 
-/** For a report that becomes counters or an instant. */
-void fill_trace_pieces(TracePieces &pieces, const _QorProfileReport &report);
+/** For a report that becomes counters or an instant. @param names  null for none. */
+void fill_trace_pieces(TracePieces &pieces, const _QorProfileReport &report, const OwnerNames *names);
 
 /** The fields of a slice besides its name. */
 struct SliceFields;
@@ -37,14 +38,14 @@ std::string trace_end();
 /** The events of one dump's reports, in the dump's order. Times are firmware times. One thread at a time. */
 class TraceEvents {
 public:
-    /** Of a single input. */
-    TraceEvents() = default;
+    /** Of a single input. @param names  the owner's; null for none. They outlive the events. */
+    explicit TraceEvents(const OwnerNames *names = nullptr) : _names(names) {}
     /**
      * Of one input among several. Its processes have the numbers from 1000 * `number` on, and its file before their
      * names.
      * @param number  from 1.
      */
-    TraceEvents(std::size_t number, std::string_view file);
+    TraceEvents(std::size_t number, std::string_view file, const OwnerNames *names);
 
     /** Appends the name of the process that represents all threads. @param is_first  of the file; no comma then. */
     void begin(text_buffer &out, bool is_first) const;
@@ -55,7 +56,8 @@ public:
      * A function report becomes a slice on the track of its thread that ends at the report's time stamp. A sensor event
      * becomes one counter per number, because viewers stack the numbers of one counter; words are signed here although
      * lines print them unsigned. Every other report (triggers, traces and checkpoints included) becomes an instant on
-     * the track of its component with the payload as arguments. Triggers are drawn across all tracks of their category,
+     * the track of its component with the payload as arguments. Names of the owner's are those of slices and tracks,
+     * too. Triggers are drawn across all tracks of their category,
      * so their names begin with the component's.
      */
     void append(text_buffer &out, const _QorProfileReport &report);
@@ -73,13 +75,20 @@ private:
     /** Writes what stands between the time and the track. */
     char *put_process(char *out, const TracePieces &pieces, const _QorProfileReport &report) const;
     void append_process_name(text_buffer &out, std::uint64_t process, std::string_view name) const;
+    /** Writes the arguments of an event. */
+    char *put_arguments(char *out, const _QorProfileReport &report, std::size_t payload) const;
+    /** The owner's name of a field's number; null for none. @param field  from `field_number`. */
+    const OwnerName *name_of(std::size_t field, std::uint64_t number) const {
+        return _names != nullptr ? _names->value(field, number) : nullptr;
+    }
     void name_category(text_buffer &out, const _QorProfileReport &report);
     void name_component(text_buffer &out, const _QorProfileReport &report);
 
+    const OwnerNames *_names;
     std::uint64_t _first_process = 0; ///< added to the number of each process
     std::string _name_start;          ///< of each process; stands in JSON as it is
     SliceNesting _slices;
-    decoder::remembered_headers<TracePieces, fill_trace_pieces> _pieces;
+    decoder::remembered_headers<TracePieces, const OwnerNames *, fill_trace_pieces> _pieces;
     std::bitset<256> _named_categories;
     std::bitset<65536> _named_components; ///< by category * 256 + component
 };
