@@ -32,6 +32,8 @@ struct DecodeArguments {
     ClockWords clock;
     std::optional<std::string> time_zone;
     std::string format = "text";
+    bool has_raw = false;
+    std::optional<std::string> names_file;
     Selection selection;
     std::string follow; ///< "" for no, "true" for the open file, "name"
     bool wants_statistics = false;
@@ -63,12 +65,23 @@ ReadingWatcher make_watcher(ProgressBar &progress, const Output &output, const D
     };
 }
 
-void write_reports(ReportStream &stream, const DecodeArguments &arguments, const DumpClock &clock) {
+/** The owner's names; none without a file of them. @throws host::Error. */
+OwnerNames read_names(const std::optional<std::string> &file) { return file ? OwnerNames::read(*file) : OwnerNames(); }
+
+void require_rows_for_raw(const DecodeArguments &arguments) {
+    if (arguments.has_raw && arguments.format != "jsonl" && arguments.format != "csv") {
+        throw WrongUse("--raw requires --format jsonl or csv");
+    }
+}
+
+void write_reports(ReportStream &stream, const DecodeArguments &arguments, const DumpClock &clock,
+                   const OwnerNames *names) {
     Output output = standard_output();
     // On a terminal the lines themselves show the progress.
     ProgressBar progress(isatty(STDOUT_FILENO) == 1 ? 0 : bytes_to_read(stream, arguments));
     stream.watch(make_watcher(progress, output, arguments));
-    const ReportRendering rendering = rendering_of({.format = arguments.format, .style = output.style()});
+    const ReportRendering rendering = rendering_of(
+        {.format = arguments.format, .style = output.style(), .names = names, .has_raw = arguments.has_raw});
     output.write(rendering.start);
     const BlockSteps steps{[&](Block &block) { return stream.next(block); },
                            [&](Block &block) {
@@ -94,9 +107,10 @@ void count_reports(ReportStream &stream, const DecodeArguments &arguments, const
     }
 }
 
-void write_statistics(ReportStream &stream, const DecodeArguments &arguments, const DumpClock &clock) {
+void write_statistics(ReportStream &stream, const DecodeArguments &arguments, const DumpClock &clock,
+                      const OwnerNames *names) {
     SequenceWatch sequence;
-    DumpStatistics statistics;
+    DumpStatistics statistics(names);
     if (!stream.observe([&](const ReportPiece &piece) { sequence.see(piece.reports, piece.offset); })) {
         throw WrongUse("--stats with --last and a filter needs a file: a pipe cannot be read backwards");
     }
@@ -147,10 +161,14 @@ int decode(DecodeArguments &arguments) {
     } else if (arguments.clock.time_sync || arguments.clock.live_description) {
         warn_of_unknown_zone();
     }
+    require_rows_for_raw(arguments);
+    const OwnerNames names = read_names(arguments.names_file);
+    arguments.selection.filter.names = arguments.names_file ? &names : nullptr;
     const DumpClock clock(arguments.clock);
     arguments.selection.sync = clock.now().sync;
     ReportStream stream({arguments.file}, {.selection = arguments.selection});
-    (arguments.wants_statistics ? write_statistics : write_reports)(stream, arguments, clock);
+    (arguments.wants_statistics ? write_statistics : write_reports)(stream, arguments, clock,
+                                                                    arguments.selection.filter.names);
     report_trailing_bytes(stream);
     return stream.has_failed() || (arguments.is_strict && !stream.trailing().empty()) ? kExitFailed : kExitOk;
 }
@@ -158,6 +176,13 @@ int decode(DecodeArguments &arguments) {
 /** One of the filters by name. */
 Argument name_filter(const char *option, std::vector<std::string> &words, const char *help) {
     return {.name = option, .value_name = "NAMES", .target = &words, .help = help, .is_repeated = true};
+}
+
+/** Its negation. The line of the first filter tells of all four. */
+Argument negated_filter(const char *option, std::vector<std::string> &words) {
+    Argument argument = name_filter(option, words, "");
+    argument.is_internal = true;
+    return argument;
 }
 
 } // namespace
@@ -194,22 +219,30 @@ Verb declare_decode() {
                            .value_name = "FORM",
                            .target = word_reader(arguments->format, kFormats),
                            .help = "text (default), jsonl, csv, chrome-trace"},
-                          name_filter("--category", filter.categories, "Only these, such as sensor,wake or 2,0x0b"),
-                          name_filter("--not-category", filter.unwanted_categories, "All but these categories"),
-                          name_filter("--component", filter.components, "Only these components"),
-                          name_filter("--not-component", filter.unwanted_components, "All but these components"),
-                          name_filter("--event", filter.events, "Only these events"),
-                          name_filter("--not-event", filter.unwanted_events, "All but these events"),
-                          name_filter("--type", filter.types, "Only these types"),
-                          name_filter("--not-type", filter.unwanted_types, "All but these types"),
+                          {.name = "--raw",
+                           .target = &arguments->has_raw,
+                           .help = "With jsonl and csv: every row ends with all 48 bytes"},
+                          {.name = "--names",
+                           .value_name = "FILE.toml",
+                           .target = &arguments->names_file,
+                           .help = "Names of your own for ids (docs/decode.md)"},
+                          name_filter("--category", filter.categories,
+                                      "Only sensor,wake or ids; --not-category: all but them"),
+                          negated_filter("--not-category", filter.unwanted_categories),
+                          name_filter("--component", filter.components, "The same of components; also --not-component"),
+                          negated_filter("--not-component", filter.unwanted_components),
+                          name_filter("--event", filter.events, "The same of events; also --not-event"),
+                          negated_filter("--not-event", filter.unwanted_events),
+                          name_filter("--type", filter.types, "The same of types; also --not-type"),
+                          negated_filter("--not-type", filter.unwanted_types),
                           {.name = "--since",
                            .value_name = "TIME",
                            .target = time_reader(filter.since),
-                           .help = "From this time on: 7200.5s, +500ms, -10m, a date, .."},
+                           .help = "From then on, as 7200.5s, +500ms, -10m or a date"},
                           {.name = "--until",
                            .value_name = "TIME",
                            .target = time_reader(filter.until),
-                           .help = "Up to this time"},
+                           .help = "Up to then; both are included"},
                           {.name = "--first",
                            .short_name = "-n",
                            .value_name = "N",
@@ -244,7 +277,7 @@ Verb declare_decode() {
                           {.name = "--strict",
                            .target = &arguments->is_strict,
                            .help = "Exit with 1 if a partial report is at the end"}},
-            .examples = {"qorstat decode dump.bin --category sensor --last 20",
+            .examples = {"qorstat decode dump.bin --category sensor,wake --around 7201.5s",
                          "qorstat decode - --format chrome-trace < dump.bin > trace.json"},
             .run = [arguments] { return decode(*arguments); }};
 }

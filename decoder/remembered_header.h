@@ -13,19 +13,19 @@ namespace decoder {
 /**
  * Remembers a `Text` for the first word of each report. Most dumps have few different headers. A header whose place is
  * taken by another one is put together again. One thread at a time.
- * @param fill  overwrites a text for a report; reads the report's four ids alone.
+ * @param fill  overwrites a text for a report; reads the report's four ids and a context that is always the same.
  */
-template <typename Text, void (*fill)(Text &text, const _QorProfileReport &report)>
+template <typename Text, typename Context, void (*fill)(Text &text, const _QorProfileReport &report, Context context)>
 class remembered_headers {
 public:
     constexpr remembered_headers() = default;
 
     /** Valid until the next call. */
-    const Text &of(const _QorProfileReport &report) {
+    const Text &of(const _QorProfileReport &report, Context context) {
         const std::uint32_t header = report.header();
         place &kept = _places[(header * kFibonacci) >> (32 - kBits)];
         if (kept.header != header || !kept.is_taken) [[unlikely]] {
-            fill(kept.text, report);
+            fill(kept.text, report, context);
             kept.header = header;
             kept.is_taken = true;
         }

@@ -133,6 +133,13 @@ void append_line(text_buffer &buffer, const _QorProfileReport &report, const dev
     append(buffer, header, put_fields, report, clock);
 }
 
+void append_line(text_buffer &buffer, const line_names &names,
+                 const std::function<void(text_stream &stream)> &put_fields, const _QorProfileReport &report,
+                 const device_clock &clock) {
+    const named_header<std::string> header{names.category, names.component, names.event, names.type};
+    append(buffer, header, put_fields, report, clock);
+}
+
 void append_line(text_buffer &buffer, const profile_decoder &decoder, const line_names &names,
                  const _QorProfileReport &report, const device_clock &clock) {
     const named_header<std::string> header{names.category, names.component, names.event, names.type};

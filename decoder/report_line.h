@@ -2,6 +2,7 @@
 #ifndef DECODER_REPORT_LINE_H
 #define DECODER_REPORT_LINE_H
 
+#include <functional>
 #include <string>
 
 #include "decoder/device_clock.h"
@@ -27,7 +28,15 @@ struct line_names {
     std::string type;
 };
 
-/** The same with the given names and the payload that `decoder` writes. */
+/**
+ * The same with the given names and payload.
+ * @param put_fields  appends the payload's fields, each as its key, its value and ",".
+ */
+void append_line(text_buffer &buffer, const line_names &names,
+                 const std::function<void(text_stream &stream)> &put_fields, const _QorProfileReport &report,
+                 const device_clock &clock);
+
+/** The same with the payload that `decoder` writes. */
 void append_line(text_buffer &buffer, const profile_decoder &decoder, const line_names &names,
                  const _QorProfileReport &report, const device_clock &clock);
 

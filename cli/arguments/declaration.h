@@ -36,7 +36,7 @@ struct Argument {
     bool is_required = false;
     bool is_repeated = false;       ///< many texts are given by repeating the option, each with one
     bool has_value_or_none = false; ///< `--name` gives a `std::string` "true", and `--name=VALUE` gives it VALUE
-    bool is_internal = false;       ///< not on the help page
+    bool is_internal = false;       ///< not on the help page, or told of by another line of it
     const char *excludes = "";      ///< an option declared before it that may not be given beside it; "" for none
     const char *needs = "";         ///< an option declared before it that must be given beside it; "" for none
 };

@@ -3,6 +3,7 @@
 
 #include <string_view>
 
+#include "cli/reports/owner_names.h"
 #include "decoder/device_clock.h"
 #include "decoder/text_stream.h"
 #include "qor/report.h"
@@ -17,5 +18,9 @@ extern const std::string_view kCsvHeading;
  * when unknown), and the payload as a JSON object. Ends with CR LF.
  */
 void append_csv_line(text_buffer &out, const _QorProfileReport &report, const decoder::device_clock &clock);
+
+/** The same with the owner's names. @param has_raw  whether all bytes of the report are one more column, `raw`. */
+void append_csv_line(text_buffer &out, const _QorProfileReport &report, const decoder::device_clock &clock,
+                     const OwnerNames &names, bool has_raw);
 
 } // namespace cli

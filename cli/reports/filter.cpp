@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <charconv>
 #include <functional>
+#include <numeric>
 #include <set>
 #include <span>
 #include <string_view>
 
 #include "cli/arguments/invalid_value.h"
 #include "cli/arguments/wrong_use.h"
-#include "decoder/name_tables.h"
 #include "host/nearest_word.h"
 
 namespace cli {
@@ -136,20 +136,42 @@ ReportFilter::ReportFilter(const FilterWords &words) : _since(words.since), _unt
     const Choice types{"type", words.types, words.unwanted_types};
     _takes_all_places = components.is_open() && events.is_open();
     _has_conditions = !categories.is_open() || !types.is_open() || !_takes_all_places || _since || _until;
+    static const OwnerNames kNone;
+    const OwnerNames &names = words.names != nullptr ? *words.names : kNone;
     choose_ids(std::span(&_categories, 1), categories,
-               [](std::size_t, std::uint8_t id) { return decoder::category_name(id); });
-    choose_ids(std::span(&_types, 1), types, [](std::size_t, std::uint8_t id) { return decoder::type_name(id); });
+               [&names](std::size_t, std::uint8_t id) { return names.category_name(id); });
+    choose_ids(std::span(&_types, 1), types, [&names](std::size_t, std::uint8_t id) { return names.type_name(id); });
+    const std::vector<std::uint8_t> categories_of_rows = assign_rows(names);
+    _components.resize(categories_of_rows.size());
     choose_ids(_components, components,
-               [](std::size_t row, std::uint8_t id) { return decoder::component_name(id_of(row), id); });
-    _events.resize(events.is_open() ? 0 : kCategoryRows * kIds);
-    choose_ids(_events, events, [](std::size_t row, std::uint8_t id) {
-        return decoder::event_name(id_of(row / kIds), id_of(row % kIds), id);
+               [&](std::size_t row, std::uint8_t id) { return names.component_name(categories_of_rows[row], id); });
+    _events.resize(events.is_open() ? 0 : categories_of_rows.size() * kIds);
+    choose_ids(_events, events, [&](std::size_t row, std::uint8_t id) {
+        return names.event_name(categories_of_rows[row / kIds], id_of(row % kIds), id);
     });
     limits_in({}); // what is wrong with a date is told before any input is opened
 }
 
+std::vector<std::uint8_t> ReportFilter::assign_rows(const OwnerNames &names) {
+    std::vector<std::uint8_t> categories(kCategoryRows);
+    std::iota(categories.begin(), categories.end(), std::uint8_t{0});
+    for (std::size_t category = 0; category < _rows.size(); ++category) {
+        _rows[category] = id_of(std::min(category, kCategoryRows - 1));
+    }
+    const std::bitset<kIds> named = names.categories_with_places();
+    for (std::size_t category = kIds - 1; category >= kCategoryRows - 1; --category) {
+        if (named[category]) {
+            _rows[category] = id_of(categories.size());
+            categories.push_back(id_of(category));
+        } else {
+            categories[kCategoryRows - 1] = id_of(category); // stands for all without names
+        }
+    }
+    return categories;
+}
+
 bool ReportFilter::passes_place(std::size_t category, std::size_t component, std::size_t event) const {
-    const std::size_t row = std::min(category, kCategoryRows - 1);
+    const std::size_t row = _rows[category];
     return _components[row][component] && (_events.empty() || _events[row * kIds + component][event]);
 }
 

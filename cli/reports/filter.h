@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "cli/arguments/time_text.h"
+#include "cli/reports/owner_names.h"
 #include "cli/reports/time_limits.h"
 #include "decoder/device_clock.h"
 #include "qor/report.h"
@@ -17,8 +18,8 @@
 namespace cli {
 
 /**
- * Names, as the decoder prints them, or ids, in decimal or in hexadecimal after "0x". A word may be a list with commas.
- * An empty list of wanted ones means all.
+ * Names, as the reports are shown with them, or ids, in decimal or in hexadecimal after "0x". A word may be a list with
+ * commas. An empty list of wanted ones means all.
  */
 struct FilterWords {
     std::vector<std::string> categories;
@@ -31,6 +32,7 @@ struct FilterWords {
     std::vector<std::string> unwanted_components{};
     std::vector<std::string> unwanted_events{};
     std::vector<std::string> unwanted_types{};
+    const OwnerNames *names = nullptr; ///< the owner's, which may be wanted as well; null for none
 };
 
 /**
@@ -67,7 +69,10 @@ public:
 private:
     using Ids = std::bitset<256>;
 
-    /** From the last row on, the decoder names the components and events of all categories alike: they share it. */
+    /**
+     * From the last row on, the decoder names the components and events of all categories alike: they share it. Rows
+     * behind it are for categories whose components or events only the owner names.
+     */
     static constexpr std::size_t kCategoryRows = 12;
     static constexpr std::size_t kIds = 256;
 
@@ -80,6 +85,8 @@ private:
                (_takes_all_places || passes_place((header >> 24), (header >> 16) & 0xFF, (header >> 8) & 0xFF));
     }
     bool passes_place(std::size_t category, std::size_t component, std::size_t event) const;
+    /** Gives each category its row. @return a category of each row. */
+    std::vector<std::uint8_t> assign_rows(const OwnerNames &names);
 
     bool _has_conditions;
     bool _takes_all_places; ///< components and events
@@ -87,8 +94,9 @@ private:
     std::optional<SaidTime> _until;
     Ids _categories;
     Ids _types;
-    std::array<Ids, kCategoryRows> _components; ///< by category
-    std::vector<Ids> _events;                   ///< by category and component; empty when every event is wanted
+    std::array<std::uint8_t, kIds> _rows{}; ///< by category
+    std::vector<Ids> _components;           ///< by row
+    std::vector<Ids> _events;               ///< by row and component; empty when every event is wanted
 };
 
 } // namespace cli

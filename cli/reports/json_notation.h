@@ -1,6 +1,7 @@
 /** How the fields of a payload look in JSON (a notation of `decoder/payload_walk.h`). */
 #pragma once
 
+#include <algorithm>
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
@@ -115,19 +116,39 @@ struct JsonMembers {
         return put_mark(decoder::put_hexadecimal_pairs(put_mark(put_key<Field>(out)), value.bytes));
     }
 
+    /** The field with a text as it stands between the marks of a string. */
+    template <typename Field>
+    static char *put_inside(char *out, std::string_view inside) {
+        return put_mark(put_all(put_mark(put_key<Field>(out)), inside));
+    }
+
+    /** A name of the field's number, behind the field: the same with "_name" appended to the key. */
+    template <typename Field>
+    static char *put_name_inside(char *out, std::string_view inside) {
+        return put_mark(put_all(put_mark(put_key<Field, KeyEnd::Name>(out)), inside));
+    }
+
 private:
     static constexpr std::string_view kDigits = "0123456789";
 
-    template <typename Field, bool has_hex>
+    /** What is appended to the name of a field. */
+    enum class KeyEnd { Nothing, Hex, Name };
+
+    template <typename Field, KeyEnd end>
     static constexpr Key kKey{{",", Style::kMark, Field::row.name, Field::occurrence == 1 ? "" : "_",
                                Field::occurrence == 1 ? "" : kDigits.substr(Field::occurrence, 1),
-                               has_hex ? "_hex" : "", Style::kMark, ":"}};
+                               end == KeyEnd::Hex    ? "_hex"
+                               : end == KeyEnd::Name ? "_name"
+                                                     : "",
+                               Style::kMark, ":"}};
 
-    template <typename Field, bool has_hex = false>
+    template <typename Field, KeyEnd end = KeyEnd::Nothing>
     [[gnu::always_inline]] static char *put_key(char *out) {
         static_assert(Field::occurrence < kDigits.size());
-        return decoder::put_constant<kKey<Field, has_hex>>(out);
+        return decoder::put_constant<kKey<Field, end>>(out);
     }
+
+    static char *put_all(char *out, std::string_view text) { return std::copy(text.begin(), text.end(), out); }
 
     static char *put_mark(char *out) {
         std::memcpy(out, Style::kMark.data(), Style::kMark.size());
@@ -146,8 +167,52 @@ private:
             return put_mark(put_json_text(put_mark(put_key<Field>(out)), text, Style::kMark));
         }
         const auto *bytes = static_cast<const std::uint8_t *>(static_cast<const void *>(text.data()));
-        return put_mark(decoder::put_hexadecimal_pairs(put_mark(put_key<Field, true>(out)), {bytes, text.size()}));
+        return put_mark(
+            decoder::put_hexadecimal_pairs(put_mark(put_key<Field, KeyEnd::Hex>(out)), {bytes, text.size()}));
     }
 };
+
+/** In JSON Lines. */
+struct PlainJson {
+    static constexpr std::string_view kMark = "\"";
+    static constexpr bool kKeepsBigNumbers = true;
+};
+
+/** Inside a quoted CSV field. */
+struct QuotedJson {
+    static constexpr std::string_view kMark = "\"\"";
+    static constexpr bool kKeepsBigNumbers = true;
+};
+
+/** For readers that store numbers as doubles. */
+struct JsonForDoubles {
+    static constexpr std::string_view kMark = "\"";
+    static constexpr bool kKeepsBigNumbers = false;
+};
+
+/** The payload of a report without a layout: all of its bytes, under the key "raw". */
+template <typename Style>
+[[gnu::noinline]] char *put_raw_payload(char *out, const _QorProfileReport &report) {
+    static constexpr decoder::short_text kKey{{"{", Style::kMark, "raw", Style::kMark, ":", Style::kMark}};
+    static constexpr decoder::short_text kEnd{{Style::kMark, "}"}};
+    out = decoder::put_hexadecimal_pairs(decoder::put_constant<kKey>(out),
+                                         std::span(report.bytes).subspan(qor::kPayloadOffset));
+    return decoder::put_constant<kEnd>(out);
+}
+
+/**
+ * The walk's members, each after a comma; the first comma becomes the opening brace.
+ * @param notation  writes such members in the style.
+ */
+template <typename Style, typename Notation>
+char *put_json_object(char *out, const _QorProfileReport &report, std::size_t index, const Notation &notation) {
+    char *const end = decoder::put_payload_fields<Notation>(out, report, index, notation);
+    if (end == out) [[unlikely]] {
+        return put_raw_payload<Style>(out, report);
+    }
+    *out = '{';
+    *end = '}';
+    return end + 1;
+}
 
 } // namespace cli

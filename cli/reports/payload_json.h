@@ -14,7 +14,7 @@ inline constexpr std::size_t kPayloadJsonRoom = 4096;
  * Writes the payload of `report` as one JSON object with the fields of its text line, in the same order: numbers as
  * numbers (also those that lines show in hexadecimal), names and texts as strings, bytes as a string of hex digits.
  * A text that is not UTF-8 becomes hex digits under its key with "_hex" appended. The second field of one name has
- * "_2" appended to its key, and so on.
+ * "_2" appended to its key, and so on. A payload without fields has its 32 bytes as hex digits, under the key "raw".
  * @param index  an index into `decoder::kPayloads`, from `decoder::payload_index`.
  * @return the end of the text.
  */

@@ -31,6 +31,7 @@ public:
     static std::unique_ptr<RecordedInput> parse(std::span<const std::byte> bytes, const std::string &name);
 
     bool is_read_in_place() const override { return _given != _reports.size(); }
+    bool has_clocks() const override { return true; }
     bool can_be_read_backwards() const override { return true; }
     void start_at(std::uint64_t offset) override {
         _given = static_cast<std::size_t>(offset / _QorProfileReport::kSize);

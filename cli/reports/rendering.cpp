@@ -4,6 +4,7 @@
 
 #include "cli/reports/csv.h"
 #include "cli/reports/json.h"
+#include "cli/reports/named_line.h"
 #include "cli/reports/trace.h"
 #include "decoder/report_line.h"
 
@@ -38,16 +39,13 @@ void append_each(text_buffer &out, const ReportBlock &block, const DumpClock &cl
     }
 }
 
-/** The same, with a line between groups of neighbours. */
-template <void (*append_one)(text_buffer &out, const _QorProfileReport &report, const decoder::device_clock &clock)>
-void append_groups(text_buffer &out, const ReportBlock &block, const DumpClock &clock) {
-    if (block.separators.empty()) {
-        append_each<append_one>(out, block, clock);
-        return;
-    }
-    auto separator = block.separators.begin();
+/** Calls the function report by report, with a line before each of the reports that `separators` counts. */
+template <typename AppendOne>
+void append_with(text_buffer &out, const ReportBlock &block, const DumpClock &clock,
+                 const std::vector<std::size_t> &separators, const AppendOne &append_one) {
+    auto separator = separators.begin();
     for (std::size_t i = 0; i < block.size(); ++i) {
-        if (separator != block.separators.end() && *separator == i) {
+        if (separator != separators.end() && *separator == i) {
             out.append("--\n");
             ++separator;
         }
@@ -55,25 +53,86 @@ void append_groups(text_buffer &out, const ReportBlock &block, const DumpClock &
     }
 }
 
+/** The same, with a line between groups of neighbours. */
+template <void (*append_one)(text_buffer &out, const _QorProfileReport &report, const decoder::device_clock &clock)>
+void append_groups(text_buffer &out, const ReportBlock &block, const DumpClock &clock) {
+    if (block.separators.empty()) {
+        append_each<append_one>(out, block, clock);
+    } else {
+        append_with(out, block, clock, block.separators, append_one);
+    }
+}
+
+/** Appends a row with options. */
+using AppendRow = std::function<void(text_buffer &out, const _QorProfileReport &report,
+                                     const decoder::device_clock &clock, const OwnerNames &names)>;
+
+AppendRow optional_row(const RenderingWish &wish) {
+    if (wish.format == "jsonl") {
+        return [has_raw = wish.has_raw](auto &out, const auto &report, const auto &clock, const auto &names) {
+            append_json_line(out, report, clock, names, has_raw);
+        };
+    }
+    if (wish.format == "csv") {
+        return [has_raw = wish.has_raw](auto &out, const auto &report, const auto &clock, const auto &names) {
+            append_csv_line(out, report, clock, names, has_raw);
+        };
+    }
+    return
+        [escapes = wish.style.escapes_controls](auto &out, const auto &report, const auto &clock, const auto &names) {
+            if (!escapes) {
+                append_named_line(out, report, clock, names);
+            } else {
+                text_buffer line;
+                append_named_line(line, report, clock, names);
+                out.append(escape_controls(line.text()));
+            }
+            out.append("\n");
+        };
+}
+
+/** The formats of rows with the owner's names and all bytes. */
+ReportRendering optional_rendering(const RenderingWish &wish) {
+    static const OwnerNames kNone;
+    static const std::vector<std::size_t> kNoGroups;
+    std::string start;
+    if (wish.format == "csv") {
+        start = wish.has_raw ? std::string(kCsvHeading.substr(0, kCsvHeading.size() - 2)) + ",raw\r\n"
+                             : std::string(kCsvHeading);
+    }
+    const auto append = [names = wish.names != nullptr ? wish.names : &kNone, append_row = optional_row(wish),
+                         has_groups = wish.format == "text"](text_buffer &out, const ReportBlock &block,
+                                                             const DumpClock &clock) {
+        const auto append_one = [&](auto &text, const auto &report, const auto &time) {
+            append_row(text, report, time, *names);
+        };
+        append_with(out, block, clock, has_groups ? block.separators : kNoGroups, append_one);
+    };
+    return {start, append, ""};
+}
+
 } // namespace
 
 const std::vector<std::string> kFormats = {"text", "jsonl", "csv", "chrome-trace"};
 
 ReportRendering rendering_of(const RenderingWish &wish) {
-    if (wish.format == "jsonl") {
-        return {"", append_each<append_json_line>, ""};
-    }
-    if (wish.format == "csv") {
-        return {std::string(kCsvHeading), append_each<append_csv_line>, ""};
-    }
     if (wish.format == "chrome-trace") {
-        const auto events = std::make_shared<TraceEvents>();
+        const auto events = std::make_shared<TraceEvents>(wish.names);
         const auto append = [events](text_buffer &out, const ReportBlock &block, const DumpClock &) {
             for (const _QorProfileReport &report : block.reports) {
                 events->append(out, report);
             }
         };
         return {trace_start(), append, trace_end(), true};
+    }
+    if (wish.names != nullptr || wish.has_raw) {
+        return optional_rendering(wish);
+    }
+    if (wish.format == "jsonl") {
+        return {"", append_each<append_json_line>, ""};
+    }
+    if (wish.format == "csv") {
+        return {std::string(kCsvHeading), append_each<append_csv_line>, ""};
     }
     return {"", wish.style.escapes_controls ? append_groups<append_escaped_line> : append_groups<append_exact_line>,
             ""};

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "cli/reports/clock.h"
+#include "cli/reports/owner_names.h"
 #include "cli/reports/report_block.h"
 #include "cli/terminal/text_style.h"
 #include "decoder/text_stream.h"
@@ -28,6 +29,9 @@ extern const std::vector<std::string> kFormats;
 struct RenderingWish {
     std::string format = "text"; ///< one of `kFormats`
     TextStyle style{};           ///< of the output
+    /** The owner's; null for none, which costs nothing for each report. */
+    const OwnerNames *names = nullptr;
+    bool has_raw = false; ///< rows for programs end with all bytes of their report
 };
 
 /** What the wish points to must outlive the rendering. */

@@ -8,7 +8,6 @@
 
 #include "cli/reports/wall_time.h"
 #include "cli/terminal/json_text.h"
-#include "decoder/name_tables.h"
 #include "host/count_text.h"
 
 namespace cli {
@@ -16,6 +15,11 @@ namespace {
 
 constexpr std::uint32_t kIds = 256;
 constexpr std::uint32_t kFibonacci = 2'654'435'769; ///< spreads neighbouring headers over the places of a table
+
+const OwnerNames &no_names() {
+    static const OwnerNames names;
+    return names;
+}
 
 std::uint8_t low_byte(std::size_t value) { return static_cast<std::uint8_t>(value & 0xFF); }
 
@@ -86,8 +90,9 @@ void SequenceWatch::see_step(std::uint32_t before, std::uint32_t number, std::ui
     }
 }
 
-DumpStatistics::DumpStatistics()
-    : _earliest(std::numeric_limits<std::uint64_t>::max()), _recent_headers(std::size_t{1} << kRecentBits) {}
+DumpStatistics::DumpStatistics(const OwnerNames *names)
+    : _names(names != nullptr ? *names : no_names()), _earliest(std::numeric_limits<std::uint64_t>::max()),
+      _recent_headers(std::size_t{1} << kRecentBits) {}
 
 void DumpStatistics::count(std::span<const _QorProfileReport> reports) {
     _reports += reports.size();
@@ -143,19 +148,19 @@ DumpStatistics::Counts DumpStatistics::counts() {
         if (!_components[id].empty()) {
             const std::uint64_t count =
                 std::accumulate(_components[id].begin(), _components[id].end(), std::uint64_t{0});
-            all.categories.push_back({{low_byte(id)}, {decoder::category_name(low_byte(id))}, count});
+            all.categories.push_back({{low_byte(id)}, {_names.category_name(low_byte(id))}, count});
             append_components(all.components, low_byte(id));
         }
         if (_types[id] != 0) {
-            all.types.push_back({{low_byte(id)}, {decoder::type_name(low_byte(id))}, _types[id]});
+            all.types.push_back({{low_byte(id)}, {_names.type_name(low_byte(id))}, _types[id]});
         }
     }
     for (const auto &[ids, count] : std::map(_events.begin(), _events.end())) {
         const std::uint8_t category = low_byte(ids >> 16);
         const std::uint8_t component = low_byte(ids >> 8);
         all.events.push_back({{category, component, low_byte(ids)},
-                              {decoder::category_name(category), decoder::component_name(category, component),
-                               decoder::event_name(category, component, low_byte(ids))},
+                              {_names.category_name(category), _names.component_name(category, component),
+                               _names.event_name(category, component, low_byte(ids))},
                               count});
     }
     return all;
@@ -165,7 +170,7 @@ void DumpStatistics::append_components(std::vector<Count> &counts, std::uint8_t 
     for (std::size_t id = 0; id < kIds; ++id) {
         if (const std::uint64_t count = _components[category][id]; count != 0) {
             counts.push_back({{category, low_byte(id)},
-                              {decoder::category_name(category), decoder::component_name(category, low_byte(id))},
+                              {_names.category_name(category), _names.component_name(category, low_byte(id))},
                               count});
         }
     }

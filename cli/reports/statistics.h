@@ -10,6 +10,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "cli/reports/owner_names.h"
 #include "decoder/device_clock.h"
 #include "qor/report.h"
 
@@ -55,7 +56,8 @@ public:
         std::uint64_t count;
     };
 
-    DumpStatistics();
+    /** @param names  the owner's, which outlive the statistics; null for none. */
+    explicit DumpStatistics(const OwnerNames *names = nullptr);
 
     void count(std::span<const _QorProfileReport> reports);
 
@@ -98,6 +100,7 @@ private:
     /** Appends the counters of one category's components. */
     void append_components(std::vector<Count> &counts, std::uint8_t category) const;
 
+    const OwnerNames &_names;
     std::uint64_t _reports = 0;
     std::uint64_t _earliest;
     std::uint64_t _latest = 0;

@@ -8,6 +8,7 @@
 
 #include "cli/reports/json_notation.h"
 #include "cli/reports/json_values.h"
+#include "cli/reports/named_payload.h"
 #include "cli/reports/payload_json.h"
 #include "decoder/digits.h"
 #include "decoder/name_tables.h"
@@ -40,9 +41,13 @@ constexpr qor::Field field_of(const qor::Layout &layout, std::string_view name) 
 constexpr qor::Field kFunctionId = field_of(qor::kFunction, "function-id");
 constexpr qor::Field kExtFunctionName = field_of(qor::kExtFunction, "function");
 constexpr qor::Field kSubject = field_of(qor::kSSHBTrace, "trace");
+constexpr std::size_t kFunctionIdNumber = field_number(qor::kFunction, "function-id");
 
 /** The room for an event around its arguments, or for one that names a track. */
-constexpr std::size_t kEventRoom = 512;
+constexpr std::size_t kEventRoom = 1024;
+
+/** The room for a name in JSON. */
+constexpr std::size_t kNameRoom = OwnerName::kEscapedBytesAtMost + decoder::short_text::kCapacity;
 
 /** Writes the event that gives a process or a thread its name, which must stand in JSON as it is. */
 char *put_name_event(char *out, std::string_view kind, std::uint64_t process, std::uint64_t thread,
@@ -146,18 +151,30 @@ char *put_text_or_hex(char *out, std::string_view text) {
     return decoder::put_hexadecimal_pairs(out, {bytes, text.size()});
 }
 
+char *put_all(char *out, std::string_view text) { return std::copy(text.begin(), text.end(), out); }
+
 /** A trace is named by its subject, because its event is always the same. Writes the name between its marks. */
-char *put_subject(char *out, const _QorProfileReport &report) {
+char *put_subject(char *out, const _QorProfileReport &report, const OwnerNames *names) {
     const auto id = static_cast<std::uint32_t>(qor::load_number(report.bytes, kSubject));
     if (const decoder::short_text *name = decoder::sshb_subtype_table(report.component_id()).find_json(id)) {
         return decoder::put(out, *name);
     }
+    if (const OwnerName *name = names != nullptr ? names->subject(report.component_id(), id) : nullptr) {
+        return put_literal(put_all(put_literal(out, "\""), name->json), "\"");
+    }
     return put_literal(decoder::put_up_to_ten_digits(put_literal(out, "\"trace "), id), "\"");
+}
+
+/** Writes the inside of a JSON string: the name of an id, else the owner's, else its number. */
+char *put_name(char *out, const decoder::name_table &table, std::uint8_t id, const OwnerName *name) {
+    return name != nullptr && table.find_json(id) == nullptr
+               ? put_all(out, name->json)
+               : decoder::put_inside_of_quotes(out, decoder::json_name(table, id));
 }
 
 } // namespace
 
-void fill_trace_pieces(TracePieces &pieces, const _QorProfileReport &report) {
+void fill_trace_pieces(TracePieces &pieces, const _QorProfileReport &report, const OwnerNames *owner) {
     const std::uint8_t component = report.component_id();
     const decoder::category_names &names = decoder::names_of_category(report.category_id());
     const bool is_trigger = report.type_id() == kTriggerType;
@@ -166,10 +183,12 @@ void fill_trace_pieces(TracePieces &pieces, const _QorProfileReport &report) {
     char *const start = pieces.start.characters.data();
     char *at = put_literal(start, is_counter ? ",\n{\"ph\":\"C\",\"name\":\"" : ",\n{\"ph\":\"i\",\"name\":\"");
     if (is_trigger || is_counter) {
-        at = decoder::put_inside_of_quotes(at, decoder::json_name(names.components, component));
+        at = put_name(at, names.components, component,
+                      owner != nullptr ? owner->component(report.category_id(), component) : nullptr);
         *at++ = ' ';
     }
-    at = decoder::put_inside_of_quotes(at, decoder::json_name(names.events(component), report.event_id()));
+    at = put_name(at, names.events(component), report.event_id(),
+                  owner != nullptr ? owner->event(report.category_id(), component, report.event_id()) : nullptr);
     at = is_counter ? put_literal(at, " ") : put_literal(at, "\",\"ts\":");
     pieces.start.size = static_cast<std::uint16_t>(at - start);
 
@@ -184,6 +203,7 @@ void fill_trace_pieces(TracePieces &pieces, const _QorProfileReport &report) {
 
 struct SliceFields {
     qor::Field thread;
+    std::size_t thread_number; ///< among the fields of all layouts
     qor::Field duration;
 };
 
@@ -214,14 +234,19 @@ void TraceEvents::append(text_buffer &out, const _QorProfileReport &report) {
 }
 
 void TraceEvents::append_function(text_buffer &out, const _QorProfileReport &report, std::size_t payload) {
-    static constexpr SliceFields kFields{field_of(qor::kFunction, "thread-id"), field_of(qor::kFunction, "duration")};
-    append_slice(out, report, payload, kFields, [&report](char *at) {
-        return decoder::put_decimal(put_literal(at, "function "), qor::load_number(report.bytes, kFunctionId));
+    static constexpr SliceFields kFields{field_of(qor::kFunction, "thread-id"),
+                                         field_number(qor::kFunction, "thread-id"),
+                                         field_of(qor::kFunction, "duration")};
+    append_slice(out, report, payload, kFields, [this, &report](char *at) {
+        const std::uint64_t id = qor::load_number(report.bytes, kFunctionId);
+        const OwnerName *name = name_of(kFunctionIdNumber, id);
+        return name != nullptr ? put_all(at, name->json) : decoder::put_decimal(put_literal(at, "function "), id);
     });
 }
 
 void TraceEvents::append_ext_function(text_buffer &out, const _QorProfileReport &report, std::size_t payload) {
     static constexpr SliceFields kFields{field_of(qor::kExtFunction, "thread"),
+                                         field_number(qor::kExtFunction, "thread"),
                                          field_of(qor::kExtFunction, "duration")};
     append_slice(out, report, payload, kFields,
                  [&report](char *at) { return put_text_or_hex(at, decoder::text_in(report, kExtFunctionName)); });
@@ -234,24 +259,26 @@ void TraceEvents::append_slice(text_buffer &out, const _QorProfileReport &report
     const std::uint64_t duration = std::min(qor::load_number(report.bytes, fields.duration), report.timestamp());
     const auto [slice, is_first] = _slices.fit(thread, {report.timestamp() - duration, report.timestamp()});
     if (is_first) {
-        std::array<char, 32> name;
-        const char *const end = decoder::put_decimal(put_literal(name.data(), "thread "), thread);
-        append_name_event(out, "thread_name", kThreadsProcess, thread, {name.data(), end});
+        std::array<char, 32> number;
+        const char *const end = decoder::put_decimal(put_literal(number.data(), "thread "), thread);
+        const OwnerName *name = name_of(fields.thread_number, thread);
+        append_name_event(out, "thread_name", kThreadsProcess, thread,
+                          name != nullptr ? std::string_view(name->json) : std::string_view(number.data(), end));
     }
     text_stream stream(out);
-    char *at = stream.room(kEventRoom + kPayloadJsonRoom);
+    char *at = stream.room(kEventRoom + (_names != nullptr ? kNamedPayloadJsonRoom : kPayloadJsonRoom));
     at = put_name(put_literal(at, ",\n{\"ph\":\"X\",\"name\":\""));
     at = decoder::put_decimal(put_literal(at, "\",\"ts\":"), slice.begin);
     at = decoder::put_decimal(put_literal(at, ",\"dur\":"), slice.end - slice.begin);
     static_assert(kThreadsProcess == 1);
     at = decoder::put_up_to_ten_digits(put_literal(at, ",\"pid\":1,\"tid\":"), thread);
-    at = put_payload_json_for_doubles(put_literal(at, ",\"args\":"), report, payload);
+    at = put_arguments(put_literal(at, ",\"args\":"), report, payload);
     stream.commit(put_literal(at, "}"));
     stream.flush();
 }
 
 void TraceEvents::append_counters(text_buffer &out, const _QorProfileReport &report, std::size_t payload) {
-    CounterEvents counters{_pieces.of(report), {}};
+    CounterEvents counters{_pieces.of(report, _names), {}};
     char *const time = counters.time.characters.data();
     counters.time.size = static_cast<std::uint16_t>(decoder::put_decimal(time, report.timestamp()) - time);
     text_stream stream(out);
@@ -262,25 +289,33 @@ void TraceEvents::append_counters(text_buffer &out, const _QorProfileReport &rep
 
 void TraceEvents::append_instant(text_buffer &out, const _QorProfileReport &report, std::size_t payload) {
     name_component(out, report);
-    const TracePieces &pieces = _pieces.of(report);
+    const TracePieces &pieces = _pieces.of(report, _names);
     text_stream stream(out);
-    char *at = stream.room(kEventRoom + kPayloadJsonRoom);
+    char *at = stream.room(kEventRoom + (_names != nullptr ? kNamedPayloadJsonRoom : kPayloadJsonRoom));
     if (begins_with(payload, qor::kSSHBTrace)) {
-        at = put_literal(put_subject(put_literal(at, ",\n{\"ph\":\"i\",\"name\":"), report), ",\"ts\":");
+        at = put_literal(put_subject(put_literal(at, ",\n{\"ph\":\"i\",\"name\":"), report, _names), ",\"ts\":");
     } else {
         at = decoder::put(at, pieces.start);
     }
     at = decoder::put(decoder::put_decimal(at, report.timestamp()), pieces.track);
-    at = put_payload_json_for_doubles(at, report, payload);
+    at = put_arguments(at, report, payload);
     stream.commit(put_literal(at, "}"));
     stream.flush();
+}
+
+char *TraceEvents::put_arguments(char *out, const _QorProfileReport &report, std::size_t payload) const {
+    return _names != nullptr ? put_named_payload_json_for_doubles(out, report, payload, *_names)
+                             : put_payload_json_for_doubles(out, report, payload);
 }
 
 void TraceEvents::name_category(text_buffer &out, const _QorProfileReport &report) {
     const std::uint8_t category = report.category_id();
     if (!_named_categories.test(category)) {
         _named_categories.set(category);
-        append_name_event(out, "process_name", category_process(report), 0, decoder::category_name(category));
+        const OwnerName *name = _names != nullptr ? _names->category(category) : nullptr;
+        std::array<char, kNameRoom> text;
+        const char *const end = put_name(text.data(), decoder::kCategoryTable, category, name);
+        append_name_event(out, "process_name", category_process(report), 0, {text.data(), end});
     }
 }
 
@@ -290,8 +325,10 @@ void TraceEvents::name_component(text_buffer &out, const _QorProfileReport &repo
     const std::size_t place = category * std::size_t{256} + component;
     if (!_named_components.test(place)) {
         _named_components.set(place);
-        append_name_event(out, "thread_name", category_process(report), component,
-                          decoder::component_name(category, component));
+        const OwnerName *name = _names != nullptr ? _names->component(category, component) : nullptr;
+        std::array<char, kNameRoom> text;
+        const char *const end = put_name(text.data(), decoder::names_of_category(category).components, component, name);
+        append_name_event(out, "thread_name", category_process(report), component, {text.data(), end});
     }
 }
 

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 
+#include "cli/reports/owner_names.h"
 #include "cli/reports/slice_nesting.h"
 #include "decoder/remembered_header.h"
 #include "decoder/short_text.h"
@@ -16,12 +17,12 @@ namespace cli {
 
 /** The text of a header's events around the numbers of a report. */
 struct TracePieces {
-    decoder::text_of_at_most<192> start; ///< of an instant or a counter, up to the name's variable end or the time
+    decoder::text_of_at_most<320> start; ///< of an instant or a counter, up to the name's variable end or the time
     decoder::text_of_at_most<64> track;  ///< the track's ids, and the key of the arguments
 };
 
-/** For a report that becomes counters or an instant. */
-void fill_trace_pieces(TracePieces &pieces, const _QorProfileReport &report);
+/** For a report that becomes counters or an instant. @param names  null for none. */
+void fill_trace_pieces(TracePieces &pieces, const _QorProfileReport &report, const OwnerNames *names);
 
 /** The fields of a slice besides its name. */
 struct SliceFields;
@@ -35,13 +36,17 @@ std::string trace_end();
 /** The events of one dump's reports, in the dump's order. Times are firmware times. One thread at a time. */
 class TraceEvents {
 public:
+    /** @param names  the owner's; null for none. They outlive the events. */
+    explicit TraceEvents(const OwnerNames *names = nullptr) : _names(names) {}
+
     /**
      * Appends the events of one report, each after a comma, and before them the names of new tracks.
      *
      * A function report becomes a slice on the track of its thread that ends at the report's time stamp. A sensor event
      * becomes one counter per number, because viewers stack the numbers of one counter; words are signed here although
      * lines print them unsigned. Every other report (triggers, traces and checkpoints included) becomes an instant on
-     * the track of its component with the payload as arguments. Triggers are drawn across all tracks of their category,
+     * the track of its component with the payload as arguments. Names of the owner's are those of slices and tracks,
+     * too. Triggers are drawn across all tracks of their category,
      * so their names begin with the component's.
      */
     void append(text_buffer &out, const _QorProfileReport &report);
@@ -55,11 +60,18 @@ private:
                       const PutName &put_name);
     void append_counters(text_buffer &out, const _QorProfileReport &report, std::size_t payload);
     void append_instant(text_buffer &out, const _QorProfileReport &report, std::size_t payload);
+    /** Writes the arguments of an event. */
+    char *put_arguments(char *out, const _QorProfileReport &report, std::size_t payload) const;
+    /** The owner's name of a field's number; null for none. @param field  from `field_number`. */
+    const OwnerName *name_of(std::size_t field, std::uint64_t number) const {
+        return _names != nullptr ? _names->value(field, number) : nullptr;
+    }
     void name_category(text_buffer &out, const _QorProfileReport &report);
     void name_component(text_buffer &out, const _QorProfileReport &report);
 
+    const OwnerNames *_names;
     SliceNesting _slices;
-    decoder::remembered_headers<TracePieces, fill_trace_pieces> _pieces;
+    decoder::remembered_headers<TracePieces, const OwnerNames *, fill_trace_pieces> _pieces;
     std::bitset<256> _named_categories;
     std::bitset<65536> _named_components; ///< by category * 256 + component
 };

@@ -218,10 +218,35 @@ TEST(DecodeClockTest, ASynchronisationOfAnotherFormIsWrongUse) {
          {"qor=1", "calendar=1,qor=2", "qor=1,calendar=2x", "qor=,calendar=1", "qor=-,calendar=1", "qor=--1,calendar=1",
           "qor=1, calendar=2", "", "qor=1,calendar=2,", "qor=18446744073709551616,calendar=0",
           "qor=0,calendar=-9223372036854775809"}) {
-        expect_wrong_use({"--time-sync", text},
-                         "invalid value \"" + text +
-                             "\" for --time-sync: expected qor=NANOSECONDS,calendar=NANOSECONDS");
+        const Outcome outcome = decode("", {"--time-sync", text});
+        EXPECT_EQ(outcome.exit_code, 2) << text;
+        EXPECT_TRUE(outcome.err.starts_with("qorstat: decode: invalid value \"" + text + "\" for --time-sync: it "))
+            << outcome.err;
+        EXPECT_TRUE(outcome.err.ends_with("; expected times such as qor=7200000000000,calendar=1795256648209505000 "
+                                          "(nanoseconds), qor=7200s,calendar=2026-11-21T10:24:08Z or "
+                                          "qor=2h,calendar=2026-11-21T11:24:08.25+01:00\n"))
+            << outcome.err;
     }
+}
+
+TEST(DecodeClockTest, MayBeSaidInDatesAndDurations) {
+    const std::string dump = report(kAccelData, 1, 7'200'000'000);
+    const std::vector<std::string> kDates = {"--time-sync", "qor=2h,calendar=2026-11-21 11:24:08.25",
+                                             "--boot-time", "2026-11-21T09:24:08.5+01:00",
+                                             "--time-zone", "Europe/Berlin"};
+    const std::vector<std::string> kNumbers = {"--time-sync", "qor=7200000000000,calendar=1795256648250000000",
+                                               "--boot-time", "1795249448500000",
+                                               "--time-zone", "Europe/Berlin"};
+
+    EXPECT_EQ(decode(dump, kDates).out, decode(dump, kNumbers).out);
+    EXPECT_NE(
+        decode(dump, kDates).out.find("'calendar-time':'Nov 21 11:24:08.250000', 'boot-timestamp':1795249448500000}"),
+        std::string::npos);
+    expect_wrong_use(
+        {"--boot-time", "yesterday"},
+        "invalid value \"yesterday\" for --boot-time: it is not of the form YYYY-MM-DD HH:MM:SS; expected a "
+        "time such as 1795256648209505 (microseconds), 2026-11-21T10:24:08Z or "
+        "2026-11-21T11:24:08.209505+01:00");
 }
 
 TEST(DecodeClockTest, SynchronisationMayBeNegative) {
@@ -650,7 +675,7 @@ std::string no_number(const std::string &option, const std::string &text) {
 }
 
 TEST(DecodeFilterTest, NumbersAreDecimalAndOfSixtyFourBits) {
-    for (const std::string option : {"--first", "--last", "--since", "--until", "--boot-time"}) {
+    for (const std::string option : {"--first", "--last", "--context"}) {
         for (const std::string text : {"-1", "+1", "1e3", "0x10", " 1", "1 ", "18446744073709551616"}) {
             std::string given = option;
             given.append("=").append(text);
@@ -660,6 +685,56 @@ TEST(DecodeFilterTest, NumbersAreDecimalAndOfSixtyFourBits) {
     expect_wrong_use({"--first", ""}, no_number("--first", ""));
     EXPECT_EQ(decode_sequence(five_reports(), {"--last", "0004"}), (std::vector<int>{2, 3, 4, 5}));
     EXPECT_EQ(decode_sequence(five_reports(), {"--until", "18446744073709551615"}).size(), 5u);
+}
+
+TEST(DecodeFilterTest, ListsAndNegationsChooseReports) {
+    EXPECT_EQ(decode_sequence(five_reports(), {"--category", "sshb,exec"}), (std::vector<int>{3, 4}));
+    EXPECT_EQ(decode_sequence(five_reports(), {"--not-category", "0x7,exec"}), (std::vector<int>{1, 2, 5}));
+    EXPECT_EQ(decode_sequence(five_reports(), {"--not-component", "accel", "--not-component", "gyro"}),
+              (std::vector<int>{3, 4}));
+    EXPECT_EQ(decode_sequence(five_reports(), {"--not-event", "data"}), (std::vector<int>{3, 4}));
+    EXPECT_EQ(decode_sequence(five_reports(), {"--not-type", "function"}), (std::vector<int>{1, 2, 4, 5}));
+    EXPECT_EQ(decode_sequence(five_reports(), {"-n", "2", "--not-type", "5"}), (std::vector<int>{1, 2}));
+}
+
+TEST(DecodeFilterTest, GroupsInTextAreApart) {
+    const std::vector<std::string> kAccel = {"--component", "accel", "-C", "1"};
+    EXPECT_EQ(decode_sequence(five_reports(), kAccel), (std::vector<int>{1, 2, 4, 5})) << "no mark in JSON";
+
+    const std::vector<std::string> lines = split_lines(decode(five_reports(), kAccel).out);
+
+    ASSERT_EQ(lines.size(), 5u);
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        EXPECT_EQ(lines[i] == "--", i == 2) << lines[i];
+    }
+    EXPECT_EQ(decode_sequence(five_reports(), {"--around", "3", "--context", "1"}), (std::vector<int>{2, 3, 4}));
+    EXPECT_EQ(decode_sequence(five_reports(), {"--around", "390us", "-C", "0"}), (std::vector<int>{4}));
+    expect_wrong_use({"--stats", "-C", "1"}, "--stats excludes --context");
+    expect_wrong_use({"--stats", "--around", "1"}, "--stats excludes --around");
+    expect_wrong_use(
+        {"--around", "4294967296"},
+        "invalid value \"4294967296\" for --around: it is no sequence number, and a time needs a unit or a "
+        "date; expected a sequence number such as 9251, or a time such as 7200.5s or "
+        "2025-10-09T08:53:21+02:00");
+}
+
+TEST(DecodeFilterTest, TimesMayBeSaidInOtherWords) {
+    EXPECT_EQ(decode_sequence(five_reports(), {"--since", "0.2ms", "--until", "+300us"}), (std::vector<int>{2, 3, 4}));
+    const std::vector<std::string> kZoned = {"--since",     "1970-01-01 01:00:00.0003",
+                                             "--time-sync", "qor=0,calendar=1970-01-01T00:00:00Z",
+                                             "--time-zone", "Etc/GMT-1"};
+    EXPECT_EQ(decode_sequence(five_reports(), kZoned), (std::vector<int>{3, 4, 5}));
+    EXPECT_EQ(decode(five_reports(), {"--since", "1970-01-01 00:00:00"}).err,
+              "qorstat: standard input: a date and time of day needs the clock of the reports: give --time-sync or "
+              "--live\n");
+    EXPECT_EQ(decode(five_reports(), {"--until", "-1s"}).err,
+              "qorstat: standard input: a time from the end, such as -10m, needs a file: a pipe cannot be read "
+              "backwards\n");
+    expect_wrong_use({"--until", "tomorrow"}, "invalid value \"tomorrow\" for --until: it is no time; expected a time "
+                                              "such as 7200.5s, -10m or 2025-10-09T08:53:21+02:00");
+    const std::vector<std::string> kSkipped = {"--until", "2025-03-30 02:30:00", "--time-zone", "Europe/Berlin"};
+    expect_wrong_use(kSkipped, "the clocks of this time zone skip 2025-03-30 02:30:00: add its distance from UTC, such "
+                               "as +02:00");
 }
 
 TEST(DecodeFilterTest, FirstAndLastExcludeEachOther) {

@@ -74,6 +74,7 @@ const std::vector<Input> kInputs = {
     plain_input("DecodeStatistics", {"decode", kInput, "--stats"}),
     plain_input("DecodeFollow", {"decode", kInput, "--follow"}),
     description("DecodeLive", {"decode", "-", "--live", kInput}),
+    description("DecodeNames", {"decode", "-", "--names", kInput}),
     store("MetricsStore", {"metrics", kInput}),
     store("MetricsMerge", {"metrics", "--merge", kInput, kInput, "-o", "sum.db"}),
     plain_input("PublishBatch", {"publish", kInput, "--store", "store.db"}),

@@ -1,7 +1,5 @@
 // The tables of docs/report-format.md are those of qor/. QOR_RENEW_GOLDEN=1 in the environment writes them instead.
 
-#include <cstdlib>
-#include <fstream>
 #include <map>
 #include <sstream>
 #include <string>
@@ -9,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "qor/categories.h"
+#include "tests/qor/generated_page.h"
 
 namespace {
 
@@ -150,32 +149,15 @@ std::string subject_table() {
     return table.str();
 }
 
-std::string read_page() {
-    std::ifstream file(QOR_FORMAT_PAGE);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 TEST(ReportFormatTest, ThePageHasTheTablesOfTheDecoder) {
-    const std::map<std::string, std::string> tables = {
-        {"header", header_table()}, {"categories", category_table()}, {"types", type_table()},
-        {"rules", rule_table()},    {"layouts", layout_tables()},     {"subjects", subject_table()},
-    };
-    const std::string page = read_page();
-    std::string expected = page;
-    for (const auto &[name, table] : tables) {
-        const std::string begin = "<!-- table: " + name + " -->\n";
-        const std::size_t start = expected.find(begin);
-        ASSERT_NE(start, std::string::npos) << "the page has no place for the table " << name;
-        const std::size_t end = expected.find("<!-- end -->", start);
-        ASSERT_NE(end, std::string::npos) << "the table " << name << " does not end";
-        expected.replace(start + begin.size(), end - start - begin.size(), "\n" + table + "\n");
-    }
-
-    if (const char *renews = std::getenv("QOR_RENEW_GOLDEN"); renews != nullptr && std::string(renews) == "1") {
-        std::ofstream(QOR_FORMAT_PAGE) << expected;
-    } else {
-        EXPECT_EQ(page, expected);
-    }
+    generated_page::expect_tables(QOR_FORMAT_PAGE, {
+                                                       {"header", header_table()},
+                                                       {"categories", category_table()},
+                                                       {"types", type_table()},
+                                                       {"rules", rule_table()},
+                                                       {"layouts", layout_tables()},
+                                                       {"subjects", subject_table()},
+                                                   });
 }
 
 } // namespace

@@ -103,9 +103,11 @@ std::string real_text(double real) {
 }
 
 std::string payload(const _QorProfileReport &report, bool has_big_numbers) {
+    if (values_of(report).empty()) {
+        return "{\"raw\":\"" + hex_digits({report.bytes + 16, report.bytes + 48}) + "\"}";
+    }
     std::ostringstream object;
     const char *before = "{";
-    object << (values_of(report).empty() ? "{" : "");
     for (const Value &value : values_of(report)) {
         const bool is_raw_text = value.how == How::Text && !is_utf8(value.text);
         object << before << "\"" << value.key << (is_raw_text ? "_hex" : "") << "\":";

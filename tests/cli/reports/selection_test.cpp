@@ -33,7 +33,7 @@ std::string wrong_use_of(const Selection &selection) {
 /** Whether the next report of the dump is selected. */
 bool selects(ReportSelector &selector, const _QorProfileReport &report) {
     cli::ReportBlock selected;
-    selector.select({.reports = std::span(&report, 1)}, selected, false);
+    selector.select({.reports = std::span(&report, 1)}, selector.filter().limits_in({}), selected, false);
     selector.count_selected(selected.size());
     return !selected.empty();
 }

@@ -1,0 +1,115 @@
+/** How the fields of a payload look in a line (a notation of `decoder/payload_walk.h`). */
+#ifndef DECODER_LINE_NOTATION_H
+#define DECODER_LINE_NOTATION_H
+
+#include <algorithm>
+#include <charconv>
+#include <cstring>
+
+#include "decoder/byte_dump.h"
+#include "decoder/digits.h"
+#include "decoder/payload_walk.h"
+
+namespace decoder {
+
+/** Right-aligns the text from `begin` to `end` in `width` characters. A longer text is left unchanged. */
+inline char *align_right(char *begin, char *end, std::size_t width) {
+    std::size_t size = static_cast<std::size_t>(end - begin);
+    if (size >= width) {
+        return end;
+    }
+    std::memmove(begin + (width - size), begin, size);
+    std::fill_n(begin, width - size, ' ');
+    return begin + width;
+}
+
+/** Writes a text between apostrophes. */
+inline char *put_quoted(char *out, std::string_view text) {
+    *out++ = '\'';
+    out = std::copy(text.begin(), text.end(), out);
+    *out++ = '\'';
+    return out;
+}
+
+/** A payload's fields as in a line: a blank, the key, the value in its column and a comma. */
+struct line_notation {
+    /** An upper bound for the characters that one field writes, including those that its stores touch past the end. */
+    template <typename Field>
+    static constexpr std::size_t kRoom = [] {
+        constexpr qor::How how = Field::row.how;
+        constexpr std::size_t kKeyQuotesAndComma = 7;
+        constexpr bool is_dump = how == qor::How::Bytes || how == qor::How::CountedBytes;
+        constexpr std::size_t kValue = is_dump                 ? dump_room(Field::row.size)
+                                       : how == qor::How::Text ? Field::row.size
+                                                               : short_text::kCapacity;
+        return Field::row.name.size() + kKeyQuotesAndComma + Field::width + kValue;
+    }();
+
+    template <typename Field, typename Value>
+    [[gnu::always_inline]] char *put(char *out, const Value &value) const {
+        static constexpr short_text kKey{{" '", Field::row.name, "':"}};
+        std::memcpy(out, kKey.characters.data(), kKey.size);
+        out = put_value<Field>(out + kKey.size, value);
+        *out++ = ',';
+        return out;
+    }
+
+private:
+    template <typename Field>
+    static char *put_value(char *out, number_value value) {
+        if constexpr (Field::width == 0 && Field::row.size == 1) {
+            return put_byte_and_comma(out, static_cast<std::uint8_t>(value.number)) - 1;
+        } else if constexpr (Field::width == 0) {
+            return put_decimal(out, value.number);
+        } else if constexpr (Field::row.size == 8) {
+            return put_ten_or_more_places(out, value.number);
+        } else {
+            static_assert(Field::width == 10);
+            return put_ten_places(out, value.number);
+        }
+    }
+
+    /** The width applies to the opening apostrophe alone; the digits follow without padding. Intended. */
+    template <typename Field>
+    static char *put_value(char *out, hexadecimal_value value) {
+        static_assert(Field::width > 0);
+        out = std::fill_n(out, Field::width - 1, ' ');
+        *out++ = '\'';
+        out = put_hexadecimal(out, value.number);
+        *out++ = '\'';
+        return out;
+    }
+
+    template <typename Field>
+    static char *put_value(char *out, real_value value) {
+        constexpr std::ptrdiff_t kRealRoom = 24;
+        char *const end = std::to_chars(out, out + kRealRoom, value.number, std::chars_format::general, 6).ptr;
+        return align_right(out, end, Field::width);
+    }
+
+    template <typename Field>
+    static char *put_value(char *out, text_value value) {
+        return align_right(out, put_quoted(out, value.text), Field::width);
+    }
+
+    template <typename Field>
+    static char *put_value(char *out, const name_value &value) {
+        if (const short_text *name = value.names.find(value.id)) {
+            return put_right(out, *name, Field::width);
+        }
+        char *end = out;
+        *end++ = '\'';
+        end = put_decimal(end, value.id);
+        *end++ = '\'';
+        return align_right(out, end, Field::width);
+    }
+
+    template <typename Field>
+    static char *put_value(char *out, bytes_value value) {
+        return align_right(out, put_dump(out, value.bytes.data(), value.bytes.size()), Field::width);
+    }
+};
+
+} // namespace decoder
+
+#endif
