@@ -322,17 +322,19 @@ struct Line {
 BriefLines::BriefLines(const TextStyle &style, const OwnerNames *names)
     : _style(style), _names(names != nullptr ? *names : no_names()), _cut_mark(style.shows_blocks ? "…" : "...") {}
 
-void BriefLines::append(text_buffer &out, const _QorProfileReport &report, const decoder::device_clock &clock,
-                        std::uint64_t since) const {
+void BriefLines::append(text_buffer &out, std::string_view start, const _QorProfileReport &report,
+                        const decoder::device_clock &clock, std::uint64_t since) const {
     const Line line(report, _names, clock, since);
     if (!_style.escapes_controls) {
+        out.append(start);
         out.append(line.text());
         out.append("\n");
         return;
     }
-    const CutText text = cut_to_width(line.text(), _style.columns, _cut_mark);
-    const std::size_t begin = std::min(line.place_begin, text.start.size());
-    const std::size_t end = std::min(line.place_end, text.start.size());
+    const std::string whole = std::string(start) + std::string(line.text());
+    const CutText text = cut_to_width(whole, _style.columns, _cut_mark);
+    const std::size_t begin = std::min(start.size() + line.place_begin, text.start.size());
+    const std::size_t end = std::min(start.size() + line.place_end, text.start.size());
     const std::string place(text.start.substr(begin, end - begin));
     const std::optional<int> colour = colour_of_category(report.category_id());
     out.append(text.start.substr(0, begin));
@@ -342,8 +344,8 @@ void BriefLines::append(text_buffer &out, const _QorProfileReport &report, const
     out.append("\n");
 }
 
-void BriefLines::append_remark(text_buffer &out, std::string_view text) const {
-    std::string line = "-- " + std::string(text) + " --";
+void BriefLines::append_remark(text_buffer &out, std::string_view start, std::string_view text) const {
+    std::string line = std::string(start) + "-- " + std::string(text) + " --";
     if (_style.escapes_controls) {
         const CutText cut = cut_to_width(line, _style.columns, _cut_mark);
         line = std::string(cut.start) + std::string(cut.mark);

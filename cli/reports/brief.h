@@ -38,12 +38,13 @@ public:
 
     /**
      * Appends the line of a report, with its newline.
+     * @param start  stands before it; printable.
      * @param since  the time stamp from which times count.
      */
-    void append(text_buffer &out, const _QorProfileReport &report, const decoder::device_clock &clock,
-                std::uint64_t since) const;
-    /** Appends a line between reports. @param text  printable. */
-    void append_remark(text_buffer &out, std::string_view text) const;
+    void append(text_buffer &out, std::string_view start, const _QorProfileReport &report,
+                const decoder::device_clock &clock, std::uint64_t since) const;
+    /** Appends a line between reports. @param start, text  printable. */
+    void append_remark(text_buffer &out, std::string_view start, std::string_view text) const;
 
 private:
     TextStyle _style;

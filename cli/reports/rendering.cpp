@@ -9,6 +9,7 @@
 #include "cli/reports/csv.h"
 #include "cli/reports/json.h"
 #include "cli/reports/named_line.h"
+#include "cli/reports/placed_rows.h"
 #include "cli/reports/trace.h"
 #include "decoder/report_line.h"
 #include "host/count_text.h"
@@ -139,20 +140,25 @@ void for_each_with_marks(const ReportBlock &block, const Begin &begin, const See
 /** Times count from the first report of each input, and anew from each restart. */
 class BriefRendering {
 public:
-    BriefRendering(const TextStyle &style, const OwnerNames *names) : _lines(style, names) {}
+    explicit BriefRendering(const RenderingWish &wish) : _lines(wish.style, wish.names), _name_of(wish.name_of) {}
 
     void append(text_buffer &out, const ReportBlock &block, const DumpClock &clock) {
         for_each_with_marks(
             block, [&](std::size_t index) { out.append(begins_group(block, index) ? kSeparator : ""); },
-            [&](const Mark &mark) { append_mark(out, mark); },
+            [&](const Mark &mark) { append_mark(out, mark, start_of(block, mark.place)); },
             [&](std::size_t index) { append_report(out, block, index, clock); });
     }
 
 private:
-    void append_mark(text_buffer &out, const Mark &mark) {
-        _lines.append_remark(out, break_text(mark.what));
+    /** The file that a report comes from, where that is wanted. */
+    std::string start_of(const ReportBlock &block, std::size_t index) const {
+        return _name_of ? escape_controls(_name_of(block.input_of(index))) + ": " : "";
+    }
+
+    void append_mark(text_buffer &out, const Mark &mark, const std::string &start) {
+        _lines.append_remark(out, start, break_text(mark.what));
         if (mark.further != 0) {
-            _lines.append_remark(out, "and " + host::count_text(mark.further, "more break") + " here");
+            _lines.append_remark(out, start, "and " + host::count_text(mark.further, "more break") + " here");
         }
         if (mark.what.is_restart()) {
             _since.reset();
@@ -167,37 +173,25 @@ private:
             _since.reset();
         }
         _since = _since.value_or(report.timestamp());
-        _lines.append(out, report, block.clocks.empty() ? clock.now() : clock.now_or(block.clocks[index]), *_since);
+        const decoder::device_clock now = block.clocks.empty() ? clock.now() : clock.now_or(block.clocks[index]);
+        _lines.append(out, start_of(block, index), report, now, *_since);
     }
 
     BriefLines _lines;
+    std::function<std::string(std::size_t input)> _name_of; ///< null unless files are wanted
     std::size_t _input = 0;
     std::optional<std::uint64_t> _since;
 };
 
-} // namespace
+ReportRendering brief_rendering(const RenderingWish &wish) {
+    const auto lines = std::make_shared<BriefRendering>(wish);
+    const auto append = [lines](text_buffer &out, const ReportBlock &block, const DumpClock &clock) {
+        lines->append(out, block, clock);
+    };
+    return {.start = "", .append = append, .end = "", .depends_on_order = true, .is_styled = true};
+}
 
-const std::vector<std::string> kFormats = {"text", "brief", "jsonl", "csv", "chrome-trace"};
-
-bool shows_marks(const std::string &format) { return format == "brief" || format == "chrome-trace"; }
-
-ReportRendering rendering_of(const RenderingWish &wish) {
-    if (wish.format == "brief") {
-        const auto lines = std::make_shared<BriefRendering>(wish.style, wish.names);
-        const auto append = [lines](text_buffer &out, const ReportBlock &block, const DumpClock &clock) {
-            lines->append(out, block, clock);
-        };
-        return {.start = "", .append = append, .end = "", .depends_on_order = true, .is_styled = true};
-    }
-    if (wish.format == "chrome-trace") {
-        const auto events = std::make_shared<TraceEvents>(wish.names);
-        const auto append = [events](text_buffer &out, const ReportBlock &block, const DumpClock &) {
-            for_each_with_marks(
-                block, [](std::size_t) {}, [&](const Mark &mark) { events->append_mark(out, mark); },
-                [&](std::size_t index) { events->append(out, block.reports[index]); });
-        };
-        return {.start = trace_start(), .append = append, .end = trace_end(), .depends_on_order = true};
-    }
+ReportRendering row_rendering(const RenderingWish &wish) {
     if (wish.names != nullptr || wish.has_raw) {
         return optional_rendering(wish);
     }
@@ -209,6 +203,65 @@ ReportRendering rendering_of(const RenderingWish &wish) {
     }
     return {"", wish.style.escapes_controls ? append_groups<append_escaped_line> : append_groups<append_exact_line>,
             ""};
+}
+
+/** The events of one input after another; of several, each has processes of its own. */
+class TraceOfInputs {
+public:
+    explicit TraceOfInputs(const RenderingWish &wish)
+        : _name_of(wish.name_of), _names(wish.names), _events(std::make_unique<TraceEvents>(wish.names)) {}
+
+    void append(text_buffer &out, const ReportBlock &block) {
+        if (_name_of && _input != block.input) {
+            const bool is_first = !_input;
+            _input = block.input;
+            _events = std::make_unique<TraceEvents>(block.input + 1, _name_of(block.input), _names);
+            _events->begin(out, is_first);
+        }
+        for_each_with_marks(
+            block, [](std::size_t) {}, [&](const Mark &mark) { _events->append_mark(out, mark); },
+            [&](std::size_t index) { _events->append(out, block.reports[index]); });
+    }
+
+    /** What stands before the first report. */
+    std::string start() const {
+        text_buffer text;
+        text.append(trace_start());
+        if (!_name_of) {
+            _events->begin(text, true);
+        }
+        return std::string(text.text());
+    }
+
+private:
+    std::function<std::string(std::size_t input)> _name_of; ///< null for a single one
+    std::optional<std::size_t> _input;                      ///< of several: that of the events
+    const OwnerNames *_names;
+    std::unique_ptr<TraceEvents> _events;
+};
+
+ReportRendering trace_rendering(const RenderingWish &wish) {
+    const auto trace = std::make_shared<TraceOfInputs>(wish);
+    return {trace->start(),
+            [trace](text_buffer &out, const ReportBlock &block, const DumpClock &) { trace->append(out, block); },
+            trace_end(), true};
+}
+
+} // namespace
+
+const std::vector<std::string> kFormats = {"text", "brief", "jsonl", "csv", "chrome-trace"};
+
+bool shows_marks(const std::string &format) { return format == "brief" || format == "chrome-trace"; }
+
+ReportRendering rendering_of(const RenderingWish &wish) {
+    if (wish.format == "chrome-trace") {
+        return trace_rendering(wish);
+    }
+    if (wish.format == "brief") {
+        return brief_rendering(wish);
+    }
+    const ReportRendering rows = row_rendering(wish);
+    return wish.name_of ? with_places(rows, wish) : rows;
 }
 
 } // namespace cli

@@ -16,6 +16,8 @@ ReportSource::ReportSource(std::unique_ptr<ReportInput> input, ReportSelector &s
         start_at_last(*_options.last);
     } else if (_options.last) {
         keep_last(*_options.last);
+    } else if (_options.start != 0) {
+        start_at(_options.start);
     }
 }
 
@@ -29,8 +31,9 @@ bool ReportSource::next(ReportBlock &block) {
     // Full blocks are the faster ones, and a file that is read in place has no reports to wait for. Where few pass, the
     // first of them is not kept back until the block is full.
     constexpr int kReadsAtMost = 64;
-    for (int reads = 0; !_has_ended && (block.empty() || (_input->is_read_in_place() && block.size() < kBlockReports &&
-                                                          reads < kReadsAtMost));
+    for (int reads = 0;
+         !_has_ended && (block.empty() ||
+                         (_input->is_read_in_place() && block.size() < _options.most_reports && reads < kReadsAtMost));
          ++reads) {
         read_selected(block);
     }
@@ -65,6 +68,14 @@ std::optional<TrailingBytes> ReportSource::trailing_bytes() const {
     return trailing.count != 0 && wants_more() && !_input->is_cut_short() ? std::optional(trailing) : std::nullopt;
 }
 
+void ReportSource::start_at(std::uint64_t offset) {
+    if (offset > _input->end_of_reports()) {
+        throw host::Error(_input->name(), "byte " + std::to_string(offset),
+                          "the file was truncated while it was being read");
+    }
+    _input->start_at(offset);
+}
+
 void ReportSource::start_at_last(std::uint64_t count) {
     // Where fewer pass, the first that passes.
     std::uint64_t found = _input->end_of_reports();
@@ -92,6 +103,16 @@ void ReportSource::keep_last(std::uint64_t count) {
         }
     }
     _last_count = _kept.size();
+}
+
+bool ReportSource::keep_fewer(std::uint64_t count) {
+    if (_windows) {
+        return false;
+    }
+    for (ReportBlock rest; _kept.size() > count; rest.clear()) {
+        _kept.give_oldest(rest);
+    }
+    return true;
 }
 
 void ReportSource::give_kept(ReportBlock &block) {
@@ -122,7 +143,7 @@ std::optional<ReportPiece> ReportSource::read_piece(std::size_t most_reports) {
 
 void ReportSource::read_selected(ReportBlock &block) {
     const std::size_t before = block.size();
-    std::optional<ReportPiece> piece = read_piece(kBlockReports - before);
+    std::optional<ReportPiece> piece = read_piece(_options.most_reports - before);
     if (!piece) {
         return;
     }

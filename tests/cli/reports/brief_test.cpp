@@ -8,8 +8,10 @@
 
 #include <gtest/gtest.h>
 
+#include "cli/reports/owner_names.h"
 #include "cli/terminal/display_width.h"
 #include "decoder/remembered_second.h"
+#include "host/device/toml_texts.h"
 #include "tests/cli/reports.h"
 #include "tests/cli/reports/generated_reports.h"
 #include "tests/cli/reports/plain_forms.h"
@@ -24,7 +26,7 @@ const cli::BriefLines kForAFile{cli::TextStyle()};
 
 std::string line_of(const cli::BriefLines &lines, std::string_view bytes, std::uint64_t since = 0) {
     text_buffer out;
-    lines.append(out, as_report(bytes), {}, since);
+    lines.append(out, "", as_report(bytes), {}, since);
     return std::string(out.text());
 }
 
@@ -37,7 +39,7 @@ TEST(BriefTest, ALineIsThatOfThePlainFormulation) {
         for (const std::uint64_t since : {std::uint64_t{0}, report.timestamp(), report.timestamp() + 1'000'001,
                                           std::numeric_limits<std::uint64_t>::max()}) {
             text_buffer line;
-            kForAFile.append(line, report, clock, since);
+            kForAFile.append(line, "", report, clock, since);
             EXPECT_EQ(line.text(), plain::brief_line(report, clock, since));
         }
     });
@@ -96,7 +98,7 @@ TEST(BriefTest, NoLineIsWiderThanItsTerminal) {
     cli_tests::for_each_generated_report([](const _QorProfileReport &report, const decoder::device_clock &clock) {
         for (const std::size_t columns : {1U, 15U, 17U, 46U, 80U}) {
             text_buffer line;
-            on_a_terminal(columns).append(line, report, clock, 0);
+            on_a_terminal(columns).append(line, "", report, clock, 0);
             ASSERT_LE(cli::display_width(line.text().substr(0, line.size() - 1)), columns);
         }
     });
@@ -117,10 +119,47 @@ TEST(BriefTest, ThePlaceHasTheColourOfItsCategoryWhereverItIsCut) {
               "    +0.000000s  200.1.1\n");
 }
 
+TEST(BriefTest, AStartStandsBeforeALineAndIsCutWithIt) {
+    const std::string bytes = report({10, 0, 1, 13}, 1, 0, little_endian(3, 4));
+    text_buffer out;
+    kForAFile.append(out, "a.bin: ", as_report(bytes), {}, 0);
+    cli::BriefLines({true, true, 30, true}).append(out, "a.bin: ", as_report(bytes), {}, 0);
+    cli::BriefLines({true, true, 4, true}).append(out, "a.bin: ", as_report(bytes), {}, 0);
+
+    EXPECT_EQ(out.text(), "a.bin:     +0.000000s  wake.wake.wake-req-info        wake_reason=3\n"
+                          "a.bin:     +0.000000s  \x1b[96mwake.w\x1b[0m…\n"
+                          "a.b…\n");
+}
+
+TEST(BriefTest, NamesOfTheOwnersStandInPlaceOfNumbers) {
+    const cli::OwnerNames names(host::parse_toml_texts(R"([type]
+77 = "boot-stage"
+[component.control]
+1 = "größe"
+[subject]
+60 = "Calibrate"
+[field.function-id]
+0 = "idle"
+36864 = "main"
+)",
+                                                       "names.toml", "a file of names", cli::OwnerNames::kSections),
+                                "names.toml");
+    const cli::BriefLines lines({}, &names);
+
+    EXPECT_EQ(line_of(lines, report(cli_tests::kFunction, 1, 0, little_endian(36'864, 4) + little_endian(5, 4))),
+              "    +0.000000s  exec.function.function         function-id=main extra-id=5\n");
+    EXPECT_EQ(line_of(lines, report(cli_tests::kFunction, 1, 0)),
+              "    +0.000000s  exec.function.function         function-id=idle\n");
+    EXPECT_EQ(line_of(lines, report({8, 1, 3, 77}, 1, 0, "\x10")),
+              "    +0.000000s  control.größe.3                [boot-stage] raw=10\n");
+    EXPECT_EQ(line_of(lines, report(cli_tests::kTrace, 1, 0, little_endian(60, 4))),
+              "    +0.000000s  sshb.sshb.trace                trace=Calibrate\n");
+}
+
 TEST(BriefTest, ARemarkStandsBetweenDashesAndIsCutToo) {
     const auto remark = [](const cli::TextStyle &style) {
         text_buffer out;
-        cli::BriefLines(style).append_remark(out, "gap: 3 missing");
+        cli::BriefLines(style).append_remark(out, "", "gap: 3 missing");
         return std::string(out.text());
     };
     EXPECT_EQ(remark({}), "-- gap: 3 missing --\n");
