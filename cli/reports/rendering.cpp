@@ -249,7 +249,7 @@ ReportRendering trace_rendering(const RenderingWish &wish) {
 
 } // namespace
 
-const std::vector<std::string> kFormats = {"text", "brief", "jsonl", "csv", "chrome-trace"};
+const std::vector<std::string> kFormats = {"text", "jsonl", "csv", "chrome-trace", "brief"};
 
 bool shows_marks(const std::string &format) { return format == "brief" || format == "chrome-trace"; }
 

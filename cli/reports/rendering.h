@@ -24,7 +24,7 @@ struct ReportRendering {
     bool is_styled = false;        ///< with the colours of the style
 };
 
-/** The names of the formats: text, brief, jsonl, csv, chrome-trace. */
+/** The names of the formats: text, jsonl, csv, chrome-trace, brief. */
 extern const std::vector<std::string> kFormats;
 
 /** Whether a format shows the marks of blocks, which need their offsets. */

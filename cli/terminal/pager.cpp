@@ -89,7 +89,7 @@ struct PagerPipe {
     int writes = -1;
 };
 
-/** The shell becomes the pager, so that signals to the process reach it. */
+/** The shell becomes the pager, so that signals to the process reach it, unless it has to understand the command. */
 pid_t start(const std::string &command, int input) {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
@@ -102,7 +102,8 @@ pid_t start(const std::string &command, int input) {
     posix_spawnattr_setsigdefault(&attributes, &ignored_here);
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
 
-    std::array<std::string, 3> words{"sh", "-c", "LESS=\"${LESS-FRX}\"; export LESS; " + command};
+    const std::string script = program_of(command).empty() ? command : "exec " + command;
+    std::array<std::string, 3> words{"sh", "-c", "LESS=\"${LESS-FRX}\"; export LESS; " + script};
     std::array<char *, 4> arguments{words[0].data(), words[1].data(), words[2].data(), nullptr};
     pid_t process = -1;
     const int error = posix_spawn(&process, kShell, &actions, &attributes, arguments.data(), environ);
