@@ -8,6 +8,7 @@
 
 #include <unistd.h>
 
+#include "cli/arguments/input_arguments.h"
 #include "cli/arguments/invalid_value.h"
 #include "cli/arguments/time_text.h"
 #include "cli/arguments/whole_number.h"
@@ -234,13 +235,8 @@ Verb declare_decode() {
     ClockWords &clock = arguments->clock;
     Selection &selection = arguments->selection;
     FilterWords &filter = selection.filter;
-    return {.arguments = {{.name = "INPUT",
-                           .target = &arguments->inputs,
-                           .help = "Dumps, state-capture records, folders of them;\n- is standard input"},
-                          {.name = "--files-from",
-                           .value_name = "LIST",
-                           .target = &arguments->files_from,
-                           .help = "Also the inputs in this list, one a line or ended by NUL"},
+    return {.arguments = {inputs_argument(arguments->inputs, "Dumps, state-capture records, folders of them, -"),
+                          files_from_argument(arguments->files_from),
                           {.name = "--merge-by",
                            .value_name = "time",
                            .target = word_reader(arguments->merge_by, {"time"}),

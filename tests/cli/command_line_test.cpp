@@ -73,7 +73,7 @@ TEST(CommandLineTest, OptionsAreGivenOnceAndWithTheirValues) {
 }
 
 TEST(CommandLineTest, NothingAfterTwoHyphensIsAnOption) {
-    expect_wrong_use({{"decode", "--", "-", "--first"}, "decode: unexpected argument \"--first\""});
+    expect_wrong_use({{"run", "--", "x.toml", "--store"}, "run: unexpected argument \"--store\""});
 }
 
 TEST(CommandLineTest, ATimeThatIsNoneIsWrongUse) {

@@ -165,7 +165,8 @@ TEST_F(DecodeInputsTest, ATraceIsWholeWhateverInputsAreBad) {
 
     EXPECT_EQ(outcome.exit_code, 1);
     std::vector<std::string> processes;
-    for (const json &event : json::parse(outcome.out).at("traceEvents")) {
+    const json trace = json::parse(outcome.out);
+    for (const json &event : trace.at("traceEvents")) {
         if (event.at("name") == "process_name") {
             processes.push_back(event.at("pid").dump() + " " + event.at("args").at("name").get<std::string>());
         }
@@ -181,7 +182,8 @@ TEST_F(DecodeInputsTest, TheEventsOfEachInputAreThoseOfItsOwnTrace) {
         std::vector<std::string> arguments = files;
         arguments.insert(arguments.end(), {"--format", "chrome-trace"});
         std::vector<json> events;
-        for (json event : json::parse(decode(arguments).out).at("traceEvents")) {
+        const json trace = json::parse(decode(arguments).out);
+        for (json event : trace.at("traceEvents")) {
             const std::uint64_t pid = event.at("pid");
             if (event.at("ph") != "M" && pid / 1000 == process) {
                 event["pid"] = pid % 1000;
@@ -313,10 +315,15 @@ TEST_F(DecodeInputsTest, AStrictReaderOfADumpInAPipeGetsAllOfIt) {
 
 TEST_F(DecodeInputsTest, FollowingTakesOneFile) {
     folder.file("a", "");
-    const Outcome outcome = decode({"a", "a", "--follow"});
+    for (const std::vector<std::string> &inputs : std::vector<std::vector<std::string>>{{"a", "a"}, {"."}}) {
+        std::vector<std::string> arguments = inputs;
+        arguments.push_back("--follow");
 
-    EXPECT_EQ(outcome.exit_code, 2);
-    EXPECT_EQ(outcome.err, "qorstat: decode: --follow takes one file\n");
+        const Outcome outcome = decode(arguments);
+
+        EXPECT_EQ(outcome.exit_code, 2);
+        EXPECT_EQ(outcome.err, "qorstat: decode: --follow takes one file\n");
+    }
 }
 
 // ---- records
@@ -401,7 +408,8 @@ TEST_F(DecodeRecordsTest, AFolderOfThemIsATrace) {
     EXPECT_EQ(outcome.exit_code, 0);
     EXPECT_EQ(outcome.err, "");
     std::size_t events = 0;
-    for (const json &event : json::parse(outcome.out).at("traceEvents")) {
+    const json trace = json::parse(outcome.out);
+    for (const json &event : trace.at("traceEvents")) {
         events += event.at("ph") == "i" ? 1 : 0;
     }
     EXPECT_EQ(events, split_lines(decode({"fault", "--category", "wake"}).out).size());
