@@ -1,6 +1,7 @@
 #include "cli/metrics/table.h"
 
 #include <algorithm>
+#include <limits>
 #include <string_view>
 #include <vector>
 
@@ -112,8 +113,9 @@ std::string lines_of(const std::vector<Line> &lines, std::size_t subsystem, cons
 std::string metrics_table(const host::StoreContents &contents, const TextStyle &style) {
     const std::vector<Line> scalars = scalar_lines(contents);
     const DistributionLines distributions = distribution_lines(contents, style);
-    const KeyColumn scalar_column(scalars, 0, style.columns);
-    const KeyColumn distribution_column(distributions.lines, kGap + kBars, style.columns);
+    const std::size_t columns = style.folds_tables ? style.columns : std::numeric_limits<std::size_t>::max();
+    const KeyColumn scalar_column(scalars, 0, columns);
+    const KeyColumn distribution_column(distributions.lines, kGap + kBars, columns);
     std::string text;
     for (std::size_t i = 0; i < kSubsystems.size(); ++i) {
         const std::string first = lines_of(scalars, i, scalar_column, style);

@@ -118,6 +118,22 @@ TEST_F(MetricsTest, ATerminalGetsColoursAndWhereTheLocaleHasNoBlocksOtherSigns) 
     expect_golden("metrics-terminal.txt", outcome.out);
 }
 
+TEST_F(MetricsTest, APipeGetsNameAndFiguresOnOneLineAndATerminalWhatFitsItsColumns) {
+    SKIP_WITHOUT_TERMINALS();
+    const std::string name = "com.ondre.zel.prox.num_frames_for_high_ambient_baseline_capture_target_approched.dist";
+    const std::string file = store("long.db", {{}, {{name, {{1, 1}}}}});
+    surroundings.environment["LC_ALL"] = "C";
+    surroundings.environment["NO_COLOR"] = "1";
+    const std::string shown = "  num_frames_for_high_ambient_baseline_capture_target_approched.dist";
+    const std::string figures = "      1    1     1    1    1    1    1  @";
+
+    EXPECT_THAT(metrics({file}).out, testing::HasSubstr(shown + figures + "\n"));
+    surroundings.output_is_terminal = true;
+    EXPECT_THAT(metrics({file}).out, testing::HasSubstr(shown + "\r\n  " + figures));
+    surroundings.environment["COLUMNS"] = "200";
+    EXPECT_THAT(metrics({file}).out, testing::HasSubstr(shown + figures + "\r\n"));
+}
+
 TEST_F(MetricsTest, AStoreIsShownAsJson) {
     const Outcome outcome = metrics({store("day.db", a_day()), "--json"});
 

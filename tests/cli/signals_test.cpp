@@ -217,8 +217,9 @@ TEST(SignalsTest, EndARunThatIsIdleOrWhoseLogNobodyReads) {
         idle.send(signal);
         EXPECT_EQ(idle.wait_for_end_unread().exit_code, 0);
 
-        RunningProgram blocked({"run", folder.file("busy.toml", busy_device()), "--store", "day.db"},
-                               isolate_in(folder));
+        RunningProgram blocked(
+            {"run", folder.file("busy.toml", busy_device()), "--store", "day.db", "--log-level", "default"},
+            isolate_in(folder));
         blocked.waits_for_full_messages();
         blocked.send(signal);
         const Outcome outcome = blocked.wait_for_end_unread();
