@@ -6,8 +6,6 @@
 #include <utility>
 #include <vector>
 
-#include <unistd.h>
-
 #include "cli/arguments/input_arguments.h"
 #include "cli/arguments/invalid_value.h"
 #include "cli/arguments/time_text.h"
@@ -23,6 +21,7 @@
 #include "cli/reports/stream.h"
 #include "cli/terminal/input.h"
 #include "cli/terminal/output.h"
+#include "cli/terminal/output_file.h"
 #include "cli/terminal/progress_bar.h"
 #include "cli/verbs.h"
 #include "decoder/remembered_second.h"
@@ -48,6 +47,7 @@ struct DecodeArguments {
     bool wants_statistics = false;
     bool statistics_are_json = false;
     bool is_strict = false;
+    std::optional<std::string> output_file;
 };
 
 /** Reports trailing bytes. They are a failure only with `--strict`. */
@@ -83,11 +83,21 @@ void require_rows_for_raw(const DecodeArguments &arguments) {
     }
 }
 
+/** Of several inputs the file has what could be read; of a bad one alone there is no file. */
+void finish(OutputFile &file, const ReportStream &stream) {
+    if (stream.is_single() && stream.has_failed()) {
+        file.abandon();
+    } else {
+        file.finish();
+    }
+}
+
 void write_reports(ReportStream &stream, const DecodeArguments &arguments, const DumpClock &clock,
                    const OwnerNames *names) {
-    Output output = standard_output();
+    OutputFile file(arguments.output_file);
+    Output &output = file.output();
     // On a terminal the lines themselves show the progress.
-    ProgressBar progress(isatty(STDOUT_FILENO) == 1 ? 0 : bytes_to_read(stream, arguments));
+    ProgressBar progress(output.style().escapes_controls ? 0 : bytes_to_read(stream, arguments));
     stream.watch(make_watcher(progress, output, arguments));
     RenderingWish wish{
         .format = arguments.format, .style = output.style(), .names = names, .has_raw = arguments.has_raw};
@@ -107,7 +117,7 @@ void write_reports(ReportStream &stream, const DecodeArguments &arguments, const
                            }};
     work_in_order(rendering.depends_on_order ? 1 : worker_count(), steps);
     output.write(rendering.end);
-    output.flush();
+    finish(file, stream);
 }
 
 void count_reports(ReportStream &stream, const DecodeArguments &arguments, const Output &output,
@@ -130,11 +140,11 @@ void write_statistics(ReportStream &stream, const DecodeArguments &arguments, co
     if (!stream.observe([&](const ReportPiece &piece) { statistics.see(piece); })) {
         throw WrongUse("--stats with --last and a filter needs a file: a pipe cannot be read backwards");
     }
-    Output output = standard_output();
-    count_reports(stream, arguments, output, statistics);
+    OutputFile file(arguments.output_file);
+    count_reports(stream, arguments, file.output(), statistics);
     statistics.end(stream.opened_count());
-    output.write(arguments.statistics_are_json ? statistics.json(clock.now()) : statistics.text(clock.now()));
-    output.flush();
+    file.output().write(arguments.statistics_are_json ? statistics.json(clock.now()) : statistics.text(clock.now()));
+    finish(file, stream);
 }
 
 void warn_of_unknown_zone() {
@@ -228,6 +238,12 @@ Argument negated_filter(const char *option, std::vector<std::string> &words) {
     return argument;
 }
 
+/** A file is whole at its end, and there is none while a dump is followed. */
+Argument excluding_follow(Argument argument) {
+    argument.excludes = "--follow";
+    return argument;
+}
+
 } // namespace
 
 Verb declare_decode() {
@@ -235,7 +251,8 @@ Verb declare_decode() {
     ClockWords &clock = arguments->clock;
     Selection &selection = arguments->selection;
     FilterWords &filter = selection.filter;
-    return {.arguments = {inputs_argument(arguments->inputs, "Dumps, state-capture records, folders of them, -"),
+    return {.arguments = {inputs_argument(arguments->inputs,
+                                          "Dumps, state-capture records, folders of them;\n- is standard input"),
                           files_from_argument(arguments->files_from),
                           {.name = "--merge-by",
                            .value_name = "time",
@@ -329,7 +346,8 @@ Verb declare_decode() {
                           {.name = "--strict",
                            .target = &arguments->is_strict,
                            .help = "Refuse what does not look like a dump; exit with 1 if\n"
-                                   "a partial report is at the end"}},
+                                   "a partial report is at the end"},
+                          excluding_follow(output_argument(arguments->output_file))},
             .examples = {"qorstat decode dump.bin --category sensor,wake --around 7201.5s",
                          "qorstat decode - --format chrome-trace < dump.bin > trace.json"},
             .run = [arguments] { return decode(*arguments); }};
