@@ -54,11 +54,13 @@ std::string hex_text(std::uint64_t value) {
 
 /** @param time  with an offset. */
 std::int64_t microseconds_since_epoch(const toml::date_time &time) {
-    using namespace std::chrono;
-    const sys_days date = year(time.date.year) / month(time.date.month) / day(time.date.day);
-    const auto of_day = hours(time.time.hour) + minutes(time.time.minute) + seconds(time.time.second) +
-                        duration_cast<microseconds>(nanoseconds(time.time.nanosecond));
-    return microseconds(date.time_since_epoch() + of_day - minutes(time.offset->minutes)).count();
+    namespace chrono = std::chrono;
+    const chrono::sys_days day =
+        chrono::year(time.date.year) / chrono::month(time.date.month) / chrono::day(time.date.day);
+    const auto of_day = chrono::hours(time.time.hour) + chrono::minutes(time.time.minute) +
+                        chrono::seconds(time.time.second) +
+                        chrono::duration_cast<chrono::microseconds>(chrono::nanoseconds(time.time.nanosecond));
+    return chrono::microseconds(day.time_since_epoch() + of_day - chrono::minutes(time.offset->minutes)).count();
 }
 
 /** Parses "0x" and 1 to 16 hex digits. */
