@@ -56,7 +56,8 @@ struct Rewrite {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-    const std::string text(reinterpret_cast<const char *>(data), size);
+    const std::string bytes(reinterpret_cast<const char *>(data), size);
+    const std::string text = bytes.substr(0, bytes.find('\0')); // as an argument ends
     try {
         std::visit(Rewrite{text}, cli::parse_time(text));
     } catch (const std::invalid_argument &error) {

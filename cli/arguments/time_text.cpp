@@ -69,8 +69,8 @@ std::string_view take_fraction(std::string_view &text) {
 std::uint64_t microseconds_of_fraction(std::string_view digits, std::uint64_t unit) {
     std::uint64_t sum = 0;
     // From the last digit on, every tenth must be whole if the sum is: no step leaves the range of the unit.
-    for (auto digit = digits.rbegin(); digit != digits.rend(); ++digit) {
-        const std::uint64_t tenths = static_cast<std::uint64_t>(*digit - '0') * unit + sum;
+    for (; !digits.empty(); digits.remove_suffix(1)) {
+        const std::uint64_t tenths = static_cast<std::uint64_t>(digits.back() - '0') * unit + sum;
         if (tenths % 10 != 0) {
             fail("it is finer than a microsecond");
         }
