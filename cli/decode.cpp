@@ -1,7 +1,9 @@
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <unistd.h>
@@ -11,10 +13,12 @@
 #include "cli/arguments/whole_number.h"
 #include "cli/arguments/words.h"
 #include "cli/arguments/wrong_use.h"
+#include "cli/inputs/input_sequence.h"
 #include "cli/reports/clock.h"
+#include "cli/reports/input_statistics.h"
+#include "cli/reports/open_input.h"
 #include "cli/reports/ordered_workers.h"
 #include "cli/reports/rendering.h"
-#include "cli/reports/statistics.h"
 #include "cli/reports/stream.h"
 #include "cli/terminal/input.h"
 #include "cli/terminal/output.h"
@@ -28,7 +32,11 @@ namespace cli {
 namespace {
 
 struct DecodeArguments {
-    std::string file;
+    std::vector<std::string> inputs;
+    std::optional<std::string> files_from;
+    std::string merge_by;   ///< empty: one input after the other
+    bool has_files = false; ///< each report is shown with its file
+    std::optional<std::uint64_t> skip;
     ClockWords clock;
     std::optional<std::string> time_zone;
     std::string format = "text";
@@ -80,8 +88,12 @@ void write_reports(ReportStream &stream, const DecodeArguments &arguments, const
     // On a terminal the lines themselves show the progress.
     ProgressBar progress(isatty(STDOUT_FILENO) == 1 ? 0 : bytes_to_read(stream, arguments));
     stream.watch(make_watcher(progress, output, arguments));
-    const ReportRendering rendering = rendering_of(
-        {.format = arguments.format, .style = output.style(), .names = names, .has_raw = arguments.has_raw});
+    RenderingWish wish{
+        .format = arguments.format, .style = output.style(), .names = names, .has_raw = arguments.has_raw};
+    if (arguments.has_files) {
+        wish.name_of = [&stream](std::size_t input) { return stream.name_of(input); };
+    }
+    const ReportRendering rendering = rendering_of(wish);
     output.write(rendering.start);
     const BlockSteps steps{[&](Block &block) { return stream.next(block); },
                            [&](Block &block) {
@@ -98,26 +110,29 @@ void write_reports(ReportStream &stream, const DecodeArguments &arguments, const
 }
 
 void count_reports(ReportStream &stream, const DecodeArguments &arguments, const Output &output,
-                   DumpStatistics &statistics) {
+                   InputStatistics &statistics) {
     ProgressBar progress(bytes_to_read(stream, arguments));
     stream.watch(make_watcher(progress, output, arguments));
     ReportBlock room;
     for (ReportPiece piece = stream.next_in_place(room); piece.count() != 0; piece = stream.next_in_place(room)) {
-        statistics.count(piece.reports);
+        statistics.count(piece);
     }
 }
 
 void write_statistics(ReportStream &stream, const DecodeArguments &arguments, const DumpClock &clock,
                       const OwnerNames *names) {
-    SequenceWatch sequence;
-    DumpStatistics statistics(names);
-    if (!stream.observe([&](const ReportPiece &piece) { sequence.see(piece.reports, piece.offset); })) {
+    std::function<std::string(std::size_t)> name_of;
+    if (!stream.is_single()) {
+        name_of = [&stream](std::size_t input) { return stream.name_of(input); };
+    }
+    InputStatistics statistics(name_of, names);
+    if (!stream.observe([&](const ReportPiece &piece) { statistics.see(piece); })) {
         throw WrongUse("--stats with --last and a filter needs a file: a pipe cannot be read backwards");
     }
     Output output = standard_output();
     count_reports(stream, arguments, output, statistics);
-    output.write(arguments.statistics_are_json ? statistics.json(sequence, clock.now())
-                                               : statistics.text(sequence, clock.now()));
+    statistics.end(stream.opened_count());
+    output.write(arguments.statistics_are_json ? statistics.json(clock.now()) : statistics.text(clock.now()));
     output.flush();
 }
 
@@ -138,10 +153,31 @@ Follow follow_of(const DecodeArguments &arguments) {
     if (arguments.follow != "name") {
         throw WrongUse(invalid_value("--follow", arguments.follow) + ": expected name or no value");
     }
-    if (arguments.file == kStandardInputArgument) {
+    if (arguments.inputs == std::vector<std::string>{kStandardInputArgument}) {
         throw WrongUse("--follow=name requires the name of a file");
     }
     return Follow::Name;
+}
+
+InputSequence inputs_of(const DecodeArguments &arguments) {
+    if (arguments.inputs.empty() && !arguments.files_from) {
+        throw WrongUse("INPUT is required");
+    }
+    InputSequence inputs(arguments.inputs, arguments.files_from, wanted_by_decode());
+    if (arguments.selection.follow != Follow::Nothing && !inputs.is_one_file()) {
+        throw WrongUse("--follow takes one file");
+    }
+    return inputs;
+}
+
+StreamOptions stream_options(const DecodeArguments &arguments) {
+    return {.selection = arguments.selection,
+            .skip = arguments.skip.value_or(0),
+            .refuses_doubtful = arguments.is_strict,
+            .with_offsets = arguments.has_files,
+            // Viewers sort the events of a trace themselves, and statistics have no order.
+            .merges_by_time =
+                !arguments.merge_by.empty() && arguments.format != "chrome-trace" && !arguments.wants_statistics};
 }
 
 /** Statistics count the reports that are chosen, so there is nothing around them. */
@@ -166,7 +202,13 @@ int decode(DecodeArguments &arguments) {
     arguments.selection.filter.names = arguments.names_file ? &names : nullptr;
     const DumpClock clock(arguments.clock);
     arguments.selection.sync = clock.now().sync;
-    ReportStream stream({arguments.file}, {.selection = arguments.selection});
+    InputSequence inputs = inputs_of(arguments);
+    // In rows of several inputs always, in lines only when that is wanted.
+    arguments.has_files = arguments.has_files || (!inputs.is_one_file() && arguments.format != "text");
+    ReportStream stream(std::move(inputs), stream_options(arguments));
+    if (!stream.has_opened_any()) {
+        return stream.has_failed() ? kExitFailed : kExitOk;
+    }
     (arguments.wants_statistics ? write_statistics : write_reports)(stream, arguments, clock,
                                                                     arguments.selection.filter.names);
     report_trailing_bytes(stream);
@@ -192,10 +234,24 @@ Verb declare_decode() {
     ClockWords &clock = arguments->clock;
     Selection &selection = arguments->selection;
     FilterWords &filter = selection.filter;
-    return {.arguments = {{.name = "FILE",
-                           .target = &arguments->file,
-                           .help = "Reports end to end; - is standard input",
-                           .is_required = true},
+    return {.arguments = {{.name = "INPUT",
+                           .target = &arguments->inputs,
+                           .help = "Dumps, state-capture records, folders of them;\n- is standard input"},
+                          {.name = "--files-from",
+                           .value_name = "LIST",
+                           .target = &arguments->files_from,
+                           .help = "Also the inputs in this list, one a line or ended by NUL"},
+                          {.name = "--merge-by",
+                           .value_name = "time",
+                           .target = word_reader(arguments->merge_by, {"time"}),
+                           .help = "All inputs together in the order of time"},
+                          {.name = "--with-file",
+                           .target = &arguments->has_files,
+                           .help = "Show the file of each report, also in lines"},
+                          {.name = "--skip",
+                           .value_name = "N",
+                           .target = whole_number_reader(arguments->skip),
+                           .help = "Leave out N bytes at the start of each dump"},
                           {.name = "--live",
                            .value_name = "DEVICE.toml",
                            .target = &clock.live_description,
@@ -276,7 +332,8 @@ Verb declare_decode() {
                            .has_value_or_none = true},
                           {.name = "--strict",
                            .target = &arguments->is_strict,
-                           .help = "Exit with 1 if a partial report is at the end"}},
+                           .help = "Refuse what does not look like a dump; exit with 1 if\n"
+                                   "a partial report is at the end"}},
             .examples = {"qorstat decode dump.bin --category sensor,wake --around 7201.5s",
                          "qorstat decode - --format chrome-trace < dump.bin > trace.json"},
             .run = [arguments] { return decode(*arguments); }};

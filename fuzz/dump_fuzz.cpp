@@ -15,6 +15,7 @@
 #include <unistd.h>
 
 #include "cli/arguments/wrong_use.h"
+#include "cli/reports/open_input.h"
 #include "cli/reports/rendering.h"
 #include "cli/reports/statistics.h"
 #include "cli/reports/stream.h"
@@ -326,7 +327,8 @@ Reports read_all(cli::ReportStream &stream, bool in_place) {
 
 void decode(const Wish &wish, std::span<const std::uint8_t> bytes) {
     const Dump dump(bytes, wish.is_pipe);
-    cli::ReportStream stream({dump.name()}, {.selection = wish.selection});
+    cli::ReportStream stream(cli::InputSequence({dump.name()}, std::nullopt, cli::wanted_by_decode()),
+                             {.selection = wish.selection});
     cli::SequenceWatch sequence;
     const bool counts = wish.form >= cli::kFormats.size();
     if (counts && !stream.observe([&](const cli::ReportPiece &piece) { sequence.see(piece.reports, piece.offset); })) {

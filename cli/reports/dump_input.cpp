@@ -6,12 +6,13 @@
 #include <cstring>
 #include <system_error>
 #include <thread>
+#include <utility>
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "cli/terminal/input.h"
+#include "cli/terminal/output.h"
 #include "host/error.h"
 
 namespace cli {
@@ -21,10 +22,6 @@ constexpr std::size_t kReportSize = _QorProfileReport::kSize;
 constexpr std::size_t kBufferSize = DumpInput::kPieceReports * kReportSize;
 constexpr std::chrono::milliseconds kGrowthPollInterval{50};
 
-int open_input(const std::string &argument) {
-    return argument == kStandardInputArgument ? STDIN_FILENO : open(argument.c_str(), O_RDONLY | O_CLOEXEC);
-}
-
 /** Reports consist of bytes only, so they are read where they are. */
 std::span<const _QorProfileReport> reports_in(std::span<const std::byte> bytes) {
     const void *const begin = bytes.data();
@@ -33,39 +30,29 @@ std::span<const _QorProfileReport> reports_in(std::span<const std::byte> bytes) 
 
 } // namespace
 
-DumpInput::Descriptor::~Descriptor() {
-    if (number > STDIN_FILENO) {
-        close(number);
-    }
-}
-
-void DumpInput::Descriptor::replace(int other) {
-    if (number > STDIN_FILENO) {
-        close(number);
-    }
-    number = other;
-}
-
-DumpInput::DumpInput(const std::string &argument, Follow follow)
-    : _name(input_name(argument)), _descriptor(open_input(argument)),
-      _followed(argument == kStandardInputArgument ? "" : argument, follow) {
-    struct stat status {};
-    if (_descriptor.number == -1 || fstat(_descriptor.number, &status) == -1) {
-        fail(0, errno);
-    }
-    _buffer.resize(kBufferSize);
-    _is_regular = S_ISREG(status.st_mode);
-    if (!_is_regular) {
+DumpInput::DumpInput(std::unique_ptr<ByteStream> stream, const DumpOptions &options)
+    : _stream(std::move(stream)), _options(options),
+      _followed(_stream->argument() == kStandardInputArgument ? "" : _stream->argument(), options.follow),
+      _is_plain(_stream->is_plain_file()), _is_packed(_stream->packing() != Packing::None),
+      _is_judged(options.is_judged) {
+    if (!_is_plain) {
+        _to_skip = _options.skip;
+        read_ahead();
         return;
     }
-    const auto size = static_cast<std::uint64_t>(status.st_size);
-    _start = static_cast<std::uint64_t>(std::max<off_t>(0, lseek(_descriptor.number, 0, SEEK_CUR)));
-    _file_size = size - std::min(size, _start);
+    const std::uint64_t begin =
+        static_cast<std::uint64_t>(std::max<off_t>(0, lseek(_stream->descriptor(), 0, SEEK_CUR)));
+    const std::uint64_t skipped = std::min(_options.skip, _stream->file_size());
+    _start = begin + skipped;
+    _file_size = _stream->file_size() - skipped;
     _has_known_end = ends_where_the_system_says();
-    if (follow != Follow::Nothing) {
+    if (_options.follow != Follow::Nothing) {
         _interruption.emplace();
-    } else if (_has_known_end && _file_size >= kReportSize) {
-        _mapped.emplace(_descriptor.number, size);
+        return;
+    }
+    judge_file();
+    if (_has_known_end && _file_size >= kReportSize) {
+        _mapped.emplace(_stream->descriptor(), _start + _file_size);
     }
 }
 
@@ -73,7 +60,7 @@ DumpInput::DumpInput(const std::string &argument, Follow follow)
 bool DumpInput::ends_where_the_system_says() const {
     std::byte last{};
     const std::uint64_t place = _start + (_file_size == 0 ? 0 : _file_size - 1);
-    const ssize_t count = pread(_descriptor.number, &last, 1, static_cast<off_t>(place));
+    const ssize_t count = pread(descriptor(), &last, 1, static_cast<off_t>(place));
     return count == -1 || (count == 1) == (_file_size != 0); // what cannot be read is an error later
 }
 
@@ -85,13 +72,17 @@ std::optional<ReportPiece> DumpInput::read_piece(std::size_t most_reports) {
     if (const std::optional<ReportPiece> piece = read_mapped(most_reports)) {
         return piece;
     }
+    _buffer.resize(kBufferSize); // not before it is needed
     std::memmove(_buffer.data(), _buffer.data() + _given, _used - _given);
     _used -= _given;
     _given = 0;
-    const std::size_t count = read_once();
+    const std::size_t count = read_once(most_reports);
     if (count == 0) {
         if (_has_known_end && !is_followed() && _offset < _file_size) {
             fail_truncated(_offset);
+        }
+        if (!is_followed()) {
+            judge({}, true);
         }
         return wait_for_growth() ? std::optional(ReportPiece{}) : std::nullopt;
     }
@@ -135,19 +126,89 @@ void DumpInput::fail_after_lost_piece(std::uint64_t end) {
     fail_truncated(end);
 }
 
-std::size_t DumpInput::read_once() {
-    std::byte *const to = _buffer.data() + _used;
-    const std::size_t room = _buffer.size() - _used;
+std::size_t DumpInput::read_once(std::size_t most_reports) {
+    const std::span<std::byte> room = std::span(_buffer).first(most_reports * kReportSize).subspan(_used);
+    if (!_is_plain) {
+        const std::size_t count = read_stream(room);
+        judge(room.first(count), false);
+        return count;
+    }
     ssize_t count = -1;
     do {
-        count = _is_regular ? pread(_descriptor.number, to, room, static_cast<off_t>(_start + _offset))
-                            : read(_descriptor.number, to, room);
+        count = pread(descriptor(), room.data(), room.size(), static_cast<off_t>(_start + _offset));
     } while (count == -1 && errno == EINTR);
     if (count == -1) {
         fail(_offset, errno);
     }
+    judge(room.first(static_cast<std::size_t>(count)), false);
     return static_cast<std::size_t>(count);
 }
+
+/** Reads what has been read ahead first, and nothing of what is skipped. */
+std::size_t DumpInput::read_stream(std::span<std::byte> room) {
+    while (_to_skip != 0) {
+        const std::size_t count =
+            _stream->read_some(room.first(static_cast<std::size_t>(std::min<std::uint64_t>(room.size(), _to_skip))));
+        if (count == 0) {
+            return 0;
+        }
+        _to_skip -= count;
+    }
+    if (_ahead_given == _ahead.size()) {
+        return _stream->read_some(room);
+    }
+    const std::size_t count = std::min(room.size(), _ahead.size() - _ahead_given);
+    std::copy_n(_ahead.begin() + static_cast<std::ptrdiff_t>(_ahead_given), count, room.begin());
+    _ahead_given += count;
+    return count;
+}
+
+// ---- whether this is a dump
+
+/** Judges a plain file by its first bytes. One that cannot be read is an error later. */
+void DumpInput::judge_file() {
+    std::vector<std::byte> piece(static_cast<std::size_t>(std::clamp<std::uint64_t>(_file_size, 1, kBufferSize)));
+    std::uint64_t offset = 0;
+    while (!_is_judged) {
+        const ssize_t count = pread(descriptor(), piece.data(), piece.size(), static_cast<off_t>(_start + offset));
+        const auto size = static_cast<std::size_t>(std::max<ssize_t>(0, count));
+        judge(std::span(piece).first(size), size == 0);
+        offset += size;
+    }
+}
+
+/** Judges a stream before anything of it is given, when it may be refused. */
+void DumpInput::read_ahead() {
+    std::vector<std::byte> piece(_options.refuses_doubtful ? kBufferSize : 0);
+    std::vector<std::byte> ahead;
+    while (!_is_judged && !piece.empty()) {
+        const std::size_t count = read_stream(piece);
+        ahead.insert(ahead.end(), piece.begin(), piece.begin() + static_cast<std::ptrdiff_t>(count));
+        judge(std::span(piece).first(count), count == 0);
+    }
+    _ahead = std::move(ahead);
+}
+
+void DumpInput::judge(std::span<const std::byte> bytes, bool is_end) {
+    if (_is_judged) {
+        return;
+    }
+    _plausibility.add(bytes);
+    if (!is_end && _plausibility.wants_more()) {
+        return;
+    }
+    _is_judged = true;
+    const std::optional<Doubt> doubt = _plausibility.doubt();
+    _plausibility = {};
+    if (doubt && _options.refuses_doubtful) {
+        throw host::Error(name(), "", doubt_text(*doubt, _options.skip));
+    }
+    if (doubt) {
+        print_message("qorstat: " + name() + ": " + doubt_text(*doubt, _options.skip));
+    }
+}
+
+// ---- a file that is followed
 
 /** @return false when the file is not followed or no longer. */
 bool DumpInput::wait_for_growth() {
@@ -155,15 +216,15 @@ bool DumpInput::wait_for_growth() {
         return false;
     }
     struct stat status {};
-    if (fstat(_descriptor.number, &status) == -1) {
+    if (fstat(descriptor(), &status) == -1) {
         fail(_offset, errno);
     }
     const auto size = static_cast<std::uint64_t>(status.st_size);
     if (_has_known_end && size < _start + _offset) {
         return go_on_after_cut(size);
     }
-    if (const int next = _followed.look(_descriptor.number, _used); next != -1) {
-        _descriptor.replace(next);
+    if (const int next = _followed.look(descriptor(), _used); next != -1) {
+        _replacing.emplace(next);
         read_from_start();
         return true;
     }
@@ -176,7 +237,7 @@ bool DumpInput::wait_for_growth() {
 
 bool DumpInput::go_on_after_cut(std::uint64_t size) {
     if (!_followed.goes_on_after_cut(_used)) {
-        throw host::Error(_name, "byte " + std::to_string(size), "the file was truncated while it was being followed");
+        throw host::Error(name(), "byte " + std::to_string(size), "the file was truncated while it was being followed");
     }
     read_from_start();
     return true;
@@ -211,8 +272,7 @@ void DumpInput::find_backwards(
 
 void DumpInput::read_at(std::uint64_t offset, std::span<std::byte> bytes) const {
     while (!bytes.empty()) {
-        const ssize_t count =
-            pread(_descriptor.number, bytes.data(), bytes.size(), static_cast<off_t>(_start + offset));
+        const ssize_t count = pread(descriptor(), bytes.data(), bytes.size(), static_cast<off_t>(_start + offset));
         if (count == -1 && errno == EINTR) {
             continue;
         }
@@ -228,12 +288,12 @@ void DumpInput::read_at(std::uint64_t offset, std::span<std::byte> bytes) const 
 }
 
 void DumpInput::fail(std::uint64_t offset, int error) const {
-    throw host::Error(_name, offset == 0 ? "" : "byte " + std::to_string(offset),
+    throw host::Error(name(), offset == 0 ? "" : "byte " + std::to_string(offset),
                       std::generic_category().message(error));
 }
 
 void DumpInput::fail_truncated(std::uint64_t offset) const {
-    throw host::Error(_name, "byte " + std::to_string(offset), "the file was truncated while it was being read");
+    throw host::Error(name(), "byte " + std::to_string(offset), "the file was truncated while it was being read");
 }
 
 } // namespace cli

@@ -4,34 +4,47 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
+#include "cli/inputs/byte_stream.h"
 #include "cli/reports/followed_file.h"
 #include "cli/reports/input.h"
 #include "cli/reports/mapped_file.h"
+#include "cli/reports/plausibility.h"
 #include "cli/terminal/interruption.h"
+#include "host/file_descriptor.h"
 #include "qor/report.h"
 
 namespace cli {
 
+/** How a dump is read. */
+struct DumpOptions {
+    Follow follow = Follow::Nothing; ///< a plain file is read as it grows, until an interruption
+    std::uint64_t skip = 0;          ///< so many bytes are left out at the start
+    bool refuses_doubtful = false;   ///< what does not look like a dump is an error, not a message
+    bool is_judged = false;          ///< nothing is said of what does not look like a dump
+};
+
 /**
  * A dump, read once from its start to its end. The dump in a regular file starts at the current position: a shell may
- * hand over standard input from within a file. All offsets count from there. One thread at a time.
+ * hand over standard input from within a file. All offsets count from there, behind what is skipped.
  *
- * A regular file whose end is known is read in place unless it is followed. Other processes may then change the
- * reports of a piece while they are read, so only a copy is decoded.
+ * A plain file whose end is known is read in place unless it is followed. Other processes may then change the reports
+ * of a piece while they are read, so only a copy is decoded. Whatever else it is comes through the stream.
+ *
+ * What does not look like a dump is said on standard error, once.
  */
 class DumpInput : public ReportInput {
 public:
     /**
-     * @param argument  a file, or "-" for standard input.
-     * @param follow    a regular file is read as it grows, until an interruption; no effect on anything else.
-     * @throws host::Error when the input cannot be opened.
+     * @throws host::Error when the input cannot be read; for one that does not look like a dump, when that is refused:
+     *         of a file that is not followed and of a pipe before any report has been read.
      */
-    DumpInput(const std::string &argument, Follow follow);
+    DumpInput(std::unique_ptr<ByteStream> stream, const DumpOptions &options);
 
     /** Pieces are not kept when the file was truncated, or cannot be read. */
     bool keeps_last_piece() override;
@@ -39,27 +52,27 @@ public:
 
     bool is_read_in_place() const override { return _mapped && _offset < end_of_reports(); }
 
-    /** True of a regular file, unless it does not end where the system says. */
+    /** True of a plain file, unless it does not end where the system says. */
     bool can_be_read_backwards() const override { return _has_known_end || is_followed(); }
     void start_at(std::uint64_t offset) override { _offset = offset; }
     void find_backwards(
         const std::function<bool(const _QorProfileReport &report, std::uint64_t offset)> &is_wanted) const override;
 
-    /** Whether this is a regular file that ends where the system says. */
+    /** Whether this is a plain file that ends where the system says. */
     bool has_known_end() const { return _has_known_end; }
-    /** Whether this is a regular file that is read as it grows. */
+    /** Whether this is a plain file that is read as it grows. */
     bool is_followed() const { return _interruption.has_value(); }
-    /** The size of a regular file when it was opened; 0 for anything else. */
-    std::uint64_t size() const override { return _file_size; }
-    /** Of a regular file when it was opened. */
+    /** Of a regular file when it was opened, packed as it is. */
+    std::uint64_t size() const override { return _is_plain ? _file_size : _stream->file_size(); }
+    /** Of a plain file when it was opened. */
     std::uint64_t end_of_reports() const override { return _file_size - _file_size % _QorProfileReport::kSize; }
 
-    std::uint64_t bytes_read() const override { return _offset; }
+    std::uint64_t bytes_read() const override { return _is_packed ? _stream->bytes_taken() : _offset; }
     TrailingBytes trailing_bytes() const override { return {_offset - (_used - _given), _used - _given}; }
     bool is_cut_short() const override { return _is_cut_short; }
 
     /** "standard input" for "-". */
-    const std::string &name() const override { return _name; }
+    const std::string &name() const override { return _stream->name(); }
 
 protected:
     /**
@@ -70,20 +83,13 @@ protected:
     std::optional<ReportPiece> read_piece(std::size_t most_reports) override;
 
 private:
-    /** Standard input stays open. */
-    struct Descriptor {
-        explicit Descriptor(int open_number) : number(open_number) {}
-        ~Descriptor();
-        Descriptor(const Descriptor &) = delete;
-        Descriptor &operator=(const Descriptor &) = delete;
-
-        void replace(int other);
-
-        int number;
-    };
-
     std::optional<ReportPiece> read_mapped(std::size_t most_reports);
-    std::size_t read_once();
+    std::size_t read_once(std::size_t most_reports);
+    std::size_t read_stream(std::span<std::byte> room);
+    int descriptor() const { return _replacing ? _replacing->get() : _stream->descriptor(); }
+    void judge_file();
+    void read_ahead();
+    void judge(std::span<const std::byte> bytes, bool is_end);
     bool wait_for_growth();
     bool go_on_after_cut(std::uint64_t size);
     bool ends_where_the_system_says() const;
@@ -92,14 +98,17 @@ private:
     [[noreturn]] void fail(std::uint64_t offset, int error) const;
     [[noreturn]] void fail_truncated(std::uint64_t offset) const;
 
-    std::string _name;
-    Descriptor _descriptor;
+    std::unique_ptr<ByteStream> _stream;
+    DumpOptions _options;
+    std::optional<host::FileDescriptor>
+        _replacing;                            ///< the file that has replaced the stream's, when a name is followed
     std::optional<Interruption> _interruption; ///< while a file is followed
     FollowedFile _followed;
-    bool _is_regular = false;
+    bool _is_plain;
+    bool _is_packed;
     bool _has_known_end = false;
     bool _is_cut_short = false;
-    std::uint64_t _start = 0;     ///< of the dump in a regular file
+    std::uint64_t _start = 0;     ///< of the dump in a plain file
     std::uint64_t _file_size = 0; ///< from `_start` on
     std::uint64_t _offset = 0;
 
@@ -109,6 +118,12 @@ private:
     std::vector<std::byte> _buffer;
     std::size_t _used = 0;  ///< bytes in `_buffer`
     std::size_t _given = 0; ///< bytes at its front that the last piece had; the rest is part of a report
+
+    std::uint64_t _to_skip = 0;    ///< of the stream
+    std::vector<std::byte> _ahead; ///< of the stream, read for judging it
+    std::size_t _ahead_given = 0;  ///< bytes at its front that have been read
+    Plausibility _plausibility;    ///< of what has been read
+    bool _is_judged;               ///< the rest does not matter
 };
 
 } // namespace cli

@@ -31,7 +31,7 @@ public:
 
     /**
      * The next reports. The piece may be empty: then there are none yet.
-     * @param most_reports  of an input that is read in place: at most so many, 1 to `kPieceReports`.
+     * @param most_reports  at most so many, 1 to `kPieceReports`.
      * @return nothing at the end or after an interruption. Do not call again after that.
      * @throws host::Error when reading fails, naming the input and the place.
      */

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <span>
 
+#include "cli/terminal/hex.h"
 #include "decoder/digits.h"
 #include "host/utf8.h"
 
@@ -31,6 +32,15 @@ char *put_json_text(char *out, std::string_view text, std::string_view mark) {
         text.remove_prefix(length);
     }
     return out;
+}
+
+std::string json_text_or_hex(std::string_view text) {
+    if (!host::is_utf8(text)) {
+        return hex(text);
+    }
+    std::string escaped(json_text_room(text.size()), '\0');
+    escaped.resize(static_cast<std::size_t>(put_json_text(escaped.data(), text, "\"") - escaped.data()));
+    return escaped;
 }
 
 } // namespace cli

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <string>
 #include <string_view>
 
 namespace cli {
@@ -34,5 +35,8 @@ constexpr std::size_t json_text_room(std::size_t size) { return 6 * size; }
  * @return the end of the text.
  */
 char *put_json_text(char *out, std::string_view text, std::string_view mark);
+
+/** The inside of a JSON string for a text that may not be UTF-8: its bytes in hexadecimal then. */
+std::string json_text_or_hex(std::string_view text);
 
 } // namespace cli

@@ -1,10 +1,12 @@
 #include "cli/reports/rendering.h"
 
 #include <memory>
+#include <optional>
 
 #include "cli/reports/csv.h"
 #include "cli/reports/json.h"
 #include "cli/reports/named_line.h"
+#include "cli/reports/placed_rows.h"
 #include "cli/reports/trace.h"
 #include "decoder/report_line.h"
 
@@ -111,20 +113,7 @@ ReportRendering optional_rendering(const RenderingWish &wish) {
     return {start, append, ""};
 }
 
-} // namespace
-
-const std::vector<std::string> kFormats = {"text", "jsonl", "csv", "chrome-trace"};
-
-ReportRendering rendering_of(const RenderingWish &wish) {
-    if (wish.format == "chrome-trace") {
-        const auto events = std::make_shared<TraceEvents>(wish.names);
-        const auto append = [events](text_buffer &out, const ReportBlock &block, const DumpClock &) {
-            for (const _QorProfileReport &report : block.reports) {
-                events->append(out, report);
-            }
-        };
-        return {trace_start(), append, trace_end(), true};
-    }
+ReportRendering row_rendering(const RenderingWish &wish) {
     if (wish.names != nullptr || wish.has_raw) {
         return optional_rendering(wish);
     }
@@ -136,6 +125,60 @@ ReportRendering rendering_of(const RenderingWish &wish) {
     }
     return {"", wish.style.escapes_controls ? append_groups<append_escaped_line> : append_groups<append_exact_line>,
             ""};
+}
+
+/** The events of one input after another; of several, each has processes of its own. */
+class TraceOfInputs {
+public:
+    explicit TraceOfInputs(const RenderingWish &wish)
+        : _name_of(wish.name_of), _names(wish.names), _events(std::make_unique<TraceEvents>(wish.names)) {}
+
+    void append(text_buffer &out, const ReportBlock &block) {
+        if (_name_of && _input != block.input) {
+            const bool is_first = !_input;
+            _input = block.input;
+            _events = std::make_unique<TraceEvents>(block.input + 1, _name_of(block.input), _names);
+            _events->begin(out, is_first);
+        }
+        for (const _QorProfileReport &report : block.reports) {
+            _events->append(out, report);
+        }
+    }
+
+    /** What stands before the first report. */
+    std::string start() const {
+        text_buffer text;
+        text.append(trace_start());
+        if (!_name_of) {
+            _events->begin(text, true);
+        }
+        return std::string(text.text());
+    }
+
+private:
+    std::function<std::string(std::size_t input)> _name_of; ///< null for a single one
+    std::optional<std::size_t> _input;                      ///< of several: that of the events
+    const OwnerNames *_names;
+    std::unique_ptr<TraceEvents> _events;
+};
+
+ReportRendering trace_rendering(const RenderingWish &wish) {
+    const auto trace = std::make_shared<TraceOfInputs>(wish);
+    return {trace->start(),
+            [trace](text_buffer &out, const ReportBlock &block, const DumpClock &) { trace->append(out, block); },
+            trace_end(), true};
+}
+
+} // namespace
+
+const std::vector<std::string> kFormats = {"text", "jsonl", "csv", "chrome-trace"};
+
+ReportRendering rendering_of(const RenderingWish &wish) {
+    if (wish.format == "chrome-trace") {
+        return trace_rendering(wish);
+    }
+    const ReportRendering rows = row_rendering(wish);
+    return wish.name_of ? with_places(rows, wish) : rows;
 }
 
 } // namespace cli

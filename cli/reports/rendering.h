@@ -1,6 +1,7 @@
 /** The output formats of a dump. */
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <vector>
@@ -29,6 +30,8 @@ extern const std::vector<std::string> kFormats;
 struct RenderingWish {
     std::string format = "text"; ///< one of `kFormats`
     TextStyle style{};           ///< of the output
+    /** The name of an input, any thread; null unless reports are shown with the files that they come from. */
+    std::function<std::string(std::size_t input)> name_of{};
     /** The owner's; null for none, which costs nothing for each report. */
     const OwnerNames *names = nullptr;
     bool has_raw = false; ///< rows for programs end with all bytes of their report

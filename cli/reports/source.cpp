@@ -16,6 +16,8 @@ ReportSource::ReportSource(std::unique_ptr<ReportInput> input, ReportSelector &s
         start_at_last(*_options.last);
     } else if (_options.last) {
         keep_last(*_options.last);
+    } else if (_options.start != 0) {
+        start_at(_options.start);
     }
 }
 
@@ -27,7 +29,7 @@ bool ReportSource::next(ReportBlock &block) {
     }
     give_kept(block);
     // Nobody waits for the reports of a file that is read in place, and full blocks are the faster ones.
-    while (!_has_ended && (block.empty() || (_input->is_read_in_place() && block.size() < kBlockReports))) {
+    while (!_has_ended && (block.empty() || (_input->is_read_in_place() && block.size() < _options.most_reports))) {
         read_selected(block);
     }
     return !block.empty();
@@ -61,6 +63,14 @@ std::optional<TrailingBytes> ReportSource::trailing_bytes() const {
     return trailing.count != 0 && wants_more() && !_input->is_cut_short() ? std::optional(trailing) : std::nullopt;
 }
 
+void ReportSource::start_at(std::uint64_t offset) {
+    if (offset > _input->end_of_reports()) {
+        throw host::Error(_input->name(), "byte " + std::to_string(offset),
+                          "the file was truncated while it was being read");
+    }
+    _input->start_at(offset);
+}
+
 void ReportSource::start_at_last(std::uint64_t count) {
     // Where fewer pass, the first that passes.
     std::uint64_t found = _input->end_of_reports();
@@ -88,6 +98,16 @@ void ReportSource::keep_last(std::uint64_t count) {
         }
     }
     _last_count = _kept.size();
+}
+
+bool ReportSource::keep_fewer(std::uint64_t count) {
+    if (_windows) {
+        return false;
+    }
+    for (ReportBlock rest; _kept.size() > count; rest.clear()) {
+        _kept.give_oldest(rest);
+    }
+    return true;
 }
 
 void ReportSource::give_kept(ReportBlock &block) {
@@ -118,7 +138,7 @@ std::optional<ReportPiece> ReportSource::read_piece(std::size_t most_reports) {
 
 void ReportSource::read_selected(ReportBlock &block) {
     const std::size_t before = block.size();
-    std::optional<ReportPiece> piece = read_piece(kBlockReports - before);
+    std::optional<ReportPiece> piece = read_piece(_options.most_reports - before);
     if (!piece) {
         return;
     }

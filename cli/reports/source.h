@@ -32,6 +32,8 @@ struct SourceOptions {
     std::size_t number = 0;              ///< of the input among all inputs
     std::optional<std::uint64_t> last{}; ///< at most so many, from the end
     bool with_offsets = false;           ///< blocks have offsets
+    std::uint64_t start = 0;             ///< where reading begins, in the input; only if it can be read backwards
+    std::size_t most_reports = ReportInput::kPieceReports; ///< of a block
 };
 
 /** Reads an input once from its start to its end and gives the selected reports. One thread at a time. */
@@ -44,7 +46,7 @@ public:
      */
     ReportSource(std::unique_ptr<ReportInput> input, ReportSelector &selector, const SourceOptions &options);
 
-    /** The most reports that `next` gives at once. */
+    /** The most reports that `next` gives at once, unless the options say fewer. */
     static constexpr std::size_t kBlockReports = ReportInput::kPieceReports;
 
     /**
@@ -76,6 +78,11 @@ public:
 
     /** Of the input's last reports that were wanted: how many there are. */
     std::uint64_t last_count() const { return _last_count; }
+    /**
+     * Wants fewer of the last reports, before any reading, of an input that was read for them.
+     * @return false, and changes nothing, when they are shown with others around them.
+     */
+    bool keep_fewer(std::uint64_t count);
 
     /** Adds the watcher, called before every read from now on, including those that find the end. */
     void watch(ReadingWatcher watcher) { _watcher = std::move(watcher); }
@@ -95,6 +102,7 @@ private:
     bool next_of_windows(ReportBlock &block);
     void read_windows();
     void add_to_windows(const ReportPiece &piece, std::size_t index);
+    void start_at(std::uint64_t offset);
     void start_at_last(std::uint64_t count);
     void keep_last(std::uint64_t count);
     void give_kept(ReportBlock &block);

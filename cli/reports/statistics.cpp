@@ -63,6 +63,11 @@ Json counts_json(const std::vector<DumpStatistics::Count> &counts, const std::ve
 
 } // namespace
 
+void SequenceWatch::begin_input(const std::string &file) {
+    _file = file;
+    _last.reset();
+}
+
 void SequenceWatch::see(std::span<const _QorProfileReport> reports, std::uint64_t offset) {
     if (reports.empty()) {
         return;
@@ -86,7 +91,7 @@ void SequenceWatch::see_step(std::uint32_t before, std::uint32_t number, std::ui
     ++_gap_count;
     _missing_count += is_forward ? step - 1 : 0;
     if (_first_gaps.size() < kGapsKept) {
-        _first_gaps.push_back({offset, before, number});
+        _first_gaps.push_back({offset, before, number, _file});
     }
 }
 
@@ -190,8 +195,8 @@ std::string DumpStatistics::text(const SequenceWatch &sequence, const decoder::d
     text += "sequence numbers: " + host::count_text(sequence.gap_count(), "gap") + ", " +
             std::to_string(sequence.missing_count()) + " missing\n";
     for (const SequenceGap &gap : sequence.first_gaps()) {
-        text += "  byte " + std::to_string(gap.offset) + ": " + std::to_string(gap.after) + " after " +
-                std::to_string(gap.before) + "\n";
+        text += "  " + (gap.file.empty() ? "" : gap.file + ": ") + "byte " + std::to_string(gap.offset) + ": " +
+                std::to_string(gap.after) + " after " + std::to_string(gap.before) + "\n";
     }
     if (sequence.gap_count() > sequence.first_gaps().size()) {
         text += "  and " + std::to_string(sequence.gap_count() - sequence.first_gaps().size()) + " more\n";
@@ -204,6 +209,10 @@ std::string DumpStatistics::text(const SequenceWatch &sequence, const decoder::d
 }
 
 std::string DumpStatistics::json(const SequenceWatch &sequence, const decoder::device_clock &clock) {
+    return json_lines(object(sequence, clock));
+}
+
+Json DumpStatistics::object(const SequenceWatch &sequence, const decoder::device_clock &clock) {
     const Counts all = counts();
     Json json;
     json["reports"] = _reports;
@@ -219,15 +228,21 @@ std::string DumpStatistics::json(const SequenceWatch &sequence, const decoder::d
     json["missing"] = sequence.missing_count();
     json["first_gaps"] = Json::array();
     for (const SequenceGap &gap : sequence.first_gaps()) {
-        json["first_gaps"].push_back(
-            Json::object({{"offset", gap.offset}, {"before", gap.before}, {"after", gap.after}}));
+        Json object;
+        if (!gap.file.empty()) {
+            put_text(object, "file", gap.file);
+        }
+        object["offset"] = gap.offset;
+        object["before"] = gap.before;
+        object["after"] = gap.after;
+        json["first_gaps"].push_back(std::move(object));
     }
     json["categories"] = counts_json(all.categories, {"category"});
     json["components"] = counts_json(all.components, {"category", "component"});
     json["events"] = counts_json(all.events, {"category", "component", "event"});
     json["other_events"] = _other_events;
     json["types"] = counts_json(all.types, {"type"});
-    return json_lines(json);
+    return json;
 }
 
 } // namespace cli

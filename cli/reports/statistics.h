@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "cli/reports/owner_names.h"
+#include "cli/terminal/json_value.h"
 #include "decoder/device_clock.h"
 #include "qor/report.h"
 
@@ -21,6 +22,7 @@ struct SequenceGap {
     std::uint64_t offset; ///< of the report after the gap
     std::uint32_t before;
     std::uint32_t after;
+    std::string file{}; ///< empty for the only input
 };
 
 /** Finds gaps in the sequence numbers of successive reports. One thread at a time. */
@@ -28,6 +30,9 @@ class SequenceWatch {
 public:
     /** Further gaps are counted but not kept. */
     static constexpr std::size_t kGapsKept = 20;
+
+    /** Goes on with the reports of another input, whose numbers do not follow those before. */
+    void begin_input(const std::string &file);
 
     /** @param offset  of the first report in the dump. */
     void see(std::span<const _QorProfileReport> reports, std::uint64_t offset);
@@ -40,6 +45,7 @@ public:
 private:
     void see_step(std::uint32_t before, std::uint32_t number, std::uint64_t offset);
 
+    std::string _file;
     std::optional<std::uint32_t> _last;
     std::vector<SequenceGap> _first_gaps;
     std::uint64_t _gap_count = 0;
@@ -63,7 +69,9 @@ public:
 
     /** A table for people, with wall-clock times when `clock` has a time synchronisation. */
     std::string text(const SequenceWatch &sequence, const decoder::device_clock &clock);
-    /** A JSON object and a newline. */
+    /** The same for programs. */
+    Json object(const SequenceWatch &sequence, const decoder::device_clock &clock);
+    /** As text, with a newline. */
     std::string json(const SequenceWatch &sequence, const decoder::device_clock &clock);
 
 private:

@@ -21,9 +21,10 @@ namespace {
 
 using decoder::put_literal;
 
-/** Process ids of the trace: one for all threads, then one for each category. */
+/** Process ids of an input: one for all threads, then one for each category. */
 constexpr unsigned kThreadsProcess = 1;
 constexpr unsigned kFirstCategoryProcess = 10;
+constexpr unsigned kProcessesOfInput = 1000;
 
 /** The id of the type with this name. */
 constexpr std::uint8_t type_of(std::string_view name) {
@@ -65,13 +66,9 @@ char *put_name_event(char *out, std::string_view kind, std::uint64_t process, st
 void append_name_event(text_buffer &out, std::string_view kind, std::uint64_t process, std::uint64_t thread,
                        std::string_view name) {
     text_stream stream(out);
-    char *const event = put_literal(stream.room(kEventRoom), ",");
+    char *const event = put_literal(stream.room(kEventRoom + name.size()), ",");
     stream.commit(put_name_event(event, kind, process, thread, name));
     stream.flush();
-}
-
-std::uint64_t category_process(const _QorProfileReport &report) {
-    return kFirstCategoryProcess + std::uint64_t{report.category_id()};
 }
 
 bool is_sensor_value(const _QorProfileReport &report) {
@@ -101,7 +98,7 @@ constexpr bool kHasVector = [] {
  */
 struct CounterEvents {
     const TracePieces &pieces;
-    decoder::text_of_at_most<32> time;
+    decoder::text_of_at_most<64> time; ///< and the process
 
     template <typename Field>
     static constexpr std::size_t kRoom = sizeof(TracePieces) + 2 * Field::row.name.size() + 128;
@@ -193,10 +190,13 @@ void fill_trace_pieces(TracePieces &pieces, const _QorProfileReport &report, con
     pieces.start.size = static_cast<std::uint16_t>(at - start);
 
     // A trigger concerns the whole category, so viewers draw it across all of its tracks.
+    char *const scope = pieces.scope.characters.data();
+    at = is_counter ? scope : put_literal(scope, is_trigger ? ",\"s\":\"p\"" : ",\"s\":\"t\"");
+    at = put_literal(at, ",\"pid\":");
+    pieces.scope.size = static_cast<std::uint16_t>(at - scope);
+
     char *const track = pieces.track.characters.data();
-    at = is_counter ? track : put_literal(track, is_trigger ? ",\"s\":\"p\"" : ",\"s\":\"t\"");
-    at = decoder::put_decimal(put_literal(at, ",\"pid\":"), category_process(report));
-    at = decoder::put_decimal(put_literal(at, ",\"tid\":"), component);
+    at = decoder::put_decimal(put_literal(track, ",\"tid\":"), component);
     at = put_literal(at, ",\"args\":");
     pieces.track.size = static_cast<std::uint16_t>(at - track);
 }
@@ -207,13 +207,27 @@ struct SliceFields {
     qor::Field duration;
 };
 
-std::string trace_start() {
-    std::array<char, kEventRoom> name;
-    char *const end = put_name_event(name.data(), "process_name", kThreadsProcess, 0, "threads");
-    return "{\"displayTimeUnit\":\"ms\",\"traceEvents\":[" + std::string(name.data(), end);
-}
+std::string trace_start() { return "{\"displayTimeUnit\":\"ms\",\"traceEvents\":["; }
 
 std::string trace_end() { return "\n]}\n"; }
+
+TraceEvents::TraceEvents(std::size_t number, std::string_view file, const OwnerNames *names)
+    : _names(names), _first_process(kProcessesOfInput * std::uint64_t{number}),
+      _name_start(json_text_or_hex(file) + ": ") {}
+
+void TraceEvents::begin(text_buffer &out, bool is_first) const {
+    text_buffer event;
+    append_process_name(event, _first_process + kThreadsProcess, "threads");
+    out.append(event.text().substr(is_first ? 1 : 0));
+}
+
+void TraceEvents::append_process_name(text_buffer &out, std::uint64_t process, std::string_view name) const {
+    append_name_event(out, "process_name", process, 0, _name_start + std::string(name));
+}
+
+std::uint64_t TraceEvents::category_process(const _QorProfileReport &report) const {
+    return _first_process + kFirstCategoryProcess + report.category_id();
+}
 
 void TraceEvents::append(text_buffer &out, const _QorProfileReport &report) {
     const std::size_t payload = decoder::payload_index(report);
@@ -262,7 +276,7 @@ void TraceEvents::append_slice(text_buffer &out, const _QorProfileReport &report
         std::array<char, 32> number;
         const char *const end = decoder::put_decimal(put_literal(number.data(), "thread "), thread);
         const OwnerName *name = name_of(fields.thread_number, thread);
-        append_name_event(out, "thread_name", kThreadsProcess, thread,
+        append_name_event(out, "thread_name", _first_process + kThreadsProcess, thread,
                           name != nullptr ? std::string_view(name->json) : std::string_view(number.data(), end));
     }
     text_stream stream(out);
@@ -270,17 +284,22 @@ void TraceEvents::append_slice(text_buffer &out, const _QorProfileReport &report
     at = put_name(put_literal(at, ",\n{\"ph\":\"X\",\"name\":\""));
     at = decoder::put_decimal(put_literal(at, "\",\"ts\":"), slice.begin);
     at = decoder::put_decimal(put_literal(at, ",\"dur\":"), slice.end - slice.begin);
-    static_assert(kThreadsProcess == 1);
-    at = decoder::put_up_to_ten_digits(put_literal(at, ",\"pid\":1,\"tid\":"), thread);
+    at = decoder::put_decimal(put_literal(at, ",\"pid\":"), _first_process + kThreadsProcess);
+    at = decoder::put_up_to_ten_digits(put_literal(at, ",\"tid\":"), thread);
     at = put_arguments(put_literal(at, ",\"args\":"), report, payload);
     stream.commit(put_literal(at, "}"));
     stream.flush();
 }
 
+char *TraceEvents::put_process(char *out, const TracePieces &pieces, const _QorProfileReport &report) const {
+    return decoder::put_decimal(decoder::put(out, pieces.scope), category_process(report));
+}
+
 void TraceEvents::append_counters(text_buffer &out, const _QorProfileReport &report, std::size_t payload) {
     CounterEvents counters{_pieces.of(report, _names), {}};
     char *const time = counters.time.characters.data();
-    counters.time.size = static_cast<std::uint16_t>(decoder::put_decimal(time, report.timestamp()) - time);
+    char *const end = put_process(decoder::put_decimal(time, report.timestamp()), counters.pieces, report);
+    counters.time.size = static_cast<std::uint16_t>(end - time);
     text_stream stream(out);
     stream.commit(decoder::put_payload_fields(stream.room(decoder::kPayloadRooms<CounterEvents>[payload]), report,
                                               payload, counters));
@@ -297,8 +316,8 @@ void TraceEvents::append_instant(text_buffer &out, const _QorProfileReport &repo
     } else {
         at = decoder::put(at, pieces.start);
     }
-    at = decoder::put(decoder::put_decimal(at, report.timestamp()), pieces.track);
-    at = put_arguments(at, report, payload);
+    at = put_process(decoder::put_decimal(at, report.timestamp()), pieces, report);
+    at = put_arguments(decoder::put(at, pieces.track), report, payload);
     stream.commit(put_literal(at, "}"));
     stream.flush();
 }
@@ -315,7 +334,7 @@ void TraceEvents::name_category(text_buffer &out, const _QorProfileReport &repor
         const OwnerName *name = _names != nullptr ? _names->category(category) : nullptr;
         std::array<char, kNameRoom> text;
         const char *const end = put_name(text.data(), decoder::kCategoryTable, category, name);
-        append_name_event(out, "process_name", category_process(report), 0, {text.data(), end});
+        append_process_name(out, category_process(report), {text.data(), end});
     }
 }
 

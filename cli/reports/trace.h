@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "cli/reports/owner_names.h"
 #include "cli/reports/slice_nesting.h"
@@ -18,7 +19,8 @@ namespace cli {
 /** The text of a header's events around the numbers of a report. */
 struct TracePieces {
     decoder::text_of_at_most<320> start; ///< of an instant or a counter, up to the name's variable end or the time
-    decoder::text_of_at_most<64> track;  ///< the track's ids, and the key of the arguments
+    decoder::text_of_at_most<32> scope;  ///< of an instant, and the key of the process
+    decoder::text_of_at_most<64> track;  ///< the track's id, and the key of the arguments
 };
 
 /** For a report that becomes counters or an instant. @param names  null for none. */
@@ -27,7 +29,7 @@ void fill_trace_pieces(TracePieces &pieces, const _QorProfileReport &report, con
 /** The fields of a slice besides its name. */
 struct SliceFields;
 
-/** The start of a trace file, including the name of the process that represents all threads. */
+/** The start of a trace file, up to its first event. */
 std::string trace_start();
 
 /** The end of a trace file. */
@@ -36,8 +38,17 @@ std::string trace_end();
 /** The events of one dump's reports, in the dump's order. Times are firmware times. One thread at a time. */
 class TraceEvents {
 public:
-    /** @param names  the owner's; null for none. They outlive the events. */
+    /** Of a single input. @param names  the owner's; null for none. They outlive the events. */
     explicit TraceEvents(const OwnerNames *names = nullptr) : _names(names) {}
+    /**
+     * Of one input among several. Its processes have the numbers from 1000 * `number` on, and its file before their
+     * names.
+     * @param number  from 1.
+     */
+    TraceEvents(std::size_t number, std::string_view file, const OwnerNames *names);
+
+    /** Appends the name of the process that represents all threads. @param is_first  of the file; no comma then. */
+    void begin(text_buffer &out, bool is_first) const;
 
     /**
      * Appends the events of one report, each after a comma, and before them the names of new tracks.
@@ -60,6 +71,10 @@ private:
                       const PutName &put_name);
     void append_counters(text_buffer &out, const _QorProfileReport &report, std::size_t payload);
     void append_instant(text_buffer &out, const _QorProfileReport &report, std::size_t payload);
+    std::uint64_t category_process(const _QorProfileReport &report) const;
+    /** Writes what stands between the time and the track. */
+    char *put_process(char *out, const TracePieces &pieces, const _QorProfileReport &report) const;
+    void append_process_name(text_buffer &out, std::uint64_t process, std::string_view name) const;
     /** Writes the arguments of an event. */
     char *put_arguments(char *out, const _QorProfileReport &report, std::size_t payload) const;
     /** The owner's name of a field's number; null for none. @param field  from `field_number`. */
@@ -70,6 +85,8 @@ private:
     void name_component(text_buffer &out, const _QorProfileReport &report);
 
     const OwnerNames *_names;
+    std::uint64_t _first_process = 0; ///< added to the number of each process
+    std::string _name_start;          ///< of each process; stands in JSON as it is
     SliceNesting _slices;
     decoder::remembered_headers<TracePieces, const OwnerNames *, fill_trace_pieces> _pieces;
     std::bitset<256> _named_categories;

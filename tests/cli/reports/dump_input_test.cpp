@@ -3,6 +3,7 @@
 #include <csignal>
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -22,6 +23,10 @@ using cli_tests::TemporaryFolder;
 
 namespace {
 
+std::unique_ptr<cli::ByteStream> open_stream(const std::string &argument) {
+    return std::make_unique<cli::ByteStream>(argument);
+}
+
 /** The sequence numbers of a piece, and at most ten of them. */
 std::vector<std::uint32_t> numbers_of(const std::optional<ReportPiece> &piece) {
     std::vector<std::uint32_t> numbers;
@@ -33,7 +38,7 @@ std::vector<std::uint32_t> numbers_of(const std::optional<ReportPiece> &piece) {
 
 TEST(DumpInputTest, AFileComesInPiecesOfAtMost1365Reports) {
     const TemporaryFolder folder;
-    DumpInput input(folder.file("dump", numbered_reports(1367) + "1234"), Follow::Nothing);
+    DumpInput input(open_stream(folder.file("dump", numbered_reports(1367) + "1234")), {});
 
     const std::optional<ReportPiece> first = input.read_next();
     ASSERT_TRUE(first);
@@ -56,7 +61,7 @@ TEST(DumpInputTest, AFileComesInPiecesOfAtMost1365Reports) {
 
 TEST(DumpInputTest, SizesOfAFileAreThoseWhenItWasOpened) {
     const TemporaryFolder folder;
-    const DumpInput input(folder.file("dump", numbered_reports(3) + "1234"), Follow::Nothing);
+    const DumpInput input(open_stream(folder.file("dump", numbered_reports(3) + "1234")), {});
 
     EXPECT_TRUE(input.has_known_end());
     EXPECT_EQ(input.size(), 148u);
@@ -66,7 +71,7 @@ TEST(DumpInputTest, SizesOfAFileAreThoseWhenItWasOpened) {
 TEST(DumpInputTest, APipeGivesWhatItHolds) {
     const std::string dump = numbered_reports(2);
     DumpPipe pipe(dump.substr(0, 60));
-    DumpInput input(pipe.name(), Follow::Nothing);
+    DumpInput input(open_stream(pipe.name()), {});
     EXPECT_FALSE(input.has_known_end());
     EXPECT_EQ(input.size(), 0u);
 
@@ -91,7 +96,7 @@ TEST(DumpInputTest, APipeGivesWhatItHolds) {
 
 TEST(DumpInputTest, ReadsFromAnOffset) {
     const TemporaryFolder folder;
-    DumpInput input(folder.file("dump", numbered_reports(3)), Follow::Nothing);
+    DumpInput input(open_stream(folder.file("dump", numbered_reports(3))), {});
 
     input.start_at(96);
 
@@ -103,7 +108,7 @@ TEST(DumpInputTest, ReadsFromAnOffset) {
 
 TEST(DumpInputTest, FindsBackwardsFromTheLastWholeReport) {
     const TemporaryFolder folder;
-    const DumpInput input(folder.file("dump", numbered_reports(3000) + "1234"), Follow::Nothing);
+    const DumpInput input(open_stream(folder.file("dump", numbered_reports(3000) + "1234")), {});
     std::uint32_t expected = 3000;
 
     input.find_backwards([&](const _QorProfileReport &report, std::uint64_t offset) {
@@ -122,7 +127,7 @@ TEST(DumpInputTest, FindsBackwardsFromTheLastWholeReport) {
 TEST(DumpInputTest, AFollowedFileIsNotAtItsEndUntilAnInterruption) {
     const TemporaryFolder folder;
     const std::string file = folder.file("dump", numbered_reports(1));
-    DumpInput input(file, Follow::Descriptor);
+    DumpInput input(open_stream(file), {.follow = Follow::Descriptor});
     ASSERT_EQ(numbers_of(input.read_next()), std::vector<std::uint32_t>{1});
 
     const std::optional<ReportPiece> nothing = input.read_next();
@@ -138,7 +143,7 @@ TEST(DumpInputTest, AFollowedFileIsNotAtItsEndUntilAnInterruption) {
 
 TEST(DumpInputTest, AFollowedFileEndsWithAnInterruptionBeforeItHasBeenRead) {
     const TemporaryFolder folder;
-    DumpInput input(folder.file("dump", numbered_reports(5000)), Follow::Descriptor);
+    DumpInput input(open_stream(folder.file("dump", numbered_reports(5000))), {.follow = Follow::Descriptor});
     ASSERT_TRUE(input.read_next());
     EXPECT_FALSE(input.is_cut_short());
 
@@ -151,14 +156,14 @@ TEST(DumpInputTest, AFollowedFileEndsWithAnInterruptionBeforeItHasBeenRead) {
 TEST(DumpInputTest, AFileWhoseSizeTheSystemDoesNotKnowHasNoKnownEnd) {
     const TemporaryFolder folder;
 
-    EXPECT_FALSE(DumpInput("/proc/self/maps", Follow::Nothing).has_known_end());
-    EXPECT_TRUE(DumpInput(folder.file("empty", ""), Follow::Nothing).has_known_end());
+    EXPECT_FALSE(DumpInput(open_stream("/proc/self/maps"), {}).has_known_end());
+    EXPECT_TRUE(DumpInput(open_stream(folder.file("empty", "")), {}).has_known_end());
 }
 
 TEST(DumpInputTest, ATruncatedFileIsAnErrorWhileItIsFollowed) {
     const TemporaryFolder folder;
     const std::string file = folder.file("dump", numbered_reports(2));
-    DumpInput input(file, Follow::Descriptor);
+    DumpInput input(open_stream(file), {.follow = Follow::Descriptor});
     input.read_next();
 
     std::filesystem::resize_file(file, 50);
@@ -188,7 +193,7 @@ std::string error_after(DumpInput &input, std::size_t rest) {
 TEST(DumpInputTest, APieceWhoseBytesWereCutOffIsReadAgain) {
     const TemporaryFolder folder;
     const std::string file = folder.file("dump", numbered_reports(4000));
-    DumpInput input(file, Follow::Nothing);
+    DumpInput input(open_stream(file), {});
     ASSERT_TRUE(input.read_next());
     EXPECT_TRUE(input.keeps_last_piece());
     const std::optional<ReportPiece> second = input.read_next();
@@ -211,7 +216,7 @@ TEST(DumpInputTest, APieceWhoseBytesWereCutOffIsReadAgain) {
 TEST(DumpInputTest, AFileThatIsCutBetweenPiecesIsAnError) {
     const TemporaryFolder folder;
     const std::string file = folder.file("dump", numbered_reports(3) + "1234");
-    DumpInput input(file, Follow::Nothing);
+    DumpInput input(open_stream(file), {});
     ASSERT_TRUE(input.read_next());
     ASSERT_TRUE(input.keeps_last_piece());
 
@@ -223,7 +228,7 @@ TEST(DumpInputTest, AFileThatIsCutBetweenPiecesIsAnError) {
 TEST(DumpInputTest, WhatAFileGetsWhileItIsReadIsReadToo) {
     const TemporaryFolder folder;
     const std::string file = folder.file("dump", numbered_reports(3) + numbered_reports(1).substr(0, 10));
-    DumpInput input(file, Follow::Nothing);
+    DumpInput input(open_stream(file), {});
     ASSERT_EQ(numbers_of(input.read_next()), (std::vector<std::uint32_t>{1, 2, 3}));
 
     folder.file("dump", numbered_reports(3) + numbered_reports(1));
@@ -235,7 +240,7 @@ TEST(DumpInputTest, WhatAFileGetsWhileItIsReadIsReadToo) {
 
 TEST(DumpInputTest, AMissingFileIsAnError) {
     try {
-        const DumpInput input("/nowhere/dump", Follow::Nothing);
+        const DumpInput input(open_stream("/nowhere/dump"), {});
         FAIL() << "nothing was thrown";
     } catch (const host::Error &error) {
         EXPECT_STREQ(error.what(), "/nowhere/dump: No such file or directory");

@@ -68,8 +68,9 @@ class SelectedDump : private OwnSelector, public cli::ReportSource {
 public:
     SelectedDump(const std::string &argument, const cli::Selection &selection, bool with_offsets = false)
         : OwnSelector{cli::ReportSelector(selection)},
-          ReportSource(std::make_unique<cli::DumpInput>(argument, selection.follow), selector,
-                       {.last = selection.last, .with_offsets = with_offsets}) {}
+          ReportSource(std::make_unique<cli::DumpInput>(std::make_unique<cli::ByteStream>(argument),
+                                                        cli::DumpOptions{.follow = selection.follow}),
+                       selector, {.last = selection.last, .with_offsets = with_offsets}) {}
 };
 
 } // namespace cli_tests

@@ -6,11 +6,14 @@
 #include <optional>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
-#include "host/error.h"
+#include "cli/arguments/wrong_use.h"
+#include "cli/reports/open_input.h"
 #include "tests/cli/program.h"
 #include "tests/cli/reports/dumps.h"
 
@@ -35,6 +38,10 @@ struct Given {
 
 void PrintTo(const Given &given, std::ostream *out) {
     *out << given.input << ": " << given.number << " at " << given.offset;
+}
+
+cli::InputSequence inputs(const std::vector<std::string> &arguments) {
+    return {arguments, std::nullopt, cli::wanted_by_decode()};
 }
 
 std::vector<Given> read_all(ReportStream &stream) {
@@ -81,7 +88,7 @@ protected:
 };
 
 TEST_F(ThreeDumps, AreReadOneAfterTheOther) {
-    ReportStream stream(arguments(), options);
+    ReportStream stream(inputs(arguments()), options);
 
     EXPECT_EQ(
         read_all(stream),
@@ -96,7 +103,7 @@ TEST_F(ThreeDumps, AreReadOneAfterTheOther) {
 
 TEST_F(ThreeDumps, TheFirstAreThoseOfAllTogether) {
     options.selection.first = 4;
-    ReportStream stream(arguments(), options);
+    ReportStream stream(inputs(arguments()), options);
 
     EXPECT_EQ(read_all(stream), (std::vector<Given>{{0, 1, 48}, {0, 2, 144}, {1, 3, 48}, {1, 4, 144}}));
 }
@@ -107,7 +114,7 @@ TEST_F(ThreeDumps, TheLastAreThoseOfAllTogether) {
     for (std::size_t count = 0; count <= 9; ++count) {
         renew_pipe();
         options.selection.last = count;
-        ReportStream stream(arguments(), options);
+        ReportStream stream(inputs(arguments()), options);
 
         const std::size_t expected = std::min(count, all.size());
         EXPECT_EQ(read_all(stream), std::vector<Given>(all.end() - static_cast<std::ptrdiff_t>(expected), all.end()));
@@ -115,7 +122,7 @@ TEST_F(ThreeDumps, TheLastAreThoseOfAllTogether) {
 }
 
 TEST_F(ThreeDumps, AnObserverSeesWhatAFilterDropsBeforeABlockIsGiven) {
-    ReportStream stream(arguments(), options);
+    ReportStream stream(inputs(arguments()), options);
     std::vector<Given> seen;
     ASSERT_TRUE(stream.observe([&](const cli::ReportPiece &piece) {
         for (std::size_t i = 0; i < piece.count(); ++i) {
@@ -133,14 +140,14 @@ TEST_F(ThreeDumps, AnObserverSeesWhatAFilterDropsBeforeABlockIsGiven) {
 
 TEST_F(ThreeDumps, AnObserverIsRefusedByTheLastOfAPipeThatPassAFilter) {
     options.selection.last = 3;
-    ReportStream stream(arguments(), options);
+    ReportStream stream(inputs(arguments()), options);
 
     EXPECT_FALSE(stream.observe([](const cli::ReportPiece &) { FAIL(); }));
     EXPECT_EQ(read_all(stream).size(), 3u);
 }
 
 TEST_F(ThreeDumps, AWatcherIsToldOfAllBytes) {
-    ReportStream stream(arguments(), options);
+    ReportStream stream(inputs(arguments()), options);
     std::vector<std::uint64_t> progress;
     stream.watch([&](std::uint64_t bytes_read) { progress.push_back(bytes_read); });
 
@@ -155,9 +162,9 @@ TEST(ReportStreamTest, OneThatCannotBeReadDoesNotSilenceTheOthers) {
     const TemporaryFolder folder;
     const std::string good = folder.file("good", gyro_reports({1}));
     testing::internal::CaptureStderr();
-    ReportStream stream({"/nowhere/a", good, "/nowhere/b", good, "/nowhere/c"}, {.with_offsets = true});
+    ReportStream stream(inputs({"/nowhere/a", good, "/nowhere/b", good, "/nowhere/c"}), {.with_offsets = true});
 
-    EXPECT_EQ(read_all(stream), (std::vector<Given>{{1, 0, 0}, {1, 1, 48}, {3, 0, 0}, {3, 1, 48}}));
+    EXPECT_EQ(read_all(stream), (std::vector<Given>{{0, 0, 0}, {0, 1, 48}, {1, 0, 0}, {1, 1, 48}}));
     EXPECT_TRUE(stream.has_failed());
     EXPECT_TRUE(stream.has_opened_any());
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "qorstat: /nowhere/a: No such file or directory\n"
@@ -171,24 +178,120 @@ TEST(ReportStreamTest, OneThatCannotBeReadIsNamedOnceWithTheLast) {
     cli::StreamOptions options{.with_offsets = true};
     options.selection.last = 3;
     testing::internal::CaptureStderr();
-    ReportStream stream({good, "/nowhere/b", good}, options);
+    ReportStream stream(inputs({good, "/nowhere/b", good}), options);
 
-    EXPECT_EQ(read_all(stream), (std::vector<Given>{{0, 1, 48}, {2, 0, 0}, {2, 1, 48}}));
+    EXPECT_EQ(read_all(stream), (std::vector<Given>{{0, 1, 48}, {1, 0, 0}, {1, 1, 48}}));
     EXPECT_TRUE(stream.has_failed());
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "qorstat: /nowhere/b: No such file or directory\n");
 }
 
-TEST(ReportStreamTest, ASingleOneThatCannotBeReadIsAnError) {
-    EXPECT_THROW(ReportStream({"/nowhere/a"}, {}), host::Error);
-}
-
 TEST(ReportStreamTest, NoneThatCanBeReadHasNoReports) {
     testing::internal::CaptureStderr();
-    ReportStream stream({"/nowhere/a", "/nowhere/b"}, {.with_offsets = true});
+    ReportStream stream(inputs({"/nowhere/a"}), {.with_offsets = true});
 
     EXPECT_TRUE(read_all(stream).empty());
     EXPECT_FALSE(stream.has_opened_any());
-    testing::internal::GetCapturedStderr();
+    EXPECT_TRUE(stream.has_failed());
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "qorstat: /nowhere/a: No such file or directory\n");
+}
+
+/** Reports with these numbers, each at ten times its number. */
+std::string timed_reports(const std::vector<std::uint32_t> &numbers) {
+    std::string dump;
+    for (const std::uint32_t number : numbers) {
+        dump += report(kAccelData, number, 10 * std::uint64_t{number});
+    }
+    return dump;
+}
+
+std::vector<std::uint32_t> merged_numbers(const std::vector<std::string> &files, cli::Selection selection = {}) {
+    cli::StreamOptions options{.with_offsets = true, .merges_by_time = true};
+    options.selection = std::move(selection);
+    ReportStream stream(inputs(files), options);
+    std::vector<std::uint32_t> numbers;
+    for (const Given &given : read_all(stream)) {
+        numbers.push_back(given.number);
+    }
+    EXPECT_FALSE(stream.has_failed());
+    return numbers;
+}
+
+TEST(MergedStreamTest, ReportsComeInTheOrderOfTime) {
+    const TemporaryFolder folder;
+    const std::vector<std::string> files = {folder.file("a", timed_reports({1, 5, 6}) + "12"), folder.file("b", ""),
+                                            folder.file("c", timed_reports({2, 3, 9, 4}))};
+    cli::StreamOptions options{.with_offsets = true, .merges_by_time = true};
+    ReportStream stream(inputs(files), options);
+
+    // 4 comes late: each input keeps its order.
+    EXPECT_EQ(read_all(stream),
+              (std::vector<Given>{{0, 1, 0}, {2, 2, 0}, {2, 3, 48}, {0, 5, 48}, {0, 6, 96}, {2, 9, 96}, {2, 4, 144}}));
+    ASSERT_EQ(stream.trailing().size(), 1u);
+    EXPECT_EQ(stream.trailing()[0].input, 0u);
+}
+
+TEST(MergedStreamTest, FirstAndLastCountInTheOrderOfTime) {
+    const TemporaryFolder folder;
+    const std::vector<std::string> files = {folder.file("a", timed_reports({1, 4, 7})),
+                                            folder.file("b", timed_reports({2, 5, 8})),
+                                            folder.file("c", timed_reports({3, 6, 9}))};
+    cli::Selection selection;
+    selection.first = 4;
+    EXPECT_EQ(merged_numbers(files, selection), (std::vector<std::uint32_t>{1, 2, 3, 4}));
+    selection.first = 0;
+    EXPECT_EQ(merged_numbers(files, selection), std::vector<std::uint32_t>{});
+    selection.first.reset();
+    selection.last = 4;
+    EXPECT_EQ(merged_numbers(files, selection), (std::vector<std::uint32_t>{6, 7, 8, 9}));
+    selection.filter.since = cli::FirmwareTime{30};
+    selection.last = 100;
+    EXPECT_EQ(merged_numbers(files, selection), (std::vector<std::uint32_t>{3, 4, 5, 6, 7, 8, 9}));
+}
+
+TEST(MergedStreamTest, ManyInputsNeedFewDescriptors) {
+    const TemporaryFolder folder;
+    constexpr std::uint32_t kFiles = 200;
+    constexpr std::uint32_t kReports = 300; // more than are in memory of each
+    std::vector<std::string> files;
+    for (std::uint32_t file = 0; file < kFiles; ++file) {
+        std::vector<std::uint32_t> numbers;
+        for (std::uint32_t i = 0; i < kReports; ++i) {
+            numbers.push_back(i * kFiles + file);
+        }
+        files.push_back(folder.file("dump" + std::to_string(file), timed_reports(numbers)));
+    }
+    rlimit former{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &former), 0);
+    rlimit tight = former;
+    tight.rlim_cur = cli::TimeMerge::kOpenAtMost + 40;
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &tight), 0);
+
+    const std::vector<std::uint32_t> numbers = merged_numbers(files);
+
+    EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &former), 0);
+    ASSERT_EQ(numbers.size(), kFiles * kReports);
+    for (std::uint32_t i = 0; i < numbers.size(); ++i) {
+        ASSERT_EQ(numbers[i], i);
+    }
+}
+
+TEST(MergedStreamTest, OneThatFailsDoesNotSilenceTheOthers) {
+    const TemporaryFolder folder;
+    const std::vector<std::string> files = {folder.file("a", timed_reports({1, 3})), "/nowhere/b",
+                                            folder.file("c", timed_reports({2, 4}))};
+    testing::internal::CaptureStderr();
+    ReportStream stream(inputs(files), {.with_offsets = true, .merges_by_time = true});
+
+    EXPECT_EQ(read_all(stream), (std::vector<Given>{{0, 1, 0}, {1, 2, 0}, {0, 3, 48}, {1, 4, 48}}));
+    EXPECT_TRUE(stream.has_failed());
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "qorstat: /nowhere/b: No such file or directory\n");
+}
+
+TEST(MergedStreamTest, AContextIsWrongUse) {
+    cli::StreamOptions options{.merges_by_time = true};
+    options.selection.context = 1;
+
+    EXPECT_THROW(ReportStream(inputs({"/nowhere"}), options), cli::WrongUse);
 }
 
 } // namespace

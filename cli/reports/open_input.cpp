@@ -1,0 +1,25 @@
+#include "cli/reports/open_input.h"
+
+#include <cstddef>
+#include <utility>
+#include <vector>
+
+#include "cli/reports/recorded_input.h"
+
+namespace cli {
+
+WantedContent wanted_by_decode() {
+    return {.kinds = {ContentKind::Empty, ContentKind::Dump, ContentKind::Records},
+            .kinds_in_folder = {ContentKind::Empty, ContentKind::Dump, ContentKind::Records},
+            .name = "a dump"};
+}
+
+std::unique_ptr<ReportInput> open_reports(std::unique_ptr<ByteStream> stream, const DumpOptions &options) {
+    if (stream->content().kind != ContentKind::Records) {
+        return std::make_unique<DumpInput>(std::move(stream), options);
+    }
+    const std::vector<std::byte> bytes = stream->read_all();
+    return RecordedInput::parse(bytes, stream->name());
+}
+
+} // namespace cli
