@@ -5,11 +5,11 @@
 #include <vector>
 
 #include "cli/arguments/hosting.h"
+#include "cli/arguments/hosting_log.h"
 #include "cli/arguments/words.h"
 #include "cli/records/folder.h"
 #include "cli/records/summary.h"
 #include "cli/terminal/interruption.h"
-#include "cli/terminal/log.h"
 #include "cli/terminal/output.h"
 #include "cli/verbs.h"
 #include "host/RvStateCapture.h"
@@ -31,6 +31,7 @@ struct CaptureArguments {
     std::string kind = "request";
     std::string folder; ///< "-": standard output; empty: a new folder named by the time
     bool summary_is_json = false;
+    LogArguments log;
 };
 
 std::uint32_t kind_code(const std::string &name) {
@@ -109,12 +110,13 @@ void write_records(const CaptureArguments &arguments, const std::vector<host::Re
 }
 
 int capture(const CaptureArguments &arguments) {
-    const auto log = log_to_terminal();
+    const HostingLog log(arguments.log);
     host::HostedDevice device(host::read_device_description(arguments.description, arguments.folder_of_files),
                               arguments.plug_in);
     host::HostedStore store(arguments.store, print_store_failure);
     const std::vector<host::RecordBytes> records = host::capture_state(kind_code(arguments.kind), "qorstat");
     device.stop();
+    log.print_hidden();
     write_records(arguments, records);
     store.close();
     return kExitOk;
@@ -144,7 +146,9 @@ Verb declare_capture() {
                        .value_name = "FILE",
                        .target = &arguments->store,
                        .help = "Analytics store; default: :memory:, no file"},
-                      {.name = "--json", .target = &arguments->summary_is_json, .help = "Print the summary as JSON"}},
+                      {.name = "--json", .target = &arguments->summary_is_json, .help = "Print the summary as JSON"},
+                      log_level_option(arguments->log),
+                      log_file_option(arguments->log)},
         .notes = "Record N is written to NNN-TITLE.qorstate; \"_\" replaces characters that file\n"
                  "names cannot hold. The folder is written completely or not at all. Read the\n"
                  "records with qorstat show.",

@@ -6,11 +6,11 @@
 #include <vector>
 
 #include "cli/arguments/hosting.h"
+#include "cli/arguments/hosting_log.h"
+#include "cli/metrics/entries.h"
 #include "cli/terminal/input.h"
-#include "cli/terminal/log.h"
 #include "cli/terminal/output.h"
 #include "cli/verbs.h"
-#include "host/count_text.h"
 #include "host/error.h"
 #include "host/module/hosted_device.h"
 #include "host/store/hosted_store.h"
@@ -59,7 +59,8 @@ struct PublishArguments {
     std::string batch;
     std::string plug_in;
     std::optional<std::string> store; ///< empty: the default store
-    bool shows_log = false;
+    bool shows_whole_log = false;
+    LogArguments log;
 };
 
 std::vector<std::byte> read_batch(const std::string &argument) {
@@ -88,31 +89,25 @@ void deliver(std::span<const std::byte> batch, const std::string &plug_in, const
     store.close();
 }
 
-/** Says what the plug-in does with each entry, judging by version and operation. */
-std::string summarise(std::span<const std::byte> batch) {
-    std::size_t applied = 0;
-    std::size_t without_operation = 0;
-    std::size_t of_other_version = 0;
-    for (; !batch.empty(); batch = batch.subspan(analytics::kEntrySize)) {
-        if (batch[analytics::kEntryVersion.offset] != std::byte{analytics::kVersion}) {
-            ++of_other_version;
-        } else if (batch[analytics::kEntryOperation.offset] == std::byte{analytics::kNone}) {
-            ++without_operation;
-        } else {
-            ++applied;
-        }
+/** @return null when nothing of the log is to be shown: then the plug-in formats no line for each entry. */
+std::unique_ptr<HostingLog> open_log(const PublishArguments &arguments) {
+    LogArguments log = arguments.log;
+    if (arguments.shows_whole_log) {
+        log.level = "default";
     }
-    const std::size_t entries = applied + without_operation + of_other_version;
-    return host::count_text(entries, "entry", "entries") + ": " + std::to_string(applied) + " applied, " +
-           std::to_string(without_operation) + " without an operation, " + std::to_string(of_other_version) +
-           " skipped for their version\n";
+    return log.level == LogArguments().level ? nullptr : std::make_unique<HostingLog>(log);
 }
 
 int publish(const PublishArguments &arguments) {
     const std::vector<std::byte> batch = read_batch(arguments.batch);
-    const auto log = arguments.shows_log ? log_to_terminal() : nullptr;
+    const auto log = open_log(arguments);
     deliver(batch, arguments.plug_in, arguments.store ? *arguments.store : default_store_file_to_write());
-    print_outcome(summarise(batch));
+    EntryCounts counts;
+    count_entries(counts, batch);
+    print_outcome(entry_counts_text(counts) + "\n");
+    if (log) {
+        log->print_hidden();
+    }
     return kExitOk;
 }
 
@@ -126,8 +121,9 @@ Verb declare_publish() {
                            .is_required = true},
                           store_option(arguments->store),
                           {.name = "--log",
-                           .target = &arguments->shows_log,
+                           .target = &arguments->shows_whole_log,
                            .help = "Print the log, one line per entry, to standard error"},
+                          log_level_option(arguments->log, "--log"),
                           plug_in_option(arguments->plug_in)},
             .notes = "The batch is applied completely or not at all, on a built-in device.",
             .examples = {"qorstat publish batch.bin --store analytics.db --log",

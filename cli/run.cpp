@@ -12,12 +12,13 @@
 #include <unistd.h>
 
 #include "cli/arguments/hosting.h"
+#include "cli/arguments/hosting_log.h"
 #include "cli/arguments/listen_address.h"
 #include "cli/arguments/seconds.h"
 #include "cli/arguments/words.h"
 #include "cli/metrics/endpoint.h"
+#include "cli/metrics/entries.h"
 #include "cli/terminal/interruption.h"
-#include "cli/terminal/log.h"
 #include "cli/terminal/output.h"
 #include "cli/verbs.h"
 #include "host/RvLog.h"
@@ -45,31 +46,11 @@ struct RunArguments {
     std::optional<double> seconds;
     std::optional<ListenAddress> listen_address; ///< empty: metrics are not served
     std::vector<std::string> host_names;         ///< under which the server of metrics is also known
-    std::string log_file;
-    bool logs_to_journal = false;
+    LogArguments log;
 };
 
-/** Without a journal the log goes on to standard error alone, and the user is told. */
-void send_log_to_journal(std::vector<std::unique_ptr<host::LogSink>> &sinks) {
-    try {
-        host::require_journal();
-        sinks.push_back(host::log_to_journal());
-    } catch (const host::Error &failure) {
-        print_message("qorstat: there is no systemd journal: " + std::string(failure.what()) +
-                      "; the log goes to standard error only");
-    }
-}
-
-std::vector<std::unique_ptr<host::LogSink>> open_log(const RunArguments &arguments) {
-    std::vector<std::unique_ptr<host::LogSink>> sinks;
-    sinks.push_back(log_to_terminal());
-    if (!arguments.log_file.empty()) {
-        sinks.push_back(host::log_to_file(arguments.log_file));
-    }
-    if (arguments.logs_to_journal) {
-        send_log_to_journal(sinks);
-    }
-    return sinks;
+std::string store_file(const RunArguments &arguments) {
+    return arguments.store ? *arguments.store : default_store_file_to_write();
 }
 
 void announce(const host::HostedDevice &device) {
@@ -92,7 +73,9 @@ std::unique_ptr<MetricsEndpoint> serve_metrics(const RunArguments &arguments) {
 /** @return null, with a message, when notifications cannot be received: a host is of use without them. */
 std::unique_ptr<host::NotificationReceiver> receive_notifications() {
     try {
-        return std::make_unique<host::NotificationReceiver>();
+        auto receiver = std::make_unique<host::NotificationReceiver>();
+        print_message("notifications at " + receiver->socket());
+        return receiver;
     } catch (const host::Error &failure) {
         print_message(std::string("qorstat: ") + failure.what() + "; qorstat notify does not reach this host");
         return nullptr;
@@ -114,8 +97,33 @@ void wait_for_end(asio::io_context &events, const std::optional<double> &seconds
     events.run();
 }
 
+/** "10.0 s". */
+std::string seconds_text(std::chrono::steady_clock::duration time) {
+    const auto tenths = std::chrono::duration_cast<std::chrono::milliseconds>(time).count() / 100;
+    return std::to_string(tenths / 10) + "." + std::to_string(tenths % 10) + " s";
+}
+
+/** Called when nothing is delivered any more. */
+void print_summary(std::chrono::steady_clock::duration time, const host::AnalyticsSource &source,
+                   const std::vector<host::AnalyticsDescription> &batches, const HostingLog &log) {
+    std::uint64_t delivered = 0;
+    std::uint64_t lost = 0;
+    EntryCounts entries;
+    for (std::size_t i = 0; i < batches.size(); ++i) {
+        const host::BatchDeliveries &deliveries = source.deliveries()[i];
+        delivered += deliveries.made;
+        lost += deliveries.lost;
+        count_entries(entries, batches[i].entries, deliveries.made);
+    }
+    print_message("ended after " + seconds_text(time) + ": " + host::count_text(delivered, "batch", "batches") +
+                  (lost == 0 ? "" : ", " + std::to_string(lost) + " lost") + ", " +
+                  host::count_text(log.count(kRvLogLevelFault), "fault"));
+    print_message(entry_counts_text(entries));
+    log.print_hidden();
+}
+
 int run(const RunArguments &arguments) {
-    const std::vector<std::unique_ptr<host::LogSink>> log = open_log(arguments);
+    const HostingLog log(arguments.log);
     // That may take long. Until it is done, a signal ends the process.
     host::DeviceDescription description =
         host::read_device_description(arguments.description, arguments.folder_of_files);
@@ -133,18 +141,21 @@ int run(const RunArguments &arguments) {
             events.stop();
         }
     };
-    host::HostedStore store(arguments.store ? *arguments.store : default_store_file_to_write(),
-                            arguments.on_store_error == "stop" ? stop_for_store
-                                                               : host::StoreFailureReport(print_store_failure));
+    const std::string file = store_file(arguments);
+    host::HostedStore store(file, arguments.on_store_error == "stop" ? stop_for_store
+                                                                     : host::StoreFailureReport(print_store_failure));
     std::unique_ptr<MetricsEndpoint> endpoint = serve_metrics(arguments);
+    print_message(file == host::kStoreInMemory ? "analytics in memory only" : "analytics in " + file);
     const std::unique_ptr<host::NotificationReceiver> receiver = receive_notifications();
     announce(device);
+    const auto start = std::chrono::steady_clock::now();
     host::AnalyticsSource analytics(device.device(), print_message);
     wait_for_end(events, arguments.seconds);
     interruption.let_next_signal_kill(); // a stop that hangs
     analytics.stop();
     device.stop();
     endpoint.reset(); // a closed store has no metrics
+    print_summary(std::chrono::steady_clock::now() - start, analytics, device.device().analytics(), log);
     store.close();
     return store_stopped_run ? kExitFailed : kExitOk;
 }
@@ -180,15 +191,13 @@ Verb declare_run() {
                                    "may be repeated",
                            .is_repeated = true,
                            .needs = "--listen"},
-                          {.name = "--log",
-                           .value_name = "FILE",
-                           .target = &arguments->log_file,
-                           .help = "Also append the log to a file"},
+                          log_level_option(arguments->log),
+                          log_file_option(arguments->log),
                           {.name = "--journal",
-                           .target = &arguments->logs_to_journal,
-                           .help = "Also send the log to the systemd journal"}},
-            .notes = "Delivers the analytics of the description when they are due. The log is written\n"
-                     "to standard error. qorstat notify reaches the running host.",
+                           .target = &arguments->log.goes_to_journal,
+                           .help = "Send the whole log to the systemd journal"}},
+            .notes = "Delivers the analytics when they are due. Standard error has the start,\n"
+                     "failures, faults and a summary. qorstat notify reaches the running host.",
             .examples = {"qorstat run examples/phone.toml", "qorstat run examples/phone.toml --for 2.5 --log run.log"},
             .run = [arguments] { return run(*arguments); }};
 }

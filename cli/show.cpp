@@ -1,21 +1,29 @@
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "cli/arguments/input_arguments.h"
+#include "cli/arguments/wrong_use.h"
+#include "cli/inputs/input_sequence.h"
 #include "cli/records/json.h"
 #include "cli/records/text.h"
-#include "cli/terminal/input.h"
 #include "cli/terminal/json_text.h"
 #include "cli/terminal/output.h"
+#include "cli/terminal/output_file.h"
 #include "cli/verbs.h"
+#include "host/error.h"
 #include "host/state_records.h"
 
 namespace cli {
 namespace {
 
 struct ShowArguments {
-    std::vector<std::string> files;
+    std::vector<std::string> inputs;
+    std::optional<std::string> files_from;
+    std::optional<std::string> output_file;
     bool is_json = false;
 };
 
@@ -25,62 +33,105 @@ struct RecordFile {
     std::vector<host::StateRecord> records;
 };
 
-/** Reads all files before anything is printed: a damaged one leaves no partial output. */
-std::vector<RecordFile> read_files(const std::vector<std::string> &arguments) {
-    std::vector<RecordFile> files;
-    for (const std::string &argument : arguments) {
-        RecordFile file{input_name(argument), read_input(argument), {}};
+/** Whether bytes that are no records can be reports, which have no mark of their own. */
+bool may_be_a_dump(const ByteStream &stream, const std::vector<std::byte> &bytes) {
+    constexpr std::size_t kReportSize = 48;
+    return stream.content().kind == ContentKind::Dump && bytes.size() % kReportSize == 0;
+}
+
+/** Reads a file as a whole, so that a damaged one leaves no partial output. */
+RecordFile read_records(ByteStream &stream) {
+    RecordFile file{stream.name(), stream.read_all(), {}};
+    try {
         file.records = host::parse_records(file.bytes, file.name);
-        files.push_back(std::move(file));
+    } catch (const host::Error &) {
+        if (may_be_a_dump(stream, file.bytes)) {
+            throw host::Error(file.name, "", "is no state-capture record; for a dump of reports use qorstat decode");
+        }
+        throw;
     }
-    return files;
+    return file;
 }
 
-void show_text(const std::vector<RecordFile> &files, Output &output) {
-    bool is_first = true;
-    for (const RecordFile &file : files) {
-        for (const host::StateRecord &record : file.records) {
-            output.write_styled(std::string(is_first ? "" : "\n") + record_text(record, file.bytes, output.style()));
-            is_first = false;
-        }
-    }
-}
+/** The records of all files, one file after another, in one of the two forms. */
+class Listing {
+public:
+    Listing(Output &output, bool is_json) : _output(output), _is_json(is_json) {}
 
-void show_json(const std::vector<RecordFile> &files, Output &output) {
-    Json all = Json::array();
-    for (const RecordFile &file : files) {
+    void add(const RecordFile &file) {
         for (const host::StateRecord &record : file.records) {
-            Json entry;
-            put_text(entry, "file", file.name);
-            put_record(entry, record, file.bytes);
-            all.push_back(std::move(entry));
+            if (_is_json) {
+                Json entry;
+                put_text(entry, "file", file.name);
+                put_record(entry, record, file.bytes);
+                _all.push_back(std::move(entry));
+            } else {
+                _output.write_styled((_has_any ? "\n" : "") + record_text(record, file.bytes, _output.style()));
+            }
+            _has_any = true;
         }
     }
-    output.write(json_lines(all));
+
+    void end() {
+        if (_is_json) {
+            _output.write(json_lines(_all));
+        }
+    }
+
+private:
+    Output &_output;
+    bool _is_json;
+    bool _has_any = false;
+    Json _all = Json::array();
+};
+
+/** The next input that is whole; the others are named. */
+std::optional<RecordFile> next_file(InputSequence &inputs) {
+    while (const std::optional<Input> input = inputs.next()) {
+        try {
+            return read_records(*input->stream);
+        } catch (const host::Error &error) {
+            inputs.report(error);
+        }
+    }
+    return std::nullopt;
 }
 
 int show(const ShowArguments &arguments) {
-    const std::vector<RecordFile> files = read_files(arguments.files);
-    Output output = standard_output();
-    (arguments.is_json ? show_json : show_text)(files, output);
-    output.flush();
-    return kExitOk;
+    if (arguments.inputs.empty() && !arguments.files_from) {
+        throw WrongUse("INPUT is required");
+    }
+    InputSequence inputs(arguments.inputs, arguments.files_from,
+                         {{ContentKind::Records, ContentKind::Dump, ContentKind::Empty},
+                          {ContentKind::Records},
+                          "a state-capture record"});
+    OutputFile file(arguments.output_file);
+    Listing listing(file.output(), arguments.is_json);
+    bool has_any = false;
+    while (const std::optional<RecordFile> records = next_file(inputs)) {
+        listing.add(*records);
+        has_any = true;
+    }
+    if (has_any) {
+        listing.end();
+        file.finish();
+    }
+    return inputs.has_failed() ? kExitFailed : kExitOk;
 }
 
 } // namespace
 
 Verb declare_show() {
     const auto arguments = std::make_shared<ShowArguments>();
-    return {.arguments = {{.name = "FILE",
-                           .target = &arguments->files,
-                           .help = "One or more records end to end; - is standard input",
-                           .is_required = true},
+    return {.arguments = {inputs_argument(arguments->inputs, "Records end to end"),
+                          files_from_argument(arguments->files_from),
                           {.name = "--json",
                            .target = &arguments->is_json,
-                           .help = "Print JSON: exact integers, bytes as hex digits"}},
+                           .help = "Print JSON: exact integers, bytes as hex digits"},
+                          output_argument(arguments->output_file)},
             .notes = "Control characters in texts are escaped on a terminal; pipes and files get the\n"
                      "exact texts.",
-            .examples = {"qorstat show fault/*.qorstate", "qorstat show --json all.records | jq '.[].title'"},
+            .examples = {"qorstat show captures/fault", "qorstat show --json all.records | jq '.[].title'"},
             .run = [arguments] { return show(*arguments); }};
 }
 

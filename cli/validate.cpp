@@ -13,6 +13,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "cli/arguments/input_arguments.h"
 #include "cli/arguments/invalid_value.h"
 #include "cli/arguments/seconds.h"
 #include "cli/arguments/whole_number.h"
@@ -22,6 +23,7 @@
 #include "cli/contract/report.h"
 #include "cli/contract/setting.h"
 #include "cli/terminal/output.h"
+#include "cli/terminal/output_file.h"
 #include "cli/verbs.h"
 #include "host/error.h"
 #include "host/module/file.h"
@@ -42,6 +44,7 @@ struct ValidateArguments {
     bool lists = false;
     bool is_json = false;
     bool shows_reproduce = false;
+    std::optional<std::string> output_file;
     std::string check_in_child; ///< set in the process of one check: the check's name
 
     std::uint64_t chosen_seed() const { return seed.value_or(kDefaultSeed); }
@@ -217,9 +220,9 @@ CheckReport skip_unloaded(const ContractCheck &check) {
 
 int list(const ValidateArguments &arguments) {
     const std::vector<ContractCheck> checks = choose_checks(arguments.only);
-    Output output = standard_output();
-    output.write(arguments.is_json ? list_json(checks) : list_text(checks));
-    output.flush();
+    OutputFile file(arguments.output_file);
+    file.output().write(arguments.is_json ? list_json(checks) : list_text(checks));
+    file.finish();
     return kExitOk;
 }
 
@@ -227,7 +230,8 @@ int validate_module(const ValidateArguments &arguments) {
     std::vector<ContractCheck> checks = choose_checks(arguments.only);
     host::read_module_file(arguments.module); // throws before anything runs when the file is not a module
     Validation validation{arguments.module, arguments.chosen_seed(), {}};
-    Output output = standard_output();
+    OutputFile file(arguments.output_file);
+    Output &output = file.output();
     bool loads = true;
     for (std::size_t i = 0; i < checks.size(); ++i) {
         const ContractCheck check = checks[i];
@@ -242,7 +246,7 @@ int validate_module(const ValidateArguments &arguments) {
         }
     }
     output.write(arguments.is_json ? validation_json(validation) : totals_text(validation));
-    output.flush();
+    file.finish();
     return validation.has_failed() ? kExitFailed : kExitOk;
 }
 
@@ -283,6 +287,7 @@ Verb declare_validate() {
                            .target = &arguments->shows_reproduce,
                            .help = "Print a command that repeats each failed check"},
                           {.name = "--json", .target = &arguments->is_json, .help = "Print JSON"},
+                          output_argument(arguments->output_file),
                           {.name = "--check-in-child", .target = &arguments->check_in_child, .is_internal = true}},
             .notes = "Each check runs in its own process: a crash or a hang is a result. Statuses:\n"
                      "passed, failed, crashed, skipped, warning; failed or crashed exits with 1.\n"

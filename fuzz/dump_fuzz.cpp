@@ -11,8 +11,6 @@
 #include <vector>
 
 #include <nlohmann/json.hpp>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include "cli/arguments/wrong_use.h"
 #include "cli/reports/open_input.h"
@@ -23,46 +21,15 @@
 #include "decoder/name_tables.h"
 #include "fuzz/controls.h"
 #include "fuzz/input.h"
+#include "fuzz/named_bytes.h"
 #include "tests/cli/reports/plain_forms.h"
 
 namespace {
 
 using fuzz::Input;
 using fuzz::require;
+using Dump = fuzz::NamedBytes;
 using Reports = std::vector<_QorProfileReport>;
-
-/** A dump that can be opened by name: a file in memory, or a pipe that holds all of it. */
-class Dump {
-public:
-    Dump(std::span<const std::uint8_t> bytes, bool is_pipe) {
-        if (is_pipe) {
-            std::array<int, 2> ends{};
-            require(pipe(ends.data()) == 0, "a pipe can be created");
-            _descriptor = ends[0];
-            write_all(ends[1], bytes);
-            close(ends[1]);
-        } else {
-            _descriptor = memfd_create("dump", MFD_CLOEXEC);
-            write_all(_descriptor, bytes);
-        }
-    }
-    ~Dump() { close(_descriptor); }
-    Dump(const Dump &) = delete;
-    Dump &operator=(const Dump &) = delete;
-
-    /** The guaranteed capacity of a pipe on this system. */
-    static constexpr std::size_t kPipeHolds = 64 * 1024;
-
-    std::string name() const { return "/proc/self/fd/" + std::to_string(_descriptor); }
-
-private:
-    static void write_all(int descriptor, std::span<const std::uint8_t> bytes) {
-        require(write(descriptor, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()),
-                "the dump is written");
-    }
-
-    int _descriptor;
-};
 
 /** One condition of the filter: as passed to the program, and as interpreted here. */
 struct Condition {

@@ -266,6 +266,8 @@ NotificationReceiver::NotificationReceiver() : _state(std::make_unique<State>())
 
 NotificationReceiver::~NotificationReceiver() = default;
 
+const std::string &NotificationReceiver::socket() const { return _state->path; }
+
 std::size_t post_notification(std::string_view name) {
     if (!is_valid_name(name)) {
         throw Error("", "notification name",

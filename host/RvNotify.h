@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <string>
 #include <string_view>
 
 namespace host {
@@ -30,6 +31,9 @@ public:
     ~NotificationReceiver();
     NotificationReceiver(const NotificationReceiver &) = delete;
     NotificationReceiver &operator=(const NotificationReceiver &) = delete;
+
+    /** The path of the socket. */
+    const std::string &socket() const;
 
 private:
     struct State;

@@ -110,12 +110,16 @@ std::size_t ByteStream::read_some(std::span<std::byte> room) {
     return read_unpacked(room);
 }
 
-std::vector<std::byte> ByteStream::read_all() {
+std::vector<std::byte> ByteStream::read_all(std::size_t most) {
+    if (_unpacker != nullptr) {
+        most = std::min(most, kMostUnpackedAtOnce);
+    }
     std::vector<std::byte> bytes;
     std::vector<std::byte> piece(kPieceBytes);
     while (const std::size_t count = read_some(piece)) {
-        if (_unpacker != nullptr && bytes.size() + count > kMostUnpackedAtOnce) {
-            fail(0, "unpacks to more than " + std::to_string(kMostUnpackedAtOnce >> 20) + " MB");
+        if (count > most - bytes.size()) {
+            fail(0, (_unpacker == nullptr ? "has more than " : "unpacks to more than ") + std::to_string(most >> 20) +
+                        " MB");
         }
         bytes.insert(bytes.end(), piece.begin(), piece.begin() + static_cast<std::ptrdiff_t>(count));
     }

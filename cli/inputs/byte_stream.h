@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <exception>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <span>
@@ -44,8 +45,12 @@ public:
     /** The most bytes that `read_all` unpacks: a small file may unpack to any size. */
     static constexpr std::size_t kMostUnpackedAtOnce = std::size_t{256} << 20;
 
-    /** Reads the rest. @throws the same; host::Error for packed data beyond `kMostUnpackedAtOnce`. */
-    std::vector<std::byte> read_all();
+    /**
+     * Reads the rest.
+     * @param most  so many bytes at most; of packed data never more than `kMostUnpackedAtOnce`.
+     * @throws the same; host::Error when there are more.
+     */
+    std::vector<std::byte> read_all(std::size_t most = std::numeric_limits<std::size_t>::max());
 
     /** What the bytes are, unpacked. */
     const Content &content() const { return _content; }

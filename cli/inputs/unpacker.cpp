@@ -25,6 +25,9 @@ public:
     ~GzipUnpacker() override { inflateEnd(&_stream); }
 
     std::size_t unpack(std::span<const std::byte> &packed, std::span<std::byte> room) override {
+        if (_failure != nullptr) {
+            throw UnpackError{_failure};
+        }
         std::size_t written = 0;
         while (written == 0 && (_holds_output || !packed.empty())) {
             if (_state == State::InMember) {
@@ -72,17 +75,22 @@ private:
         if (result == Z_MEM_ERROR) {
             throw std::bad_alloc();
         }
+        const std::size_t written = space - _stream.avail_out;
         if (result == Z_STREAM_END) {
             _state = State::BehindMember;
         } else if (result != Z_OK && result != Z_BUF_ERROR) {
-            throw UnpackError{"the gzip data are damaged"};
+            _failure = "the gzip data are damaged";
+            if (written == 0) {
+                throw UnpackError{_failure};
+            }
         }
-        return space - _stream.avail_out;
+        return written;
     }
 
     z_stream _stream{};
     State _state = State::InMember;
-    bool _holds_output = false; ///< there was no room for all that was unpacked, perhaps
+    const char *_failure = nullptr; ///< behind what was unpacked last
+    bool _holds_output = false;     ///< there was no room for all that was unpacked, perhaps
 };
 
 /** Frames that follow one another. */
@@ -99,7 +107,8 @@ public:
     std::size_t unpack(std::span<const std::byte> &packed, std::span<std::byte> room) override {
         ZSTD_outBuffer output{room.data(), room.size(), 0};
         while (output.pos == 0 && (_holds_output || !packed.empty())) {
-            ZSTD_inBuffer input{packed.data(), std::min(packed.size(), _wanted), 0};
+            // What the library holds comes first: an error behind it would take it away.
+            ZSTD_inBuffer input{packed.data(), _holds_output ? 0 : std::min(packed.size(), _wanted), 0};
             const std::size_t result = ZSTD_decompressStream(_context.get(), &output, &input);
             packed = packed.subspan(input.pos);
             require_success(result);

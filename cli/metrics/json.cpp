@@ -47,6 +47,11 @@ Json distribution_json(std::string_view key, const host::Distribution &distribut
 
 std::string metrics_json(const host::StoreContents &contents) {
     Json json;
+    put_metrics(json, contents);
+    return json_lines(json);
+}
+
+void put_metrics(Json &json, const host::StoreContents &contents) {
     json["scalars"] = Json::array();
     for (const auto &[key, value] : contents.scalars) {
         Json entry = entry_json(key);
@@ -57,7 +62,6 @@ std::string metrics_json(const host::StoreContents &contents) {
     for (const auto &[key, distribution] : contents.distributions) {
         json["distributions"].push_back(distribution_json(key, distribution));
     }
-    return json_lines(json);
 }
 
 } // namespace cli

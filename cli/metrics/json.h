@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "cli/terminal/json_value.h"
 #include "host/store/analytics_store.h"
 
 namespace cli {
@@ -12,5 +13,8 @@ namespace cli {
  * its count. Numbers read back exactly. Numbers that are not finite are strings.
  */
 std::string metrics_json(const host::StoreContents &contents);
+
+/** Adds the members of that object to another one. */
+void put_metrics(Json &json, const host::StoreContents &contents);
 
 } // namespace cli

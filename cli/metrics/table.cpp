@@ -1,15 +1,12 @@
 #include "cli/metrics/table.h"
 
 #include <algorithm>
-#include <array>
-#include <charconv>
-#include <cmath>
-#include <cstdint>
+#include <limits>
 #include <string_view>
 #include <vector>
 
+#include "cli/metrics/figures.h"
 #include "cli/metrics/keys.h"
-#include "cli/metrics/statistics.h"
 #include "cli/terminal/columns.h"
 #include "host/utf8.h"
 
@@ -18,15 +15,8 @@ namespace {
 
 constexpr std::size_t kIndent = 2;
 constexpr std::size_t kGap = 2;
-constexpr std::size_t kBars = 12;
 /** The column of numbers printed below their key. */
 constexpr std::size_t kNumbersBelowKey = 4;
-
-/** From the lowest bar to the highest. A part without values has a space. */
-constexpr std::array<std::string_view, 8> kBlocks{"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
-constexpr std::array<std::string_view, 8> kAsciiBars{".", ":", "-", "=", "+", "*", "#", "@"};
-
-const std::vector<std::string> kNumberTitles = {"count", "min", "mean", "p50", "p90", "p99", "max"};
 
 /** One key with its numbers and bars. */
 struct Line {
@@ -35,34 +25,6 @@ struct Line {
     std::string numbers; ///< as wide as on the other lines of its kind
     std::string bars;
 };
-
-std::string number_text(double number) {
-    if (std::isnan(number)) {
-        return "nan"; // its sign is arbitrary
-    }
-    std::array<char, 32> text{};
-    const auto end = std::to_chars(text.data(), text.data() + text.size(), number, std::chars_format::general, 6);
-    return std::string(text.data(), end.ptr);
-}
-
-std::string bars_of(const host::Distribution &distribution, const TextStyle &style) {
-    const std::vector<std::uint64_t> counts = histogram(distribution, kBars);
-    const std::uint64_t most = counts.empty() ? 0 : *std::max_element(counts.begin(), counts.end());
-    const auto &signs = style.shows_blocks ? kBlocks : kAsciiBars;
-    std::string bars;
-    for (const std::uint64_t count : counts) {
-        const long double share = static_cast<long double>(count) / static_cast<long double>(most);
-        const auto below = static_cast<std::size_t>(share * static_cast<long double>(signs.size()));
-        bars += count == 0 ? " " : signs[std::min(below, signs.size() - 1)];
-    }
-    return bars;
-}
-
-std::vector<std::string> numbers_of(const host::Distribution &distribution) {
-    const DistributionStatistics all = statistics_of(distribution);
-    return {std::to_string(all.count), number_text(all.minimum), number_text(all.mean),   number_text(all.p50),
-            number_text(all.p90),      number_text(all.p99),     number_text(all.maximum)};
-}
 
 Line line_for(std::string_view key) {
     const ShortKey name = short_key(key);
@@ -91,13 +53,13 @@ struct DistributionLines {
 
 DistributionLines distribution_lines(const host::StoreContents &contents, const TextStyle &style) {
     DistributionLines result;
-    std::vector<std::vector<std::string>> cells = {kNumberTitles};
+    std::vector<std::vector<std::string>> cells = {figure_titles()};
     for (const auto &[key, distribution] : contents.distributions) {
         result.lines.push_back(line_for(key));
         result.lines.back().bars = bars_of(distribution, style);
-        cells.push_back(numbers_of(distribution));
+        cells.push_back(figures_of(distribution));
     }
-    const std::vector<std::string> rows = align_rows(cells, std::vector(kNumberTitles.size(), Align::Right));
+    const std::vector<std::string> rows = align_rows(cells, std::vector(figure_titles().size(), Align::Right));
     result.titles = rows.front();
     for (std::size_t i = 0; i < result.lines.size(); ++i) {
         result.lines[i].numbers = rows[i + 1];
@@ -151,8 +113,9 @@ std::string lines_of(const std::vector<Line> &lines, std::size_t subsystem, cons
 std::string metrics_table(const host::StoreContents &contents, const TextStyle &style) {
     const std::vector<Line> scalars = scalar_lines(contents);
     const DistributionLines distributions = distribution_lines(contents, style);
-    const KeyColumn scalar_column(scalars, 0, style.columns);
-    const KeyColumn distribution_column(distributions.lines, kGap + kBars, style.columns);
+    const std::size_t columns = style.folds_tables ? style.columns : std::numeric_limits<std::size_t>::max();
+    const KeyColumn scalar_column(scalars, 0, columns);
+    const KeyColumn distribution_column(distributions.lines, kGap + kBars, columns);
     std::string text;
     for (std::size_t i = 0; i < kSubsystems.size(); ++i) {
         const std::string first = lines_of(scalars, i, scalar_column, style);

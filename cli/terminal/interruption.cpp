@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <mutex>
 #include <system_error>
+#include <utility>
 
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -37,11 +38,17 @@ std::atomic<bool> next_kills = false;
 std::atomic<int> wake = -1;
 /** In nanoseconds of the clock; 0 until the first interrupted piece asks. */
 std::atomic<std::int64_t> deadline = 0;
-static_assert(std::atomic<int>::is_always_lock_free && std::atomic<bool>::is_always_lock_free,
+/** What a signal that ends the process removes; null for nothing. */
+std::atomic<const char *> removed_by_signal = nullptr;
+static_assert(std::atomic<const char *>::is_always_lock_free && std::atomic<int>::is_always_lock_free &&
+                  std::atomic<bool>::is_always_lock_free,
               "a signal handler uses them");
 
 /** Safe in a signal handler. */
 [[noreturn]] void end_by(int signal) {
+    if (const char *const path = removed_by_signal) {
+        unlink(path);
+    }
     struct sigaction action {};
     action.sa_handler = SIG_DFL;
     sigemptyset(&action.sa_mask);
@@ -163,6 +170,10 @@ std::chrono::milliseconds WholePiece::time_left() const {
 }
 
 int WholePiece::descriptor() const { return wake; }
+
+RemovedBySignal::RemovedBySignal(std::string path) : _path(std::move(path)) { removed_by_signal = _path.c_str(); }
+
+RemovedBySignal::~RemovedBySignal() { removed_by_signal = nullptr; }
 
 void wait_for_input(int descriptor) {
     std::array<pollfd, 2> ends{{{descriptor, POLLIN, 0}, {has_interruption ? wake.load() : -1, POLLIN, 0}}};

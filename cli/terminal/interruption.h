@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <string>
 
 namespace cli {
 
@@ -53,6 +54,23 @@ public:
 
     /** Readable from the first signal on; for poll. */
     int descriptor() const;
+};
+
+/**
+ * While an object lives, a signal of the three that ends the process removes a file before. At most one object may
+ * exist at a time; it is made and destroyed while a `WholePiece` lives.
+ */
+class RemovedBySignal {
+public:
+    explicit RemovedBySignal(std::string path);
+    ~RemovedBySignal();
+    RemovedBySignal(const RemovedBySignal &) = delete;
+    RemovedBySignal &operator=(const RemovedBySignal &) = delete;
+
+    const std::string &path() const { return _path; }
+
+private:
+    std::string _path;
 };
 
 /**

@@ -41,9 +41,14 @@ void write_line(Output &output, const host::LogLine &line) {
 
 } // namespace
 
-std::unique_ptr<host::LogSink> log_to_terminal() {
+TerminalLog::TerminalLog(RvLogLevel least) : _least(least) {
     const auto output = std::make_shared<Output>(STDERR_FILENO, "standard error");
-    return host::log_to_lines([output](const host::LogLine &line) { write_line(*output, line); });
+    _sink = host::log_to_lines([this, output](const host::LogLine &line) {
+        ++_counts.at(static_cast<std::size_t>(line.level));
+        if (line.level >= _least) {
+            write_line(*output, line);
+        }
+    });
 }
 
 } // namespace cli

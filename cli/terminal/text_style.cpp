@@ -5,6 +5,7 @@
 #include <clocale>
 #include <cstdlib>
 #include <optional>
+#include <system_error>
 
 #include <langinfo.h>
 #include <sys/ioctl.h>
@@ -48,6 +49,17 @@ std::optional<std::size_t> terminal_columns(int descriptor) {
         return std::nullopt;
     }
     return size.ws_col;
+}
+
+/** What `COLUMNS` says, as of shells and programs that know better than the terminal. */
+std::optional<std::size_t> wanted_columns() {
+    // Nothing in this program changes the environment.
+    const char *const value = std::getenv("COLUMNS"); // NOLINT(concurrency-mt-unsafe)
+    const std::string_view text = value != nullptr ? value : "";
+    unsigned short columns = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), columns);
+    const bool is_number = error == std::errc() && end == text.data() + text.size() && columns > 0;
+    return is_number ? std::optional<std::size_t>(columns) : std::nullopt;
 }
 
 /** The character that `text` begins with, or its first byte. */
@@ -139,8 +151,10 @@ TextStyle style_for(int descriptor) {
     if (isatty(descriptor) == 1) {
         style.escapes_controls = true;
         style.is_coloured = !wants_no_colour();
+        style.folds_tables = true;
         style.columns = terminal_columns(descriptor).value_or(style.columns);
     }
+    style.columns = wanted_columns().value_or(style.columns);
     return style;
 }
 

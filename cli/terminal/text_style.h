@@ -25,6 +25,7 @@ struct TextStyle {
     bool is_coloured = false;
     std::size_t columns = 80;  ///< the width of a line, for texts that depend on it
     bool shows_blocks = false; ///< block characters beyond ASCII can be drawn
+    bool folds_tables = false; ///< a row of a table may take several lines; elsewhere a program reads line by line
 
     /** `text` in this style. */
     std::string show(std::string_view text) const;
@@ -39,9 +40,9 @@ struct TextStyle {
 };
 
 /**
- * The style for an open file descriptor. A terminal gets escapes, its own number of columns, and colours unless
- * `NO_COLOR` is set and not empty. `shows_blocks` depends on the locale of the environment alone, also for files and
- * pipes.
+ * The style for an open file descriptor. A terminal gets escapes, folded tables, its own number of columns, and colours
+ * unless `NO_COLOR` is set and not empty. `COLUMNS` overrides the number of columns, also for files and pipes, when it
+ * is a whole number above 0. `shows_blocks` depends on the locale of the environment alone, also for files and pipes.
  */
 TextStyle style_for(int descriptor);
 

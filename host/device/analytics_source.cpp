@@ -44,13 +44,19 @@ struct AnalyticsSource::State {
         while (!due.empty() && due.begin()->first <= now && !events.stopped()) {
             const auto [time, index] = *due.begin();
             due.erase(due.begin());
-            deliver(device.analytics()[index]);
+            deliver(index);
             schedule_next(index, time);
         }
     }
 
-    void deliver(const AnalyticsDescription &batch) {
-        if (!device.device(batch.device).deliver_batch(batch.entries) && without_callback.insert(batch.device).second) {
+    void deliver(std::size_t index) {
+        const AnalyticsDescription &batch = device.analytics()[index];
+        if (device.device(batch.device).deliver_batch(batch.entries)) {
+            ++deliveries[index].made;
+            return;
+        }
+        ++deliveries[index].lost;
+        if (without_callback.insert(batch.device).second) {
             report_problem("device " + in_quotes(batch.device) +
                            ": no analytics callback is installed, so its batches are lost");
         }
@@ -58,15 +64,15 @@ struct AnalyticsSource::State {
 
     void schedule_next(std::size_t index, Clock::time_point last) {
         const AnalyticsDescription &batch = device.analytics()[index];
-        ++deliveries[index];
-        if (batch.every && (!batch.count || deliveries[index] < *batch.count)) {
+        const std::uint64_t past = deliveries[index].made + deliveries[index].lost;
+        if (batch.every && (!batch.count || past < *batch.count)) {
             due.emplace(std::max(last + *batch.every, Clock::now()), index);
         }
     }
 
     const DescribedDevice &device;
     std::function<void(const std::string &)> report_problem;
-    std::vector<std::uint64_t> deliveries;                   ///< of each batch
+    std::vector<BatchDeliveries> deliveries;                 ///< of each batch
     std::set<std::pair<Clock::time_point, std::size_t>> due; ///< batches by their index in the description
     std::set<std::string> without_callback;                  ///< devices already reported
     asio::io_context events;
@@ -85,5 +91,7 @@ void AnalyticsSource::stop() {
         _state->thread.join();
     }
 }
+
+const std::vector<BatchDeliveries> &AnalyticsSource::deliveries() const { return _state->deliveries; }
 
 } // namespace host

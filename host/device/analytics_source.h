@@ -1,13 +1,21 @@
 /** Plays the firmware's analytics: delivers a described device's batches on schedule. */
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "host/device/described_device.h"
 
 namespace host {
+
+/** How often a batch was delivered, and how often it was lost because no callback was installed. */
+struct BatchDeliveries {
+    std::uint64_t made = 0;
+    std::uint64_t lost = 0;
+};
 
 /**
  * Delivers every analytics batch of a device, once or repeatedly, to the callback that the plug-in installed, on the
@@ -32,6 +40,9 @@ public:
      * the plug-in's queue. May be called twice, from one thread.
      */
     void stop();
+
+    /** Of each batch of the description, in its order. Call it after `stop`. */
+    const std::vector<BatchDeliveries> &deliveries() const;
 
 private:
     struct State;

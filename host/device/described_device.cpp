@@ -2,8 +2,10 @@
 
 #include <cstring>
 #include <map>
+#include <optional>
 #include <utility>
 
+#include "host/RvKernel.h"
 #include "host/RvRegistry.h"
 #include "host/device/byte_source.h"
 #include "host/error.h"
@@ -190,6 +192,7 @@ struct DescribedDevice::State {
     std::vector<AnalyticsDescription> analytics;
     Devices devices;
     RegisteredEntries entries;
+    std::optional<DescribedBootTime> boot_time; ///< empty: the machine's
 };
 
 namespace {
@@ -265,6 +268,9 @@ DescribedDevice::DescribedDevice(DeviceDescription description, const SerialQueu
         _state->services.push_back(make_hid_service(std::move(service)));
     }
     Registrar(description, queue, _state->devices, _state->entries).register_entries();
+    if (description.boot_time) {
+        _state->boot_time.emplace(*description.boot_time);
+    }
 }
 
 DescribedDevice::~DescribedDevice() = default;

@@ -64,9 +64,10 @@ public:
     DeviceDescription read() {
         const DescriptionTable root(
             _file, _file.root, "a device",
-            {"name", "driver", "device", "user_client", "entry", "time_sync", "service", "analytics"});
+            {"name", "boot_time", "driver", "device", "user_client", "entry", "time_sync", "service", "analytics"});
         _description.file = _file.path;
         _description.name = root.text("name");
+        _description.boot_time = root.optional_instant("boot_time");
         read_drivers(root);
         read_devices(root);
         read_user_clients(root);

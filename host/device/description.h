@@ -74,6 +74,7 @@ struct ServiceDescription {
 struct DeviceDescription {
     std::string file;
     std::string name;
+    std::optional<std::int64_t> boot_time; ///< microseconds since the epoch; empty: that of the machine
     std::map<std::string, DriverDescription> drivers;
     std::map<std::string, PlugInDescription> devices;
     std::map<std::string, UserClientDescription> user_clients;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <chrono>
 #include <cmath>
 #include <cstring>
 #include <new>
@@ -49,6 +50,17 @@ std::string hex_text(std::uint64_t value) {
     std::array<char, 16> digits;
     const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value, 16).ptr;
     return "0x" + std::string(digits.data(), end);
+}
+
+/** @param time  with an offset. */
+std::int64_t microseconds_since_epoch(const toml::date_time &time) {
+    namespace chrono = std::chrono;
+    const chrono::sys_days day =
+        chrono::year(time.date.year) / chrono::month(time.date.month) / chrono::day(time.date.day);
+    const auto of_day = chrono::hours(time.time.hour) + chrono::minutes(time.time.minute) +
+                        chrono::seconds(time.time.second) +
+                        chrono::duration_cast<chrono::microseconds>(chrono::nanoseconds(time.time.nanosecond));
+    return chrono::microseconds(day.time_since_epoch() + of_day - chrono::minutes(time.offset->minutes)).count();
 }
 
 /** Parses "0x" and 1 to 16 hex digits. */
@@ -263,6 +275,25 @@ std::int64_t DescriptionValue::signed_number(std::int64_t smallest, std::int64_t
     return value;
 }
 
+std::int64_t DescriptionValue::instant() const {
+    const toml::value<toml::date_time> *const written = _node->as_date_time();
+    if (written == nullptr) {
+        if (!_node->is_integer() && !_node->is_string()) {
+            throw wrong_type("a number of microseconds or a date and time");
+        }
+        return static_cast<std::int64_t>(number(std::numeric_limits<std::int64_t>::max()));
+    }
+    const toml::date_time &time = written->get();
+    if (!time.offset) {
+        throw error("must have a distance from UTC, as in 2025-10-09T06:53:20Z or 2025-10-09T08:53:20+02:00");
+    }
+    const std::int64_t microseconds = microseconds_since_epoch(time);
+    if (microseconds < 0) {
+        throw error("must not be before 1970");
+    }
+    return microseconds;
+}
+
 double DescriptionValue::decimal() const {
     if (_node->is_integer()) {
         return static_cast<double>(_node->as_integer()->get());
@@ -380,6 +411,10 @@ std::uint32_t DescriptionTable::number32(std::string_view key, std::uint32_t oth
 }
 
 std::int64_t DescriptionTable::signed_number(std::string_view key) const { return value(key).signed_number(); }
+
+std::optional<std::int64_t> DescriptionTable::optional_instant(std::string_view key) const {
+    return has(key) ? std::optional(value(key).instant()) : std::nullopt;
+}
 
 bool DescriptionTable::flag(std::string_view key, bool otherwise) const {
     return has(key) ? value(key).flag() : otherwise;

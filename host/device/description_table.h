@@ -76,6 +76,12 @@ public:
     std::int64_t signed_number(std::int64_t smallest = std::numeric_limits<std::int64_t>::min(),
                                std::int64_t largest = std::numeric_limits<std::int64_t>::max()) const;
 
+    /**
+     * Microseconds since the epoch: a number, or a TOML date and time with its distance from UTC. Not negative. Digits
+     * below microseconds are dropped.
+     */
+    std::int64_t instant() const;
+
     /** A TOML integer or floating-point number, including infinities. */
     double decimal() const;
 
@@ -137,6 +143,9 @@ public:
 
     /** Any 64-bit value. A hex string gives its bits. */
     std::int64_t signed_number(std::string_view key) const;
+
+    /** See `DescriptionValue::instant`. */
+    std::optional<std::int64_t> optional_instant(std::string_view key) const;
 
     bool flag(std::string_view key, bool otherwise) const;
 

@@ -20,6 +20,7 @@
 #include "host/error.h"
 #include "host/store/schema.h"
 #include "host/store/sqlite_database.h"
+#include "host/store/store_header.h"
 #include "host/store/store_vfs.h"
 
 namespace host {
@@ -115,16 +116,46 @@ StoreState state_of(const std::string &name, const std::string &file) {
 
 enum class Checks { kSchema, kEveryPage };
 
+/** Where the file format says how a database is written and read. */
+constexpr std::size_t kWriteVersion = 18;
+constexpr std::size_t kReadVersion = 19;
+constexpr std::byte kWithJournal{1};
+constexpr std::byte kWithLog{2};
+
+bool is_store_image(std::span<const std::byte> image) {
+    StoreHeader::Bytes header{};
+    if (image.size() < header.size()) {
+        return false;
+    }
+    std::transform(image.begin(), image.begin() + header.size(), header.begin(),
+                   [](std::byte byte) { return std::to_integer<unsigned char>(byte); });
+    return StoreHeader(header).is_of_store();
+}
+
 /**
  * Refuses a file that ends before its last page does: the database library would read what is missing as zeros. Called
- * in a transaction. A log with data in it may hold the last pages.
+ * in a transaction.
  */
-void require_whole_file(Database &database) {
+void require_pages_in(Database &database, std::int64_t file_size) {
     const std::int64_t size = database.query_number("PRAGMA page_count") * database.query_number("PRAGMA page_size");
-    const StoreState state = state_of(database.name(), database.file());
-    if (!state.has_log() && size > state.store.size) {
+    if (size > file_size) {
         refuse_damaged_store(database.name(), "its end is missing");
     }
+}
+
+/** The same for the open file. A log with data in it may hold the last pages. */
+void require_whole_file(Database &database) {
+    if (const StoreState state = state_of(database.name(), database.file()); !state.has_log()) {
+        require_pages_in(database, state.store.size);
+    }
+}
+
+/** Called in a transaction. */
+StoreContents read_tables(Database &database) {
+    StoreContents contents;
+    read_scalars(database, contents);
+    read_distributions(database, contents);
+    return contents;
 }
 
 /** Reads the contents at one moment. */
@@ -135,10 +166,7 @@ StoreContents read_contents(Database &database, Checks checks) {
         require_whole_file(database);
         require_sound_pages(database);
     }
-    StoreContents contents;
-    read_scalars(database, contents);
-    read_distributions(database, contents);
-    return contents;
+    return read_tables(database);
 }
 
 /** @return nothing when what was read may not be of one moment. */
@@ -407,8 +435,7 @@ std::string image_of(const StoreContents &contents) {
         throw std::bad_alloc();
     }
     std::string image(reinterpret_cast<const char *>(bytes.get()), static_cast<std::size_t>(size));
-    // Offsets 18 and 19 of the file format: written and read with a write-ahead log.
-    image[18] = image[19] = 2;
+    image[kWriteVersion] = image[kReadVersion] = std::to_integer<char>(kWithLog);
     return image;
 }
 
@@ -547,6 +574,31 @@ StoreContents read_analytics_store(const std::string &path) {
         }
     }
     throw Error(path, "", "is changed by other programs while it is read, without locks");
+}
+
+StoreContents read_analytics_store_image(std::span<std::byte> image, const std::string &name) {
+    if (image.size() > kLargestStoreImage) {
+        throw Error(name, "", "is larger than " + std::to_string(kLargestStoreImage >> 20) + " MB");
+    }
+    if (!is_store_image(image)) {
+        throw Error(name, "", "is not an analytics store");
+    }
+    // A database in memory has no log beside it.
+    for (const std::size_t place : {kWriteVersion, kReadVersion}) {
+        image[place] = image[place] == kWithLog ? kWithJournal : image[place];
+    }
+    Database database(name, "", Database::Access::kMemory);
+    const auto size = static_cast<sqlite3_int64>(image.size());
+    auto *const bytes = static_cast<unsigned char *>(static_cast<void *>(image.data()));
+    if (const int result =
+            sqlite3_deserialize(database.handle(), "main", bytes, size, size, SQLITE_DESERIALIZE_READONLY)) {
+        database.fail(result);
+    }
+    const ReadTransaction transaction(database);
+    require_store_schema(database);
+    require_pages_in(database, size);
+    require_sound_pages(database);
+    return read_tables(database);
 }
 
 void write_new_analytics_store(const std::string &path, const StoreContents &contents) {

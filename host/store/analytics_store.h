@@ -7,9 +7,11 @@
  */
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <span>
 #include <string>
 
 #include "host/store/changes.h"
@@ -47,6 +49,18 @@ void apply(StoreContents &contents, const StoreChanges &changes);
  * beside it is not its own, and when it stays locked for more than 5 seconds.
  */
 StoreContents read_analytics_store(const std::string &path);
+
+/** The longest image that `read_analytics_store_image` reads. */
+inline constexpr std::size_t kLargestStoreImage = std::size_t{256} << 20;
+
+/**
+ * The contents of a store whose file is in memory, such as one from a pipe. What only its write-ahead log has is
+ * missing, so no host may have had it open when it was copied.
+ * @param image  the bytes of the file, at most `kLargestStoreImage`. Changed and used while it is read.
+ * @param name   for errors.
+ * @throws Error as `read_analytics_store`.
+ */
+StoreContents read_analytics_store_image(std::span<std::byte> image, const std::string &name);
 
 /**
  * Creates a store file. It appears complete or not at all.

@@ -37,9 +37,8 @@ struct Change {
 class OutputThatFails : public testing::TestWithParam<Change> {
 protected:
     Outcome run(const std::string &streams) {
-        for (const char *name : {"a.db", "b.db"}) {
-            host::write_new_analytics_store(folder.path() / name, {{{"key", 2}}, {}});
-        }
+        host::write_new_analytics_store(folder.path() / "a.db", {{{"key", 2}}, {}});
+        host::write_new_analytics_store(folder.path() / "b.db", {{{"key", 3}}, {}});
         folder.file("batch.bin", kBatch);
         cli_tests::Surroundings surroundings = isolate_in(runtime);
         surroundings.folder = folder.path();
@@ -119,7 +118,7 @@ TEST_P(HostileFolder, IsLeftAsItIsByEveryVerb) {
     surroundings.folder = folder.path();
     const std::string batch = elsewhere.file("batch.bin", kBatch);
     host::write_new_analytics_store(folder.path() / "store.db", {{{"key", 2}}, {}});
-    host::write_new_analytics_store(elsewhere.path() / "other.db", {{{"key", 2}}, {}});
+    host::write_new_analytics_store(elsewhere.path() / "other.db", {{{"key", 3}}, {}});
     GetParam().make(folder.path());
     auto before = store_tests::state_of_folder(folder.path());
     std::vector<std::vector<std::string>> verbs = {

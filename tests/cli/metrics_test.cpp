@@ -13,7 +13,10 @@
 
 #include "host/store/analytics_store.h"
 #include "qor/analytics.h"
+#include "tests/cli/inputs/packed.h"
 #include "tests/cli/program.h"
+#include "tests/cli/records/records.h"
+#include "tests/cli/reports/dumps.h"
 
 using cli_tests::expect_golden;
 using cli_tests::Outcome;
@@ -76,6 +79,21 @@ protected:
         EXPECT_EQ(outcome.err, "qorstat: " + message + "\n");
     }
 
+    /** By promtool, without a word. */
+    void expect_accepted(const std::string &exposition) const {
+        const std::string promtool = QOR_PROMETHEUS_FOLDER "/promtool";
+        ASSERT_TRUE(fs::exists(promtool)) << promtool << " is not there: scripts/setup test puts it there";
+        const TemporaryFolder elsewhere;
+        const std::string metrics_file = elsewhere.file("metrics.txt", exposition);
+        const std::string complaints = elsewhere.path() / "complaints.txt";
+
+        const int status = std::system(
+            ("'" + promtool + "' check metrics <'" + metrics_file + "' >'" + complaints + "' 2>&1").c_str());
+
+        EXPECT_EQ(status, 0);
+        EXPECT_EQ(cli_tests::content_of(complaints), "");
+    }
+
     TemporaryFolder folder;
     Surroundings surroundings;
 };
@@ -98,6 +116,22 @@ TEST_F(MetricsTest, ATerminalGetsColoursAndWhereTheLocaleHasNoBlocksOtherSigns) 
 
     EXPECT_EQ(outcome.exit_code, 0);
     expect_golden("metrics-terminal.txt", outcome.out);
+}
+
+TEST_F(MetricsTest, APipeGetsNameAndFiguresOnOneLineAndATerminalWhatFitsItsColumns) {
+    SKIP_WITHOUT_TERMINALS();
+    const std::string name = "com.ondre.zel.prox.num_frames_for_high_ambient_baseline_capture_target_approched.dist";
+    const std::string file = store("long.db", {{}, {{name, {{1, 1}}}}});
+    surroundings.environment["LC_ALL"] = "C";
+    surroundings.environment["NO_COLOR"] = "1";
+    const std::string shown = "  num_frames_for_high_ambient_baseline_capture_target_approched.dist";
+    const std::string figures = "      1    1     1    1    1    1    1  @";
+
+    EXPECT_THAT(metrics({file}).out, testing::HasSubstr(shown + figures + "\n"));
+    surroundings.output_is_terminal = true;
+    EXPECT_THAT(metrics({file}).out, testing::HasSubstr(shown + "\r\n  " + figures));
+    surroundings.environment["COLUMNS"] = "200";
+    EXPECT_THAT(metrics({file}).out, testing::HasSubstr(shown + figures + "\r\n"));
 }
 
 TEST_F(MetricsTest, AStoreIsShownAsJson) {
@@ -171,18 +205,9 @@ StoreContents the_worst() {
 }
 
 TEST_F(MetricsTest, PromtoolAcceptsWhateverAStoreHolds) {
-    const std::string promtool = QOR_PROMETHEUS_FOLDER "/promtool";
-    ASSERT_TRUE(fs::exists(promtool)) << promtool << " is not there: scripts/setup test puts it there";
     const Outcome outcome = metrics({store("worst.db", the_worst()), "--openmetrics"});
     ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
-    const std::string metrics_file = folder.file("metrics.txt", outcome.out);
-    const std::string complaints = folder.path() / "complaints.txt";
-
-    const int status =
-        std::system(("'" + promtool + "' check metrics <'" + metrics_file + "' >'" + complaints + "' 2>&1").c_str());
-
-    EXPECT_EQ(status, 0);
-    EXPECT_EQ(cli_tests::content_of(complaints), "");
+    expect_accepted(outcome.out);
 }
 
 TEST_F(MetricsTest, TheDefaultStoreIsTheOneOfRuns) {
@@ -238,14 +263,14 @@ TEST_F(MetricsTest, ASumThatCannotBeMadeLeavesNothingBehind) {
     folder.file("b.db", "no store at all");
 
     expect_error({"--merge", "a.db", "b.db", "-o", "sum.db"}, 1, "b.db: is not an analytics store");
-    EXPECT_EQ(metrics({"--merge", "a.db", "a.db", "-o", "nowhere/sum.db"}).exit_code, 1);
+    EXPECT_EQ(metrics({"--merge", "a.db", "-o", "nowhere/sum.db"}).exit_code, 1);
 
     EXPECT_THAT(folder.names(), ElementsAre("a.db", "b.db"));
 }
 
 TEST_F(MetricsTest, WhatDoesNotGoTogetherIsWrongUse) {
     expect_error({"--merge", "a.db", "b.db"}, 2, "metrics: --merge requires -o FILE for the sum");
-    expect_error({"a.db", "-o", "sum.db"}, 2, "metrics: -o FILE requires --merge");
+    expect_error({"--same-twice"}, 2, "metrics: --same-twice requires --merge");
     expect_error({"--json", "--openmetrics"}, 2, "metrics: --json excludes --openmetrics");
     expect_error({"--merge", "a.db", "b.db", "-o", "sum.db", "--json"}, 2,
                  "metrics: --merge prints no store: only -o FILE can be combined with it");
@@ -260,6 +285,119 @@ TEST_F(MetricsTest, ASumGoesIntoAFile) {
     }
 
     EXPECT_THAT(folder.names(), ElementsAre("a.db"));
+}
+
+TEST_F(MetricsTest, NoStoreIsAddedTwice) {
+    store("a.db", {{{"x", 1}}, {}});
+    store("b.db", {{{"x", 2}}, {}});
+    fs::copy_file(folder.path() / "a.db", folder.path() / "copy.db");
+    fs::create_symlink("a.db", folder.path() / "link.db");
+    const auto expect_refused = [&](const std::vector<std::string> &stores, const std::string &message) {
+        std::vector<std::string> arguments = {"--merge"};
+        arguments.insert(arguments.end(), stores.begin(), stores.end());
+        arguments.insert(arguments.end(), {"-o", "sum.db"});
+        expect_error(arguments, 1, message + "; --same-twice adds it all the same");
+        EXPECT_FALSE(fs::exists(folder.path() / "sum.db"));
+    };
+    expect_refused({"a.db", "b.db", "a.db"}, "a.db: is the same file as a.db");
+    expect_refused({"a.db", "./link.db"}, "./link.db: is the same file as a.db");
+    expect_refused({"b.db", "a.db", "copy.db"}, "copy.db: has the same contents as a.db");
+
+    EXPECT_EQ(metrics({"--same-twice", "--merge", "a.db", "a.db", "copy.db", "-o", "sum.db"}).exit_code, 0);
+    EXPECT_EQ(host::read_analytics_store(folder.path() / "sum.db"), (StoreContents{{{"x", 3}}, {}}));
+}
+
+TEST_F(MetricsTest, EmptyStoresAddNothing) {
+    store("a.db", {});
+    store("b.db", {});
+    EXPECT_EQ(metrics({"--merge", "a.db", "b.db", "-o", "sum.db"}).exit_code, 0);
+}
+
+TEST_F(MetricsTest, AFolderAndPackedStoresAddUp) {
+    store("days/a.db", {{{"x", 1}}, {}});
+    folder.file("days/b.db.gz", cli_tests::gzip(cli_tests::content_of(store("b.db", {{{"x", 10}}, {}}))));
+    folder.file("days/dump.bin", cli_tests::numbered_reports(2));
+    surroundings.standard_input = cli_tests::content_of(store("c.db", {{{"x", 100}}, {}}));
+
+    EXPECT_EQ(metrics({"--merge", "days", "-", "-o", "sum.db"}).err, "");
+    EXPECT_EQ(host::read_analytics_store(folder.path() / "sum.db"), (StoreContents{{{"x", 111}}, {}}));
+}
+
+// ---- inputs and results
+
+TEST_F(MetricsTest, AStoreFromAPipeOrAPackedFileIsShownAsItsFile) {
+    const std::string path = store("day.db", a_day());
+    const std::string image = cli_tests::content_of(path);
+    folder.file("day.db.gz", cli_tests::gzip(image));
+    folder.file("day.db.zst", cli_tests::zstd(image));
+    const std::string expected = metrics({"day.db", "--json"}).out;
+    EXPECT_EQ(metrics({"day.db.gz", "--json"}).out, expected);
+    EXPECT_EQ(metrics({"day.db.zst", "--json"}).out, expected);
+    for (const std::string &piped : {image, cli_tests::gzip(image)}) {
+        surroundings.standard_input = piped;
+        EXPECT_EQ(metrics({"-", "--json"}).out, expected);
+    }
+    EXPECT_EQ(folder.names(), (std::vector<std::string>{"day.db", "day.db.gz", "day.db.zst"}));
+}
+
+TEST_F(MetricsTest, ADamagedStoreFromAPipeIsAnError) {
+    surroundings.standard_input = cli_tests::content_of(store("day.db", a_day())).substr(0, 6000);
+    expect_error({"-"}, 1, "standard input: is damaged: its end is missing");
+    surroundings.standard_input = "no store at all";
+    expect_error({"-"}, 1, "standard input: is not an analytics store");
+}
+
+TEST_F(MetricsTest, SeveralStoresAreShownSideBySide) {
+    store("days/a.db", {{{"x", 1}}, {{"d", {{0.5, 2}}}}});
+    store("days/b.db", {{{"y", 2}}, {}});
+
+    const Outcome outcome = metrics({"days/a.db", "days/b.db"});
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(outcome.err, "");
+    expect_golden("metrics-side-by-side.txt", outcome.out);
+    EXPECT_EQ(metrics({"days"}).out, outcome.out);
+    folder.file("list", "days/a.db\ndays/b.db\n");
+    EXPECT_EQ(metrics({"--files-from", "list"}).out, outcome.out);
+    const nlohmann::json json = nlohmann::json::parse(metrics({"days", "--json"}).out);
+    EXPECT_EQ(json[1]["store"], "days/b.db");
+    EXPECT_EQ(json[1]["scalars"][0]["value"], 2);
+}
+
+TEST_F(MetricsTest, AFolderOfOneStoreHasTheFormOfSeveral) {
+    store("days/a.db", {{{"x", 1}}, {}});
+    EXPECT_EQ(nlohmann::json::parse(metrics({"days", "--json"}).out)[0]["store"], "days/a.db");
+    EXPECT_EQ(nlohmann::json::parse(metrics({"days/a.db", "--json"}).out)["scalars"][0]["value"], 1);
+}
+
+TEST_F(MetricsTest, PromtoolAcceptsSeveralStores) {
+    store("a.db", the_worst());
+    store("\xff \"b\\.db", a_day());
+    const Outcome outcome = metrics({"a.db", "\xff \"b\\.db", "a.db", "--openmetrics"});
+    ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+    expect_accepted(outcome.out);
+}
+
+TEST_F(MetricsTest, OneBadStoreDoesNotSilenceTheOthers) {
+    store("a.db", {{{"x", 1}}, {}});
+    folder.file("records", cli_tests::record("Title", cli_tests::kTwoLines));
+
+    const Outcome outcome = metrics({"nowhere", "a.db", "records"});
+
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_EQ(outcome.out, "other\n     a.db\n  x     1\n");
+    EXPECT_EQ(outcome.err, "qorstat: nowhere: No such file or directory\n"
+                           "qorstat: records: is a state-capture record: use qorstat show\n");
+}
+
+TEST_F(MetricsTest, AFileGetsWhatAPipeGets) {
+    store("day.db", a_day());
+    const Outcome outcome = metrics({"day.db", "--openmetrics", "-o", "result"});
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(outcome.out + outcome.err, "");
+    EXPECT_EQ(cli_tests::content_of(folder.path() / "result"), metrics({"day.db", "--openmetrics"}).out);
+    EXPECT_EQ(metrics({"nowhere", "-o", "other"}).exit_code, 1);
+    EXPECT_THAT(folder.names(), ElementsAre("day.db", "result"));
 }
 
 /** The write lock that another SQLite process would hold. */
@@ -283,7 +421,7 @@ private:
 TEST_F(MetricsTest, AMergeThatIsInterruptedLeavesNothing) {
     const std::string first = store("first.db", a_day());
     folder.file("first.db-journal", ""); // with a journal, readers must lock
-    store("second.db", a_day());
+    store("second.db", {{{"x", 1}}, {}});
     // By another name: before exec the child has this process's files open, too.
     fs::create_hard_link(first, folder.path() / "first");
     const LockedFile lock(folder.path() / "first");

@@ -76,6 +76,7 @@ void close_if_open(int &descriptor) {
         std::signal(signal, surroundings.ignored_signals.count(signal) == 0 ? SIG_DFL : SIG_IGN);
     }
     unsetenv("NO_COLOR");
+    unsetenv("COLUMNS");
     unsetenv("LOCPATH"); // with it the C library leaks a list of folders; the program needs no other locales
     for (const auto &[name, value] : surroundings.environment) {
         setenv(name.c_str(), value.c_str(), 1);

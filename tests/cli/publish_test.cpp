@@ -107,6 +107,20 @@ TEST_F(PublishTest, TheLogIsShownWhenAskedFor) {
                                       "[^\n]*publishTBData op=0 'com\\.ondre\\.zel\\.unknown' \\(0xc8\\)\n"));
 }
 
+TEST_F(PublishTest, TheLogIsShownFromTheLevelAskedFor) {
+    const std::string batch = entry(0x39, 2, kClicks, 1) + entry(0, 200, 1);
+
+    const Outcome errors = publish(batch, {"--store", ":memory:", "--log-level", "error"});
+    const Outcome faults = publish(batch, {"--store", ":memory:", "--log-level", "fault"});
+
+    EXPECT_THAT(errors.err, testing::MatchesRegex("[^\n]*publishTBData qortbkkeys version mismatch \\(0x39/0x3a\\)\n"
+                                                  "[^\n]*publishTBData op=0 'com\\.ondre\\.zel\\.unknown' \\(0xc8\\)\n"
+                                                  "log messages not shown: 1 of level default "
+                                                  "\\(--log-level default shows them\\)\n"));
+    EXPECT_EQ(faults.err, "");
+    EXPECT_EQ(publish(batch, {"--log", "--log-level", "error"}).err, "qorstat: publish: --log excludes --log-level\n");
+}
+
 TEST_F(PublishTest, StandardInputIsABatchToo) {
     surroundings.standard_input = entry(2, kTest, -1);
 

@@ -1,13 +1,18 @@
 #include <algorithm>
 #include <cstdint>
+#include <filesystem>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "host/store/analytics_store.h"
+#include "tests/cli/inputs/packed.h"
 #include "tests/cli/program.h"
 #include "tests/cli/records/known_payloads.h"
 #include "tests/cli/records/records.h"
+#include "tests/cli/reports/dumps.h"
 
 using cli_tests::encode;
 using cli_tests::expect_golden;
@@ -41,7 +46,7 @@ Surroundings on_a_terminal(std::string input) {
     return surroundings;
 }
 
-/** `show` of a damaged file prints one line with file, place and reason, and nothing else. */
+/** `show` of a damaged file prints one line with file, place and reason, and nothing of the file; others are shown. */
 void expect_refused(const std::string &bytes, const std::string &place_and_reason) {
     const TemporaryFolder folder;
     folder.file("good", record("Good", kTwoLines));
@@ -49,11 +54,13 @@ void expect_refused(const std::string &bytes, const std::string &place_and_reaso
     Surroundings in_folder;
     in_folder.folder = folder.path();
 
-    const Outcome outcome = qorstat({"show", "good", "bad"}, in_folder);
+    const Outcome outcome = qorstat({"show", "good", "bad", "good"}, in_folder);
 
     EXPECT_EQ(outcome.exit_code, 1);
-    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.out, "Good\n{ 'a':1,}\n{ 'b':2,}\n\nGood\n{ 'a':1,}\n{ 'b':2,}\n");
     EXPECT_EQ(outcome.err, "qorstat: bad: " + place_and_reason + "\n");
+    EXPECT_EQ(qorstat({"show", "bad"}, in_folder).out, "");
+    EXPECT_EQ(qorstat({"show", "bad", "--json"}, in_folder).out, "");
 }
 
 /** One record for each title that has its own rendering. */
@@ -231,6 +238,109 @@ TEST(ShowTest, AClosedPipeEndsItQuietly) {
 
     EXPECT_EQ(outcome.exit_code, 0);
     EXPECT_EQ(outcome.err, "");
+}
+
+// ---- inputs
+
+/** A folder of records, with other files of ours among them. */
+class ShowInputs : public testing::Test {
+protected:
+    ShowInputs() {
+        surroundings.folder = folder.path();
+        std::filesystem::create_directories(folder.path() / "captures/later");
+        folder.file("captures/1.qorstate", record("One", kEmptyDictionary));
+        folder.file("captures/2.qorstate.gz", cli_tests::gzip(record("Two", kEmptyDictionary)));
+        folder.file("captures/later/3.qorstate", record("Three", kEmptyDictionary));
+        folder.file("captures/later/4.qorstate", cli_tests::zstd(record("Four", kEmptyDictionary)));
+        folder.file("captures/later/dump.bin", cli_tests::numbered_reports(2));
+        host::write_new_analytics_store(folder.path() / "captures/day.db", {{{"key", 2}}, {}});
+    }
+
+    Outcome show(std::vector<std::string> arguments) const {
+        arguments.insert(arguments.begin(), "show");
+        return qorstat(arguments, surroundings);
+    }
+
+    /** The titles that are shown. */
+    std::vector<std::string> titles(const std::vector<std::string> &arguments) const {
+        std::vector<std::string> all = arguments;
+        all.emplace_back("--json");
+        const Outcome outcome = show(all);
+        EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
+        EXPECT_EQ(outcome.err, "");
+        std::vector<std::string> found;
+        for (const auto &entry : nlohmann::json::parse(outcome.out)) {
+            found.push_back(entry["title"]);
+        }
+        return found;
+    }
+
+    const TemporaryFolder folder;
+    Surroundings surroundings;
+};
+
+using Titles = std::vector<std::string>;
+
+TEST_F(ShowInputs, AFolderStandsForItsRecords) {
+    EXPECT_EQ(titles({"captures"}), (Titles{"One", "Two", "Three", "Four"}));
+    EXPECT_EQ(titles({"captures/later", "captures/1.qorstate"}), (Titles{"Three", "Four", "One"}));
+}
+
+TEST_F(ShowInputs, AListStandsForItsNames) {
+    folder.file("list", "captures/later\ncaptures/2.qorstate.gz\n");
+    EXPECT_EQ(titles({"--files-from", "list"}), (Titles{"Three", "Four", "Two"}));
+    surroundings.standard_input = std::string("captures/1.qorstate\0captures/1.qorstate\0", 40);
+    EXPECT_EQ(titles({"captures/later/3.qorstate", "--files-from", "-"}), (Titles{"Three", "One", "One"}));
+}
+
+TEST_F(ShowInputs, APackedPipeIsUnpacked) {
+    surroundings.standard_input = cli_tests::zstd(record("Piped", kEmptyDictionary));
+    EXPECT_EQ(titles({"-"}), Titles{"Piped"});
+    EXPECT_EQ(titles({"captures/1.qorstate", "-"}), (Titles{"One", "Piped"}));
+}
+
+TEST_F(ShowInputs, WhatIsNoRecordIsToldWithTheVerbForIt) {
+    const Outcome outcome = show({"captures/day.db", "captures/later/dump.bin", "nowhere", "captures/1.qorstate"});
+
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_EQ(outcome.out, "One\n");
+    EXPECT_EQ(outcome.err,
+              "qorstat: captures/day.db: is an analytics store: use qorstat metrics\n"
+              "qorstat: captures/later/dump.bin: is no state-capture record; for a dump of reports use qorstat decode\n"
+              "qorstat: nowhere: No such file or directory\n");
+}
+
+TEST_F(ShowInputs, AFolderWithoutRecordsIsAnError) {
+    std::filesystem::create_directory(folder.path() / "empty");
+    const Outcome outcome = show({"empty"});
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_EQ(outcome.err, "qorstat: empty: has no file that holds a state-capture record\n");
+}
+
+TEST_F(ShowInputs, NoneIsWrongUse) {
+    const Outcome outcome = show({});
+    EXPECT_EQ(outcome.exit_code, 2);
+    EXPECT_EQ(outcome.err, "qorstat: show: INPUT is required\n");
+    EXPECT_EQ(show({"-", "-"}).err, "qorstat: show: standard input is named more than once\n");
+    EXPECT_EQ(show({"-", "-o", ""}).err,
+              "qorstat: show: invalid value \"\" for --output: expected the name of a file\n");
+}
+
+TEST_F(ShowInputs, AFileGetsWhatAPipeGets) {
+    const Outcome outcome = show({"captures", "-o", "result"});
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(outcome.out + outcome.err, "");
+    EXPECT_EQ(cli_tests::content_of(folder.path() / "result"), show({"captures"}).out);
+}
+
+TEST_F(ShowInputs, AFileIsNotMadeWhenThereIsNothingForIt) {
+    folder.file("result", "former");
+    EXPECT_EQ(show({"nowhere", "-o", "result"}).exit_code, 1);
+    EXPECT_EQ(cli_tests::content_of(folder.path() / "result"), "former");
+    EXPECT_EQ(show({"captures/1.qorstate", "nowhere", "-o", "result"}).exit_code, 1);
+    EXPECT_EQ(cli_tests::content_of(folder.path() / "result"), "One\n");
+    EXPECT_EQ(folder.names(), (std::vector<std::string>{"captures", "result"}));
 }
 
 } // namespace

@@ -43,6 +43,14 @@ const std::vector<Row> kRows = {
     {"FollowByName", {"decode", "EMPTY", "--follow=name"}, Doing::Sleeping, Ending::WithSuccess},
     {"ShowOfAPipe", {"show", "-"}, Doing::Sleeping, Ending::BySignal},
     {"ShowOfAFifo", {"show", "FIFO"}, Doing::Sleeping, Ending::BySignal},
+    {"MetricsOfAPipe", {"metrics", "-"}, Doing::Sleeping, Ending::BySignal},
+    {"DecodeOfAFifoToAFile", {"decode", "FIFO", "-o", "RESULT"}, Doing::Sleeping, Ending::BySignal},
+    {"ShowOfAFifoToAFile", {"show", "RECORDS", "FIFO", "-o", "RESULT"}, Doing::Sleeping, Ending::BySignal},
+    {"MetricsOfAFifoToAFile", {"metrics", "FIFO", "-o", "RESULT"}, Doing::Sleeping, Ending::BySignal},
+    {"DecodeToAFileAtWork",
+     {"decode", "ZEROS", "--category", "wake", "-o", "RESULT"},
+     Doing::Working,
+     Ending::BySignal},
     {"PublishOfAPipe", {"publish", "-", "--store", ":memory:"}, Doing::Sleeping, Ending::BySignal},
     {"DecodeAtWork", {"decode", "ZEROS", "--category", "wake"}, Doing::Working, Ending::BySignal},
     {"StatisticsAtWork", {"decode", "ZEROS", "--stats"}, Doing::Working, Ending::BySignal},
@@ -100,6 +108,7 @@ public:
         _folder.file("RECORDS", records);
         _folder.file("DUMP", numbered_reports(20'000));
         _folder.file("EMPTY", "");
+        _folder.file("RESULT", "former");
         _folder.file("BATCH", batch);
         // Sparse: it takes no room, and seconds to read.
         std::filesystem::resize_file(_folder.file("ZEROS", ""), 48ULL * 200'000'000);
@@ -108,6 +117,13 @@ public:
     }
 
     std::string path(const std::string &name) const { return _folder.path() / name; }
+
+    /** Nothing was added, and the file for results is the former one. */
+    void expect_unchanged() const {
+        EXPECT_EQ(_folder.names(),
+                  (std::vector<std::string>{"BATCH", "DUMP", "EMPTY", "FIFO", "RECORDS", "RESULT", "STORE", "ZEROS"}));
+        EXPECT_EQ(content_of(path("RESULT")), "former");
+    }
 
     std::vector<std::string> paths_in(std::vector<std::string> arguments) const {
         for (std::string &argument : arguments) {
@@ -177,6 +193,7 @@ TEST_P(SignalTest, EndsTheVerbAndTearsNothing) {
         expect_whole(outcome.out, row.output);
         EXPECT_TRUE(outcome.err.empty() || outcome.err.back() == '\n') << outcome.err;
         EXPECT_EQ(folder.names(), std::vector<std::string>{});
+        inputs->expect_unchanged();
     }
 }
 
@@ -200,8 +217,9 @@ TEST(SignalsTest, EndARunThatIsIdleOrWhoseLogNobodyReads) {
         idle.send(signal);
         EXPECT_EQ(idle.wait_for_end_unread().exit_code, 0);
 
-        RunningProgram blocked({"run", folder.file("busy.toml", busy_device()), "--store", "day.db"},
-                               isolate_in(folder));
+        RunningProgram blocked(
+            {"run", folder.file("busy.toml", busy_device()), "--store", "day.db", "--log-level", "default"},
+            isolate_in(folder));
         blocked.waits_for_full_messages();
         blocked.send(signal);
         const Outcome outcome = blocked.wait_for_end_unread();

@@ -149,9 +149,10 @@ protected:
             "device.toml", content_of(kSmall) + "[[analytics]]\ndevice = 'qor'\nevery = 0.005\ncount = 1000000\n"
                                                 "entry = [{ operation = 'add_to_scalar', key = 57, value = 1 },\n"
                                                 "         { operation = 'push', key = 57, value = 0.5 }]\n");
-        host = std::make_unique<RunningProgram>(
-            std::vector<std::string>{"run", description, "--store", "store.db", "--on-store-error", word},
-            surroundings);
+        host =
+            std::make_unique<RunningProgram>(std::vector<std::string>{"run", description, "--store", "store.db",
+                                                                      "--on-store-error", word, "--log-level", "error"},
+                                             surroundings);
         ASSERT_TRUE(host->waits_for_message("publishTBData"));
     }
 

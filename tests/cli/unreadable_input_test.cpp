@@ -45,12 +45,15 @@ Input plain_input(const std::string &name, const std::vector<std::string> &argum
 }
 
 Input store(const std::string &name, const std::vector<std::string> &arguments) {
-    return {name,
-            arguments,
-            "nowhere: No such file or directory",
-            "the name of the analytics store is empty",
-            "folder: is not a regular file",
-            kUnreadableFile + ": Input/output error"};
+    Input input = plain_input(name, arguments);
+    input.folder = "folder: has no file that holds an analytics store";
+    return input;
+}
+
+Input records(const std::string &name, const std::vector<std::string> &arguments) {
+    Input input = plain_input(name, arguments);
+    input.folder = "folder: has no file that holds a state-capture record";
+    return input;
 }
 
 Input description(const std::string &name, const std::vector<std::string> &arguments) {
@@ -68,7 +71,7 @@ Input loaded_module(const std::string &name, const std::vector<std::string> &arg
 }
 
 const std::vector<Input> kInputs = {
-    plain_input("ShowFile", {"show", kInput}),
+    records("ShowFile", {"show", kInput}),
     plain_input("DecodeFile", {"decode", kInput}),
     plain_input("DecodeLast", {"decode", kInput, "--last", "1"}),
     plain_input("DecodeStatistics", {"decode", kInput, "--stats"}),
@@ -76,7 +79,7 @@ const std::vector<Input> kInputs = {
     description("DecodeLive", {"decode", "-", "--live", kInput}),
     description("DecodeNames", {"decode", "-", "--names", kInput}),
     store("MetricsStore", {"metrics", kInput}),
-    store("MetricsMerge", {"metrics", "--merge", kInput, kInput, "-o", "sum.db"}),
+    store("MetricsMerge", {"metrics", "--merge", kInput, "-o", "sum.db"}),
     plain_input("PublishBatch", {"publish", kInput, "--store", "store.db"}),
     loaded_module("PublishModule", {"publish", "-", "--store", "store.db", "--plugin", kInput}),
     description("RunDescription", {"run", kInput, "--for", "0", "--store", "store.db"}),

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include "host/RvKernel.h"
 #include "host/boot_time.h"
 #include "platform/RvKernel.h"
 
@@ -35,6 +36,27 @@ TEST(Kernel, BootTimeIsTheOneThatTheKernelPublishes) {
     ASSERT_TRUE(RvKernelGetBootTime(&seconds, &microseconds));
 
     EXPECT_EQ(seconds, published);
+}
+
+std::int64_t reported_boot_time() {
+    std::int64_t seconds = 0;
+    std::int32_t microseconds = 0;
+    EXPECT_TRUE(RvKernelGetBootTime(&seconds, &microseconds));
+    return seconds * 1'000'000 + microseconds;
+}
+
+TEST(Kernel, ADescribedBootTimeCountsAsLongAsItLives) {
+    const std::int64_t machine = reported_boot_time();
+    {
+        const host::DescribedBootTime first(1'759'992'800'250'000);
+        EXPECT_EQ(reported_boot_time(), 1'759'992'800'250'000);
+        {
+            const host::DescribedBootTime second(0);
+            EXPECT_EQ(reported_boot_time(), 0);
+        }
+        EXPECT_EQ(reported_boot_time(), 1'759'992'800'250'000);
+    }
+    EXPECT_EQ(reported_boot_time(), machine);
 }
 
 /** What a kernel says of its boot, as the two files that it says it in. */

@@ -56,12 +56,27 @@ TEST(MetricsTableTest, SubsystemsStandInAFixedOrderWithScalarsFirst) {
 TEST(MetricsTableTest, AKeyWithoutRoomStandsAboveItsNumbers) {
     const StoreContents contents{{}, {{"com.ondre.zel.prox." + std::string(70, 'x'), {{1, 1}}}}};
 
+    TextStyle narrow;
+    narrow.folds_tables = true;
+
+    EXPECT_EQ(metrics_table(contents, narrow), "prox\n"
+                                               "    count  min  mean  p50  p90  p99  max\n"
+                                               "  " +
+                                                   std::string(70, 'x') +
+                                                   "\n"
+                                                   "        1    1     1    1    1    1    1  @\n");
+}
+
+TEST(MetricsTableTest, ARowIsOneLineWhereTablesAreNotFolded) {
+    const StoreContents contents{{{"com.ondre.zel.prox." + std::string(90, 'y'), 7}},
+                                 {{"com.ondre.zel.prox." + std::string(70, 'x'), {{1, 1}}}}};
+
     EXPECT_EQ(metrics_table(contents, {}), "prox\n"
-                                           "    count  min  mean  p50  p90  p99  max\n"
                                            "  " +
-                                               std::string(70, 'x') +
-                                               "\n"
-                                               "        1    1     1    1    1    1    1  @\n");
+                                               std::string(90, 'y') + "  7\n" + std::string(74, ' ') +
+                                               "count  min  mean  p50  p90  p99  max\n"
+                                               "  " +
+                                               std::string(70, 'x') + "      1    1     1    1    1    1    1  @\n");
 }
 
 TEST(MetricsTableTest, BarsAreAsHighAsTheCounts) {

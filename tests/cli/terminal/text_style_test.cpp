@@ -1,5 +1,8 @@
 #include "cli/terminal/text_style.h"
 
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
 #include <string_view>
 
 #include <gtest/gtest.h>
@@ -55,6 +58,27 @@ TEST(TerminalTextTest, AFileIsNeitherEscapedNorColoured) {
     EXPECT_FALSE(style.escapes_controls);
     EXPECT_FALSE(style.is_coloured);
     std::fclose(file);
+}
+
+/** The number of columns for a file when the environment has this `COLUMNS`. */
+std::size_t columns_with(const char *value) {
+    std::FILE *const file = std::tmpfile();
+    setenv("COLUMNS", value, 1);
+    const std::size_t columns = cli::style_for(fileno(file)).columns;
+    unsetenv("COLUMNS");
+    std::fclose(file);
+    return columns;
+}
+
+TEST(TerminalTextTest, TheEnvironmentMayGiveTheNumberOfColumns) {
+    EXPECT_EQ(columns_with("132"), 132u);
+    EXPECT_EQ(columns_with("1"), 1u);
+}
+
+TEST(TerminalTextTest, ANumberOfColumnsThatIsNoneIsIgnored) {
+    for (const char *value : {"", "0", "-5", "80x", " 80", "99999999999999999999"}) {
+        EXPECT_EQ(columns_with(value), 80u) << value;
+    }
 }
 
 } // namespace

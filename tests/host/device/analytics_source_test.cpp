@@ -5,6 +5,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -190,6 +191,23 @@ TEST_F(AnalyticsSourceTest, ACallbackThatIsInstalledLaterGetsTheLaterBatches) {
 
     wait_until([this] { return !batches.empty(); });
     EXPECT_EQ(problems.size(), 1u);
+}
+
+TEST_F(AnalyticsSourceTest, CountsWhatWasDeliveredAndWhatWasLost) {
+    register_device(batch("a", 'A', 1, "every = 0.001\ncount = 3\n") +
+                    batch("b", 'B', 1, "every = 0.001\ncount = 2\n") + batch("a", 'C', 1, "after = 31622400\n") +
+                    batch("a", 'D', 1, "after = 0.05\n"));
+    install(0xA);
+    start();
+    wait_until([this] { return batches.size() >= 4; });
+
+    source->stop();
+
+    std::vector<std::pair<std::uint64_t, std::uint64_t>> counts;
+    for (const host::BatchDeliveries &deliveries : source->deliveries()) {
+        counts.emplace_back(deliveries.made, deliveries.lost);
+    }
+    EXPECT_EQ(counts, (std::vector<std::pair<std::uint64_t, std::uint64_t>>{{3, 0}, {0, 2}, {0, 0}, {1, 0}}));
 }
 
 TEST_F(AnalyticsSourceTest, AClosedQueueGetsNothing) {

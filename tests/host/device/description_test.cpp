@@ -1,5 +1,7 @@
 #include "host/device/description.h"
 
+#include <cstdint>
+#include <optional>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -39,6 +41,19 @@ TEST_P(BadDescriptions, GiveOneErrorWithPlaceAndReason) {
 constexpr BadDescription kBadDescriptions[] = {
     {"MissingName", "", "line 1, column 1: a device lacks the key \"name\""},
     {"NameOfWrongType", "name = 5", "line 1, column 8: \"name\" must be a text, not an integer"},
+    {"BootTimeOfWrongType", "name = 'x'\nboot_time = true",
+     "line 2, column 13: \"boot_time\" must be a number of microseconds or a date and time, not a boolean"},
+    {"BootTimeOfADayAlone", "name = 'x'\nboot_time = 2025-10-09",
+     "line 2, column 13: \"boot_time\" must be a number of microseconds or a date and time, not a date or time"},
+    {"BootTimeWithoutAZone", "name = 'x'\nboot_time = 2025-10-09T06:53:20",
+     "line 2, column 13: \"boot_time\" must have a distance from UTC, as in 2025-10-09T06:53:20Z or "
+     "2025-10-09T08:53:20+02:00"},
+    {"BootTimeBeforeTheEpoch", "name = 'x'\nboot_time = 1970-01-01T00:59:59+01:00",
+     "line 2, column 13: \"boot_time\" must not be before 1970"},
+    {"NegativeBootTime", "name = 'x'\nboot_time = -1",
+     "line 2, column 13: \"boot_time\" must be 0 to 0x7fffffffffffffff, not -1"},
+    {"BootTimeOfTooManyBits", "name = 'x'\nboot_time = '0x8000000000000000'",
+     "line 2, column 13: \"boot_time\" must be 0 to 0x7fffffffffffffff, not 0x8000000000000000"},
     {"UnknownKey", "name = 'x'\nservise = []",
      "line 2, column 1: unknown key \"servise\" of a device; did you mean \"service\"?"},
     {"UnknownKeyLikeNoOther", "name = 'x'\nzzzzzzzz = 1", "line 2, column 1: unknown key \"zzzzzzzz\" of a device"},
@@ -135,6 +150,22 @@ constexpr BadDescription kBadDescriptions[] = {
 
 INSTANTIATE_TEST_SUITE_P(DeviceDescription, BadDescriptions, testing::ValuesIn(kBadDescriptions),
                          [](const auto &row) { return row.param.name; });
+
+std::optional<std::int64_t> boot_time_of(const std::string &value) {
+    return host::read_device_description_text("name = 'x'\nboot_time = " + value, "test").boot_time;
+}
+
+TEST(DeviceDescription, ABootTimeIsANumberOrADateAndTime) {
+    EXPECT_EQ(boot_time_of("1_759_992_800_250_000"), 1'759'992'800'250'000);
+    EXPECT_EQ(boot_time_of("'0x640b45b75fe50'"), 0x640b45b75fe50);
+    EXPECT_EQ(boot_time_of("2025-10-09T06:53:20Z"), 1'759'992'800'000'000);
+    EXPECT_EQ(boot_time_of("2025-10-09 08:53:20.250000999+02:00"), 1'759'992'800'250'000);
+    EXPECT_EQ(boot_time_of("2025-10-08T18:23:20-12:30"), 1'759'992'800'000'000);
+    EXPECT_EQ(boot_time_of("1970-01-01T00:00:00Z"), 0);
+    EXPECT_EQ(boot_time_of("9999-12-31T23:59:59.999999Z"), 253'402'300'799'999'999);
+    EXPECT_EQ(boot_time_of("0"), 0);
+    EXPECT_EQ(host::read_device_description_text("name = 'x'", "test").boot_time, std::nullopt);
+}
 
 TEST(DeviceDescription, BrokenTOMLIsAnErrorWithItsPlace) {
     const WrittenDescription written("name = 'x'\nentry = [");

@@ -7,6 +7,7 @@
 #include <functional>
 #include <limits>
 #include <random>
+#include <span>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -347,6 +348,34 @@ TEST_F(AnalyticsStoreTest, ASchemaThatTheLibraryHasNoMemoryForIsRefused) {
     expect_refused("cannot be read: out of memory, or the file is damaged");
 }
 
+/** The contents of a store in memory. */
+StoreContents read_image(std::string image, const std::string &name) {
+    return host::read_analytics_store_image(std::as_writable_bytes(std::span(image)), name);
+}
+
+TEST_F(AnalyticsStoreTest, AnImageIsReadAsItsFile) {
+    host::write_new_analytics_store(file, large_contents());
+    EXPECT_EQ(read_image(bytes_of(file), "a pipe"), large_contents());
+    { host::AnalyticsStore host(file); } // which writes with a log
+    EXPECT_EQ(read_image(bytes_of(file), "a pipe"), large_contents());
+}
+
+TEST_F(AnalyticsStoreTest, AnImageThatIsNoWholeStoreIsRefused) {
+    host::write_new_analytics_store(file, large_contents());
+    const std::string image = bytes_of(file);
+    const auto reason = [](const std::string &bytes) {
+        return reason_of("a pipe", [&] { read_image(bytes, "a pipe"); });
+    };
+    EXPECT_EQ(reason(""), "is not an analytics store");
+    EXPECT_EQ(reason(image.substr(0, 99)), "is not an analytics store");
+    EXPECT_THAT(reason(image.substr(0, 4096)), HasSubstr("is damaged: "));
+    EXPECT_THAT(reason(image.substr(0, image.size() - 1)), HasSubstr("is damaged: "));
+    std::string other = image;
+    other[68] = 'X';
+    EXPECT_EQ(reason(other), "is not an analytics store");
+    EXPECT_EQ(reason(std::string(host::kLargestStoreImage + 1, '\0')), "is larger than 256 MB");
+}
+
 TEST_F(AnalyticsStoreTest, AnyBytesAreReadOrRefused) {
     host::write_new_analytics_store(file, large_contents());
     const std::string sound = bytes_of(file);
@@ -362,8 +391,13 @@ TEST_F(AnalyticsStoreTest, AnyBytesAreReadOrRefused) {
             damaged[page + below(below(2) == 0 ? 100 : 4096)] = static_cast<char>(random());
         }
         write_bytes(file, damaged);
-        refused += reason_of(file, [&] { host::read_analytics_store(file); }).empty() ? 0 : 1;
+        StoreContents of_file;
+        const std::string reason = reason_of(file, [&] { of_file = host::read_analytics_store(file); });
+        refused += reason.empty() ? 0 : 1;
         ASSERT_TRUE(bytes_of(file) == damaged);
+        StoreContents of_image;
+        EXPECT_EQ(reason_of(file, [&] { of_image = read_image(damaged, file); }).empty(), reason.empty()) << reason;
+        EXPECT_TRUE(of_image == of_file);
     }
 
     EXPECT_GT(refused, 100);

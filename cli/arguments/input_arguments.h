@@ -1,0 +1,25 @@
+/** The arguments that name what a verb reads, and where its result goes: the same for every verb. */
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/arguments/declaration.h"
+
+namespace cli {
+
+/**
+ * `INPUT...`: files, folders and "-".
+ * @param what  the verb reads of a file, for the help page.
+ */
+Argument inputs_argument(std::vector<std::string> &inputs, const char *help);
+
+/** `--files-from LIST`. @param file  stays empty when the option is not given. */
+Argument files_from_argument(std::optional<std::string> &file);
+
+/** `-o FILE` or `--output FILE`. @param file  stays empty when the option is not given. */
+Argument output_argument(std::optional<std::string> &file,
+                         const char *help = "Write to this file: whole, or not at all");
+
+} // namespace cli
