@@ -191,6 +191,14 @@ StreamOptions stream_options(const DecodeArguments &arguments) {
                 !arguments.merge_by.empty() && arguments.format != "chrome-trace" && !arguments.wants_statistics};
 }
 
+/** Whether a wall-clock time is shown by the clock that is given, or was said. */
+bool uses_time_zone(const DecodeArguments &arguments) {
+    const ClockWords &clock = arguments.clock;
+    const auto *const boot_date = clock.boot_time ? std::get_if<WallTime>(&*clock.boot_time) : nullptr;
+    return clock.time_sync || clock.live_description || (boot_date != nullptr && !boot_date->utc_distance) ||
+           needs_of(arguments.selection).clock;
+}
+
 /** Statistics count the reports that are chosen, so there is nothing around them. */
 void require_no_context(const DecodeArguments &arguments) {
     if (arguments.selection.around || arguments.selection.context) {
@@ -205,7 +213,7 @@ int decode(DecodeArguments &arguments) {
     arguments.selection.follow = follow_of(arguments);
     if (arguments.time_zone) {
         enter_time_zone(*arguments.time_zone);
-    } else if (arguments.clock.time_sync || arguments.clock.live_description) {
+    } else if (uses_time_zone(arguments)) {
         warn_of_unknown_zone();
     }
     require_rows_for_raw(arguments);

@@ -209,6 +209,8 @@ TEST(DecodeClockTest, AZoneOfTheEnvironmentThatIsNoneIsSaid) {
         EXPECT_NE(outcome.out.find("'Nov 14 22:13:21.250000'"), std::string::npos) << outcome.out;
         EXPECT_EQ(outcome.err, "qorstat: TZ is \"" + zone + "\", which is no time zone: wall-clock times are in UTC\n");
         EXPECT_EQ(in_zone(zone, {}).err, "") << "no time is printed";
+        EXPECT_EQ(in_zone(zone, {"--boot-time", "2025-10-09 08:53:21"}).err, outcome.err);
+        EXPECT_EQ(in_zone(zone, {"--boot-time", "2025-10-09 08:53:21Z"}).err, "");
         EXPECT_EQ(in_zone(zone, clock_in("Asia/Tokyo")).err, "") << "it is not used";
     }
     for (const std::string zone : {"", ":", "UTC", "Asia/Tokyo", ":Asia/Tokyo", "/usr/share/zoneinfo/Asia/Tokyo",
