@@ -6,9 +6,11 @@
 #include <utility>
 #include <vector>
 
+#include "cli/arguments/hosting.h"
 #include "cli/arguments/input_arguments.h"
 #include "cli/arguments/invalid_value.h"
 #include "cli/arguments/time_text.h"
+#include "cli/arguments/time_zone.h"
 #include "cli/arguments/whole_number.h"
 #include "cli/arguments/words.h"
 #include "cli/arguments/wrong_use.h"
@@ -147,13 +149,6 @@ void write_statistics(ReportStream &stream, const DecodeArguments &arguments, co
     finish(file, stream);
 }
 
-void warn_of_unknown_zone() {
-    if (const std::string zone = unknown_environment_zone(); !zone.empty()) {
-        print_message("qorstat: TZ is " + host::in_quotes(zone) +
-                      ", which is no time zone: wall-clock times are in UTC");
-    }
-}
-
 Follow follow_of(const DecodeArguments &arguments) {
     if (arguments.follow.empty()) {
         return Follow::Nothing;
@@ -252,6 +247,12 @@ Argument excluding_follow(Argument argument) {
     return argument;
 }
 
+/** The same option, for the description of --live. */
+Argument with_live(Argument option) {
+    option.needs = "--live";
+    return option;
+}
+
 } // namespace
 
 Verb declare_decode() {
@@ -277,6 +278,7 @@ Verb declare_decode() {
                            .value_name = "DEVICE.toml",
                            .target = &clock.live_description,
                            .help = "Read the clock of this device for every report"},
+                          with_live(confine_option(clock.folder_of_files)),
                           {.name = "--time-sync",
                            .value_name = "SYNC",
                            .target = &clock.time_sync,
