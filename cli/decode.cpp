@@ -10,9 +10,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "cli/arguments/hosting.h"
 #include "cli/arguments/input_arguments.h"
 #include "cli/arguments/invalid_value.h"
 #include "cli/arguments/time_text.h"
+#include "cli/arguments/time_zone.h"
 #include "cli/arguments/whole_number.h"
 #include "cli/arguments/words.h"
 #include "cli/arguments/wrong_use.h"
@@ -26,6 +28,7 @@
 #include "cli/reports/stream.h"
 #include "cli/terminal/input.h"
 #include "cli/terminal/output.h"
+#include "cli/terminal/output_file.h"
 #include "cli/terminal/progress_bar.h"
 #include "cli/verbs.h"
 #include "decoder/remembered_second.h"
@@ -52,6 +55,7 @@ struct DecodeArguments {
     bool statistics_are_json = false;
     bool is_strict = false;
     bool has_no_pager = false;
+    std::optional<std::string> output_file;
 };
 
 /** Reports trailing bytes. They are a failure only with `--strict`. */
@@ -100,11 +104,21 @@ void require_rows_for_raw(const DecodeArguments &arguments) {
     }
 }
 
+/** Of several inputs the file has what could be read; of a bad one alone there is no file. */
+void finish(OutputFile &file, const ReportStream &stream) {
+    if (stream.is_single() && stream.has_failed()) {
+        file.abandon();
+    } else {
+        file.finish();
+    }
+}
+
 void write_reports(ReportStream &stream, const DecodeArguments &arguments, const DumpClock &clock,
                    const OwnerNames *names) {
-    Output output = standard_output();
+    OutputFile file(arguments.output_file);
+    Output &output = file.output();
     // On a terminal the lines themselves show the progress.
-    ProgressBar progress(isatty(STDOUT_FILENO) == 1 ? 0 : bytes_to_read(stream, arguments));
+    ProgressBar progress(output.style().escapes_controls ? 0 : bytes_to_read(stream, arguments));
     stream.watch(make_watcher(progress, output, arguments));
     RenderingWish wish{
         .format = arguments.format, .style = output.style(), .names = names, .has_raw = arguments.has_raw};
@@ -143,7 +157,7 @@ void write_reports(ReportStream &stream, const DecodeArguments &arguments, const
                            }};
     work_in_order(rendering.depends_on_order ? 1 : worker_count(), steps);
     output.write(rendering.end);
-    output.finish();
+    finish(file, stream);
 }
 
 void count_reports(ReportStream &stream, const DecodeArguments &arguments, const Output &output,
@@ -166,18 +180,11 @@ void write_statistics(ReportStream &stream, const DecodeArguments &arguments, co
     if (!stream.observe([&](const ReportPiece &piece) { statistics.see(piece); })) {
         throw WrongUse("--stats with --last and a filter needs a file: a pipe cannot be read backwards");
     }
-    Output output = standard_output();
-    count_reports(stream, arguments, output, statistics);
+    OutputFile file(arguments.output_file);
+    count_reports(stream, arguments, file.output(), statistics);
     statistics.end(stream.opened_count());
-    output.write(arguments.statistics_are_json ? statistics.json(clock.now()) : statistics.text(clock.now()));
-    output.flush();
-}
-
-void warn_of_unknown_zone() {
-    if (const std::string zone = unknown_environment_zone(); !zone.empty()) {
-        print_message("qorstat: TZ is " + host::in_quotes(zone) +
-                      ", which is no time zone: wall-clock times are in UTC");
-    }
+    file.output().write(arguments.statistics_are_json ? statistics.json(clock.now()) : statistics.text(clock.now()));
+    finish(file, stream);
 }
 
 Follow follow_of(const DecodeArguments &arguments) {
@@ -217,6 +224,14 @@ StreamOptions stream_options(const DecodeArguments &arguments) {
                 !arguments.merge_by.empty() && arguments.format != "chrome-trace" && !arguments.wants_statistics};
 }
 
+/** Whether a wall-clock time is shown by the clock that is given, or was said. */
+bool uses_time_zone(const DecodeArguments &arguments) {
+    const ClockWords &clock = arguments.clock;
+    const auto *const boot_date = clock.boot_time ? std::get_if<WallTime>(&*clock.boot_time) : nullptr;
+    return clock.time_sync || clock.live_description || (boot_date != nullptr && !boot_date->utc_distance) ||
+           needs_of(arguments.selection).clock;
+}
+
 /** Statistics count the reports that are chosen, so there is nothing around them. */
 void require_no_context(const DecodeArguments &arguments) {
     if (arguments.selection.around || arguments.selection.context) {
@@ -231,11 +246,13 @@ int decode(DecodeArguments &arguments) {
     arguments.selection.follow = follow_of(arguments);
     if (arguments.time_zone) {
         enter_time_zone(*arguments.time_zone);
-    } else if (arguments.clock.time_sync || arguments.clock.live_description) {
+    } else if (uses_time_zone(arguments)) {
         warn_of_unknown_zone();
     }
     if (arguments.format.empty()) {
-        arguments.format = isatty(STDOUT_FILENO) == 1 ? "brief" : "text";
+        const bool is_to_terminal = arguments.output_file.value_or(kStandardInputArgument) == kStandardInputArgument &&
+                                    isatty(STDOUT_FILENO) == 1;
+        arguments.format = is_to_terminal ? "brief" : "text";
     }
     require_rows_for_raw(arguments);
     const OwnerNames names = read_names(arguments.names_file);
@@ -268,6 +285,18 @@ Argument negated_filter(const char *option, std::vector<std::string> &words) {
     return argument;
 }
 
+/** A file is whole at its end, and there is none while a dump is followed. */
+Argument excluding_follow(Argument argument) {
+    argument.excludes = "--follow";
+    return argument;
+}
+
+/** The same option, for the description of --live. */
+Argument with_live(Argument option) {
+    option.needs = "--live";
+    return option;
+}
+
 } // namespace
 
 Verb declare_decode() {
@@ -275,13 +304,9 @@ Verb declare_decode() {
     ClockWords &clock = arguments->clock;
     Selection &selection = arguments->selection;
     FilterWords &filter = selection.filter;
-    return {.arguments = {{.name = "INPUT",
-                           .target = &arguments->inputs,
-                           .help = "Dumps, state-capture records, folders of them;\n- is standard input"},
-                          {.name = "--files-from",
-                           .value_name = "LIST",
-                           .target = &arguments->files_from,
-                           .help = "Also the inputs in this list, one a line or ended by NUL"},
+    return {.arguments = {inputs_argument(arguments->inputs,
+                                          "Dumps, state-capture records, folders of them;\n- is standard input"),
+                          files_from_argument(arguments->files_from),
                           {.name = "--merge-by",
                            .value_name = "time",
                            .target = word_reader(arguments->merge_by, {"time"}),
@@ -297,6 +322,7 @@ Verb declare_decode() {
                            .value_name = "DEVICE.toml",
                            .target = &clock.live_description,
                            .help = "Read the clock of this device for every report"},
+                          with_live(confine_option(clock.folder_of_files)),
                           {.name = "--time-sync",
                            .value_name = "SYNC",
                            .target = &clock.time_sync,
@@ -375,6 +401,7 @@ Verb declare_decode() {
                            .target = &arguments->is_strict,
                            .help = "Refuse what does not look like a dump; exit with 1 if\n"
                                    "a partial report is at the end"},
+                          excluding_follow(output_argument(arguments->output_file)),
                           no_pager_argument(arguments->has_no_pager)},
             .examples = {"qorstat decode dump.bin --category sensor,wake --around 7201.5s",
                          "qorstat decode - --format chrome-trace < dump.bin > trace.json"},

@@ -151,8 +151,8 @@ int merge(const MetricsArguments &arguments) {
     }
     const std::string &file = *arguments.output_file;
     {
-        const Interruption interruption; // reading may end at any moment, the new file is written as a whole
-        host::write_new_analytics_store(file, sum);
+        const Interruption interruption; // reading may end at any moment, the file is written as a whole or not at all
+        host::write_new_analytics_store(file, sum, [&] { interruption.throw_if_requested(); });
     }
     print_outcome("written to " + file + ": " + host::count_text(sum.scalars.size(), "scalar") + ", " +
                   host::count_text(sum.distributions.size(), "distribution") + "\n");

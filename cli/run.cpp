@@ -144,8 +144,8 @@ int run(const RunArguments &arguments) {
     const std::string file = store_file(arguments);
     host::HostedStore store(file, arguments.on_store_error == "stop" ? stop_for_store
                                                                      : host::StoreFailureReport(print_store_failure));
-    print_message(file == host::kStoreInMemory ? "analytics in memory only" : "analytics in " + file);
     std::unique_ptr<MetricsEndpoint> endpoint = serve_metrics(arguments);
+    print_message(file == host::kStoreInMemory ? "analytics in memory only" : "analytics in " + file);
     const std::unique_ptr<host::NotificationReceiver> receiver = receive_notifications();
     announce(device);
     const auto start = std::chrono::steady_clock::now();

@@ -127,7 +127,8 @@ int show(const ShowArguments &arguments) {
 
 Verb declare_show() {
     const auto arguments = std::make_shared<ShowArguments>();
-    return {.arguments = {inputs_argument(arguments->inputs, "Records end to end"),
+    return {.arguments = {inputs_argument(arguments->inputs,
+                                          "State-capture records, folders of them;\n- is standard input"),
                           files_from_argument(arguments->files_from),
                           {.name = "--json",
                            .target = &arguments->is_json,

@@ -23,7 +23,7 @@ using fuzz::require;
 /** What to do with a device that is played. */
 enum Doing : unsigned { kCaptureFault = 1, kCaptureRequest = 2, kDeliver = 4 };
 
-/** A plug-in on the device. The queue is closed before the last reference is released. */
+/** A plug-in on the device. Nothing is registered any more when the last reference is released. */
 class Hosted {
 public:
     Hosted(const host::DescribedDevice &device, host::SerialQueue &queue) : _queue(queue) {
@@ -36,7 +36,7 @@ public:
         });
     }
     ~Hosted() {
-        _queue.close();
+        _queue.run([this] { _queue.drop_registrations(); });
         _plug_in->Release();
     }
     Hosted(const Hosted &) = delete;
@@ -60,7 +60,9 @@ void host_plug_in(host::DeviceDescription description, unsigned doing) {
     if (description.services.size() > kMostServices || description.analytics.size() > kMostBatches) {
         return;
     }
-    host::SerialQueue queue;
+    // Of all devices of the process: a thread takes longer to start than to host most of them. It is not closed: a
+    // plug-in may keep its handle.
+    static auto &queue = *new host::SerialQueue(host::SerialQueue::Thread::kOfCreator);
     const host::DescribedDevice device(std::move(description), queue);
     const Hosted hosted(device, queue);
     if (doing & kCaptureFault) {

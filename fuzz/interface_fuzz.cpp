@@ -119,8 +119,8 @@ class Host {
 public:
     explicit Host(Input &input) : _input(input), _bits(input.byte()), _qor(_bits, input) {}
 
+    /** Called when nothing is registered any more. */
     ~Host() {
-        _queue.close();
         for (const Object &object : _objects) {
             for (std::uint32_t left = object.references; left > 0; --left) {
                 require(object.table().Release(object.plug_in) == left - 1, "Release returns the new count");
@@ -131,21 +131,34 @@ public:
     Host &operator=(const Host &) = delete;
 
     void run() {
-        // Most hosts run on the queue. The others wait for its thread at every step, which is many times slower.
-        const bool is_beside_queue = (_bits & 0x70) == 0x70;
-        if (is_beside_queue) {
-            take_steps();
-        } else {
-            _queue.run([this] { take_steps(); });
+        take_steps();
+        if (!_is_beside_queue) {
+            _queue.run_posted();
         }
+        _queue.run([this] { _queue.drop_registrations(); });
+        require(host::state_capture_handler_count() == 0, "no handler is left to the next host");
     }
 
 private:
     static constexpr std::size_t kMostObjects = 3;
+    static constexpr int kMostSteps = 64;
+    static constexpr int kMostStepsBesideQueue = 16;
+
+    // Each is for all hosts of the process: a thread takes longer to start than to run a host. Neither is closed: a
+    // plug-in may keep its handle.
+    static host::SerialQueue &queue_of_this_thread() {
+        static auto &queue = *new host::SerialQueue(host::SerialQueue::Thread::kOfCreator);
+        return queue;
+    }
+    static host::SerialQueue &queue_of_another_thread() {
+        static auto &queue = *new host::SerialQueue;
+        return queue;
+    }
 
     void take_steps() {
+        const int most_steps = _is_beside_queue ? kMostStepsBesideQueue : kMostSteps;
         // A capture is much slower than everything else, so it ends the sequence.
-        for (int steps = 0, captures = 0; !_input.is_empty() && steps < 64 && captures < 1; ++steps) {
+        for (int steps = 0, captures = 0; !_input.is_empty() && steps < most_steps && captures < 1; ++steps) {
             const unsigned step = _input.byte();
             if (step % 16 == 15) {
                 _queue.run([this] { capture(); });
@@ -273,7 +286,9 @@ private:
     Input &_input;
     unsigned _bits; ///< properties of the host and of its QOR
     Qor _qor;
-    host::SerialQueue _queue;
+    /** Most hosts run on the queue. The others wait for its thread at every step, which is many times slower. */
+    const bool _is_beside_queue = (_bits & 0xF0) == 0xF0;
+    host::SerialQueue &_queue = _is_beside_queue ? queue_of_another_thread() : queue_of_this_thread();
     std::vector<Object> _objects;
 };
 

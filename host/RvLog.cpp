@@ -116,6 +116,25 @@ void require_appendable(const std::string &path) {
     std::fclose(file);
 }
 
+void say_lost(const char *reason) { std::fprintf(stderr, "log: a message was lost: %s\n", reason); }
+
+/** Passes a message to every destination. Called with the lock. @throws std::bad_alloc before any has it. */
+void pass_on(const RvLog &log, RvLogLevel level, const char *text) {
+    // A copy, because a receiver may add or remove destinations.
+    const std::vector<Destination *> destinations = the_log().destinations;
+    for (Destination *destination : destinations) {
+        const auto &present = the_log().destinations;
+        if (std::find(present.begin(), present.end(), destination) == present.end()) {
+            continue; // removed by an earlier one
+        }
+        try {
+            destination->write(log, level, text);
+        } catch (const std::exception &failure) {
+            say_lost(failure.what());
+        }
+    }
+}
+
 const LogLinesLibrary &lines_library() { return own_library<LogLinesLibrary>("libqorlog.so", "qor_log_lines_library"); }
 
 FaultPoint create_fault("RvLogCreate");
@@ -206,14 +225,10 @@ void RvLogWrite(RvLogRef log, RvLogLevel level, const char *text) {
         return;
     }
     const std::lock_guard lock(host::the_log().mutex);
-    // A copy, because a receiver may add or remove sinks.
-    const auto destinations = host::the_log().destinations;
-    for (host::Destination *destination : destinations) {
-        try {
-            destination->write(*log, level, text);
-        } catch (const std::exception &failure) {
-            std::fprintf(stderr, "log: a message was lost: %s\n", failure.what());
-        }
+    try {
+        host::pass_on(*log, level, text);
+    } catch (const std::bad_alloc &failure) {
+        host::say_lost(failure.what());
     }
 }
 

@@ -60,8 +60,14 @@ struct RvQueue {
 public:
     // Without the hint that one thread runs the context: with it, Asio holds back what the queue posts to itself until
     // the posting work has ended, and work of other threads overtakes it.
-    RvQueue() : stand_in(this), _context(std::make_unique<asio::io_context>()), _keep_alive(_context->get_executor()) {
-        _thread = std::thread([this] { run_thread(); });
+    explicit RvQueue(host::SerialQueue::Thread thread)
+        : stand_in(this), _context(std::make_unique<asio::io_context>()), _keep_alive(_context->get_executor()),
+          _is_creators(thread == host::SerialQueue::Thread::kOfCreator) {
+        if (_is_creators) {
+            current_queue = this;
+        } else {
+            _thread = std::thread([this] { run_thread(); });
+        }
     }
 
     bool post(std::function<void()> work) {
@@ -84,10 +90,27 @@ public:
 
     void close() {
         refuse_work();
-        if (current_queue == this) {
-            drop_registrations();
-        } else {
+        if (current_queue != this) {
             join();
+        } else if (_is_creators) {
+            run_posted();
+            drop_registrations_for_good();
+            current_queue = nullptr;
+        } else {
+            drop_registrations_for_good();
+        }
+    }
+
+    void run_posted() { _context->poll(); }
+
+    void drop_registrations() {
+        std::vector<std::function<void()>> dropping;
+        {
+            std::lock_guard lock(_mutex);
+            dropping.swap(_at_close);
+        }
+        for (const auto &drop : dropping) {
+            drop();
         }
     }
 
@@ -97,7 +120,7 @@ private:
     void run_thread() {
         current_queue = this;
         _context->run();
-        drop_registrations();
+        drop_registrations_for_good();
     }
 
     void refuse_work() {
@@ -106,16 +129,12 @@ private:
         _keep_alive.reset();
     }
 
-    void drop_registrations() {
-        std::vector<std::function<void()>> dropping;
+    void drop_registrations_for_good() {
         {
             std::lock_guard lock(_mutex);
-            _registrations_dropped = true;
-            dropping.swap(_at_close);
+            _registrations_dropped = true; // from here on, `at_close` adds nothing
         }
-        for (const auto &drop : dropping) {
-            drop();
-        }
+        drop_registrations();
     }
 
     void join() {
@@ -132,7 +151,8 @@ private:
     std::vector<std::function<void()>> _at_close;
     std::unique_ptr<asio::io_context> _context;
     std::optional<asio::executor_work_guard<asio::io_context::executor_type>> _keep_alive;
-    std::mutex _joining; ///< held while joining, so that every caller of `close` waits
+    const bool _is_creators; ///< has no thread of its own
+    std::mutex _joining;     ///< held while joining, so that every caller of `close` waits
     std::thread _thread;
 };
 
@@ -141,17 +161,17 @@ namespace host {
 namespace {
 
 /** Creates a queue that lives until the process ends and stays reachable, so that it is not reported as a leak. */
-RvQueueRef create_queue() {
+RvQueueRef create_queue(SerialQueue::Thread thread) {
     static std::mutex mutex;
     static auto &queues = *new std::vector<std::unique_ptr<RvQueue>>;
 
     std::lock_guard lock(mutex);
-    return queues.emplace_back(std::make_unique<RvQueue>()).get();
+    return queues.emplace_back(std::make_unique<RvQueue>(thread)).get();
 }
 
 } // namespace
 
-SerialQueue::SerialQueue() : _core(create_queue()), _closes_core(true) {}
+SerialQueue::SerialQueue(Thread thread) : _core(create_queue(thread)), _closes_core(true) {}
 
 SerialQueue::SerialQueue(RvQueueRef core) : _core(core), _closes_core(false) {}
 
@@ -186,7 +206,17 @@ bool SerialQueue::run_if_open(const std::function<void()> &work) {
 
 bool SerialQueue::is_current() const { return current_queue == _core; }
 
+void SerialQueue::run_posted() {
+    check_on_queue(this, "run_posted");
+    _core->run_posted();
+}
+
 void SerialQueue::close() { _core->close(); }
+
+void SerialQueue::drop_registrations() {
+    check_on_queue(this, "drop_registrations");
+    _core->drop_registrations();
+}
 
 bool SerialQueue::at_close(std::function<void()> work) { return _core->at_close(std::move(work)); }
 

@@ -8,13 +8,22 @@
 namespace host {
 
 /**
- * A serial queue with a thread of its own. All members may be called from any thread, unless stated otherwise. The
- * handle stays valid until the process ends, because plug-ins may keep it; a closed queue accepts no work.
+ * A serial queue, usually with a thread of its own. All members may be called from any thread, unless stated otherwise.
+ * The handle stays valid until the process ends, because plug-ins may keep it; a closed queue accepts no work.
  */
 class SerialQueue {
 public:
-    SerialQueue();
-    /** Closes the queue. Must not be called on the queue itself. */
+    enum class Thread {
+        kOwn,
+        /**
+         * None: the thread that creates the queue is the queue, until it closes it. Its own work runs at once, and that
+         * of others when it calls `run_posted`. One such queue for a thread at a time.
+         */
+        kOfCreator
+    };
+
+    explicit SerialQueue(Thread thread = Thread::kOwn);
+    /** Closes the queue. Must not be called on the queue itself, but by the creator of a queue without a thread. */
     ~SerialQueue();
     SerialQueue(const SerialQueue &) = delete;
     SerialQueue &operator=(const SerialQueue &) = delete;
@@ -37,6 +46,9 @@ public:
     /** Like `run`, but returns false without running anything after `close`. */
     bool run_if_open(const std::function<void()> &work);
 
+    /** Runs the work posted so far, on a queue without a thread of its own. Only its creator calls it. */
+    void run_posted();
+
     /** Whether the calling thread is that of this queue. */
     bool is_current() const;
 
@@ -53,8 +65,15 @@ public:
     void close();
 
     /**
-     * Adds work that `close` runs once, on the queue's thread, in the order added. Services drop their registrations
-     * in it.
+     * Drops every registration bound to this queue, as `close` does, but the queue stays open: for a process that hosts
+     * one plug-in after another, each with nothing left of the one before. Called on the queue, and not from a
+     * registered handler. What was posted before runs afterwards and finds nothing registered.
+     */
+    void drop_registrations();
+
+    /**
+     * Adds work that runs once, when the registrations are dropped, on the queue's thread, in the order added. Services
+     * drop their registrations in it.
      * @return false, with the work dropped, when `close` has already dropped the registrations.
      */
     bool at_close(std::function<void()> work);

@@ -75,19 +75,24 @@ public:
     }
 
     /**
-     * Applies the changes that wait and then `changes`, or leaves them all waiting. When memory is exhausted, `changes`
-     * are dropped and reported.
+     * Applies the changes that wait and then `changes`, or leaves them all waiting. When memory is exhausted or too
+     * much waits, `changes` are dropped and reported.
      */
     void write(const StoreChanges &changes) noexcept {
         try {
-            if (_waiting.is_empty()) {
-                apply_or_keep(changes);
-            } else {
-                keep(changes);
+            if (!_waiting.is_empty() && !may_wait(changes)) {
                 write_waiting();
             }
+            if (_waiting.is_empty()) {
+                apply_or_keep(changes);
+            } else if (may_wait(changes)) {
+                keep(changes);
+                write_waiting();
+            } else {
+                drop_beyond_limit(changes.operations());
+            }
         } catch (const std::bad_alloc &) {
-            drop(changes.operations());
+            drop_without_memory(changes.operations());
         }
     }
 
@@ -98,7 +103,7 @@ public:
         _waiting_operations = 0;
         const std::uint64_t lost = std::exchange(_lost, 0);
         _in_memory = {};
-        _last_reported.clear();
+        forget_reports();
         try {
             if (!last.is_empty()) {
                 closing->apply_last(last);
@@ -108,7 +113,7 @@ public:
             throw Error(failure.file(), failure.place(), failure.reason() + "; " + loss_text(lost + last.operations()));
         }
         const std::optional<Error> loss =
-            lost > 0 ? std::optional(loss_without_memory(closing.get(), lost)) : std::nullopt;
+            lost > 0 ? std::optional(loss_of(closing.get(), lost, _loss_reason)) : std::nullopt;
         if (closing != nullptr) {
             close_file(*closing);
         }
@@ -138,9 +143,12 @@ private:
         }
     }
 
-    static Error loss_without_memory(const AnalyticsStore *file, std::uint64_t operations) {
-        return {file != nullptr ? file->path() : kStoreInMemory, "", "out of memory; " + loss_text(operations)};
+    static Error loss_of(const AnalyticsStore *file, std::uint64_t operations, const char *reason) {
+        return {file != nullptr ? file->path() : kStoreInMemory, "",
+                std::string(reason) + "; " + loss_text(operations)};
     }
+
+    bool may_wait(const StoreChanges &changes) const { return _waiting.size() + changes.size() <= kMostWaiting; }
 
     void apply_or_keep(const StoreChanges &changes) {
         try {
@@ -149,10 +157,14 @@ private:
             } else {
                 apply(_in_memory, changes);
             }
-            _last_reported.clear();
+            forget_reports();
         } catch (const Error &failure) {
-            keep(changes);
-            report_kept(failure);
+            if (may_wait(changes)) {
+                keep(changes);
+                report_kept(failure);
+            } else {
+                drop_beyond_limit(changes.operations());
+            }
         }
     }
 
@@ -176,16 +188,32 @@ private:
         }
     }
 
-    void drop(std::uint64_t operations) noexcept {
+    void drop_without_memory(std::uint64_t operations) noexcept { drop(operations, "out of memory", true); }
+
+    /** The store may stay away for days, so only the first loss is reported. Closing gives the number of all. */
+    void drop_beyond_limit(std::uint64_t operations) noexcept {
+        drop(operations, "too many operations wait to be written", !std::exchange(_limit_is_reported, true));
+    }
+
+    void drop(std::uint64_t operations, const char *reason, bool is_reported) noexcept {
         _lost += operations;
         _lost_operations += operations;
-        call_report(Fate::kLost, [&] { return loss_without_memory(_file.get(), operations); });
+        _loss_reason = reason;
+        if (is_reported) {
+            call_report(Fate::kLost, [&] { return loss_of(_file.get(), operations, reason); });
+        }
     }
 
     void clear_waiting() {
         _waiting.clear();
         _waiting_operations = 0;
+        forget_reports();
+    }
+
+    /** The next failure is the first of a new series. */
+    void forget_reports() {
         _last_reported.clear();
+        _limit_is_reported = false;
     }
 
     void report_kept(const Error &failure) noexcept {
@@ -212,10 +240,12 @@ private:
     FileIdentity _identity;                ///< of the file, as it was opened; guarded by `_reading`
     StoreContents _in_memory;
     StoreChanges _waiting;                             ///< could not be written yet
-    std::uint64_t _lost = 0;                           ///< operations dropped because memory was exhausted
+    std::uint64_t _lost = 0;                           ///< operations dropped since the store was opened
+    const char *_loss_reason = "";                     ///< why the last of them were
     std::atomic<std::uint64_t> _waiting_operations{0}; ///< as many as `_waiting` has
     std::atomic<std::uint64_t> _lost_operations{0};    ///< of all stores of the process
     std::string _last_reported;                        ///< the last reported failure; empty after a successful write
+    bool _limit_is_reported = false;                   ///< since the last successful write
 };
 
 /** Never destroyed: a plug-in may still publish while the process exits. */

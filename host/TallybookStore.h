@@ -3,10 +3,11 @@
  *
  * Operations inside a batch are collected and written when the batch ends; any other operation is written at once.
  * Operations that cannot be written are kept and tried again with the next write; they are dropped, and reported, when
- * memory is exhausted. The store is in memory until another one is opened.
+ * memory is exhausted or more than `kMostWaiting` would wait. The store is in memory until another one is opened.
  */
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -18,6 +19,12 @@ namespace host {
 
 /** In place of a path: an empty store in memory. */
 inline constexpr const char *kStoreInMemory = ":memory:";
+
+/**
+ * How many keys and distinct values of distributions may wait to be written. A batch that would bring more is dropped
+ * as a whole, unless what waits can be written before it.
+ */
+inline constexpr std::size_t kMostWaiting = 100'000;
 
 /**
  * Opens a store file (see `AnalyticsStore`), or an empty store in memory, as the process's store. The previous one is
@@ -45,7 +52,7 @@ StoreContents store_contents();
 /** Numbers of operations on the store. */
 struct UnwrittenOperations {
     std::uint64_t waiting; ///< could not be written yet, and will be tried again
-    std::uint64_t lost;    ///< dropped since the process started, because memory was exhausted or at the store's end
+    std::uint64_t lost; ///< dropped since the process started: without memory, beyond the limit, or at the store's end
 };
 
 /** Answers at once, also while another thread waits for a lock of the store. */
@@ -57,7 +64,7 @@ void clear_store();
 /** The fate of operations that could not be written, or not to the store file itself. */
 enum class Fate {
     kKept,  ///< they will be tried again
-    kLost,  ///< dropped because memory is exhausted
+    kLost,  ///< dropped because memory is exhausted or too many wait
     kBeside ///< written, but to a file beside the closed store, which cannot be copied alone
 };
 
@@ -65,10 +72,10 @@ using StoreFailureReport = std::function<void(const Error &failure, Fate operati
 
 /**
  * Sets the function called when operations could not be written, on the thread that wrote them. While operations are
- * kept, it is called once for a series of equal failures; when operations are lost, it is called each time, and the
- * error gives their number. Closing a store calls it when operations stay beside the file. It may throw only
- * `std::bad_alloc` and must not call this store. The default, also for an empty function, prints the error to standard
- * error.
+ * kept, it is called once for a series of equal failures; when operations are lost, it is called each time, but only
+ * once for a series of losses beyond `kMostWaiting`, and the error gives their number. Closing a store calls it when
+ * operations stay beside the file. It may throw only `std::bad_alloc` and must not call this store. The default, also
+ * for an empty function, prints the error to standard error.
  */
 void on_store_failure(StoreFailureReport report);
 

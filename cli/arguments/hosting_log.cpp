@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "cli/arguments/time_zone.h"
 #include "cli/arguments/words.h"
 #include "cli/terminal/output.h"
 #include "host/error.h"
@@ -44,6 +45,7 @@ Argument log_file_option(LogArguments &arguments) {
 }
 
 HostingLog::HostingLog(const LogArguments &arguments) : _file(arguments.file), _terminal(level_of(arguments.level)) {
+    warn_of_unknown_zone(); // its lines have local times
     if (!_file.empty()) {
         _others.push_back(host::log_to_file(_file));
     }

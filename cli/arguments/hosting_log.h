@@ -28,7 +28,8 @@ Argument log_file_option(LogArguments &arguments);
 class HostingLog {
 public:
     /**
-     * Without a journal the log goes on to standard error and the file, and the user is told.
+     * Without a journal the log goes on to standard error and the file, and the user is told. So is one whose time zone
+     * is unknown: the lines have local times.
      * @throws host::Error when the file cannot be opened.
      */
     explicit HostingLog(const LogArguments &arguments);

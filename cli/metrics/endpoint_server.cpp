@@ -82,7 +82,7 @@ prometheus::MetricFamily lost_family(std::uint64_t operations) {
     prometheus::ClientMetric metric;
     metric.counter.value = static_cast<double>(operations);
     return {"qor_store_lost_operations_total",
-            "Operations that were dropped because memory was exhausted",
+            "Operations that were dropped because memory was exhausted or too many waited",
             prometheus::MetricType::Counter,
             {metric}};
 }

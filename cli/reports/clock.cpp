@@ -1,14 +1,10 @@
 #include "cli/reports/clock.h"
 
-#include <algorithm>
-#include <array>
 #include <charconv>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <limits>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 
 #include "cli/arguments/invalid_value.h"
 #include "cli/arguments/whole_number.h"
@@ -16,13 +12,9 @@
 #include "cli/reports/wall_time.h"
 #include "host/RvQueue.h"
 #include "host/device/described_device.h"
-#include "host/error.h"
 
 namespace cli {
 namespace {
-
-constexpr const char *kZoneFolder = "/usr/share/zoneinfo";
-constexpr std::string_view kZoneFileMark = "TZif";
 
 /** The platform's numbers are signed and its arithmetic wraps, so a negative number means a large unsigned one. */
 std::optional<std::uint64_t> signed_or_whole_number(std::string_view text) {
@@ -54,40 +46,6 @@ std::uint64_t parse_qor_time(std::string_view text) {
 std::uint64_t parse_calendar_time(std::string_view text) {
     const std::optional<std::uint64_t> number = signed_or_whole_number(text);
     return number ? *number : in_nanoseconds(since_epoch(parse_wall_time(text)));
-}
-
-bool is_zone_file(const std::filesystem::path &path) {
-    std::ifstream file(path, std::ios::binary);
-    std::array<char, kZoneFileMark.size()> start{};
-    return file.read(start.data(), start.size()) && std::string_view(start.data(), start.size()) == kZoneFileMark;
-}
-
-/** Empty when the variable is not set. Safe: no other thread changes the environment. */
-std::string environment_text(const char *variable) {
-    const char *const value = std::getenv(variable); // NOLINT(concurrency-mt-unsafe)
-    return value != nullptr ? value : "";
-}
-
-std::filesystem::path zone_folder() {
-    const std::string chosen = environment_text("TZDIR");
-    return chosen.empty() ? kZoneFolder : chosen;
-}
-
-bool is_letter(char character) {
-    return ('a' <= character && character <= 'z') || ('A' <= character && character <= 'Z');
-}
-
-/** Whether `text` begins as POSIX rules do: with a name of three letters or more, or in "<>", and a number. */
-bool begins_with_a_rule(std::string_view text) {
-    const std::size_t letters =
-        static_cast<std::size_t>(std::find_if_not(text.begin(), text.end(), is_letter) - text.begin());
-    const bool is_quoted = text.starts_with('<') && text.find('>') != std::string_view::npos;
-    if (!is_quoted && letters < 3) {
-        return false;
-    }
-    text.remove_prefix(is_quoted ? text.find('>') + 1 : letters);
-    text.remove_prefix(text.starts_with('+') || text.starts_with('-') ? 1 : 0);
-    return !text.empty() && '0' <= text.front() && text.front() <= '9';
 }
 
 } // namespace
@@ -126,33 +84,9 @@ ValueReader boot_time_reader(std::optional<BootTime> &time) {
     };
 }
 
-std::string unknown_environment_zone() {
-    const std::string zone = environment_text("TZ");
-    std::string_view name = zone;
-    name.remove_prefix(name.starts_with(':') ? 1 : 0);
-    // The C library knows UTC without a file, and takes a rule also after a colon.
-    const bool is_known =
-        name.empty() || name == "UTC" || is_zone_file(zone_folder() / name) || begins_with_a_rule(name);
-    return is_known ? std::string() : zone;
-}
-
-void enter_time_zone(const std::string &name) {
-    const std::filesystem::path folder = zone_folder();
-    const bool stays_inside = name.find("..") == std::string::npos && !name.empty() && name.front() != '/';
-    if (!stays_inside) {
-        throw WrongUse("invalid value \"" + name + "\" for --time-zone: expected a name such as Europe/Berlin");
-    }
-    if (!is_zone_file(folder / name)) {
-        throw host::Error((folder / name).string(), "", "not a time zone file");
-    }
-    // With a colon in front, the C library looks for a file of that name first.
-    setenv("TZ", (":" + name).c_str(), 1); // NOLINT(concurrency-mt-unsafe)
-    tzset();
-}
-
 /** A described device in the registry. The plug-in is not loaded. */
 struct DumpClock::LiveDevice {
-    explicit LiveDevice(const std::string &description) : device(description, queue) {}
+    explicit LiveDevice(host::DeviceDescription description) : device(std::move(description), queue) {}
 
     host::SerialQueue queue;
     host::DescribedDevice device;
@@ -167,7 +101,8 @@ DumpClock::DumpClock(const ClockWords &words) {
         _fixed.boot_time = date != nullptr ? since_epoch(*date) : std::get<std::uint64_t>(*words.boot_time);
     }
     if (words.live_description) {
-        _live_device = std::make_unique<LiveDevice>(*words.live_description);
+        _live_device =
+            std::make_unique<LiveDevice>(host::read_device_description(*words.live_description, words.folder_of_files));
     }
 }
 

@@ -20,6 +20,7 @@ struct ClockWords {
     std::optional<std::string> time_sync; ///< see `parse_time_sync`
     std::optional<BootTime> boot_time;
     std::optional<std::string> live_description; ///< a device description, whose clock is read for every report
+    std::optional<std::string> folder_of_files;  ///< what the description may name; empty: any file
 };
 
 /**
@@ -34,19 +35,6 @@ decoder::time_sync parse_time_sync(const std::string &text);
  * @param time  stays empty when the option is not given.
  */
 ValueReader boot_time_reader(std::optional<BootTime> &time);
-
-/**
- * Sets the process's time zone to one of the system's zone files. Call it before the first use of local time and
- * before other threads start.
- * @throws WrongUse for a name that no zone can have, host::Error when there is no such file.
- */
-void enter_time_zone(const std::string &name);
-
-/**
- * What is wrong with the time zone of the environment: the value of TZ, when it is neither the name of a zone file nor
- * a rule such as CET-1CEST. The C library takes it for UTC in silence. Empty when nothing is wrong.
- */
-std::string unknown_environment_zone();
 
 /** The clock to use for each report. Any thread. */
 class DumpClock {

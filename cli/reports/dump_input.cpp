@@ -163,6 +163,22 @@ std::size_t DumpInput::read_stream(std::span<std::byte> room) {
     return count;
 }
 
+std::optional<std::uint64_t> DumpInput::last_timestamp() const {
+    if (!_is_packed || _stream->file_size() == 0) {
+        return ReportInput::last_timestamp();
+    }
+    DumpInput again(std::make_unique<ByteStream>(_stream->argument()), {.skip = _options.skip, .is_judged = true});
+    std::uint64_t timestamp = 0;
+    try {
+        while (const std::optional<ReportPiece> piece = again.read_next()) {
+            timestamp = piece->count() != 0 ? piece->reports.back().timestamp() : timestamp;
+        }
+    } catch (const host::Error &) {
+        // Told when it is read, behind all that is whole.
+    }
+    return timestamp;
+}
+
 // ---- whether this is a dump
 
 /** Judges a plain file by its first bytes. One that cannot be read is an error later. */

@@ -58,6 +58,9 @@ public:
     void find_backwards(
         const std::function<bool(const _QorProfileReport &report, std::uint64_t offset)> &is_wanted) const override;
 
+    /** A packed file is read to its end for it, or to where it is damaged. */
+    std::optional<std::uint64_t> last_timestamp() const override;
+
     /** Whether this is a plain file that ends where the system says. */
     bool has_known_end() const { return _has_known_end; }
     /** Whether this is a plain file that is read as it grows. */

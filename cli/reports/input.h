@@ -72,6 +72,22 @@ public:
     /** The end of the last whole report of an input that can be read backwards. */
     virtual std::uint64_t end_of_reports() const = 0;
 
+    /**
+     * The time stamp of the last report, or 0 when there is none; changes nothing of what is read next.
+     * @return nothing when it is not known before everything else has been read.
+     */
+    virtual std::optional<std::uint64_t> last_timestamp() const {
+        if (!can_be_read_backwards()) {
+            return std::nullopt;
+        }
+        std::uint64_t timestamp = 0;
+        find_backwards([&timestamp](const _QorProfileReport &report, std::uint64_t) {
+            timestamp = report.timestamp();
+            return true;
+        });
+        return timestamp;
+    }
+
     /** The size in bytes, for showing progress; 0 when it is not known. */
     virtual std::uint64_t size() const = 0;
     /** How many of those bytes have been read. */

@@ -41,6 +41,8 @@ std::optional<std::uint64_t> context_of(const Selection &selection) {
     return selection.around ? selection.context.value_or(kContextOfAround) : selection.context;
 }
 
+} // namespace
+
 TimeNeeds needs_of(const Selection &selection) {
     TimeNeeds needs;
     needs.add(selection.filter.since);
@@ -50,8 +52,6 @@ TimeNeeds needs_of(const Selection &selection) {
     }
     return needs;
 }
-
-} // namespace
 
 ReportSelector::ReportSelector(const Selection &selection)
     : _filter(selection.filter), _left(selection.first), _context(context_of(selection)), _around(selection.around),

@@ -32,6 +32,9 @@ struct Selection {
     std::optional<decoder::time_sync> sync{};
 };
 
+/** What has to be known of an input before its reports can be chosen. */
+TimeNeeds needs_of(const Selection &selection);
+
 /** How many reports are shown before and after the one that is asked for, unless it is said. */
 inline constexpr std::uint64_t kContextOfAround = 10;
 /** The limit of `context`: so many reports are kept in memory. */
@@ -80,7 +83,7 @@ public:
 
     /** How many reports are shown before and after each that is chosen; nothing when only those are shown. */
     std::optional<std::uint64_t> context() const { return _context; }
-    /** What has to be known of an input before its reports can be chosen. */
+    /** `needs_of` the selection. */
     const TimeNeeds &needs() const { return _needs; }
     /** The clock of all inputs; nothing when it is that which an input brings. */
     const std::optional<decoder::time_sync> &sync() const { return _sync; }

@@ -212,14 +212,12 @@ void ReportSource::measure_end() {
     if (!needs.last_report) {
         return;
     }
-    if (!_input->can_be_read_backwards()) {
+    const std::optional<std::uint64_t> last = _input->last_timestamp();
+    if (!last) {
         throw host::Error(_input->name(), "",
                           "a time from the end, such as -10m, needs a file: a pipe cannot be read backwards");
     }
-    _input->find_backwards([this](const _QorProfileReport &report, std::uint64_t) {
-        _origins.last = report.timestamp();
-        return true;
-    });
+    _origins.last = *last;
 }
 
 void ReportSource::measure_times() {

@@ -94,6 +94,12 @@ void OutputFile::finish() {
     }
 }
 
+void OutputFile::abandon() {
+    if (!_partial) {
+        output().flush();
+    }
+}
+
 void OutputFile::fail(int error) const { throw host::Error(_name, "", std::generic_category().message(error)); }
 
 } // namespace cli

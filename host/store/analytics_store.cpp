@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
+#include <functional>
 #include <limits>
 #include <new>
 #include <optional>
@@ -408,22 +409,39 @@ void apply(StoreContents &contents, const std::string &key, const DistributionCh
 
 // ---- new files
 
+/** What is done between one of these and the next takes a moment only. */
+constexpr std::size_t kRowsAtOnce = 1000;
+constexpr std::size_t kBytesAtOnce = std::size_t{1} << 20;
+
+/** Adds a distribution. */
+void write_in_pieces(Writer &writer, const std::string &key, const Distribution &distribution,
+                     const std::function<void()> &check) {
+    DistributionChange piece;
+    for (const auto &[value, count] : distribution) {
+        piece.pushed.add(value, count);
+        if (piece.pushed.size() == kRowsAtOnce) {
+            check();
+            writer.write(key, piece);
+            piece.pushed.clear();
+        }
+    }
+    check();
+    writer.write(key, piece);
+}
+
 /** The bytes of a store file with these contents. */
-std::string image_of(const StoreContents &contents) {
+std::string image_of(const StoreContents &contents, const std::function<void()> &check) {
     Database database("", "", Database::Access::kMemory);
     create_store_schema(database);
     {
         Transaction transaction(database);
         Writer writer(database, Limit::kNone);
         for (const auto &[key, value] : contents.scalars) {
+            check();
             writer.write(key, ScalarChange{ScalarChange::kSet, value});
         }
         for (const auto &[key, distribution] : contents.distributions) {
-            DistributionChange change;
-            for (const auto &[value, count] : distribution) {
-                change.pushed.add(value, count);
-            }
-            writer.write(key, change);
+            write_in_pieces(writer, key, distribution, check);
         }
         transaction.commit();
     }
@@ -459,9 +477,10 @@ public:
     PartialFile(const PartialFile &) = delete;
     PartialFile &operator=(const PartialFile &) = delete;
 
-    void write(std::string_view bytes) {
+    void write(std::string_view bytes, const std::function<void()> &check) {
         while (!bytes.empty()) {
-            const ssize_t written = ::write(_descriptor, bytes.data(), bytes.size());
+            check();
+            const ssize_t written = ::write(_descriptor, bytes.data(), std::min(bytes.size(), kBytesAtOnce));
             if (written == -1 && errno != EINTR) {
                 throw_system_error(_wanted, errno);
             }
@@ -506,10 +525,11 @@ private:
     int _descriptor = -1;
 };
 
-bool write_new_file(const std::string &path, const StoreContents &contents) {
-    const std::string image = image_of(contents);
+bool write_new_file(const std::string &path, const StoreContents &contents, const std::function<void()> &check) {
+    const std::string image = image_of(contents, check);
     PartialFile file(path);
-    file.write(image);
+    file.write(image, check);
+    check();
     return file.take_wanted_name();
 }
 
@@ -522,7 +542,7 @@ Database open_database(const std::string &path) {
     require_name(path);
     if (is_missing(path)) {
         // If another host creates the file first, that one is used.
-        write_new_file(path, {});
+        write_new_file(path, {}, [] {});
     }
     read_analytics_store(path);
     Database database(path, real_path(path), Database::Access::kReadAndWrite);
@@ -601,8 +621,9 @@ StoreContents read_analytics_store_image(std::span<std::byte> image, const std::
     return read_tables(database);
 }
 
-void write_new_analytics_store(const std::string &path, const StoreContents &contents) {
-    if (!write_new_file(path, contents)) {
+void write_new_analytics_store(const std::string &path, const StoreContents &contents,
+                               const std::function<void()> &check) {
+    if (!write_new_file(path, contents, check)) {
         throw_system_error(path, EEXIST);
     }
 }

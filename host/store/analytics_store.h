@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <span>
@@ -64,9 +65,11 @@ StoreContents read_analytics_store_image(std::span<std::byte> image, const std::
 
 /**
  * Creates a store file. It appears complete or not at all.
- * @throws Error when `path` already exists or cannot be written.
+ * @param check  called every few milliseconds until the file gets its name, to throw if it is no longer wanted.
+ * @throws Error when `path` already exists or cannot be written, and what `check` throws. Nothing is left then.
  */
-void write_new_analytics_store(const std::string &path, const StoreContents &contents);
+void write_new_analytics_store(
+    const std::string &path, const StoreContents &contents, const std::function<void()> &check = [] {});
 
 /**
  * An open store. Other hosts may have it open too. One thread at a time may change it; another thread may call

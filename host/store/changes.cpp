@@ -96,6 +96,14 @@ void StoreChanges::append(const StoreChanges &later) {
     _operations += later._operations;
 }
 
+std::size_t StoreChanges::size() const {
+    std::size_t size = 0;
+    for (const Keys::value_type *changed : _changed) {
+        size += 1 + changed->second.distribution.pushed.size();
+    }
+    return size;
+}
+
 void StoreChanges::clear() {
     for (Keys::value_type *changed : _changed) {
         KeyChanges &of_key = changed->second;

@@ -66,6 +66,9 @@ public:
     std::uint64_t operations() const { return _operations; }
     bool is_empty() const { return _operations == 0; }
 
+    /** The number of keys with changes and of the distinct values pushed: what the memory grows with. */
+    std::size_t size() const;
+
     /** Removes all changes. Keeps the storage of the keys, so that using them again allocates nothing. */
     void clear();
 

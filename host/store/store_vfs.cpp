@@ -11,8 +11,11 @@
 #include <string_view>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include <fcntl.h>
+#include <grp.h>
+#include <pwd.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -44,6 +47,36 @@ thread_local Opening *current_opening = nullptr;
 
 std::string name_in_folder(const char *path) { return in_quotes(std::filesystem::path(path).filename().string()); }
 
+/** Whether a user is in a group, by the system's user database; false for a user who is not in that. */
+bool is_member(uid_t user, gid_t group) {
+    const long suggestion = ::sysconf(_SC_GETPW_R_SIZE_MAX);
+    std::vector<char> texts(suggestion > 0 ? static_cast<std::size_t>(suggestion) : 1024);
+    passwd entry{};
+    passwd *found = nullptr;
+    while (::getpwuid_r(user, &entry, texts.data(), texts.size(), &found) == ERANGE) {
+        texts.resize(2 * texts.size());
+    }
+    if (found == nullptr) {
+        return false;
+    }
+    std::vector<gid_t> groups(16);
+    int count = static_cast<int>(groups.size());
+    while (::getgrouplist(entry.pw_name, entry.pw_gid, groups.data(), &count) == -1) {
+        groups.resize(std::max(2 * groups.size(), static_cast<std::size_t>(count)));
+        count = static_cast<int>(groups.size());
+    }
+    groups.resize(static_cast<std::size_t>(count));
+    return std::find(groups.begin(), groups.end(), group) != groups.end();
+}
+
+/**
+ * Whether a user, who is not its owner, may write to a file by its mode. A file's group says nothing of its owner: in
+ * some folders a file gets the folder's group, whoever makes it.
+ */
+bool may_write(uid_t user, const struct stat &file) {
+    return (file.st_mode & (is_member(user, file.st_gid) ? S_IWGRP : S_IWOTH)) != 0;
+}
+
 /** Why a file beside a store is not the store's own; empty when it is. */
 std::string find_fault(const struct stat &beside, const struct stat &store) {
     if (!S_ISREG(beside.st_mode)) {
@@ -52,10 +85,8 @@ std::string find_fault(const struct stat &beside, const struct stat &store) {
     if (beside.st_nlink > 1) {
         return "has another name elsewhere";
     }
-    const bool others_may_write = (store.st_mode & S_IWOTH) != 0;
-    const bool group_may_write = (store.st_mode & S_IWGRP) != 0 && beside.st_gid == store.st_gid;
     const bool is_own = beside.st_uid == store.st_uid || beside.st_uid == geteuid();
-    return is_own || others_may_write || group_may_write ? "" : "belongs to another user";
+    return is_own || may_write(beside.st_uid, store) ? "" : "belongs to another user";
 }
 
 /** @return whether the file may be used; otherwise remembers why not, as far as there is memory for it. */

@@ -569,6 +569,56 @@ TEST(ConfineTest, NoFolderIsWrongUse) {
     EXPECT_EQ(outcome.err, "qorstat: capture: invalid value \"\" for --confine: expected a folder\n");
 }
 
+/** A description beneath the new folder `inside`, whose line 4 names a file beside that. */
+std::string description_that_leads_out(const TemporaryFolder &folder) {
+    folder.file("bytes", "abc");
+    fs::create_directory(folder.path() / "inside");
+    return folder.file("inside/device.toml", "name = 'x'\n[[driver.a.property]]\nid = 1\nfile = '../bytes'\n");
+}
+
+TEST(ConfineTest, ALiveDeviceIsConfinedToo) {
+    const TemporaryFolder folder;
+    const std::string description = description_that_leads_out(folder);
+    const std::string inside = folder.path() / "inside";
+    const auto decode = [](std::vector<std::string> options) {
+        options.insert(options.begin(), {"decode", "/dev/null"});
+        return qorstat(options);
+    };
+
+    EXPECT_EQ(decode({"--live", description}).exit_code, 0);
+    EXPECT_EQ(decode({"--live", kSmall, "--confine", fs::path(kSmall).parent_path()}).exit_code, 0);
+    const Outcome refused = decode({"--live", description, "--confine", inside});
+    EXPECT_EQ(refused.exit_code, 1);
+    EXPECT_THAT(refused.err, testing::HasSubstr("\": outside of \"" + inside + "\"\n"));
+    EXPECT_EQ(decode({"--confine", inside}).exit_code, 2) << "there is no description";
+}
+
+TEST(UnknownZoneTest, IsSaidWhereTheLogHasLocalTimes) {
+    const TemporaryFolder folder;
+    Surroundings surroundings = isolate_in(folder);
+    const std::string batch = folder.file("batch", std::string("\x3A\x03\x03\0\0\0\0", 7));
+    const std::string warning = "qorstat: TZ is \"Nowhere/City\", which is no time zone: wall-clock times are in UTC\n";
+    const auto said = [&](const std::string &zone, const std::vector<std::string> &arguments) {
+        surroundings.environment["TZ"] = zone;
+        const Outcome outcome = qorstat(arguments, surroundings);
+        EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
+        return cli_tests::occurrences(outcome.err, warning);
+    };
+
+    const std::vector<std::string> run = {"run", kSmall, "--for", "0", "--store", ":memory:"};
+    const std::vector<std::string> capture = {"capture", kSmall, "-o", "-"};
+    const std::vector<std::string> publish = {"publish", batch, "--store", ":memory:"};
+    std::vector<std::string> publish_with_log = publish;
+    publish_with_log.push_back("--log");
+
+    EXPECT_EQ(said("Nowhere/City", run), 1u);
+    EXPECT_EQ(said("Nowhere/City", capture), 1u);
+    EXPECT_EQ(said("Nowhere/City", publish_with_log), 1u);
+    EXPECT_EQ(said("Nowhere/City", publish), 0u) << "no time is printed";
+    EXPECT_EQ(said("Asia/Tokyo", run), 0u);
+    EXPECT_EQ(said("Asia/Tokyo", capture), 0u);
+}
+
 TEST(RunTest, AMissingJournalIsSaidOnce) {
     if (std::filesystem::exists("/run/systemd/journal/socket")) {
         GTEST_SKIP() << "this machine has a journal";
@@ -626,10 +676,7 @@ TEST_P(RefusedHostingTest, ADescriptionThatIsNoToml) {
 
 TEST_P(RefusedHostingTest, ADescriptionThatNamesAFileOutsideOfTheFolderThatConfinesIt) {
     const TemporaryFolder folder;
-    folder.file("bytes", "abc");
-    fs::create_directory(folder.path() / "inside");
-    const std::string text = "name = 'x'\n[[driver.a.property]]\nid = 1\nfile = '../bytes'\n";
-    const std::string description = folder.file("inside/device.toml", text);
+    const std::string description = description_that_leads_out(folder);
     const std::string inside = folder.path() / "inside";
 
     expect_refused({description, "--confine", inside},

@@ -126,6 +126,14 @@ TEST(NamesTest, JsonSaysWhatIsStatedAndNullForTheRest) {
                                           {"layouts", {"vastrel_data_in", "event"}}}));
 }
 
+TEST(NamesTest, TheListingIsWrittenToAFile) {
+    const TemporaryFolder folder;
+    const std::string file = folder.path() / "names";
+
+    EXPECT_EQ(output_of({"names", "uart", "-o", file}), "");
+    EXPECT_EQ(content_of(file), output_of({"names", "uart"}));
+}
+
 TEST(NamesTest, AnUnknownCategoryIsWrongUse) {
     for (const auto &[word, reason] :
          {std::pair("sensr", "\"sensr\"; did you mean \"sensor\"?"), std::pair("11", "\"11\"")}) {

@@ -1,5 +1,6 @@
 #include "host/RvNotify.h"
 
+#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <cstdio>
@@ -274,15 +275,16 @@ TEST_F(Notifications, PostReachesEveryProcessThatReceives) {
 /** A receiver of the test's own, under the number of a process that lives. */
 class Receiver {
 public:
-    Receiver(const fs::path &directory, pid_t process) : _socket(::socket(AF_UNIX, SOCK_DGRAM, 0)) {
+    explicit Receiver(const fs::path &path) : _socket(::socket(AF_UNIX, SOCK_DGRAM, 0)) {
         _address.sun_family = AF_UNIX;
-        const fs::path path = directory / (std::to_string(process) + ".socket");
         std::strncpy(_address.sun_path, path.c_str(), sizeof _address.sun_path - 1);
         EXPECT_EQ(::bind(_socket, plain(), sizeof _address), 0);
     }
     ~Receiver() { ::close(_socket); }
     Receiver(const Receiver &) = delete;
     Receiver &operator=(const Receiver &) = delete;
+
+    fs::path path() const { return _address.sun_path; }
 
     void fill() const {
         const int sender = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK, 0);
@@ -305,23 +307,35 @@ private:
     sockaddr_un _address{};
 };
 
-/** Each of the full receivers makes room only when the one with room has the name. */
+/**
+ * Each of the full receivers makes room only when the one with room has the name. That one is the last in the
+ * directory: were it the first, waiting for one after the other would do as well.
+ */
 TEST_F(Notifications, ReceiversWithoutRoomKeepNobodyWaiting) {
-    { const host::NotificationReceiver makes_the_directory; }
-    const Receiver quick(directory(), ::getpid());
     std::vector<std::unique_ptr<Receiver>> full;
     std::vector<std::unique_ptr<Peer>> processes;
-    for (int i = 0; i < 4; ++i) {
+    for (int i = 0; i < 5; ++i) {
         processes.push_back(std::make_unique<Peer>("name", 1));
         ASSERT_EQ(processes.back()->line(), "ready\n");
-        fs::remove(directory() / (std::to_string(processes.back()->process()) + ".socket"));
-        full.push_back(std::make_unique<Receiver>(directory(), processes.back()->process()));
-        full.back()->fill();
+        const fs::path socket = directory() / (std::to_string(processes.back()->process()) + ".socket");
+        fs::remove(socket);
+        full.push_back(std::make_unique<Receiver>(socket));
+    }
+    for (const fs::directory_entry &socket : fs::directory_iterator(directory())) {
+        const auto place = std::find_if(full.begin(), full.end(),
+                                        [&](const auto &receiver) { return receiver->path() == socket.path(); });
+        ASSERT_NE(place, full.end());
+        std::rotate(place, place + 1, full.end());
+    }
+    const std::unique_ptr<Receiver> quick = std::move(full.back());
+    full.pop_back();
+    for (const auto &receiver : full) {
+        receiver->fill();
     }
 
     std::size_t reached = 0;
     std::thread poster([&] { reached = host::post_notification("new"); });
-    EXPECT_EQ(quick.receive(), "new");
+    EXPECT_EQ(quick->receive(), "new");
     for (const auto &receiver : full) {
         EXPECT_EQ(receiver->receive(), "old");
     }

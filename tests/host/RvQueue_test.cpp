@@ -68,6 +68,54 @@ TEST(SerialQueue, WorkPostedOnTheQueueIsNotOvertakenByLaterWorkOfAnotherThread) 
     EXPECT_THAT(order, ElementsAre(1, 2));
 }
 
+TEST(SerialQueueWithoutAThread, IsTheThreadThatCreatesIt) {
+    SerialQueue queue(SerialQueue::Thread::kOfCreator);
+    std::vector<int> order;
+
+    queue.post([&] { order.push_back(2); });
+    queue.run([&] { order.push_back(1); });
+    EXPECT_TRUE(queue.is_current());
+    EXPECT_THAT(order, ElementsAre(1));
+    queue.run_posted();
+
+    EXPECT_THAT(order, ElementsAre(1, 2));
+}
+
+TEST(SerialQueueWithoutAThread, RunsTheWorkOfOthersWhenItsCreatorSaysSo) {
+    SerialQueue queue(SerialQueue::Thread::kOfCreator);
+    std::thread::id ran_on;
+    bool is_current_elsewhere = true;
+    std::atomic<bool> is_done = false;
+
+    std::thread other([&] {
+        is_current_elsewhere = queue.is_current();
+        queue.run([&] { ran_on = std::this_thread::get_id(); });
+        is_done = true;
+    });
+    while (!is_done) {
+        queue.run_posted();
+    }
+    other.join();
+
+    EXPECT_EQ(ran_on, std::this_thread::get_id());
+    EXPECT_FALSE(is_current_elsewhere);
+}
+
+TEST(SerialQueueWithoutAThread, CloseRunsWhatWasPostedAndThenDropsRegistrations) {
+    SerialQueue queue(SerialQueue::Thread::kOfCreator);
+    std::vector<int> order;
+
+    queue.at_close([&] { order.push_back(2); });
+    queue.post([&] { order.push_back(1); });
+    queue.close();
+    queue.close();
+
+    EXPECT_THAT(order, ElementsAre(1, 2));
+    EXPECT_FALSE(queue.is_current());
+    EXPECT_FALSE(queue.post([] {}));
+    EXPECT_THROW(queue.run([] {}), host::Error);
+}
+
 TEST(SerialQueue, RunOnTheQueueItselfRunsAtOnce) {
     SerialQueue queue;
     std::vector<int> order;
@@ -147,6 +195,25 @@ TEST(SerialQueue, CloseOnTheQueueItselfDropsRegistrationsAtOnceAndStillRunsWhatW
     queue.close();
 
     EXPECT_THAT(order, ElementsAre(1, 2, 3));
+}
+
+TEST(SerialQueue, RegistrationsAreDroppedOnceAndTheQueueGoesOn) {
+    SerialQueue queue;
+    std::vector<int> order;
+
+    queue.at_close([&] { order.push_back(1); });
+    queue.run([&] {
+        queue.post([&] { order.push_back(3); });
+        queue.drop_registrations();
+        order.push_back(2);
+        queue.drop_registrations();
+    });
+    EXPECT_TRUE(queue.at_close([&] { order.push_back(4); }));
+    queue.run([] {});
+    EXPECT_THAT(order, ElementsAre(1, 2, 3));
+    queue.close();
+
+    EXPECT_THAT(order, ElementsAre(1, 2, 3, 4));
 }
 
 TEST(SerialQueue, ClosedQueueTakesNoMoreWork) {
@@ -270,6 +337,7 @@ TEST(SerialQueueDeathTest, CheckEndsTheProcessOffTheQueueAndNamesTheOperation) {
     SerialQueue queue;
 
     EXPECT_DEATH(host::check_on_queue(&queue, "command"), "command: called off the serial queue");
+    EXPECT_DEATH(queue.drop_registrations(), "drop_registrations: called off the serial queue");
 }
 #endif
 

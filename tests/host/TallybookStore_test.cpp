@@ -15,6 +15,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr std::size_t kMostWaiting = 100'000;
+
 class TallybookStore : public ::testing::Test {
 protected:
     void SetUp() override { host::clear_store(); }
@@ -127,6 +129,16 @@ protected:
         TallybookScalarAdd(key.get(), delta);
     }
 
+    /** What closing the store throws. */
+    static std::string close_failure() {
+        try {
+            host::close_store();
+        } catch (const host::Error &error) {
+            return error.what();
+        }
+        return "no error";
+    }
+
     std::int64_t sum_in_file() const { return host::read_analytics_store(file).scalars.at("key"); }
 
     fs::path folder;
@@ -214,6 +226,53 @@ TEST_F(TallybookStoreInAFile, OperationsThatWaitAndThoseThatAreLostAreCounted) {
     EXPECT_EQ(host::unwritten_operations().lost, lost_before + 2);
 }
 
+/** Pushes `count` distinct values. */
+void push_in_a_batch(TvStringRef key, std::size_t count) {
+    const host::StoreBatch batch;
+    for (std::size_t i = 0; i < count; ++i) {
+        TallybookDistributionPush(key, static_cast<double>(i));
+    }
+}
+
+TEST_F(TallybookStoreInAFile, WhatWaitsHasALimit) {
+    const std::uint64_t lost_before = host::unwritten_operations().lost;
+    take_away();
+    push_in_a_batch(key.get(), kMostWaiting - 1); // and their key
+    EXPECT_EQ(host::unwritten_operations().waiting, kMostWaiting - 1);
+    EXPECT_EQ(reported, std::vector<std::string>{failure()});
+
+    add_in_a_batch(1);
+    add_in_a_batch(1);
+    EXPECT_EQ(host::unwritten_operations().waiting, kMostWaiting - 1);
+    EXPECT_EQ(host::unwritten_operations().lost, lost_before + 4);
+    const std::string loss = file.string() + ": too many operations wait to be written; 2 operations are lost";
+    EXPECT_EQ(reported, (std::vector<std::string>{failure(), loss}));
+
+    bring_back();
+    add_in_a_batch(10);
+    EXPECT_EQ(host::unwritten_operations().waiting, 0u);
+    EXPECT_EQ(host::unwritten_operations().lost, lost_before + 4);
+    EXPECT_EQ(sum_in_file(), 20);
+    EXPECT_EQ(host::read_analytics_store(file).distributions.at("key").size(), 10'000u);
+    EXPECT_EQ(close_failure(), file.string() + ": too many operations wait to be written; 4 operations are lost");
+}
+
+TEST_F(TallybookStoreInAFile, ABatchBeyondTheLimitIsWrittenOrLostAsAWhole) {
+    push_in_a_batch(key.get(), kMostWaiting);
+    EXPECT_TRUE(reported.empty());
+    host::clear_store();
+    take_away();
+
+    push_in_a_batch(key.get(), kMostWaiting);
+
+    EXPECT_EQ(host::unwritten_operations().waiting, 0u);
+    EXPECT_EQ(reported, std::vector<std::string>{
+                            file.string() + ": too many operations wait to be written; 100000 operations are lost"});
+    bring_back();
+    EXPECT_EQ(host::store_contents(), host::StoreContents{});
+    EXPECT_THROW(host::close_store(), host::Error);
+}
+
 TEST_F(TallybookStoreInAFile, ClosingTriesOnceMore) {
     take_away();
     add_in_a_batch(1);
@@ -229,14 +288,7 @@ TEST_F(TallybookStoreInAFile, ClosingSaysHowManyOperationsAreLost) {
     add_in_a_batch(1);
     TallybookScalarAdd(key.get(), 1);
 
-    std::string loss;
-    try {
-        host::close_store();
-    } catch (const host::Error &error) {
-        loss = error.what();
-    }
-
-    EXPECT_EQ(loss, file.string() + ": was moved or deleted while it was open; 3 operations are lost");
+    EXPECT_EQ(close_failure(), file.string() + ": was moved or deleted while it was open; 3 operations are lost");
     EXPECT_EQ(host::store_contents(), host::StoreContents{});
 }
 

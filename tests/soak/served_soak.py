@@ -3,7 +3,8 @@
 
     served_soak.py QORSTAT DEVICE.toml SECONDS
 
-Prints a line after every tenth of the time.
+Begins with 100,000 scrapes alone, and compares the memory after them with that after ten. Then it prints a line after
+every tenth of the time.
 """
 
 import contextlib
@@ -32,6 +33,11 @@ entry = [
 # After the first tenth of the time, for what the C library's allocator and the server's threads touch late.
 GROWTH_ALLOWED_KIB = 2048
 READINGS = 10
+
+FEW_SCRAPES = 10
+MANY_SCRAPES = 100_000
+# Between these two each of the server's 64 threads, of which a scrape takes any, touches its stack and the allocator.
+GROWTH_ALLOWED_BY_SCRAPES_KIB = 64 * 128
 
 
 class Flood(threading.Thread):
@@ -82,6 +88,20 @@ def port_of(process, log):
     sys.exit(f"the host ended: {log.read_text()}")
 
 
+def scrape_many_times(process, port, log):
+    """Whether every scrape had an answer and the memory stayed flat."""
+    good = sum(scrape(port) for _ in range(FEW_SCRAPES))
+    after_few = anonymous_memory(process)
+    for _ in range(FEW_SCRAPES, MANY_SCRAPES):
+        good += scrape(port)
+        os.truncate(log, 0)
+    growth = anonymous_memory(process) - after_few
+    is_flat = growth <= GROWTH_ALLOWED_BY_SCRAPES_KIB
+    print(f"memory grew by {growth} KiB from {FEW_SCRAPES} scrapes to {MANY_SCRAPES}, {good} of them answered; "
+          f"{GROWTH_ALLOWED_BY_SCRAPES_KIB} are allowed: " + ("flat" if is_flat else "NOT FLAT"), flush=True)
+    return is_flat and good == MANY_SCRAPES
+
+
 def soak(qorstat, device, seconds, folder):
     description = folder / "device.toml"
     description.write_text(pathlib.Path(device).read_text() + BATCH)
@@ -93,6 +113,7 @@ def soak(qorstat, device, seconds, folder):
             port = port_of(process, log)
             sender = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
             sender.connect(str(folder / "qor-notifications" / f"{process.pid}.socket"))
+            scrapes_are_flat = scrape_many_times(process, port, log)
             floods = [Flood(lambda: scrape(port)), Flood(lambda: notify(sender))]
             readings = []
             print(f"{'seconds':>8} {'scrapes':>10} {'notifications':>14} {'KiB':>10}")
@@ -116,7 +137,7 @@ def soak(qorstat, device, seconds, folder):
     did_everything = all(flood.done > 0 for flood in floods)
     if not did_everything:
         print("SOMETHING was never done")
-    return is_flat and did_everything and process.returncode == 0
+    return scrapes_are_flat and is_flat and did_everything and process.returncode == 0
 
 
 def main(qorstat, device, seconds):

@@ -59,7 +59,8 @@ TEST_F(ListenTest, AFreePortIsFoundAndAnnounced) {
 
     EXPECT_EQ(outcome.exit_code, 0);
     EXPECT_EQ(outcome.out, "");
-    EXPECT_THAT(outcome.err, ContainsRegex("^metrics at http://127\\.0\\.0\\.1:[1-9][0-9]*/metrics\nhosting "));
+    EXPECT_THAT(outcome.err, ContainsRegex("^metrics at http://127\\.0\\.0\\.1:[1-9][0-9]*/metrics\nanalytics in "
+                                           "memory only\nnotifications at [^\n]*\nhosting "));
 }
 
 TEST_F(ListenTest, APortInUseIsOneError) {

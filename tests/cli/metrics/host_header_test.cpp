@@ -1,5 +1,7 @@
 #include "cli/metrics/host_header.h"
 
+#include <string>
+
 #include <gtest/gtest.h>
 
 using cli::ListenAddress;
@@ -26,6 +28,11 @@ TEST(HostHeaderTest, TheServersOwnAddressMeansIt) {
     EXPECT_FALSE(means_this_server("192.0.2.7", kLoopback, {}));
 }
 
+TEST(HostHeaderTest, TheServersOwnAddressMeansItWithoutItsScope) {
+    EXPECT_TRUE(means_this_server("[fe80::1]:9100", {"fe80::1%1", true, 9100}, {}));
+    EXPECT_FALSE(means_this_server("[fe80::2]:9100", {"fe80::1%1", true, 9100}, {}));
+}
+
 TEST(HostHeaderTest, AnyAddressMeansAServerOfAllAddresses) {
     EXPECT_TRUE(means_this_server("192.0.2.8:9100", kAll, {}));
     EXPECT_TRUE(means_this_server("[2001:db8::1]:9100", kAll6, {}));
@@ -38,6 +45,34 @@ TEST(HostHeaderTest, AForeignNameMeansAnotherServer) {
         EXPECT_FALSE(means_this_server(header, kLoopback, {})) << header;
         EXPECT_FALSE(means_this_server(header, kAll, {})) << header;
     }
+}
+
+TEST(HostHeaderTest, APortIsANumberOrMissing) {
+    for (const char *host : {"localhost", "127.0.0.1", "[::1]", "phone.lab"}) {
+        for (const char *port : {"", ":", ":0", ":9100", ":65535", ":09100"}) {
+            EXPECT_TRUE(means_this_server(std::string(host) + port, kLoopback, {"phone.lab"})) << host << port;
+        }
+        for (const char *port : {":65536", ":x", ":9100x", ":9100 ", ": 9100", ":-1", ":+1", "::9100", ":9100:9100",
+                                 ":example.org", " ", ",example.org", "/", "@example.org", "]", "[::1]"}) {
+            EXPECT_FALSE(means_this_server(std::string(host) + port, kLoopback, {"phone.lab"})) << host << port;
+        }
+    }
+}
+
+TEST(HostHeaderTest, BracketsHoldAnIpv6AddressAndNothingElseDoes) {
+    for (const char *header : {"[127.0.0.1]", "[localhost]", "[phone.lab]:9100", "::1", "[::1", "::1]", "[[::1]]",
+                               "[::1]9100", "[::1]x:9100", "x[::1]", "[fe80::1%lo]", "[::1%1]"}) {
+        EXPECT_FALSE(means_this_server(header, kLoopback, {"phone.lab"})) << header;
+        EXPECT_FALSE(means_this_server(header, kAll6, {"phone.lab"})) << header;
+    }
+}
+
+TEST(HostHeaderTest, ALongHeaderMeansAnotherServer) {
+    for (const std::size_t size : {45U, 46U, 47U, 16'000U}) {
+        EXPECT_FALSE(means_this_server(std::string(size, '1'), kAll, {})) << size;
+        EXPECT_FALSE(means_this_server("[" + std::string(size, ':') + "]", kAll6, {})) << size;
+    }
+    EXPECT_TRUE(means_this_server("[0000:0000:0000:0000:0000:ffff:192.168.100.228]:9100", kAll6, {}));
 }
 
 TEST(HostHeaderTest, AGivenNameMeansTheServer) {

@@ -30,18 +30,18 @@ TEST(SideBySideTest, AScalarHasAColumnForEachStoreAndADistributionALine) {
     EXPECT_EQ(cli::side_by_side_table(two_days(), {}), R"(button
                monday.db  tuesday.db
   click.count         12        1000
-              count  min  mean  p50  p90  p99  max
+                count  min  mean  p50  p90  p99  max
   click.duration
-    monday.db     4   40    55   60   60   60   60  =          @
-    tuesday.db    2  100   100  100  100  100  100  @
+    monday.db       4   40    55   60   60   60   60  -          @
+    tuesday.db      2  100   100  100  100  100  100  @
 
 other
      monday.db  tuesday.db
   x         -3           -
   y          -           7
-              count  min  mean  p50  p90  p99  max
+                count  min  mean  p50  p90  p99  max
   z
-    tuesday.db    1  0.5   0.5  0.5  0.5  0.5  0.5  @
+    tuesday.db      1  0.5   0.5  0.5  0.5  0.5  0.5  @
 )");
 }
 
@@ -52,7 +52,7 @@ TEST(SideBySideTest, WhereTheColumnsAreTooManyAScalarHasALineForEachStore) {
   click.count
     monday.db     12
     tuesday.db  1000
-              count  min  mean  p50  p9)");
+                count  min )");
 }
 
 TEST(SideBySideTest, StoresWithoutContentsAreEmpty) {

@@ -15,6 +15,7 @@
 #include "cli/reports/input.h"
 #include "cli/reports/source.h"
 #include "host/error.h"
+#include "tests/cli/inputs/packed.h"
 #include "tests/cli/program.h"
 #include "tests/cli/reports/dumps.h"
 
@@ -273,6 +274,33 @@ std::string error_of(const Read &read) {
         return std::string("wrong use: ") + error.what();
     }
     return "";
+}
+
+TEST(RelativeTimeTest, FromTheEndOfAPackedFileReadsIt) {
+    const Selection selection = between(BeforeLastReport{100}, {});
+    const std::vector<std::uint32_t> kLastTwo = {2999, 3000};
+    const std::string dump = numbered_reports(3000) + "123";
+    EXPECT_EQ(read_file(cli_tests::gzip(dump), selection).numbers, kLastTwo);
+    EXPECT_EQ(read_file(cli_tests::zstd(dump), selection).numbers, kLastTwo);
+}
+
+TEST(RelativeTimeTest, FromTheEndOfAPackedFileThatIsCutOffIsFromItsWholePart) {
+    const std::string packed = cli_tests::gzip(numbered_reports(3000));
+    const TemporaryFolder folder;
+    SelectedDump source(folder.file("dump", packed.substr(0, packed.size() / 2)), between(BeforeLastReport{100}, {}));
+    std::vector<std::uint32_t> numbers;
+
+    const std::string error = error_of([&] {
+        for (cli::ReportBlock block; source.next(block);) {
+            for (const _QorProfileReport &report : block.reports) {
+                numbers.push_back(report.sequence_num());
+            }
+        }
+    });
+
+    EXPECT_NE(error, "");
+    ASSERT_EQ(numbers.size(), 2u);
+    EXPECT_EQ(numbers[0] + 1, numbers[1]);
 }
 
 TEST(RelativeTimeTest, FromTheEndOfAPipeIsAnError) {

@@ -21,27 +21,41 @@ using cli_tests::TemporaryFolder;
 namespace {
 
 constexpr std::size_t kPiece = MappedFile::kViewBytes;
-constexpr std::size_t kTenMegabytes = 10'000'000;
+/** More than two windows of 1 MiB each, and not whole pages. */
+constexpr std::size_t kFileBytes = (std::size_t{2} << 20) + 3 * kPiece + 1000;
 
 std::string text_of(std::span<const std::byte> bytes) {
     const void *const begin = bytes.data();
     return {static_cast<const char *>(begin), bytes.size()};
 }
 
-/** A file of that many bytes, each of them the low byte of a third of its offset, and 'x' instead of zero. */
+/**
+ * `kFileBytes` bytes, none of them zero. They repeat after 765, which shares no factor with the size of a page, so that
+ * no two pages are equal.
+ */
+std::string file_content() {
+    std::string period;
+    for (int i = 0; i < 765; ++i) {
+        period.push_back(static_cast<char>(i / 3 + 1));
+    }
+    std::string content;
+    while (content.size() < kFileBytes) {
+        content += period;
+    }
+    content.resize(kFileBytes);
+    return content;
+}
+
 class MappedFileTest : public testing::Test {
 protected:
     explicit MappedFileTest() {
-        for (std::size_t i = 0; i < kTenMegabytes; ++i) {
-            content.push_back(i / 3 % 256 == 0 ? 'x' : static_cast<char>(i / 3 % 256));
-        }
         path = folder.file("file", content);
         descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     }
     ~MappedFileTest() override { close(descriptor); }
 
     TemporaryFolder folder;
-    std::string content;
+    const std::string content = file_content();
     std::string path;
     int descriptor = -1;
 };

@@ -90,6 +90,33 @@ TEST_P(NewStoreFileTest, IsFlushedWithItsName) {
     EXPECT_TRUE(is_flushed(folder));
 }
 
+TEST_P(NewStoreFileTest, ThatIsGivenUpLeavesNothing) {
+    struct GivenUp {};
+    host::StoreContents contents = kContents;
+    for (int value = 0; value < 2500; ++value) {
+        contents.distributions["d"][value] = static_cast<std::uint64_t>(value + 1);
+    }
+    bool is_written = false;
+    int checks = 0;
+    for (int last = 1; !is_written; ++last) {
+        checks = 0;
+        try {
+            host::write_new_analytics_store(file, contents, [&] {
+                if (++checks == last) {
+                    throw GivenUp();
+                }
+            });
+            is_written = true;
+        } catch (const GivenUp &) {
+            ASSERT_TRUE(fs::is_empty(folder)) << last;
+        }
+    }
+
+    EXPECT_GE(checks, 6) << "for the scalar, three pieces of the distribution, the file and its name";
+    EXPECT_EQ(host::read_analytics_store(file), contents);
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()), 1);
+}
+
 INSTANTIATE_TEST_SUITE_P(FileSystems, NewStoreFileTest, testing::Bool(), [](const testing::TestParamInfo<bool> &links) {
     return links.param ? "WithLinks" : "WithoutLinks";
 });

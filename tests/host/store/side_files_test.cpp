@@ -5,6 +5,7 @@
 #include <fstream>
 #include <functional>
 #include <map>
+#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -103,6 +104,53 @@ TEST_P(StoreSideFiles, AHostChangesOnlyTheStoreAndItsOwnLog) {
     }
     EXPECT_EQ(after, before);
 }
+
+/** Who made a log beside a store of the user 1 and the group 60, and whether it is used. */
+struct Maker {
+    uid_t user;
+    gid_t group; ///< of the log
+    mode_t store_mode;
+    bool is_accepted;
+
+    friend void PrintTo(const Maker &maker, std::ostream *out) {
+        *out << "user " << maker.user << ", group " << maker.group << ", store " << std::oct << maker.store_mode;
+    }
+};
+
+class StoreLogOfAnotherUser : public testing::TestWithParam<Maker> {};
+
+TEST_P(StoreLogOfAnotherUser, IsUsedWhenThatUserMayWriteToTheStore) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "only root can make files of other users";
+    }
+    const Maker &maker = GetParam();
+    std::string name = testing::TempDir() + "store-of-a-group-XXXXXX";
+    const fs::path folder = mkdtemp(name.data());
+    const std::string store = folder / "store.db";
+    const std::string log = store + "-wal";
+    host::write_new_analytics_store(store, {{{"a", 1}}, {}});
+    ASSERT_EQ(::chown(store.c_str(), 1, 60), 0);
+    fs::permissions(store, static_cast<fs::perms>(maker.store_mode));
+    store_tests::write_text(log, "");
+    ASSERT_EQ(::chown(log.c_str(), maker.user, maker.group), 0);
+
+    std::string reason;
+    try {
+        EXPECT_EQ(host::read_analytics_store(store).scalars.at("a"), 1);
+    } catch (const host::Error &error) {
+        reason = error.reason();
+    }
+
+    EXPECT_EQ(reason, maker.is_accepted ? "" : "\"store.db-wal\" beside it belongs to another user");
+    fs::remove_all(folder);
+}
+
+/** By Debian's own users: 5 (games) is in the group 60, and 2 (bin) is not. Nobody is 54321. */
+INSTANTIATE_TEST_SUITE_P(Any, StoreLogOfAnotherUser,
+                         testing::Values(Maker{1, 60, 0600, true}, Maker{0, 0, 0600, true}, // the owner, and the reader
+                                         Maker{5, 60, 0660, true}, Maker{5, 5, 0660, true}, Maker{5, 60, 0640, false},
+                                         Maker{5, 60, 0606, false}, Maker{2, 60, 0660, false}, Maker{2, 2, 0606, true},
+                                         Maker{54321, 60, 0660, false}, Maker{54321, 60, 0666, true}));
 
 INSTANTIATE_TEST_SUITE_P(Any, StoreSideFiles, testing::ValuesIn(hostile_surroundings()),
                          [](const testing::TestParamInfo<Surroundings> &made) { return made.param.name; });

@@ -1,12 +1,9 @@
 #include "host/TallybookStore.h"
 
-#include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <limits>
 #include <new>
 #include <optional>
 #include <string>
@@ -19,44 +16,15 @@
 
 #include "platform/Owned.h"
 #include "platform/TallybookStore.h"
-
-namespace {
-
-constexpr int kNoLimit = std::numeric_limits<int>::max();
-
-/** The number of allocations of this thread that succeed before memory is exhausted. */
-thread_local int allocations_left = kNoLimit;
-
-/** Whether the limit lets the thread allocate. */
-bool may_allocate() {
-    if (allocations_left == 0) {
-        return false;
-    }
-    allocations_left -= allocations_left == kNoLimit ? 0 : 1;
-    return true;
-}
-
-void *allocate(std::size_t size) {
-    void *const memory = may_allocate() ? std::malloc(size) : nullptr;
-    if (memory == nullptr) {
-        throw std::bad_alloc();
-    }
-    return memory;
-}
-
-} // namespace
-
-// Not inlined: the compiler would warn about mixing them with the functions of the C library.
-[[gnu::noinline]] void *operator new(std::size_t size) { return allocate(size); }
-[[gnu::noinline]] void *operator new[](std::size_t size) { return allocate(size); }
-[[gnu::noinline]] void operator delete(void *memory) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete(void *memory, std::size_t) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete[](void *memory) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete[](void *memory, std::size_t) noexcept { std::free(memory); }
+#include "tests/limited_memory.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+
+using tests::allocations_left;
+using tests::kNoLimit;
+using tests::may_allocate;
 
 /** A store for which memory is exhausted at the end of a batch, after each possible number of allocations. */
 class StoreWithoutMemory : public testing::Test {
