@@ -69,8 +69,8 @@ std::string InputStatistics::json(const decoder::device_clock &clock) {
 }
 
 std::string InputStatistics::rows_text(const decoder::device_clock &clock) const {
-    std::vector<std::vector<std::string>> cells = {
-        {"inputs", "reports", "gaps", "missing", "from", "to", "from", "to"}};
+    std::vector<std::vector<std::string>> cells = {{"inputs", "reports", "gaps", "missing", "earliest", "latest",
+                                                    "earliest wall-clock time", "latest wall-clock time"}};
     bool has_wall_times = false;
     for (std::size_t input = 0; input < _rows.size(); ++input) {
         const Row &row = _rows[input];

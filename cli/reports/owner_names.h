@@ -102,10 +102,10 @@ public:
      * The names as texts: the system's, else the owner's, else the number in decimal. Never empty. Valid as long as the
      * object.
      */
-    std::string_view category_name(std::uint8_t category) const;
-    std::string_view component_name(std::uint8_t category, std::uint8_t component) const;
-    std::string_view event_name(std::uint8_t category, std::uint8_t component, std::uint8_t event) const;
-    std::string_view type_name(std::uint8_t type) const;
+    std::string_view category_name(std::uint8_t id) const;
+    std::string_view component_name(std::uint8_t category, std::uint8_t id) const;
+    std::string_view event_name(std::uint8_t category, std::uint8_t component, std::uint8_t id) const;
+    std::string_view type_name(std::uint8_t id) const;
 
     /** The categories of which a component or an event has a name. */
     std::bitset<256> categories_with_places() const;
