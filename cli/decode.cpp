@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -5,6 +6,9 @@
 #include <string>
 #include <utility>
 #include <vector>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "cli/arguments/hosting.h"
 #include "cli/arguments/input_arguments.h"
@@ -17,6 +21,7 @@
 #include "cli/inputs/input_sequence.h"
 #include "cli/reports/clock.h"
 #include "cli/reports/input_statistics.h"
+#include "cli/reports/marks.h"
 #include "cli/reports/open_input.h"
 #include "cli/reports/ordered_workers.h"
 #include "cli/reports/rendering.h"
@@ -41,7 +46,7 @@ struct DecodeArguments {
     std::optional<std::uint64_t> skip;
     ClockWords clock;
     std::optional<std::string> time_zone;
-    std::string format = "text";
+    std::string format; ///< empty: brief on a terminal, text elsewhere
     bool has_raw = false;
     std::optional<std::string> names_file;
     Selection selection;
@@ -49,6 +54,7 @@ struct DecodeArguments {
     bool wants_statistics = false;
     bool statistics_are_json = false;
     bool is_strict = false;
+    bool has_no_pager = false;
     std::optional<std::string> output_file;
 };
 
@@ -69,11 +75,24 @@ std::uint64_t bytes_to_read(const ReportStream &stream, const DecodeArguments &a
 ReadingWatcher make_watcher(ProgressBar &progress, const Output &output, const DecodeArguments &arguments) {
     return [&progress, &output, follows = arguments.selection.follow != Follow::Nothing](std::uint64_t bytes_read) {
         progress.show(bytes_read);
-        if (follows) {
-            // While the file does not grow nothing is written, so no failed write shows that the reader has gone.
+        if (follows || output.is_paged()) {
+            // Where nothing is written for a while, no failed write shows that the reader has gone.
             output.require_reader();
         }
     };
+}
+
+bool is_awaited(const std::string &input) {
+    struct stat status {};
+    const bool is_known =
+        input == kStandardInputArgument ? fstat(STDIN_FILENO, &status) == 0 : stat(input.c_str(), &status) == 0;
+    return is_known && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
+}
+
+/** Whether reports may have to be waited for: a pager would show the first of them too late. */
+bool has_awaited(const DecodeArguments &arguments) {
+    return arguments.selection.follow != Follow::Nothing ||
+           std::any_of(arguments.inputs.begin(), arguments.inputs.end(), is_awaited);
 }
 
 /** The owner's names; none without a file of them. @throws host::Error. */
@@ -107,15 +126,34 @@ void write_reports(ReportStream &stream, const DecodeArguments &arguments, const
         wish.name_of = [&stream](std::size_t input) { return stream.name_of(input); };
     }
     const ReportRendering rendering = rendering_of(wish);
+    if (!arguments.has_no_pager && !has_awaited(arguments)) {
+        output.page_when_long();
+    }
+    MarkFinder marks;
+    // Of what was between the last reports of a pipe that pass a filter nothing is known.
+    if (shows_marks(arguments.format)) {
+        static_cast<void>(stream.observe([&marks](const ReportPiece &piece) { marks.see(piece); }));
+    }
     output.write(rendering.start);
-    const BlockSteps steps{[&](Block &block) { return stream.next(block); },
+    const BlockSteps steps{[&](Block &block) {
+                               marks.begin(block);
+                               const bool is_filled = stream.next(block);
+                               if (shows_marks(arguments.format)) {
+                                   marks.end();
+                               }
+                               return is_filled;
+                           },
                            [&](Block &block) {
                                const decoder::unchanging_zone zone; // set before the first report
                                rendering.append(block.text, block, clock);
                            },
                            [&](const Block &block) {
                                const std::string_view text = block.text.text();
-                               output.write_lines(std::as_bytes(std::span(text.data(), text.size())));
+                               if (rendering.is_styled) {
+                                   output.write_styled_lines(text);
+                               } else {
+                                   output.write_lines(std::as_bytes(std::span(text.data(), text.size())));
+                               }
                            }};
     work_in_order(rendering.depends_on_order ? 1 : worker_count(), steps);
     output.write(rendering.end);
@@ -180,7 +218,7 @@ StreamOptions stream_options(const DecodeArguments &arguments) {
     return {.selection = arguments.selection,
             .skip = arguments.skip.value_or(0),
             .refuses_doubtful = arguments.is_strict,
-            .with_offsets = arguments.has_files,
+            .with_offsets = arguments.has_files || shows_marks(arguments.format),
             // Viewers sort the events of a trace themselves, and statistics have no order.
             .merges_by_time =
                 !arguments.merge_by.empty() && arguments.format != "chrome-trace" && !arguments.wants_statistics};
@@ -211,6 +249,11 @@ int decode(DecodeArguments &arguments) {
     } else if (uses_time_zone(arguments)) {
         warn_of_unknown_zone();
     }
+    if (arguments.format.empty()) {
+        const bool is_to_terminal = arguments.output_file.value_or(kStandardInputArgument) == kStandardInputArgument &&
+                                    isatty(STDOUT_FILENO) == 1;
+        arguments.format = is_to_terminal ? "brief" : "text";
+    }
     require_rows_for_raw(arguments);
     const OwnerNames names = read_names(arguments.names_file);
     arguments.selection.filter.names = arguments.names_file ? &names : nullptr;
@@ -218,7 +261,8 @@ int decode(DecodeArguments &arguments) {
     arguments.selection.sync = clock.now().sync;
     InputSequence inputs = inputs_of(arguments);
     // In rows of several inputs always, in lines only when that is wanted.
-    arguments.has_files = arguments.has_files || (!inputs.is_one_file() && arguments.format != "text");
+    arguments.has_files =
+        arguments.has_files || (!inputs.is_one_file() && arguments.format != "text" && arguments.format != "brief");
     ReportStream stream(std::move(inputs), stream_options(arguments));
     if (!stream.has_opened_any()) {
         return stream.has_failed() ? kExitFailed : kExitOk;
@@ -297,7 +341,7 @@ Verb declare_decode() {
                            .short_name = "-f",
                            .value_name = "FORM",
                            .target = word_reader(arguments->format, kFormats),
-                           .help = "text (default), jsonl, csv, chrome-trace"},
+                           .help = "brief (default on a terminal), text (elsewhere),\njsonl, csv, chrome-trace"},
                           {.name = "--raw",
                            .target = &arguments->has_raw,
                            .help = "With jsonl and csv: every row ends with all 48 bytes"},
@@ -357,7 +401,8 @@ Verb declare_decode() {
                            .target = &arguments->is_strict,
                            .help = "Refuse what does not look like a dump; exit with 1 if\n"
                                    "a partial report is at the end"},
-                          excluding_follow(output_argument(arguments->output_file))},
+                          excluding_follow(output_argument(arguments->output_file)),
+                          no_pager_argument(arguments->has_no_pager)},
             .examples = {"qorstat decode dump.bin --category sensor,wake --around 7201.5s",
                          "qorstat decode - --format chrome-trace < dump.bin > trace.json"},
             .run = [arguments] { return decode(*arguments); }};

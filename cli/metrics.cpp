@@ -36,6 +36,7 @@ struct MetricsArguments {
     std::optional<std::string> files_from;
     bool is_json = false;
     bool is_openmetrics = false;
+    bool has_no_pager = false;
     std::vector<std::string> merged;
     bool merges_same = false;
     std::optional<std::string> output_file;
@@ -189,6 +190,9 @@ int show_stores(const MetricsArguments &arguments) {
         add_store(stores, store->name, std::move(store->contents));
     }
     if (!stores.empty()) {
+        if (!arguments.has_no_pager) {
+            file.output().page_when_long();
+        }
         if (is_one_file) {
             write_one(stores.front().contents, arguments, file.output());
         } else {
@@ -229,7 +233,8 @@ Verb declare_metrics() {
                        .target = &arguments->merges_same,
                        .help = "With --merge: also add a store to itself or a copy",
                        .needs = "--merge"},
-                      output_argument(arguments->output_file, "File for the output; of --merge: a new store")},
+                      output_argument(arguments->output_file, "File for the output; of --merge: a new store"),
+                      no_pager_argument(arguments->has_no_pager)},
         .notes = "Tables show six significant digits. Percentiles are nearest-rank: the smallest\n"
                  "value such that at least that share of all values is less or equal.",
         .examples = {"qorstat metrics monday.db tuesday.db", "qorstat metrics --merge monday.db tuesday.db -o both.db"},

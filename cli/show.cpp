@@ -25,6 +25,7 @@ struct ShowArguments {
     std::optional<std::string> files_from;
     std::optional<std::string> output_file;
     bool is_json = false;
+    bool has_no_pager = false;
 };
 
 struct RecordFile {
@@ -106,6 +107,9 @@ int show(const ShowArguments &arguments) {
                           {ContentKind::Records},
                           "a state-capture record"});
     OutputFile file(arguments.output_file);
+    if (!arguments.has_no_pager) {
+        file.output().page_when_long();
+    }
     Listing listing(file.output(), arguments.is_json);
     bool has_any = false;
     while (const std::optional<RecordFile> records = next_file(inputs)) {
@@ -129,7 +133,8 @@ Verb declare_show() {
                           {.name = "--json",
                            .target = &arguments->is_json,
                            .help = "Print JSON: exact integers, bytes as hex digits"},
-                          output_argument(arguments->output_file)},
+                          output_argument(arguments->output_file),
+                          no_pager_argument(arguments->has_no_pager)},
             .notes = "Control characters in texts are escaped on a terminal; pipes and files get the\n"
                      "exact texts.",
             .examples = {"qorstat show captures/fault", "qorstat show --json all.records | jq '.[].title'"},

@@ -31,9 +31,10 @@ template <std::size_t payload>
 inline constexpr std::size_t kFieldCount = kPayloads[payload][0]->fields.size() + kPayloads[payload][1]->fields.size();
 
 /** The field at `place` of `kPayloads[payload]`: what a notation may know of it at compile time. */
-template <std::size_t payload_number, std::size_t place>
+template <std::size_t payload_number, std::size_t field_number>
 struct shown_field {
     static constexpr std::size_t payload = payload_number;
+    static constexpr std::size_t place = field_number;
     static constexpr const qor::Layout &layout =
         *kPayloads[payload][place < kPayloads[payload][0]->fields.size() ? 0 : 1];
     static constexpr const qor::Field &row =

@@ -60,7 +60,7 @@ private:
 /** The request that the input encodes. */
 struct Wish {
     explicit Wish(Input &input) {
-        form = input.byte() % 6;
+        form = input.byte() % 7;
         const unsigned flags = input.byte();
         is_pipe = (flags & 1) != 0;
         style.escapes_controls = (flags & 2) != 0;
@@ -237,7 +237,7 @@ std::uint64_t gaps_in(const Reports &reports) {
 void check_statistics(const cli::SequenceWatch &sequence, const Wish &wish, const Reports &reports) {
     cli::DumpStatistics statistics;
     statistics.count(reports);
-    if (wish.form == 4) {
+    if (wish.form == cli::kFormats.size()) {
         require(statistics.text(sequence, wish.clock).back() == '\n', "the last line ends with a newline");
         return;
     }
@@ -267,6 +267,12 @@ void render(const Wish &wish, const Reports &reports) {
         require(text.text().substr(rendering.start.size()) ==
                     formulate_all(reports, [&](const auto &report) { return plain::csv_line(report, wish.clock); }),
                 "CSV is that of the plain formulation");
+    } else if (form == "brief" && !wish.style.escapes_controls) {
+        const std::uint64_t since = reports.empty() ? 0 : reports.front().timestamp();
+        require(text.text() ==
+                    formulate_all(reports,
+                                  [&](const auto &report) { return plain::brief_line(report, wish.clock, since); }),
+                "brief lines are those of the plain formulation");
     } else if (form == "chrome-trace") {
         check_trace(text.text(), reports);
         check_events(reports);

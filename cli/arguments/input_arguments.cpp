@@ -33,4 +33,8 @@ Argument output_argument(std::optional<std::string> &file, const char *help) {
     return {.name = "--output", .short_name = "-o", .value_name = "FILE", .target = file_reader(file), .help = help};
 }
 
+Argument no_pager_argument(bool &has_no_pager) {
+    return {.name = "--no-pager", .target = &has_no_pager, .help = "Write long output straight to the terminal"};
+}
+
 } // namespace cli

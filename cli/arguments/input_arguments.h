@@ -1,4 +1,4 @@
-/** The arguments that name what a verb reads, and where its result goes: the same for every verb. */
+/** The arguments that name what a verb reads, and where and how its result goes: the same for every verb. */
 #pragma once
 
 #include <optional>
@@ -21,5 +21,8 @@ Argument files_from_argument(std::optional<std::string> &file);
 /** `-o FILE` or `--output FILE`. @param file  stays empty when the option is not given. */
 Argument output_argument(std::optional<std::string> &file,
                          const char *help = "Write to this file: whole, or not at all");
+
+/** `--no-pager`. */
+Argument no_pager_argument(bool &has_no_pager);
 
 } // namespace cli

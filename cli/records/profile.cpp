@@ -1,18 +1,17 @@
 #include "cli/records/profile.h"
 
-#include <array>
 #include <cstddef>
 #include <string_view>
+#include <tuple>
 
 #include "cli/records/dictionary_reader.h"
+#include "cli/terminal/category_colours.h"
 #include "decoder/ZELLogDecoder.h"
 
 namespace cli {
 namespace {
 
-/** By category id. */
-constexpr std::array<int, 11> kColours{34, 35, 32, 33, 36, 31, 94, 95, 92, 93, 96};
-static_assert(kColours.size() == std::tuple_size_v<decltype(ZELLogDecoder::_decoders)>);
+static_assert(kCategoryColours.size() == std::tuple_size_v<decltype(ZELLogDecoder::_decoders)>);
 
 /** The position of a category's quoted value in a line. */
 struct Place {
@@ -39,9 +38,9 @@ std::optional<Place> category_place(std::string_view line) {
 
 std::optional<int> colour_of(std::string_view quoted_category) {
     const std::string_view name = quoted_category.substr(1, quoted_category.size() - 2);
-    for (unsigned category = 0; category < kColours.size(); ++category) {
+    for (unsigned category = 0; category < kCategoryColours.size(); ++category) {
         if (name == ZELLogDecoder::category_to_string(category)) {
-            return kColours[category];
+            return colour_of_category(category);
         }
     }
     return std::nullopt;

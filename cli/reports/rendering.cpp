@@ -1,14 +1,18 @@
 #include "cli/reports/rendering.h"
 
+#include <algorithm>
 #include <memory>
 #include <optional>
+#include <string_view>
 
+#include "cli/reports/brief.h"
 #include "cli/reports/csv.h"
 #include "cli/reports/json.h"
 #include "cli/reports/named_line.h"
 #include "cli/reports/placed_rows.h"
 #include "cli/reports/trace.h"
 #include "decoder/report_line.h"
+#include "host/count_text.h"
 
 namespace cli {
 namespace {
@@ -41,6 +45,8 @@ void append_each(text_buffer &out, const ReportBlock &block, const DumpClock &cl
     }
 }
 
+constexpr std::string_view kSeparator = "--\n";
+
 /** Calls the function report by report, with a line before each of the reports that `separators` counts. */
 template <typename AppendOne>
 void append_with(text_buffer &out, const ReportBlock &block, const DumpClock &clock,
@@ -48,7 +54,7 @@ void append_with(text_buffer &out, const ReportBlock &block, const DumpClock &cl
     auto separator = separators.begin();
     for (std::size_t i = 0; i < block.size(); ++i) {
         if (separator != separators.end() && *separator == i) {
-            out.append("--\n");
+            out.append(kSeparator);
             ++separator;
         }
         append_one(out, block.reports[i], block.clocks.empty() ? clock.now() : clock.now_or(block.clocks[i]));
@@ -113,6 +119,78 @@ ReportRendering optional_rendering(const RenderingWish &wish) {
     return {start, append, ""};
 }
 
+bool begins_group(const ReportBlock &block, std::size_t index) {
+    return std::binary_search(block.separators.begin(), block.separators.end(), index);
+}
+
+/** Calls the functions for each report: with its index, with each mark before it, and with its index again. */
+template <typename Begin, typename SeeMark, typename SeeReport>
+void for_each_with_marks(const ReportBlock &block, const Begin &begin, const SeeMark &see_mark,
+                         const SeeReport &see_report) {
+    auto mark = block.marks.begin();
+    for (std::size_t i = 0; i < block.size(); ++i) {
+        begin(i);
+        for (; mark != block.marks.end() && mark->place == i; ++mark) {
+            see_mark(*mark);
+        }
+        see_report(i);
+    }
+}
+
+/** Times count from the first report of each input, and anew from each restart. */
+class BriefRendering {
+public:
+    explicit BriefRendering(const RenderingWish &wish) : _lines(wish.style, wish.names), _name_of(wish.name_of) {}
+
+    void append(text_buffer &out, const ReportBlock &block, const DumpClock &clock) {
+        for_each_with_marks(
+            block, [&](std::size_t index) { out.append(begins_group(block, index) ? kSeparator : ""); },
+            [&](const Mark &mark) { append_mark(out, mark, start_of(block, mark.place)); },
+            [&](std::size_t index) { append_report(out, block, index, clock); });
+    }
+
+private:
+    /** The file that a report comes from, where that is wanted. */
+    std::string start_of(const ReportBlock &block, std::size_t index) const {
+        return _name_of ? escape_controls(_name_of(block.input_of(index))) + ": " : "";
+    }
+
+    void append_mark(text_buffer &out, const Mark &mark, const std::string &start) {
+        _lines.append_remark(out, start, break_text(mark.what));
+        if (mark.further != 0) {
+            _lines.append_remark(out, start, "and " + host::count_text(mark.further, "more break") + " here");
+        }
+        if (mark.what.is_restart()) {
+            _since.reset();
+        }
+    }
+
+    void append_report(text_buffer &out, const ReportBlock &block, std::size_t index, const DumpClock &clock) {
+        const _QorProfileReport &report = block.reports[index];
+        // Merged inputs are in the order of one clock.
+        if (block.inputs.empty() && block.input != _input) {
+            _input = block.input;
+            _since.reset();
+        }
+        _since = _since.value_or(report.timestamp());
+        const decoder::device_clock now = block.clocks.empty() ? clock.now() : clock.now_or(block.clocks[index]);
+        _lines.append(out, start_of(block, index), report, now, *_since);
+    }
+
+    BriefLines _lines;
+    std::function<std::string(std::size_t input)> _name_of; ///< null unless files are wanted
+    std::size_t _input = 0;
+    std::optional<std::uint64_t> _since;
+};
+
+ReportRendering brief_rendering(const RenderingWish &wish) {
+    const auto lines = std::make_shared<BriefRendering>(wish);
+    const auto append = [lines](text_buffer &out, const ReportBlock &block, const DumpClock &clock) {
+        lines->append(out, block, clock);
+    };
+    return {.start = "", .append = append, .end = "", .depends_on_order = true, .is_styled = true};
+}
+
 ReportRendering row_rendering(const RenderingWish &wish) {
     if (wish.names != nullptr || wish.has_raw) {
         return optional_rendering(wish);
@@ -140,9 +218,9 @@ public:
             _events = std::make_unique<TraceEvents>(block.input + 1, _name_of(block.input), _names);
             _events->begin(out, is_first);
         }
-        for (const _QorProfileReport &report : block.reports) {
-            _events->append(out, report);
-        }
+        for_each_with_marks(
+            block, [](std::size_t) {}, [&](const Mark &mark) { _events->append_mark(out, mark); },
+            [&](std::size_t index) { _events->append(out, block.reports[index]); });
     }
 
     /** What stands before the first report. */
@@ -171,11 +249,16 @@ ReportRendering trace_rendering(const RenderingWish &wish) {
 
 } // namespace
 
-const std::vector<std::string> kFormats = {"text", "jsonl", "csv", "chrome-trace"};
+const std::vector<std::string> kFormats = {"text", "jsonl", "csv", "chrome-trace", "brief"};
+
+bool shows_marks(const std::string &format) { return format == "brief" || format == "chrome-trace"; }
 
 ReportRendering rendering_of(const RenderingWish &wish) {
     if (wish.format == "chrome-trace") {
         return trace_rendering(wish);
+    }
+    if (wish.format == "brief") {
+        return brief_rendering(wish);
     }
     const ReportRendering rows = row_rendering(wish);
     return wish.name_of ? with_places(rows, wish) : rows;

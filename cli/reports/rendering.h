@@ -21,10 +21,14 @@ struct ReportRendering {
     std::function<void(text_buffer &out, const ReportBlock &block, const DumpClock &clock)> append;
     std::string end;               ///< after the last report
     bool depends_on_order = false; ///< the text depends on earlier reports: one thread, in their order
+    bool is_styled = false;        ///< with the colours of the style
 };
 
-/** The names of the formats: text, jsonl, csv, chrome-trace. */
+/** The names of the formats: text, jsonl, csv, chrome-trace, brief. */
 extern const std::vector<std::string> kFormats;
+
+/** Whether a format shows the marks of blocks, which need their offsets. */
+bool shows_marks(const std::string &format);
 
 /** How the user wants to see reports. */
 struct RenderingWish {

@@ -6,6 +6,7 @@
 #include <span>
 #include <vector>
 
+#include "cli/reports/sequence_break.h"
 #include "decoder/device_clock.h"
 #include "qor/report.h"
 
@@ -26,9 +27,16 @@ struct ReportPiece {
     }
 };
 
+/** What is said before a report. */
+struct Mark {
+    std::size_t place; ///< the index of that report in its block
+    SequenceBreak what;
+    std::uint64_t further; ///< how many more breaks followed this one before that report
+};
+
 /**
  * Selected reports, with what else is known of each. A vector besides `reports` is either empty or as long as
- * `reports`, except `separators`.
+ * `reports`, except `separators` and `marks`.
  */
 struct ReportBlock {
     std::vector<_QorProfileReport> reports;
@@ -38,12 +46,16 @@ struct ReportBlock {
     std::vector<std::size_t> inputs;           ///< of each report; empty unless several inputs are merged
     /** The indexes, in ascending order, of reports that begin a group of neighbours and are not the first of all. */
     std::vector<std::size_t> separators;
+    std::vector<Mark> marks; ///< by place; empty unless they are wanted
 
     std::size_t size() const { return reports.size(); }
     bool empty() const { return reports.empty(); }
     std::size_t input_of(std::size_t index) const { return inputs.empty() ? input : inputs[index]; }
 
-    void clear() { shrink_to(0); }
+    void clear() {
+        shrink_to(0);
+        marks.clear();
+    }
 
     /** Removes the reports from `size` on; there must be as many. */
     void shrink_to(std::size_t size) {

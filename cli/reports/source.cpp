@@ -28,8 +28,13 @@ bool ReportSource::next(ReportBlock &block) {
         return next_of_windows(block);
     }
     give_kept(block);
-    // Nobody waits for the reports of a file that is read in place, and full blocks are the faster ones.
-    while (!_has_ended && (block.empty() || (_input->is_read_in_place() && block.size() < _options.most_reports))) {
+    // Full blocks are the faster ones, and a file that is read in place has no reports to wait for. Where few pass, the
+    // first of them is not kept back until the block is full.
+    constexpr int kReadsAtMost = 64;
+    for (int reads = 0;
+         !_has_ended && (block.empty() ||
+                         (_input->is_read_in_place() && block.size() < _options.most_reports && reads < kReadsAtMost));
+         ++reads) {
         read_selected(block);
     }
     return !block.empty();

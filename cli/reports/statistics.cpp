@@ -65,33 +65,25 @@ Json counts_json(const std::vector<DumpStatistics::Count> &counts, const std::ve
 
 void SequenceWatch::begin_input(const std::string &file) {
     _file = file;
-    _last.reset();
+    _watch = {};
 }
 
 void SequenceWatch::see(std::span<const _QorProfileReport> reports, std::uint64_t offset) {
-    if (reports.empty()) {
-        return;
-    }
-    std::uint32_t before = _last.value_or(reports.front().sequence_num() - 1);
-    for (const _QorProfileReport &report : reports) {
-        const std::uint32_t number = report.sequence_num();
-        if (number != static_cast<std::uint32_t>(before + 1)) {
-            see_step(before, number, offset);
-        }
-        before = number;
-        offset += _QorProfileReport::kSize;
-    }
-    _last = before;
+    _watch.see(reports, [&](std::size_t index, const SequenceBreak &found) {
+        see_break(found, offset + index * _QorProfileReport::kSize);
+    });
 }
 
-void SequenceWatch::see_step(std::uint32_t before, std::uint32_t number, std::uint64_t offset) {
-    // Numbers wrap, so a step of less than half their range counts as forward.
-    const std::uint32_t step = number - before;
-    const bool is_forward = step != 0 && step < 0x80000000U;
+void SequenceWatch::see_break(const SequenceBreak &found, std::uint64_t offset) {
+    _time_back_count += found.goes_back_in_time() ? 1 : 0;
+    _restart_count += found.is_restart() ? 1 : 0;
+    if (!found.is_gap()) {
+        return;
+    }
     ++_gap_count;
-    _missing_count += is_forward ? step - 1 : 0;
+    _missing_count += found.missing();
     if (_first_gaps.size() < kGapsKept) {
-        _first_gaps.push_back({offset, before, number, _file});
+        _first_gaps.push_back({offset, found.number_before, found.number, _file});
     }
 }
 
@@ -201,6 +193,8 @@ std::string DumpStatistics::text(const SequenceWatch &sequence, const decoder::d
     if (sequence.gap_count() > sequence.first_gaps().size()) {
         text += "  and " + std::to_string(sequence.gap_count() - sequence.first_gaps().size()) + " more\n";
     }
+    text += "time stamps that go back: " + std::to_string(sequence.time_back_count()) +
+            ", restarts: " + std::to_string(sequence.restart_count()) + "\n";
     text += table("categories", all.categories) + table("components", all.components) + table("events", all.events);
     if (_other_events != 0) {
         text += "  and of others than these: " + std::to_string(_other_events) + "\n";
@@ -226,6 +220,8 @@ Json DumpStatistics::object(const SequenceWatch &sequence, const decoder::device
     }
     json["gaps"] = sequence.gap_count();
     json["missing"] = sequence.missing_count();
+    json["times_back"] = sequence.time_back_count();
+    json["restarts"] = sequence.restart_count();
     json["first_gaps"] = Json::array();
     for (const SequenceGap &gap : sequence.first_gaps()) {
         Json object;

@@ -3,7 +3,6 @@
 
 #include <array>
 #include <cstdint>
-#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -11,6 +10,7 @@
 #include <vector>
 
 #include "cli/reports/owner_names.h"
+#include "cli/reports/sequence_break.h"
 #include "cli/terminal/json_value.h"
 #include "decoder/device_clock.h"
 #include "qor/report.h"
@@ -25,7 +25,7 @@ struct SequenceGap {
     std::string file{}; ///< empty for the only input
 };
 
-/** Finds gaps in the sequence numbers of successive reports. One thread at a time. */
+/** Counts the breaks between successive reports of one input, and keeps the first gaps. One thread at a time. */
 class SequenceWatch {
 public:
     /** Further gaps are counted but not kept. */
@@ -41,15 +41,21 @@ public:
     std::uint64_t gap_count() const { return _gap_count; }
     /** How many numbers were skipped. A number that goes back skips none. */
     std::uint64_t missing_count() const { return _missing_count; }
+    /** How many time stamps are before the one that precedes them. */
+    std::uint64_t time_back_count() const { return _time_back_count; }
+    /** How often the coprocessor started anew. A restart is also a gap, and a time stamp that goes back. */
+    std::uint64_t restart_count() const { return _restart_count; }
 
 private:
-    void see_step(std::uint32_t before, std::uint32_t number, std::uint64_t offset);
+    void see_break(const SequenceBreak &found, std::uint64_t offset);
 
     std::string _file;
-    std::optional<std::uint32_t> _last;
+    BreakWatch _watch;
     std::vector<SequenceGap> _first_gaps;
     std::uint64_t _gap_count = 0;
     std::uint64_t _missing_count = 0;
+    std::uint64_t _time_back_count = 0;
+    std::uint64_t _restart_count = 0;
 };
 
 /** Counts reports by category, component, event and type. One thread at a time. Memory is bounded. */

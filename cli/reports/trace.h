@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "cli/reports/owner_names.h"
+#include "cli/reports/report_block.h"
 #include "cli/reports/slice_nesting.h"
 #include "decoder/remembered_header.h"
 #include "decoder/short_text.h"
@@ -61,6 +62,9 @@ public:
      * so their names begin with the component's.
      */
     void append(text_buffer &out, const _QorProfileReport &report);
+
+    /** Appends an instant across all tracks, at the time stamp of the report behind the break. */
+    void append_mark(text_buffer &out, const Mark &mark) const;
 
 private:
     /** @param payload  an index into `decoder::kPayloads`. */

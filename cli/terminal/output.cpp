@@ -5,15 +5,19 @@
 #include <cerrno>
 #include <climits>
 #include <limits>
+#include <mutex>
 #include <system_error>
 #include <utility>
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "cli/terminal/display_width.h"
 #include "cli/terminal/interruption.h"
+#include "cli/terminal/pager.h"
 #include "host/error.h"
 
 namespace cli {
@@ -37,6 +41,68 @@ std::size_t rest_of_line(std::span<const std::byte> bytes, std::span<const std::
 
 std::size_t rest_of_record(std::span<const std::byte> bytes, std::span<const std::byte> left) {
     return left.size() == bytes.size() ? 0 : left.size();
+}
+
+/** The rows that a pager shows on the terminal besides its prompt. */
+std::size_t terminal_rows(int descriptor) {
+    constexpr std::size_t kUsualRows = 24;
+    struct winsize size {};
+    const bool is_known = ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_row > 1;
+    return (is_known ? size.ws_row : kUsualRows) - 1;
+}
+
+/** A line without the colours of `TextStyle`. */
+std::string without_colours(std::string_view line) {
+    std::string plain;
+    while (true) {
+        const std::size_t colour = line.find('\x1b');
+        plain += line.substr(0, colour);
+        if (colour == std::string_view::npos) {
+            return plain;
+        }
+        line.remove_prefix(std::min(line.find('m', colour), line.size() - 1) + 1);
+    }
+}
+
+/** Messages that wait for the end of a paged output, of which there is at most one. */
+struct WaitingMessages {
+    std::mutex mutex; ///< guards the rest
+    bool is_waiting = false;
+    std::string lines;
+};
+
+WaitingMessages &waiting_messages() {
+    static WaitingMessages waiting;
+    return waiting;
+}
+
+/** @return false when no output is paged, so that the message is not kept. */
+bool keep_message(std::string_view line) {
+    WaitingMessages &waiting = waiting_messages();
+    const std::lock_guard lock(waiting.mutex);
+    if (waiting.is_waiting) {
+        waiting.lines += line;
+    }
+    return waiting.is_waiting;
+}
+
+void let_messages_wait() {
+    WaitingMessages &waiting = waiting_messages();
+    const std::lock_guard lock(waiting.mutex);
+    waiting.is_waiting = isatty(STDERR_FILENO) == 1;
+}
+
+/** Safe where none wait. */
+void print_waiting_messages() {
+    WaitingMessages &waiting = waiting_messages();
+    const std::lock_guard lock(waiting.mutex);
+    waiting.is_waiting = false;
+    const std::string lines = std::exchange(waiting.lines, {});
+    try {
+        write_fully(STDERR_FILENO, std::as_bytes(std::span(lines)), "standard error");
+    } catch (const host::Error &) {
+    } catch (const ReaderHasGone &) {
+    }
 }
 
 void print_outcome_by(void (Output::*write)(std::string_view text), std::string_view text) {
@@ -82,15 +148,35 @@ Output::Output(int descriptor, std::string name)
     const bool reopens = S_ISFIFO(status.st_mode) || _style.escapes_controls;
     _may_stall = reopens || S_ISSOCK(status.st_mode);
     if (reopens) {
-        // O_NONBLOCK on the descriptor itself would also hold for the programs that share it.
-        const std::string file = "/proc/self/fd/" + std::to_string(descriptor);
-        _unblocking = open(file.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+        open_unblocking();
     }
 }
 
+/** O_NONBLOCK on the descriptor itself would also hold for the programs that share it. */
+void Output::open_unblocking() {
+    const std::string file = "/proc/self/fd/" + std::to_string(_descriptor);
+    _unblocking = open(file.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+}
+
 Output::~Output() {
+    const bool was_paged = is_paged();
+    std::optional<WholePiece> piece; // messages come before the end by a signal that was kept back
+    if (was_paged) {
+        piece.emplace();
+    }
+    try {
+        release();
+    } catch (const host::Error &) {
+        // The program is failing already, with a reason of its own.
+    } catch (const ReaderHasGone &) {
+    } catch (const Interrupted &) {
+    }
     if (_unblocking != -1) {
         close(_unblocking);
+    }
+    if (was_paged) {
+        _pager.reset();
+        print_waiting_messages();
     }
 }
 
@@ -119,6 +205,11 @@ void Output::write_lines(std::span<const std::byte> lines) {
     }
 }
 
+void Output::write_styled_lines(std::string_view lines) {
+    write_styled(lines);
+    flush();
+}
+
 void Output::write_record(std::span<const std::byte> record) {
     if (_style.escapes_controls) {
         write_lines(record);
@@ -133,7 +224,79 @@ void Output::flush() {
     send(std::as_bytes(std::span(text)), Unit::Line);
 }
 
+void Output::page_when_long() {
+    if (_style.escapes_controls) {
+        const WholePiece piece; // prepares for those that must not fail
+        _held = std::make_unique<HeldScreen>();
+        _held->rows_left = terminal_rows(_descriptor);
+        let_messages_wait();
+    }
+}
+
+void Output::finish() {
+    const WholePiece piece; // messages come before the end by a signal that was kept back
+    flush();
+    release();
+    if (_pager) {
+        if (_unblocking != -1) {
+            close(std::exchange(_unblocking, -1));
+        }
+        _pager->wait();
+    }
+    print_waiting_messages();
+}
+
+/** Whole lines come together, so the rows of a line are known. */
+void Output::hold(std::span<const std::byte> bytes) {
+    if (!_held->piece && !bytes.empty()) {
+        _held->piece.emplace();
+    }
+    const std::string_view text = text_of(bytes);
+    _held->text += text;
+    for (std::size_t begin = 0; begin < text.size();) {
+        const std::size_t end = std::min(text.find('\n', begin), text.size() - 1) + 1;
+        const std::size_t width = display_width(without_colours(text.substr(begin, end - begin - 1)));
+        const std::size_t rows = std::max<std::size_t>(1, (width + _style.columns - 1) / _style.columns);
+        if (rows > _held->rows_left) {
+            start_pager();
+            release();
+            return;
+        }
+        _held->rows_left -= rows;
+        begin = end;
+    }
+}
+
+/** Everything from the held screen on goes to the pager, if there is one. */
+void Output::start_pager() {
+    const PagerChoice choice = choose_pager();
+    if (choice.command.empty()) {
+        print_waiting_messages();
+        if (!choice.missing.empty()) {
+            print_message("qorstat: PAGER: there is no program " + host::in_quotes(choice.missing));
+        }
+        return;
+    }
+    _pager = std::make_unique<Pager>(choice.command);
+    if (_unblocking != -1) {
+        close(_unblocking);
+    }
+    _descriptor = _pager->descriptor();
+    open_unblocking();
+}
+
+void Output::release() {
+    if (_held) {
+        const std::unique_ptr<HeldScreen> held = std::exchange(_held, nullptr);
+        send(std::as_bytes(std::span(held->text)), Unit::Line);
+    }
+}
+
 void Output::send(std::span<const std::byte> bytes, Unit unit) {
+    if (_held) {
+        hold(bytes);
+        return;
+    }
     if (_may_stall) {
         send_slowly(bytes, unit);
         return;
@@ -203,6 +366,9 @@ bool Output::enlarge_pipe(std::size_t by) const {
 }
 
 void Output::require_reader() const {
+    if ((_held && _held->piece && _held->piece->is_interrupted()) || (_pager && _pager->is_interrupted())) {
+        throw Interrupted{};
+    }
     pollfd reader{_descriptor, 0, 0};
     if (poll(&reader, 1, 0) == 1 && (reader.revents & (POLLERR | POLLHUP)) != 0) {
         throw ReaderHasGone{};
@@ -216,9 +382,13 @@ void print_outcome(std::string_view text) { print_outcome_by(&Output::write, tex
 void print_styled_outcome(std::string_view text) { print_outcome_by(&Output::write_styled, text); }
 
 void print_message(std::string_view text) {
+    const std::string line = escape_controls(text) + "\n";
+    if (keep_message(line)) {
+        return;
+    }
     try {
         Output output = standard_error();
-        output.write(escape_controls(text) + "\n");
+        output.write(line);
         output.flush();
     } catch (const host::Error &) {
     } catch (const ReaderHasGone &) {

@@ -2,13 +2,18 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 
+#include "cli/terminal/interruption.h"
 #include "cli/terminal/text_style.h"
 
 namespace cli {
+
+class Pager;
 
 /** Thrown when the reader of a pipe has gone. Not an error: the rest of the output is not wanted. */
 struct ReaderHasGone {};
@@ -46,10 +51,28 @@ public:
     void write_lines(std::span<const std::byte> lines);
     /** Writes one record of any bytes, which a signal does not tear either. Throws the same. */
     void write_record(std::span<const std::byte> record);
+    /** Styled lines, without buffering. */
+    void write_styled_lines(std::string_view lines);
     /** Writes the buffer. The destructor does not: what was not flushed is lost. */
     void flush();
 
-    /** @throws ReaderHasGone when this is a pipe whose reader has gone. */
+    /**
+     * From now on, on a terminal, what is longer than its screen is shown through the user's pager: the first screen is
+     * held until it is known to be full. Before the first text; then end with `finish` instead of `flush`, or with the
+     * destructor, which writes what was flushed. Messages to the same terminal wait for the end.
+     *
+     * Not while others must be waited for: a signal ends the program at its next call of this object.
+     */
+    void page_when_long();
+    /** Whether long text goes through a pager. */
+    bool is_paged() const { return _held || _pager; }
+    /** Flushes, and waits until the user leaves the pager. @throws also host::Error when that could not be run. */
+    void finish();
+
+    /**
+     * @throws ReaderHasGone when this is a pipe whose reader has gone, or the user has left the pager; Interrupted when
+     *         a signal has come and text is held or a pager runs.
+     */
     void require_reader() const;
 
     /** The style for text written here. */
@@ -59,7 +82,18 @@ private:
     /** What a signal must not tear. */
     enum class Unit { Line, Record };
 
+    /** The first screen of a text that may become long. */
+    struct HeldScreen {
+        std::string text;
+        std::size_t rows_left = 0;
+        std::optional<WholePiece> piece; ///< once there is text: a signal does not lose it
+    };
+
     void append(std::string_view text);
+    void hold(std::span<const std::byte> bytes);
+    void release();
+    void start_pager();
+    void open_unblocking();
     void send(std::span<const std::byte> bytes, Unit unit);
     void send_slowly(std::span<const std::byte> bytes, Unit unit);
     std::size_t write_some(std::span<const std::byte> bytes) const;
@@ -71,6 +105,8 @@ private:
     std::string _name;
     TextStyle _style;
     std::string _buffer;
+    std::unique_ptr<HeldScreen> _held;
+    std::unique_ptr<Pager> _pager;
 };
 
 Output standard_output();
@@ -85,8 +121,8 @@ void print_outcome(std::string_view text);
 void print_styled_outcome(std::string_view text);
 
 /**
- * Prints one line on standard error: `text` with control characters escaped, and a newline. A failure to write it is
- * ignored.
+ * Prints one line on standard error: `text` with control characters escaped, and a newline. On a terminal it waits for
+ * the end of an output that is paged. A failure to write it is ignored.
  */
 void print_message(std::string_view text);
 

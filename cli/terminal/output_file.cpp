@@ -77,7 +77,7 @@ OutputFile::~OutputFile() {
 }
 
 void OutputFile::finish() {
-    output().flush();
+    output().finish();
     if (_descriptor == -1) {
         return;
     }

@@ -671,9 +671,8 @@ TEST(DecodeFilterTest, WrongNamesSuggestTheRightOnes) {
                      "invalid value \"ckp_RIVTurnOf\" for --event: unknown name; did you mean \"ckp_RIVTurnOn\"?");
     expect_wrong_use({"--type", "xyzzy"}, "invalid value \"xyzzy\" for --type: unknown name");
     expect_wrong_use({"--type", "256"}, "invalid value \"256\" for --type: expected 0 to 255 or a name");
-    expect_wrong_use(
-        {"--format", "cvs"},
-        "invalid value \"cvs\" for --format: expected one of text, jsonl, csv, chrome-trace; did you mean \"csv\"?");
+    expect_wrong_use({"--format", "cvs"}, "invalid value \"cvs\" for --format: expected one of text, jsonl, csv, "
+                                          "chrome-trace, brief; did you mean \"csv\"?");
 }
 
 std::string no_number(const std::string &option, const std::string &text) {
@@ -906,7 +905,9 @@ TEST(DecodeOutputTest, ControlCharactersAreEscapedOnATerminalOnly) {
     Surroundings terminal = with_input(dump);
     terminal.output_is_terminal = true;
 
-    EXPECT_NE(qorstat({"decode", "-"}, terminal).out.find("'\\x1b[31m'"), std::string::npos);
+    for (const std::string format : {"text", "brief"}) {
+        EXPECT_NE(qorstat({"decode", "-", "--format", format}, terminal).out.find("'\\x1b[31m'"), std::string::npos);
+    }
     EXPECT_NE(decode(dump).out.find("'\x1b[31m'"), std::string::npos);
 }
 

@@ -69,6 +69,10 @@ void close_if_open(int &descriptor) {
     dup2(in, STDIN_FILENO);
     dup2(out, STDOUT_FILENO);
     dup2(err, STDERR_FILENO);
+    if (surroundings.has_controlling_terminal) {
+        setsid();
+        ioctl(STDOUT_FILENO, TIOCSCTTY, 0);
+    }
     if (!surroundings.folder.empty() && chdir(surroundings.folder.c_str()) == -1) {
         _exit(126);
     }
@@ -77,6 +81,8 @@ void close_if_open(int &descriptor) {
     }
     unsetenv("NO_COLOR");
     unsetenv("COLUMNS");
+    setenv("PAGER", "", 1); // none
+    unsetenv("LESS");
     unsetenv("LOCPATH"); // with it the C library leaks a list of folders; the program needs no other locales
     for (const auto &[name, value] : surroundings.environment) {
         setenv(name.c_str(), value.c_str(), 1);
@@ -298,6 +304,9 @@ void RunningProgram::waits_for_full_messages() const {
 }
 
 void RunningProgram::send(int signal) const { kill(_process, signal); }
+void RunningProgram::type(std::string_view keys) const {
+    EXPECT_EQ(write(_out, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
+}
 void RunningProgram::stop_reading() { close_if_open(_out); }
 
 Outcome RunningProgram::wait_for_end_unread() {

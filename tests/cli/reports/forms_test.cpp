@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -11,43 +10,13 @@
 #include "cli/reports/csv.h"
 #include "cli/reports/json.h"
 #include "cli/reports/trace.h"
-#include "decoder/payload_choice.h"
 #include "decoder/remembered_second.h"
+#include "tests/cli/reports/generated_reports.h"
 #include "tests/cli/reports/plain_forms.h"
-#include "tests/decoder/described_by_decoder.h"
-#include "tests/decoder/report_generator.h"
 
 namespace {
 
-constexpr std::uint64_t kReports = 10'000;
-
-/** Calls `check` with reports of every payload and with clocks. */
-template <typename Check>
-void for_each_generated_report(const Check &check) {
-    oracle::ReportGenerator generator(11);
-    std::set<std::size_t> payloads;
-    for (std::uint64_t i = 0; i < kReports && !testing::Test::HasFailure(); ++i) {
-        const auto next = [&] {
-            switch (i % 5) {
-            case 0:
-                return generator.generic_report();
-            case 1:
-                return generator.sshb_report();
-            case 2:
-                return generator.vastrel_report();
-            case 3:
-                return generator.wake_report();
-            default:
-                return generator.report(generator.header());
-            }
-        };
-        const oracle::Report bytes = next();
-        const _QorProfileReport report = _QorProfileReport::copied_from(bytes.data());
-        payloads.insert(decoder::payload_index(report));
-        check(report, oracle::device_clock_of(generator.clock(bytes)));
-    }
-    EXPECT_TRUE(testing::Test::HasFailure() || payloads.size() == decoder::kPayloads.size());
-}
+using cli_tests::for_each_generated_report;
 
 TEST(ReportFormsTest, AJsonLineIsThatOfThePlainFormulation) {
     const decoder::unchanging_zone zone;

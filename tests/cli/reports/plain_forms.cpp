@@ -261,4 +261,137 @@ std::string trace_events(const _QorProfileReport &report) {
     return is_sensor_value ? counters(report, values) : instant(report, values);
 }
 
+namespace {
+
+/** The keys that a brief line leaves out because another one of the payload shows the same, by the first layout. */
+const std::map<std::string_view, std::vector<std::string>> kRepeats = {
+    {"event", {"xarg1", "xarg2", "xarg3", "xarg4", "xarg5", "xarg6"}},
+    {"short-data", {"subtype_2", "raw-data_2"}},
+    {"trigger", {"arg"}},
+    {"sshb-trace",
+     {"arg1_2", "arg2_2", "arg3_2", "arg4_2", "arg5", "arg6", "xarg1", "xarg2", "xarg3", "xarg4", "xarg5", "xarg6"}},
+    {"sshb-button", {"raw-data"}},
+    {"sshb-click-status", {"raw-data"}},
+    {"vastrel-data-in",
+     {"arg1", "arg2", "arg3", "arg1_2", "arg2_2", "arg3_2", "arg4_2", "arg5_2", "arg6_2", "xarg1", "xarg2", "xarg3",
+      "xarg4", "xarg5", "xarg6"}},
+    {"vastrel-data-out", {"arg1", "arg2", "arg3"}},
+};
+
+/** The tag of an annotation is a text when it looks like one, otherwise the number in the same bytes. */
+bool has_legible_tag(const _QorProfileReport &report) {
+    const std::string tag(report.bytes + 24, report.bytes + 32);
+    const std::size_t size = std::min(tag.find('\0'), tag.size());
+    const auto is_printable = [](char character) { return character >= 0x20 && character < 0x7F; };
+    return size >= 2 && std::all_of(tag.begin(), tag.begin() + static_cast<std::ptrdiff_t>(size), is_printable) &&
+           tag.find_first_not_of('\0', size) == std::string::npos;
+}
+
+bool is_left_out(std::string_view layout, const Value &value, const _QorProfileReport &report) {
+    const auto repeats = kRepeats.find(layout);
+    if (repeats != kRepeats.end() &&
+        std::find(repeats->second.begin(), repeats->second.end(), value.key) != repeats->second.end()) {
+        return true;
+    }
+    return value.how == How::Constant ||
+           (layout == "annotation" && value.key == (has_legible_tag(report) ? "entry-id" : "entry"));
+}
+
+/** Each character that a terminal could obey, and each byte that is no character, as an escape. */
+std::string escaped(const std::string &text) {
+    std::string result;
+    for (std::size_t i = 0; i < text.size();) {
+        std::size_t size = 1;
+        while (size <= 4 && !is_utf8(text.substr(i, size))) {
+            ++size;
+        }
+        const auto byte = static_cast<unsigned char>(text[i]);
+        if (size == 2 && byte == 0xC2 && static_cast<unsigned char>(text[i + 1]) < 0xA0) {
+            result += "\\u00" + hex_digits(text.substr(i + 1, 1));
+        } else if (size > 4 || byte < 0x20 || byte == 0x7F) {
+            size = 1;
+            result += "\\x" + hex_digits(text.substr(i, 1));
+        } else {
+            result += text.substr(i, size);
+        }
+        i += size;
+    }
+    return result;
+}
+
+/** Nothing when the value is zero or empty. */
+std::string brief_value(const Value &value, const _QorProfileReport &report) {
+    std::ostringstream text;
+    switch (value.how) {
+    case How::Text:
+        return value.text.empty() ? "" : "'" + escaped(value.text) + "'";
+    case How::Bytes:
+    case How::CountedBytes:
+        return value.text.find_first_not_of('\0') == std::string::npos ? "" : hex_digits(value.text);
+    case How::Subject:
+        return value.number == 0 && report.component_id() > 4 ? "" : value.text;
+    case How::FixedPoint:
+        text << value.real;
+        return value.real == 0 ? "" : text.str();
+    default:
+        return value.number == 0 ? "" : std::to_string(value.number);
+    }
+}
+
+std::string brief_type(const std::string &type, bool has_name, bool has_layout, std::string place) {
+    place.erase(std::remove(place.begin(), place.end(), '-'), place.end());
+    if (!has_name) {
+        return has_layout ? "" : " [type " + type + "]";
+    }
+    std::istringstream words(type);
+    for (std::string word; std::getline(words, word, '-');) {
+        if (type != "event" && place.find(word) == std::string::npos) {
+            return " [" + type + "]";
+        }
+    }
+    return "";
+}
+
+std::string brief_time(const _QorProfileReport &report, const decoder::device_clock &clock, std::uint64_t since) {
+    std::ostringstream text;
+    if (clock.sync) {
+        const std::uint64_t wall = (report.timestamp() * 1000 - clock.sync->qor + clock.sync->calendar) / 1000;
+        const auto second = static_cast<std::time_t>(wall / 1'000'000);
+        std::tm time{};
+        if (localtime_r(&second, &time) != nullptr) {
+            text << std::put_time(&time, "%b %d %H:%M:%S") << "." << std::setw(6) << std::setfill('0')
+                 << wall % 1'000'000;
+            return text.str();
+        }
+    }
+    const bool is_before = report.timestamp() < since;
+    const std::uint64_t elapsed = is_before ? since - report.timestamp() : report.timestamp() - since;
+    text << (is_before ? "-" : "+") << elapsed / 1'000'000 << "." << std::setw(6) << std::setfill('0')
+         << elapsed % 1'000'000 << "s";
+    const std::string time = text.str();
+    return std::string(std::max<std::size_t>(time.size(), clock.sync ? 22 : 14) - time.size(), ' ') + time;
+}
+
+} // namespace
+
+std::string brief_line(const _QorProfileReport &report, const decoder::device_clock &clock, std::uint64_t since) {
+    const Names names = names_of(report);
+    const std::string place = names.category + "." + names.component + "." + names.event;
+    const std::string_view layout = decoder::kPayloads[decoder::payload_index(report)][0]->name;
+    std::string fields = brief_type(names.type, report.type_id() <= 12, !layout.empty(), place);
+    for (const Value &value : values_of(report)) {
+        const std::string text = brief_value(value, report);
+        if (!text.empty() && !is_left_out(layout, value, report)) {
+            fields += " " + value.name + "=" + text;
+        }
+    }
+    const std::string payload(report.bytes + 16, report.bytes + 48);
+    if (const std::size_t last = payload.find_last_not_of('\0'); layout.empty() && last != std::string::npos) {
+        fields += " raw=" + hex_digits(payload.substr(0, last + 1));
+    }
+    const std::size_t width = fields.empty() ? 0 : 30;
+    return brief_time(report, clock, since) + "  " + place +
+           std::string(std::max(width, place.size()) - place.size(), ' ') + fields + "\n";
+}
+
 } // namespace plain

@@ -4,6 +4,7 @@
  */
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "decoder/device_clock.h"
@@ -19,5 +20,8 @@ std::string csv_line(const _QorProfileReport &report, const decoder::device_cloc
 
 /** The events of a report, each after a comma and a line end, in a trace without other reports; no names of tracks. */
 std::string trace_events(const _QorProfileReport &report);
+
+/** A brief line for a file, with its end. @param since  the time stamp from which times count. */
+std::string brief_line(const _QorProfileReport &report, const decoder::device_clock &clock, std::uint64_t since);
 
 } // namespace plain

@@ -105,7 +105,7 @@ TEST_P(HostileTextTest, OfReportsIsEscaped) {
         dump += report(kForeignInfo, 1, 1, std::string(19, '\0') + text().substr(at, 12));
         dump += report(kExtFunction, 1, 1, std::string(16, '\0') + text().substr(at, 12));
     }
-    for (const std::string format : {"text", "jsonl", "csv", "chrome-trace"}) {
+    for (const std::string format : {"text", "brief", "jsonl", "csv", "chrome-trace"}) {
         expect_harmless({"decode", "-", "--format", format}, dump);
     }
     expect_harmless({"decode", "-", "--stats"}, dump);
