@@ -348,7 +348,7 @@ std::size_t Output::write_some(std::span<const std::byte> bytes) const {
         return static_cast<std::size_t>(written);
     }
     if (errno == EPIPE) {
-        throw ReaderHasGone{};
+        end_without_reader();
     }
     if (errno != EAGAIN && errno != EINTR) {
         throw host::Error(_name, "", std::generic_category().message(errno));
@@ -371,8 +371,16 @@ void Output::require_reader() const {
     }
     pollfd reader{_descriptor, 0, 0};
     if (poll(&reader, 1, 0) == 1 && (reader.revents & (POLLERR | POLLHUP)) != 0) {
-        throw ReaderHasGone{};
+        end_without_reader();
     }
+}
+
+/** A pager that could not be run is no reader that has gone. */
+void Output::end_without_reader() const {
+    if (_pager) {
+        _pager->wait();
+    }
+    throw ReaderHasGone{};
 }
 
 Output standard_output() { return Output(STDOUT_FILENO, "standard output"); }

@@ -93,6 +93,7 @@ private:
     void hold(std::span<const std::byte> bytes);
     void release();
     void start_pager();
+    [[noreturn]] void end_without_reader() const;
     void open_unblocking();
     void send(std::span<const std::byte> bytes, Unit unit);
     void send_slowly(std::span<const std::byte> bytes, Unit unit);

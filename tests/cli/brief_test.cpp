@@ -115,8 +115,9 @@ TEST(BriefFormatTest, LinesAreCutAtTheWidthOfATerminalAlone) {
 TEST(MarksOfFormsTest, ATraceHasInstantsAcrossAllTracks) {
     const Outcome outcome = decode(broken_dump(), {"--format", "chrome-trace", "--component", "gyro"});
 
+    const json trace = json::parse(outcome.out);
     std::vector<json> marks;
-    for (const json &event : json::parse(outcome.out)["traceEvents"]) {
+    for (const json &event : trace["traceEvents"]) {
         if (event.value("s", "") == "g") {
             marks.push_back(event);
         }

@@ -839,7 +839,8 @@ TEST(DecodeStatisticsTest, WhereFewerPassThanAreWantedGapsCountFromTheFirstThatP
 
 TEST(DecodeStatisticsTest, AnEmptyDumpHasNothingToCount) {
     EXPECT_EQ(decode("", {"--stats"}).out,
-              "reports: 0\nsequence numbers: 0 gaps, 0 missing\ncategories\ncomponents\nevents\ntypes\n");
+              "reports: 0\nsequence numbers: 0 gaps, 0 missing\ntime stamps that go back: 0, restarts: 0\n"
+              "categories\ncomponents\nevents\ntypes\n");
 }
 
 TEST(DecodeStatisticsTest, JsonNeedsThem) {

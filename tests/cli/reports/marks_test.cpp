@@ -1,7 +1,7 @@
 #include "cli/reports/marks.h"
 
 #include <cstdint>
-#include <map>
+#include <optional>
 #include <random>
 #include <string>
 #include <utility>
@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include "cli/reports/open_input.h"
 #include "cli/reports/stream.h"
 #include "tests/cli/program.h"
 #include "tests/cli/reports.h"
@@ -30,8 +31,9 @@ using cli_tests::TemporaryFolder;
 using Texts = std::vector<std::string>;
 
 /** What is shown: each report's number, and before it its marks. */
-Texts shown(std::vector<std::string> inputs, const Selection &selection = {}) {
-    ReportStream stream(std::move(inputs), {.selection = selection, .with_offsets = true});
+Texts shown(const std::vector<std::string> &inputs, const Selection &selection = {}) {
+    ReportStream stream(cli::InputSequence(inputs, std::nullopt, cli::wanted_by_decode()),
+                        {.selection = selection, .with_offsets = true});
     MarkFinder finder;
     static_cast<void>(stream.observe([&](const ReportPiece &piece) { finder.see(piece); }));
     Texts texts;

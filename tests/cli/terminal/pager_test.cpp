@@ -169,7 +169,7 @@ TEST_F(PagerTest, APagerThatTheShellCannotRunIsAnError) {
 }
 
 TEST_F(PagerTest, APagerThatQuitsEarlyIsTheUsualEnd) {
-    for (const std::string &pager : {kQuitting, std::string("exit 3"), std::string("kill -9 $$")}) {
+    for (const std::string &pager : {kQuitting, std::string("exit 3;"), std::string("kill -9 $$")}) {
         const Outcome outcome = qorstat(decode(kMany), with_pager(pager));
 
         EXPECT_EQ(outcome.exit_code, 0) << pager;
