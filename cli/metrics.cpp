@@ -215,8 +215,8 @@ Verb declare_metrics() {
     return {
         .arguments = {{.name = "STORE",
                        .target = &arguments->stores,
-                       .help = "Stores, folders of them, or -; several are shown side by\n"
-                               "side; default: the one of qorstat run"},
+                       .help = "Stores, folders of them, -; several: side by side;\n"
+                               "default: the one of qorstat run"},
                       files_from_argument(arguments->files_from),
                       {.name = "--json",
                        .target = &arguments->is_json,

@@ -177,9 +177,9 @@ Verb declare_run() {
                            .help = "When the store cannot be written: go-on (default)\n"
                                    "keeps the analytics and retries; stop ends the run"},
                           {.name = "--for",
-                           .value_name = "SECONDS",
+                           .value_name = "TIME",
                            .target = seconds_reader(arguments->seconds, {0, kLongestRunSeconds}),
-                           .help = "Stop after this time; default: on Ctrl-C or SIGTERM"},
+                           .help = "Stop after 10 (seconds), 500ms, 2m; default: on Ctrl-C"},
                           {.name = "--listen",
                            .value_name = "HOST:PORT",
                            .target = listen_address_reader(arguments->listen_address),

@@ -1,5 +1,6 @@
 // Opens any file as an input: what it is does not depend on how it is opened, and what it gives not on how it is read.
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -55,12 +56,16 @@ Reading read(std::span<const std::uint8_t> file, bool is_pipe, std::size_t room_
 }
 
 void check_content(const Reading &reading, std::span<const std::uint8_t> file) {
+    if (!reading.content) {
+        require(cli::packing_of(std::as_bytes(file), true) != cli::Packing::None, "what is not packed is opened");
+        return;
+    }
     require(reading.packing == cli::packing_of(std::as_bytes(file), true), "the first bytes tell the packing");
     if (reading.packing == cli::Packing::None) {
         require(reading.reason.empty(), "what is not packed is read");
         require(std::ranges::equal(reading.bytes, std::as_bytes(file)), "what is not packed is given as it is");
         require(reading.content == cli::content_of(std::as_bytes(file), true), "the first bytes tell the content");
-    } else if (reading.content && reading.content->name != "a packed file within a packed file") {
+    } else if (reading.content->name != "a packed file within a packed file") {
         require(reading.content == cli::content_of(reading.bytes, true), "what is unpacked tells the content");
     }
 }

@@ -1,11 +1,13 @@
 // Reads any file of state-capture records: its records are printed as text and as JSON, or it is refused with one
-// error.
+// error. The reports that its lines carry are decoded, each as a line that gives the same report again.
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -15,6 +17,9 @@
 
 #include "cli/records/json.h"
 #include "cli/records/text.h"
+#include "cli/reports/recorded_input.h"
+#include "cli/reports/recorded_line.h"
+#include "decoder/report_line.h"
 #include "fuzz/controls.h"
 #include "fuzz/input.h"
 #include "host/RvStateCapture.h"
@@ -92,6 +97,25 @@ void show_all(Bytes file, std::size_t columns) {
     require(end == file.size(), "records cover the whole file");
 }
 
+/** Decodes the reports of the lines. */
+void decode_all(Bytes bytes) {
+    try {
+        const std::unique_ptr<cli::RecordedInput> input = cli::RecordedInput::parse(bytes, "file");
+        while (const std::optional<cli::ReportPiece> piece = input ? input->read_next() : std::nullopt) {
+            for (std::size_t i = 0; i < piece->count(); ++i) {
+                text_buffer line;
+                decoder::append_line(line, piece->report(i), piece->clocks[i]);
+                const std::optional<cli::RecordedReport> again = cli::parse_recorded_line(line.text());
+                require(again &&
+                            std::memcmp(again->report.bytes, piece->report(i).bytes, sizeof again->report.bytes) == 0,
+                        "a line gives its report");
+            }
+        }
+    } catch (const host::Error &) {
+        return; // damaged, or with a line that has no report
+    }
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
@@ -103,8 +127,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const Bytes rest = std::as_bytes(std::span(data + 2, size - 2));
     if (title < kTitles.size()) {
         show_all(record_of(kTitles[title], rest), columns);
+        decode_all(record_of(kTitles[title], rest));
     } else {
         show_all(rest, columns);
+        decode_all(rest);
     }
     return 0;
 }

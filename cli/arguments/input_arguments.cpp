@@ -26,7 +26,7 @@ Argument files_from_argument(std::optional<std::string> &file) {
     return {.name = "--files-from",
             .value_name = "LIST",
             .target = file_reader(file),
-            .help = "Also the inputs in this list, one a line or ended by NUL"};
+            .help = "Also the inputs in this list, by line or by NUL"};
 }
 
 Argument output_argument(std::optional<std::string> &file, const char *help) {

@@ -32,14 +32,14 @@ inline constexpr std::size_t kSampleBytes = 512;
 
 /**
  * Recognises content that is not packed. An answer never changes with the bytes that follow.
- * @param sample  the first bytes.
+ * @param bytes   the first ones.
  * @param is_all  there are no others.
- * @return nothing while that depends on bytes that are not in the sample: there are others, and it has fewer than
+ * @return nothing while that depends on others: there are some, and `bytes` are fewer than
  *         `kSampleBytes`.
  */
-std::optional<Content> content_of(std::span<const std::byte> sample, bool is_all);
+std::optional<Content> content_of(std::span<const std::byte> bytes, bool is_all);
 
 /** The same for the packing. */
-std::optional<Packing> packing_of(std::span<const std::byte> sample, bool is_all);
+std::optional<Packing> packing_of(std::span<const std::byte> bytes, bool is_all);
 
 } // namespace cli

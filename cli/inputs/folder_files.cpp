@@ -49,7 +49,8 @@ private:
         }
         const std::string prefix = path.back() == '/' ? path : path + "/";
         errno = 0;
-        while (const dirent *const entry = readdir(folder.get())) {
+        // Only this thread reads this folder.
+        while (const dirent *const entry = readdir(folder.get())) { // NOLINT(concurrency-mt-unsafe)
             if (entry->d_name[0] != '.') {
                 add(prefix + entry->d_name);
             }

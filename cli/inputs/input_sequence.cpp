@@ -93,15 +93,15 @@ std::optional<Input> InputSequence::open(const Entry &entry) const {
     if (!entry.error.empty()) {
         throw host::Error(entry.argument, "", entry.error);
     }
-    Input input{std::make_unique<ByteStream>(entry.argument), entry.folder};
-    const Content &content = input.stream->content();
+    auto stream = std::make_unique<ByteStream>(entry.argument);
+    const Content content = stream->content();
     if ((entry.folder ? _wanted.kinds_in_folder : _wanted.kinds).count(content.kind) != 0) {
-        return input;
+        return Input{std::move(stream), entry.folder};
     }
     if (entry.folder && is_own(content.kind)) {
         return std::nullopt;
     }
-    throw host::Error(input.stream->name(), "", refusal(content, _wanted.name));
+    throw host::Error(stream->name(), "", refusal(content, _wanted.name));
 }
 
 void InputSequence::pass_over(const Input &input) { --_folders[input.folder.value()].count; }

@@ -46,10 +46,10 @@ std::string shown_key(const std::string &key) { return escape_controls(short_key
 
 std::string indented(std::size_t steps, const std::string &text) { return std::string(steps * kIndent, ' ') + text; }
 
-/** The lines of a table with a cell for the name on the left, and others to its right. */
-std::vector<std::string> table_lines(const std::vector<std::vector<std::string>> &rows) {
+/** The lines of a table whose first columns are names, and the others numbers. */
+std::vector<std::string> table_lines(const std::vector<std::vector<std::string>> &rows, std::size_t names) {
     std::vector<Align> columns(rows.front().size(), Align::Right);
-    columns.front() = Align::Left;
+    std::fill_n(columns.begin(), names, Align::Left);
     return align_rows(rows, columns);
 }
 
@@ -76,31 +76,38 @@ std::string scalars_in_columns(const std::vector<NamedStore> &stores, const Rows
             line.push_back(found == row.end() ? "-" : std::to_string(found->second));
         }
     }
-    const std::vector<std::string> lines = table_lines(cells);
-    return host::character_count(lines.front()) <= style.columns ? text_of(lines, style) : "";
+    const std::vector<std::string> lines = table_lines(cells, 1);
+    const bool fits = !style.folds_tables || host::character_count(lines.front()) <= style.columns;
+    return fits ? text_of(lines, style) : "";
 }
 
-/** Lines under their keys: for each store that has the key its name, cells, and what is drawn behind them. */
+/**
+ * For each key and each store that has it a line with the store's name, cells, and what is drawn behind them. The key
+ * stands above its lines where tables are folded, and elsewhere on each of them.
+ */
 class Lines {
 public:
-    explicit Lines(const std::vector<std::string> &titles) : _cells{{""}}, _behind{""}, _keys{""} {
+    Lines(const std::vector<std::string> &titles, const TextStyle &style)
+        : _style(style), _cells{names("", "")}, _behind{""}, _keys{""} {
         _cells.front().insert(_cells.front().end(), titles.begin(), titles.end());
     }
 
     void add(const std::string &key, const std::string &store, const std::vector<std::string> &cells,
              const std::string &behind) {
-        std::vector<std::string> &line = _cells.emplace_back(std::vector<std::string>{indented(2, store)});
+        std::vector<std::string> &line = _cells.emplace_back(names(key, store));
         line.insert(line.end(), cells.begin(), cells.end());
         _behind.push_back(behind);
         _keys.push_back(key);
     }
 
-    std::string text(const TextStyle &style) const {
-        const std::vector<std::string> lines = table_lines(_cells);
-        std::string text = _cells.front().size() > 2 ? style.dim(lines.front()) + "\n" : "";
+    std::string text() const {
+        const std::size_t name_columns = names("", "").size();
+        const std::vector<std::string> lines = table_lines(_cells, name_columns);
+        const bool has_titles = lines.front().find_first_not_of(' ') != std::string::npos;
+        std::string text = has_titles ? _style.dim(lines.front()) + "\n" : "";
         for (std::size_t i = 1; i < lines.size(); ++i) {
-            if (i == 1 || _keys[i] != _keys[i - 1]) {
-                text += indented(1, style.key(shown_key(_keys[i]))) + "\n";
+            if (_style.folds_tables && (i == 1 || _keys[i] != _keys[i - 1])) {
+                text += indented(1, _style.key(shown_key(_keys[i]))) + "\n";
             }
             const std::string line = lines[i] + "  " + _behind[i];
             text += line.substr(0, line.find_last_not_of(' ') + 1) + "\n";
@@ -109,6 +116,11 @@ public:
     }
 
 private:
+    std::vector<std::string> names(const std::string &key, const std::string &store) const {
+        return _style.folds_tables ? std::vector{indented(2, store)} : std::vector{indented(1, shown_key(key)), store};
+    }
+
+    const TextStyle &_style;
     std::vector<std::vector<std::string>> _cells; ///< the first line has the titles
     std::vector<std::string> _behind;
     std::vector<std::string> _keys;
@@ -116,13 +128,13 @@ private:
 
 std::string scalars_in_lines(const std::vector<NamedStore> &stores, const Rows<std::int64_t> &rows,
                              const TextStyle &style) {
-    Lines lines({""});
+    Lines lines({""}, style);
     for (const auto &[key, row] : rows) {
         for (const auto &[store, value] : row) {
             lines.add(key, stores[store].name, {std::to_string(value)}, "");
         }
     }
-    return lines.text(style);
+    return lines.text();
 }
 
 std::string scalars_text(const std::vector<NamedStore> &stores, std::size_t subsystem, const TextStyle &style) {
@@ -139,13 +151,13 @@ std::string distributions_text(const std::vector<NamedStore> &stores, std::size_
     if (rows.empty()) {
         return "";
     }
-    Lines lines(figure_titles());
+    Lines lines(figure_titles(), style);
     for (const auto &[key, row] : rows) {
         for (const auto &[store, distribution] : row) {
             lines.add(key, stores[store].name, figures_of(distribution), bars_of(distribution, style));
         }
     }
-    return lines.text(style);
+    return lines.text();
 }
 
 } // namespace

@@ -180,7 +180,7 @@ private:
             add(_names._events, category, text, kLargestByte, known.events_of_others);
         } else {
             const std::uint8_t component = component_of(text, category, 2);
-            add(_names._component_events, category << 8U | component, text, kLargestByte, known.events(component));
+            add(_names._component_events, place_of(category, component), text, kLargestByte, known.events(component));
         }
     }
 
@@ -311,7 +311,7 @@ OwnerNames OwnerNames::read(const std::string &file) {
 }
 
 const OwnerName *OwnerNames::event(std::uint8_t category, std::uint8_t component, std::uint8_t id) const {
-    const OwnerName *name = find(_component_events, key_of(category << 8U | component, id));
+    const OwnerName *name = find(_component_events, key_of(place_of(category, component), id));
     return name != nullptr ? name : find(_events, key_of(category, id));
 }
 

@@ -127,6 +127,9 @@ private:
     using Ids = std::unordered_map<std::uint64_t, OwnerName>;
 
     static constexpr std::uint64_t key_of(std::uint64_t outer, std::uint64_t inner) { return outer << 32 | inner; }
+    static constexpr std::uint64_t place_of(std::uint64_t category, std::uint64_t component) {
+        return category << 8 | component;
+    }
     static const OwnerName *find(const Ids &names, std::uint64_t id) {
         const auto found = names.find(id);
         return found != names.end() ? &found->second : nullptr;

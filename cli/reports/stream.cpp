@@ -241,6 +241,9 @@ bool ReportStream::read(const std::function<bool(ReportSource &source)> &read_so
 void ReportStream::close_source() {
     note_trailing(*_source, _number);
     _bytes_before += std::max(_source->input().size(), _source->input().bytes_read());
+    if (_is_single) {
+        _ended = std::move(_source);
+    }
     _source.reset();
 }
 

@@ -130,6 +130,8 @@ private:
     std::optional<std::deque<Tail>> _tails; ///< with `last`: the inputs that have some of the last reports
     std::optional<TimeMerge> _merge;
     std::unique_ptr<ReportSource> _source;
+    /** The only one: if it was followed, a signal is for it until its last reports are written. */
+    std::unique_ptr<ReportSource> _ended;
     std::size_t _number = 0;         ///< of the input of `_source`
     std::uint64_t _bytes_before = 0; ///< of the inputs that have been read
     std::vector<TrailingInput> _trailing;

@@ -250,9 +250,9 @@ void TraceEvents::append(text_buffer &out, const _QorProfileReport &report) {
 void TraceEvents::append_mark(text_buffer &out, const Mark &mark) const {
     const SequenceBreak &what = mark.what;
     out.append(",\n{\"ph\":\"i\",\"name\":\"" + break_text(what) + "\",\"ts\":" + std::to_string(what.time) +
-               ",\"s\":\"g\",\"pid\":" + std::to_string(_first_process + kThreadsProcess) + ",\"tid\":0,\"args\":{\"sequence_num\":" +
-               std::to_string(what.number) + ",\"sequence_num_before\":" + std::to_string(what.number_before) +
-               ",\"timestamp_before\":" + std::to_string(what.time_before) +
+               ",\"s\":\"g\",\"pid\":" + std::to_string(_first_process + kThreadsProcess) +
+               ",\"tid\":0,\"args\":{\"sequence_num\":" + std::to_string(what.number) + ",\"sequence_num_before\":" +
+               std::to_string(what.number_before) + ",\"timestamp_before\":" + std::to_string(what.time_before) +
                ",\"further_breaks\":" + std::to_string(mark.further) + "}}");
 }
 

@@ -60,7 +60,7 @@ TEST(CommandLineTest, MissingArgumentsAreErrors) {
     expect_wrong_use({{"run"}, "run: DEVICE.toml is required"});
     expect_wrong_use({{"notify"}, "notify: NAME is required"});
     expect_wrong_use({{"capture"}, "capture: DEVICE.toml is required"});
-    expect_wrong_use({{"show"}, "show: FILE is required"});
+    expect_wrong_use({{"show"}, "show: INPUT is required"});
     expect_wrong_use({{"decode"}, "decode: INPUT is required"});
     expect_wrong_use({{"publish"}, "publish: BATCH.bin is required"});
     expect_wrong_use({{"validate"}, "validate: PLUGIN.so is required"});

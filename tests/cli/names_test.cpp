@@ -152,6 +152,9 @@ TEST(OwnersNamesTest, TheExampleNamesTheExampleDumpsInEveryForm) {
 
     const std::string line = output_of({"decode", firmware, "--type", "function", "--first", "1", "--names", names});
     EXPECT_NE(line.find(" 'function-id':      8448, 'function-id-name':'scan_finger',"), std::string::npos) << line;
+    const std::string brief =
+        output_of({"decode", driver, "--category", "wake", "-n", "1", "-f", "brief", "--names", names});
+    EXPECT_NE(brief.find("[wake-request] wake_reason=timer "), std::string::npos) << brief;
     const json object = json::parse(
         output_of({"decode", driver, "--category", "wake", "--first", "1", "--format", "jsonl", "--names", names}));
     EXPECT_EQ(object["type"], "wake-request");
@@ -237,7 +240,7 @@ TEST(OwnersNamesTest, HostileNamesLeaveEveryFormWhole) {
 TEST(OwnersNamesTest, AFileWithAFaultIsOneErrorAndNothingIsPrinted) {
     const TemporaryFolder folder;
     const std::string bad = folder.file("bad.toml", "[type]\n3 = \"x\"\n");
-    for (const std::string form : {"text", "jsonl", "csv", "chrome-trace"}) {
+    for (const std::string form : {"text", "brief", "jsonl", "csv", "chrome-trace"}) {
         const Outcome outcome = qorstat({"decode", kExamples + "reports/fw.bin", "--format", form, "--names", bad});
 
         EXPECT_EQ(outcome.exit_code, 1);
@@ -275,7 +278,7 @@ TEST(RawTest, APayloadWithoutALayoutIsKeptByFormsForPrograms) {
 }
 
 TEST(RawTest, OtherFormsRefuseIt) {
-    for (const std::string form : {"text", "chrome-trace"}) {
+    for (const std::string form : {"text", "brief", "chrome-trace"}) {
         const Outcome outcome = qorstat({"decode", "-", "--format", form, "--raw"});
 
         EXPECT_EQ(outcome.exit_code, 2);

@@ -117,7 +117,7 @@ TEST_P(DecodedResult, HasNoEndWhileADumpIsFollowed) {
          {Words{"dump", "--follow", "-o", "result"}, Words{"dump", "-o", "result", "--follow=name"}}) {
         const Outcome outcome = run(words);
         EXPECT_EQ(outcome.exit_code, 2);
-        EXPECT_EQ(outcome.err, "qorstat: decode: --output excludes --follow\n");
+        EXPECT_EQ(outcome.err, "qorstat: decode: --follow excludes --output\n");
     }
     EXPECT_EQ(result(), "former");
 }

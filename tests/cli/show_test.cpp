@@ -303,7 +303,7 @@ TEST_F(ShowInputs, WhatIsNoRecordIsToldWithTheVerbForIt) {
     const Outcome outcome = show({"captures/day.db", "captures/later/dump.bin", "nowhere", "captures/1.qorstate"});
 
     EXPECT_EQ(outcome.exit_code, 1);
-    EXPECT_EQ(outcome.out, "One\n");
+    EXPECT_EQ(outcome.out, "One\n{}\n");
     EXPECT_EQ(outcome.err,
               "qorstat: captures/day.db: is an analytics store: use qorstat metrics\n"
               "qorstat: captures/later/dump.bin: is no state-capture record; for a dump of reports use qorstat decode\n"
@@ -339,7 +339,7 @@ TEST_F(ShowInputs, AFileIsNotMadeWhenThereIsNothingForIt) {
     EXPECT_EQ(show({"nowhere", "-o", "result"}).exit_code, 1);
     EXPECT_EQ(cli_tests::content_of(folder.path() / "result"), "former");
     EXPECT_EQ(show({"captures/1.qorstate", "nowhere", "-o", "result"}).exit_code, 1);
-    EXPECT_EQ(cli_tests::content_of(folder.path() / "result"), "One\n");
+    EXPECT_EQ(cli_tests::content_of(folder.path() / "result"), "One\n{}\n");
     EXPECT_EQ(folder.names(), (std::vector<std::string>{"captures", "result"}));
 }
 

@@ -26,8 +26,15 @@ std::vector<NamedStore> two_days() {
     return stores;
 }
 
+cli::TextStyle folding(std::size_t columns) {
+    cli::TextStyle style;
+    style.folds_tables = true;
+    style.columns = columns;
+    return style;
+}
+
 TEST(SideBySideTest, AScalarHasAColumnForEachStoreAndADistributionALine) {
-    EXPECT_EQ(cli::side_by_side_table(two_days(), {}), R"(button
+    EXPECT_EQ(cli::side_by_side_table(two_days(), folding(80)), R"(button
                monday.db  tuesday.db
   click.count         12        1000
                 count  min  mean  p50  p90  p99  max
@@ -46,13 +53,28 @@ other
 }
 
 TEST(SideBySideTest, WhereTheColumnsAreTooManyAScalarHasALineForEachStore) {
-    cli::TextStyle narrow;
-    narrow.columns = 20;
-    EXPECT_EQ(cli::side_by_side_table({two_days()[0], two_days()[1]}, narrow).substr(0, 90), R"(button
+    EXPECT_EQ(cli::side_by_side_table({two_days()[0], two_days()[1]}, folding(20)).substr(0, 90), R"(button
   click.count
     monday.db     12
     tuesday.db  1000
                 count  min )");
+}
+
+TEST(SideBySideTest, ForAProgramEachLineHasItsKey) {
+    EXPECT_EQ(cli::side_by_side_table(two_days(), {false, false, 20}), R"(button
+               monday.db  tuesday.db
+  click.count         12        1000
+                              count  min  mean  p50  p90  p99  max
+  click.duration  monday.db       4   40    55   60   60   60   60  -          @
+  click.duration  tuesday.db      2  100   100  100  100  100  100  @
+
+other
+     monday.db  tuesday.db
+  x         -3           -
+  y          -           7
+                 count  min  mean  p50  p90  p99  max
+  z  tuesday.db      1  0.5   0.5  0.5  0.5  0.5  0.5  @
+)");
 }
 
 TEST(SideBySideTest, StoresWithoutContentsAreEmpty) {
