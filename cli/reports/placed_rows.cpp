@@ -1,5 +1,6 @@
 #include "cli/reports/placed_rows.h"
 
+#include <algorithm>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -34,6 +35,12 @@ struct Places {
     bool is_json() const { return format == "jsonl"; }
     bool has_offset() const { return is_json() || format == "csv"; }
 
+    /** The line before a report that begins a group of neighbours; rows for programs have none. */
+    std::string_view separator(const ReportBlock &block, std::size_t index) const {
+        const bool begins_group = std::binary_search(block.separators.begin(), block.separators.end(), index);
+        return begins_group && !has_offset() ? "--\n" : "";
+    }
+
     std::string start(const std::string &file) const {
         if (is_json()) {
             return json_start(file);
@@ -55,16 +62,12 @@ ReportRendering with_places(ReportRendering rendering, const RenderingWish &wish
         text_buffer row;
         std::string start;
         std::optional<std::size_t> input;
-        auto separator = block.separators.begin();
         for (std::size_t i = 0; i < block.size(); ++i) {
             if (input != block.input_of(i)) {
                 input = block.input_of(i);
                 start = places.start(name_of(*input));
             }
-            if (separator != block.separators.end() && *separator == i) {
-                out.append(places.has_offset() ? "" : "--\n");
-                ++separator;
-            }
+            out.append(places.separator(block, i));
             one.reports.assign(1, block.reports[i]);
             one.clocks.assign(block.clocks.empty() ? 0 : 1,
                               block.clocks.empty() ? decoder::device_clock{} : block.clocks[i]);

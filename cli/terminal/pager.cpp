@@ -139,10 +139,13 @@ void wait_for_end(pid_t process, int wake) {
 /** The settings of a terminal, and what Ctrl-C did, before a pager changes them. */
 struct Pager::Terminal {
     Terminal() : has_settings(tcgetattr(STDOUT_FILENO, &settings) == 0) {
+        sigaction(SIGINT, nullptr, &interrupt);
+    }
+    void ignore_interrupt() const {
         struct sigaction ignore {};
         ignore.sa_handler = SIG_IGN;
         sigemptyset(&ignore.sa_mask);
-        sigaction(SIGINT, &ignore, &interrupt);
+        sigaction(SIGINT, &ignore, nullptr);
     }
     ~Terminal() { sigaction(SIGINT, &interrupt, nullptr); }
     Terminal(const Terminal &) = delete;
@@ -175,8 +178,9 @@ PagerChoice choose_pager() {
 
 Pager::Pager(const std::string &command) : _command(command) {
     PagerPipe pipe;
+    _terminal = std::make_unique<Terminal>();
     _process = start(command, pipe.reads);
-    _terminal = std::make_unique<Terminal>(); // the pager itself has the signals as this program had them
+    _terminal->ignore_interrupt(); // the pager itself has the signals as this program had them
     _pipe = std::exchange(pipe.writes, -1);
 }
 
