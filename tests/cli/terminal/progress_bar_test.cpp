@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/cli/program.h"
+#include "tests/cli/reports.h"
 
 namespace cli_tests {
 namespace {
@@ -20,10 +21,21 @@ const std::string kEmptyBar = "[" + std::string(53, ' ') + "]   0%";
 const std::string kFullBar = "[" + std::string(53, '#') + "] 100%";
 const std::string kWipe = "\r\x1b[K";
 
-/** A sparse file of zero reports, which takes no space on the disk. */
-class DumpOfZeros {
+/** As many as `decode` looks at to tell whether a file is a dump. */
+constexpr std::uint32_t kReportsLookedAt = 4096;
+
+std::string first_reports() {
+    std::string reports;
+    for (std::uint32_t number = 0; number < kReportsLookedAt; ++number) {
+        reports += report(Ids{}, number, number);
+    }
+    return reports;
+}
+
+/** A sparse file of zero reports behind the first ones, which takes hardly any space on the disk. */
+class SparseDump {
 public:
-    explicit DumpOfZeros(std::uintmax_t reports) : _file(_folder.file("dump", "")) {
+    explicit SparseDump(std::uintmax_t reports) : _file(_folder.file("dump", first_reports())) {
         std::filesystem::resize_file(_file, reports * kReportSize);
     }
 
@@ -69,7 +81,7 @@ std::vector<std::string> drawings_of(const std::string &text) {
 
 TEST(ProgressBarTest, ABarGoesFromEmptyToFullAndIsWiped) {
     SKIP_WITHOUT_TERMINALS();
-    const DumpOfZeros dump(kReportsWithoutBar + 1);
+    const SparseDump dump(kReportsWithoutBar + 1);
 
     const Outcome outcome = dump.decode(kNothing, with_terminal_for_messages());
 
@@ -81,7 +93,7 @@ TEST(ProgressBarTest, ABarGoesFromEmptyToFullAndIsWiped) {
 
 TEST(ProgressBarTest, EachDrawingCoversTheOneBeforeAndShowsNoLess) {
     SKIP_WITHOUT_TERMINALS();
-    const DumpOfZeros dump(2 * kReportsWithoutBar);
+    const SparseDump dump(2 * kReportsWithoutBar);
 
     const Outcome outcome = dump.decode(kNothing, with_terminal_for_messages());
 
@@ -100,7 +112,7 @@ TEST(ProgressBarTest, EachDrawingCoversTheOneBeforeAndShowsNoLess) {
 
 TEST(ProgressBarTest, StatisticsHaveABarEvenWhereTheyGoToATerminal) {
     SKIP_WITHOUT_TERMINALS();
-    const DumpOfZeros dump(kReportsWithoutBar + 1);
+    const SparseDump dump(kReportsWithoutBar + 1);
     Surroundings surroundings = with_terminal_for_messages();
     surroundings.output_is_terminal = true;
 
@@ -114,7 +126,7 @@ TEST(ProgressBarTest, StatisticsHaveABarEvenWhereTheyGoToATerminal) {
 
 TEST(ProgressBarTest, WhatIsSaidAfterwardsStandsOnAnEmptyLine) {
     SKIP_WITHOUT_TERMINALS();
-    const DumpOfZeros dump(kReportsWithoutBar + 1);
+    const SparseDump dump(kReportsWithoutBar + 1);
     Surroundings surroundings = with_terminal_for_messages();
     surroundings.output_file = "/dev/full";
 
@@ -125,7 +137,7 @@ TEST(ProgressBarTest, WhatIsSaidAfterwardsStandsOnAnEmptyLine) {
 }
 
 TEST(ProgressBarTest, NothingIsDrawnWhereMessagesGoToNoTerminal) {
-    const DumpOfZeros dump(kReportsWithoutBar + 1);
+    const SparseDump dump(kReportsWithoutBar + 1);
 
     const Outcome outcome = dump.decode(kNothing, {});
 
@@ -135,7 +147,7 @@ TEST(ProgressBarTest, NothingIsDrawnWhereMessagesGoToNoTerminal) {
 
 TEST(ProgressBarTest, NothingIsDrawnAmongLinesOnATerminal) {
     SKIP_WITHOUT_TERMINALS();
-    const DumpOfZeros dump(kReportsWithoutBar + 1);
+    const SparseDump dump(kReportsWithoutBar + 1);
     Surroundings surroundings = with_terminal_for_messages();
     surroundings.output_is_terminal = true;
 
@@ -148,7 +160,7 @@ TEST(ProgressBarTest, NothingIsDrawnAmongLinesOnATerminal) {
 
 TEST(ProgressBarTest, NothingIsDrawnForAFileOfNoMoreThan64MiB) {
     SKIP_WITHOUT_TERMINALS();
-    const DumpOfZeros dump(kReportsWithoutBar);
+    const SparseDump dump(kReportsWithoutBar);
 
     const Outcome outcome = dump.decode(kNothing, with_terminal_for_messages());
 
