@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <limits>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -21,6 +22,9 @@ namespace {
 constexpr std::size_t kReportSize = _QorProfileReport::kSize;
 constexpr std::size_t kBufferSize = DumpInput::kPieceReports * kReportSize;
 constexpr std::chrono::milliseconds kGrowthPollInterval{50};
+
+/** In a file that is followed. No file grows so large, and places behind it can still be expressed. */
+constexpr std::uint64_t kLargestSkip = std::numeric_limits<off_t>::max() / 2;
 
 /** Reports consist of bytes only, so they are read where they are. */
 std::span<const _QorProfileReport> reports_in(std::span<const std::byte> bytes) {
@@ -42,11 +46,13 @@ DumpInput::DumpInput(std::unique_ptr<ByteStream> stream, const DumpOptions &opti
     }
     const std::uint64_t begin =
         static_cast<std::uint64_t>(std::max<off_t>(0, lseek(_stream->descriptor(), 0, SEEK_CUR)));
+    const bool is_to_grow = _options.follow != Follow::Nothing;
     const std::uint64_t skipped = std::min(_options.skip, _stream->file_size());
-    _start = begin + skipped;
+    _options.skip = is_to_grow ? std::min(_options.skip, kLargestSkip) : skipped;
+    _start = begin + _options.skip;
     _file_size = _stream->file_size() - skipped;
     _has_known_end = ends_where_the_system_says();
-    if (_options.follow != Follow::Nothing) {
+    if (is_to_grow) {
         _interruption.emplace();
         return;
     }
@@ -236,7 +242,8 @@ bool DumpInput::wait_for_growth() {
         fail(_offset, errno);
     }
     const auto size = static_cast<std::uint64_t>(status.st_size);
-    if (_has_known_end && size < _start + _offset) {
+    // What is skipped need not be there.
+    if (_has_known_end && size < (_offset == 0 ? _start - _options.skip : _start + _offset)) {
         return go_on_after_cut(size);
     }
     if (const int next = _followed.look(descriptor(), _used); next != -1) {
@@ -260,7 +267,7 @@ bool DumpInput::go_on_after_cut(std::uint64_t size) {
 }
 
 void DumpInput::read_from_start() {
-    _start = 0;
+    _start = _options.skip;
     _offset = 0;
     _used = 0;
     _given = 0;

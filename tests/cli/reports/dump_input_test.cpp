@@ -3,6 +3,7 @@
 #include <csignal>
 #include <cstdint>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <optional>
 #include <string>
@@ -139,6 +140,25 @@ TEST(DumpInputTest, AFollowedFileIsNotAtItsEndUntilAnInterruption) {
 
     std::raise(SIGINT);
     EXPECT_FALSE(input.read_next());
+}
+
+TEST(DumpInputTest, WhatIsSkippedOfAFollowedFileMayComeLater) {
+    const TemporaryFolder folder;
+    const std::string header(16, 'h');
+    const std::string path = folder.file("dump", header.substr(6));
+    DumpInput input(open_stream(path), {.follow = Follow::Name, .skip = header.size()});
+
+    EXPECT_EQ(numbers_of(input.read_next()), std::vector<std::uint32_t>());
+    std::ofstream(path, std::ios::app) << header.substr(10) << numbered_reports(2);
+    EXPECT_EQ(numbers_of(input.read_next()), (std::vector<std::uint32_t>{1, 2}));
+
+    // The file that replaces it has such a header, too.
+    std::filesystem::rename(folder.file("next", header + numbered_reports(3)), path);
+    std::vector<std::uint32_t> numbers;
+    for (int reads = 0; reads < 10 && numbers.empty(); ++reads) {
+        numbers = numbers_of(input.read_next());
+    }
+    EXPECT_EQ(numbers, (std::vector<std::uint32_t>{1, 2, 3}));
 }
 
 TEST(DumpInputTest, AFollowedFileEndsWithAnInterruptionBeforeItHasBeenRead) {
