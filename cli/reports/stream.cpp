@@ -63,6 +63,9 @@ bool ReportStream::observe(const ReportObserver &observer) {
                        return !tail.source || tail.source->observe(observer);
                    });
     }
+    if (_merge) {
+        _merge->for_each_open([&](ReportSource &source) { is_added = source.observe(observer) && is_added; });
+    }
     _observer = is_added ? observer : ReportObserver();
     return is_added;
 }
@@ -71,6 +74,9 @@ void ReportStream::watch(ReadingWatcher watcher) {
     _watcher = [this, watcher = std::move(watcher)](std::uint64_t bytes_read) { watcher(_bytes_before + bytes_read); };
     if (_source) {
         _source->watch(_watcher);
+    }
+    if (_merge) {
+        _merge->for_each_open([this](ReportSource &source) { source.watch(_watcher); });
     }
 }
 

@@ -68,7 +68,9 @@ public:
      */
     [[nodiscard]] bool observe(const ReportObserver &observer);
 
-    /** Adds the watcher, which is called before every read with the number of bytes that have been read of all inputs.
+    /**
+     * Adds the watcher, which is called before every read with the number of bytes that have been read of all inputs;
+     * when they are merged, of the one that is read.
      */
     void watch(ReadingWatcher watcher);
 
@@ -108,7 +110,6 @@ private:
     DumpOptions dump_options() const;
     const Opened &opened(std::size_t number) const;
     void find_last(std::uint64_t count);
-    std::unique_ptr<ReportSource> open_tail();
     void start_merge();
     bool open_next();
     void use(std::unique_ptr<ReportSource> source, std::size_t number);

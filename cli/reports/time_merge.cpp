@@ -19,8 +19,17 @@ TimeMerge::TimeMerge(Hooks hooks, const Limits &limits) : _hooks(std::move(hooks
 void TimeMerge::add(std::size_t number, std::unique_ptr<ReportSource> source, bool can_be_opened_again) {
     Cursor cursor{.number = number, .source = std::move(source), .can_be_opened_again = can_be_opened_again};
     _open += can_be_opened_again ? 1 : 0;
-    if (refill(cursor)) {
-        _cursors.push_back(std::move(cursor));
+    if (can_be_opened_again && _open > kOpenAtMost) {
+        close(cursor);
+    }
+    _cursors.push_back(std::move(cursor));
+}
+
+void TimeMerge::for_each_open(const std::function<void(ReportSource &source)> &use) {
+    for (Cursor &cursor : _cursors) {
+        if (cursor.source) {
+            use(*cursor.source);
+        }
     }
 }
 
@@ -48,9 +57,16 @@ bool TimeMerge::next(ReportBlock &block) {
     return !block.empty();
 }
 
-/** Decides what holds for all reports. */
+/** Reads the first reports, and decides what holds for all. */
 void TimeMerge::start() {
     _has_started = true;
+    std::deque<Cursor> filled;
+    for (Cursor &cursor : _cursors) {
+        if (refill(cursor)) {
+            filled.push_back(std::move(cursor));
+        }
+    }
+    _cursors = std::move(filled);
     _is_wall_time = !_cursors.empty();
     for (const Cursor &cursor : _cursors) {
         _has_offsets = _has_offsets || !cursor.block.offsets.empty();

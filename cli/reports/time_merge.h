@@ -48,8 +48,11 @@ public:
     /** @throws WrongUse when more of the last are wanted than are kept. */
     TimeMerge(Hooks hooks, const Limits &limits);
 
-    /** Adds a source, before any `next`. Its blocks have at most `kReportsOfASource` reports. */
+    /** Adds a source, before any `next`, and reads nothing. Its blocks have at most `kReportsOfASource` reports. */
     void add(std::size_t number, std::unique_ptr<ReportSource> source, bool can_be_opened_again);
+
+    /** Calls the function with the sources that are open. What opens one again sees to the others. */
+    void for_each_open(const std::function<void(ReportSource &source)> &use);
 
     /** Gives up to `ReportSource::kBlockReports`, with their inputs. @return false, with an empty block, at the end. */
     bool next(ReportBlock &block);

@@ -31,9 +31,9 @@ using cli_tests::TemporaryFolder;
 using Texts = std::vector<std::string>;
 
 /** What is shown: each report's number, and before it its marks. */
-Texts shown(const std::vector<std::string> &inputs, const Selection &selection = {}) {
+Texts shown(const std::vector<std::string> &inputs, const Selection &selection = {}, bool merges_by_time = false) {
     ReportStream stream(cli::InputSequence(inputs, std::nullopt, cli::wanted_by_decode()),
-                        {.selection = selection, .with_offsets = true});
+                        {.selection = selection, .with_offsets = true, .merges_by_time = merges_by_time});
     MarkFinder finder;
     static_cast<void>(stream.observe([&](const ReportPiece &piece) { finder.see(piece); }));
     Texts texts;
@@ -89,6 +89,26 @@ TEST(MarksTest, EachInputHasItsOwn) {
     const std::string first = folder.file("first", dump_of({{'g', 1}, {'g', 3}, {'a', 5}}));
     const std::string second = folder.file("second", dump_of({{'a', 70}, {'g', 71}}));
     EXPECT_EQ(shown({first, second}, gyro_alone()), Texts({"1", "gap: 1 missing", "3", "71"}));
+}
+
+/** Of more inputs than are open at a time. */
+TEST(MarksTest, WhatIsLostInMergedInputsStandsBeforeTheirOwnReports) {
+    const TemporaryFolder folder;
+    constexpr std::uint32_t kFiles = cli::TimeMerge::kOpenAtMost + 2;
+    std::vector<std::string> files;
+    Texts expected;
+    for (std::uint32_t file = 0; file < kFiles; ++file) {
+        const std::uint32_t first = 100 * file;
+        files.push_back(folder.file("dump" + std::to_string(file),
+                                    report(kGyroData, first, file) + report(kAccelData, first + 3 + file, 1000) +
+                                        report(kGyroData, first + 4 + file, 2000 + file)));
+        expected.push_back(std::to_string(first));
+    }
+    for (std::uint32_t file = 0; file < kFiles; ++file) {
+        expected.push_back("gap: " + std::to_string(2 + file) + " missing");
+        expected.push_back(std::to_string(100 * file + 4 + file));
+    }
+    EXPECT_EQ(shown(files, gyro_alone(), true), expected);
 }
 
 TEST(MarksTest, TheLastReportsBeginWithoutOne) {

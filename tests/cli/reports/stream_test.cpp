@@ -275,6 +275,17 @@ TEST(MergedStreamTest, ManyInputsNeedFewDescriptors) {
     }
 }
 
+TEST(MergedStreamTest, IsWatchedWhileItReads) {
+    const TemporaryFolder folder;
+    ReportStream stream(inputs({folder.file("a", timed_reports({1, 3})), folder.file("b", timed_reports({2}))}),
+                        {.with_offsets = true, .merges_by_time = true});
+    int reads = 0;
+    stream.watch([&reads](std::uint64_t) { ++reads; });
+
+    EXPECT_EQ(read_all(stream).size(), 3u);
+    EXPECT_GE(reads, 4) << "the reports and the end of each";
+}
+
 TEST(MergedStreamTest, OneThatFailsDoesNotSilenceTheOthers) {
     const TemporaryFolder folder;
     const std::vector<std::string> files = {folder.file("a", timed_reports({1, 3})), "/nowhere/b",
