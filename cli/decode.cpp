@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -7,7 +6,6 @@
 #include <utility>
 #include <vector>
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include "cli/arguments/hosting.h"
@@ -82,19 +80,6 @@ ReadingWatcher make_watcher(ProgressBar &progress, const Output &output, const D
     };
 }
 
-bool is_awaited(const std::string &input) {
-    struct stat status {};
-    const bool is_known =
-        input == kStandardInputArgument ? fstat(STDIN_FILENO, &status) == 0 : stat(input.c_str(), &status) == 0;
-    return is_known && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
-}
-
-/** Whether reports may have to be waited for: a pager would show the first of them too late. */
-bool has_awaited(const DecodeArguments &arguments) {
-    return arguments.selection.follow != Follow::Nothing ||
-           std::any_of(arguments.inputs.begin(), arguments.inputs.end(), is_awaited);
-}
-
 /** The owner's names; none without a file of them. @throws host::Error. */
 OwnerNames read_names(const std::optional<std::string> &file) { return file ? OwnerNames::read(*file) : OwnerNames(); }
 
@@ -126,7 +111,8 @@ void write_reports(ReportStream &stream, const DecodeArguments &arguments, const
         wish.name_of = [&stream](std::size_t input) { return stream.name_of(input); };
     }
     const ReportRendering rendering = rendering_of(wish);
-    if (!arguments.has_no_pager && !has_awaited(arguments)) {
+    // A pager would hold back reports that arrive one by one.
+    if (!arguments.has_no_pager && arguments.selection.follow == Follow::Nothing && !stream.may_wait()) {
         output.page_when_long();
     }
     MarkFinder marks;

@@ -107,7 +107,8 @@ int show(const ShowArguments &arguments) {
                           {ContentKind::Records},
                           "a state-capture record"});
     OutputFile file(arguments.output_file);
-    if (!arguments.has_no_pager) {
+    // Once there is text, nothing may have to be waited for.
+    if (!arguments.has_no_pager && (inputs.is_one_file() || !inputs.may_wait())) {
         file.output().page_when_long();
     }
     Listing listing(file.output(), arguments.is_json);

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "cli/arguments/wrong_use.h"
 #include "cli/inputs/file_list.h"
@@ -17,6 +18,14 @@ namespace {
 bool is_folder(const std::string &argument) {
     struct stat status {};
     return argument != kStandardInputArgument && stat(argument.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+/** @param argument  no folder. */
+bool is_awaited(const std::string &argument) {
+    struct stat status {};
+    const bool is_known =
+        argument == kStandardInputArgument ? fstat(STDIN_FILENO, &status) == 0 : stat(argument.c_str(), &status) == 0;
+    return is_known && !S_ISREG(status.st_mode);
 }
 
 /** Whether this is a file of our own, for one of the verbs. */
@@ -63,6 +72,11 @@ void InputSequence::add(const std::string &argument) {
         _entries.push_back({std::move(found.path), _folders.size(), std::move(found.error)});
     }
     _folders.push_back({argument});
+}
+
+bool InputSequence::may_wait() const {
+    return std::any_of(_entries.begin(), _entries.end(),
+                       [](const Entry &entry) { return !entry.folder && is_awaited(entry.argument); });
 }
 
 std::optional<Input> InputSequence::next() {

@@ -48,6 +48,9 @@ public:
     /** Whether there is but one input, and no folder. To be asked before the first `next`. */
     bool is_one_file() const { return _entries.size() == 1 && _folders.empty(); }
 
+    /** Whether any input is neither a file nor a folder, such as a pipe, whose bytes others may write late. */
+    bool may_wait() const;
+
     /** The next input that the verb reads; none at the end. @throws Interrupted. */
     std::optional<Input> next();
 

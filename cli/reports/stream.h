@@ -86,6 +86,8 @@ public:
     std::size_t opened_count() const;
     /** Whether there is but one input, and no folder. */
     bool is_single() const { return _is_single; }
+    /** As `InputSequence::may_wait`. */
+    bool may_wait() const { return _inputs.may_wait(); }
 
     /** For messages. Any thread. @param input  its number, from 0. */
     std::string name_of(std::size_t input) const;

@@ -121,6 +121,9 @@ TEST_F(PagerTest, ThereIsNoneForAPipeThatIsReadAsItFills) {
     piped.standard_input = content_of(arguments[1]);
     EXPECT_EQ(occurrences(qorstat({"decode", "-"}, piped).out, "paged:"), 0U);
 
+    const std::string list = folder.file("list", "-\n");
+    EXPECT_EQ(occurrences(qorstat({"decode", arguments[1], "--files-from", list}, piped).out, "paged:"), 0U);
+
     arguments.push_back("--follow");
     RunningProgram following(arguments, with_pager(kMarking));
     ASSERT_TRUE(following.waits_for_output("+0.000023s"));
@@ -291,6 +294,11 @@ TEST_F(PagerTest, OtherVerbsHaveItToo) {
 
     EXPECT_NE(occurrences(qorstat({"show", file}, with_pager(kMarking)).out, "paged:"), 0U);
     EXPECT_EQ(occurrences(qorstat({"show", file, "--no-pager"}, with_pager(kMarking)).out, "paged:"), 0U);
+
+    Surroundings piped = with_pager(kMarking);
+    piped.standard_input = records;
+    EXPECT_NE(occurrences(qorstat({"show", "-"}, piped).out, "paged:"), 0U);
+    EXPECT_EQ(occurrences(qorstat({"show", file, "-"}, piped).out, "paged:"), 0U) << "it may come late";
 }
 
 } // namespace
