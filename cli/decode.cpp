@@ -89,15 +89,6 @@ void require_rows_for_raw(const DecodeArguments &arguments) {
     }
 }
 
-/** Of several inputs the file has what could be read; of a bad one alone there is no file. */
-void finish(OutputFile &file, const ReportStream &stream) {
-    if (stream.is_single() && stream.has_failed()) {
-        file.abandon();
-    } else {
-        file.finish();
-    }
-}
-
 void write_reports(ReportStream &stream, const DecodeArguments &arguments, const DumpClock &clock,
                    const OwnerNames *names) {
     OutputFile file(arguments.output_file);
@@ -143,7 +134,7 @@ void write_reports(ReportStream &stream, const DecodeArguments &arguments, const
                            }};
     work_in_order(rendering.depends_on_order ? 1 : worker_count(), steps);
     output.write(rendering.end);
-    finish(file, stream);
+    file.finish();
 }
 
 void count_reports(ReportStream &stream, const DecodeArguments &arguments, const Output &output,
@@ -170,7 +161,7 @@ void write_statistics(ReportStream &stream, const DecodeArguments &arguments, co
     count_reports(stream, arguments, file.output(), statistics);
     statistics.end(stream.opened_count());
     file.output().write(arguments.statistics_are_json ? statistics.json(clock.now()) : statistics.text(clock.now()));
-    finish(file, stream);
+    file.finish();
 }
 
 Follow follow_of(const DecodeArguments &arguments) {

@@ -94,12 +94,6 @@ void OutputFile::finish() {
     }
 }
 
-void OutputFile::abandon() {
-    if (!_partial) {
-        output().flush();
-    }
-}
-
 void OutputFile::fail(int error) const { throw host::Error(_name, "", std::generic_category().message(error)); }
 
 } // namespace cli

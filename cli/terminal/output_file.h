@@ -32,10 +32,6 @@ public:
     /** Writes what is left and puts the file in its place. @throws as `Output`, and host::Error naming the file. */
     void finish();
 
-    /** The end of a result that is not whole: what is written directly stays, and there is no file. @throws as
-     * `Output`. */
-    void abandon();
-
 private:
     void create_beside();
     [[noreturn]] void fail(int error) const;

@@ -78,17 +78,6 @@ TEST_F(OutputFileTest, WithoutAnEndNothingIsLeft) {
     EXPECT_EQ(content_of(path("former")), "former");
 }
 
-TEST_F(OutputFileTest, AResultThatIsNotWholeIsNoFile) {
-    folder.file("out", "former");
-    {
-        OutputFile file(path());
-        file.output().write("text");
-        file.abandon();
-    }
-    EXPECT_EQ(content_of(path()), "former");
-    EXPECT_THAT(folder.names(), ElementsAre("out"));
-}
-
 TEST_F(OutputFileTest, ALinkIsFollowed) {
     fs::create_directory(path("folder"));
     folder.file("folder/file", "former");
