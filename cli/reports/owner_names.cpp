@@ -6,6 +6,7 @@
 #include <set>
 #include <utility>
 
+#include "cli/reports/csv.h"
 #include "cli/reports/json_values.h"
 #include "decoder/name_tables.h"
 #include "host/error.h"
@@ -62,17 +63,6 @@ std::string json_inside(std::string_view name, std::string_view mark) {
     std::string text(json_text_room(name.size()), '\0');
     text.resize(static_cast<std::size_t>(put_json_text(text.data(), name, mark) - text.data()));
     return text;
-}
-
-std::string csv_field(const std::string &name) {
-    if (name.find_first_of(",\"") == std::string::npos) {
-        return name;
-    }
-    std::string field = "\"";
-    for (const char c : name) {
-        field.append(c == '"' ? 2 : 1, c);
-    }
-    return field + "\"";
 }
 
 std::string join(const std::vector<std::string> &path) {

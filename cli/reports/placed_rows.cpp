@@ -5,6 +5,7 @@
 #include <string_view>
 #include <utility>
 
+#include "cli/reports/csv.h"
 #include "cli/reports/json_values.h"
 #include "host/utf8.h"
 
@@ -13,18 +14,6 @@ namespace {
 
 std::string json_start(const std::string &file) {
     return (host::is_utf8(file) ? "{\"file\":\"" : "{\"file_hex\":\"") + json_text_or_hex(file) + "\",\"offset\":";
-}
-
-/** A field of CSV, in quotation marks if it needs them. */
-std::string csv_field(const std::string &text) {
-    if (text.find_first_of("\",\r\n") == std::string::npos) {
-        return text;
-    }
-    std::string field = "\"";
-    for (const char c : text) {
-        field += c == '"' ? "\"\"" : std::string(1, c);
-    }
-    return field + "\"";
 }
 
 /** What stands in front of the rows of one form. */

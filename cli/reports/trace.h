@@ -57,9 +57,8 @@ public:
      * A function report becomes a slice on the track of its thread that ends at the report's time stamp. A sensor event
      * becomes one counter per number, because viewers stack the numbers of one counter; words are signed here although
      * lines print them unsigned. Every other report (triggers, traces and checkpoints included) becomes an instant on
-     * the track of its component with the payload as arguments. Names of the owner's are those of slices and tracks,
-     * too. Triggers are drawn across all tracks of their category,
-     * so their names begin with the component's.
+     * the track of its component with the payload as arguments. Triggers are drawn across all tracks of their category,
+     * so their names begin with the component's. Slices and tracks have the owner's names, too.
      */
     void append(text_buffer &out, const _QorProfileReport &report);
 
