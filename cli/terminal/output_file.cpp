@@ -25,6 +25,16 @@ bool is_standard_output(const struct stat &file) {
     return fstat(STDOUT_FILENO, &output) == 0 && output.st_dev == file.st_dev && output.st_ino == file.st_ino;
 }
 
+/** Where the links of a file that need not be there lead. Of endless links, one of them. */
+fs::path behind_links(fs::path file) {
+    constexpr int kLinksAtMost = 40;
+    std::error_code error;
+    for (int links = 0; links < kLinksAtMost && fs::is_symlink(file, error); ++links) {
+        file = file.parent_path() / fs::read_symlink(file, error);
+    }
+    return file;
+}
+
 } // namespace
 
 OutputFile::OutputFile(const std::optional<std::string> &file) {
@@ -42,7 +52,7 @@ OutputFile::OutputFile(const std::optional<std::string> &file) {
         }
     } else {
         std::error_code error;
-        _target = fs::weakly_canonical(fs::absolute(*file), error).string();
+        _target = fs::weakly_canonical(behind_links(fs::absolute(*file)), error).string();
         if (error || file->empty()) {
             fail(error ? error.value() : ENOENT);
         }

@@ -89,6 +89,23 @@ TEST_F(OutputFileTest, ALinkIsFollowed) {
     EXPECT_EQ(content_of(path("folder/file")), "new");
 }
 
+TEST_F(OutputFileTest, ALinkToAFileThatIsNotThereYetIsFollowed) {
+    fs::create_directory(path("folder"));
+    fs::create_symlink("second", path("folder/first"));
+    fs::create_symlink("folder/first", path());
+    OutputFile file(path());
+    file.output().write("new");
+    file.finish();
+    EXPECT_TRUE(fs::is_symlink(path()));
+    EXPECT_EQ(content_of(path("folder/second")), "new");
+}
+
+TEST_F(OutputFileTest, LinksThatLeadNowhereAreAnError) {
+    fs::create_symlink("out", path());
+    EXPECT_THROW(OutputFile{path()}, host::Error);
+    EXPECT_TRUE(fs::is_symlink(path()));
+}
+
 TEST_F(OutputFileTest, LeftoversOfAKilledProcessAreNotTouched) {
     const std::string leftover = "out.partial-" + std::to_string(getpid()) + "-0";
     folder.file(leftover, "leftover");
