@@ -16,6 +16,7 @@
 #include "cli/verbs.h"
 #include "host/error.h"
 #include "host/state_records.h"
+#include "qor/report.h"
 
 namespace cli {
 namespace {
@@ -36,8 +37,7 @@ struct RecordFile {
 
 /** Whether bytes that are no records can be reports, which have no mark of their own. */
 bool may_be_a_dump(const ByteStream &stream, const std::vector<std::byte> &bytes) {
-    constexpr std::size_t kReportSize = 48;
-    return stream.content().kind == ContentKind::Dump && bytes.size() % kReportSize == 0;
+    return stream.content().kind == ContentKind::Dump && bytes.size() % qor::kReportSize == 0;
 }
 
 /** Reads a file as a whole, so that a damaged one leaves no partial output. */
