@@ -106,12 +106,10 @@ InputSequence stores_among(const std::vector<std::string> &arguments, const std:
             {{ContentKind::Store, ContentKind::Dump, ContentKind::Empty}, {ContentKind::Store}, "an analytics store"}};
 }
 
-/** @throws host::Error when the store is one of the others, or a copy of one. An empty store adds nothing, so it may
- * be. */
 /** Tells the stores of a merge from each other, without keeping their contents. */
 class DistinctStores {
 public:
-    /** @throws host::Error when the store is one of the others, or a copy of one. An empty store adds nothing. */
+    /** @throws host::Error when the store is one of the others, or a copy of one; two empty ones are no copies. */
     void add(const ReadStore &store) {
         const Known known{store.name, store.file, std::hash<std::string>{}(metrics_json(store.contents))};
         const bool is_empty = store.contents == host::StoreContents{};

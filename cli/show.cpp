@@ -1,4 +1,5 @@
 #include <cstddef>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -16,6 +17,7 @@
 #include "cli/verbs.h"
 #include "host/error.h"
 #include "host/state_records.h"
+#include "qor/report.h"
 
 namespace cli {
 namespace {
@@ -36,18 +38,27 @@ struct RecordFile {
 
 /** Whether bytes that are no records can be reports, which have no mark of their own. */
 bool may_be_a_dump(const ByteStream &stream, const std::vector<std::byte> &bytes) {
-    constexpr std::size_t kReportSize = 48;
-    return stream.content().kind == ContentKind::Dump && bytes.size() % kReportSize == 0;
+    return stream.content().kind == ContentKind::Dump && bytes.size() % qor::kReportSize == 0;
+}
+
+host::Error refusal_of_a_dump(const std::string &name) {
+    return {name, "", "is no state-capture record; for a dump of reports use qorstat decode"};
 }
 
 /** Reads a file as a whole, so that a damaged one leaves no partial output. */
 RecordFile read_records(ByteStream &stream) {
-    RecordFile file{stream.name(), stream.read_all(), {}};
+    // What does not begin like a record may have no end, and a dump any size: it is not all taken into memory.
+    const std::size_t most = stream.content().kind == ContentKind::Records ? std::numeric_limits<std::size_t>::max()
+                                                                           : ByteStream::kMostUnpackedAtOnce;
+    if (stream.is_plain_file() && stream.file_size() > most) {
+        throw refusal_of_a_dump(stream.name());
+    }
+    RecordFile file{stream.name(), stream.read_all(most), {}};
     try {
         file.records = host::parse_records(file.bytes, file.name);
     } catch (const host::Error &) {
         if (may_be_a_dump(stream, file.bytes)) {
-            throw host::Error(file.name, "", "is no state-capture record; for a dump of reports use qorstat decode");
+            throw refusal_of_a_dump(file.name);
         }
         throw;
     }

@@ -23,7 +23,7 @@ public:
     };
 
     explicit SerialQueue(Thread thread = Thread::kOwn);
-    /** Closes the queue. Must not be called on the queue itself, but by the creator of a queue without a thread. */
+    /** Closes the queue. Must not be called on the queue itself, unless the queue has no thread of its own. */
     ~SerialQueue();
     SerialQueue(const SerialQueue &) = delete;
     SerialQueue &operator=(const SerialQueue &) = delete;

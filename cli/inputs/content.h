@@ -34,8 +34,7 @@ inline constexpr std::size_t kSampleBytes = 512;
  * Recognises content that is not packed. An answer never changes with the bytes that follow.
  * @param bytes   the first ones.
  * @param is_all  there are no others.
- * @return nothing while that depends on others: there are some, and `bytes` are fewer than
- *         `kSampleBytes`.
+ * @return nothing while that depends on others: there are some, and `bytes` are fewer than `kSampleBytes`.
  */
 std::optional<Content> content_of(std::span<const std::byte> bytes, bool is_all);
 

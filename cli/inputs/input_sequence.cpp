@@ -51,6 +51,9 @@ InputSequence::InputSequence(const std::vector<std::string> &arguments, const st
     std::vector<std::string> all = arguments;
     if (files_from) {
         const std::vector<std::string> listed = read_file_list(*files_from);
+        if (listed.empty()) {
+            throw host::Error(input_name(*files_from), "", "names no files");
+        }
         all.insert(all.end(), listed.begin(), listed.end());
     }
     const auto names_of_standard_input =

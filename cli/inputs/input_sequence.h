@@ -40,7 +40,8 @@ public:
     /**
      * @param arguments   in their order.
      * @param files_from  a list, whose names follow the arguments; "-" for standard input.
-     * @throws host::Error for a list that cannot be read; WrongUse when standard input is named twice.
+     * @throws host::Error for a list that cannot be read or names no files; WrongUse when standard input is named
+     * twice.
      */
     InputSequence(const std::vector<std::string> &arguments, const std::optional<std::string> &files_from,
                   WantedContent wanted);

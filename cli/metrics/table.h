@@ -10,9 +10,9 @@ namespace cli {
 
 /**
  * For each subsystem: scalars with their values, then distributions with their statistics and a bar for each of twelve
- * equal parts of their range. Where tables are folded, a key that is too long for its line is printed
- * above its numbers. Numbers have at most
- * six significant digits. Control characters in keys are always escaped, so that a key is one line.
+ * equal parts of their range. Where tables are folded, a key that is too long for its line is printed above its
+ * numbers. Numbers have at most six significant digits. Control characters in keys are always escaped, so that a key is
+ * one line.
  */
 std::string metrics_table(const host::StoreContents &contents, const TextStyle &style);
 

@@ -9,6 +9,7 @@
 #include <new>
 
 #include "host/TvValues.h"
+#include "host/device/toml_keys.h"
 #include "host/nearest_word.h"
 
 namespace host {
@@ -220,6 +221,7 @@ DescriptionFile parse_description_file(const std::string &path, const std::optio
 }
 
 DescriptionFile parse_description_text(std::string_view text, const std::string &name) {
+    require_short_keys(text, name);
     try {
         return {name, toml::parse(text, name), nullptr};
     } catch (const toml::parse_error &failure) {

@@ -32,7 +32,7 @@ public:
     }
 
 private:
-    /** The parser limits the depth of a table. */
+    /** The depth of tables is limited: by the parser, and by `require_short_keys`. */
     void collect(const toml::table &table) { // NOLINT(misc-no-recursion)
         for (const auto &[key, node] : table) {
             _path.emplace_back(key.str());

@@ -310,6 +310,16 @@ TEST_F(ShowInputs, WhatIsNoRecordIsToldWithTheVerbForIt) {
               "qorstat: nowhere: No such file or directory\n");
 }
 
+TEST_F(ShowInputs, WhatDoesNotBeginLikeARecordIsNotReadAtAnyLength) {
+    const std::string large = folder.file("large", "");
+    std::filesystem::resize_file(large, (std::uintmax_t{256} << 20) + 1); // no whole number of reports
+    const Outcome outcome = show({"large", "captures/1.qorstate"});
+
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_EQ(outcome.out, "One\n{}\n");
+    EXPECT_EQ(outcome.err, "qorstat: large: is no state-capture record; for a dump of reports use qorstat decode\n");
+}
+
 TEST_F(ShowInputs, AFolderWithoutRecordsIsAnError) {
     std::filesystem::create_directory(folder.path() / "empty");
     const Outcome outcome = show({"empty"});

@@ -170,6 +170,17 @@ TEST_F(Log, SinkThatIsGoneReceivesNothing) {
     EXPECT_THAT(recorder.lines(), ElementsAre("x"));
 }
 
+TEST_F(Log, SinkThatAnotherReceiverTakesAwayMissesThatMessage) {
+    std::vector<std::string> texts;
+    std::unique_ptr<host::LogSink> second;
+    const auto first = host::log_to_function([&](const host::LogMessage &) { second.reset(); });
+    second = host::log_to_function([&](const host::LogMessage &message) { texts.push_back(message.text); });
+
+    RvLogWrite(log, kRvLogLevelDefault, "x");
+
+    EXPECT_THAT(texts, ElementsAre());
+}
+
 TEST_F(Log, ReceiverMayLogItself) {
     host::LogRecorder recorder;
     const auto sink = host::log_to_function([&](const host::LogMessage &message) {

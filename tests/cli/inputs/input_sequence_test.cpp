@@ -133,6 +133,19 @@ TEST_F(InputSequenceTest, TheNamesOfAListFollowTheArguments) {
     EXPECT_THROW(read({}, kDumps, path("nowhere")), host::Error);
 }
 
+/** With nothing to read there is no result, and an exit code of 0 would promise one. */
+TEST_F(InputSequenceTest, AListMustNameSomething) {
+    const std::string list = folder.file("list", "\n\n");
+    for (const std::vector<std::string> &others : {std::vector<std::string>{}, {"mixed/a.bin"}}) {
+        try {
+            read(others, kDumps, list);
+            ADD_FAILURE() << "read";
+        } catch (const host::Error &error) {
+            EXPECT_EQ(error.what(), list + ": names no files");
+        }
+    }
+}
+
 TEST_F(InputSequenceTest, StandardInputIsNamedOnce) {
     EXPECT_THROW(InputSequence({"-", "-"}, std::nullopt, kDumps), cli::WrongUse);
     const std::string list = folder.file("list", "-\n");
