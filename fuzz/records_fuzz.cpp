@@ -40,9 +40,9 @@ std::vector<std::byte> record_of(std::string_view title, Bytes payload) {
     header.type_code = kRvStateCaptureTypeSerializedValue;
     header.payload_size = static_cast<std::uint32_t>(payload.size());
     std::memcpy(header.title, title.data(), title.size());
-    std::vector<std::byte> record(sizeof header);
+    std::vector<std::byte> record(sizeof header + payload.size());
     std::memcpy(record.data(), &header, sizeof header);
-    record.insert(record.end(), payload.begin(), payload.end());
+    std::copy(payload.begin(), payload.end(), record.begin() + sizeof header);
     return record;
 }
 

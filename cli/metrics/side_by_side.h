@@ -21,8 +21,8 @@ void add_store(std::vector<NamedStore> &stores, const std::string &name, host::S
 
 /**
  * For each subsystem: a line for each scalar with a column for each store, then for each distribution a line for each
- * store that has it. Where tables are folded, a key stands above these lines, and scalars whose columns are too many for
- * the width have a line for each store, too. Elsewhere each line has its key.
+ * store that has it. Where tables are folded, a key stands above these lines, and scalars whose columns are too many
+ * for the width have a line for each store, too. Elsewhere each line has its key.
  */
 std::string side_by_side_table(const std::vector<NamedStore> &stores, const TextStyle &style);
 

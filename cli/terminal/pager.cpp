@@ -138,9 +138,7 @@ void wait_for_end(pid_t process, int wake) {
 
 /** The settings of a terminal, and what Ctrl-C did, before a pager changes them. */
 struct Pager::Terminal {
-    Terminal() : has_settings(tcgetattr(STDOUT_FILENO, &settings) == 0) {
-        sigaction(SIGINT, nullptr, &interrupt);
-    }
+    Terminal() : has_settings(tcgetattr(STDOUT_FILENO, &settings) == 0) { sigaction(SIGINT, nullptr, &interrupt); }
     void ignore_interrupt() const {
         struct sigaction ignore {};
         ignore.sa_handler = SIG_IGN;

@@ -44,9 +44,9 @@ struct Surroundings {
     std::filesystem::path folder;                   ///< working directory; empty: this process's
     bool output_is_terminal = false;                ///< standard output is a terminal of 80 columns, not a pipe
     bool messages_are_to_terminal = false;          ///< the same for standard error
-    bool has_controlling_terminal = false;          ///< the terminal of standard output is also /dev/tty and sends signals
-    std::string output_file;                        ///< standard output is this file, not a pipe
-    std::set<int> ignored_signals; ///< of SIGHUP, SIGINT and SIGTERM; what this process ignores does not count
+    bool has_controlling_terminal = false; ///< the terminal of standard output is also /dev/tty and sends signals
+    std::string output_file;               ///< standard output is this file, not a pipe
+    std::set<int> ignored_signals;         ///< of SIGHUP, SIGINT and SIGTERM; what this process ignores does not count
 };
 
 struct Outcome {

@@ -95,14 +95,14 @@ TEST(ContextWindowTest, ShowsAHitAtOnceAndWhatFollowsAsItComes) {
 
 RC_GTEST_PROP(ContextWindowTest, ShowsExactlyWhatStandsAroundAHit, ()) {
     const std::vector<bool> is_hit = *sparse_hits();
-    const std::uint64_t context = *rc::gen::inRange(0, 12);
+    const auto context = *rc::gen::inRange<std::uint64_t>(0, 12);
 
     RC_ASSERT(shown_by_window(is_hit, context) == around(hits_in(is_hit), context, is_hit.size()));
 }
 
 RC_GTEST_PROP(LastWindowsTest, KeepsExactlyWhatStandsAroundTheLastHits, ()) {
     const std::vector<bool> is_hit = *sparse_hits();
-    const std::uint64_t context = *rc::gen::inRange(0, 12);
+    const auto context = *rc::gen::inRange<std::uint64_t>(0, 12);
     const std::size_t most = *rc::gen::inRange<std::size_t>(0, 6);
     LastWindows<int> windows(most, context);
 
@@ -134,7 +134,7 @@ RC_GTEST_PROP(NearestWindowTest, ShowsExactlyWhatStandsAroundTheFirstOfTheNeares
         return value < 20 ? std::optional(value) : std::nullopt;
     });
     const Distances distances = *rc::gen::container<Distances>(distance);
-    const std::uint64_t context = *rc::gen::inRange(0, 12);
+    const auto context = *rc::gen::inRange<std::uint64_t>(0, 12);
 
     Numbers nearest;
     for (std::size_t number = 0; number < distances.size(); ++number) {
@@ -147,7 +147,7 @@ RC_GTEST_PROP(NearestWindowTest, ShowsExactlyWhatStandsAroundTheFirstOfTheNeares
 
 RC_GTEST_PROP(NearestWindowTest, FollowsWhatComesNearerAndNearer, ()) {
     const auto count = *rc::gen::inRange<std::size_t>(1, 60);
-    const std::uint64_t context = *rc::gen::inRange(0, 12);
+    const auto context = *rc::gen::inRange<std::uint64_t>(0, 12);
     Distances distances;
     for (std::size_t left = count; left != 0; --left) {
         distances.emplace_back(left);

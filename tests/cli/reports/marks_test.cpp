@@ -153,7 +153,7 @@ TEST(MarksTest, ManyBreaksBetweenTwoShownReportsAreCountedTogether) {
 /** Against a walk over the whole dump, for dumps of several blocks with every kind of break. */
 TEST(MarksTest, AreThoseOfAPlainWalk) {
     std::mt19937 random(5);
-    for (int round = 0; round < 5; ++round) {
+    for (unsigned round = 0; round < 5; ++round) {
         std::vector<std::pair<char, std::uint32_t>> reports;
         std::uint32_t number = 0;
         for (int i = 0; i < 5000; ++i) {
