@@ -175,6 +175,7 @@ SerialQueue::SerialQueue(Thread thread) : _core(create_queue(thread)), _closes_c
 
 SerialQueue::SerialQueue(RvQueueRef core) : _core(core), _closes_core(false) {}
 
+// NOLINTNEXTLINE(bugprone-exception-escape): work that throws ends the process, as on a thread of the queue's own
 SerialQueue::~SerialQueue() {
     if (_closes_core) {
         close();

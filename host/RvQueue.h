@@ -24,7 +24,7 @@ public:
 
     explicit SerialQueue(Thread thread = Thread::kOwn);
     /** Closes the queue. Must not be called on the queue itself, unless the queue has no thread of its own. */
-    ~SerialQueue();
+    ~SerialQueue(); // NOLINT(bugprone-exception-escape): work that throws ends the process
     SerialQueue(const SerialQueue &) = delete;
     SerialQueue &operator=(const SerialQueue &) = delete;
 

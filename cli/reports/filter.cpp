@@ -136,8 +136,8 @@ ReportFilter::ReportFilter(const FilterWords &words) : _since(words.since), _unt
     const Choice types{"type", words.types, words.unwanted_types};
     _takes_all_places = components.is_open() && events.is_open();
     _has_conditions = !categories.is_open() || !types.is_open() || !_takes_all_places || _since || _until;
-    static const OwnerNames kNone;
-    const OwnerNames &names = words.names != nullptr ? *words.names : kNone;
+    static const OwnerNames no_names;
+    const OwnerNames &names = words.names != nullptr ? *words.names : no_names;
     choose_ids(std::span(&_categories, 1), categories,
                [&names](std::size_t, std::uint8_t id) { return names.category_name(id); });
     choose_ids(std::span(&_types, 1), types, [&names](std::size_t, std::uint8_t id) { return names.type_name(id); });

@@ -101,20 +101,20 @@ AppendRow optional_row(const RenderingWish &wish) {
 
 /** The formats of rows with the owner's names and all bytes. */
 ReportRendering optional_rendering(const RenderingWish &wish) {
-    static const OwnerNames kNone;
-    static const std::vector<std::size_t> kNoGroups;
+    static const OwnerNames no_names;
+    static const std::vector<std::size_t> no_groups;
     std::string start;
     if (wish.format == "csv") {
         start = wish.has_raw ? std::string(kCsvHeading.substr(0, kCsvHeading.size() - 2)) + ",raw\r\n"
                              : std::string(kCsvHeading);
     }
-    const auto append = [names = wish.names != nullptr ? wish.names : &kNone, append_row = optional_row(wish),
+    const auto append = [names = wish.names != nullptr ? wish.names : &no_names, append_row = optional_row(wish),
                          has_groups = wish.format == "text"](text_buffer &out, const ReportBlock &block,
                                                              const DumpClock &clock) {
         const auto append_one = [&](auto &text, const auto &report, const auto &time) {
             append_row(text, report, time, *names);
         };
-        append_with(out, block, clock, has_groups ? block.separators : kNoGroups, append_one);
+        append_with(out, block, clock, has_groups ? block.separators : no_groups, append_one);
     };
     return {start, append, ""};
 }

@@ -24,8 +24,8 @@ struct TracePieces {
     decoder::text_of_at_most<64> track;  ///< the track's id, and the key of the arguments
 };
 
-/** For a report that becomes counters or an instant. @param names  null for none. */
-void fill_trace_pieces(TracePieces &pieces, const _QorProfileReport &report, const OwnerNames *names);
+/** For a report that becomes counters or an instant. @param owner  names; null for none. */
+void fill_trace_pieces(TracePieces &pieces, const _QorProfileReport &report, const OwnerNames *owner);
 
 /** The fields of a slice besides its name. */
 struct SliceFields;

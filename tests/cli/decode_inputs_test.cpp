@@ -317,7 +317,7 @@ TEST_F(DecodeInputsTest, FollowingTakesOneFile) {
     folder.file("a", "");
     for (const std::vector<std::string> &inputs : std::vector<std::vector<std::string>>{{"a", "a"}, {"."}}) {
         std::vector<std::string> arguments = inputs;
-        arguments.push_back("--follow");
+        arguments.emplace_back("--follow");
 
         const Outcome outcome = decode(arguments);
 

@@ -609,7 +609,7 @@ TEST(UnknownZoneTest, IsSaidWhereTheLogHasLocalTimes) {
     const std::vector<std::string> capture = {"capture", kSmall, "-o", "-"};
     const std::vector<std::string> publish = {"publish", batch, "--store", ":memory:"};
     std::vector<std::string> publish_with_log = publish;
-    publish_with_log.push_back("--log");
+    publish_with_log.emplace_back("--log");
 
     EXPECT_EQ(said("Nowhere/City", run), 1u);
     EXPECT_EQ(said("Nowhere/City", capture), 1u);

@@ -124,7 +124,7 @@ TEST_F(PagerTest, ThereIsNoneForAPipeThatIsReadAsItFills) {
     const std::string list = folder.file("list", "-\n");
     EXPECT_EQ(occurrences(qorstat({"decode", arguments[1], "--files-from", list}, piped).out, "paged:"), 0U);
 
-    arguments.push_back("--follow");
+    arguments.emplace_back("--follow");
     RunningProgram following(arguments, with_pager(kMarking));
     ASSERT_TRUE(following.waits_for_output("+0.000023s"));
     following.send(SIGINT);

@@ -93,8 +93,8 @@ TEST_P(NewStoreFileTest, IsFlushedWithItsName) {
 TEST_P(NewStoreFileTest, ThatIsGivenUpLeavesNothing) {
     struct GivenUp {};
     host::StoreContents contents = kContents;
-    for (int value = 0; value < 2500; ++value) {
-        contents.distributions["d"][value] = static_cast<std::uint64_t>(value + 1);
+    for (unsigned value = 0; value < 2500; ++value) {
+        contents.distributions["d"][value] = std::uint64_t{value} + 1;
     }
     bool is_written = false;
     int checks = 0;
