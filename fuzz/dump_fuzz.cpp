@@ -3,9 +3,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <functional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,6 +15,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/arguments/wrong_use.h"
+#include "cli/inputs/content.h"
 #include "cli/reports/open_input.h"
 #include "cli/reports/rendering.h"
 #include "cli/reports/statistics.h"
@@ -328,13 +331,21 @@ void decode(const Wish &wish, std::span<const std::uint8_t> bytes) {
     }
 }
 
+/** Whether the first bytes are not those of another file, which `decode` would refuse or unpack. */
+bool are_a_dump(std::span<const std::uint8_t> bytes) {
+    const std::span<const std::byte> first = std::as_bytes(bytes);
+    const cli::ContentKind kind = cli::content_of(first, true).value().kind;
+    return cli::packing_of(first, true) == cli::Packing::None &&
+           (kind == cli::ContentKind::Dump || kind == cli::ContentKind::Empty);
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
     Input input(data, size);
     const Wish wish(input);
-    if (input.rest().size() > Dump::kPipeHolds) {
-        return 0;
+    if (input.rest().size() > Dump::kPipeHolds || !are_a_dump(input.rest())) {
+        return 0; // the targets `inputs` and `records` have other files
     }
     try {
         decode(wish, input.rest());
