@@ -138,14 +138,10 @@ Answer is_database(const Sample &sample) { return sample.has(0, "SQLite format 3
 
 /** Of a database. */
 Answer is_store(const Sample &sample) {
-    host::StoreHeader::Bytes header{};
-    const std::string_view found = sample.part(0, header.size());
-    std::transform(found.begin(), found.end(), header.begin(),
-                   [](char byte) { return static_cast<unsigned char>(byte); });
-    if (found.size() < header.size()) {
-        return sample.is_all() ? Answer::No : Answer::Open;
-    }
-    return host::StoreHeader(header).is_of_store() ? Answer::Yes : Answer::No;
+    constexpr std::size_t kSize = std::tuple_size_v<host::StoreHeader::Bytes>;
+    const std::string_view found = sample.part(0, kSize);
+    const bool holds = found.size() < kSize || host::StoreHeader(std::as_bytes(std::span(found))).is_of_store();
+    return sample.answer(holds, found.size(), kSize);
 }
 
 Answer is_tar(const Sample &sample) {

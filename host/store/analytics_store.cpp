@@ -123,16 +123,6 @@ constexpr std::size_t kReadVersion = 19;
 constexpr std::byte kWithJournal{1};
 constexpr std::byte kWithLog{2};
 
-bool is_store_image(std::span<const std::byte> image) {
-    StoreHeader::Bytes header{};
-    if (image.size() < header.size()) {
-        return false;
-    }
-    std::transform(image.begin(), image.begin() + header.size(), header.begin(),
-                   [](std::byte byte) { return std::to_integer<unsigned char>(byte); });
-    return StoreHeader(header).is_of_store();
-}
-
 /**
  * Refuses a file that ends before its last page does: the database library would read what is missing as zeros. Called
  * in a transaction.
@@ -600,7 +590,7 @@ StoreContents read_analytics_store_image(std::span<std::byte> image, const std::
     if (image.size() > kLargestStoreImage) {
         throw Error(name, "", "is larger than " + std::to_string(kLargestStoreImage >> 20) + " MB");
     }
-    if (!is_store_image(image)) {
+    if (!StoreHeader(image).is_of_store()) {
         throw Error(name, "", "is not an analytics store");
     }
     // A database in memory has no log beside it.

@@ -10,6 +10,13 @@ constexpr std::size_t kWriteVersion = 18; // 1: with a rollback journal; 2: with
 constexpr std::size_t kReadVersion = 19;  // the same
 constexpr std::size_t kApplication = 68;  // big-endian
 
+StoreHeader::StoreHeader(std::span<const std::byte> file) : _bytes{} {
+    if (file.size() >= _bytes.size()) {
+        std::transform(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(_bytes.size()), _bytes.begin(),
+                       [](std::byte byte) { return std::to_integer<unsigned char>(byte); });
+    }
+}
+
 bool StoreHeader::is_of_store() const {
     constexpr std::string_view kMagic("SQLite format 3\0", 16);
     std::int64_t number = 0;

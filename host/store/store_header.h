@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 namespace host {
 
@@ -16,6 +17,8 @@ public:
 
     /** @param bytes  the first of the file; zeros where it is shorter. */
     explicit StoreHeader(const Bytes &bytes) : _bytes(bytes) {}
+    /** The same of a file in memory, or its first bytes; all zeros when they are fewer than a header has. */
+    explicit StoreHeader(std::span<const std::byte> file);
 
     /** Whether the file is an SQLite database with the store's application number. */
     bool is_of_store() const;
