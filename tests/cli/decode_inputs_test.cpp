@@ -22,15 +22,6 @@ const std::string kPhone = QOR_SOURCE_FOLDER "/examples/phone.toml";
 const std::string kReportsOfDriver = QOR_SOURCE_FOLDER "/examples/reports/drvx.bin";
 const std::string kUnreadable = "/proc/self/mem";
 
-std::vector<std::string> split_lines(const std::string &text) {
-    std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
-
 std::vector<json> parse_lines(const std::string &text) {
     std::vector<json> objects;
     for (const std::string &line : split_lines(text)) {

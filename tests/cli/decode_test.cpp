@@ -42,15 +42,6 @@ Outcome decode(std::string dump, std::vector<std::string> options = {}) {
     return qorstat(arguments, with_input(std::move(dump)));
 }
 
-std::vector<std::string> split_lines(const std::string &text) {
-    std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
-
 /** The sequence numbers of the reports in JSON lines. */
 std::vector<int> parse_sequence(const std::string &json_lines) {
     std::vector<int> numbers;

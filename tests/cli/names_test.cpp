@@ -17,15 +17,6 @@ namespace {
 
 const std::string kExamples = QOR_SOURCE_FOLDER "/examples/";
 
-std::vector<std::string> split_lines(const std::string &text) {
-    std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
-
 /** The output of a success. */
 std::string output_of(const std::vector<std::string> &arguments, const std::string &input = {}) {
     Surroundings surroundings;

@@ -157,6 +157,15 @@ std::size_t occurrences(std::string_view text, std::string_view part) {
     return count;
 }
 
+std::vector<std::string> split_lines(const std::string &text) {
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
 RunningProgram::RunningProgram(const std::vector<std::string> &arguments, const Surroundings &surroundings)
     : _input_left(surroundings.standard_input) {
     Pipe in;

@@ -35,6 +35,8 @@ std::string content_of(const std::filesystem::path &file);
 
 /** The number of non-overlapping occurrences of `part` in `text`. @param part  not empty. */
 std::size_t occurrences(std::string_view text, std::string_view part);
+/** The lines of a text, without their newlines. */
+std::vector<std::string> split_lines(const std::string &text);
 
 /** The environment of a program: everything that it is given besides its arguments. */
 struct Surroundings {
