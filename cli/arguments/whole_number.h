@@ -14,6 +14,12 @@ namespace cli {
 std::optional<std::uint64_t> parse_whole_number(std::string_view text);
 
 /**
+ * Reads an id: decimal digits, or hexadecimal ones behind "0x" or "0X". Empty for any other text; a number beyond 64
+ * bits is the largest of 64 bits, which no id is.
+ */
+std::optional<std::uint64_t> parse_id(std::string_view text);
+
+/**
  * The value is a whole number of 64 bits.
  * @param number  stays empty when the option is not given.
  */

@@ -1,7 +1,6 @@
 #include "cli/reports/filter.h"
 
 #include <algorithm>
-#include <charconv>
 #include <functional>
 #include <numeric>
 #include <set>
@@ -9,6 +8,7 @@
 #include <string_view>
 
 #include "cli/arguments/invalid_value.h"
+#include "cli/arguments/whole_number.h"
 #include "cli/arguments/wrong_use.h"
 #include "host/nearest_word.h"
 
@@ -24,27 +24,6 @@ std::uint8_t id_of(std::size_t value) { return static_cast<std::uint8_t>(value);
 bool is_decimal(char character) { return '0' <= character && character <= '9'; }
 
 bool is_number(std::string_view word) { return !word.empty() && std::all_of(word.begin(), word.end(), is_decimal); }
-
-bool is_hexadecimal_number(std::string_view word) {
-    constexpr std::size_t kPrefix = 2;
-    return word.size() > kPrefix && (word.starts_with("0x") || word.starts_with("0X")) &&
-           std::all_of(word.begin() + kPrefix, word.end(), [](char character) {
-               return is_decimal(character) || ('a' <= character && character <= 'f') ||
-                      ('A' <= character && character <= 'F');
-           });
-}
-
-/** @param word  a number, in decimal or in hexadecimal. */
-std::size_t parse_id(const std::string &option, const std::string &word) {
-    const bool is_hexadecimal = is_hexadecimal_number(word);
-    unsigned id = 0;
-    const auto [end, error] = std::from_chars(word.data() + (is_hexadecimal ? 2 : 0), word.data() + word.size(), id,
-                                              is_hexadecimal ? 16 : 10);
-    if (error != std::errc() || id > kLargestId) {
-        throw WrongUse(invalid_value(option, word) + ": expected 0 to 255 or a name");
-    }
-    return id;
-}
 
 [[noreturn]] void refuse(const std::string &option, const std::string &word, const std::set<std::string> &known) {
     throw WrongUse(invalid_value(option, word) + ": unknown name" +
@@ -76,10 +55,12 @@ bool add_ids(Ids &ids, std::size_t row, const std::string &word, const NameOfId 
 
 /** Adds to every row the ids that the word of `option` means there. A name must mean one somewhere. */
 void add_word(std::span<Ids> rows, const std::string &option, const std::string &word, const NameOfId &name_of) {
-    if (is_number(word) || is_hexadecimal_number(word)) {
-        const std::size_t id = parse_id(option, word);
+    if (const std::optional<std::uint64_t> id = parse_id(word)) {
+        if (*id > kLargestId) {
+            throw WrongUse(invalid_value(option, word) + ": expected 0 to 255 or a name");
+        }
         for (Ids &ids : rows) {
-            ids.set(id);
+            ids.set(*id);
         }
         return;
     }

@@ -1,11 +1,14 @@
 #include "cli/reports/name_listing.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <optional>
 #include <span>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "cli/arguments/whole_number.h"
 #include "cli/arguments/wrong_use.h"
 #include "cli/terminal/columns.h"
 #include "host/error.h"
@@ -272,9 +275,10 @@ Json payloads_json(WantedCategory wanted) {
 } // namespace
 
 std::uint8_t find_category(const std::string &word) {
+    const std::optional<std::uint64_t> id = parse_id(word);
     std::vector<std::string_view> known;
     for (const qor::Category &category : qor::kCategories) {
-        if (word == category.name || word == std::to_string(category.id)) {
+        if (word == category.name || id == category.id) {
             return category.id;
         }
         known.emplace_back(category.name);

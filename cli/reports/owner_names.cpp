@@ -1,11 +1,11 @@
 #include "cli/reports/owner_names.h"
 
 #include <algorithm>
-#include <charconv>
 #include <functional>
 #include <set>
 #include <utility>
 
+#include "cli/arguments/whole_number.h"
 #include "cli/reports/csv.h"
 #include "cli/reports/json_values.h"
 #include "decoder/name_tables.h"
@@ -18,15 +18,6 @@ namespace {
 
 constexpr std::uint64_t kLargestByte = 255;
 constexpr std::uint64_t kLargestWord = std::numeric_limits<std::uint32_t>::max();
-
-/** The number that `word` is in decimal, or in hexadecimal behind "0x". */
-std::optional<std::uint64_t> parse_id(std::string_view word) {
-    const bool is_hex = word.starts_with("0x");
-    word.remove_prefix(is_hex ? 2 : 0);
-    std::uint64_t id = 0;
-    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), id, is_hex ? 16 : 10);
-    return error == std::errc() && end == word.data() + word.size() ? std::optional(id) : std::nullopt;
-}
 
 bool has_control_characters(std::string_view text) {
     for (; !text.empty(); text.remove_prefix(1)) {

@@ -75,6 +75,7 @@ TEST(NamesTest, ACategoryIsChosenByNameOrIdWithWhatItsReportsShow) {
     const json vastrel = json::parse(output_of({"names", "4", "--json"}));
 
     EXPECT_EQ(output_of({"names", "10", "--json"}), output_of({"names", "wake", "--json"}));
+    EXPECT_EQ(output_of({"names", "0xA", "--json"}), output_of({"names", "wake", "--json"}));
     ASSERT_EQ(wake["categories"].size(), 1U);
     EXPECT_EQ(wake["categories"][0]["name"], "wake");
     EXPECT_EQ(wake["types"].size(), 13U);
