@@ -63,8 +63,11 @@ struct PublishArguments {
     LogArguments log;
 };
 
+/** In bytes: 38 million entries. */
+constexpr std::size_t kLongestBatch = std::size_t{256} << 20;
+
 std::vector<std::byte> read_batch(const std::string &argument) {
-    std::vector<std::byte> batch = read_input(argument);
+    std::vector<std::byte> batch = read_input(argument, kLongestBatch);
     if (const std::size_t rest = batch.size() % analytics::kEntrySize; rest != 0) {
         throw host::Error(input_name(argument), "byte " + std::to_string(batch.size() - rest),
                           "not a whole entry of " + std::to_string(analytics::kEntrySize) + " bytes: " +
@@ -89,13 +92,13 @@ void deliver(std::span<const std::byte> batch, const std::string &plug_in, const
     store.close();
 }
 
-/** @return null when nothing of the log is to be shown: then the plug-in formats no line for each entry. */
+/** @return null when no log was asked for: then the plug-in formats no line for each entry. */
 std::unique_ptr<HostingLog> open_log(const PublishArguments &arguments) {
     LogArguments log = arguments.log;
     if (arguments.shows_whole_log) {
         log.level = "default";
     }
-    return log.level == LogArguments().level ? nullptr : std::make_unique<HostingLog>(log);
+    return log.level.empty() ? nullptr : std::make_unique<HostingLog>(log);
 }
 
 int publish(const PublishArguments &arguments) {
@@ -111,6 +114,15 @@ int publish(const PublishArguments &arguments) {
     return kExitOk;
 }
 
+/** Here nothing of the log is shown without the option. */
+Argument optional_log_level(LogArguments &log) {
+    log.level.clear();
+    Argument option = log_level_option(log);
+    option.help = "Show the log from this level on: default (all of it),\nerror or fault; none of it by default";
+    option.excludes = "--log";
+    return option;
+}
+
 } // namespace
 
 Verb declare_publish() {
@@ -123,7 +135,7 @@ Verb declare_publish() {
                           {.name = "--log",
                            .target = &arguments->shows_whole_log,
                            .help = "Print the log, one line per entry, to standard error"},
-                          log_level_option(arguments->log, "--log"),
+                          optional_log_level(arguments->log),
                           plug_in_option(arguments->plug_in)},
             .notes = "The batch is applied completely or not at all, on a built-in device.",
             .examples = {"qorstat publish batch.bin --store analytics.db --log",

@@ -31,13 +31,12 @@ void add_journal(std::vector<std::unique_ptr<host::LogSink>> &sinks) {
 
 } // namespace
 
-Argument log_level_option(LogArguments &arguments, const char *excludes) {
+Argument log_level_option(LogArguments &arguments) {
     return {.name = "--log-level",
             .value_name = "LEVEL",
             .target = word_reader(arguments.level, kLevelWords),
             .help = "Show the log from this level on: default (all of it),\n"
-                    "error or fault; fault by default",
-            .excludes = excludes};
+                    "error or fault; fault by default"};
 }
 
 Argument log_file_option(LogArguments &arguments) {

@@ -18,8 +18,8 @@ struct LogArguments {
     bool goes_to_journal = false;
 };
 
-/** `--log-level LEVEL`. @param excludes  an option declared before it that may not be given beside it; "" for none. */
-Argument log_level_option(LogArguments &arguments, const char *excludes = "");
+/** `--log-level LEVEL`. */
+Argument log_level_option(LogArguments &arguments);
 
 /** `--log FILE`. */
 Argument log_file_option(LogArguments &arguments);

@@ -11,7 +11,7 @@ namespace cli {
 
 /**
  * `INPUT...`: files, folders and "-".
- * @param what  the verb reads of a file, for the help page.
+ * @param help  what the verb reads, for the help page.
  */
 Argument inputs_argument(std::vector<std::string> &inputs, const char *help);
 

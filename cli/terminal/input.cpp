@@ -60,11 +60,14 @@ std::string input_name(const std::string &argument) {
     return argument == kStandardInputArgument ? "standard input" : argument;
 }
 
-std::vector<std::byte> read_input(const std::string &argument) {
+std::vector<std::byte> read_input(const std::string &argument, std::size_t most) {
     const InputFile file(argument);
     std::vector<std::byte> bytes;
     std::array<std::byte, kPieceSize> piece;
     while (const std::size_t count = file.read_some(piece)) {
+        if (count > most - bytes.size()) {
+            throw host::Error(input_name(argument), "", "has more than " + std::to_string(most >> 20) + " MB");
+        }
         bytes.insert(bytes.end(), piece.begin(), piece.begin() + static_cast<std::ptrdiff_t>(count));
     }
     return bytes;

@@ -117,7 +117,9 @@ TEST_F(PublishTest, TheLogIsShownFromTheLevelAskedFor) {
                                                   "[^\n]*publishTBData op=0 'com\\.ondre\\.zel\\.unknown' \\(0xc8\\)\n"
                                                   "log messages not shown: 1 of level default "
                                                   "\\(--log-level default shows them\\)\n"));
-    EXPECT_EQ(faults.err, "");
+    EXPECT_EQ(faults.err, "log messages not shown: 2 of level error, 1 of level default (--log-level default shows "
+                          "them)\n");
+    EXPECT_EQ(publish(batch, {"--store", ":memory:"}).err, "");
     EXPECT_EQ(publish(batch, {"--log", "--log-level", "error"}).err, "qorstat: publish: --log excludes --log-level\n");
 }
 
@@ -153,6 +155,13 @@ TEST_F(PublishTest, AnUnfinishedEntryIsAnErrorThatNamesTheRestAndAppliesNothing)
     EXPECT_EQ(outcome.err, "qorstat: " + (folder.path() / "batch.bin").string() +
                                ": byte 7: not a whole entry of 7 bytes: 2 of 9 bytes are left over\n");
     EXPECT_EQ(folder.names(), std::vector<std::string>{"batch.bin"});
+}
+
+TEST_F(PublishTest, ABatchHasALimit) {
+    const Outcome outcome = qorstat({"publish", "/dev/zero", "--store", ":memory:"}, surroundings);
+
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_EQ(outcome.err, "qorstat: /dev/zero: has more than 256 MB\n");
 }
 
 TEST_F(PublishTest, AnUnfinishedEntryOfStandardInputIsAnErrorToo) {
