@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <system_error>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -49,22 +50,23 @@ ByteStream::ByteStream(const std::string &argument)
 
 /** Reads until it is known how the file is packed. */
 void ByteStream::find_packing() {
-    _taken.resize(kPieceBytes);
+    _taken.resize(kSampleBytes);
     std::size_t count = 0;
     bool is_all = false;
     std::optional<Packing> packing;
     while (!(packing = packing_of(std::span(_taken.data(), count), is_all))) {
-        const std::size_t more = read_file(std::span(_taken).first(kSampleBytes).subspan(count));
+        const std::size_t more = read_file(std::span(_taken).subspan(count));
         count += more;
         is_all = more == 0;
     }
     _packing = *packing;
-    _packed = std::span(_taken.data(), count);
     if (_packing == Packing::None) {
-        _sample.assign(_packed.begin(), _packed.end());
+        _taken.resize(count);
+        _sample = std::move(_taken);
         _taken = {};
-        _packed = {};
     } else {
+        _taken.resize(kPieceBytes);
+        _packed = std::span(_taken.data(), count);
         _unpacker = make_unpacker(_packing);
     }
 }
