@@ -10,7 +10,7 @@
 
 #include "bench/ratio_reporter.h"
 #include "bench/report_mix.h"
-#include "cli/reports/clock.h"
+#include "cli/dumps/clock.h"
 #include "cli/reports/rendering.h"
 #include "decoder/ProfileDescription.h"
 #include "decoder/byte_dump.h"

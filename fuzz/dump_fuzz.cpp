@@ -15,8 +15,8 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/arguments/wrong_use.h"
+#include "cli/dumps/open_input.h"
 #include "cli/inputs/content.h"
-#include "cli/reports/open_input.h"
 #include "cli/reports/rendering.h"
 #include "cli/reports/statistics.h"
 #include "cli/reports/stream.h"

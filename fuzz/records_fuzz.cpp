@@ -15,10 +15,10 @@
 
 #include <nlohmann/json.hpp>
 
+#include "cli/dumps/recorded_input.h"
+#include "cli/dumps/recorded_line.h"
 #include "cli/records/json.h"
 #include "cli/records/text.h"
-#include "cli/reports/recorded_input.h"
-#include "cli/reports/recorded_line.h"
 #include "decoder/report_line.h"
 #include "fuzz/controls.h"
 #include "fuzz/input.h"

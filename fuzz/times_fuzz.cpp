@@ -7,8 +7,8 @@
 
 #include "cli/arguments/time_text.h"
 #include "cli/arguments/wrong_use.h"
-#include "cli/reports/clock.h"
-#include "cli/reports/wall_time.h"
+#include "cli/dumps/clock.h"
+#include "cli/dumps/wall_time.h"
 #include "fuzz/input.h"
 
 namespace {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "cli/reports/wall_time.h"
+#include "cli/dumps/wall_time.h"
 #include "cli/terminal/columns.h"
 #include "cli/terminal/json_text.h"
 

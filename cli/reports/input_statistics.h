@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/reports/report_block.h"
+#include "cli/dumps/report_block.h"
 #include "cli/reports/statistics.h"
 #include "cli/terminal/json_value.h"
 #include "decoder/device_clock.h"

@@ -6,9 +6,9 @@
 #include <cstdint>
 #include <string_view>
 
+#include "cli/dumps/wall_time.h"
 #include "cli/reports/named_row.h"
 #include "cli/reports/payload_json.h"
-#include "cli/reports/wall_time.h"
 #include "decoder/byte_dump.h"
 #include "decoder/digits.h"
 #include "decoder/name_tables.h"

@@ -4,12 +4,16 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
-#include "cli/reports/report_block.h"
-#include "cli/reports/sequence_break.h"
+#include "cli/dumps/report_block.h"
+#include "cli/dumps/sequence_break.h"
 
 namespace cli {
+
+/** What people read: "gap: 3 missing", "clock goes back 0.000020s", "restart: number 3 after 9255". */
+std::string break_text(const SequenceBreak &found);
 
 /**
  * Gives each block the breaks between its reports. Everything that is read counts, so a filter makes no gaps: what lies

@@ -3,7 +3,7 @@
 
 #include <functional>
 
-#include "cli/reports/report_block.h"
+#include "cli/dumps/report_block.h"
 #include "decoder/text_stream.h"
 
 namespace cli {

@@ -8,6 +8,7 @@
 #include "cli/reports/brief.h"
 #include "cli/reports/csv.h"
 #include "cli/reports/json.h"
+#include "cli/reports/marks.h"
 #include "cli/reports/named_line.h"
 #include "cli/reports/placed_rows.h"
 #include "cli/reports/trace.h"

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "cli/reports/clock.h"
+#include "cli/dumps/clock.h"
+#include "cli/dumps/report_block.h"
 #include "cli/reports/owner_names.h"
-#include "cli/reports/report_block.h"
 #include "cli/terminal/text_style.h"
 #include "decoder/text_stream.h"
 

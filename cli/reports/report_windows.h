@@ -8,8 +8,8 @@
 #include <variant>
 #include <vector>
 
+#include "cli/dumps/report_block.h"
 #include "cli/reports/context_window.h"
-#include "cli/reports/report_block.h"
 #include "decoder/device_clock.h"
 #include "qor/report.h"
 

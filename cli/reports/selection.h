@@ -8,10 +8,10 @@
 #include <utility>
 #include <vector>
 
+#include "cli/dumps/followed_file.h"
+#include "cli/dumps/report_block.h"
 #include "cli/reports/around.h"
 #include "cli/reports/filter.h"
-#include "cli/reports/followed_file.h"
-#include "cli/reports/report_block.h"
 #include "cli/reports/time_limits.h"
 #include "decoder/device_clock.h"
 #include "qor/report.h"

@@ -11,9 +11,9 @@
 #include <utility>
 #include <vector>
 
+#include "cli/dumps/input.h"
+#include "cli/dumps/report_block.h"
 #include "cli/reports/around.h"
-#include "cli/reports/input.h"
-#include "cli/reports/report_block.h"
 #include "cli/reports/report_windows.h"
 #include "cli/reports/selection.h"
 #include "cli/reports/time_limits.h"

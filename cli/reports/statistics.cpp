@@ -6,7 +6,7 @@
 #include <numeric>
 #include <string_view>
 
-#include "cli/reports/wall_time.h"
+#include "cli/dumps/wall_time.h"
 #include "cli/terminal/json_text.h"
 #include "host/count_text.h"
 

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "cli/arguments/wrong_use.h"
-#include "cli/reports/open_input.h"
+#include "cli/dumps/open_input.h"
 
 namespace cli {
 namespace {

@@ -11,9 +11,9 @@
 #include <string>
 #include <vector>
 
+#include "cli/dumps/dump_input.h"
+#include "cli/dumps/report_block.h"
 #include "cli/inputs/input_sequence.h"
-#include "cli/reports/dump_input.h"
-#include "cli/reports/report_block.h"
 #include "cli/reports/selection.h"
 #include "cli/reports/source.h"
 #include "cli/reports/time_merge.h"

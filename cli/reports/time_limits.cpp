@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <variant>
 
-#include "cli/reports/wall_time.h"
+#include "cli/dumps/wall_time.h"
 
 namespace cli {
 namespace {

@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "cli/reports/report_block.h"
+#include "cli/dumps/report_block.h"
 #include "cli/reports/source.h"
 #include "decoder/device_clock.h"
 #include "host/error.h"

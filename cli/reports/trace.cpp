@@ -8,6 +8,7 @@
 
 #include "cli/reports/json_notation.h"
 #include "cli/reports/json_values.h"
+#include "cli/reports/marks.h"
 #include "cli/reports/named_payload.h"
 #include "cli/reports/payload_json.h"
 #include "decoder/digits.h"

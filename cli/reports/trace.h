@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "cli/dumps/report_block.h"
 #include "cli/reports/owner_names.h"
-#include "cli/reports/report_block.h"
 #include "cli/reports/slice_nesting.h"
 #include "decoder/remembered_header.h"
 #include "decoder/short_text.h"

@@ -12,7 +12,7 @@
 #include <rapidcheck/gtest.h>
 
 #include "cli/arguments/wrong_use.h"
-#include "cli/reports/input.h"
+#include "cli/dumps/input.h"
 #include "cli/reports/source.h"
 #include "host/error.h"
 #include "tests/cli/inputs/packed.h"

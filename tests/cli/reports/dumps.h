@@ -11,7 +11,7 @@
 
 #include <gtest/gtest.h>
 
-#include "cli/reports/dump_input.h"
+#include "cli/dumps/dump_input.h"
 #include "cli/reports/selection.h"
 #include "cli/reports/source.h"
 #include "tests/cli/reports.h"

@@ -9,7 +9,7 @@
 
 #include <gtest/gtest.h>
 
-#include "cli/reports/open_input.h"
+#include "cli/dumps/open_input.h"
 #include "cli/reports/stream.h"
 #include "tests/cli/program.h"
 #include "tests/cli/reports.h"

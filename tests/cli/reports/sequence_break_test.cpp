@@ -1,4 +1,4 @@
-#include "cli/reports/sequence_break.h"
+#include "cli/reports/marks.h"
 
 #include <cstddef>
 #include <cstdint>

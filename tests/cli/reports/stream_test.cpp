@@ -13,7 +13,7 @@
 #include <sys/resource.h>
 
 #include "cli/arguments/wrong_use.h"
-#include "cli/reports/open_input.h"
+#include "cli/dumps/open_input.h"
 #include "tests/cli/program.h"
 #include "tests/cli/reports/dumps.h"
 

@@ -1,4 +1,4 @@
-#include "cli/reports/plausibility.h"
+#include "cli/dumps/plausibility.h"
 
 #include <algorithm>
 

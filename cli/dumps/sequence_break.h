@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <optional>
 #include <span>
-#include <string>
 
 #include "qor/report.h"
 
@@ -37,9 +36,6 @@ struct SequenceBreak {
         return goes_back_in_time() && is_gap() && number < kRestartsBelow && number < number_before / 2;
     }
 };
-
-/** What people read: "gap: 3 missing", "clock goes back 0.000020s", "restart: number 3 after 9255". */
-std::string break_text(const SequenceBreak &found);
 
 /** Finds breaks between successive reports of one input. One thread at a time. */
 class BreakWatch {

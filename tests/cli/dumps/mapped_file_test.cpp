@@ -1,4 +1,4 @@
-#include "cli/reports/mapped_file.h"
+#include "cli/dumps/mapped_file.h"
 
 #include <csignal>
 #include <filesystem>

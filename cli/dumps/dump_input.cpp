@@ -1,4 +1,4 @@
-#include "cli/reports/dump_input.h"
+#include "cli/dumps/dump_input.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,10 +1,10 @@
-#include "cli/reports/open_input.h"
+#include "cli/dumps/open_input.h"
 
 #include <cstddef>
 #include <utility>
 #include <vector>
 
-#include "cli/reports/recorded_input.h"
+#include "cli/dumps/recorded_input.h"
 
 namespace cli {
 

@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-#include "cli/reports/sequence_break.h"
+#include "cli/dumps/sequence_break.h"
 #include "decoder/device_clock.h"
 #include "qor/report.h"
 

@@ -1,4 +1,4 @@
-#include "cli/reports/wall_time.h"
+#include "cli/dumps/wall_time.h"
 
 #include <array>
 #include <ctime>

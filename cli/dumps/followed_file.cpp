@@ -1,4 +1,4 @@
-#include "cli/reports/followed_file.h"
+#include "cli/dumps/followed_file.h"
 
 #include <utility>
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/reports/input.h"
+#include "cli/dumps/input.h"
 #include "decoder/device_clock.h"
 #include "host/error.h"
 #include "qor/report.h"

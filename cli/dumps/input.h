@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "cli/reports/report_block.h"
+#include "cli/dumps/report_block.h"
 #include "host/error.h"
 
 namespace cli {

@@ -3,10 +3,10 @@
 
 #include <memory>
 
+#include "cli/dumps/dump_input.h"
+#include "cli/dumps/input.h"
 #include "cli/inputs/byte_stream.h"
 #include "cli/inputs/input_sequence.h"
-#include "cli/reports/dump_input.h"
-#include "cli/reports/input.h"
 
 namespace cli {
 

@@ -1,10 +1,10 @@
-#include "cli/reports/recorded_input.h"
+#include "cli/dumps/recorded_input.h"
 
 #include <algorithm>
 #include <string_view>
 #include <utility>
 
-#include "cli/reports/recorded_line.h"
+#include "cli/dumps/recorded_line.h"
 #include "host/state_records.h"
 #include "platform/TvValues.h"
 

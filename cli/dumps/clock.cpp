@@ -1,4 +1,4 @@
-#include "cli/reports/clock.h"
+#include "cli/dumps/clock.h"
 
 #include <charconv>
 #include <limits>
@@ -9,7 +9,7 @@
 #include "cli/arguments/invalid_value.h"
 #include "cli/arguments/whole_number.h"
 #include "cli/arguments/wrong_use.h"
-#include "cli/reports/wall_time.h"
+#include "cli/dumps/wall_time.h"
 #include "host/RvQueue.h"
 #include "host/device/described_device.h"
 

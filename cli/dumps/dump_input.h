@@ -10,11 +10,11 @@
 #include <string>
 #include <vector>
 
+#include "cli/dumps/followed_file.h"
+#include "cli/dumps/input.h"
+#include "cli/dumps/mapped_file.h"
+#include "cli/dumps/plausibility.h"
 #include "cli/inputs/byte_stream.h"
-#include "cli/reports/followed_file.h"
-#include "cli/reports/input.h"
-#include "cli/reports/mapped_file.h"
-#include "cli/reports/plausibility.h"
 #include "cli/terminal/interruption.h"
 #include "host/file_descriptor.h"
 #include "qor/report.h"

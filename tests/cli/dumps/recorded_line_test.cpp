@@ -1,4 +1,4 @@
-#include "cli/reports/recorded_line.h"
+#include "cli/dumps/recorded_line.h"
 
 #include <cstdint>
 #include <cstdlib>
