@@ -203,6 +203,9 @@ constexpr std::size_t kLongestLimit = 256;
 /** More distinct numbers than these are not looked for: other encodings are shorter. */
 constexpr std::size_t kMostDistinct = std::size_t{1} << 15;
 
+/** All encodings are tried for one row group in so many: those of a file are much alike. */
+constexpr std::size_t kTriesEvery = 8;
+
 template <typename Number>
 std::string_view bytes_of(std::span<const Number> numbers) {
     return {reinterpret_cast<const char *>(numbers.data()), numbers.size_bytes()};
@@ -330,13 +333,12 @@ private:
 } // namespace
 
 struct ParquetFile::Packer {
+    explicit Packer(std::size_t columns) : best(columns, kPlain) {}
+
     PagePacker pages;
     NumberDictionary numbers{kMostDistinct};
-
-    Chunk chunk_of_texts(const std::vector<TextRun> &runs, bool may_be_null);
-
-    template <typename Value>
-    Chunk chunk_of_numbers(std::span<const Value> values, std::span<const std::uint8_t> nulls, bool may_be_null);
+    std::vector<Encoding> best; ///< of each column of numbers, when all were tried for the last time
+    bool tries_all = true;
 
     Chunk chunk_of(const ColumnBlock &block, std::size_t column) {
         const bool may_be_null = block.columns()[column].may_be_null;
@@ -345,16 +347,26 @@ struct ParquetFile::Packer {
                 if constexpr (std::is_same_v<Value, TextRun>) {
                     return chunk_of_texts(values, may_be_null);
                 } else {
-                    return chunk_of_numbers<Value>(values, block.nulls(column), may_be_null);
+                    return chunk_of_numbers<Value>(values, block.nulls(column), may_be_null, best[column]);
                 }
             },
             block.values(column));
     }
 
 private:
-    /** All ways to hold numbers; the shortest is kept. */
+    Chunk chunk_of_texts(const std::vector<TextRun> &runs, bool may_be_null);
+
+    template <typename Value>
+    Chunk chunk_of_numbers(std::span<const Value> values, std::span<const std::uint8_t> nulls, bool may_be_null,
+                           Encoding &best_encoding);
+
     template <typename Wide>
-    Pages shortest_pages(std::span<const Wide> held, const std::string &levels, std::size_t rows, bool are_integers);
+    Pages number_pages(std::span<const Wide> held, const std::string &levels, std::size_t rows, bool are_integers,
+                       Encoding &best_encoding);
+
+    template <typename Wide>
+    std::optional<Pages> encoded_pages(std::span<const Wide> held, const std::string &levels, std::size_t rows,
+                                       Encoding encoding);
 };
 
 Chunk ParquetFile::Packer::chunk_of_texts(const std::vector<TextRun> &runs, bool may_be_null) {
@@ -393,7 +405,7 @@ Chunk ParquetFile::Packer::chunk_of_texts(const std::vector<TextRun> &runs, bool
 
 template <typename Value>
 Chunk ParquetFile::Packer::chunk_of_numbers(std::span<const Value> values, std::span<const std::uint8_t> nulls,
-                                            bool may_be_null) {
+                                            bool may_be_null, Encoding &best_encoding) {
     using Wide = std::conditional_t<sizeof(Value) == sizeof(std::uint64_t), std::uint64_t, std::uint32_t>;
     Chunk chunk;
     std::vector<Value> present;
@@ -413,7 +425,7 @@ Chunk ParquetFile::Packer::chunk_of_numbers(std::span<const Value> values, std::
                                          : std::vector(nulls.begin(), nulls.end()));
     }
     if constexpr (std::is_same_v<Value, Wide>) {
-        chunk.pages = shortest_pages(held, levels, values.size(), true);
+        chunk.pages = number_pages(held, levels, values.size(), true, best_encoding);
     } else {
         std::vector<Wide> wide(held.size());
         std::transform(held.begin(), held.end(), wide.begin(), [](Value value) {
@@ -423,38 +435,55 @@ Chunk ParquetFile::Packer::chunk_of_numbers(std::span<const Value> values, std::
                 return static_cast<Wide>(value);
             }
         });
-        chunk.pages = shortest_pages<Wide>(wide, levels, values.size(), std::is_integral_v<Value>);
+        chunk.pages = number_pages<Wide>(wide, levels, values.size(), std::is_integral_v<Value>, best_encoding);
     }
     return chunk;
 }
 
+/** The pages in the encoding that was best, or in the one that is, when it cannot be taken or all are tried. */
 template <typename Wide>
-Pages ParquetFile::Packer::shortest_pages(std::span<const Wide> held, const std::string &levels, std::size_t rows,
-                                          bool are_integers) {
-    Pages shortest;
-    pages.append_data(shortest, levels + std::string(bytes_of(held)), rows);
-    const auto keep_shorter = [&shortest](Pages &&other) {
-        if (other.bytes.size() < shortest.bytes.size()) {
-            shortest = std::move(other);
+Pages ParquetFile::Packer::number_pages(std::span<const Wide> held, const std::string &levels, std::size_t rows,
+                                        bool are_integers, Encoding &best_encoding) {
+    if (!tries_all) {
+        if (std::optional<Pages> same = encoded_pages(held, levels, rows, best_encoding)) {
+            return std::move(*same);
         }
-    };
-    if (are_integers) {
-        Pages deltas;
-        deltas.encoding = kDeltas;
-        std::string content = levels;
-        append_deltas(content, held);
-        pages.append_data(deltas, content, rows);
-        keep_shorter(std::move(deltas));
     }
-    if (!held.empty() && numbers.fill(held)) {
-        Pages indexed;
-        indexed.encoding = kDictionary;
+    std::optional<Pages> shortest;
+    for (const Encoding encoding : {kPlain, kDeltas, kDictionary}) {
+        if (encoding == kDeltas && !are_integers) {
+            continue;
+        }
+        std::optional<Pages> other = encoded_pages(held, levels, rows, encoding);
+        if (other && (!shortest || other->bytes.size() < shortest->bytes.size())) {
+            shortest = std::move(other);
+            best_encoding = encoding;
+        }
+    }
+    return std::move(*shortest);
+}
+
+/** @return nothing when the numbers cannot be held so: there are too many distinct ones for a dictionary, or none. */
+template <typename Wide>
+std::optional<Pages> ParquetFile::Packer::encoded_pages(std::span<const Wide> held, const std::string &levels,
+                                                        std::size_t rows, Encoding encoding) {
+    Pages encoded;
+    encoded.encoding = encoding;
+    std::string content = levels;
+    if (encoding == kDictionary) {
+        if (held.empty() || !numbers.fill(held)) {
+            return std::nullopt;
+        }
         const std::vector<Wide> distinct(numbers.distinct().begin(), numbers.distinct().end());
-        pages.append_dictionary(indexed, bytes_of(std::span<const Wide>(distinct)), distinct.size());
-        pages.append_data(indexed, levels + encoded_indexes(numbers.indexes(), distinct.size()), rows);
-        keep_shorter(std::move(indexed));
+        pages.append_dictionary(encoded, bytes_of(std::span<const Wide>(distinct)), distinct.size());
+        content += encoded_indexes(numbers.indexes(), distinct.size());
+    } else if (encoding == kDeltas) {
+        append_deltas(content, held);
+    } else {
+        content += bytes_of(held);
     }
-    return shortest;
+    pages.append_data(encoded, content, rows);
+    return encoded;
 }
 
 namespace {
@@ -493,7 +522,8 @@ void append_description(std::string &out, const Column &column, const Chunk &chu
 } // namespace
 
 ParquetFile::ParquetFile(std::string_view table, std::vector<Column> columns, ByteSink sink)
-    : _table(table), _columns(std::move(columns)), _sink(std::move(sink)), _packer(std::make_unique<Packer>()) {
+    : _table(table), _columns(std::move(columns)), _sink(std::move(sink)),
+      _packer(std::make_unique<Packer>(_columns.size())) {
     put(kMark);
 }
 
@@ -507,6 +537,7 @@ void ParquetFile::put(std::string_view bytes) {
 void ParquetFile::write(const ColumnBlock &block) {
     const std::uint64_t start = _offset;
     std::uint64_t unpacked_size = 0;
+    _packer->tries_all = _group_count % kTriesEvery == 0;
     std::string chunks;
     for (std::size_t column = 0; column < _columns.size(); ++column) {
         const Chunk chunk = _packer->chunk_of(block, column);
