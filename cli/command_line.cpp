@@ -25,6 +25,7 @@ constexpr VerbEntry kVerbs[] = {
     {"show", "Show state-capture records", declare_show},
     {"decode", "Decode a dump of 48-byte reports", declare_decode},
     {"names", "List every name of the system, and what it means", declare_names},
+    {"schema", "Print the tables of questions for another engine", declare_schema},
     {"metrics", "Show an analytics store, or add stores up", declare_metrics},
     {"publish", "Apply a batch of analytics through the plug-in", declare_publish},
     {"validate", "Check that a module keeps its contract with a host", declare_validate},
