@@ -16,6 +16,7 @@ Verb declare_decode();
 Verb declare_export();
 Verb declare_load();
 Verb declare_names();
+Verb declare_schema();
 Verb declare_metrics();
 Verb declare_publish();
 Verb declare_validate();
