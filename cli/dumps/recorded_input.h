@@ -42,6 +42,7 @@ public:
     std::uint64_t size() const override { return _size; }
     std::uint64_t bytes_read() const override { return _size / _reports.size() * _given; }
     TrailingBytes trailing_bytes() const override { return {offset_of(_given), 0}; }
+    std::span<const std::byte> trailing_content() const override { return {}; }
     const std::string &name() const override { return _name; }
 
 protected:
