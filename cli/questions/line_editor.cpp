@@ -24,7 +24,9 @@ constexpr wchar_t kReplacement = 0xFFFD;
 
 /** The character of a well-formed sequence. */
 wchar_t character_of(std::string_view sequence) {
-    const auto byte = [sequence](std::size_t index) { return static_cast<std::uint32_t>(sequence[index]) & 0xFF; };
+    const auto byte = [sequence](std::size_t index) -> std::uint32_t {
+        return static_cast<unsigned char>(sequence[index]);
+    };
     static constexpr std::array<std::uint32_t, 5> kFirstBits = {0, 0x7F, 0x1F, 0x0F, 0x07};
     std::uint32_t character = byte(0) & kFirstBits[sequence.size()];
     for (std::size_t i = 1; i < sequence.size(); ++i) {
