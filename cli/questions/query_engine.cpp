@@ -247,6 +247,15 @@ const std::vector<QueryTable> &query_tables() {
     return tables;
 }
 
+const QueryTable &find_query_table(const std::string &name) {
+    const auto found = std::ranges::find_if(
+        query_tables(), [&name](const QueryTable &table) { return is_same_word(table.name, name); });
+    if (found == query_tables().end()) {
+        throw WrongQuery(unknown_table(name));
+    }
+    return *found;
+}
+
 std::string_view sqlite_type(ColumnType type) {
     return type == ColumnType::Text ? "TEXT" : type == ColumnType::Real ? "REAL" : "INTEGER";
 }
