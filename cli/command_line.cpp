@@ -25,6 +25,7 @@ constexpr VerbEntry kVerbs[] = {
     {"show", "Show state-capture records", declare_show},
     {"decode", "Decode a dump of 48-byte reports", declare_decode},
     {"export", "Write reports or other tables for an engine, as one file", declare_export},
+    {"query", "Ask dumps, records and stores in SQL", declare_query},
     {"names", "List every name of the system, and what it means", declare_names},
     {"metrics", "Show an analytics store, or add stores up", declare_metrics},
     {"publish", "Apply a batch of analytics through the plug-in", declare_publish},

@@ -17,6 +17,7 @@ Verb declare_export();
 Verb declare_names();
 Verb declare_metrics();
 Verb declare_publish();
+Verb declare_query();
 Verb declare_validate();
 
 } // namespace cli
