@@ -27,6 +27,7 @@ constexpr VerbEntry kVerbs[] = {
     {"export", "Write reports or other tables for an engine, as one file", declare_export},
     {"query", "Ask dumps, records and stores in SQL", declare_query},
     {"names", "List every name of the system, and what it means", declare_names},
+    {"schema", "Print the tables of questions for another engine", declare_schema},
     {"metrics", "Show an analytics store, or add stores up", declare_metrics},
     {"publish", "Apply a batch of analytics through the plug-in", declare_publish},
     {"validate", "Check that a module keeps its contract with a host", declare_validate},

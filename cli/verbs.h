@@ -15,6 +15,7 @@ Verb declare_show();
 Verb declare_decode();
 Verb declare_export();
 Verb declare_names();
+Verb declare_schema();
 Verb declare_metrics();
 Verb declare_publish();
 Verb declare_query();

@@ -92,6 +92,7 @@ const std::vector<Words> kVerbs = {
     {"metrics", "store", "--json"},
     {"metrics", "store", "--openmetrics"},
     {"metrics", "store", "store"},
+    {"schema", "--engine", "clickhouse"},
     {"validate", "--list"},
     {"validate", "--list", "--json"},
     {"validate", QOR_SILENT_MODULE, "--only", "^loading$", "--json"},
