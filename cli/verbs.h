@@ -14,6 +14,7 @@ Verb declare_capture();
 Verb declare_show();
 Verb declare_decode();
 Verb declare_export();
+Verb declare_load();
 Verb declare_names();
 Verb declare_schema();
 Verb declare_metrics();
