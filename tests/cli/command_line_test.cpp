@@ -189,7 +189,7 @@ TEST_P(HelpTest, FitsAScreenAndEndsWithTwoExamples) {
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryVerb, HelpTest,
-                         testing::Values("", "run", "notify", "capture", "show", "decode", "names", "metrics",
+                         testing::Values("", "run", "notify", "capture", "show", "decode", "export", "names", "metrics",
                                          "publish", "validate"),
                          [](const testing::TestParamInfo<std::string> &verb) {
                              return verb.param.empty() ? std::string("program") : verb.param;
