@@ -33,7 +33,6 @@ using oracle::Clock;
 using oracle::Report;
 using oracle::ReportGenerator;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::StartsWith;
 
 /** How often memory was asked for by the operator, also by the library, which uses the program's. */
