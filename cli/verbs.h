@@ -17,5 +17,7 @@ Verb declare_names();
 Verb declare_metrics();
 Verb declare_publish();
 Verb declare_validate();
+Verb declare_completion();
+Verb declare_help();
 
 } // namespace cli
