@@ -21,5 +21,7 @@ Verb declare_metrics();
 Verb declare_publish();
 Verb declare_query();
 Verb declare_validate();
+Verb declare_completion();
+Verb declare_help();
 
 } // namespace cli
