@@ -30,7 +30,6 @@
 #include "cli/terminal/progress_bar.h"
 #include "cli/verbs.h"
 #include "decoder/remembered_second.h"
-#include "host/count_text.h"
 #include "host/error.h"
 
 namespace cli {
@@ -55,14 +54,6 @@ struct DecodeArguments {
     bool has_no_pager = false;
     std::optional<std::string> output_file;
 };
-
-/** Reports trailing bytes. They are a failure only with `--strict`. */
-void report_trailing_bytes(const ReportStream &stream) {
-    for (const auto &[input, bytes] : stream.trailing()) {
-        print_message("qorstat: " + stream.name_of(input) + ": byte " + std::to_string(bytes.offset) + ": " +
-                      host::count_text(bytes.count, "trailing byte is", "trailing bytes are") + " not a whole report");
-    }
-}
 
 /** The total of the progress bar; 0, for no bar, when the file is followed and its end is unknown. */
 std::uint64_t bytes_to_read(const ReportStream &stream, const DecodeArguments &arguments) {
@@ -246,7 +237,9 @@ int decode(DecodeArguments &arguments) {
     }
     (arguments.wants_statistics ? write_statistics : write_reports)(stream, arguments, clock,
                                                                     arguments.selection.filter.names);
-    report_trailing_bytes(stream);
+    for (const auto &[input, bytes] : stream.trailing()) {
+        report_trailing_bytes(stream.name_of(input), bytes); // a failure only with --strict
+    }
     return stream.has_failed() || (arguments.is_strict && !stream.trailing().empty()) ? kExitFailed : kExitOk;
 }
 

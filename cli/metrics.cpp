@@ -13,12 +13,12 @@
 #include "cli/arguments/invalid_value.h"
 #include "cli/arguments/wrong_use.h"
 #include "cli/inputs/input_sequence.h"
+#include "cli/inputs/store_input.h"
 #include "cli/metrics/families.h"
 #include "cli/metrics/json.h"
 #include "cli/metrics/openmetrics.h"
 #include "cli/metrics/side_by_side.h"
 #include "cli/metrics/table.h"
-#include "cli/terminal/input.h"
 #include "cli/terminal/interruption.h"
 #include "cli/terminal/output.h"
 #include "cli/terminal/output_file.h"
@@ -65,25 +65,13 @@ struct ReadStore {
     host::StoreContents contents;
 };
 
-/** A store from a pipe or a packed file: as a whole in memory. */
-host::StoreContents read_image(ByteStream &stream) {
-    std::vector<std::byte> image = stream.read_all(host::kLargestStoreImage);
-    return host::read_analytics_store_image(image, stream.name());
-}
-
-ReadStore read_store(std::unique_ptr<ByteStream> stream) {
+ReadStore read_named(std::unique_ptr<ByteStream> stream) {
     ReadStore store{stream->name(), std::nullopt, {}};
     struct stat status {};
     if (fstat(stream->descriptor(), &status) == 0 && S_ISREG(status.st_mode)) {
         store.file = {status.st_dev, status.st_ino};
     }
-    if (!stream->is_plain_file() || stream->argument() == kStandardInputArgument) {
-        store.contents = read_image(*stream);
-        return store;
-    }
-    const std::string path = stream->argument();
-    stream.reset(); // closing it later would take away the database library's locks of the same file
-    store.contents = host::read_analytics_store(path);
+    store.contents = read_store(std::move(stream));
     return store;
 }
 
@@ -91,7 +79,7 @@ ReadStore read_store(std::unique_ptr<ByteStream> stream) {
 std::optional<ReadStore> next_store(InputSequence &inputs) {
     while (std::optional<Input> input = inputs.next()) {
         try {
-            return read_store(std::move(input->stream));
+            return read_named(std::move(input->stream));
         } catch (const host::Error &error) {
             inputs.report(error);
         }

@@ -72,6 +72,9 @@ public:
 
     std::uint64_t bytes_read() const override { return _is_packed ? _stream->bytes_taken() : _offset; }
     TrailingBytes trailing_bytes() const override { return {_offset - (_used - _given), _used - _given}; }
+    std::span<const std::byte> trailing_content() const override {
+        return std::span(_buffer).subspan(_given, _used - _given);
+    }
     bool is_cut_short() const override { return _is_cut_short; }
 
     /** "standard input" for "-". */

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <span>
 #include <string>
 
 #include "cli/dumps/report_block.h"
@@ -94,6 +95,8 @@ public:
     virtual std::uint64_t bytes_read() const = 0;
     /** The bytes read after the last whole report so far. */
     virtual TrailingBytes trailing_bytes() const = 0;
+    /** These bytes; they belong to the input, and are valid until its next call. */
+    virtual std::span<const std::byte> trailing_content() const = 0;
     /** Whether an interruption came before the end of what there was to read. */
     virtual bool is_cut_short() const { return false; }
 

@@ -5,6 +5,8 @@
 #include <vector>
 
 #include "cli/dumps/recorded_input.h"
+#include "cli/terminal/output.h"
+#include "host/count_text.h"
 
 namespace cli {
 
@@ -20,6 +22,13 @@ std::unique_ptr<ReportInput> open_reports(std::unique_ptr<ByteStream> stream, co
     }
     const std::vector<std::byte> bytes = stream->read_all();
     return RecordedInput::parse(bytes, stream->name());
+}
+
+void report_trailing_bytes(const std::string &name, const TrailingBytes &bytes) {
+    if (bytes.count != 0) {
+        print_message("qorstat: " + name + ": byte " + std::to_string(bytes.offset) + ": " +
+                      host::count_text(bytes.count, "trailing byte is", "trailing bytes are") + " not a whole report");
+    }
 }
 
 } // namespace cli

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "cli/dumps/dump_input.h"
 #include "cli/dumps/input.h"
@@ -19,5 +20,8 @@ WantedContent wanted_by_decode();
  * @throws host::Error when it cannot be read, or is no dump although it must look like one; Interrupted.
  */
 std::unique_ptr<ReportInput> open_reports(std::unique_ptr<ByteStream> stream, const DumpOptions &options);
+
+/** Says on standard error that an input has bytes after its last whole report, if it has. */
+void report_trailing_bytes(const std::string &name, const TrailingBytes &bytes);
 
 } // namespace cli

@@ -12,9 +12,13 @@
 #include "cli/dumps/input.h"
 #include "decoder/device_clock.h"
 #include "host/error.h"
+#include "host/state_records.h"
 #include "qor/report.h"
 
 namespace cli {
+
+/** How many lines of a record end with a report. */
+std::size_t count_reports(const host::StateRecord &record);
 
 /**
  * The reports of a file of records, in the order of their lines, each with the clock of its line. Offsets are those
@@ -42,6 +46,7 @@ public:
     std::uint64_t size() const override { return _size; }
     std::uint64_t bytes_read() const override { return _size / _reports.size() * _given; }
     TrailingBytes trailing_bytes() const override { return {offset_of(_given), 0}; }
+    std::span<const std::byte> trailing_content() const override { return {}; }
     const std::string &name() const override { return _name; }
 
 protected:

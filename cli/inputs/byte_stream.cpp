@@ -34,6 +34,14 @@ std::optional<host::FileDescriptor> open_input(const std::string &argument) {
 
 ByteStream::ByteStream(const std::string &argument)
     : _argument(argument), _name(input_name(argument)), _owned(open_input(argument)) {
+    begin();
+}
+
+ByteStream::ByteStream(host::FileDescriptor file, std::string name) : _name(std::move(name)), _owned(std::move(file)) {
+    begin();
+}
+
+void ByteStream::begin() {
     struct stat status {};
     if (fstat(descriptor(), &status) == -1) {
         fail(0, std::generic_category().message(errno));

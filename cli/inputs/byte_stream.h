@@ -34,6 +34,12 @@ public:
     explicit ByteStream(const std::string &argument);
 
     /**
+     * Bytes in an open file without a name.
+     * @param name  for messages. @throws the same.
+     */
+    ByteStream(host::FileDescriptor file, std::string name);
+
+    /**
      * Reads what there is, without waiting for all of `room`.
      * @param room  not empty.
      * @return the number of bytes; 0 at the end.
@@ -56,6 +62,8 @@ public:
     const Content &content() const { return _content; }
     Packing packing() const { return _packing; }
 
+    /** Whether this is a regular file, so that opening it again gives the same bytes. */
+    bool is_regular_file() const { return _is_regular; }
     /** Whether this is a regular file that is not packed, so that its bytes can be read at any place. */
     bool is_plain_file() const { return _is_regular && _packing == Packing::None; }
     /** The open file, for as long as this object lives. Its position is that of the start of a plain file. */
@@ -65,12 +73,13 @@ public:
     /** The bytes taken from the file so far, packed as they are. */
     std::uint64_t bytes_taken() const { return _offset; }
 
-    /** As given. */
+    /** As given; empty for an open file. */
     const std::string &argument() const { return _argument; }
     /** For messages: "standard input" for "-". */
     const std::string &name() const { return _name; }
 
 private:
+    void begin();
     std::size_t read_file(std::span<std::byte> room);
     std::size_t read_unpacked(std::span<std::byte> room);
     void find_packing();

@@ -1,20 +1,14 @@
 #include "cli/metrics/figures.h"
 
-#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
-#include <cstdint>
-#include <string_view>
 
 #include "cli/metrics/statistics.h"
+#include "cli/terminal/histogram.h"
 
 namespace cli {
 namespace {
-
-/** From the lowest bar to the highest. */
-constexpr std::array<std::string_view, 8> kBlocks{"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
-constexpr std::array<std::string_view, 8> kAsciiBars{".", ":", "-", "=", "+", "*", "#", "@"};
 
 std::string number_text(double number) {
     if (std::isnan(number)) {
@@ -33,16 +27,7 @@ const std::vector<std::string> &figure_titles() {
 }
 
 std::string bars_of(const host::Distribution &distribution, const TextStyle &style) {
-    const std::vector<std::uint64_t> counts = histogram(distribution, kBars);
-    const std::uint64_t most = counts.empty() ? 0 : *std::max_element(counts.begin(), counts.end());
-    const auto &signs = style.shows_blocks ? kBlocks : kAsciiBars;
-    std::string bars;
-    for (const std::uint64_t count : counts) {
-        const long double share = static_cast<long double>(count) / static_cast<long double>(most);
-        const auto below = static_cast<std::size_t>(share * static_cast<long double>(signs.size()));
-        bars += count == 0 ? " " : signs[std::min(below, signs.size() - 1)];
-    }
-    return bars;
+    return bars_text(histogram(distribution, kBars), style.shows_blocks);
 }
 
 std::vector<std::string> figures_of(const host::Distribution &distribution) {

@@ -1,7 +1,6 @@
 /** A distribution's statistics as the cells of a table. */
 #pragma once
 
-#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -9,9 +8,6 @@
 #include "host/store/analytics_store.h"
 
 namespace cli {
-
-/** The most bars of a distribution. */
-inline constexpr std::size_t kBars = 12;
 
 /** What `figures_of` gives, in its order. */
 const std::vector<std::string> &figure_titles();

@@ -2,15 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
+#include <iterator>
+
+#include "cli/terminal/histogram.h"
 
 namespace cli {
 namespace {
-
-std::uint64_t saturating_sum(std::uint64_t a, std::uint64_t b) {
-    constexpr std::uint64_t kMost = std::numeric_limits<std::uint64_t>::max();
-    return b > kMost - a ? kMost : a + b;
-}
 
 std::uint64_t total_count(const host::Distribution &distribution) {
     std::uint64_t count = 0;
@@ -67,16 +64,11 @@ std::vector<std::uint64_t> histogram(const host::Distribution &distribution, std
     if (finite.empty()) {
         return {};
     }
-    const long double least = finite.begin()->first;
-    const long double range = static_cast<long double>(finite.rbegin()->first) - least;
-    std::vector<std::uint64_t> counts(bins, 0);
+    HistogramCounts parts(finite.begin()->first, finite.rbegin()->first, bins);
     for (const auto &[value, times] : finite) {
-        const long double share = range > 0 ? (static_cast<long double>(value) - least) / range : 0;
-        const auto bin = static_cast<std::size_t>(share * static_cast<long double>(bins));
-        std::uint64_t &count = counts[std::min(bin, bins - 1)];
-        count = saturating_sum(count, times);
+        parts.add(value, times);
     }
-    return counts;
+    return parts.counts();
 }
 
 } // namespace cli

@@ -8,6 +8,7 @@
 #include "cli/metrics/figures.h"
 #include "cli/metrics/keys.h"
 #include "cli/terminal/columns.h"
+#include "cli/terminal/histogram.h"
 #include "host/utf8.h"
 
 namespace cli {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace cli_tests {
 
@@ -37,6 +38,19 @@ inline std::string record(std::string_view title, std::string_view payload) {
 inline constexpr std::string_view kTwoLines = "\xD9\xD9\xF7\x82\x69{ 'a':1,}\x69{ 'b':2,}"sv;
 /** ["\x1b[31mred"]: a text that would colour a terminal */
 inline constexpr std::string_view kRedLine = "\xD9\xD9\xF7\x81\x68\x1b[31mred"sv;
+/** An array of these texts, fewer than 24 of them, each shorter than 65536 bytes. */
+inline std::string payload_of_lines(const std::vector<std::string> &lines) {
+    std::string payload = "\xD9\xD9\xF7";
+    payload += static_cast<char>(0x80 + lines.size());
+    for (const std::string &line : lines) {
+        payload += '\x79';
+        payload += static_cast<char>(line.size() >> 8);
+        payload += static_cast<char>(line.size() & 0xFF);
+        payload += line;
+    }
+    return payload;
+}
+
 /** {"big": 9223372036854775807, "raw": h'00ab', "low": -9223372036854775808, "on": true} */
 inline constexpr std::string_view kDictionary = "\xD9\xD9\xF7\xA4"
                                                 "\x62on\xF5"

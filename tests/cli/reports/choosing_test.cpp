@@ -350,6 +350,7 @@ public:
     std::uint64_t size() const override { return 0; }
     std::uint64_t bytes_read() const override { return 0; }
     cli::TrailingBytes trailing_bytes() const override { return {0, 0}; }
+    std::span<const std::byte> trailing_content() const override { return {}; }
     const std::string &name() const override { return _name; }
 
 protected:

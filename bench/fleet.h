@@ -1,0 +1,41 @@
+/** The dumps and stores of many devices, made up. */
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <vector>
+
+#include "host/store/analytics_store.h"
+
+namespace bench {
+
+struct Fleet {
+    std::uint64_t seed = 1;
+    std::size_t devices = 10;      ///< 1 to 9999
+    std::size_t reports = 100'000; ///< of each device
+};
+
+/**
+ * The dump of one device: whole reports of 48 bytes, the same ones on every call and every machine.
+ *
+ * About half are functions, a quarter events of sensors, interrupts and the scheduler; the rest are the button's,
+ * wakes, data, annotations, triggers and what sensors are set to. A press, a wake and a reset of the kiru are
+ * sequences, as firmware reports them. Time advances by 3 milliseconds on average and does not go back until the
+ * coprocessor restarts, which it does on one device in 8: clock and sequence numbers then begin anew. Every device
+ * loses reports now and then; on one device in 16 a function takes 8 times as long in the last third of the dump.
+ * @param device  1 to 9999.
+ */
+std::vector<std::uint8_t> dump_of(const Fleet &fleet, std::size_t device);
+
+/** The store of one device, the same on every call: scalars, and distributions of whole and broken values. */
+host::StoreContents store_of(const Fleet &fleet, std::size_t device);
+
+/**
+ * Writes `device-0001.bin`, `device-0001.db` and so on. Existing dumps are replaced.
+ * @param folder  made when it does not exist.
+ * @throws host::Error when a file cannot be written, and for a store that exists.
+ */
+void write_fleet(const Fleet &fleet, const std::filesystem::path &folder);
+
+} // namespace bench
