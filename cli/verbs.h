@@ -19,6 +19,9 @@ Verb declare_names();
 Verb declare_schema();
 Verb declare_metrics();
 Verb declare_publish();
+Verb declare_query();
 Verb declare_validate();
+Verb declare_completion();
+Verb declare_help();
 
 } // namespace cli
