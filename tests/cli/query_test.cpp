@@ -26,8 +26,8 @@ namespace {
 class QueryTest : public testing::Test {
 protected:
     QueryTest() {
-        folder.file("phone.bin", report(kAccelData, 1, 100, "\5") + report(kGyroData, 2, 200) +
-                                     report(kAccelData, 4, 400));
+        folder.file("phone.bin",
+                    report(kAccelData, 1, 100, "\5") + report(kGyroData, 2, 200) + report(kAccelData, 4, 400));
         host::write_new_analytics_store(folder.path() / "day.db", {{{"key|a", 2}}, {}});
     }
 
@@ -139,7 +139,8 @@ TEST_F(QueryTest, WrongUseIsExitCode2) {
          "qorstat: query: SQL is required, behind the inputs or with --file; at a terminal it is asked for\n"},
         {{"phone.bin", "ATTACH 'x' AS y"}, "qorstat: query: ATTACH and VACUUM are refused: a query can only read\n"},
         {{"phone.bin", "SELECT 1", "--memory", "1"},
-         "qorstat: query: invalid value \"1\" for --memory: expected a number of bytes, 1M or more, such as 512M or 2G\n"},
+         "qorstat: query: invalid value \"1\" for --memory: expected a number of bytes, 1M or more, such as 512M or "
+         "2G\n"},
         {{"phone.bin", "SELECT 1", "--device", "\xFF"},
          "qorstat: query: invalid value \"\\xFF\" for --device: expected a text in UTF-8\n"}};
     for (const auto &[arguments, message] : uses) {
@@ -161,7 +162,8 @@ TEST_F(QueryTest, WhatCannotBeReadIsNamedAndTheRestIsAsked) {
 }
 
 TEST_F(QueryTest, LimitsEndAQueryWithoutAPartOfAResult) {
-    const std::string endless = "WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c) SELECT x FROM c WHERE x < 0";
+    const std::string endless =
+        "WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c) SELECT x FROM c WHERE x < 0";
     const Outcome late = query({"phone.bin", endless, "--timeout", "0.1", "-o", "out"});
     EXPECT_EQ(late.exit_code, 1);
     EXPECT_EQ(late.err, "qorstat: the query was ended: it took longer than its limit of time\n");
@@ -186,7 +188,8 @@ TEST_F(QueryTest, ASignalEndsAQueryThatComputes) {
 TEST_F(QueryTest, ControlCharactersReachNoTerminal) {
     SKIP_WITHOUT_TERMINALS();
     for (const char *const format : {"table", "csv", "jsonl", "markdown"}) {
-        const Outcome outcome = query({"phone.bin", "SELECT char(27) || '[31mred' AS \"\x1B[1m\"", "-f", format}, {}, true);
+        const Outcome outcome =
+            query({"phone.bin", "SELECT char(27) || '[31mred' AS \"\x1B[1m\"", "-f", format}, {}, true);
         EXPECT_EQ(outcome.exit_code, 0);
         EXPECT_EQ(occurrences(outcome.out, "\x1B[31m"), 0u) << format;
         EXPECT_EQ(occurrences(outcome.out, "\x1B[1m"), 0u) << format;

@@ -80,8 +80,7 @@ protected:
 
     std::unique_ptr<QueryEngine> engine(const std::vector<std::string> &inputs, QueryOptions options = {}) const {
         return std::make_unique<QueryEngine>(
-            cli::RecordingSequence(inputs, std::nullopt, cli::WantedRecordings::All, std::nullopt),
-            std::move(options));
+            cli::RecordingSequence(inputs, std::nullopt, cli::WantedRecordings::All, std::nullopt), std::move(options));
     }
 
     static std::vector<json> rows_of(QueryEngine &engine, const std::string &sql) {
@@ -116,8 +115,7 @@ json expected_field(const json &payload, const decoder::payload &layouts, std::s
             occurrence += field.name == column.field->name && (i + 1 < place || &field <= column.field) ? 1 : 0;
         }
     }
-    const std::string key =
-        std::string(column.field->name) + (occurrence > 1 ? "_" + std::to_string(occurrence) : "");
+    const std::string key = std::string(column.field->name) + (occurrence > 1 ? "_" + std::to_string(occurrence) : "");
     const bool is_hex = payload.contains(key + "_hex");
     EXPECT_NE(is_hex, payload.contains(key)) << key << " in " << payload;
     if (column.field->how == qor::How::Text) {
@@ -177,14 +175,15 @@ TEST_F(QueryEngineTest, EveryViewShowsWhatTheDecoderShows) {
 }
 
 TEST_F(QueryEngineTest, ReportsHaveTheirWordsAndTheirDump) {
-    const auto asked = engine({file("phone.bin", report(kAccelData, 7, 900, std::string("\1\0\0\0\xFF\xFF\xFF\xFF", 8)) +
-                                                     report(kGyroData, 8, std::uint64_t{1} << 63))});
-    EXPECT_THAT(rows_of(*asked, "SELECT device, category, component, event, type, sequence_num, timestamp, wall_time, "
-                                "boot_timestamp, w0, w1, w7 FROM reports"),
-                ElementsAre(json({"phone", "sensor", "accel", "data", "event", 7, 900, nullptr, nullptr, 1,
-                                  4294967295, 0}),
-                            json({"phone", "sensor", "gyro", "data", "event", 8, "9223372036854775808", nullptr,
-                                  nullptr, 0, 0, 0})));
+    const auto asked =
+        engine({file("phone.bin", report(kAccelData, 7, 900, std::string("\1\0\0\0\xFF\xFF\xFF\xFF", 8)) +
+                                      report(kGyroData, 8, std::uint64_t{1} << 63))});
+    EXPECT_THAT(
+        rows_of(*asked, "SELECT device, category, component, event, type, sequence_num, timestamp, wall_time, "
+                        "boot_timestamp, w0, w1, w7 FROM reports"),
+        ElementsAre(
+            json({"phone", "sensor", "accel", "data", "event", 7, 900, nullptr, nullptr, 1, 4294967295, 0}),
+            json({"phone", "sensor", "gyro", "data", "event", 8, "9223372036854775808", nullptr, nullptr, 0, 0, 0})));
     EXPECT_THAT(rows_of(*asked, "SELECT DISTINCT r.dump = d.dump, length(d.dump), d.reports, d.first_timestamp, "
                                 "d.last_timestamp, d.gaps FROM reports r JOIN dumps d USING (dump)"),
                 ElementsAre(json({1, 16, 2, 900, "9223372036854775808", 0})));
@@ -232,15 +231,39 @@ protected:
     std::string pick(const std::vector<std::string> &from) { return from[random() % from.size()]; }
 
     std::string literal() {
-        return pick({"0", "1", "2", "3", "5", "-1", "1.0", "2.5", "-0.5", "1e30", "200", "900", "2000", "'2'", "' 3 '",
-                     "'sensor'", "'accel'", "'data'", "'event'", "'200'", "'nothing'", "''", "NULL", "x'32'",
-                     "9223372036854775807", "'9223372036854775808'", "'one'", "'two'"});
+        return pick({"0",
+                     "1",
+                     "2",
+                     "3",
+                     "5",
+                     "-1",
+                     "1.0",
+                     "2.5",
+                     "-0.5",
+                     "1e30",
+                     "200",
+                     "900",
+                     "2000",
+                     "'2'",
+                     "' 3 '",
+                     "'sensor'",
+                     "'accel'",
+                     "'data'",
+                     "'event'",
+                     "'200'",
+                     "'nothing'",
+                     "''",
+                     "NULL",
+                     "x'32'",
+                     "9223372036854775807",
+                     "'9223372036854775808'",
+                     "'one'",
+                     "'two'"});
     }
 
     std::string condition() {
-        const std::string column =
-            pick({"category", "category_id", "component", "component_id", "event", "event_id", "type", "type_id",
-                  "sequence_num", "timestamp", "device", "wall_time", "w0"});
+        const std::string column = pick({"category", "category_id", "component", "component_id", "event", "event_id",
+                                         "type", "type_id", "sequence_num", "timestamp", "device", "wall_time", "w0"});
         switch (random() % 4) {
         case 0:
             return column + " IN (" + literal() + ", " + literal() + ", " + literal() + ")";
@@ -262,8 +285,8 @@ TEST_F(PushDownTest, ConditionsThatReachTheScanGiveTheSameRows) {
         const std::string two = condition();
         const std::string join = pick({" AND ", " OR "});
         // A truth that is tested is no condition on a column.
-        const auto rows = rows_of(*asked, "SELECT device, sequence_num FROM reports WHERE " + one + join + two +
-                                              " ORDER BY 1, 2");
+        const auto rows =
+            rows_of(*asked, "SELECT device, sequence_num FROM reports WHERE " + one + join + two + " ORDER BY 1, 2");
         EXPECT_EQ(rows, rows_of(*asked, "SELECT device, sequence_num FROM reports WHERE ((" + one + ")" + join + "(" +
                                             two + ")) IS TRUE ORDER BY 1, 2"))
             << one << join << two;
@@ -317,10 +340,10 @@ TEST_F(QueryEngineTest, DamageIsNamedOnceAndWhatIsWholeIsThere) {
                                 "SELECT device, reports, trailing_bytes FROM dumps"),
                 ElementsAre(json({"cut", 5000}), json({"torn", 2}), json({5002}), json({"cut", 5000, 0}),
                             json({"torn", 2, 4})));
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "qorstat: " + cut + ": byte " + std::to_string(packed.size() - 4) +
-                  ": the gzip data are cut off\nqorstat: " + torn +
-                  ": byte 96: 4 trailing bytes are not a whole report\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "qorstat: " + cut + ": byte " +
+                                                          std::to_string(packed.size() - 4) +
+                                                          ": the gzip data are cut off\nqorstat: " + torn +
+                                                          ": byte 96: 4 trailing bytes are not a whole report\n");
     EXPECT_TRUE(asked->has_failed());
 }
 
@@ -364,13 +387,15 @@ INSTANTIATE_TEST_SUITE_P(
         HostileSql{"Parameter", "SELECT :name", ":name has no value"},
         HostileSql{"Nothing", " -- a comment", "there is no statement"},
         HostileSql{"Syntax", "SELEC 1", "near \"SELEC\": syntax error, at byte 0"},
-        HostileSql{"Table", "SELECT * FROM reprots", "no table \"reprots\": there are reports, dumps, scalar, "
-                                                      "distribution, records and "},
+        HostileSql{"Table", "SELECT * FROM reprots",
+                   "no table \"reprots\": there are reports, dumps, scalar, "
+                   "distribution, records and "},
         HostileSql{"NearTable", "SELECT * FROM reprots", "; did you mean \"reports\"?"},
         HostileSql{"Column", "SELECT r.evnt FROM reports r", "no column \"r.evnt\"; reports has device, dump, "},
         HostileSql{"NearColumn", "SELECT evnt FROM reports", "; did you mean \"event\"?"},
         HostileSql{"DoubleQuotes", "SELECT \"wake\" FROM reports", "no column \"wake\""},
-        HostileSql{"Function", "SELECT quantil(w0, 0.5) FROM reports", "no function \"quantil\"; did you mean \"quantile\"?"}),
+        HostileSql{"Function", "SELECT quantil(w0, 0.5) FROM reports",
+                   "no function \"quantil\"; did you mean \"quantile\"?"}),
     [](const auto &info) { return info.param.name; });
 
 TEST_P(HostileSqlTest, IsRefusedInWordsAndNothingOfItRuns) {
@@ -401,12 +426,11 @@ TEST_F(QueryEngineTest, AQueryWithoutEndReachesItsLimitOfTime) {
 
 TEST_F(QueryEngineTest, AQueryThatTakesMuchReachesItsLimitOfMemory) {
     const auto asked = engine({file("a.bin", numbered_reports(3))}, {.memory = 8 << 20});
-    for (const char *const sql :
-         {"SELECT length(randomblob(50000000))", "SELECT length(printf('%.*c', 60000000, 'x'))",
-          "WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c LIMIT 10000000) "
-          "SELECT x, hex(x) FROM c ORDER BY hex(x) LIMIT 1",
-          "WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c LIMIT 10000000) "
-          "SELECT length(group_concat(x)) FROM c"}) {
+    for (const char *const sql : {"SELECT length(randomblob(50000000))", "SELECT length(printf('%.*c', 60000000, 'x'))",
+                                  "WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c LIMIT 10000000) "
+                                  "SELECT x, hex(x) FROM c ORDER BY hex(x) LIMIT 1",
+                                  "WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c LIMIT 10000000) "
+                                  "SELECT length(group_concat(x)) FROM c"}) {
         EXPECT_THAT(failure_of<host::Error>(*asked, sql), HasSubstr("needs more memory than its limit")) << sql;
     }
     EXPECT_THAT(rows_of(*asked, "SELECT count(*) FROM reports"), ElementsAre(json({3}))) << "goes on";
@@ -423,8 +447,9 @@ TEST_F(QueryEngineTest, WhatACheckThrowsEndsTheQuery) {
     };
     const auto asked = engine({file("a.bin", numbered_reports(3))}, std::move(options));
     Rows rows;
-    EXPECT_THROW(asked->run("WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c) SELECT count(*) FROM c", rows),
-                 cli::Interrupted);
+    EXPECT_THROW(
+        asked->run("WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c) SELECT count(*) FROM c", rows),
+        cli::Interrupted);
     EXPECT_THAT(rows_of(*asked, "SELECT count(*) FROM reports"), ElementsAre(json({3})));
 }
 
