@@ -60,7 +60,7 @@ json kept(const QueryValue &value) {
 /** All rows of all results. */
 class Rows : public cli::QuerySink {
 public:
-    void begin(const std::vector<std::string> &columns) override { this->columns = columns; }
+    void begin(const std::vector<std::string> &) override {}
     void add(std::span<const QueryValue> row) override {
         json &made = rows.emplace_back(json::array());
         for (const QueryValue &value : row) {
@@ -69,7 +69,6 @@ public:
     }
     void end() override { ++results; }
 
-    std::vector<std::string> columns;
     std::vector<json> rows;
     int results = 0;
 };
@@ -396,7 +395,7 @@ INSTANTIATE_TEST_SUITE_P(
         HostileSql{"DoubleQuotes", "SELECT \"wake\" FROM reports", "no column \"wake\""},
         HostileSql{"Function", "SELECT quantil(w0, 0.5) FROM reports",
                    "no function \"quantil\"; did you mean \"quantile\"?"}),
-    [](const auto &info) { return info.param.name; });
+    [](const auto &each) { return each.param.name; });
 
 TEST_P(HostileSqlTest, IsRefusedInWordsAndNothingOfItRuns) {
     const auto asked = engine({file("a.bin", numbered_reports(3))});
