@@ -163,7 +163,7 @@ TEST_F(ByteStreamTest, ABlockBeforeADamagedOneIsGivenWhateverTheRoom) {
                             "a\x22\x58\x00"
                             "b\x00\x1E\xFF",
                             17);
-    for (const std::size_t room_size : {1, 6, 1000, 34'415, 1'000'000}) {
+    for (const std::size_t room_size : std::vector<std::size_t>{1, 6, 1000, 34'415, 1'000'000}) {
         const Gathered gathered = gather_file(frame, room_size);
         EXPECT_EQ(gathered.bytes, std::string(34'415, 'a') + std::string(2'820, 'b')) << room_size;
         EXPECT_TRUE(gathered.error.ends_with("the zstd data are damaged")) << gathered.error;
