@@ -1,10 +1,6 @@
-#include "cli/reports/json_values.h"
-
-#include <cstdint>
-#include <span>
+#include "cli/terminal/json_values.h"
 
 #include "cli/terminal/hex.h"
-#include "decoder/digits.h"
 #include "host/utf8.h"
 
 namespace cli {
@@ -23,8 +19,11 @@ char *put_json_text(char *out, std::string_view text, std::string_view mark) {
             out = put_all(out, "\\\\");
         } else if (const std::size_t control = host::control_character_length(text); control != 0) {
             // The last byte of a control character's UTF-8 is its number.
-            const auto number = static_cast<std::uint8_t>(text[control - 1]);
-            out = decoder::put_hexadecimal_pairs(put_all(out, "\\u00"), {&number, 1});
+            constexpr std::string_view kDigits = "0123456789abcdef";
+            const auto number = static_cast<unsigned char>(text[control - 1]);
+            out = put_all(out, "\\u00");
+            *out++ = kDigits[number >> 4];
+            *out++ = kDigits[number & 0xF];
             length = control;
         } else {
             *out++ = text.front();

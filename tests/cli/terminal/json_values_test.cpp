@@ -1,4 +1,4 @@
-#include "cli/reports/json_values.h"
+#include "cli/terminal/json_values.h"
 
 #include <string>
 #include <string_view>
