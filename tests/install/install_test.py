@@ -96,6 +96,18 @@ def test_ProgramFindsItsModuleAndTakesAnother(installation):
     expect("1 passed" in installation.qorstat("validate", other, "--only", "^open$"), "the module is not valid")
 
 
+def test_VersionNamesTheCommitAndTheInstalledModule(installation):
+    lines = installation.qorstat("--version").splitlines()
+    expect(lines[0] == "qorstat 0.1.0" and lines[3] == f"module {installation.module}", lines)
+    commit = lines[1].removeprefix("commit ")
+    if (installation.source / ".git").exists():
+        run(["git", "-C", installation.source, "cat-file", "-e", f"{commit}^{{commit}}"])
+
+    installation.module.unlink()
+    lines = installation.qorstat("--version").splitlines()
+    expect(lines[3] == f"module {installation.module} (missing)", lines)
+
+
 def test_NoFileNamesAPlaceOfTheBuild(installation):
     places = [str(place).encode() for place in (installation.build, installation.scratch)]
     texts = [*installation.prefix.glob("lib/cmake/*/*"), *installation.prefix.glob("lib/pkgconfig/*")]
