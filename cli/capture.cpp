@@ -139,7 +139,8 @@ Verb declare_capture() {
                        .value_name = "DIR",
                        .target = &arguments->folder,
                        .help = "Folder to write to, new or empty; - writes all records\n"
-                               "to standard output; default: a new one named by time"},
+                               "to standard output; default: a new one named by time",
+                       .kind = ValueKind::Folder},
                       confine_option(arguments->folder_of_files),
                       plug_in_option(arguments->plug_in),
                       {.name = "--store",

@@ -38,7 +38,8 @@ Verb declare_names() {
     const auto arguments = std::make_shared<NamesArguments>();
     return {.arguments = {{.name = "CATEGORY",
                            .target = &arguments->category,
-                           .help = "One by name or id, with all that its reports show"},
+                           .help = "One by name or id, with all that its reports show",
+                           .kind = ValueKind::Category},
                           {.name = "--json", .target = &arguments->is_json, .help = "Print JSON; null: not stated"},
                           output_argument(arguments->output_file)},
             .notes = "Categories, components, events, types, subjects of traces, and the fields of\n"

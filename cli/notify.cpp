@@ -25,11 +25,14 @@ int notify(const std::string &name) {
 
 Verb declare_notify() {
     const auto name = std::make_shared<std::string>();
-    return {
-        .arguments = {{.name = "NAME", .target = name.get(), .help = "Name of the notification", .is_required = true}},
-        .examples = {"qorstat notify com.ondre.ondreqorhidstatistics.fault",
-                     "qorstat notify com.example.nobody || echo nobody was reached"},
-        .run = [name] { return notify(*name); }};
+    return {.arguments = {{.name = "NAME",
+                           .target = name.get(),
+                           .help = "Name of the notification",
+                           .is_required = true,
+                           .kind = ValueKind::Other}},
+            .examples = {"qorstat notify com.ondre.ondreqorhidstatistics.fault",
+                         "qorstat notify com.example.nobody || echo nobody was reached"},
+            .run = [name] { return notify(*name); }};
 }
 
 } // namespace cli

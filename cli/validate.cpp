@@ -24,6 +24,7 @@
 #include "cli/contract/setting.h"
 #include "cli/terminal/output.h"
 #include "cli/terminal/output_file.h"
+#include "cli/terminal/shell_words.h"
 #include "cli/verbs.h"
 #include "host/error.h"
 #include "host/module/file.h"
@@ -274,15 +275,18 @@ Verb declare_validate() {
                           {.name = "--only",
                            .value_name = "REGEX",
                            .target = &arguments->only,
-                           .help = "Run checks whose names match (POSIX extended)"},
+                           .help = "Run checks whose names match (POSIX extended)",
+                           .kind = ValueKind::Other},
                           {.name = "--seed",
                            .value_name = "N",
                            .target = whole_number_reader(arguments->seed),
-                           .help = "Seed of the checks' random numbers; default: 1"},
+                           .help = "Seed of the checks' random numbers; default: 1",
+                           .kind = ValueKind::Other},
                           {.name = "--timeout",
                            .value_name = "SECONDS",
                            .target = seconds_reader(arguments->time_out, {kShortestTimeOut, kLongestTimeOut}),
-                           .help = "Time limit of each check; default: 60"},
+                           .help = "Time limit of each check; default: 60",
+                           .kind = ValueKind::Other},
                           {.name = "--reproduce",
                            .target = &arguments->shows_reproduce,
                            .help = "Print a command that repeats each failed check"},

@@ -14,9 +14,14 @@ Verb declare_capture();
 Verb declare_show();
 Verb declare_decode();
 Verb declare_export();
+Verb declare_load();
 Verb declare_names();
+Verb declare_schema();
 Verb declare_metrics();
 Verb declare_publish();
+Verb declare_query();
 Verb declare_validate();
+Verb declare_completion();
+Verb declare_help();
 
 } // namespace cli

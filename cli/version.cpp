@@ -15,11 +15,14 @@ constexpr const char *kCompiler = "g++ " __VERSION__;
 
 } // namespace
 
+// The program brings a definition of its own, made by its build. Nothing else is linked again for each commit.
+[[gnu::weak]] const char *commit() { return "unknown"; }
+
 std::string version_text() {
     const std::string module = host::plug_in_file("");
     std::error_code unreadable; // counts as missing
     const char *const note = std::filesystem::exists(module, unreadable) ? "" : " (missing)";
-    return std::string("qorstat " QORSTAT_VERSION "\ncommit ") + kCommit + "\ncompiler " + kCompiler + "\nmodule " +
+    return std::string("qorstat " QORSTAT_VERSION "\ncommit ") + commit() + "\ncompiler " + kCompiler + "\nmodule " +
            module + note;
 }
 

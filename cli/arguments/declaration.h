@@ -19,12 +19,31 @@ namespace cli {
  */
 using ValueReader = std::function<void(const std::string &name, const std::string &text)>;
 
+/** Exactly one text, which is one of a few. */
+struct OneOfWords {
+    std::string *word;
+    std::vector<std::string> words;
+};
+
 /** Where a value goes. A target keeps what it has when the argument is not given, and outlives the parsing. */
 using ValueTarget = std::variant<bool *,                       // a flag, which takes no value
                                  std::string *,                // exactly one text
                                  std::optional<std::string> *, // the same; an empty text leaves it empty
                                  std::vector<std::string> *,   // any number of texts
+                                 OneOfWords,                   // one of a closed list
                                  ValueReader>;
+
+/** What the texts of a value are, where they are of no closed list: what a shell completes them with. */
+enum class ValueKind {
+    File, ///< with the ending of the value's name, such as ".toml", when that has one
+    Folder,
+    Category,
+    Component,
+    Event,
+    Type, ///< of reports
+    Verb,
+    Other ///< a number, a time, a text
+};
 
 /** An option (`--name`) or, when its name has no hyphen, a positional argument. All texts are literals. */
 struct Argument {
@@ -34,11 +53,19 @@ struct Argument {
     ValueTarget target = {};
     const char *help = ""; ///< lines end with '\n'; the help page aligns them
     bool is_required = false;
-    bool is_repeated = false;       ///< many texts are given by repeating the option, each with one
-    bool has_value_or_none = false; ///< `--name` gives a `std::string` "true", and `--name=VALUE` gives it VALUE
-    bool is_internal = false;       ///< not on the help page, or told of by another line of it
-    const char *excludes = "";      ///< an option declared before it that may not be given beside it; "" for none
-    const char *needs = "";         ///< an option declared before it that must be given beside it; "" for none
+    bool is_repeated = false;         ///< many texts are given by repeating the option, each with one
+    bool has_value_or_none = false;   ///< `--name` gives a `std::string` "true", and `--name=VALUE` gives it VALUE
+    bool is_internal = false;         ///< for the program itself: neither on the help page nor completed
+    bool is_unlisted = false;         ///< another line of the help page tells of it
+    const char *excludes = "";        ///< an option declared before it that may not be given beside it; "" for none
+    const char *needs = "";           ///< an option declared before it that must be given beside it; "" for none
+    ValueKind kind = ValueKind::File; ///< of a value that is no word of a closed list
+    /**
+     * Whether a variable of the environment sets it too: `--time-zone` of the program "qorstat" is QORSTAT_TIME_ZONE.
+     * It counts only when neither the option nor one that excludes it is given, and what the option needs is. A flag's
+     * variable is one of the words "1", "yes", "true", "0", "no" and "false". An empty variable counts as none.
+     */
+    bool has_variable = false;
 };
 
 /** A verb: its arguments, and the function to call when they are parsed. */

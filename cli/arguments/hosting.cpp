@@ -33,7 +33,8 @@ Argument plug_in_option(std::string &plug_in) {
     return {.name = "--plugin",
             .value_name = "FILE",
             .target = &plug_in,
-            .help = "Module to load; default: the one of qorstat"};
+            .help = "Module to load; default: the one of qorstat",
+            .has_variable = true};
 }
 
 Argument confine_option(std::optional<std::string> &folder) {
@@ -46,7 +47,8 @@ Argument confine_option(std::optional<std::string> &folder) {
                     }
                     folder = text;
                 },
-            .help = "Let the description name only files beneath DIR"};
+            .help = "Let the description name only files beneath DIR",
+            .kind = ValueKind::Folder};
 }
 
 Argument store_option(std::optional<std::string> &store) {

@@ -36,7 +36,8 @@ Argument log_level_option(LogArguments &arguments) {
             .value_name = "LEVEL",
             .target = word_reader(arguments.level, kLevelWords),
             .help = "Show the log from this level on: default (all of it),\n"
-                    "error or fault; fault by default"};
+                    "error or fault; fault by default",
+            .has_variable = true};
 }
 
 Argument log_file_option(LogArguments &arguments) {

@@ -34,7 +34,10 @@ Argument output_argument(std::optional<std::string> &file, const char *help) {
 }
 
 Argument no_pager_argument(bool &has_no_pager) {
-    return {.name = "--no-pager", .target = &has_no_pager, .help = "Write long output straight to the terminal"};
+    return {.name = "--no-pager",
+            .target = &has_no_pager,
+            .help = "Write long output straight to the terminal",
+            .has_variable = true};
 }
 
 } // namespace cli

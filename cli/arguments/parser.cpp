@@ -1,6 +1,7 @@
 #include "cli/arguments/parser.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <memory>
 #include <string_view>
 #include <utility>
@@ -47,6 +48,29 @@ public:
     }
 };
 
+/** The variables of a verb's options as a paragraph; empty when it has none. */
+std::string variables_paragraph(const Program &program, const std::vector<Argument> &arguments) {
+    constexpr std::size_t kLineWidth = 79;
+    std::string paragraph;
+    std::size_t width = 0;
+    for (const Argument &argument : arguments) {
+        if (argument.has_variable) {
+            const std::string name = variable_of(program, argument);
+            paragraph += paragraph.empty() ? "Variables:" : ",";
+            const bool fits = width + name.size() + 3 <= kLineWidth; // with a blank and a comma
+            paragraph += (fits ? " " : "\n") + name;
+            width = paragraph.size() - (paragraph.rfind('\n') + 1);
+        }
+    }
+    return paragraph;
+}
+
+/** The last lines of a verb's help page but for the examples. */
+std::string verb_notes(const Program &program, const Verb &verb) {
+    const std::string variables = variables_paragraph(program, verb.arguments);
+    return std::string(verb.notes) + (*verb.notes == '\0' || variables.empty() ? "" : "\n\n") + variables;
+}
+
 /** The last lines of a help page. */
 std::string page_end(const std::string &notes, const std::array<const char *, 2> &examples) {
     return notes + (notes.empty() ? "" : "\n\n") + "Examples:\n  " + examples[0] + "\n  " + examples[1];
@@ -71,15 +95,26 @@ CLI::Option *add_target(CLI::App &app, const Argument &argument, Texts *texts) {
     return app.add_option(names_of(argument), *texts, argument.help);
 }
 
-CLI::Option *add_target(CLI::App &app, const Argument &argument, const ValueReader &reader) {
-    const auto take = [name = std::string(argument.name), reader](const std::string &text) {
+CLI::Option *add_reader(CLI::App &app, const Argument &argument, const std::function<void(const std::string &)> &read) {
+    const auto take = [read](const std::string &text) {
         try {
-            reader(name, text);
+            read(text);
         } catch (const WrongUse &error) {
             throw CLI::ValidationError(error.what());
         }
     };
     return app.add_option_function<std::string>(names_of(argument), take, argument.help);
+}
+
+CLI::Option *add_target(CLI::App &app, const Argument &argument, const ValueReader &reader) {
+    return add_reader(app, argument,
+                      [name = std::string(argument.name), reader](const std::string &text) { reader(name, text); });
+}
+
+CLI::Option *add_target(CLI::App &app, const Argument &argument, const OneOfWords &words) {
+    return add_reader(app, argument, [name = std::string(argument.name), words](const std::string &text) {
+        read_word(words, name, text);
+    });
 }
 
 void add_argument(CLI::App &app, const Argument &argument) {
@@ -89,7 +124,7 @@ void add_argument(CLI::App &app, const Argument &argument) {
     if (argument.is_repeated) {
         option->allow_extra_args(false);
     }
-    if (argument.is_internal) {
+    if (argument.is_internal || argument.is_unlisted) {
         option->group("");
     }
     if (*argument.excludes != '\0') {
@@ -124,7 +159,7 @@ std::vector<DeclaredVerb> add_verbs(CLI::App &app, const Program &program, std::
         for (const Argument &argument : added.verb.arguments) {
             add_argument(*verb_app, argument);
         }
-        verb_app->footer(page_end(added.verb.notes, added.verb.examples));
+        verb_app->footer(page_end(verb_notes(program, added.verb), added.verb.examples));
     }
     return named;
 }
@@ -204,13 +239,75 @@ std::string describe_wrong_use(const CLI::App &app, const Program &program, cons
     return verb + reword(error);
 }
 
+void read_flag(bool &flag, const std::string &name, const std::string &text) {
+    const bool is_set = text == "1" || text == "yes" || text == "true";
+    if (!is_set && text != "0" && text != "no" && text != "false") {
+        throw WrongUse(invalid_value(name, text) + ": expected 1, yes or true, or 0, no or false");
+    }
+    flag = is_set;
+}
+
+/** Gives options the texts of variables, as if these were on the command line. */
+class VariableTarget {
+public:
+    VariableTarget(const std::string &variable, const std::string &text) : _variable(variable), _text(text) {}
+
+    void operator()(bool *flag) const { read_flag(*flag, _variable, _text); }
+    void operator()(std::string *text) const { *text = _text; }
+    void operator()(std::optional<std::string> *text) const { *text = _text; }
+    void operator()(std::vector<std::string> *texts) const { texts->push_back(_text); }
+    void operator()(const OneOfWords &words) const { read_word(words, _variable, _text); }
+    void operator()(const ValueReader &reader) const { reader(_variable, _text); }
+
+private:
+    const std::string &_variable;
+    const std::string &_text;
+};
+
+/** Whether the command line leaves the option to its variable. */
+bool is_left_to_variable(const CLI::Option &option) {
+    const auto is_given = [](const CLI::Option *other) { return other->count() != 0; };
+    return !is_given(&option) && std::ranges::none_of(option.get_excludes(), is_given) &&
+           std::ranges::all_of(option.get_needs(), is_given);
+}
+
+/** Sets what the command line does not, and variables do. @return the texts that nothing has checked. @throws WrongUse.
+ */
+std::vector<TextOfVariable> take_variables(const Program &program, const DeclaredVerb &declared) {
+    std::vector<TextOfVariable> texts;
+    for (const Argument &argument : declared.verb.arguments) {
+        if (!argument.has_variable || !is_left_to_variable(*declared.app->get_option(argument.name))) {
+            continue;
+        }
+        const std::string name = variable_of(program, argument);
+        const char *const text = std::getenv(name.c_str()); // NOLINT(concurrency-mt-unsafe): no thread has started
+        if (text == nullptr || *text == '\0') {
+            continue;
+        }
+        std::visit(VariableTarget(name, text), argument.target);
+        if (!std::holds_alternative<bool *>(argument.target) && !std::holds_alternative<OneOfWords>(argument.target)) {
+            texts.push_back({name, text});
+        }
+    }
+    return texts;
+}
+
 } // namespace
+
+std::string variable_of(const Program &program, const Argument &argument) {
+    std::string name = std::string(program.name) + "_" + std::string(argument.name).substr(2);
+    for (char &character : name) {
+        const bool is_small = 'a' <= character && character <= 'z';
+        character = character == '-' ? '_' : is_small ? static_cast<char>(character - 'a' + 'A') : character;
+    }
+    return name;
+}
 
 Request parse_command_line(const Program &program, int argc, const char *const *argv) {
     CLI::App app(program.summary, program.name);
     app.formatter(std::make_shared<HelpPage>());
     app.set_help_flag("-h,--help", "Print this help and exit");
-    app.set_version_flag("--version", program.version, "Print the version and exit");
+    app.set_version_flag("-V,--version", program.version, "Print the version and exit");
     app.require_subcommand(1, 1);
     std::vector<DeclaredVerb> verbs = add_verbs(app, program, std::span(argv, static_cast<std::size_t>(argc)));
     app.footer(page_end(program.notes, program.examples)); // last, because verbs inherit it
@@ -225,7 +322,13 @@ Request parse_command_line(const Program &program, int argc, const char *const *
     }
     const auto parsed =
         std::find_if(verbs.begin(), verbs.end(), [](const DeclaredVerb &declared) { return declared.app->parsed(); });
-    return ChosenVerb{parsed->app->get_name(), std::move(parsed->verb.run)};
+    const std::string name = parsed->app->get_name();
+    try {
+        std::vector<TextOfVariable> texts = take_variables(program, *parsed);
+        return ChosenVerb{name, std::move(texts), std::move(parsed->verb.run)};
+    } catch (const WrongUse &error) {
+        throw WrongUse(name + ": " + error.what());
+    }
 }
 
 } // namespace cli

@@ -6,6 +6,7 @@
 #include <span>
 #include <string>
 #include <variant>
+#include <vector>
 
 #include "cli/arguments/declaration.h"
 
@@ -28,14 +29,24 @@ struct Program {
     std::array<const char *, 2> examples;
 };
 
+/** A text that a variable of the environment gave to an option, and that nothing has checked yet. */
+struct TextOfVariable {
+    std::string variable;
+    std::string text;
+};
+
 /** The verb of a command line, with all its targets set. */
 struct ChosenVerb {
     std::string name;
+    std::vector<TextOfVariable> texts_of_variables;
     std::function<int()> run; ///< see Verb
 };
 
 /** What a command line asks for: a verb to run, or a text for standard output. */
 using Request = std::variant<ChosenVerb, std::string>;
+
+/** The variable of the environment that sets an option which has one: QORSTAT_TIME_ZONE of "--time-zone". */
+std::string variable_of(const Program &program, const Argument &argument);
 
 /** @throws WrongUse with the whole message, verb first. */
 Request parse_command_line(const Program &program, int argc, const char *const *argv);

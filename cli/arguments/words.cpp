@@ -19,14 +19,14 @@ std::string list_words(const std::vector<std::string> &words) {
 
 } // namespace
 
-ValueReader word_reader(std::string &word, const std::vector<std::string> &words) {
-    return [&word, words](const std::string &name, const std::string &text) {
-        if (std::find(words.begin(), words.end(), text) == words.end()) {
-            throw WrongUse(invalid_value(name, text) + ": expected one of " + list_words(words) +
-                           suggest_word(text, words));
-        }
-        word = text;
-    };
+OneOfWords word_reader(std::string &word, const std::vector<std::string> &words) { return {&word, words}; }
+
+void read_word(const OneOfWords &target, const std::string &name, const std::string &text) {
+    if (std::find(target.words.begin(), target.words.end(), text) == target.words.end()) {
+        throw WrongUse(invalid_value(name, text) + ": expected one of " + list_words(target.words) +
+                       suggest_word(text, target.words));
+    }
+    *target.word = text;
 }
 
 std::string suggest_word(std::string_view word, const std::vector<std::string> &words) {

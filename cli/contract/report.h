@@ -45,7 +45,4 @@ std::string validation_json(const Validation &validation);
 std::string list_text(std::span<const ContractCheck> checks);
 std::string list_json(std::span<const ContractCheck> checks);
 
-/** `words` quoted for a shell. */
-std::string shell_command(const std::vector<std::string> &words);
-
 } // namespace cli

@@ -159,14 +159,79 @@ TEST(CommandLineTest, AMessageStaysOnOneLineWhateverTheArgumentsHold) {
 }
 
 TEST(CommandLineTest, TheVersionIsPrintedWithCommitCompilerAndModule) {
-    const Outcome outcome = qorstat({"--version"});
-
-    EXPECT_EQ(outcome.exit_code, 0);
     const std::string module = std::filesystem::path(QORSTAT).parent_path() / "OndreQORHIDStatistics.so";
-    EXPECT_THAT(outcome.out, testing::MatchesRegex("qorstat 0\\.1\\.0\ncommit ([0-9a-f]+|unknown)\n"
-                                                   "compiler (g\\+\\+|.*Clang) 1[^\n]*\nmodule [^\n]*\n"));
-    EXPECT_THAT(outcome.out, testing::EndsWith("\nmodule " + module + "\n"));
+    for (const std::string option : {"--version", "-V"}) {
+        const Outcome outcome = qorstat({option});
+
+        EXPECT_EQ(outcome.exit_code, 0);
+        EXPECT_THAT(outcome.out, testing::MatchesRegex("qorstat 0\\.1\\.0\ncommit ([0-9a-f]+|unknown)\n"
+                                                       "compiler (g\\+\\+|.*Clang) 1[^\n]*\nmodule [^\n]*\n"));
+        EXPECT_THAT(outcome.out, testing::EndsWith("\nmodule " + module + "\n"));
+        EXPECT_EQ(outcome.err, "");
+    }
+}
+
+TEST(CommandLineTest, HelpPrintsThePageOfAVerbOrOfTheProgram) {
+    EXPECT_EQ(qorstat({"help"}).out, qorstat({"--help"}).out);
+    EXPECT_EQ(qorstat({"help", "decode"}).out, qorstat({"decode", "--help"}).out);
+    EXPECT_EQ(qorstat({"help", "help"}).out, qorstat({"help", "--help"}).out);
+    expect_wrong_use({{"help", "dcode"}, "help: unknown verb \"dcode\"; did you mean \"decode\"?"});
+    expect_wrong_use({{"help", "--", "--version"}, "help: unknown verb \"--version\""});
+    expect_wrong_use({{"help", "decode", "show"}, "help: unexpected argument \"show\""});
+}
+
+/** The outcome of decoding twelve reports of zeros with a variable of the environment. */
+Outcome decode_with(const std::string &variable, const std::string &text, std::vector<std::string> options = {}) {
+    cli_tests::Surroundings surroundings;
+    surroundings.standard_input = std::string(std::size_t{48} * 12, '\0');
+    surroundings.environment[variable] = text;
+    options.insert(options.begin(), {"decode", "-"});
+    return qorstat(options, surroundings);
+}
+
+TEST(VariablesTest, AVariableSetsWhatTheCommandLineDoesNot) {
+    const std::string csv = decode_with("NOTHING", "", {"--format", "csv"}).out;
+    const std::string text = decode_with("NOTHING", "").out;
+    ASSERT_NE(csv, text);
+    EXPECT_EQ(decode_with("QORSTAT_FORMAT", "csv").out, csv);
+    EXPECT_EQ(decode_with("QORSTAT_FORMAT", "csv", {"-f", "text"}).out, text);
+    EXPECT_EQ(decode_with("QORSTAT_FORMAT", "").out, text);
+}
+
+TEST(VariablesTest, AVariableDoesNotMatterBesideAnOptionThatExcludesIt) {
+    const Outcome outcome = decode_with("QORSTAT_FORMAT", "csv", {"--stats"});
     EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(outcome.out.rfind("reports: 12\n", 0), 0u) << outcome.out;
+}
+
+TEST(VariablesTest, AFlagsVariableSaysYesOrNo) {
+    for (const std::string word : {"1", "yes", "true", "0", "no", "false", ""}) {
+        EXPECT_EQ(decode_with("QORSTAT_NO_PAGER", word).exit_code, 0) << word;
+    }
+    EXPECT_EQ(decode_with("QORSTAT_NO_PAGER", "never").err,
+              "qorstat: decode: invalid value \"never\" for QORSTAT_NO_PAGER: expected 1, yes or true, or 0, no or "
+              "false\n");
+}
+
+TEST(VariablesTest, AMessageAboutAWrongValueNamesTheVariable) {
+    EXPECT_EQ(decode_with("QORSTAT_FORMAT", "cvs").err,
+              "qorstat: decode: invalid value \"cvs\" for QORSTAT_FORMAT: expected one of text, jsonl, csv, "
+              "chrome-trace, brief; did you mean \"csv\"?\n");
+    EXPECT_EQ(decode_with("QORSTAT_NAMES", "/none.toml").err, "qorstat: /none.toml: no such file (QORSTAT_NAMES)\n");
+    EXPECT_EQ(decode_with("QORSTAT_TIME_ZONE", "../x").err,
+              "qorstat: decode: invalid value \"../x\" for --time-zone: expected a name such as Europe/Berlin "
+              "(QORSTAT_TIME_ZONE)\n");
+    EXPECT_EQ(decode_with("QORSTAT_NAMES", "/none.toml", {"--names", "/other.toml"}).err,
+              "qorstat: /other.toml: no such file\n");
+    EXPECT_EQ(decode_with("QORSTAT_NAMES", "it", {"--names", "/other.toml"}).err,
+              "qorstat: /other.toml: no such file\n");
+}
+
+TEST(CompletionTest, AShellIsNamed) {
+    expect_wrong_use({{"completion"}, "completion: SHELL is required"});
+    expect_wrong_use({{"completion", "csh"},
+                      "completion: invalid value \"csh\" for SHELL: expected one of bash, zsh, fish; did you mean "
+                      "\"zsh\"?"});
 }
 
 class HelpTest : public testing::TestWithParam<std::string> {};
@@ -186,16 +251,16 @@ TEST_P(HelpTest, FitsAScreenAndEndsWithTwoExamples) {
         lines.push_back(line);
     }
     ASSERT_GE(lines.size(), 3u);
-    EXPECT_LE(lines.size(),
-              verb == "decode" ? 48u : 24u); // the reader of dumps has more options than a screen has lines
+    // The reader of dumps has more options than a screen has lines, and so have those of a host with their variables.
+    EXPECT_LE(lines.size(), verb == "decode" ? 48u : verb == "run" ? 26u : 24u);
     EXPECT_EQ(lines[lines.size() - 3], "Examples:");
     EXPECT_EQ(lines[lines.size() - 2].rfind("  qorstat ", 0), 0u);
     EXPECT_EQ(lines[lines.size() - 1].rfind("  qorstat ", 0), 0u);
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryVerb, HelpTest,
-                         testing::Values("", "run", "notify", "capture", "show", "decode", "names", "metrics",
-                                         "publish", "validate"),
+                         testing::Values("", "run", "notify", "capture", "show", "decode", "query", "export", "load",
+                                         "schema", "names", "metrics", "publish", "validate", "completion", "help"),
                          [](const testing::TestParamInfo<std::string> &verb) {
                              return verb.param.empty() ? std::string("program") : verb.param;
                          });
