@@ -59,7 +59,7 @@ DuckDbSchemaOptions duckdb_options(const SchemaArguments &arguments) {
     options.tables = arguments.tables.empty() ? table_names() : arguments.tables;
     for (const std::string &table : arguments.tables) {
         std::string word;
-        word_reader(word, table_names())("--table", table);
+        read_word(word_reader(word, table_names()), "--table", table);
     }
     if (arguments.files) {
         options.files = *arguments.files;
