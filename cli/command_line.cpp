@@ -32,7 +32,6 @@ constexpr VerbEntry kVerbs[] = {
     {"export", "Write reports or other tables for an engine, as one file", declare_export},
     {"query", "Ask dumps, records and stores in SQL", declare_query},
     {"load", "Load dumps, records and stores into ClickHouse", declare_load},
-    {"export", "Write reports or other tables for an engine", declare_export},
     {"names", "List every name of the system, and what it means", declare_names},
     {"schema", "Print the tables of questions for another engine", declare_schema},
     {"metrics", "Show an analytics store, or add stores up", declare_metrics},
