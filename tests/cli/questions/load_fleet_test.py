@@ -13,6 +13,7 @@ SOURCE is the folder of the sources. Ends with 77 where ClickHouse cannot be had
 import collections
 import contextlib
 import json
+import os
 import pathlib
 import random
 import re
@@ -64,7 +65,7 @@ class Fleet:
     """The dumps and stores of devices, and what the other verbs say of them."""
 
     def __init__(self, qorstat, generate, folder, devices, reports):
-        self.qorstat, self.folder = qorstat, folder
+        self.qorstat, self.folder, self.prefix = qorstat, folder, "device"
         run(generate, "--folder", folder, "--devices", devices, "--reports", reports, "--seed", "7")
         self.dumps, self.stores = sorted(folder.glob("*.bin")), sorted(folder.glob("*.db"))
         assert len(self.dumps) == len(self.stores) == int(devices)
@@ -74,17 +75,28 @@ class Fleet:
         run(qorstat, "metrics", "--merge", *self.stores, "-o", merged)
         self.merged = json.loads(run(qorstat, "metrics", "--json", merged))
 
+    def copied(self, prefix):
+        """The same dumps and stores of other devices: a fleet that shares this one's files and figures."""
+        copy = object.__new__(Fleet)
+        copy.qorstat, copy.folder, copy.merged, copy.prefix = self.qorstat, self.folder.parent / prefix, self.merged, prefix
+        copy.folder.mkdir()
+        for file in (*self.dumps, *self.stores):
+            os.link(file, copy.folder / (prefix + file.name))
+        copy.statistics = {prefix + device: told for device, told in self.statistics.items()}
+        return copy
+
     def command(self, servers, *options):
         to = [word for url in servers.urls for word in ("--to", url)]
-        return [str(self.qorstat), "load", *to, "--cluster", "fleet", "--insert-rows", "100000", *options, str(self.folder)]
+        return [str(self.qorstat), "load", *to, "--cluster", "fleet", "--insert-rows", "20000", *options, str(self.folder)]
 
     def expect_exact(self, servers):
         """Every count of the engine is that of decode and metrics."""
+        own = f"WHERE device LIKE '{self.prefix}%'"
         columns = "count(), min(timestamp), max(timestamp), sum(timestamp), uniqExact(sequence_num), sum(w0), sum(w7)"
         rows = {row[0]: list(map(int, row[1:])) for row in
-                servers.ask(f"SELECT device, {columns} FROM reports GROUP BY device")}
+                servers.ask(f"SELECT device, {columns} FROM reports {own} GROUP BY device")}
         marks = {row[0]: list(map(int, row[1:])) for row in
-                 servers.ask("SELECT device, reports, gaps, missing, trailing_bytes FROM dumps")}
+                 servers.ask(f"SELECT device, reports, gaps, missing, trailing_bytes FROM dumps {own}")}
         assert set(rows) == set(marks) == set(self.statistics), "devices are missing"
         for device, told in self.statistics.items():
             counted = [told["reports"], told["earliest"], told["latest"]]
@@ -95,12 +107,12 @@ class Fleet:
         for told in self.statistics.values():
             for category in told["categories"]:
                 categories[category["category"]] += category["count"]
-        assert {row[0]: int(row[1]) for row in servers.ask("SELECT category, count() FROM reports GROUP BY category")} == \
+        assert {row[0]: int(row[1]) for row in servers.ask(f"SELECT category, count() FROM reports {own} GROUP BY category")} == \
             dict(categories)
-        assert {row[0]: int(row[1]) for row in servers.ask("SELECT key, sum(value) FROM scalar GROUP BY key")} == \
+        assert {row[0]: int(row[1]) for row in servers.ask(f"SELECT key, sum(value) FROM scalar {own} GROUP BY key")} == \
             {entry["key"]: entry["value"] for entry in self.merged["scalars"]}
         values = collections.defaultdict(dict)
-        for key, value, count in servers.ask("SELECT key, value, sum(count) FROM distribution GROUP BY key, value"):
+        for key, value, count in servers.ask(f"SELECT key, value, sum(count) FROM distribution {own} GROUP BY key, value"):
             values[key][float(value)] = int(count)
         assert values == {entry["key"]: {pair["value"]: pair["count"] for pair in entry["values"]}
                           for entry in self.merged["distributions"]}
@@ -157,19 +169,17 @@ def check_shard(qorstat, generate, source):
 
 
 def check_kills(qorstat, generate, source, rounds, seed="1"):
-    """Each round: loads into an empty database, killed or deprived of a server, then one that is left to finish."""
+    """Each round: loads of new devices, killed or deprived of a server, then one that is left to finish."""
     generator = random.Random(int(seed))
-    with surroundings(qorstat, generate, source, 12, 60_000) as (fleet, servers):
+    with surroundings(qorstat, generate, source, 6, 20_000) as (original, servers):
+        run(*original.command(servers))
+        original.expect_exact(servers)
         started = time.monotonic()
-        run(*fleet.command(servers))
+        run(*original.copied("timed-").command(servers))
         whole = time.monotonic() - started
-        fleet.expect_exact(servers)
         totals = collections.Counter()
         for number in range(int(rounds)):
-            for server in (0, 1):
-                servers.ask("TRUNCATE TABLE qor.reports_data", "default", server)
-                for table in ("dumps_data", "scalar_data", "distribution_data"):
-                    servers.ask(f"TRUNCATE TABLE qor.{table}", "default", server)
+            fleet = original.copied(f"r{number:03d}-")
             for _ in range(generator.randrange(1, 4)):
                 running = subprocess.Popen(fleet.command(servers, "--retry-for", "0.2"), stdout=subprocess.DEVNULL,
                                            stderr=subprocess.DEVNULL)
