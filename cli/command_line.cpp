@@ -28,6 +28,7 @@ constexpr VerbEntry kVerbs[] = {
     {"capture", "Capture the state of a described device as records", declare_capture},
     {"show", "Show state-capture records", declare_show},
     {"decode", "Decode a dump of 48-byte reports", declare_decode},
+    {"export", "Write reports or other tables for an engine as one file", declare_export},
     {"names", "List every name of the system, and what it means", declare_names},
     {"metrics", "Show an analytics store, or add stores up", declare_metrics},
     {"publish", "Apply a batch of analytics through the plug-in", declare_publish},

@@ -13,6 +13,7 @@ Verb declare_notify();
 Verb declare_capture();
 Verb declare_show();
 Verb declare_decode();
+Verb declare_export();
 Verb declare_names();
 Verb declare_metrics();
 Verb declare_publish();

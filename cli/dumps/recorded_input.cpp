@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "cli/dumps/recorded_line.h"
-#include "host/state_records.h"
 #include "platform/TvValues.h"
 
 namespace cli {
@@ -36,6 +35,8 @@ RecordLines lines_of(const host::StateRecord &record) {
 }
 
 } // namespace
+
+std::size_t count_reports(const host::StateRecord &record) { return lines_of(record).reports.size(); }
 
 std::unique_ptr<RecordedInput> RecordedInput::parse(std::span<const std::byte> bytes, const std::string &name) {
     std::unique_ptr<RecordedInput> input(new RecordedInput(name, bytes.size()));

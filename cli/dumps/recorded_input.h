@@ -12,9 +12,13 @@
 #include "cli/dumps/input.h"
 #include "decoder/device_clock.h"
 #include "host/error.h"
+#include "host/state_records.h"
 #include "qor/report.h"
 
 namespace cli {
+
+/** How many lines of a record end with a report. */
+std::size_t count_reports(const host::StateRecord &record);
 
 /**
  * The reports of a file of records, in the order of their lines, each with the clock of its line. Offsets are those

@@ -150,8 +150,8 @@ Total nearest_rank(Total total, double share) {
     fraction.remove_prefix(std::min<std::size_t>(fraction.size(), std::strlen("0.")));
     Total rank = 0;
     bool is_rounded = false;
-    for (auto digit = fraction.rbegin(); digit != fraction.rend(); ++digit) {
-        rank += total * static_cast<unsigned>(*digit - '0');
+    for (; !fraction.empty(); fraction.remove_suffix(1)) {
+        rank += total * static_cast<unsigned>(fraction.back() - '0');
         is_rounded = is_rounded || rank % 10 != 0;
         rank /= 10;
     }

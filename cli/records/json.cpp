@@ -68,4 +68,11 @@ void put_record(Json &json, const host::StateRecord &record, std::span<const std
                           : Json(hex(file.subspan(record.offset, record.size).subspan(sizeof(RvStateCaptureRecord))));
 }
 
+std::string record_line(const std::string &name, const host::StateRecord &record, std::span<const std::byte> file) {
+    Json entry;
+    put_text(entry, "file", name);
+    put_record(entry, record, file);
+    return json_line(entry);
+}
+
 } // namespace cli

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <span>
+#include <string>
 
 #include "cli/terminal/json_value.h"
 #include "host/state_records.h"
@@ -17,5 +18,11 @@ namespace cli {
  * @param file  the bytes that the record was parsed from.
  */
 void put_record(Json &json, const host::StateRecord &record, std::span<const std::byte> file);
+
+/**
+ * The record with its file, on one line.
+ * @param name  of the file.
+ */
+std::string record_line(const std::string &name, const host::StateRecord &record, std::span<const std::byte> file);
 
 } // namespace cli

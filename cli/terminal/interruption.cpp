@@ -129,16 +129,20 @@ Interruption::Interruption() {
 
 Interruption::~Interruption() {
     // The owner has seen to the signals so far. One that comes from here on ends the process, at the latest on release.
-    requested = 0;
-    deadline = 0;
-    std::uint64_t signals = 0;
-    [[maybe_unused]] const ssize_t drained = read(wake, &signals, sizeof signals);
+    take_signal();
     next_kills = false;
     has_interruption = false;
     release();
 }
 
 bool Interruption::is_requested() const { return requested != 0; }
+
+int Interruption::take_signal() {
+    std::uint64_t signals = 0;
+    [[maybe_unused]] const ssize_t drained = read(wake, &signals, sizeof signals);
+    deadline = 0;
+    return requested.exchange(0);
+}
 
 void Interruption::throw_if_requested() const {
     if (is_requested()) {

@@ -26,6 +26,8 @@ public:
     bool is_requested() const;
     /** @throws host::Error when a signal has come. */
     void throw_if_requested() const;
+    /** The last signal that has come, which from now on counts as not come; 0 for none. For what goes on after one. */
+    int take_signal();
 
     /** Readable from the first signal on; for poll. Belongs to the object. */
     int descriptor() const;

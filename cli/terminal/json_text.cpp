@@ -32,4 +32,16 @@ std::string json_lines(const Json &json) {
     return text + "\n";
 }
 
+std::string json_line(const Json &json) {
+    std::string text;
+    bool is_between_lines = false; // texts have no newlines, which are escaped
+    for (const char character : json_lines(json)) {
+        is_between_lines = character == '\n' || (is_between_lines && character == ' ');
+        if (!is_between_lines) {
+            text += character;
+        }
+    }
+    return text;
+}
+
 } // namespace cli

@@ -17,4 +17,7 @@ void put_text(Json &object, const std::string &key, std::string_view text);
  */
 std::string json_lines(const Json &json);
 
+/** The same on one line, without a newline at the end. @throws the same. */
+std::string json_line(const Json &json);
+
 } // namespace cli

@@ -188,10 +188,10 @@ TEST(AggregatesTest, TheLargestCountsNeitherWrapNorRound) {
     EXPECT_EQ(connection.ask("SELECT quantile(v, 0.5, c)" + of("(1," + most + "),(2," + most + ")")), "integer 1");
     EXPECT_EQ(connection.ask("SELECT quantile(v, 0.5, c)" + of("(1," + most + "),(2," + most + "),(9,1)")),
               "integer 2");
-    EXPECT_EQ(
-        connection.ask("SELECT quantile(v, 0.5, c)" + of("(1," + most + "),(1," + most + "),(1," + most + "),(2," +
-                                                         most + "),(2," + most + "),(2," + most + "),(0,1),(3,2)")),
-        "integer 2");
+    // The three counts of 1 do not fit into 64 bits.
+    EXPECT_EQ(connection.ask("SELECT quantile(v, 0.5, c)" + of("(1," + most + "),(2," + most + "),(1," + most +
+                                                               "),(2," + most + "),(1," + most + ")")),
+              "integer 1");
 }
 
 TEST(AggregatesTest, WholeNumbersAreExactUpTo64Bits) {

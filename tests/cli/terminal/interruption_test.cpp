@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <unistd.h>
 
 using cli::Interruption;
@@ -57,6 +58,23 @@ TEST_F(InterruptionDeathTest, ASignalAfterAnInterruptionEndsTheProcess) {
             _exit(0);
         },
         testing::KilledBySignal(SIGINT), "went on");
+}
+
+TEST_F(InterruptionDeathTest, ASignalThatWasTakenCountsAsNotCome) {
+    EXPECT_EXIT(
+        {
+            Interruption interruption;
+            std::raise(SIGINT);
+            const bool is_taken = interruption.take_signal() == SIGINT && !interruption.is_requested();
+            pollfd end = {}; // a list of values would be taken for arguments of the macro
+            end.fd = interruption.descriptor();
+            end.events = POLLIN;
+            const bool is_drained = poll(&end, 1, 0) == 0;
+            std::raise(SIGTERM);
+            const bool comes_again = poll(&end, 1, 0) == 1 && interruption.take_signal() == SIGTERM;
+            _exit(is_taken && is_drained && comes_again && interruption.take_signal() == 0 ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
 }
 
 TEST_F(InterruptionDeathTest, ASignalThatWasIgnoredStaysIgnored) {
