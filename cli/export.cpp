@@ -281,7 +281,7 @@ Verb declare_export() {
                           {.name = "--table",
                            .value_name = "TABLE",
                            .target = word_reader(arguments->table, names_of_tables()),
-                           .help = "reports (default), dumps, scalar, distribution, records"},
+                           .help = "reports (default), dumps, scalar, distribution,\nrecords"},
                           {.name = "--device",
                            .value_name = "NAME",
                            .target = &arguments->device,

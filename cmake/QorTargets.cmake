@@ -73,7 +73,7 @@ endfunction()
 # qor_add_own_library(NAME SYMBOL symbol SOURCES file... LIBRARIES library...)
 #
 # Adds a library that the platform library loads when it is first needed (host/shared_library.h). It exports the symbol and
-# nothing else.
+# nothing else. Installed into the folder of modules.
 function(qor_add_own_library name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "SYMBOL" "SOURCES;LIBRARIES")
   add_library(${name} MODULE ${arg_SOURCES})
@@ -84,6 +84,7 @@ function(qor_add_own_library name)
   target_link_libraries(${name} PRIVATE qor_options ${arg_LIBRARIES})
   target_link_options(${name} PRIVATE -Wl,--version-script=${exports})
   qor_reject_undefined_symbols(${name})
+  install(TARGETS ${name} LIBRARY DESTINATION ${QOR_MODULE_FOLDER} COMPONENT qorstat)
 endfunction()
 
 # qor_add_tests(NAME AREA area SOURCES file... [SINGLE_THREADED file...] [LIBRARIES library...])

@@ -6,25 +6,12 @@
 #include "decoder/digits.h"
 #include "decoder/remembered_second.h"
 #include "decoder/short_text.h"
-#include "platform/Owned.h"
-#include "platform/RvKernel.h"
-#include "platform/RvRegistry.h"
-#include "platform/TvValues.h"
-#include "qor/driver.h"
 
 namespace decoder {
 
 namespace {
 
 constexpr std::uint64_t kMicrosecondsPerSecond = 1'000'000;
-
-std::optional<std::uint64_t> number_of(TvDictionaryRef dictionary, const char *key) {
-    std::int64_t number = 0;
-    if (!TvNumberGetSInt64(TvDictionaryGetValue(dictionary, key), &number)) {
-        return std::nullopt;
-    }
-    return static_cast<std::uint64_t>(number);
-}
 
 char *put_two_digits(char *out, int value) {
     *out++ = static_cast<char>('0' + value / 10 % 10);
@@ -51,32 +38,6 @@ short_text text_of(const std::tm &time) {
 }
 
 } // namespace
-
-std::optional<time_sync> read_time_sync() {
-    platform::OwnedEntry service(RvRegistryCopyServiceMatchingClass(qor::driver::kTimeSyncClass));
-    if (!service) {
-        return std::nullopt;
-    }
-    platform::OwnedValue property(RvRegistryEntryCopyProperty(service.get(), qor::driver::kTimeSync));
-    std::optional<std::uint64_t> qor = number_of(property.get(), qor::driver::kTimeSyncQor);
-    std::optional<std::uint64_t> calendar = number_of(property.get(), qor::driver::kTimeSyncCalendar);
-    if (!qor || !calendar) {
-        return std::nullopt;
-    }
-    return time_sync{*qor, *calendar};
-}
-
-std::optional<std::uint64_t> read_boot_time() {
-    std::int64_t seconds = 0;
-    std::int32_t microseconds = 0;
-    if (!RvKernelGetBootTime(&seconds, &microseconds)) {
-        return std::nullopt;
-    }
-    return static_cast<std::uint64_t>(seconds) * kMicrosecondsPerSecond +
-           static_cast<std::uint64_t>(static_cast<std::int64_t>(microseconds));
-}
-
-device_clock read_device_clock() { return {read_time_sync(), read_boot_time()}; }
 
 char *put_wall_time(char *out, std::uint64_t microseconds) {
     const std::uint64_t second = microseconds / kMicrosecondsPerSecond;

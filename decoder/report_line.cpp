@@ -2,6 +2,7 @@
 
 #include "decoder/byte_dump.h"
 #include "decoder/digits.h"
+#include "decoder/line_notation.h"
 #include "decoder/line_pieces.h"
 #include "decoder/name_tables.h"
 #include "decoder/payload_choice.h"
@@ -23,6 +24,8 @@ std::size_t room_of(const std::string &text) { return text.size(); }
 /** Upper bounds for the parts of a line around its payload: keys, widths and numbers, without the names. */
 constexpr std::size_t kHeaderRoom = 256;
 constexpr std::size_t kTrailerRoom = 256 + dump_room(_QorProfileReport::kSize);
+
+static_assert(kHeaderRoom + 4 * short_text::kCapacity + kPayloadRoom<line_notation> + kTrailerRoom <= kLineRoom);
 
 template <const qor::Field *field>
 char *put_key(char *out) {

@@ -2,6 +2,7 @@
 #ifndef DECODER_REPORT_LINE_H
 #define DECODER_REPORT_LINE_H
 
+#include <cstddef>
 #include <functional>
 #include <string>
 
@@ -11,6 +12,9 @@
 #include "qor/report.h"
 
 namespace decoder {
+
+/** No line is longer, and a buffer with this much storage of its own never needs memory from the heap for one. */
+inline constexpr std::size_t kLineRoom = 4096;
 
 /**
  * Appends the line of `report`, without a newline. It is byte for byte the result of `ZELLogDecoder::to_string` on a

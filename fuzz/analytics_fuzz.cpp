@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <limits>
 #include <map>
-#include <sstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "fuzz/input.h"
@@ -37,10 +37,13 @@ public:
 
 private:
     /** A number as C's "%#x" writes it: zero has no prefix. */
-    static std::string hex(unsigned number) {
-        std::ostringstream text;
-        text << std::hex << std::showbase << number;
-        return text.str();
+    static std::string hex(std::uint8_t number) {
+        constexpr std::string_view kDigits = "0123456789abcdef";
+        std::string text = number == 0 ? "" : "0x";
+        if (number >= 16) {
+            text += kDigits[number / 16];
+        }
+        return text + kDigits[number % 16];
     }
 
     /** A value in 65536ths, rounded to the 24 significant bits of single precision, ties to even. */

@@ -33,8 +33,15 @@ struct Reading {
 /** More than any seed or dump has. What unpacks to more is not read further. */
 constexpr std::size_t kMostBytes = std::size_t{4} << 20;
 
+/** Room for any piece. Made once: to make and clear it anew would take most of the time of an execution. */
+std::span<std::byte> room_of(std::size_t size) {
+    static std::vector<std::byte> room(kMostBytes);
+    return std::span(room).first(size);
+}
+
 Reading read(std::span<const std::uint8_t> file, bool is_pipe, std::size_t room_size) {
     const NamedBytes named(file, is_pipe);
+    const std::span<std::byte> room = room_of(room_size);
     Reading reading;
     try {
         cli::ByteStream stream(named.name());
@@ -42,7 +49,6 @@ Reading read(std::span<const std::uint8_t> file, bool is_pipe, std::size_t room_
         reading.packing = stream.packing();
         require(stream.is_plain_file() == (!is_pipe && reading.packing == cli::Packing::None),
                 "only a plain file is one");
-        std::vector<std::byte> room(room_size);
         for (std::size_t count = 1; count != 0 && reading.bytes.size() < kMostBytes;) {
             count = stream.read_some(room);
             reading.bytes.insert(reading.bytes.end(), room.begin(), room.begin() + static_cast<std::ptrdiff_t>(count));

@@ -1,6 +1,7 @@
 #include "host/shared_library.h"
 
 #include <filesystem>
+#include <system_error>
 
 #include <dlfcn.h>
 
@@ -13,7 +14,8 @@ namespace {
 std::filesystem::path own_folder() {
     Dl_info place{};
     (void)::dladdr(reinterpret_cast<const void *>(&own_folder), &place);
-    return std::filesystem::path(place.dli_fname).parent_path();
+    // Installed, the library was found by a path that goes up from the program's folder.
+    return std::filesystem::path(place.dli_fname).parent_path().lexically_normal();
 }
 
 Error unusable(const std::string &path) {
@@ -31,8 +33,15 @@ std::string loader_reason(const std::string &path) {
     return reason;
 }
 
+std::filesystem::path own_file(const std::string &file) {
+    const std::filesystem::path folder = own_folder();
+    const std::filesystem::path module_folder = folder / "qorstat";
+    std::error_code unreadable; // counts as a folder that is not there
+    return (std::filesystem::is_directory(module_folder, unreadable) ? module_folder : folder) / file;
+}
+
 const void *symbol_of_own_library(const std::string &file, const char *symbol) {
-    const std::string path = own_folder() / file;
+    const std::string path = own_file(file);
     void *const library = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
     const void *const address = library == nullptr ? nullptr : ::dlsym(library, symbol);
     if (address == nullptr) {

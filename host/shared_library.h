@@ -1,6 +1,7 @@
 /** Shared libraries that are loaded while the program runs. */
 #pragma once
 
+#include <filesystem>
 #include <string>
 
 namespace host {
@@ -9,7 +10,13 @@ namespace host {
 std::string loader_reason(const std::string &path);
 
 /**
- * The symbol of a library that stands beside the platform library. Libraries that only some runs use are loaded on
+ * Where a file of the program's own is that is loaded while it runs: in the folder `qorstat` beside the platform
+ * library where it is installed, and beside the platform library in a build tree. The file need not exist.
+ */
+std::filesystem::path own_file(const std::string &file);
+
+/**
+ * The symbol of a library that is such a file. Libraries that only some runs use are loaded on
  * first use: linking them would cost every start the time for their relocation. Never unloaded.
  * @throws Error naming the library when it cannot be loaded or lacks the symbol.
  */

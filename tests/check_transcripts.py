@@ -6,8 +6,9 @@
 A transcript is a block between ``` lines that begins with "$ " and a command; a backslash at its end continues it on the next
 line. The lines up to the next command are its output, standard error included. In them, "[…]" stands for any text, and for any
 number of lines where it is a line of its own. The commands of a document run one after the other in one new folder, which has
-the examples/ of the source folder, with the programs of PROGRAM_FOLDER on the path. Exit 1 when a command prints something
-else, or when a document has no command.
+the examples/ of the source folder, with the programs of PROGRAM_FOLDER on the path. A block ```python whose first line is "# " and
+the name of a file is in that folder under this name. Exit 1 when a command prints something else, or when a document has no
+command.
 """
 
 import os
@@ -28,6 +29,11 @@ def transcripts(text):
             command = re.match(r"\$ (?:.*\\\n)*.*\n", part).group()
             yield line, command[2:].rstrip("\n"), part[len(command) :]
             line += part.count("\n")
+
+
+def files(text):
+    """The files that a document brings: name, content."""
+    return re.findall(r"^```python\n(?=# (\w+\.py)\n)(.*?)^```$", text, re.M | re.S)
 
 
 def pattern_of(expected):
@@ -60,7 +66,10 @@ def check(document, source, programs):
     with tempfile.TemporaryDirectory() as name:
         folder = pathlib.Path(name)
         (folder / "examples").symlink_to(source / "examples")
-        for line, command, expected in transcripts(document.read_text(encoding="utf-8")):
+        text = document.read_text(encoding="utf-8")
+        for file, content in files(text):
+            (folder / file).write_text(content, encoding="utf-8")
+        for line, command, expected in transcripts(text):
             count += 1
             printed = run(command, folder, programs)
             if not pattern_of(expected).fullmatch(printed):

@@ -33,7 +33,7 @@ Argument plug_in_option(std::string &plug_in) {
     return {.name = "--plugin",
             .value_name = "FILE",
             .target = &plug_in,
-            .help = "Module to load; default: the one next to qorstat",
+            .help = "Module to load; default: the one of qorstat",
             .has_variable = true};
 }
 

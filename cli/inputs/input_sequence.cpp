@@ -82,6 +82,17 @@ bool InputSequence::may_wait() const {
                        [](const Entry &entry) { return !entry.folder && is_awaited(entry.argument); });
 }
 
+std::uint64_t InputSequence::total_size() const {
+    std::uint64_t size = 0;
+    for (const Entry &entry : _entries) {
+        struct stat status {};
+        const bool is_known = entry.argument == kStandardInputArgument ? fstat(STDIN_FILENO, &status) == 0
+                                                                       : stat(entry.argument.c_str(), &status) == 0;
+        size += is_known && S_ISREG(status.st_mode) ? static_cast<std::uint64_t>(status.st_size) : 0;
+    }
+    return size;
+}
+
 std::optional<Input> InputSequence::next() {
     while (_next < _entries.size()) {
         const Entry &entry = _entries[_next++];

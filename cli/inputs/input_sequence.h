@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <set>
@@ -51,6 +52,9 @@ public:
 
     /** Whether any input is neither a file nor a folder, such as a pipe, whose bytes others may write late. */
     bool may_wait() const;
+
+    /** The bytes of all regular files among them, packed as they are, for showing progress. */
+    std::uint64_t total_size() const;
 
     /** The next input that the verb reads; none at the end. @throws Interrupted. */
     std::optional<Input> next();

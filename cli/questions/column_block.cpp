@@ -83,12 +83,17 @@ void ColumnBlock::add_reports(std::size_t first, std::span<const _QorProfileRepo
 }
 
 void ColumnBlock::clear() {
-    for (Stored &stored : _stored) {
-        std::visit([](auto &values) { values.clear(); }, stored.values);
-        stored.nulls.clear();
-        stored.rows = 0;
+    for (std::size_t column = 0; column < _stored.size(); ++column) {
+        clear_column(column);
     }
     _text_bytes = 0;
+}
+
+void ColumnBlock::clear_column(std::size_t column) {
+    Stored &stored = _stored[column];
+    std::visit([](auto &values) { values.clear(); }, stored.values);
+    stored.nulls.clear();
+    stored.rows = 0;
 }
 
 std::vector<Column> report_numbers() {

@@ -70,6 +70,9 @@ public:
     /** Removes all rows, and keeps the room. */
     void clear();
 
+    /** Removes the values of a column of numbers, which has to be given as many rows again. Not the first column. */
+    void clear_column(std::size_t column);
+
 private:
     struct Stored {
         ColumnValues values;

@@ -88,6 +88,10 @@ bool has_word(const Words &words, const char *word) {
 
 /** Why the action is refused; empty when it is not. */
 std::string refusal_of(int action, const char *first, const char *second) {
+    if (first != nullptr && std::string_view(first).starts_with("sqlite_") && action != SQLITE_READ &&
+        action != SQLITE_FUNCTION) {
+        return "a change of the tables is refused: a query can only read";
+    }
     if (const std::string_view name = name_of_action(action); !name.empty()) {
         return std::string(name) + (name.find(" and ") != std::string_view::npos ? " are" : " is") +
                " refused: a query can only read";
@@ -157,8 +161,8 @@ std::string unknown_table(const std::string &name) {
     for (const Table &table : kTables) {
         tables += (tables.empty() ? "" : ", ") + std::string(table.name);
     }
-    return "no table " + host::in_quotes(name) + suggest(name, known) + "; there are " + tables + " and " +
-           std::to_string(payload_views().size()) + " views of payloads";
+    return "no table " + host::in_quotes(name) + ": there are " + tables + " and " +
+           std::to_string(payload_views().size()) + " views of payloads" + suggest(name, known);
 }
 
 std::string unknown_column(const std::string &name, const std::string &sql) {
@@ -173,7 +177,7 @@ std::string unknown_column(const std::string &name, const std::string &sql) {
         }
         listed += "; " + table->name + " has " + columns;
     }
-    return "no column " + host::in_quotes(name) + suggest(own, known) + listed;
+    return "no column " + host::in_quotes(name) + listed + suggest(own, known);
 }
 
 std::string unknown_function(sqlite3 *connection, const std::string &name) {
@@ -247,6 +251,15 @@ const std::vector<QueryTable> &query_tables() {
     return tables;
 }
 
+const QueryTable &find_query_table(const std::string &name) {
+    const auto found = std::ranges::find_if(
+        query_tables(), [&name](const QueryTable &table) { return is_same_word(table.name, name); });
+    if (found == query_tables().end()) {
+        throw WrongQuery(unknown_table(name));
+    }
+    return *found;
+}
+
 std::string_view sqlite_type(ColumnType type) {
     return type == ColumnType::Text ? "TEXT" : type == ColumnType::Real ? "REAL" : "INTEGER";
 }
@@ -290,6 +303,11 @@ struct QueryEngine::Parts {
         }
         for (const std::unique_ptr<SqliteTable> &table : tables) {
             add_table(connection.get(), *table, error);
+            // Declares it, which statements could not.
+            const std::string sql = "SELECT 1 FROM " + table->description().name;
+            sqlite3_stmt *made = nullptr;
+            sqlite3_prepare_v2(connection.get(), sql.c_str(), -1, &made, nullptr);
+            const Statement statement(made);
         }
         register_aggregates(connection.get(), options.shows_blocks);
     }

@@ -21,6 +21,11 @@
 
 namespace cli {
 
+/** Thrown for SQL that cannot be run: it is wrong, asks for what does not exist, or would do more than read. */
+struct WrongQuery : host::Error {
+    explicit WrongQuery(std::string reason) : Error("", "", std::move(reason)) {}
+};
+
 /** A value of a result. */
 struct QueryValue {
     enum class Type { Null, Integer, Real, Text, Bytes };
@@ -64,11 +69,19 @@ struct QueryTable {
 /** Every table and view, in the order in which they are listed. Valid as long as the process. */
 const std::vector<QueryTable> &query_tables();
 
+/** The one of this name, whatever the case of its letters. @throws WrongQuery, with what there is. */
+const QueryTable &find_query_table(const std::string &name);
+
 /** The type of a column as SQLite shows it: "TEXT", "INTEGER" or "REAL". */
 std::string_view sqlite_type(ColumnType type);
 
-/** The content of a record as one line of JSON. @param file  the bytes that the record was parsed from. */
-using RecordText = std::function<std::string(const host::StateRecord &record, std::span<const std::byte> file)>;
+/**
+ * The content of a record as one line of JSON.
+ * @param name   of its file, byte for byte.
+ * @param bytes  those that the record was parsed from.
+ */
+using RecordText = std::function<std::string(const std::string &name, const host::StateRecord &record,
+                                             std::span<const std::byte> bytes)>;
 
 struct QueryOptions {
     ClockWords clock{};
@@ -77,11 +90,6 @@ struct QueryOptions {
     std::optional<std::chrono::milliseconds> timeout{}; ///< of each call of `run`; nothing: none
     std::uint64_t memory = std::uint64_t{1} << 30;      ///< bytes for each query, about
     std::function<void()> check = [] {};                ///< called every few milliseconds, to throw
-};
-
-/** Thrown for SQL that cannot be run: it is wrong, asks for what does not exist, or would do more than read. */
-struct WrongQuery : host::Error {
-    explicit WrongQuery(std::string reason) : Error("", "", std::move(reason)) {}
 };
 
 /**

@@ -312,7 +312,7 @@ public:
         case column_in(kRecordColumns, "reports"):
             return put_unsigned(context, report_count(record));
         default:
-            return put_text(context, (*_content_of)(record, _bytes));
+            return put_text(context, (*_content_of)(_recording->name, record, _bytes));
         }
     }
 

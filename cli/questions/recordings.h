@@ -92,6 +92,9 @@ public:
     /** Whether anything was named on standard error so far: the exit code is 1 then. */
     bool has_failed() const { return _inputs.has_failed(); }
 
+    /** For showing progress: the bytes of all regular files, also of those that are not read. */
+    std::uint64_t total_size() const { return _inputs.total_size(); }
+
     /** Whether any of them is neither a file nor a folder, such as a pipe, whose bytes others may write late. */
     bool may_wait() const { return _inputs.may_wait(); }
 

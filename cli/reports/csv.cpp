@@ -68,17 +68,6 @@ char *put_named_start(char *out, const _QorProfileReport &report, const OwnerNam
 const std::string_view kCsvHeading = "category,category_id,component,component_id,event,event_id,type,type_id,"
                                      "sequence_num,timestamp,wall_time,boot_timestamp,payload\r\n";
 
-std::string csv_field(const std::string &text) {
-    if (text.find_first_of("\",\r\n") == std::string::npos) {
-        return text;
-    }
-    std::string field = "\"";
-    for (const char c : text) {
-        field.append(c == '"' ? 2 : 1, c);
-    }
-    return field + "\"";
-}
-
 void append_csv_line(text_buffer &out, const _QorProfileReport &report, const decoder::device_clock &clock,
                      const OwnerNames &names, bool has_raw) {
     append_named_row(out, [&](char *at) {

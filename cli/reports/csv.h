@@ -14,9 +14,6 @@ namespace cli {
 /** The first line: the names of the columns. Ends with CR LF. */
 extern const std::string_view kCsvHeading;
 
-/** `text` as a field: in quotation marks if it needs them. */
-std::string csv_field(const std::string &text);
-
 /**
  * Appends one line: names and ids, sequence number, time stamp, wall-clock time in ISO 8601 and boot time (each empty
  * when unknown), and the payload as a JSON object. Ends with CR LF.

@@ -9,7 +9,7 @@
 #include <span>
 #include <string_view>
 
-#include "cli/reports/json_values.h"
+#include "cli/terminal/json_values.h"
 #include "decoder/byte_dump.h"
 #include "decoder/digits.h"
 #include "decoder/payload_walk.h"

@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "cli/arguments/whole_number.h"
-#include "cli/reports/csv.h"
-#include "cli/reports/json_values.h"
+#include "cli/terminal/csv_field.h"
+#include "cli/terminal/json_values.h"
 #include "decoder/name_tables.h"
 #include "host/error.h"
 #include "host/nearest_word.h"

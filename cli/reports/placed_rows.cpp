@@ -5,8 +5,8 @@
 #include <string_view>
 #include <utility>
 
-#include "cli/reports/csv.h"
-#include "cli/reports/json_values.h"
+#include "cli/terminal/csv_field.h"
+#include "cli/terminal/json_values.h"
 #include "host/utf8.h"
 
 namespace cli {

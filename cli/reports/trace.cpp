@@ -7,10 +7,10 @@
 #include <string_view>
 
 #include "cli/reports/json_notation.h"
-#include "cli/reports/json_values.h"
 #include "cli/reports/marks.h"
 #include "cli/reports/named_payload.h"
 #include "cli/reports/payload_json.h"
+#include "cli/terminal/json_values.h"
 #include "decoder/digits.h"
 #include "decoder/name_tables.h"
 #include "decoder/payload_walk.h"

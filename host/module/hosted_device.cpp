@@ -3,13 +3,17 @@
 #include <filesystem>
 #include <utility>
 
+#include "host/shared_library.h"
+
 namespace host {
 
 std::string plug_in_file(const std::string &chosen) {
     if (!chosen.empty()) {
         return chosen;
     }
-    return std::filesystem::read_symlink("/proc/self/exe").parent_path() / "OndreQORHIDStatistics.so";
+    static constexpr const char *kFile = "OndreQORHIDStatistics.so";
+    const auto beside_program = std::filesystem::read_symlink("/proc/self/exe").parent_path() / kFile;
+    return std::filesystem::exists(beside_program) ? beside_program : own_file(kFile);
 }
 
 HostedDevice::HostedDevice(DeviceDescription description, const std::string &plug_in)

@@ -9,7 +9,10 @@
 
 namespace host {
 
-/** The module to load: `chosen`, or `OndreQORHIDStatistics.so` in the folder of this program when that is empty. */
+/**
+ * The module to load: `chosen`, or `OndreQORHIDStatistics.so` when that is empty. That one is beside the program, or
+ * else where `own_file` says.
+ */
 std::string plug_in_file(const std::string &chosen);
 
 /** The plug-in, opened, scheduled and given every service of the device, until `stop` or destruction. */

@@ -254,8 +254,8 @@ TEST_P(HelpTest, FitsAScreenAndEndsWithTwoExamples) {
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryVerb, HelpTest,
-                         testing::Values("", "run", "notify", "capture", "show", "decode", "names", "metrics",
-                                         "publish", "validate", "completion", "help"),
+                         testing::Values("", "run", "notify", "capture", "show", "decode", "query", "export", "load",
+                                         "schema", "names", "metrics", "publish", "validate", "completion", "help"),
                          [](const testing::TestParamInfo<std::string> &verb) {
                              return verb.param.empty() ? std::string("program") : verb.param;
                          });

@@ -127,7 +127,7 @@ TEST(RunTest, ALogFileThatCannotBeOpenedIsAnError) {
 void expect_missing(const std::string &file, const std::vector<std::string> &arguments) {
     const TemporaryFolder folder;
     const fs::path built = fs::path(QORSTAT).parent_path();
-    for (const char *part : {"qorstat", "libqorplatform.so", "libqorlog.so", "libqormetrics.so"}) {
+    for (const char *part : {"qorstat", "libqorplatform.so.1", "libqorlog.so", "libqormetrics.so"}) {
         if (part != file) {
             fs::copy_file(built / part, folder.path() / part);
         }

@@ -398,7 +398,7 @@ TEST(ValidateTest, WrongUseIsRefusedBeforeAnythingRuns) {
 TEST(ValidateTest, ProgramAndLibraryWorkFromAnotherFolderToo) {
     const TemporaryFolder folder;
     const fs::path build = fs::path(QOR_MODULE).parent_path();
-    for (const char *file : {"qorstat", "libqorplatform.so", "OndreQORHIDStatistics.so"}) {
+    for (const char *file : {"qorstat", "libqorplatform.so.1", "OndreQORHIDStatistics.so"}) {
         fs::copy_file(build / file, folder.path() / file);
     }
     Surroundings surroundings;

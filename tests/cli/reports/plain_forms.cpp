@@ -102,13 +102,13 @@ std::string real_text(double real) {
     return std::string(text, std::to_chars(text, text + sizeof text, real).ptr);
 }
 
-std::string payload(const _QorProfileReport &report, bool has_big_numbers) {
-    if (values_of(report).empty()) {
+std::string payload(const _QorProfileReport &report, const std::vector<Value> &values, bool has_big_numbers) {
+    if (values.empty()) {
         return "{\"raw\":\"" + hex_digits({report.bytes + 16, report.bytes + 48}) + "\"}";
     }
     std::ostringstream object;
     const char *before = "{";
-    for (const Value &value : values_of(report)) {
+    for (const Value &value : values) {
         const bool is_raw_text = value.how == How::Text && !is_utf8(value.text);
         object << before << "\"" << value.key << (is_raw_text ? "_hex" : "") << "\":";
         before = ",";
@@ -186,7 +186,7 @@ std::string slice(const _QorProfileReport &report, const std::vector<Value> &val
     const std::uint64_t duration = std::min(find(values, "duration")->number, report.timestamp());
     return event_start("X", json_string(name), report.timestamp() - duration, ",\"dur\":" + std::to_string(duration), 1,
                        find(values, function != nullptr ? "thread" : "thread-id")->number) +
-           payload(report, false) + "}";
+           payload(report, values, false) + "}";
 }
 
 std::string counters(const _QorProfileReport &report, const std::vector<Value> &values) {
@@ -216,7 +216,7 @@ std::string instant(const _QorProfileReport &report, const std::vector<Value> &v
     }
     return event_start("i", json_string(name), report.timestamp(), is_trigger ? ",\"s\":\"p\"" : ",\"s\":\"t\"",
                        10U + report.category_id(), report.component_id()) +
-           payload(report, false) + "}";
+           payload(report, values, false) + "}";
 }
 
 } // namespace
@@ -235,7 +235,7 @@ std::string json_line(const _QorProfileReport &report, const decoder::device_clo
     if (clock.boot_time) {
         line << ",\"boot_timestamp\":" << *clock.boot_time;
     }
-    line << ",\"payload\":" << payload(report, true) << "}\n";
+    line << ",\"payload\":" << payload(report, values_of(report), true) << "}\n";
     return line.str();
 }
 
@@ -247,7 +247,7 @@ std::string csv_line(const _QorProfileReport &report, const decoder::device_cloc
          << names.type << "," << unsigned{report.type_id()} << "," << report.sequence_num() << "," << report.timestamp()
          << "," << (clock.sync ? wall_time(report, *clock.sync) : "") << ","
          << (clock.boot_time ? std::to_string(*clock.boot_time) : "") << ","
-         << std::quoted(payload(report, true), '"', '"') << "\r\n";
+         << std::quoted(payload(report, values_of(report), true), '"', '"') << "\r\n";
     return line.str();
 }
 

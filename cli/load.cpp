@@ -1,0 +1,233 @@
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "cli/arguments/input_arguments.h"
+#include "cli/arguments/invalid_value.h"
+#include "cli/arguments/seconds.h"
+#include "cli/arguments/whole_number.h"
+#include "cli/arguments/wrong_use.h"
+#include "cli/dumps/clock.h"
+#include "cli/questions/http_connection.h"
+#include "cli/questions/loader.h"
+#include "cli/questions/recordings.h"
+#include "cli/records/json.h"
+#include "cli/terminal/output.h"
+#include "cli/terminal/progress_bar.h"
+#include "cli/verbs.h"
+#include "host/count_text.h"
+#include "host/error.h"
+
+namespace cli {
+namespace {
+
+constexpr std::uint64_t kMostConnections = 16;
+constexpr double kPatienceSeconds = 60;
+constexpr double kSilenceSeconds = 300;
+
+/** How many files the error names. */
+constexpr std::size_t kFilesNamed = 20;
+
+struct LoadArguments {
+    std::vector<std::string> inputs;
+    std::optional<std::string> files_from;
+    std::vector<std::string> urls;
+    std::optional<std::string> cluster;
+    std::string database = "qor";
+    std::optional<std::string> device;
+    std::optional<BootTime> taken;
+    ClockWords clock;
+    std::optional<std::uint64_t> connections;
+    std::optional<double> patience;
+    std::optional<double> silence;
+};
+
+bool consists_of(std::string_view text, std::string_view punctuation) {
+    return !text.empty() && text.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789" +
+                                                   std::string(punctuation)) == std::string_view::npos;
+}
+
+void check_use(const LoadArguments &arguments) {
+    if (arguments.inputs.empty() && !arguments.files_from) {
+        throw WrongUse("INPUT is required");
+    }
+    if (arguments.urls.empty()) {
+        throw WrongUse("--to is required");
+    }
+    for (const std::string &url : arguments.urls) {
+        require_plain_url("--to", url);
+    }
+    if (arguments.urls.size() > 1 && !arguments.cluster) {
+        throw WrongUse("several --to require --cluster, and name a server of each of its shards");
+    }
+    if (!consists_of(arguments.database, "_") || (arguments.database[0] >= '0' && arguments.database[0] <= '9')) {
+        throw WrongUse(invalid_value("--database", arguments.database) +
+                       ": expected letters, digits and _, and no digit at the start");
+    }
+    if (arguments.cluster && !consists_of(*arguments.cluster, "_-.")) {
+        throw WrongUse(invalid_value("--cluster", *arguments.cluster) + ": expected letters, digits, _, - and .");
+    }
+    if (arguments.connections && (*arguments.connections == 0 || *arguments.connections > kMostConnections)) {
+        throw WrongUse(invalid_value("--connections", std::to_string(*arguments.connections)) + ": expected 1 to " +
+                       std::to_string(kMostConnections));
+    }
+}
+
+/** A password is never on the command line, where every user of the machine can read it. */
+std::optional<Credentials> credentials_of_environment() {
+    const char *const user = std::getenv("QORSTAT_CLICKHOUSE_USER");
+    const char *const password = std::getenv("QORSTAT_CLICKHOUSE_PASSWORD");
+    if (user == nullptr && password == nullptr) {
+        return std::nullopt;
+    }
+    return Credentials{user == nullptr ? "default" : user, password == nullptr ? "" : password};
+}
+
+std::chrono::milliseconds in_milliseconds(double seconds) {
+    return std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000));
+}
+
+LoadOptions options_of(const LoadArguments &arguments) {
+    LoadOptions options;
+    options.urls = arguments.urls;
+    options.credentials = credentials_of_environment();
+    options.database = arguments.database;
+    options.cluster = arguments.cluster;
+    options.connections = arguments.connections.value_or(options.connections);
+    options.patience = in_milliseconds(arguments.patience.value_or(kPatienceSeconds));
+    options.silence =
+        std::chrono::ceil<std::chrono::seconds>(in_milliseconds(arguments.silence.value_or(kSilenceSeconds)));
+    if (arguments.taken) {
+        ClockWords words;
+        words.boot_time = arguments.taken; // a date is converted in the same way
+        options.taken = static_cast<std::int64_t>(*DumpClock(words).now().boot_time);
+    }
+    options.tell = [](const std::string &line) { print_message("qorstat: " + line); };
+    return options;
+}
+
+/** "12 dumps and 3 stores". */
+std::string joined(const std::vector<std::string> &parts) {
+    std::string text;
+    for (std::size_t index = 0; index < parts.size(); ++index) {
+        text += (index == 0 ? "" : index + 1 == parts.size() ? " and " : ", ") + parts[index];
+    }
+    return text;
+}
+
+std::string summary_text(const LoadSummary &summary) {
+    const LoadCounts &counts = summary.counts;
+    std::vector<std::string> loaded;
+    if (counts.dumps != 0 || (counts.stores == 0 && counts.record_files == 0)) {
+        loaded.push_back(host::count_text(counts.dumps, "dump"));
+    }
+    if (counts.record_files != 0) {
+        loaded.push_back(host::count_text(counts.record_files, "record file"));
+    }
+    if (counts.stores != 0) {
+        loaded.push_back(host::count_text(counts.stores, "store"));
+    }
+    std::string text = "loaded " + joined(loaded) + " with " + host::count_text(counts.reports, "report");
+    if (counts.mended != 0) {
+        text += "; " + std::to_string(counts.mended) + " mended";
+    }
+    if (summary.known != 0) {
+        text += "; " + std::to_string(summary.known) + " there already";
+    }
+    return text + "\n";
+}
+
+/** One error that says which inputs are not loaded. */
+host::Error loss(const LoadSummary &summary) {
+    std::string names;
+    for (std::size_t index = 0; index < std::min(summary.lost.size(), kFilesNamed); ++index) {
+        names += (index == 0 ? "" : ", ") + summary.lost[index];
+    }
+    if (summary.lost.size() > kFilesNamed) {
+        names += " and " + std::to_string(summary.lost.size() - kFilesNamed) + " more";
+    }
+    return {"", "", host::count_text(summary.lost.size(), "input") + " not loaded (" + names + "): " + summary.reason};
+}
+
+int load(const LoadArguments &arguments) {
+    check_use(arguments);
+    const DumpClock clock(arguments.clock);
+    RecordingSequence recordings(arguments.inputs, arguments.files_from, WantedRecordings::All, arguments.device);
+    Loader loader(options_of(arguments), clock.now(), record_line);
+    LoadSummary summary;
+    {
+        ProgressBar progress(recordings.total_size());
+        summary = loader.load(recordings, [&progress](std::uint64_t done) { progress.show(done); });
+    }
+    print_outcome(summary_text(summary));
+    if (!summary.lost.empty()) {
+        throw loss(summary);
+    }
+    return recordings.has_failed() ? kExitFailed : kExitOk;
+}
+
+} // namespace
+
+Verb declare_load() {
+    const auto arguments = std::make_shared<LoadArguments>();
+    return {
+        .arguments = {inputs_argument(arguments->inputs,
+                                      "Dumps, records, stores, folders of them;\n- is standard input"),
+                      files_from_argument(arguments->files_from),
+                      {.name = "--to",
+                       .value_name = "URL",
+                       .target = &arguments->urls,
+                       .help = "ClickHouse's HTTP interface; with --cluster one of each\nshard",
+                       .is_repeated = true},
+                      {.name = "--cluster",
+                       .value_name = "NAME",
+                       .target = &arguments->cluster,
+                       .help = "Into the shards of a cluster, each device into one"},
+                      {.name = "--database",
+                       .value_name = "NAME",
+                       .target = &arguments->database,
+                       .help = "Made if it is missing; default: qor"},
+                      {.name = "--device",
+                       .value_name = "NAME",
+                       .target = &arguments->device,
+                       .help = "The device of all inputs; default: their file names"},
+                      {.name = "--taken",
+                       .value_name = "TIME",
+                       .target = boot_time_reader(arguments->taken),
+                       .help = "When the stores were taken; default: last written to"},
+                      {.name = "--time-sync",
+                       .value_name = "SYNC",
+                       .target = &arguments->clock.time_sync,
+                       .help = "Both clocks at one instant: qor=TIME,calendar=TIME;\nalso for what is loaded already"},
+                      {.name = "--boot-time",
+                       .value_name = "TIME",
+                       .target = boot_time_reader(arguments->clock.boot_time),
+                       .help = "When the host booted: a date and time, or microseconds"},
+                      {.name = "--connections",
+                       .value_name = "N",
+                       .target = whole_number_reader(arguments->connections),
+                       .help = "So many to each server, 1 to 16; default: 2"},
+                      {.name = "--retry-for",
+                       .value_name = "SECONDS",
+                       .target = seconds_reader(arguments->patience, {0, 86'400}),
+                       .help = "How long a server may be away; default: 60"},
+                      {.name = "--timeout",
+                       .value_name = "SECONDS",
+                       .target = seconds_reader(arguments->silence, {1, 86'400}),
+                       .help = "How long a server may be silent; default: 300"}},
+        .notes = "What is complete is not loaded again, so a load that ended early is repeated as it\n"
+                 "was. QORSTAT_CLICKHOUSE_USER and QORSTAT_CLICKHOUSE_PASSWORD, or ~/.netrc, say who\n"
+                 "loads.",
+        .examples = {"qorstat load --to http://localhost:8123 dumps/ day.db",
+                     "qorstat load --to http://a:8123 --to http://b:8123 --cluster fleet dumps/"},
+        .run = [arguments] { return load(*arguments); }};
+}
+
+} // namespace cli

@@ -1,0 +1,70 @@
+/** ClickHouse over its HTTP interface. */
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "cli/questions/http_connection.h"
+
+namespace cli {
+
+/** The engine did not do what it was asked to. `what()` says why, without the URL. */
+class EngineFailure : public std::runtime_error {
+public:
+    EngineFailure(const std::string &reason, bool may_pass) : std::runtime_error(reason), _may_pass(may_pass) {}
+
+    /** Whether the same may work later: a server that is away, or has too much to do. */
+    bool may_pass() const { return _may_pass; }
+
+private:
+    bool _may_pass;
+};
+
+/** The cells of an answer's rows, as text without escapes. A null is "\N", which no other text of a cell is. */
+using AnswerRows = std::vector<std::vector<std::string>>;
+
+/** `text` as a literal of the engine's SQL. */
+std::string quoted(std::string_view text);
+
+/** Reads what the engine answers in its format TabSeparated. Nothing when a row has not `columns` cells. */
+std::optional<AnswerRows> parse_answer(std::string_view text, std::size_t columns);
+
+/** One server, asked over one connection. One thread at a time. */
+class EngineClient {
+public:
+    explicit EngineClient(HttpServer server);
+
+    const std::string &url() const { return _server.url; }
+
+    /** Finds out whether the server is the engine at all. @throws EngineFailure. */
+    void require_engine();
+
+    /**
+     * @param query    of a fixed number of columns, without a format.
+     * @throws EngineFailure.
+     */
+    AnswerRows ask(const std::string &query, std::size_t columns);
+
+    /** Runs a statement that answers nothing. @throws EngineFailure. */
+    void run(const std::string &statement);
+
+    /**
+     * Inserts rows. When it fails, it may have inserted all, some or none of them.
+     * @param statement  "INSERT INTO TABLE (COLUMNS) FORMAT NAME".
+     * @param rows       in that format; what it throws is thrown on.
+     * @throws EngineFailure.
+     */
+    void insert(const std::string &statement, const BodyReader &rows);
+
+private:
+    std::string request(const std::string &query, const BodyReader &body);
+
+    HttpServer _server;
+    std::unique_ptr<HttpConnection> _connection;
+};
+
+} // namespace cli
