@@ -59,7 +59,7 @@ DuckDbSchemaOptions duckdb_options(const SchemaArguments &arguments) {
     options.tables = arguments.tables.empty() ? table_names() : arguments.tables;
     for (const std::string &table : arguments.tables) {
         std::string word;
-        word_reader(word, table_names())("--table", table);
+        read_word(word_reader(word, table_names()), "--table", table);
     }
     if (arguments.files) {
         options.files = *arguments.files;
@@ -98,21 +98,25 @@ Verb declare_schema() {
                           {.name = "--database",
                            .value_name = "NAME",
                            .target = &arguments->database,
-                           .help = "For ClickHouse; default: qor"},
+                           .help = "For ClickHouse; default: qor",
+                           .kind = ValueKind::Other},
                           {.name = "--cluster",
                            .value_name = "NAME",
                            .target = &arguments->cluster,
-                           .help = "For ClickHouse on many servers: what each of them runs"},
+                           .help = "For ClickHouse on many servers: what each of them runs",
+                           .kind = ValueKind::Other},
                           {.name = "--files",
                            .value_name = "PATTERN",
                            .target = &arguments->files,
                            .help = "For DuckDB: Parquet files, with {table} for the table;\n"
-                                   "default: {table}.parquet"},
+                                   "default: {table}.parquet",
+                           .kind = ValueKind::Other},
                           {.name = "--table",
                            .value_name = "TABLE",
                            .target = &arguments->tables,
                            .help = "For DuckDB: a table that has files; default: all",
-                           .is_repeated = true},
+                           .is_repeated = true,
+                           .kind = ValueKind::Other},
                           output_argument(arguments->output_file)},
             .notes = "Prints the statements that make the tables and views of questions: the same\n"
                      "ones, with the same columns, in every engine. docs/schema.md describes them.",
