@@ -28,8 +28,6 @@ constexpr VerbEntry kVerbs[] = {
     {"capture", "Capture the state of a described device as records", declare_capture},
     {"show", "Show state-capture records", declare_show},
     {"decode", "Decode a dump of 48-byte reports", declare_decode},
-    {"export", "Write reports or other tables for an engine as one file", declare_export},
-    {"export", "Write reports or other tables for an engine, as one file", declare_export},
     {"query", "Ask dumps, records and stores in SQL", declare_query},
     {"export", "Write reports or other tables for an engine, as one file", declare_export},
     {"load", "Load dumps, records and stores into ClickHouse", declare_load},
