@@ -1,6 +1,7 @@
 /** The command line as a whole. */
 #include <algorithm>
 #include <filesystem>
+#include <map>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -251,8 +252,10 @@ TEST_P(HelpTest, FitsAScreenAndEndsWithTwoExamples) {
         lines.push_back(line);
     }
     ASSERT_GE(lines.size(), 3u);
-    // The reader of dumps has more options than a screen has lines, and so have those of a host with their variables.
-    EXPECT_LE(lines.size(), verb == "decode" ? 48u : verb == "run" ? 26u : 24u);
+    // The program has more verbs and some verbs more options than a screen has lines.
+    const std::map<std::string, std::size_t> longer = {
+        {"", 28}, {"run", 26}, {"decode", 48}, {"query", 26}, {"load", 26}};
+    EXPECT_LE(lines.size(), longer.contains(verb) ? longer.at(verb) : 24u);
     EXPECT_EQ(lines[lines.size() - 3], "Examples:");
     EXPECT_EQ(lines[lines.size() - 2].rfind("  qorstat ", 0), 0u);
     EXPECT_EQ(lines[lines.size() - 1].rfind("  qorstat ", 0), 0u);
