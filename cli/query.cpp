@@ -219,8 +219,8 @@ int query(QueryArguments &arguments) {
 Verb declare_query() {
     const auto arguments = std::make_shared<QueryArguments>();
     return {.arguments = {inputs_argument(arguments->words,
-                                          "Dumps, records, analytics stores, folders of them,\n- for standard input; "
-                                          "then the query, in SQL; without\none, at a terminal, a prompt"),
+                                          "Dumps, records, stores, folders of them, -; then the\nquery, in SQL; "
+                                          "without one, at a terminal, a prompt"),
                           files_from_argument(arguments->files_from),
                           {.name = "--file",
                            .value_name = "QUERY.sql",
@@ -262,8 +262,7 @@ Verb declare_query() {
                            .help = "End a query that needs more: 512M, 2G; default: 1G"},
                           output_argument(arguments->output_file),
                           no_pager_argument(arguments->has_no_pager)},
-            .notes = "The inputs are read where they are; nothing is imported or changed. Several\n"
-                     "statements give one result after another.",
+            .notes = "The inputs are read where they are; nothing is imported or changed.",
             .examples = {"qorstat query day.bin \"SELECT event, count(*) FROM reports GROUP BY event\"",
                          "qorstat query --schema=wake_request"},
             .run = [arguments] { return query(*arguments); }};

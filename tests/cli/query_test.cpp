@@ -58,12 +58,12 @@ protected:
 
 TEST_F(QueryTest, ATableHasItsColumnsAligned) {
     EXPECT_EQ(out_of({"phone.bin", "SELECT component, count(*) AS n, avg(w0) FROM reports GROUP BY component; "
-                                   "SELECT NULL AS nothing, 1.5 AS real WHERE 0"}),
+                                   "SELECT NULL AS absent, 1.5 AS real WHERE 0"}),
               "component  n  avg(w0)\n"
               "accel      2      2.5\n"
               "gyro       1        0\n"
               "\n"
-              "nothing  real\n");
+              "absent  real\n");
 }
 
 TEST_F(QueryTest, FormsForProgramsAreExact) {
@@ -81,9 +81,13 @@ TEST_F(QueryTest, FormsForProgramsAreExact) {
 }
 
 TEST_F(QueryTest, InputsAreFilesFoldersPipesAndLists) {
-    folder.file("list", "phone.bin\n");
+    std::filesystem::create_directory(folder.path() / "below");
+    folder.file("below/other.bin", report(kAccelData, 1, 100));
+    folder.file("list", "phone.bin\nbelow\n");
     const std::string count = "SELECT count(*) FROM reports";
-    EXPECT_EQ(out_of({".", count, "-f", "csv"}), "count(*)\r\n3\r\n") << "without the list, which is a text";
+    EXPECT_EQ(out_of({"phone.bin", "below", count, "-f", "csv"}), "count(*)\r\n4\r\n");
+    EXPECT_EQ(out_of({"--files-from", "list", count, "-f", "csv"}), "count(*)\r\n4\r\n");
+    EXPECT_EQ(out_of({"below", "-", count, "-f", "csv"}, report(kAccelData, 1, 100)), "count(*)\r\n2\r\n");
 }
 
 TEST_F(QueryTest, StandardInputIsReadAsOftenAsAsked) {
@@ -91,7 +95,7 @@ TEST_F(QueryTest, StandardInputIsReadAsOftenAsAsked) {
     EXPECT_EQ(out_of({"-", "SELECT count(*) FROM reports a, reports b; SELECT device FROM dumps", "-f", "csv"}, dump),
               "count(*)\r\n9\r\n\r\ndevice\r\nstandard input\r\n");
     EXPECT_EQ(out_of({"-", "--device", "mine", "SELECT device FROM dumps", "-f", "csv"}, dump), "device\r\nmine\r\n");
-    EXPECT_EQ(out_of({"phone.bin", "--file", "-", "-f", "csv"}, "SELECT 7 -- seven\n"), "7\r\n7\r\n");
+    EXPECT_EQ(out_of({"phone.bin", "--file", "-", "-f", "csv"}, "SELECT 7 AS n -- seven\n"), "n\r\n7\r\n");
     EXPECT_EQ(query({"-", "--file", "-"}, dump).exit_code, 2);
 }
 
@@ -147,7 +151,7 @@ TEST_F(QueryTest, WrongUseIsExitCode2) {
          "qorstat: query: invalid value \"1\" for --memory: expected a number of bytes, 1M or more, such as 512M or "
          "2G\n"},
         {{"phone.bin", "SELECT 1", "--device", "\xFF"},
-         "qorstat: query: invalid value \"\\xFF\" for --device: expected a text in UTF-8\n"}};
+         "qorstat: query: invalid value \"\\xff\" for --device: expected a text in UTF-8\n"}};
     for (const auto &[arguments, message] : uses) {
         const Outcome outcome = query(arguments);
         EXPECT_EQ(outcome.exit_code, 2);
@@ -203,7 +207,7 @@ TEST_F(QueryTest, ControlCharactersReachNoTerminal) {
 }
 
 TEST_F(QueryTest, ARowIsALineOfATable) {
-    EXPECT_EQ(out_of({"phone.bin", "SELECT char(10) || 'x' AS a"}), "a\n\\x0Ax\n");
+    EXPECT_EQ(out_of({"phone.bin", "SELECT char(10) || 'x' AS a"}), "a\n\\x0ax\n");
 }
 
 } // namespace

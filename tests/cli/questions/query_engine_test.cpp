@@ -204,7 +204,7 @@ TEST_F(QueryEngineTest, StoresAndRecordsAreTables) {
                 ElementsAre(json({"d", 1.5, 3, 1}), json({"d", 2.0, std::int64_t{1} << 62, 1})));
     EXPECT_THAT(rows_of(*asked, "SELECT number, title, reports, content FROM records"),
                 ElementsAre(json({1, "One", 0, "/x.qorstate 3"}), json({2, nullptr, 0, "/x.qorstate 1"})));
-    EXPECT_THAT(rows_of(*asked, "SELECT count(*) FROM reports"), ElementsAre(json({0})));
+    EXPECT_THAT(rows_of(*asked, "SELECT count(*) FROM reports"), ElementsAre(json::array({0})));
     EXPECT_THAT(rows_of(*asked, "SELECT key FROM scalar WHERE device = 'other'"), IsEmpty());
 }
 
@@ -338,7 +338,7 @@ TEST_F(QueryEngineTest, DamageIsNamedOnceAndWhatIsWholeIsThere) {
     testing::internal::CaptureStderr();
     EXPECT_THAT(rows_of(*asked, "SELECT device, count(*) FROM reports GROUP BY device; SELECT count(*) FROM reports; "
                                 "SELECT device, reports, trailing_bytes FROM dumps"),
-                ElementsAre(json({"cut", 5000}), json({"torn", 2}), json({5002}), json({"cut", 5000, 0}),
+                ElementsAre(json({"cut", 5000}), json({"torn", 2}), json::array({5002}), json({"cut", 5000, 0}),
                             json({"torn", 2, 4})));
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "qorstat: " + cut + ": byte " +
                                                           std::to_string(packed.size() - 4) +
@@ -409,7 +409,7 @@ TEST_P(HostileSqlTest, IsRefusedInWordsAndNothingOfItRuns) {
     }
     EXPECT_EQ(rows.results, 0);
     EXPECT_THAT(folder.names(), ElementsAre("a.bin"));
-    EXPECT_THAT(rows_of(*asked, "SELECT count(*) FROM reports"), ElementsAre(json({3}))) << "goes on";
+    EXPECT_THAT(rows_of(*asked, "SELECT count(*) FROM reports"), ElementsAre(json::array({3}))) << "goes on";
 }
 
 TEST_F(QueryEngineTest, AQueryWithoutEndReachesItsLimitOfTime) {
@@ -433,7 +433,7 @@ TEST_F(QueryEngineTest, AQueryThatTakesMuchReachesItsLimitOfMemory) {
                                   "SELECT length(group_concat(x)) FROM c"}) {
         EXPECT_THAT(failure_of<host::Error>(*asked, sql), HasSubstr("needs more memory than its limit")) << sql;
     }
-    EXPECT_THAT(rows_of(*asked, "SELECT count(*) FROM reports"), ElementsAre(json({3}))) << "goes on";
+    EXPECT_THAT(rows_of(*asked, "SELECT count(*) FROM reports"), ElementsAre(json::array({3}))) << "goes on";
     EXPECT_THAT(failure_of<host::Error>(*asked, "SELECT zeroblob(2000000000)"), HasSubstr("too big"));
 }
 
@@ -450,14 +450,15 @@ TEST_F(QueryEngineTest, WhatACheckThrowsEndsTheQuery) {
     EXPECT_THROW(
         asked->run("WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c) SELECT count(*) FROM c", rows),
         cli::Interrupted);
-    EXPECT_THAT(rows_of(*asked, "SELECT count(*) FROM reports"), ElementsAre(json({3})));
+    EXPECT_THAT(rows_of(*asked, "SELECT count(*) FROM reports"), ElementsAre(json::array({3})));
 }
 
 TEST_F(QueryEngineTest, ReadingPragmasAndJsonWork) {
     const auto asked = engine({file("a.bin", numbered_reports(3))});
     EXPECT_EQ(rows_of(*asked, "SELECT name FROM pragma_table_info('dumps')").size(), std::size(cli::kDumpColumns));
     EXPECT_EQ(rows_of(*asked, "PRAGMA table_info(dumps)").size(), std::size(cli::kDumpColumns));
-    EXPECT_THAT(rows_of(*asked, "SELECT value FROM json_each('[5,6]')"), ElementsAre(json({5}), json({6})));
+    EXPECT_THAT(rows_of(*asked, "SELECT value FROM json_each('[5,6]')"),
+                ElementsAre(json::array({5}), json::array({6})));
     EXPECT_TRUE(QueryEngine::is_complete("SELECT 1;"));
     EXPECT_FALSE(QueryEngine::is_complete("SELECT ';"));
 }
