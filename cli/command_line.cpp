@@ -17,6 +17,7 @@
 #include "cli/terminal/interruption.h"
 #include "cli/terminal/output.h"
 #include "cli/verbs.h"
+#include "cli/version.h"
 #include "host/error.h"
 
 namespace cli {
@@ -43,7 +44,7 @@ constexpr VerbEntry kVerbs[] = {
 constexpr Program kProgram = {
     .name = "qorstat",
     .summary = "Hosts the QOR statistics plug-in and reads its output.",
-    .version = "qorstat " QORSTAT_VERSION,
+    .version = version_text,
     .verbs = kVerbs,
     .notes = "Exit codes: 0 success, 1 failure, 2 wrong use. More: qorstat help VERB",
     .examples = {"qorstat run examples/phone.toml", "qorstat capture examples/phone.toml --kind fault"},

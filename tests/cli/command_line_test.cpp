@@ -1,10 +1,12 @@
 /** The command line as a whole. */
 #include <algorithm>
+#include <filesystem>
 #include <map>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tests/cli/program.h"
@@ -157,12 +159,15 @@ TEST(CommandLineTest, AMessageStaysOnOneLineWhateverTheArgumentsHold) {
     expect_wrong_use({{"run", "x.toml", "a\nb\x1b[31m"}, "run: unexpected argument \"a\\x0ab\\x1b[31m\""});
 }
 
-TEST(CommandLineTest, TheVersionIsPrinted) {
+TEST(CommandLineTest, TheVersionIsPrintedWithCommitCompilerAndModule) {
+    const std::string module = std::filesystem::path(QORSTAT).parent_path() / "OndreQORHIDStatistics.so";
     for (const std::string option : {"--version", "-V"}) {
         const Outcome outcome = qorstat({option});
 
         EXPECT_EQ(outcome.exit_code, 0);
-        EXPECT_EQ(outcome.out, "qorstat 0.1.0\n");
+        EXPECT_THAT(outcome.out, testing::MatchesRegex("qorstat 0\\.1\\.0\ncommit ([0-9a-f]+|unknown)\n"
+                                                       "compiler (g\\+\\+|.*Clang) 1[^\n]*\nmodule [^\n]*\n"));
+        EXPECT_THAT(outcome.out, testing::EndsWith("\nmodule " + module + "\n"));
         EXPECT_EQ(outcome.err, "");
     }
 }
