@@ -29,7 +29,7 @@ constexpr VerbEntry kVerbs[] = {
     {"show", "Show state-capture records", declare_show},
     {"decode", "Decode a dump of 48-byte reports", declare_decode},
     {"query", "Ask dumps, records and stores in SQL", declare_query},
-    {"export", "Write reports or other tables for an engine, as one file", declare_export},
+    {"export", "Write reports or other tables for an engine", declare_export},
     {"load", "Load dumps, records and stores into ClickHouse", declare_load},
     {"schema", "Print the tables of questions for another engine", declare_schema},
     {"names", "List every name of the system, and what it means", declare_names},
