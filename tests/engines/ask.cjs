@@ -1,44 +1,41 @@
-// Runs statements in an engine of build/engines, in this process: node ask.cjs chdb|duckdb FOLDER < statements.json
+// Runs statements in an engine of build/engines, in this process: node ask.cjs chdb FOLDER | node ask.cjs duckdb
 //
-// The statements are an array of texts. Of the last one the rows are printed as a JSON object on each line. The folder
-// of the database is made when it does not exist; DuckDB's is in memory.
+// Each line of standard input is a statement as a text of JSON. Each is answered by a line: an object with the rows as
+// text, a JSON object on each line of it, or with the error. DuckDB's database is in memory.
 "use strict";
 
-const fs = require("fs");
 const path = require("path");
+const readline = require("readline");
 const { createRequire } = require("module");
 
 const load = createRequire(path.join(process.env.ENGINES_FOLDER, "package.json"));
 const [engine, folder] = process.argv.slice(2);
-const statements = JSON.parse(fs.readFileSync(0, "utf8"));
 
-function askChdb() {
-    const { Session } = load("chdb");
-    const session = new Session(folder);
-    session.query("SET output_format_json_quote_64bit_integers = 0, output_format_json_quote_denormals = 1");
-    let rows = "";
-    for (const statement of statements) {
-        rows = session.query(statement, "JSONEachRow");
-    }
-    session.close();
-    return rows;
+function openChdb() {
+    const session = new (load("chdb").Session)(folder);
+    return async (statement) => session.query(statement, "JSONEachRow");
 }
 
-async function askDuckDb() {
-    const { DuckDBInstance } = load("@duckdb/node-api");
-    const connection = await (await DuckDBInstance.create(":memory:")).connect();
-    let rows = [];
-    for (const statement of statements) {
-        rows = (await connection.runAndReadAll(statement)).getRowObjectsJson();
-    }
-    return rows.map((row) => JSON.stringify(row) + "\n").join("");
+async function openDuckDb() {
+    const connection = await (await load("@duckdb/node-api").DuckDBInstance.create(":memory:")).connect();
+    return async (statement) => {
+        const rows = (await connection.runAndReadAll(statement)).getRowObjectsJson();
+        return rows.map((row) => JSON.stringify(row) + "\n").join("");
+    };
 }
 
 async function main() {
-    fs.writeFileSync("/dev/stdout", engine === "chdb" ? askChdb() : await askDuckDb());
+    const ask = engine === "chdb" ? openChdb() : await openDuckDb();
+    for await (const line of readline.createInterface({ input: process.stdin })) {
+        let answer;
+        try {
+            answer = { rows: await ask(JSON.parse(line)) };
+        } catch (error) {
+            answer = { error: String(error.message ?? error) };
+        }
+        process.stdout.write(JSON.stringify(answer) + "\n");
+    }
+    process.exit(0);
 }
 
-main().catch((error) => {
-    console.error(`ask.cjs: ${engine}: ${error.message ?? error}`);
-    process.exit(1);
-});
+main();

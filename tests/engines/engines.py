@@ -23,7 +23,7 @@ def run(command, **options):
     """The standard output of a success."""
     done = subprocess.run([str(word) for word in command], stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=False,
                           **options)
-    if done.returncode != 0 or done.stderr:
+    if done.returncode != 0:
         raise Failure(f"{' '.join(map(str, command))[:300]}: exit status {done.returncode}: "
                       f"{done.stderr.decode(errors='replace')[-800:]}")
     return done.stdout
@@ -32,6 +32,29 @@ def run(command, **options):
 def statements_of(schema):
     """The statements of what `schema` prints."""
     return [statement for statement in schema.split(";\n") if statement.strip()]
+
+
+class Asker:
+    """An engine in a process of node."""
+
+    def __init__(self, *words):
+        self.words = words
+        self.process = subprocess.Popen(["node", HERE / "ask.cjs", *words], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                        encoding="utf-8")
+
+    def ask(self, statement):
+        """The rows as text."""
+        self.process.stdin.write(json.dumps(statement) + "\n")
+        self.process.stdin.flush()
+        line = self.process.stdout.readline()
+        answer = json.loads(line) if line else {"error": "the process ended"}
+        if "error" in answer:
+            raise Failure(f"{self.words[0]}: {answer['error'][:800]} in {statement[:300]}")
+        return answer["rows"]
+
+    def stop(self):
+        self.process.stdin.close()
+        self.process.wait()
 
 
 class Dump:
@@ -54,7 +77,7 @@ class Sqlite:
         self.dumps = []
         self.stores = []
 
-    def fill(self, dumps, stores):
+    def fill(self, dumps, stores, records):
         self.dumps = dumps
         self.stores = stores
 
@@ -81,8 +104,8 @@ class Sqlite:
         pass
 
 
-def exported(qorstat, folder, form, table, dumps, stores):
-    """Files of a table, with the clocks of each dump."""
+def exported(qorstat, folder, form, table, dumps, inputs):
+    """Files of a table: of the dumps, each with its clock, or of the inputs."""
     ending = "native" if form == "clickhouse" else "parquet"
     files = []
     if table in ("reports", "dumps"):
@@ -91,9 +114,9 @@ def exported(qorstat, folder, form, table, dumps, stores):
             clock = dump.clock if table == "dumps" else []
             run([qorstat, "export", dump.file, *clock, "--table", table, "--format", form, "-o", file])
             files.append(file)
-    elif stores:
-        file = folder / f"{table}-stores.{ending}"
-        run([qorstat, "export", *stores, "--table", table, "--format", form, "-o", file])
+    elif inputs:
+        file = folder / f"{table}.{ending}"
+        run([qorstat, "export", *inputs, "--table", table, "--format", form, "-o", file])
         files.append(file)
     return files
 
@@ -137,7 +160,7 @@ class ClickHouse:
             self.insert(f"{self.DATABASE}.staged_{table}", types, file)
         return names
 
-    def fill(self, dumps, stores):
+    def fill(self, dumps, stores, records):
         for statement in statements_of(self.schema):
             self.query(statement)
         for table in ("reports", "dumps", "scalar", "distribution"):
@@ -203,23 +226,15 @@ class DebianClickHouse(ClickHouse):
 
 
 class CurrentClickHouse(ClickHouse):
-    """The current version, in a process of its own for each query."""
+    """The current version, in a process of its own."""
 
     def __init__(self, qorstat, folder):
         super().__init__(qorstat, folder)
+        self.asker = Asker("chdb", folder / "data")
+        self.query = self.asker.ask
+        self.stop = self.asker.stop
+        self.query("SET output_format_json_quote_64bit_integers = 0")
         self.name = "ClickHouse " + json.loads(self.query("SELECT version() AS version"))["version"]
-
-    def ask(self, statements):
-        return run(["node", HERE / "ask.cjs", "chdb", self.folder / "data"],
-                   input=json.dumps(statements).encode()).decode()
-
-    def query(self, sql):
-        return self.ask([sql])
-
-    def fill(self, dumps, stores):
-        self.ask(statements_of(self.schema))
-        self.schema = ""
-        super().fill(dumps, stores)
 
     def insert(self, table, columns, file):
         structure = ", ".join(f"{name} {kind}" for name, kind in columns)
@@ -228,14 +243,11 @@ class CurrentClickHouse(ClickHouse):
     def rows_of(self, select):
         file = self.folder / "rows.jsonl"
         file.unlink(missing_ok=True)
-        self.ask([f"USE {self.DATABASE}", f"INSERT INTO FUNCTION file('{file}', 'JSONEachRow') {select} "
-                  "SETTINGS output_format_json_quote_64bit_integers = 0"])
+        self.query(f"USE {self.DATABASE}")
+        self.query(f"INSERT INTO FUNCTION file('{file}', 'JSONEachRow') {select}")
         yield file
 
     rows_of_stores = rows_of
-
-    def stop(self):
-        pass
 
 
 class DuckDb:
@@ -244,30 +256,24 @@ class DuckDb:
     def __init__(self, qorstat, folder):
         self.qorstat = qorstat
         self.folder = folder
-        self.schema = []
-        self.name = "DuckDB " + self.ask(["SELECT version() AS version"])[0]["version"]
+        self.asker = Asker("duckdb")
+        self.stop = self.asker.stop
+        self.name = "DuckDB " + json.loads(self.asker.ask("SELECT version() AS version"))["version"]
 
-    def ask(self, statements):
-        lines = run(["node", HERE / "ask.cjs", "duckdb"], input=json.dumps([*self.schema, *statements]).encode())
-        return [json.loads(line) for line in lines.splitlines()]
-
-    def fill(self, dumps, stores):
-        tables = ("reports", "dumps", "scalar", "distribution")
-        for table in tables:
-            exported(self.qorstat, self.folder, "parquet", table, dumps, stores)
-        options = [word for table in tables for word in ("--table", table)]
-        self.schema = statements_of(run([self.qorstat, "schema", "--engine", "duckdb", *options, "--files",
-                                         self.folder / "{table}-*.parquet"]).decode())
+    def fill(self, dumps, stores, records):
+        for table in ("reports", "dumps", "scalar", "distribution", "records"):
+            exported(self.qorstat, self.folder, "parquet", table, dumps, [records] if table == "records" else stores)
+        files = self.folder / "{table}*.parquet"
+        for statement in statements_of(run([self.qorstat, "schema", "--engine", "duckdb", "--files", files]).decode()):
+            self.asker.ask(statement)
 
     def rows_of(self, select):
         file = self.folder / "rows.jsonl"
-        self.ask([f"COPY ({select}) TO '{file}' (FORMAT json)"])
+        self.asker.ask(f"COPY ({select}) TO '{file}' (FORMAT json)")
         yield file
 
     rows_of_stores = rows_of
 
     def columns_of(self, view):
-        return [(row["column_name"], row["column_type"]) for row in self.ask([f"DESCRIBE {view}"])]
-
-    def stop(self):
-        pass
+        return [(row["column_name"], row["column_type"])
+                for row in map(json.loads, self.asker.ask(f"DESCRIBE {view}").splitlines())]

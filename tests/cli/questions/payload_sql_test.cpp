@@ -1,0 +1,119 @@
+// The expressions of payload fields, computed for reports by a dialect whose expressions are their own values.
+
+#include <algorithm>
+#include <cstdint>
+#include <random>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "cli/questions/payload_sql.h"
+#include "qor/field.h"
+
+namespace {
+
+using qor::How;
+
+/** Expressions are the numbers that they have for one report; the rest is words that show what is asked for. */
+class ComputingDialect final : public cli::SqlDialect {
+public:
+    explicit ComputingDialect(const _QorProfileReport &report) : _report(report) {}
+
+    std::string bits_of(const std::string &word, unsigned shift, unsigned bits) const override {
+        EXPECT_LE(shift + bits, 32u);
+        const auto number = static_cast<std::size_t>(word.at(1) - '0');
+        const std::uint64_t value = _report.at<std::uint32_t>(qor::kPayloadOffset + 4 * number);
+        return std::to_string((value >> shift) & ((std::uint64_t{1} << bits) - 1));
+    }
+    std::string join_bits(const std::string &low, const std::string &high, unsigned shift) const override {
+        EXPECT_LT(std::stoull(low), std::uint64_t{1} << shift);
+        return std::to_string(std::stoull(low) | std::stoull(high) << shift);
+    }
+    std::string cast(const std::string &number, cli::ColumnType) const override { return number; }
+    std::string as_signed(const std::string &number, unsigned bits) const override {
+        return std::to_string(static_cast<std::int64_t>(std::stoull(number) << (64 - bits)) >> (64 - bits));
+    }
+    std::string hex_of_bytes(unsigned first, const std::string &count) const override {
+        return "bytes " + std::to_string(first) + " " + count;
+    }
+    std::string least(const std::string &a, const std::string &b) const override {
+        return std::to_string(std::min(std::stoull(a), std::stoull(b)));
+    }
+    std::string text(unsigned first, unsigned size) const override {
+        return "text " + std::to_string(first) + " " + std::to_string(size);
+    }
+    std::string hex_of_text(unsigned first, unsigned size) const override {
+        return "hex " + std::to_string(first) + " " + std::to_string(size);
+    }
+    std::string subject(const std::string &number) const override { return "subject " + number; }
+
+private:
+    const _QorProfileReport &_report;
+};
+
+std::string computed(const qor::Field &field, const _QorProfileReport &report, bool is_hex = false) {
+    return sql_of(cli::ViewColumn{"name", cli::ColumnType::Text, false, "", "", &field, is_hex},
+                  ComputingDialect(report));
+}
+
+/** Calls `check` with reports of random payloads, and with those of the least and the greatest numbers. */
+template <typename Check>
+void for_each_report(const Check &check) {
+    std::mt19937 engine(14);
+    for (int i = 0; i < 50 && !testing::Test::HasFailure(); ++i) {
+        _QorProfileReport report{};
+        for (std::uint8_t &byte : report.bytes) {
+            byte = static_cast<std::uint8_t>(i == 0 ? 0 : i == 1 ? 0xFF : engine());
+        }
+        check(report);
+    }
+}
+
+TEST(PayloadSqlTest, NumbersAreThoseOfTheirBytesWhereverTheyStand) {
+    for_each_report([](const _QorProfileReport &report) {
+        for (const std::uint16_t size : {1, 2, 4, 8}) {
+            for (std::uint16_t offset = 16; offset + size <= 48; ++offset) {
+                const qor::Field number{"", offset, size, How::Number};
+                EXPECT_EQ(computed(number, report), std::to_string(load_number(report.bytes, number))) << offset;
+                const qor::Field signed_number{"", offset, size, How::Signed};
+                EXPECT_EQ(computed(signed_number, report), std::to_string(load_signed(report.bytes, signed_number)))
+                    << offset;
+            }
+        }
+    });
+}
+
+TEST(PayloadSqlTest, OtherFieldsAskForTheirBytes) {
+    for_each_report([](const _QorProfileReport &report) {
+        const qor::Field fixed = qor::fixed_point("", 21, 12);
+        EXPECT_EQ(computed(fixed, report), std::to_string(load_signed(report.bytes, fixed)) + " / 4096");
+        const std::uint64_t count = report.at<std::uint16_t>(20);
+        EXPECT_EQ(computed(qor::counted_bytes("", 24, 24, 20), report),
+                  "bytes 8 " + std::to_string(std::min<std::uint64_t>(count, 24)));
+        EXPECT_EQ(computed(qor::bytes("", 18, 30), report), "bytes 2 30");
+        EXPECT_EQ(computed(qor::text("", 35, 12), report), "text 19 12");
+        EXPECT_EQ(computed(qor::text("", 35, 12), report, true), "hex 19 12");
+        EXPECT_EQ(computed(qor::constant("", 30), report), "30");
+        EXPECT_EQ(computed(qor::subject("", 16), report), "subject " + std::to_string(report.at<std::uint32_t>(16)));
+    });
+}
+
+const cli::PayloadView &view(std::string_view name) {
+    return *std::ranges::find(cli::payload_views(), name, [](const cli::PayloadView &row) { return row.name; });
+}
+
+TEST(PayloadSqlTest, ConditionsAreOverIdsAndTheVersion) {
+    EXPECT_EQ(conditions_sql(view("function")), "type_id = 5");
+    EXPECT_EQ(conditions_sql(view("sshb_context_5")), "category_id = 7 AND type_id = 10 AND w0 % 65536 = 5");
+    EXPECT_EQ(conditions_sql(view("event")),
+              "type_id = 3 AND NOT (category_id = 4 AND component_id = 0 AND event_id = 1 AND type_id = 3)"
+              " AND NOT (category_id = 10 AND component_id = 0 AND event_id = 2 AND type_id = 3)");
+    const auto any = [](std::uint32_t header) {
+        return cli::ViewCondition{{header, qor::kTypeAlone, qor::kAnyVersion}, {}};
+    };
+    EXPECT_EQ(conditions_sql({"", "", nullptr, {}, {any(5), any(6)}, {}}), "(type_id = 5) OR (type_id = 6)");
+}
+
+TEST(PayloadSqlTest, ALiteralMayContainApostrophes) { EXPECT_EQ(cli::sql_literal("it's"), "'it''s'"); }
+
+} // namespace
