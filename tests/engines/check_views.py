@@ -80,15 +80,22 @@ class Reference:
                 self.reports.append((dump.device, struct.unpack_from("<I", report, 4)[0], line, report,
                                      hashes[dump.device]))
         self.reports.sort(key=lambda report: report[:2])
+        self.reports_of = {view: [] for view in VIEWS}
+        for report in self.reports:
+            row = json.loads(report[2])
+            for view, has in VIEWS.items():
+                if has(row):
+                    self.reports_of[view].append(report)
+        self.reports_of["reports"] = self.reports
 
     def rows(self, view, columns):
         """The expected rows of a view, in order."""
         payload_columns = columns[2 + len(HEADER):]
-        for device, _, line, report, dump in self.reports:
+        for device, _, line, report, dump in self.reports_of[view]:
             row = json.loads(line)
             if view == "reports":
                 values = dict(zip(payload_columns, struct.unpack_from("<8I", report, 16)))
-            elif VIEWS[view](row):
+            else:
                 values = {column: None for column in payload_columns}
                 payload = {key.replace("-", "_"): value for key, value in row["payload"].items()}
                 for column in payload_columns:
@@ -96,8 +103,6 @@ class Reference:
                     values[column] = payload[second] if view in SECOND and second in payload else payload.get(column)
                     if values[column] is None and column + "_hex" not in payload and not column.endswith("_hex"):
                         raise Failure(f"{view}.{column}: no such key in {line.decode()}")
-            else:
-                continue
             yield {"device": device, "dump": dump, **{key: row.get(key) for key in HEADER}, **values}
 
 
@@ -208,7 +213,7 @@ def make_dumps(arguments):
     dumps = []
     for number, clock in enumerate(clocks, 1):
         file = arguments.folder / f"device-{number}.bin"
-        file.write_bytes(run([arguments.programs / "generate_reports", number, max(arguments.reports // len(clocks), 1)]))
+        file.write_bytes(run([arguments.programs / "generate_reports", number, -(-arguments.reports // len(clocks))]))
         dumps.append(Dump(file, clock))
     return dumps
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <initializer_list>
 #include <random>
 #include <string>
 
@@ -71,7 +72,7 @@ void for_each_report(const Check &check) {
 
 TEST(PayloadSqlTest, NumbersAreThoseOfTheirBytesWhereverTheyStand) {
     for_each_report([](const _QorProfileReport &report) {
-        for (const std::uint16_t size : {1, 2, 4, 8}) {
+        for (const std::uint16_t size : std::initializer_list<std::uint16_t>{1, 2, 4, 8}) {
             for (std::uint16_t offset = 16; offset + size <= 48; ++offset) {
                 const qor::Field number{"", offset, size, How::Number};
                 EXPECT_EQ(computed(number, report), std::to_string(load_number(report.bytes, number))) << offset;
@@ -111,7 +112,7 @@ TEST(PayloadSqlTest, ConditionsAreOverIdsAndTheVersion) {
     const auto any = [](std::uint32_t header) {
         return cli::ViewCondition{{header, qor::kTypeAlone, qor::kAnyVersion}, {}};
     };
-    EXPECT_EQ(conditions_sql({"", "", nullptr, {}, {any(5), any(6)}, {}}), "(type_id = 5) OR (type_id = 6)");
+    EXPECT_EQ(cli::conditions_sql({"", "", nullptr, {}, {any(5), any(6)}, {}}), "(type_id = 5) OR (type_id = 6)");
 }
 
 TEST(PayloadSqlTest, ALiteralMayContainApostrophes) { EXPECT_EQ(cli::sql_literal("it's"), "'it''s'"); }
