@@ -138,6 +138,7 @@ std::optional<ReadRecording> read_facts(RecordingSequence &recordings, OpenRecor
     const bool is_kept = open.stream && !open.stream->is_regular_file();
     Recording recording = is_kept ? recordings.keep(std::move(open)) : open.recording;
     try {
+        // NOLINTNEXTLINE(bugprone-use-after-move): what was kept is not used
         ReportPass pass = is_kept ? ReportPass(recording) : ReportPass(std::move(open));
         ProgressBar progress(2 * recording.size);
         const std::optional<host::Error> error =
