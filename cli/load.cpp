@@ -29,6 +29,7 @@ namespace cli {
 namespace {
 
 constexpr std::uint64_t kMostConnections = 16;
+constexpr std::uint64_t kMostInsertRows = std::uint64_t{1} << 24;
 constexpr double kPatienceSeconds = 60;
 constexpr double kSilenceSeconds = 300;
 
@@ -45,6 +46,7 @@ struct LoadArguments {
     std::optional<BootTime> taken;
     ClockWords clock;
     std::optional<std::uint64_t> connections;
+    std::optional<std::uint64_t> insert_rows;
     std::optional<double> patience;
     std::optional<double> silence;
 };
@@ -52,6 +54,12 @@ struct LoadArguments {
 bool consists_of(std::string_view text, std::string_view punctuation) {
     return !text.empty() && text.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789" +
                                                    std::string(punctuation)) == std::string_view::npos;
+}
+
+void require_range(const char *option, const std::optional<std::uint64_t> &number, std::uint64_t most) {
+    if (number && (*number == 0 || *number > most)) {
+        throw WrongUse(invalid_value(option, std::to_string(*number)) + ": expected 1 to " + std::to_string(most));
+    }
 }
 
 void check_use(const LoadArguments &arguments) {
@@ -74,10 +82,8 @@ void check_use(const LoadArguments &arguments) {
     if (arguments.cluster && !consists_of(*arguments.cluster, "_-.")) {
         throw WrongUse(invalid_value("--cluster", *arguments.cluster) + ": expected letters, digits, _, - and .");
     }
-    if (arguments.connections && (*arguments.connections == 0 || *arguments.connections > kMostConnections)) {
-        throw WrongUse(invalid_value("--connections", std::to_string(*arguments.connections)) + ": expected 1 to " +
-                       std::to_string(kMostConnections));
-    }
+    require_range("--connections", arguments.connections, kMostConnections);
+    require_range("--insert-rows", arguments.insert_rows, kMostInsertRows);
 }
 
 /** A password is never on the command line, where every user of the machine can read it. */
@@ -101,6 +107,7 @@ LoadOptions options_of(const LoadArguments &arguments) {
     options.database = arguments.database;
     options.cluster = arguments.cluster;
     options.connections = arguments.connections.value_or(options.connections);
+    options.insert_rows = arguments.insert_rows.value_or(options.insert_rows);
     options.patience = in_milliseconds(arguments.patience.value_or(kPatienceSeconds));
     options.silence =
         std::chrono::ceil<std::chrono::seconds>(in_milliseconds(arguments.silence.value_or(kSilenceSeconds)));
@@ -214,6 +221,10 @@ Verb declare_load() {
                        .value_name = "N",
                        .target = whole_number_reader(arguments->connections),
                        .help = "So many to each server, 1 to 16; default: 2"},
+                      {.name = "--insert-rows",
+                       .value_name = "N",
+                       .target = whole_number_reader(arguments->insert_rows),
+                       .help = "At least so many rows in an insert; default: 1048576"},
                       {.name = "--retry-for",
                        .value_name = "SECONDS",
                        .target = seconds_reader(arguments->patience, {0, 86'400}),

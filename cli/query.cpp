@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -147,10 +148,10 @@ int answer(const QueryArguments &arguments, const std::string &query, RecordingS
 
 int hold_prompt(const QueryArguments &arguments, RecordingSequence recordings) {
     Output output = standard_output();
-    Interruption interruption;
+    std::optional<Interruption> interruption(std::in_place);
     QueryOptions options = options_of(arguments, output.style());
     options.check = [&interruption] {
-        if (interruption.is_requested()) {
+        if (interruption->is_requested()) {
             throw Interrupted{};
         }
     };
@@ -169,7 +170,11 @@ int hold_prompt(const QueryArguments &arguments, RecordingSequence recordings) {
     subject.choose_format = [&format](const std::string &chosen) { format = chosen; };
     const std::optional<std::filesystem::path> folder = state_folder();
     const PromptHistory history(folder ? *folder / "query-history" : std::filesystem::path());
-    hold_session(std::move(subject), history, output, interruption);
+    const int signal = hold_session(std::move(subject), history, output, *interruption);
+    interruption.reset();
+    if (signal != 0) {
+        std::raise(signal); // the program ends as if there had been no prompt
+    }
     return engine.has_failed() ? kExitFailed : kExitOk;
 }
 

@@ -7,9 +7,9 @@
 #include <utility>
 #include <vector>
 
-#include <sqlite3.h>
 #include <unistd.h>
 
+#include "cli/questions/query_engine.h"
 #include "cli/terminal/columns.h"
 #include "host/error.h"
 #include "host/nearest_word.h"
@@ -119,7 +119,7 @@ private:
             }
         }
         _statement += (_statement.empty() ? "" : "\n") + line;
-        if (sqlite3_complete(_statement.c_str()) != 0) {
+        if (QueryEngine::is_complete(_statement)) {
             const std::string statement = trimmed(std::exchange(_statement, {}));
             remember(as_entry(statement));
             attempt([&] { _subject.answer(statement); });

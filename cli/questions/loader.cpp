@@ -132,7 +132,7 @@ Loader::Loader(LoadOptions options, const decoder::device_clock &clock, RecordWr
         if (shard.why_away.empty()) {
             place.loader = std::make_unique<ShardLoader>(
                 ShardTarget{HttpServer{shard.url, _options.credentials, _options.silence}, _options.database,
-                            _options.connections, patience_with(shard.url)});
+                            _options.connections, _options.insert_rows, patience_with(shard.url)});
         }
     }
 }

@@ -35,6 +35,7 @@ struct LoadOptions {
     std::string database;
     std::optional<std::string> cluster;
     std::size_t connections = 2;                   ///< to each server
+    std::size_t insert_rows = kInsertRows;         ///< at least 1
     std::chrono::milliseconds patience{};          ///< see `Patience::time`
     std::chrono::seconds silence{};                ///< see `HttpServer::silence`
     std::optional<std::int64_t> taken;             ///< of all stores; nothing: when each was written

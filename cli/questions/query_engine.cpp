@@ -303,13 +303,22 @@ struct QueryEngine::Parts {
         }
         for (const std::unique_ptr<SqliteTable> &table : tables) {
             add_table(connection.get(), *table, error);
-            // Declares it, which statements could not.
-            const std::string sql = "SELECT 1 FROM " + table->description().name;
-            sqlite3_stmt *made = nullptr;
-            sqlite3_prepare_v2(connection.get(), sql.c_str(), -1, &made, nullptr);
-            const Statement statement(made);
+            declare(table->description().name);
+        }
+        for (const char *const name : {"json_each", "json_tree"}) {
+            declare(name);
+        }
+        for (const std::string_view pragma : kReadingPragmas) {
+            declare("pragma_" + std::string(pragma));
         }
         register_aggregates(connection.get(), options.shows_blocks);
+    }
+
+    /** Makes a table of a module known by its first use, which is refused later. */
+    void declare(const std::string &name) {
+        sqlite3_stmt *made = nullptr;
+        sqlite3_prepare_v2(connection.get(), ("SELECT 1 FROM " + name).c_str(), -1, &made, nullptr);
+        const Statement statement(made);
     }
 
     /** From now on statements can read the tables, and nothing else. */

@@ -260,7 +260,7 @@ void ShardLoader::add(const Ticket &ticket, LoadTable table, std::size_t rows,
     }
     open->segments.back().rows += rows;
     fill(open->rows);
-    if (open->rows.rows() >= kInsertRows || open->rows.text_bytes() >= kInsertTextBytes) {
+    if (open->rows.rows() >= _target.insert_rows || open->rows.text_bytes() >= kInsertTextBytes) {
         send(std::move(open));
     }
 }

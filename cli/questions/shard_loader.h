@@ -27,10 +27,10 @@ namespace cli {
 /** The tables of rows that a load fills. */
 enum class LoadTable { Reports, Scalar, Distribution, Records };
 
-/** How many rows an insert has at least, except the last one of each table. */
+/** How many rows an insert has at least, except the last one of each table, unless something else is said. */
 constexpr std::size_t kInsertRows = std::size_t{1} << 20;
 
-/** The same for texts in bytes, which records have. */
+/** It also ends with so many bytes of texts, which records have. */
 constexpr std::size_t kInsertTextBytes = std::size_t{64} << 20;
 
 /** The table of marks. */
@@ -56,6 +56,7 @@ struct ShardTarget {
     HttpServer server;
     std::string database;
     std::size_t connections; ///< at least 1; each sends one insert at a time
+    std::size_t insert_rows; ///< see `kInsertRows`
     Patience patience;
 };
 

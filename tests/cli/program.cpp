@@ -179,7 +179,8 @@ RunningProgram::RunningProgram(const std::vector<std::string> &arguments, const 
     _process = fork();
     if (_process == 0) {
         std::signal(SIGPIPE, SIG_DFL);
-        become_program(arguments, surroundings, in.reads, out.writes, err.writes);
+        become_program(arguments, surroundings, surroundings.input_is_terminal ? out.writes : in.reads, out.writes,
+                       err.writes);
     }
     if (_process == -1) {
         fail("fork");

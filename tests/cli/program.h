@@ -45,6 +45,7 @@ struct Surroundings {
     std::map<std::string, std::string> environment; ///< added to this process's
     std::filesystem::path folder;                   ///< working directory; empty: this process's
     bool output_is_terminal = false;                ///< standard output is a terminal of 80 columns, not a pipe
+    bool input_is_terminal = false;                 ///< standard input is the terminal of standard output
     bool messages_are_to_terminal = false;          ///< the same for standard error
     bool has_controlling_terminal = false; ///< the terminal of standard output is also /dev/tty and sends signals
     std::string output_file;               ///< standard output is this file, not a pipe

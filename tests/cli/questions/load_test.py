@@ -25,6 +25,7 @@ import contextlib
 import dataclasses
 import gzip
 import http.server
+import json
 import os
 import pathlib
 import random
@@ -426,7 +427,8 @@ def check_other(program):
         engine.always = None
         for row in ("0\ta\t1\n", "0\ta\t1\t1\t\\N\t\\N\t\\N\t[1,x]\t1\n", "9\ta\t1\t1\t\\N\t\\N\t\\N\t[1]\t1\n",
                     "0\ta\t1\t1\t\\N\t\\N\t\\N\t1\t1\n", "no line"):
-            engine.result = lambda statement, row=row: row if "dumps_data WHERE" in statement else Engine.result(engine, statement)
+            engine.result = lambda statement, row=row: (row if "dumps_data WHERE dump IN" in statement
+                                                        else Engine.result(engine, statement))
             out, err = program.load([engine], [dump], code=1)
             assert out == "loaded 0 dumps with 0 reports\n" and err.count("\n") == 1 and "1 input not loaded" in err, err
             assert not engine.inserts()
@@ -440,7 +442,7 @@ def check_other(program):
     program.load([], [dump], code=2)
     program.load(["http://a"], [], code=2)
     for options in (("--database", "a;b"), ("--database", "1a"), ("--cluster", "a'b"), ("--connections", "0"),
-                    ("--connections", "17")):
+                    ("--connections", "17"), ("--insert-rows", "0"), ("--insert-rows", "16777217")):
         program.load(["http://a"], [dump], *options, code=2)
 
 
@@ -545,16 +547,15 @@ def check_stores(program):
 
     def expect(engine):
         told = subprocess.run([program.path, "metrics", "--json", str(store)], check=True, capture_output=True, text=True)
-        import json
         contents = json.loads(told.stdout)
         scalars = {row["key"]: row["value"] for row in newest(engine, "scalar_data")}
         distributions = collections.defaultdict(dict)
         for row in newest(engine, "distribution_data"):
             distributions[row["key"]][row["value"]] = row["count"]
-        assert scalars == contents["scalars"], (scalars, contents["scalars"])
+        assert scalars == {entry["key"]: entry["value"] for entry in contents["scalars"]}, scalars
         assert {key: sorted(values.items()) for key, values in distributions.items()} == \
-            {key: sorted((entry["value"], entry["count"]) for entry in value["values"])
-             for key, value in contents["distributions"].items()}
+            {entry["key"]: sorted((pair["value"], pair["count"]) for pair in entry["values"])
+             for entry in contents["distributions"]}
 
     publish(names[0])
     with Engine() as engine:
@@ -575,18 +576,19 @@ def check_stores(program):
 def check_killed(program, rounds="6", seed="1"):
     generator = random.Random(int(seed))
     dumps = [program.dump(f"d{number}.bin", 4000) for number in range(20)]
+    small = ("--insert-rows", "3000")  # so that dumps are spread over inserts
     for number in range(int(rounds)):
         with Engine() as engine:
             engine.pause = 0.02
             interrupted = 0
             for _ in range(3):
-                running = subprocess.Popen(program.command([engine], dumps), stdout=subprocess.DEVNULL,
+                running = subprocess.Popen(program.command([engine], dumps, small), stdout=subprocess.DEVNULL,
                                            stderr=subprocess.DEVNULL, env=program.surroundings({}))
                 time.sleep(generator.uniform(0.0, 0.6))
                 running.send_signal(signal.SIGKILL)
                 interrupted += running.wait() == -signal.SIGKILL
             time.sleep(0.3)  # what the engine has received, it may still store
-            program.load([engine], dumps)
+            program.load([engine], dumps, *small)
             expect_exact(engine, dumps)
             print(f"round {number}: {interrupted} killed, {len(engine.tables['reports_data'])} rows stored")
 
