@@ -17,6 +17,7 @@
 #include "cli/terminal/interruption.h"
 #include "cli/terminal/output.h"
 #include "cli/verbs.h"
+#include "cli/version.h"
 #include "host/error.h"
 
 namespace cli {
@@ -29,7 +30,7 @@ constexpr VerbEntry kVerbs[] = {
     {"show", "Show state-capture records", declare_show},
     {"decode", "Decode a dump of 48-byte reports", declare_decode},
     {"query", "Ask dumps, records and stores in SQL", declare_query},
-    {"export", "Write reports or other tables for an engine, as one file", declare_export},
+    {"export", "Write reports or other tables for an engine to read", declare_export},
     {"load", "Load dumps, records and stores into ClickHouse", declare_load},
     {"schema", "Print the tables of questions for another engine", declare_schema},
     {"names", "List every name of the system, and what it means", declare_names},
@@ -43,7 +44,7 @@ constexpr VerbEntry kVerbs[] = {
 constexpr Program kProgram = {
     .name = "qorstat",
     .summary = "Hosts the QOR statistics plug-in and reads its output.",
-    .version = "qorstat " QORSTAT_VERSION,
+    .version = version_text,
     .verbs = kVerbs,
     .notes = "Exit codes: 0 success, 1 failure, 2 wrong use. More: qorstat help VERB",
     .examples = {"qorstat run examples/phone.toml", "qorstat capture examples/phone.toml --kind fault"},

@@ -191,7 +191,7 @@ Verb declare_load() {
                       {.name = "--to",
                        .value_name = "URL",
                        .target = &arguments->urls,
-                       .help = "ClickHouse's HTTP interface; with --cluster one of each\nshard",
+                       .help = "ClickHouse's HTTP interface; with --cluster one of\neach shard",
                        .is_repeated = true},
                       {.name = "--cluster",
                        .value_name = "NAME",
@@ -233,9 +233,9 @@ Verb declare_load() {
                        .value_name = "SECONDS",
                        .target = seconds_reader(arguments->silence, {1, 86'400}),
                        .help = "How long a server may be silent; default: 300"}},
-        .notes = "What is complete is not loaded again, so a load that ended early is repeated as it\n"
-                 "was. QORSTAT_CLICKHOUSE_USER and QORSTAT_CLICKHOUSE_PASSWORD, or ~/.netrc, say who\n"
-                 "loads.",
+        .notes = "What is complete is not loaded again, so a load that ended early is repeated as\n"
+                 "it was. QORSTAT_CLICKHOUSE_USER and QORSTAT_CLICKHOUSE_PASSWORD, or ~/.netrc,\n"
+                 "say who loads.",
         .examples = {"qorstat load --to http://localhost:8123 dumps/ day.db",
                      "qorstat load --to http://a:8123 --to http://b:8123 --cluster fleet dumps/"},
         .run = [arguments] { return load(*arguments); }};

@@ -46,6 +46,7 @@ struct ValidateArguments {
     bool is_json = false;
     bool shows_reproduce = false;
     std::optional<std::string> output_file;
+    std::optional<std::string> junit_file;
     std::string check_in_child; ///< set in the process of one check: the check's name
 
     std::uint64_t chosen_seed() const { return seed.value_or(kDefaultSeed); }
@@ -232,6 +233,10 @@ int validate_module(const ValidateArguments &arguments) {
     host::read_module_file(arguments.module); // throws before anything runs when the file is not a module
     Validation validation{arguments.module, arguments.chosen_seed(), {}};
     OutputFile file(arguments.output_file);
+    std::optional<OutputFile> junit; // opened before anything runs, since one that cannot be written is an error
+    if (arguments.junit_file) {
+        junit.emplace(arguments.junit_file);
+    }
     Output &output = file.output();
     bool loads = true;
     for (std::size_t i = 0; i < checks.size(); ++i) {
@@ -248,12 +253,17 @@ int validate_module(const ValidateArguments &arguments) {
     }
     output.write(arguments.is_json ? validation_json(validation) : totals_text(validation));
     file.finish();
+    if (junit) {
+        junit->output().write(validation_junit(validation));
+        junit->finish();
+    }
     return validation.has_failed() ? kExitFailed : kExitOk;
 }
 
 int validate(const ValidateArguments &arguments) {
     if (arguments.lists) {
-        if (!arguments.module.empty() || arguments.seed || arguments.time_out || arguments.shows_reproduce) {
+        if (!arguments.module.empty() || arguments.seed || arguments.time_out || arguments.shows_reproduce ||
+            arguments.junit_file) {
             throw WrongUse("only --only and --json can be combined with --list");
         }
         return list(arguments);
@@ -261,7 +271,19 @@ int validate(const ValidateArguments &arguments) {
     if (arguments.module.empty()) {
         throw WrongUse("PLUGIN.so is required");
     }
+    if (arguments.junit_file &&
+        (*arguments.junit_file == "-" || *arguments.junit_file == arguments.output_file.value_or("-"))) {
+        throw WrongUse(invalid_value("--junit", *arguments.junit_file) + ": expected a file of its own");
+    }
     return arguments.check_in_child.empty() ? validate_module(arguments) : check_in_child(arguments);
+}
+
+/** A file like that of `--output`. */
+Argument junit_argument(std::optional<std::string> &file) {
+    Argument argument = output_argument(file, "Also write the results as JUnit XML");
+    argument.name = "--junit";
+    argument.short_name = "";
+    return argument;
 }
 
 } // namespace
@@ -292,6 +314,7 @@ Verb declare_validate() {
                            .help = "Print a command that repeats each failed check"},
                           {.name = "--json", .target = &arguments->is_json, .help = "Print JSON"},
                           output_argument(arguments->output_file),
+                          junit_argument(arguments->junit_file),
                           {.name = "--check-in-child", .target = &arguments->check_in_child, .is_internal = true}},
             .notes = "Each check runs in its own process: a crash or a hang is a result. Statuses:\n"
                      "passed, failed, crashed, skipped, warning; failed or crashed exits with 1.\n"

@@ -316,7 +316,7 @@ Request parse_command_line(const Program &program, int argc, const char *const *
     } catch (const CLI::CallForHelp &) {
         return app.help();
     } catch (const CLI::CallForVersion &) {
-        return std::string(program.version) + "\n";
+        return program.version() + "\n";
     } catch (const CLI::ParseError &error) {
         throw WrongUse(describe_wrong_use(app, program, error));
     }

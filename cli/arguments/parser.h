@@ -23,7 +23,7 @@ struct VerbEntry {
 struct Program {
     const char *name;
     const char *summary;
-    const char *version; ///< the line that `--version` prints
+    std::string (*version)(); ///< what `--version` prints, without the last newline
     std::span<const VerbEntry> verbs;
     const char *notes; ///< between the verbs and the examples of the program's help page
     std::array<const char *, 2> examples;

@@ -76,6 +76,68 @@ Json json_of(const CheckReport &report) {
     return json;
 }
 
+/** Text of an XML element or of an attribute in double quotes. */
+std::string xml_text(const std::string &text) {
+    std::string escaped;
+    for (const char character : escape_controls(text)) {
+        switch (character) {
+        case '&':
+            escaped += "&amp;";
+            break;
+        case '<':
+            escaped += "&lt;";
+            break;
+        case '>':
+            escaped += "&gt;";
+            break;
+        case '"':
+            escaped += "&quot;";
+            break;
+        default:
+            escaped += character;
+        }
+    }
+    // The two characters that are UTF-8 and no text.
+    for (const std::string_view noncharacter : {"\xEF\xBF\xBE", "\xEF\xBF\xBF"}) {
+        for (std::size_t at = escaped.find(noncharacter); at != std::string::npos; at = escaped.find(noncharacter)) {
+            escaped.replace(at, noncharacter.size(), noncharacter.back() == '\xBE' ? "\\uFFFE" : "\\uFFFF");
+        }
+    }
+    return escaped;
+}
+
+/** What is inside of the element of a check's result. */
+std::string junit_details(const CheckReport &report) {
+    std::string text;
+    for (const std::string &reason : report.result.reasons) {
+        text += xml_text(reason) + "\n";
+    }
+    for (const std::string &line : last_lines(report.messages)) {
+        text += "| " + xml_text(line) + "\n";
+    }
+    return report.reproduce.empty() ? text : text + "again: " + xml_text(report.reproduce) + "\n";
+}
+
+/** The element of a check's result: the form has none for a check that passed, nor for a warning. */
+std::string junit_result(const CheckReport &report) {
+    const auto element = [&report](const std::string &name) {
+        const std::string message = report.result.reasons.empty() ? "" : xml_text(report.result.reasons.front());
+        return "      <" + name + " message=\"" + message + "\">" + junit_details(report) + "</" + name + ">\n";
+    };
+    switch (report.result.status) {
+    case CheckStatus::Failed:
+        return element("failure");
+    case CheckStatus::Crashed:
+        return element("error");
+    case CheckStatus::Skipped:
+        return element("skipped");
+    case CheckStatus::Warning:
+        return "      <system-out>" + junit_details(report) + "</system-out>\n";
+    default:
+        return "";
+    }
+}
+
 } // namespace
 
 std::size_t Validation::count(CheckStatus status) const {
@@ -125,6 +187,25 @@ std::string validation_json(const Validation &validation) {
         json["totals"][kStatusLooks[i].name] = validation.count(static_cast<CheckStatus>(i));
     }
     return json_lines(json);
+}
+
+std::string validation_junit(const Validation &validation) {
+    const auto attribute = [](const std::string &name, std::size_t number) {
+        return " " + name + "=\"" + std::to_string(number) + "\"";
+    };
+    const std::string counts = attribute("tests", validation.reports.size()) +
+                               attribute("failures", validation.count(CheckStatus::Failed)) +
+                               attribute("errors", validation.count(CheckStatus::Crashed)) +
+                               attribute("skipped", validation.count(CheckStatus::Skipped));
+    std::string xml = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites" + counts + ">\n  <testsuite name=\"" +
+                      xml_text(validation.module) + "\"" + counts +
+                      ">\n    <properties>\n      <property name=\"seed\"" + attribute("value", validation.seed) +
+                      "/>\n    </properties>\n";
+    for (const CheckReport &report : validation.reports) {
+        xml += "    <testcase classname=\"qorstat.validate\" name=\"" + xml_text(report.check.name) + "\">\n" +
+               junit_result(report) + "    </testcase>\n";
+    }
+    return xml + "  </testsuite>\n</testsuites>\n";
 }
 
 std::string list_text(std::span<const ContractCheck> checks) {

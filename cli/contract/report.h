@@ -41,6 +41,9 @@ std::string totals_text(const Validation &validation);
 
 std::string validation_json(const Validation &validation);
 
+/** `--junit`: the form in which build servers show tests. Well-formed XML whatever the module's name and output are. */
+std::string validation_junit(const Validation &validation);
+
 /** `--list`: one line or one object for each check. */
 std::string list_text(std::span<const ContractCheck> checks);
 std::string list_json(std::span<const ContractCheck> checks);

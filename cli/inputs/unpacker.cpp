@@ -113,7 +113,7 @@ public:
             packed = packed.subspan(input.pos);
             require_success(result);
             _is_between_frames = result == 0;
-            _wanted = _is_between_frames ? kFrameStart : result;
+            _wanted = _is_between_frames ? kFrameStart : result > kBlockStart ? result - kBlockStart : result;
             _holds_output = !_is_between_frames && output.pos == output.size;
         }
         return output.pos;
@@ -145,6 +145,8 @@ private:
     }
 
     static constexpr std::size_t kFrameStart = 5; ///< mark and description
+    /** The library asks for this of the next block together with a block. An error there would take the block away. */
+    static constexpr std::size_t kBlockStart = 3;
 
     std::unique_ptr<ZSTD_DCtx, Free> _context;
     std::size_t _wanted = kFrameStart; ///< what the library takes next: an error is no further away than that

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <iterator>
 #include <limits>
+#include <optional>
 #include <utility>
 
 namespace cli {
@@ -12,19 +13,30 @@ namespace {
 constexpr auto kLargestNumber = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
 constexpr NumberRange kNone{1, 0};
 
-NumberRange from(std::uint64_t number) { return {number, std::numeric_limits<std::uint64_t>::max()}; }
-
-NumberRange below(std::uint64_t number) { return number == 0 ? kNone : NumberRange{0, number - 1}; }
-
-/** The least numbers that are not less than what is compared with, and that are greater. */
+/** The least numbers that are not less than what is compared with, and that are greater; nothing: there are none. */
 struct Bounds {
-    std::uint64_t not_less;
-    std::uint64_t greater;
+    std::optional<std::uint64_t> not_less;
+    std::optional<std::uint64_t> greater;
 };
 
 Bounds bounds_of(std::int64_t operand) {
     const auto number = static_cast<std::uint64_t>(operand);
     return operand < 0 ? Bounds{0, 0} : Bounds{number, number + 1};
+}
+
+/** The least number above 2^63 - 1 for which this holds; it holds for all behind it. */
+template <typename Holds>
+std::optional<std::uint64_t> least_large(const Holds &holds) {
+    NumberRange range{kLargestNumber + 1};
+    if (!holds(static_cast<double>(range.greatest))) {
+        return std::nullopt;
+    }
+    while (range.least != range.greatest) {
+        const std::uint64_t middle = range.least + (range.greatest - range.least) / 2;
+        (holds(static_cast<double>(middle)) ? range.greatest : range.least) =
+            holds(static_cast<double>(middle)) ? middle : middle + 1;
+    }
+    return range.least;
 }
 
 Bounds bounds_of(double operand) {
@@ -33,10 +45,20 @@ Bounds bounds_of(double operand) {
         return {0, 0};
     }
     if (operand >= kTwoTo63) {
-        return {kLargestNumber + 1, kLargestNumber + 1}; // texts, which are greater
+        return {least_large([operand](double number) { return number >= operand; }),
+                least_large([operand](double number) { return number > operand; })};
     }
     const auto number = static_cast<std::uint64_t>(operand);
     return operand == std::floor(operand) ? Bounds{number, number + 1} : Bounds{number + 1, number + 1};
+}
+
+NumberRange from(const std::optional<std::uint64_t> &number) { return number ? NumberRange{*number} : kNone; }
+
+NumberRange below(const std::optional<std::uint64_t> &number) {
+    if (!number) {
+        return {};
+    }
+    return *number == 0 ? kNone : NumberRange{0, *number - 1};
 }
 
 NumberRange range_of(Comparison comparison, const Bounds &bounds) {
@@ -52,7 +74,7 @@ NumberRange range_of(Comparison comparison, const Bounds &bounds) {
     case Comparison::Equal:
         break;
     }
-    return bounds.not_less == bounds.greater ? kNone : NumberRange{bounds.not_less, bounds.not_less};
+    return bounds.not_less == bounds.greater ? kNone : NumberRange{*bounds.not_less, below(bounds.greater).greatest};
 }
 
 } // namespace

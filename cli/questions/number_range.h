@@ -18,8 +18,8 @@ struct NumberRange {
 };
 
 /**
- * The numbers of a column for which a comparison holds. A number above 2^63 - 1 is a text to SQLite, and greater than
- * every number. What is compared with a text that is no number, or with bytes, may have any.
+ * The numbers of a column for which a comparison holds. A number above 2^63 - 1 is a text to SQLite, which compares it
+ * as a double. What is compared with a text that is no number, or with bytes, may have any.
  */
 NumberRange range_of(Comparison comparison, const Operand &operand);
 

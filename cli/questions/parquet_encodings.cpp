@@ -153,18 +153,17 @@ void append_deltas(std::string &out, std::span<const std::uint32_t> numbers) { a
 
 void append_deltas(std::string &out, std::span<const std::uint64_t> numbers) { append_deltas_of(out, numbers); }
 
-NumberDictionary::NumberDictionary(std::size_t most)
-    : _most(most), _shift(64 - bit_width_of(4 * most - 1)), _slots(std::size_t{1} << (64 - _shift)) {}
-
 template <typename Number>
 bool NumberDictionary::fill_with(std::span<const Number> numbers) {
-    std::fill(_slots.begin(), _slots.end(), 0);
+    // At most half of the slots are taken.
+    const unsigned bits = bit_width_of(2 * std::min(_most, numbers.size()));
+    _slots.assign(std::size_t{1} << bits, 0);
     _distinct.clear();
     _indexes.resize(numbers.size());
     for (std::size_t i = 0; i < numbers.size(); ++i) {
         const std::uint64_t number = numbers[i];
         // Neighbouring numbers, which are usual, get places far from each other (Fibonacci hashing).
-        std::size_t slot = number * 0x9E37'79B9'7F4A'7C15 >> _shift;
+        std::size_t slot = number * 0x9E37'79B9'7F4A'7C15 >> (64 - bits);
         while (_slots[slot] != 0 && _distinct[_slots[slot] - 1] != number) {
             slot = (slot + 1) & (_slots.size() - 1);
         }

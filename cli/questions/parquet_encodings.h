@@ -30,7 +30,7 @@ void append_deltas(std::string &out, std::span<const std::uint64_t> numbers);
 class NumberDictionary {
 public:
     /** So many distinct numbers at most, 1 to 2^20. */
-    explicit NumberDictionary(std::size_t most);
+    explicit NumberDictionary(std::size_t most) : _most(most) {}
 
     /**
      * Starts anew with these numbers.
@@ -48,7 +48,6 @@ private:
     bool fill_with(std::span<const Number> numbers);
 
     std::size_t _most;
-    unsigned _shift;
     std::vector<std::uint32_t> _slots; ///< an index in `_distinct` and 1; 0 for a free slot
     std::vector<std::uint64_t> _distinct;
     std::vector<std::uint32_t> _indexes;

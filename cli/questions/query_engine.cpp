@@ -404,7 +404,7 @@ struct QueryEngine::Parts {
             if (!statement) {
                 continue; // a comment, or nothing
             }
-            if (sqlite3_stmt_readonly(made) == 0) {
+            if (sqlite3_stmt_readonly(made) == 0 || sqlite3_column_count(made) == 0) {
                 throw WrongQuery("a query can only read");
             }
             if (sqlite3_bind_parameter_count(made) != 0) {

@@ -27,7 +27,7 @@ require() {
 
 for verb in '' $("$program" --help | sed -n '/^Verbs:$/,/^$/s/^  \([a-z][a-z-]*\) .*/\1/p'); do
     name=qorstat${verb:+-$verb}
-    page=$(MANWIDTH=200 man --no-hyphenation --no-justification --warnings=w -l -E UTF-8 -Tutf8 "$folder/man/$name.1" 2>"$folder/warnings" | col -b)
+    page=$(man --no-hyphenation --no-justification --warnings=w -l -E UTF-8 -Tutf8 "$folder/man/$name.1" 2>"$folder/warnings" | col -b | tr -s " \t\n" " ")
     [ ! -s "$folder/warnings" ] || fail "$name: $(cat "$folder/warnings")"
     if command -v mandoc >/dev/null; then
         mandoc -T lint -W warning "$folder/man/$name.1" || fail "$name: mandoc warns"

@@ -33,12 +33,17 @@ protected:
 
     Outcome query(std::vector<std::string> arguments, std::string input = {}, bool to_terminal = false) const {
         arguments.insert(arguments.begin(), "query");
-        Surroundings surroundings;
-        surroundings.folder = folder.path();
+        Surroundings surroundings = in_folder();
         surroundings.standard_input = std::move(input);
         surroundings.output_is_terminal = to_terminal;
         surroundings.environment["TZ"] = "Europe/Berlin";
         return qorstat(arguments, surroundings);
+    }
+
+    Surroundings in_folder() const {
+        Surroundings surroundings;
+        surroundings.folder = folder.path();
+        return surroundings;
     }
 
     std::string out_of(const std::vector<std::string> &arguments, const std::string &input = {}) const {
@@ -114,7 +119,7 @@ TEST_F(QueryTest, ContentOfRecordsIsThatOfShow) {
     folder.file("fault/1.qorstate", record("Title", kTwoLines));
     const json row = json::parse(out_of({"fault", "SELECT device, content FROM records", "-f", "jsonl"}));
     EXPECT_EQ(row["device"], "fault");
-    const Outcome shown = qorstat({"show", "--json", "fault"}, {.folder = folder.path()});
+    const Outcome shown = qorstat({"show", "--json", "fault"}, in_folder());
     EXPECT_EQ(json::parse(row["content"].get<std::string>()), json::parse(shown.out).at(0));
 }
 
@@ -176,7 +181,7 @@ TEST_F(QueryTest, LimitsEndAQueryWithoutAPartOfAResult) {
 TEST_F(QueryTest, ASignalEndsAQueryThatComputes) {
     RunningProgram program({"query", "phone.bin", "-o", "out",
                             "WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c) SELECT count(*) FROM c"},
-                           {.folder = folder.path()});
+                           in_folder());
     program.waits_for_work();
     program.send(SIGINT);
     const Outcome outcome = program.wait_for_end();

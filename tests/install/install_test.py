@@ -96,6 +96,27 @@ def test_ProgramFindsItsModuleAndTakesAnother(installation):
     expect("1 passed" in installation.qorstat("validate", other, "--only", "^open$"), "the module is not valid")
 
 
+def test_VersionNamesTheCommitAndTheInstalledModule(installation):
+    lines = installation.qorstat("--version").splitlines()
+    expect(lines[0] == "qorstat 0.1.0" and lines[3] == f"module {installation.module}", lines)
+    commit = lines[1].removeprefix("commit ")
+    if (installation.source / ".git").exists():
+        run(["git", "-C", installation.source, "cat-file", "-e", f"{commit}^{{commit}}"])
+
+    installation.module.unlink()
+    lines = installation.qorstat("--version").splitlines()
+    expect(lines[3] == f"module {installation.module} (missing)", lines)
+
+
+def test_CompletionsAndManualPagesAreInstalled(installation):
+    share = installation.prefix / "share"
+    for file in ("bash-completion/completions/qorstat", "zsh/vendor-completions/_qorstat", "fish/vendor_completions.d/qorstat.fish"):
+        expect("validate" in (share / file).read_text(encoding="utf-8"), f"{file} does not know the verbs")
+    if shutil.which("help2man") and shutil.which("man"):
+        environment = {"PATH": DEFAULT_PATH, "MANPATH": str(share / "man"), "LC_ALL": "C.UTF-8"}
+        expect("qorstat-decode - " in run(["man", "qorstat-decode"], env=environment), "no manual page")
+
+
 def test_NoFileNamesAPlaceOfTheBuild(installation):
     places = [str(place).encode() for place in (installation.build, installation.scratch)]
     texts = [*installation.prefix.glob("lib/cmake/*/*"), *installation.prefix.glob("lib/pkgconfig/*")]

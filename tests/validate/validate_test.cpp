@@ -1,5 +1,6 @@
 /** `validate`: the real module passes every check, and a broken module fails exactly the check for its breach. */
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <map>
 #include <set>
@@ -275,6 +276,71 @@ TEST(ValidateTest, WhatAModulePrintsIsShownEscapedWhereTheCheckDidNotPass) {
     EXPECT_EQ(outcome.err, "");
 }
 
+/**
+ * What a reader of XML finds in a file of results: the module's name, the counts, and of each check its name, its
+ * result and the text of that.
+ */
+json read_junit(const std::string &file) {
+    const std::string script =
+        "import sys, json, xml.etree.ElementTree as tree\n"
+        "suite = tree.parse(sys.argv[1]).getroot().find('testsuite')\n"
+        "cases = [[case.get('name'), [[e.tag, e.get('message'), e.text] for e in case]] for case in suite]\n"
+        "counts = [int(suite.get(name)) for name in ('tests', 'failures', 'errors', 'skipped')]\n"
+        "print(json.dumps({'module': suite.get('name'), 'counts': counts, 'cases': cases[1:]}))\n";
+    const cli_tests::TemporaryFolder folder;
+    const std::string out = (folder.path() / "out").string();
+    const std::string program = folder.file("read.py", script);
+    EXPECT_EQ(std::system(("python3 " + program + " '" + file + "' > " + out).c_str()), 0);
+    return json::parse(cli_tests::content_of(out));
+}
+
+TEST(ValidateTest, AFileForBuildServersHasEveryResult) {
+    const cli_tests::TemporaryFolder folder;
+    const std::string module = folder.path() / "a <b> & \"c\"\x01\xEF\xBF\xBE\xFF.so";
+    std::filesystem::copy_file(broken_module("AnswersTheCountBefore"), module);
+    const std::string file = folder.path() / "junit.xml";
+
+    const Outcome outcome =
+        qorstat({"validate", module, "--only", "^(open|counting)$", "--junit", file}, without_leak_search());
+
+    EXPECT_EQ(outcome.exit_code, 1);
+    const json found = read_junit(file);
+    EXPECT_EQ(found["module"], folder.path().string() + "/a <b> & \"c\"\\x01\\uFFFE\\xff.so");
+    EXPECT_EQ(found["counts"], json({2, 1, 0, 0}));
+    ASSERT_EQ(found["cases"].size(), 2u);
+    for (const json &check : found["cases"]) {
+        if (check[0] == "open") {
+            EXPECT_EQ(check[1], json::array());
+        } else {
+            EXPECT_EQ(check[0], "counting");
+            ASSERT_EQ(check[1].size(), 1u);
+            EXPECT_EQ(check[1][0][0], "failure");
+            EXPECT_EQ(check[1][0][1], "AddRef in step 0: 1, expected 2");
+            EXPECT_NE(check[1][0][2].get<std::string>().find("again: qorstat validate "), std::string::npos);
+        }
+    }
+}
+
+TEST(ValidateTest, AFileForBuildServersTellsCrashesFromFailures) {
+    const cli_tests::TemporaryFolder folder;
+    const std::string file = folder.path() / "junit.xml";
+
+    qorstat({"validate", broken_module("AbortsWhileLoading"), "--only", "^(loading|open)$", "--junit", file});
+
+    const json found = read_junit(file);
+    EXPECT_EQ(found["counts"], json({2, 0, 1, 1}));
+    EXPECT_EQ(found["cases"][0][1][0][0], "error");
+    EXPECT_EQ(found["cases"][1][1][0][0], "skipped");
+}
+
+TEST(ValidateTest, AFileForBuildServersThatCannotBeWrittenIsAnErrorBeforeAnythingRuns) {
+    const Outcome outcome = qorstat({"validate", QOR_MODULE, "--junit", "/nowhere/junit.xml"});
+
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, "qorstat: /nowhere/junit.xml: No such file or directory\n");
+}
+
 TEST(ValidateTest, TheListHasOneLineForEachCheck) {
     const Outcome outcome = qorstat({"validate", "--list"});
 
@@ -382,6 +448,11 @@ TEST(ValidateTest, WrongUseIsRefusedBeforeAnythingRuns) {
          "invalid value \"0\" for --timeout: expected 0.001 to 86400 seconds, such as 10, 2.5s or 2m"},
         {{"validate", "x.so", "--check-in-child", "open"}, "--check-in-child is for internal use only"},
         {{"validate", "x.so", "--list"}, "only --only and --json can be combined with --list"},
+        {{"validate", "x.so", "--junit", ""}, "invalid value \"\" for --junit: expected the name of a file"},
+        {{"validate", "x.so", "--junit", "-"}, "invalid value \"-\" for --junit: expected a file of its own"},
+        {{"validate", "x.so", "--junit", "a", "-o", "a"},
+         "invalid value \"a\" for --junit: expected a file of its own"},
+        {{"validate", "--list", "--junit", "a"}, "only --only and --json can be combined with --list"},
         {{"validate", "--list", "--seed", "1"}, "only --only and --json can be combined with --list"},
         {{"validate", "--list", "--timeout", "60"}, "only --only and --json can be combined with --list"},
         {{"validate", "--list", "--reproduce"}, "only --only and --json can be combined with --list"},

@@ -156,6 +156,20 @@ TEST_F(ByteStreamTest, WhatIsWholeOfCutDataComesBeforeTheError) {
     }
 }
 
+TEST_F(ByteStreamTest, ABlockBeforeADamagedOneIsGivenWhateverTheRoom) {
+    // A frame with a block that repeats 'a' 34,415 times, one that repeats 'b' 2,820 times, and the start of one that
+    // is larger than any may be.
+    const std::string frame("\x28\xB5\x2F\xFD\x00\x7A\x7A\x33\x04"
+                            "a\x22\x58\x00"
+                            "b\x00\x1E\xFF",
+                            17);
+    for (const std::size_t room_size : std::vector<std::size_t>{1, 6, 1000, 34'415, 1'000'000}) {
+        const Gathered gathered = gather_file(frame, room_size);
+        EXPECT_EQ(gathered.bytes, std::string(34'415, 'a') + std::string(2'820, 'b')) << room_size;
+        EXPECT_TRUE(gathered.error.ends_with("the zstd data are damaged")) << gathered.error;
+    }
+}
+
 TEST_F(ByteStreamTest, EveryDamagedByteIsAnErrorWithItsPlaceOrLeavesTheContent) {
     const std::string content = numbered_reports(30);
     for (const std::string &packed : {gzip(content), zstd(content)}) {

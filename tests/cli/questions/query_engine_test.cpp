@@ -205,7 +205,7 @@ TEST_F(QueryEngineTest, StoresAndRecordsAreTables) {
     EXPECT_THAT(rows_of(*asked, "SELECT number, title, reports, content FROM records"),
                 ElementsAre(json({1, "One", 0, "/x.qorstate 3"}), json({2, nullptr, 0, "/x.qorstate 1"})));
     EXPECT_THAT(rows_of(*asked, "SELECT count(*) FROM reports"), ElementsAre(json({0})));
-    EXPECT_THAT(rows_of(*asked, "SELECT value FROM scalar, json_each('[1]') WHERE device = 'other'"), IsEmpty());
+    EXPECT_THAT(rows_of(*asked, "SELECT key FROM scalar WHERE device = 'other'"), IsEmpty());
 }
 
 // ---- what reaches the scan
@@ -322,7 +322,8 @@ TEST_F(QueryEngineTest, AScanReadsNoFurtherThanItsLimit) {
     const std::string cut = file("cut.bin.gz", packed.substr(0, packed.size() - 4));
     const auto asked = engine({cut});
     testing::internal::CaptureStderr();
-    EXPECT_EQ(rows_of(*asked, "SELECT * FROM reports WHERE component = 'accel' LIMIT 3 OFFSET 2").size(), 3u);
+    EXPECT_EQ(rows_of(*asked, "SELECT sequence_num FROM reports WHERE component = 'accel' LIMIT 3 OFFSET 2").size(),
+              3u);
     EXPECT_THAT(testing::internal::GetCapturedStderr(), IsEmpty());
     EXPECT_FALSE(asked->has_failed());
 }
@@ -376,12 +377,12 @@ INSTANTIATE_TEST_SUITE_P(
         HostileSql{"CreateView", "CREATE VIEW a AS SELECT 1", "is refused: a query can only read"},
         HostileSql{"CreateVirtualTable", "CREATE VIRTUAL TABLE a USING fts5(b)", "is refused: a query can only read"},
         HostileSql{"Drop", "DROP TABLE reports", "is refused: a query can only read"},
-        HostileSql{"Insert", "INSERT INTO reports (device) VALUES ('x')", "may not be modified"},
+        HostileSql{"Insert", "INSERT INTO reports (device) VALUES ('x')", "INSERT is refused"},
         HostileSql{"Update", "UPDATE reports SET device = 'x'", "may not be modified"},
         HostileSql{"Delete", "DELETE FROM sqlite_schema", "may not be modified"},
         HostileSql{"Begin", "BEGIN", "a transaction is refused"},
         HostileSql{"Savepoint", "SAVEPOINT a", "a transaction is refused"},
-        HostileSql{"Analyze", "ANALYZE", "is refused"}, HostileSql{"Reindex", "REINDEX", "is refused"},
+        HostileSql{"Analyze", "ANALYZE", "is refused"}, HostileSql{"Reindex", "REINDEX", "a query can only read"},
         HostileSql{"Behind", "SELECT 1; ATTACH 'other.db' AS other", "ATTACH and VACUUM are refused"},
         HostileSql{"Parameter", "SELECT :name", ":name has no value"},
         HostileSql{"Nothing", " -- a comment", "there is no statement"},
@@ -426,8 +427,8 @@ TEST_F(QueryEngineTest, AQueryWithoutEndReachesItsLimitOfTime) {
 TEST_F(QueryEngineTest, AQueryThatTakesMuchReachesItsLimitOfMemory) {
     const auto asked = engine({file("a.bin", numbered_reports(3))}, {.memory = 8 << 20});
     for (const char *const sql : {"SELECT length(randomblob(50000000))", "SELECT length(printf('%.*c', 60000000, 'x'))",
-                                  "WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c LIMIT 10000000) "
-                                  "SELECT x, hex(x) FROM c ORDER BY hex(x) LIMIT 1",
+                                  "WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c LIMIT 1000000) "
+                                  "SELECT x, hex(x) FROM c ORDER BY hex(x)",
                                   "WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c LIMIT 10000000) "
                                   "SELECT length(group_concat(x)) FROM c"}) {
         EXPECT_THAT(failure_of<host::Error>(*asked, sql), HasSubstr("needs more memory than its limit")) << sql;
