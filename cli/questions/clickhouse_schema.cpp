@@ -78,10 +78,12 @@ constexpr std::uint64_t kComponentOfSubject = std::uint64_t{1} << 32;
 
 class ClickHouseDialect final : public SqlDialect {
 public:
-    std::string bits_of(const std::string &word, unsigned shift, unsigned bits) const override {
-        const std::string rest = shift == 0 ? word : "bitShiftRight(" + word + ", " + std::to_string(shift) + ")";
-        return shift + bits == 32 ? rest
-                                  : "bitAnd(" + rest + ", " + std::to_string((std::uint64_t{1} << bits) - 1) + ")";
+    std::string shifted_right(const std::string &word, unsigned shift) const override {
+        return call("bitShiftRight", word + ", " + std::to_string(shift));
+    }
+
+    std::string masked(const std::string &number, std::uint32_t mask) const override {
+        return call("bitAnd", number + ", " + std::to_string(mask));
     }
 
     std::string join_bits(const std::string &low, const std::string &high, unsigned shift) const override {
@@ -306,15 +308,6 @@ std::string plain_select(std::span<const Column> columns, const std::string &sou
 }
 
 std::string names_select() {
-    std::string rows;
-    for (const NameRow &row : name_rows()) {
-        const auto id = [](const std::optional<std::uint8_t> &number) {
-            return number ? std::to_string(unsigned{*number}) : "-1";
-        };
-        rows.append(rows.empty() ? "" : ",")
-            .append("\n        (" + sql_literal(text_of(row.kind)) + ", " + id(row.category) + ", " +
-                    id(row.component) + ", " + std::to_string(row.id) + ", " + sql_literal(row.name) + ")");
-    }
     int place = 0;
     return "SELECT\n" +
            column_lines(described_columns(
@@ -326,7 +319,7 @@ std::string names_select() {
                    return (column.may_be_null ? "if(" + value + " < 0, NULL, " + cast + ")" : cast) + " AS " +
                           std::string(column.name);
                })) +
-           "FROM\n(\n    SELECT arrayJoin([" + rows + "\n    ]) AS names_row\n) AS listed";
+           "FROM\n(\n    SELECT arrayJoin([" + name_tuples("-1") + "\n    ]) AS names_row\n) AS listed";
 }
 
 /** A table of rows, each with the number of its insert. */

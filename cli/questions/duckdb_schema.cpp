@@ -103,9 +103,12 @@ std::string event_name() {
 
 class DuckDbDialect final : public SqlDialect {
 public:
-    std::string bits_of(const std::string &word, unsigned shift, unsigned bits) const override {
-        const std::string rest = shift == 0 ? word : "(" + word + " >> " + std::to_string(shift) + ")";
-        return shift + bits == 32 ? rest : "(" + rest + " & " + std::to_string((std::uint64_t{1} << bits) - 1) + ")";
+    std::string shifted_right(const std::string &word, unsigned shift) const override {
+        return "(" + word + " >> " + std::to_string(shift) + ")";
+    }
+
+    std::string masked(const std::string &number, std::uint32_t mask) const override {
+        return "(" + number + " & " + std::to_string(mask) + ")";
     }
 
     std::string join_bits(const std::string &low, const std::string &high, unsigned shift) const override {
@@ -215,22 +218,13 @@ std::string reports_select(const DuckDbSchemaOptions &options) {
 }
 
 std::string names_select() {
-    std::string rows;
-    for (const NameRow &row : name_rows()) {
-        const auto id = [](const std::optional<std::uint8_t> &number) {
-            return number ? std::to_string(unsigned{*number}) : "NULL";
-        };
-        rows.append(rows.empty() ? "" : ",")
-            .append("\n    (" + sql_literal(text_of(row.kind)) + ", " + id(row.category) + ", " + id(row.component) +
-                    ", " + std::to_string(row.id) + ", " + sql_literal(row.name) + ")");
-    }
     std::string names;
     const std::vector<DescribedColumn> columns = described_columns(kNameColumns, [&names](const Column &column) {
         const std::string name(column.name);
         names.append(names.empty() ? "" : ", ").append(name);
         return "CAST(" + name + " AS " + std::string(type_name(column.type)) + ") AS " + name;
     });
-    return "SELECT\n" + column_lines(columns) + "FROM (VALUES" + rows + "\n) AS listed (" + names + ")";
+    return "SELECT\n" + column_lines(columns) + "FROM (VALUES" + name_tuples("NULL") + "\n) AS listed (" + names + ")";
 }
 
 } // namespace

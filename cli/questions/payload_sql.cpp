@@ -14,13 +14,19 @@ constexpr unsigned kBitsOfWord = 32;
 
 std::string word(unsigned number) { return "w" + std::to_string(number); }
 
+/** Of what a word has behind its lowest `shift` bits, the lowest `bits`. Together they are not more than a word has. */
+std::string bits_of(const std::string &word, unsigned shift, unsigned bits, const SqlDialect &dialect) {
+    const std::string rest = shift == 0 ? word : dialect.shifted_right(word, shift);
+    return shift + bits == kBitsOfWord ? rest : dialect.masked(rest, (std::uint32_t{1} << bits) - 1);
+}
+
 /** The unsigned number of `bits` bits whose lowest is at `first`, counted from the start of the payload. */
 std::string number_at(unsigned first, unsigned bits, const SqlDialect &dialect) {
     std::string number;
     for (unsigned done = 0; done < bits;) {
         const unsigned shift = (first + done) % kBitsOfWord;
         const unsigned count = std::min(bits - done, kBitsOfWord - shift);
-        const std::string part = dialect.bits_of(word((first + done) / kBitsOfWord), shift, count);
+        const std::string part = bits_of(word((first + done) / kBitsOfWord), shift, count, dialect);
         number = done == 0 ? part : dialect.join_bits(number, part, done);
         done += count;
     }

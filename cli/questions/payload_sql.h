@@ -25,8 +25,11 @@ public:
     SqlDialect(const SqlDialect &) = delete;
     SqlDialect &operator=(const SqlDialect &) = delete;
 
-    /** Of what a word has behind its lowest `shift` bits, the lowest `bits`; together fewer than 32 or all. */
-    virtual std::string bits_of(const std::string &word, unsigned shift, unsigned bits) const = 0;
+    /** A word without its lowest bits. @param shift  at least 1. */
+    virtual std::string shifted_right(const std::string &word, unsigned shift) const = 0;
+
+    /** The bits of a number that are set in `mask`. */
+    virtual std::string masked(const std::string &number, std::uint32_t mask) const = 0;
 
     /** `low` and, `shift` bits higher, `high`, in 64 bits. They have no bit in common. */
     virtual std::string join_bits(const std::string &low, const std::string &high, unsigned shift) const = 0;

@@ -1,7 +1,11 @@
 #include "cli/questions/schema_text.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <optional>
 #include <stdexcept>
+
+#include "cli/questions/name_rows.h"
 
 namespace cli {
 
@@ -32,6 +36,19 @@ std::string payload_select(const PayloadView &view, std::string_view source, con
         columns.push_back({sql_of(column, dialect) + " AS " + column.name, described(column.meaning, column.unit)});
     }
     return "SELECT\n" + column_lines(columns) + "FROM " + std::string(source) + "\nWHERE " + conditions_sql(view);
+}
+
+std::string name_tuples(std::string_view null) {
+    std::string rows;
+    for (const NameRow &row : name_rows()) {
+        const auto id = [null](const std::optional<std::uint8_t> &number) {
+            return number ? std::to_string(unsigned{*number}) : std::string(null);
+        };
+        rows.append(rows.empty() ? "" : ",")
+            .append("\n    (" + sql_literal(text_of(row.kind)) + ", " + id(row.category) + ", " + id(row.component) +
+                    ", " + std::to_string(row.id) + ", " + sql_literal(row.name) + ")");
+    }
+    return rows;
 }
 
 const Table &table_named(std::string_view name) {

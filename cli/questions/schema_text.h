@@ -31,6 +31,9 @@ std::vector<DescribedColumn> same_columns(std::span<const Column> columns);
 /** What a payload view selects from `source`, which has the columns of `reports`. */
 std::string payload_select(const PayloadView &view, std::string_view source, const SqlDialect &dialect);
 
+/** `name_rows()` as tuples, one on each line. @param null  stands for an id that a row has not. */
+std::string name_tuples(std::string_view null);
+
 /** The row of `kTables` with this name. @throws std::out_of_range for another name. */
 const Table &table_named(std::string_view name);
 

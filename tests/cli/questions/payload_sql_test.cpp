@@ -20,25 +20,29 @@ class ComputingDialect final : public cli::SqlDialect {
 public:
     explicit ComputingDialect(const _QorProfileReport &report) : _report(report) {}
 
-    std::string bits_of(const std::string &word, unsigned shift, unsigned bits) const override {
-        EXPECT_LE(shift + bits, 32u);
-        const auto number = static_cast<std::size_t>(word.at(1) - '0');
-        const std::uint64_t value = _report.at<std::uint32_t>(qor::kPayloadOffset + 4 * number);
-        return std::to_string((value >> shift) & ((std::uint64_t{1} << bits) - 1));
+    std::string shifted_right(const std::string &word, unsigned shift) const override {
+        EXPECT_GT(shift, 0u);
+        EXPECT_LT(shift, 32u);
+        return std::to_string(number_of(word) >> shift);
+    }
+    std::string masked(const std::string &number, std::uint32_t mask) const override {
+        return std::to_string(number_of(number) & mask);
     }
     std::string join_bits(const std::string &low, const std::string &high, unsigned shift) const override {
-        EXPECT_LT(std::stoull(low), std::uint64_t{1} << shift);
-        return std::to_string(std::stoull(low) | std::stoull(high) << shift);
+        EXPECT_LT(number_of(low), std::uint64_t{1} << shift);
+        return std::to_string(number_of(low) | number_of(high) << shift);
     }
-    std::string cast(const std::string &number, cli::ColumnType) const override { return number; }
+    std::string cast(const std::string &number, cli::ColumnType) const override {
+        return number.starts_with('-') ? number : std::to_string(number_of(number));
+    }
     std::string as_signed(const std::string &number, unsigned bits) const override {
-        return std::to_string(static_cast<std::int64_t>(std::stoull(number) << (64 - bits)) >> (64 - bits));
+        return std::to_string(static_cast<std::int64_t>(number_of(number) << (64 - bits)) >> (64 - bits));
     }
     std::string hex_of_bytes(unsigned first, const std::string &count) const override {
         return "bytes " + std::to_string(first) + " " + count;
     }
     std::string least(const std::string &a, const std::string &b) const override {
-        return std::to_string(std::min(std::stoull(a), std::stoull(b)));
+        return std::to_string(std::min(number_of(a), number_of(b)));
     }
     std::string text(unsigned first, unsigned size) const override {
         return "text " + std::to_string(first) + " " + std::to_string(size);
@@ -46,9 +50,18 @@ public:
     std::string hex_of_text(unsigned first, unsigned size) const override {
         return "hex " + std::to_string(first) + " " + std::to_string(size);
     }
-    std::string subject(const std::string &number) const override { return "subject " + number; }
+    std::string subject(const std::string &number) const override {
+        return "subject " + std::to_string(number_of(number));
+    }
 
 private:
+    /** Of an expression: a word of the payload, or a number already. */
+    std::uint64_t number_of(const std::string &expression) const {
+        return expression.starts_with('w')
+                   ? _report.at<std::uint32_t>(qor::kPayloadOffset + 4 * std::stoul(expression.substr(1)))
+                   : std::stoull(expression);
+    }
+
     const _QorProfileReport &_report;
 };
 
