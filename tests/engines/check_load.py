@@ -93,9 +93,10 @@ def check(parsed, folder):
         print(f"ClickHouse {server.ask('SELECT version()')[0][0]} behind HTTP", flush=True)
         # Several inserts, and dumps that are in two of them.
         load = [qorstat, "load", "--to", server.url, "--insert-rows", str(parsed.devices * parsed.reports // 3), *dumps, *stores]
+        there = len(dumps) + len(stores)
         for when, options, said in (("after a load", [], f"loaded {len(dumps)} dumps and {len(stores)} stores with "),
-                                    ("after another", [], f"loaded 0 dumps with 0 reports; {len(dumps) + len(stores)} there already"),
-                                    ("after a clock", ["--boot-time", "1795000000000000"], f"{len(dumps)} mended")):
+                                    ("after another", [], f"loaded 0 dumps with 0 reports; {there} there already"),
+                                    ("after a clock", ["--boot-time", "1795000000000000"], f"; {len(dumps)} mended; ")):
             told = run([*load, *options]).decode()
             if said not in told:
                 checked.differences += 1
