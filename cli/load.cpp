@@ -74,14 +74,20 @@ void check_use(const LoadArguments &arguments) {
     require_range("--insert-rows", arguments.insert_rows, kMostInsertRows);
 }
 
+/** Empty for a variable that is not set. */
+std::string text_of_variable(const char *variable) {
+    const char *const text = std::getenv(variable); // NOLINT(concurrency-mt-unsafe): no thread has started
+    return text == nullptr ? "" : text;
+}
+
 /** A password is never on the command line, where every user of the machine can read it. */
 std::optional<Credentials> credentials_of_environment() {
-    const char *const user = std::getenv("QORSTAT_CLICKHOUSE_USER");
-    const char *const password = std::getenv("QORSTAT_CLICKHOUSE_PASSWORD");
-    if (user == nullptr && password == nullptr) {
+    const std::string user = text_of_variable("QORSTAT_CLICKHOUSE_USER");
+    const std::string password = text_of_variable("QORSTAT_CLICKHOUSE_PASSWORD");
+    if (user.empty() && password.empty()) {
         return std::nullopt;
     }
-    return Credentials{user == nullptr ? "default" : user, password == nullptr ? "" : password};
+    return Credentials{user.empty() ? "default" : user, password};
 }
 
 std::chrono::milliseconds in_milliseconds(double seconds) {
