@@ -342,6 +342,19 @@ struct View {
     std::string select;
 };
 
+std::string view_statement(const std::string &name, std::string_view meaning, const std::string &select) {
+    return "-- " + std::string(meaning) + "\nCREATE VIEW IF NOT EXISTS " + name + " AS\n" + select;
+}
+
+/** @param local  the end of the name of the view that each server has. */
+std::string table_over_servers(const ClickHouseSchemaOptions &options, std::string_view view,
+                               const std::string &local) {
+    const std::string name(view);
+    const std::string whole_name = options.database + "." + name;
+    return "CREATE TABLE IF NOT EXISTS " + whole_name + " AS " + whole_name + local + "\nENGINE = Distributed(" +
+           sql_literal(options.cluster) + ", " + options.database + ", " + name + local + ", sipHash64(device))";
+}
+
 } // namespace
 
 std::vector<std::string> clickhouse_statements(const ClickHouseSchemaOptions &options) {
@@ -371,17 +384,13 @@ std::vector<std::string> clickhouse_statements(const ClickHouseSchemaOptions &op
         data_table(in_database("scalar_data"), kScalarColumns, "device, key"),
         data_table(in_database("distribution_data"), kDistributionColumns, "device, key"),
         data_table(in_database("records_data"), kRecordColumns, "device, file"),
-        "-- " + std::string(kNameTable.meaning) + "\nCREATE VIEW IF NOT EXISTS " + in_database(kNameTable.name) +
-            " AS\n" + names_select(),
+        view_statement(in_database(kNameTable.name), kNameTable.meaning, names_select()),
     };
     for (const View &view : views) {
         const std::string name = in_database(view.name);
-        statements.push_back("-- " + std::string(view.meaning) + "\nCREATE VIEW IF NOT EXISTS " + name + local +
-                             " AS\n" + view.select);
+        statements.push_back(view_statement(name + local, view.meaning, view.select));
         if (!options.cluster.empty()) {
-            statements.push_back("CREATE TABLE IF NOT EXISTS " + name + " AS " + name + local +
-                                 "\nENGINE = Distributed(" + sql_literal(options.cluster) + ", " + database + ", " +
-                                 std::string(view.name) + local + ", sipHash64(device))");
+            statements.push_back(table_over_servers(options, view.name, local));
         }
     }
     return statements;

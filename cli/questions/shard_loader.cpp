@@ -169,22 +169,22 @@ LoadCounts &LoadCounts::operator+=(const LoadCounts &more) {
 }
 
 const std::vector<Column> &loaded_columns(LoadTable table) {
-    static const std::vector<Column> kReports = with_load(columns_of_reports());
-    static const std::vector<Column> kScalar = with_load({std::begin(kScalarColumns), std::end(kScalarColumns)});
-    static const std::vector<Column> kDistribution =
+    static const std::vector<Column> reports = with_load(columns_of_reports());
+    static const std::vector<Column> scalar = with_load({std::begin(kScalarColumns), std::end(kScalarColumns)});
+    static const std::vector<Column> distribution =
         with_load({std::begin(kDistributionColumns), std::end(kDistributionColumns)});
-    static const std::vector<Column> kRecords = with_load({std::begin(kRecordColumns), std::end(kRecordColumns)});
+    static const std::vector<Column> records = with_load({std::begin(kRecordColumns), std::end(kRecordColumns)});
     switch (table) {
     case LoadTable::Reports:
-        return kReports;
+        return reports;
     case LoadTable::Scalar:
-        return kScalar;
+        return scalar;
     case LoadTable::Distribution:
-        return kDistribution;
+        return distribution;
     case LoadTable::Records:
         break;
     }
-    return kRecords;
+    return records;
 }
 
 ShardLoader::ShardLoader(ShardTarget target) : _target(std::move(target)), _client(_target.server) {
