@@ -84,6 +84,22 @@ ValueReader boot_time_reader(std::optional<BootTime> &time) {
     };
 }
 
+Argument time_sync_argument(ClockWords &clock, const char *help) {
+    return {.name = "--time-sync",
+            .value_name = "SYNC",
+            .target = &clock.time_sync,
+            .help = help,
+            .kind = ValueKind::Other};
+}
+
+Argument boot_time_argument(ClockWords &clock, const char *help) {
+    return {.name = "--boot-time",
+            .value_name = "TIME",
+            .target = boot_time_reader(clock.boot_time),
+            .help = help,
+            .kind = ValueKind::Other};
+}
+
 /** A described device in the registry. The plug-in is not loaded. */
 struct DumpClock::LiveDevice {
     explicit LiveDevice(host::DeviceDescription description) : device(std::move(description), queue) {}

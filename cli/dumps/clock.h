@@ -36,6 +36,13 @@ decoder::time_sync parse_time_sync(const std::string &text);
  */
 ValueReader boot_time_reader(std::optional<BootTime> &time);
 
+/** `--time-sync SYNC`. */
+Argument time_sync_argument(ClockWords &clock, const char *help = "Both clocks at one instant: qor=TIME,calendar=TIME");
+
+/** `--boot-time TIME`. */
+Argument boot_time_argument(ClockWords &clock,
+                            const char *help = "When the host booted: a date and time, or microseconds");
+
 /** The clock to use for each report. Any thread. */
 class DumpClock {
 public:
