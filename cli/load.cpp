@@ -76,8 +76,10 @@ void check_use(const LoadArguments &arguments) {
 
 /** A password is never on the command line, where every user of the machine can read it. */
 std::optional<Credentials> credentials_of_environment() {
+    // NOLINTBEGIN(concurrency-mt-unsafe): nothing changes the environment
     const char *const user = std::getenv("QORSTAT_CLICKHOUSE_USER");
     const char *const password = std::getenv("QORSTAT_CLICKHOUSE_PASSWORD");
+    // NOLINTEND(concurrency-mt-unsafe)
     if (user == nullptr && password == nullptr) {
         return std::nullopt;
     }
