@@ -342,7 +342,7 @@ std::string marks_table(const std::string &database) {
     made.push_back({"kind UInt8", "0: a dump, 1: a file of records, 2: a store"});
     made.push_back({"taken Int64", "of a store: when it was last written to, since 1970; in microseconds"});
     made.push_back({"loads Array(UInt64)", "the numbers of the inserts that have its rows"});
-    made.push_back({"version UInt64", "when the mark was written, since 1970; the newest one counts; in microseconds"});
+    made.push_back({"version UInt64", "when the mark was written, since 1970; the newest one counts; in nanoseconds"});
     return "CREATE TABLE IF NOT EXISTS " + database + ".dumps_data\n(\n" + column_lines(made) +
            ")\nENGINE = MergeTree ORDER BY (device, dump, version)";
 }
