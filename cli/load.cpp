@@ -40,7 +40,7 @@ struct LoadArguments {
     std::vector<std::string> inputs;
     std::optional<std::string> files_from;
     std::vector<std::string> urls;
-    std::string cluster; ///< empty for a single server
+    std::string cluster; ///< empty for none
     std::string database = "qor";
     std::optional<std::string> device;
     std::optional<BootTime> taken;
@@ -206,9 +206,9 @@ Verb declare_load() {
                            .help = "When the stores were taken; default: last written to",
                            .kind = ValueKind::Other},
                           time_sync_argument(
-                              arguments->clock,
+                              arguments->clock.time_sync,
                               "Both clocks at one instant: qor=TIME,calendar=TIME;\nalso for what is loaded already"),
-                          boot_time_argument(arguments->clock),
+                          boot_time_argument(arguments->clock.boot_time),
                           {.name = "--connections",
                            .value_name = "N",
                            .target = whole_number_reader(arguments->connections),

@@ -84,18 +84,14 @@ ValueReader boot_time_reader(std::optional<BootTime> &time) {
     };
 }
 
-Argument time_sync_argument(ClockWords &clock, const char *help) {
-    return {.name = "--time-sync",
-            .value_name = "SYNC",
-            .target = &clock.time_sync,
-            .help = help,
-            .kind = ValueKind::Other};
+Argument time_sync_argument(std::optional<std::string> &text, const char *help) {
+    return {.name = "--time-sync", .value_name = "SYNC", .target = &text, .help = help, .kind = ValueKind::Other};
 }
 
-Argument boot_time_argument(ClockWords &clock, const char *help) {
+Argument boot_time_argument(std::optional<BootTime> &time, const char *help) {
     return {.name = "--boot-time",
             .value_name = "TIME",
-            .target = boot_time_reader(clock.boot_time),
+            .target = boot_time_reader(time),
             .help = help,
             .kind = ValueKind::Other};
 }

@@ -82,6 +82,14 @@ void ColumnBlock::add_reports(std::size_t first, std::span<const _QorProfileRepo
     }
 }
 
+void ColumnBlock::reserve(std::size_t rows) {
+    for (Stored &stored : _stored) {
+        if (!std::holds_alternative<std::vector<TextRun>>(stored.values)) {
+            std::visit([rows](auto &values) { values.reserve(rows); }, stored.values);
+        }
+    }
+}
+
 void ColumnBlock::clear() {
     for (std::size_t column = 0; column < _stored.size(); ++column) {
         clear_column(column);

@@ -67,6 +67,9 @@ public:
      */
     void add_reports(std::size_t first, std::span<const _QorProfileReport> reports);
 
+    /** Makes room for so many rows in all columns of numbers, so that they need not grow. */
+    void reserve(std::size_t rows);
+
     /** Removes all rows, and keeps the room. */
     void clear();
 

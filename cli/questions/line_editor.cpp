@@ -96,6 +96,8 @@ public:
         _prompt = prompt;
         _is_interrupted = false;
         int count = 0;
+        // Before the prompt is shown, or the terminal itself takes a Ctrl-D that answers it at once.
+        el_set(_editor.get(), EL_PREP_TERM, 1);
         const wchar_t *const line = el_wgets(_editor.get(), &count);
         if (_is_interrupted) {
             std::fputs("^C\n", stdout);

@@ -8,6 +8,7 @@
 #include <limits>
 #include <utility>
 
+#include "cli/dumps/input.h"
 #include "cli/questions/native_block.h"
 #include "cli/questions/row_binary.h"
 
@@ -246,6 +247,10 @@ void ShardLoader::add(const Ticket &ticket, LoadTable table, std::size_t rows,
     std::unique_ptr<Insert> &open = _open.at(static_cast<std::size_t>(table));
     if (!open) {
         open = std::make_unique<Insert>(Insert{table, ColumnBlock(loaded_columns(table)), {}});
+        if (table == LoadTable::Reports) {
+            // Columns that grow leave holes in the heap, as large as the rows.
+            open->rows.reserve(std::min(_target.insert_rows, kInsertRows) + ReportInput::kPieceReports);
+        }
     }
     if (open->segments.empty() || open->segments.back().ticket != ticket) {
         open->segments.push_back({ticket, 0});
@@ -301,10 +306,10 @@ ShardLoader::Outcome ShardLoader::end() {
     return std::move(_outcome);
 }
 
-/** Waits for room: the inserts that wait are as many as the connections, or fewer. */
+/** Waits for a thread that is free, so that no more inserts are held than are sent. */
 void ShardLoader::send(std::unique_ptr<Insert> insert) {
     std::unique_lock lock(_mutex);
-    _changed.wait(lock, [this] { return _has_failed || _queue.empty(); });
+    _changed.wait(lock, [this] { return _has_failed || _queue.size() + _busy < _target.connections; });
     if (!_has_failed) {
         _queue.push_back(std::move(insert));
         lock.unlock();

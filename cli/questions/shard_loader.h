@@ -63,8 +63,8 @@ struct ShardTarget {
 /**
  * Rows and marks for one server. What is added is sent in the background; an insert that fails is sent again under a
  * new number, because nobody knows what became of the first. When a server stays away, the rest is dropped, and what
- * has no mark is lost: `end` tells. One thread at a time calls it. At most `connections` + 1 inserts are on
- * their way, and one of each table is being filled.
+ * has no mark is lost: `end` tells. One thread at a time calls it. At most `connections` inserts are on their way, and
+ * one of each table is being filled.
  */
 class ShardLoader {
 public:

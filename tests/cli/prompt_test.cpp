@@ -50,7 +50,7 @@ protected:
             EXPECT_TRUE(program.waits_for_output(kPrompt));
         }
 
-        /** Types, and waits until `text` is shown. Before Ctrl-D the prompt must be there: the terminal takes it
+        /** Types, and waits until `text` is shown. Before Ctrl-D that must be the prompt: the terminal takes it
          * otherwise. */
         void enter(const std::string &keys, const std::string &text) {
             program.type(keys);

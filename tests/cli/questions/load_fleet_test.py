@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
 """Tests `qorstat load` with ClickHouse itself: two servers on loopback, the shards of a cluster.
 
-    load_fleet_test.py QORSTAT GENERATE_FLEET SOURCE (shard | kills ROUNDS [SEED] | questions)
+    load_fleet_test.py QORSTAT GENERATE_FLEET SOURCE (shard | kills ROUNDS [SEED] | questions | retention)
 
 shard      a shard is killed in mid-load; the next load finishes, and every count is that of decode and metrics
 kills      loads that are killed at random moments, with servers that are, until every count is exact
 questions  every question for fleets and every query of the dashboard runs
+retention  the statements of docs/fleet.md remove what is old, and nothing else
 
 SOURCE is the folder of the sources. Ends with 77 where ClickHouse cannot be had.
 """
@@ -225,7 +226,67 @@ def check_questions(qorstat, generate, source):
         print(f"{len(queries)} queries of the dashboard")
 
 
-CHECKS = {"shard": check_shard, "kills": check_kills, "questions": check_questions}
+def statements_of_page(source, moment):
+    """Those about retention, as two lists: of marks and of rows; and the query that says how many are not done."""
+    page = (source / "docs" / "fleet.md").read_text()
+    lines = re.findall("^    (.*)", page[page.index("## Retention"):page.index("## Dashboard")], re.M)
+    marks = [re.sub(r"'\d{4}-\S+ \S+'", f"'{moment}'", line) for line in lines if "TABLE qor.dumps_data" in line]
+    rows = [line for line in lines if line.startswith("ALTER") and "TABLE qor.dumps_data" not in line]
+    (unfinished,) = (line for line in lines if line.startswith("SELECT"))
+    assert len(marks) == 2 and moment in marks[0] and len(rows) == 4, lines
+    return marks, rows, unfinished
+
+
+def count_rows(servers, table):
+    return sum(int(servers.ask(f"SELECT count() FROM {table}", server=server)[0][0]) for server in (0, 1))
+
+
+def check_retention(qorstat, generate, source):
+    """Old dumps, one of them with a late clock; old and new stores of them; new dumps; records; rows without a mark."""
+    with surroundings(qorstat, generate, source, 6, 5000) as (old, servers):
+        new = old.copied("new-")
+        records = pathlib.Path(new.folder.parent, "recorded")
+        run(qorstat, "capture", source / "tests" / "data" / "small.toml", "--kind", "fault", "-o", records)
+        run(*old.command(servers, "--taken", "2026-01-01T00:00:00Z"), records)
+        assert count_rows(servers, "records_data") > 0, "there are records to forget"
+        time.sleep(2)
+        ((moment,),) = servers.ask("SELECT now()")
+        late = old.dumps[0]
+        run(*old.command(servers, "--time-sync", "qor=7200s,calendar=2026-11-21T10:24:08Z")[:-1], late)
+        # The only store of a device counts, however old it is.
+        run(*old.command(servers, "--taken", "2026-02-01T00:00:00Z")[:-1], *old.stores[1:])
+        run(*new.command(servers))
+        for server in (0, 1):
+            columns = ", ".join(row[0] for row in servers.ask("DESCRIBE TABLE reports_data", server=server)[:-1])
+            servers.ask(f"INSERT INTO reports_data ({columns}, load) SELECT {columns}, 1 FROM reports_data LIMIT 100",
+                        server=server)
+        old.expect_exact(servers)
+        values = int(servers.ask("SELECT count() FROM distribution")[0][0])
+        counted = int(servers.ask("SELECT count() FROM reports")[0][0])
+        assert count_rows(servers, "reports_data") == counted + 200
+        marks, rows, unfinished = statements_of_page(source, moment)
+        for statements in (marks, rows):
+            for server in (0, 1):
+                for statement in statements:
+                    servers.ask(statement, "default", server)
+                while servers.ask(unfinished, "default", server) != [["0"]]:
+                    time.sleep(0.1)
+        new.expect_exact(servers)
+        left = servers.ask("SELECT device, reports, sync_qor FROM dumps WHERE device LIKE 'device%'")
+        assert left == [[late.stem, str(old.statistics[late.stem]["reports"]), "7200000000000"]], left
+        # What is stored is what counts.
+        counted = int(servers.ask("SELECT count() FROM reports")[0][0])
+        assert counted == sum(told["reports"] for told in new.statistics.values()) + int(left[0][1])
+        assert count_rows(servers, "reports_data") == counted and count_rows(servers, "records_data") == 0
+        assert count_rows(servers, "distribution_data") == values == int(servers.ask("SELECT count() FROM distribution")[0][0])
+        print(f"{counted} reports and {values} values are left")
+        out = run(*old.command(servers)[:-1], *old.dumps)
+        assert out.startswith("loaded 5 dumps with ") and out.endswith("; 1 there already\n"), out
+        for fleet in (old, new):
+            fleet.expect_exact(servers)
+
+
+CHECKS = {"shard": check_shard, "kills": check_kills, "questions": check_questions, "retention": check_retention}
 
 
 def main(qorstat, generate, source, check, *arguments):
