@@ -255,9 +255,8 @@ Argument negated_filter(const char *option, ValueKind kind, std::vector<std::str
     return argument;
 }
 
-/** A file is whole at its end, and there is none while a dump is followed. */
-Argument excluding_follow(Argument argument) {
-    argument.excludes = "--follow";
+Argument excluding(const char *option, Argument argument) {
+    argument.excludes = option;
     return argument;
 }
 
@@ -295,18 +294,8 @@ Verb declare_decode() {
                        .target = &clock.live_description,
                        .help = "Read the clock of this device for every report"},
                       with_live(confine_option(clock.folder_of_files)),
-                      {.name = "--time-sync",
-                       .value_name = "SYNC",
-                       .target = &clock.time_sync,
-                       .help = "Both clocks at one instant: qor=TIME,calendar=TIME",
-                       .excludes = "--live",
-                       .kind = ValueKind::Other},
-                      {.name = "--boot-time",
-                       .value_name = "TIME",
-                       .target = boot_time_reader(clock.boot_time),
-                       .help = "When the host booted: a date and time, or microseconds",
-                       .excludes = "--live",
-                       .kind = ValueKind::Other},
+                      excluding("--live", time_sync_argument(clock.time_sync)),
+                      excluding("--live", boot_time_argument(clock.boot_time)),
                       {.name = "--time-zone",
                        .value_name = "NAME",
                        .target = &arguments->time_zone,
@@ -386,7 +375,8 @@ Verb declare_decode() {
                        .target = &arguments->is_strict,
                        .help = "Refuse what does not look like a dump; exit with 1 if\n"
                                "a partial report is at the end"},
-                      excluding_follow(output_argument(arguments->output_file)),
+                      // A file is whole at its end, and there is none while a dump is followed.
+                      excluding("--follow", output_argument(arguments->output_file)),
                       no_pager_argument(arguments->has_no_pager)},
         .examples = {"qorstat decode dump.bin --category sensor,wake --around 7201.5s",
                      "qorstat decode - --format chrome-trace < dump.bin > trace.json"},

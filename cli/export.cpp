@@ -19,6 +19,7 @@
 #include "cli/questions/native_block.h"
 #include "cli/questions/parquet_file.h"
 #include "cli/questions/recordings.h"
+#include "cli/questions/schema_text.h"
 #include "cli/questions/table_rows.h"
 #include "cli/questions/tables.h"
 #include "cli/records/json.h"
@@ -44,20 +45,11 @@ struct ExportArguments {
     std::optional<std::string> output_file;
 };
 
-const Table &table_of(const ExportArguments &arguments) {
-    for (const Table &table : kTables) {
-        if (table.name == arguments.table) {
-            return table;
-        }
-    }
-    throw WrongUse("no table " + arguments.table); // the parser knows the same names
-}
-
 /** Gathers rows, and writes them in blocks. */
 class TableWriter {
 public:
     TableWriter(const ExportArguments &arguments, Output &output)
-        : _output(output), _block(exported_columns(table_of(arguments))) {
+        : _output(output), _block(exported_columns(table_named(arguments.table))) {
         if (arguments.format == "parquet") {
             _parquet.emplace(arguments.table, _block.columns(), [this](std::string_view bytes) { put(bytes); });
         }
@@ -251,20 +243,13 @@ int export_table(const ExportArguments &arguments) {
     bool has_any = false;
     while (std::optional<OpenRecording> open = recordings.next()) {
         has_any |= write_recording(recordings, std::move(*open), arguments, clock, writer);
+        writer.write_when_full();
     }
     if (has_any) {
         writer.finish();
         file.finish();
     }
     return recordings.has_failed() ? kExitFailed : kExitOk;
-}
-
-std::vector<std::string> names_of_tables() {
-    std::vector<std::string> names;
-    for (const Table &table : kTables) {
-        names.emplace_back(table.name);
-    }
-    return names;
 }
 
 } // namespace
@@ -281,20 +266,12 @@ Verb declare_export() {
                            .help = "clickhouse (blocks of its Native format), parquet"},
                           {.name = "--table",
                            .value_name = "TABLE",
-                           .target = word_reader(arguments->table, names_of_tables()),
+                           .target = word_reader(arguments->table, table_names()),
                            .help = "reports (default), dumps, scalar, distribution,\nrecords"},
-                          {.name = "--device",
-                           .value_name = "NAME",
-                           .target = &arguments->device,
-                           .help = "The device of all inputs; default: each file's name"},
-                          {.name = "--time-sync",
-                           .value_name = "SYNC",
-                           .target = &arguments->clock.time_sync,
-                           .help = "Of dumps: both clocks at one instant,\nqor=TIME,calendar=TIME"},
-                          {.name = "--boot-time",
-                           .value_name = "TIME",
-                           .target = boot_time_reader(arguments->clock.boot_time),
-                           .help = "Of dumps: when the host booted"},
+                          device_argument(arguments->device),
+                          time_sync_argument(arguments->clock.time_sync,
+                                             "Of dumps: both clocks at one instant,\nqor=TIME,calendar=TIME"),
+                          boot_time_argument(arguments->clock.boot_time, "Of dumps: when the host booted"),
                           output_argument(arguments->output_file)},
             .notes = "The same columns as qorstat query has, but those that follow from others.",
             .examples = {"qorstat export dumps/ --format parquet -o reports.parquet",

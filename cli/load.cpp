@@ -5,7 +5,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -15,6 +14,7 @@
 #include "cli/arguments/whole_number.h"
 #include "cli/arguments/wrong_use.h"
 #include "cli/dumps/clock.h"
+#include "cli/questions/engine_names.h"
 #include "cli/questions/http_connection.h"
 #include "cli/questions/loader.h"
 #include "cli/questions/recordings.h"
@@ -40,7 +40,7 @@ struct LoadArguments {
     std::vector<std::string> inputs;
     std::optional<std::string> files_from;
     std::vector<std::string> urls;
-    std::optional<std::string> cluster;
+    std::string cluster; ///< empty for none
     std::string database = "qor";
     std::optional<std::string> device;
     std::optional<BootTime> taken;
@@ -50,11 +50,6 @@ struct LoadArguments {
     std::optional<double> patience;
     std::optional<double> silence;
 };
-
-bool consists_of(std::string_view text, std::string_view punctuation) {
-    return !text.empty() && text.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789" +
-                                                   std::string(punctuation)) == std::string_view::npos;
-}
 
 void require_range(const char *option, const std::optional<std::uint64_t> &number, std::uint64_t most) {
     if (number && (*number == 0 || *number > most)) {
@@ -72,28 +67,27 @@ void check_use(const LoadArguments &arguments) {
     for (const std::string &url : arguments.urls) {
         require_plain_url("--to", url);
     }
-    if (arguments.urls.size() > 1 && !arguments.cluster) {
+    if (arguments.urls.size() > 1 && arguments.cluster.empty()) {
         throw WrongUse("several --to require --cluster, and name a server of each of its shards");
-    }
-    if (!consists_of(arguments.database, "_") || (arguments.database[0] >= '0' && arguments.database[0] <= '9')) {
-        throw WrongUse(invalid_value("--database", arguments.database) +
-                       ": expected letters, digits and _, and no digit at the start");
-    }
-    if (arguments.cluster && !consists_of(*arguments.cluster, "_-.")) {
-        throw WrongUse(invalid_value("--cluster", *arguments.cluster) + ": expected letters, digits, _, - and .");
     }
     require_range("--connections", arguments.connections, kMostConnections);
     require_range("--insert-rows", arguments.insert_rows, kMostInsertRows);
 }
 
+/** Empty for a variable that is not set. */
+std::string text_of_variable(const char *variable) {
+    const char *const text = std::getenv(variable); // NOLINT(concurrency-mt-unsafe): no thread has started
+    return text == nullptr ? "" : text;
+}
+
 /** A password is never on the command line, where every user of the machine can read it. */
 std::optional<Credentials> credentials_of_environment() {
-    const char *const user = std::getenv("QORSTAT_CLICKHOUSE_USER");
-    const char *const password = std::getenv("QORSTAT_CLICKHOUSE_PASSWORD");
-    if (user == nullptr && password == nullptr) {
+    const std::string user = text_of_variable("QORSTAT_CLICKHOUSE_USER");
+    const std::string password = text_of_variable("QORSTAT_CLICKHOUSE_PASSWORD");
+    if (user.empty() && password.empty()) {
         return std::nullopt;
     }
-    return Credentials{user == nullptr ? "default" : user, password == nullptr ? "" : password};
+    return Credentials{user.empty() ? "default" : user, password};
 }
 
 std::chrono::milliseconds in_milliseconds(double seconds) {
@@ -105,7 +99,9 @@ LoadOptions options_of(const LoadArguments &arguments) {
     options.urls = arguments.urls;
     options.credentials = credentials_of_environment();
     options.database = arguments.database;
-    options.cluster = arguments.cluster;
+    if (!arguments.cluster.empty()) {
+        options.cluster = arguments.cluster;
+    }
     options.connections = arguments.connections.value_or(options.connections);
     options.insert_rows = arguments.insert_rows.value_or(options.insert_rows);
     options.patience = in_milliseconds(arguments.patience.value_or(kPatienceSeconds));
@@ -184,61 +180,61 @@ int load(const LoadArguments &arguments) {
 
 Verb declare_load() {
     const auto arguments = std::make_shared<LoadArguments>();
-    return {
-        .arguments = {inputs_argument(arguments->inputs,
-                                      "Dumps, records, stores, folders of them;\n- is standard input"),
-                      files_from_argument(arguments->files_from),
-                      {.name = "--to",
-                       .value_name = "URL",
-                       .target = &arguments->urls,
-                       .help = "ClickHouse's HTTP interface; with --cluster one of\neach shard",
-                       .is_repeated = true},
-                      {.name = "--cluster",
-                       .value_name = "NAME",
-                       .target = &arguments->cluster,
-                       .help = "Into the shards of a cluster, each device into one"},
-                      {.name = "--database",
-                       .value_name = "NAME",
-                       .target = &arguments->database,
-                       .help = "Made if it is missing; default: qor"},
-                      {.name = "--device",
-                       .value_name = "NAME",
-                       .target = &arguments->device,
-                       .help = "The device of all inputs; default: their file names"},
-                      {.name = "--taken",
-                       .value_name = "TIME",
-                       .target = boot_time_reader(arguments->taken),
-                       .help = "When the stores were taken; default: last written to"},
-                      {.name = "--time-sync",
-                       .value_name = "SYNC",
-                       .target = &arguments->clock.time_sync,
-                       .help = "Both clocks at one instant: qor=TIME,calendar=TIME;\nalso for what is loaded already"},
-                      {.name = "--boot-time",
-                       .value_name = "TIME",
-                       .target = boot_time_reader(arguments->clock.boot_time),
-                       .help = "When the host booted: a date and time, or microseconds"},
-                      {.name = "--connections",
-                       .value_name = "N",
-                       .target = whole_number_reader(arguments->connections),
-                       .help = "So many to each server, 1 to 16; default: 2"},
-                      {.name = "--insert-rows",
-                       .value_name = "N",
-                       .target = whole_number_reader(arguments->insert_rows),
-                       .help = "At least so many rows in an insert; default: 1048576"},
-                      {.name = "--retry-for",
-                       .value_name = "SECONDS",
-                       .target = seconds_reader(arguments->patience, {0, 86'400}),
-                       .help = "How long a server may be away; default: 60"},
-                      {.name = "--timeout",
-                       .value_name = "SECONDS",
-                       .target = seconds_reader(arguments->silence, {1, 86'400}),
-                       .help = "How long a server may be silent; default: 300"}},
-        .notes = "What is complete is not loaded again, so a load that ended early is repeated as\n"
-                 "it was. QORSTAT_CLICKHOUSE_USER and QORSTAT_CLICKHOUSE_PASSWORD, or ~/.netrc,\n"
-                 "say who loads.",
-        .examples = {"qorstat load --to http://localhost:8123 dumps/ day.db",
-                     "qorstat load --to http://a:8123 --to http://b:8123 --cluster fleet dumps/"},
-        .run = [arguments] { return load(*arguments); }};
+    return {.arguments = {inputs_argument(arguments->inputs,
+                                          "Dumps, records, stores, folders of them;\n- is standard input"),
+                          files_from_argument(arguments->files_from),
+                          {.name = "--to",
+                           .value_name = "URL",
+                           .target = &arguments->urls,
+                           .help = "ClickHouse's HTTP interface; with --cluster one of\neach shard",
+                           .is_repeated = true,
+                           .kind = ValueKind::Other},
+                          {.name = "--cluster",
+                           .value_name = "NAME",
+                           .target = cluster_reader(arguments->cluster),
+                           .help = "Into the shards of a cluster, each device into one",
+                           .kind = ValueKind::Other},
+                          {.name = "--database",
+                           .value_name = "NAME",
+                           .target = database_reader(arguments->database),
+                           .help = "Made if it is missing; default: qor",
+                           .kind = ValueKind::Other},
+                          device_argument(arguments->device),
+                          {.name = "--taken",
+                           .value_name = "TIME",
+                           .target = boot_time_reader(arguments->taken),
+                           .help = "When the stores were taken; default: last written to",
+                           .kind = ValueKind::Other},
+                          time_sync_argument(
+                              arguments->clock.time_sync,
+                              "Both clocks at one instant: qor=TIME,calendar=TIME;\nalso for what is loaded already"),
+                          boot_time_argument(arguments->clock.boot_time),
+                          {.name = "--connections",
+                           .value_name = "N",
+                           .target = whole_number_reader(arguments->connections),
+                           .help = "So many to each server, 1 to 16; default: 2",
+                           .kind = ValueKind::Other},
+                          {.name = "--insert-rows",
+                           .value_name = "N",
+                           .target = whole_number_reader(arguments->insert_rows),
+                           .help = "At least so many rows in an insert; default: 1048576",
+                           .kind = ValueKind::Other},
+                          {.name = "--retry-for",
+                           .value_name = "SECONDS",
+                           .target = seconds_reader(arguments->patience, {0, 86'400}),
+                           .help = "How long a server may be away; default: 60",
+                           .kind = ValueKind::Other},
+                          {.name = "--timeout",
+                           .value_name = "SECONDS",
+                           .target = seconds_reader(arguments->silence, {1, 86'400}),
+                           .help = "How long a server may be silent; default: 300",
+                           .kind = ValueKind::Other}},
+            .notes = "What is complete is not loaded again, so a load that ended early is repeated as\n"
+                     "it was. QORSTAT_CLICKHOUSE_USER and QORSTAT_CLICKHOUSE_PASSWORD, or ~/.netrc,\n"
+                     "say who loads.",
+            .examples = {"qorstat load --to http://localhost:8123 dumps/ day.db",
+                         "qorstat load --to http://a:8123 --to http://b:8123 --cluster fleet dumps/"},
+            .run = [arguments] { return load(*arguments); }};
 }
 
 } // namespace cli

@@ -11,7 +11,7 @@
 #include "cli/arguments/wrong_use.h"
 #include "cli/questions/engine_names.h"
 #include "cli/questions/engine_schema.h"
-#include "cli/questions/tables.h"
+#include "cli/questions/schema_text.h"
 #include "cli/terminal/output.h"
 #include "cli/terminal/output_file.h"
 #include "cli/verbs.h"
@@ -27,14 +27,6 @@ struct SchemaArguments {
     std::vector<std::string> tables;
     std::optional<std::string> output_file;
 };
-
-std::vector<std::string> table_names() {
-    std::vector<std::string> names;
-    for (const Table &table : kTables) {
-        names.emplace_back(table.name);
-    }
-    return names;
-}
 
 /** Options of one engine alone mean nothing for another. */
 void require_engine(const char *option, bool is_given, const std::string &engine, const char *its_engine) {

@@ -29,6 +29,14 @@ Argument files_from_argument(std::optional<std::string> &file) {
             .help = "Also the inputs in this list, by line or by NUL"};
 }
 
+Argument device_argument(std::optional<std::string> &device) {
+    return {.name = "--device",
+            .value_name = "NAME",
+            .target = &device,
+            .help = "The device of all inputs; default: each file's name",
+            .kind = ValueKind::Other};
+}
+
 Argument output_argument(std::optional<std::string> &file, const char *help) {
     return {.name = "--output", .short_name = "-o", .value_name = "FILE", .target = file_reader(file), .help = help};
 }

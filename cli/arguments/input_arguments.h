@@ -18,6 +18,9 @@ Argument inputs_argument(std::vector<std::string> &inputs, const char *help);
 /** `--files-from LIST`. @param file  stays empty when the option is not given. */
 Argument files_from_argument(std::optional<std::string> &file);
 
+/** `--device NAME`. @param device  stays empty when the option is not given. */
+Argument device_argument(std::optional<std::string> &device);
+
 /** `-o FILE` or `--output FILE`. @param file  stays empty when the option is not given. */
 Argument output_argument(std::optional<std::string> &file,
                          const char *help = "Write to this file: whole, or not at all");

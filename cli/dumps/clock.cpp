@@ -84,6 +84,18 @@ ValueReader boot_time_reader(std::optional<BootTime> &time) {
     };
 }
 
+Argument time_sync_argument(std::optional<std::string> &text, const char *help) {
+    return {.name = "--time-sync", .value_name = "SYNC", .target = &text, .help = help, .kind = ValueKind::Other};
+}
+
+Argument boot_time_argument(std::optional<BootTime> &time, const char *help) {
+    return {.name = "--boot-time",
+            .value_name = "TIME",
+            .target = boot_time_reader(time),
+            .help = help,
+            .kind = ValueKind::Other};
+}
+
 /** A described device in the registry. The plug-in is not loaded. */
 struct DumpClock::LiveDevice {
     explicit LiveDevice(host::DeviceDescription description) : device(std::move(description), queue) {}

@@ -36,6 +36,14 @@ decoder::time_sync parse_time_sync(const std::string &text);
  */
 ValueReader boot_time_reader(std::optional<BootTime> &time);
 
+/** `--time-sync SYNC`. @param text  stays empty when the option is not given. */
+Argument time_sync_argument(std::optional<std::string> &text,
+                            const char *help = "Both clocks at one instant: qor=TIME,calendar=TIME");
+
+/** `--boot-time TIME`. @param time  stays empty when the option is not given. */
+Argument boot_time_argument(std::optional<BootTime> &time,
+                            const char *help = "When the host booted: a date and time, or microseconds");
+
 /** The clock to use for each report. Any thread. */
 class DumpClock {
 public:

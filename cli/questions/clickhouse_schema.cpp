@@ -7,6 +7,7 @@
 
 #include "cli/questions/engine_schema.h"
 #include "cli/questions/name_rows.h"
+#include "cli/questions/native_block.h"
 #include "cli/questions/payload_sql.h"
 #include "cli/questions/schema_text.h"
 #include "qor/categories.h"
@@ -19,30 +20,6 @@ namespace {
 
 std::string call(std::string_view function, const std::string &arguments) {
     return std::string(function) + "(" + arguments + ")";
-}
-
-std::string type_name(ColumnType type) {
-    switch (type) {
-    case ColumnType::Text:
-        return "String";
-    case ColumnType::Unsigned8:
-        return "UInt8";
-    case ColumnType::Unsigned16:
-        return "UInt16";
-    case ColumnType::Unsigned32:
-        return "UInt32";
-    case ColumnType::Unsigned64:
-        return "UInt64";
-    case ColumnType::Signed8:
-        return "Int8";
-    case ColumnType::Signed32:
-        return "Int32";
-    case ColumnType::Signed64:
-        return "Int64";
-    case ColumnType::Real:
-        return "Float64";
-    }
-    return "";
 }
 
 /** Ids and their names as the arguments of a look-up. */
@@ -91,7 +68,7 @@ public:
     }
 
     std::string cast(const std::string &number, ColumnType type) const override {
-        return call("to" + type_name(type), number);
+        return call("to" + native_type(type), number);
     }
 
     std::string as_signed(const std::string &number, unsigned bits) const override {
@@ -315,19 +292,23 @@ std::string names_select() {
                [&place](const Column &column) {
                    const std::string value = "tupleElement(names_row, " + std::to_string(++place) + ")";
                    const std::string cast =
-                       column.type == ColumnType::Text ? value : "to" + type_name(column.type) + call("", value);
+                       column.type == ColumnType::Text ? value : "to" + native_type(column.type) + call("", value);
                    return (column.may_be_null ? "if(" + value + " < 0, NULL, " + cast + ")" : cast) + " AS " +
                           std::string(column.name);
                })) +
            "FROM\n(\n    SELECT arrayJoin([" + name_tuples("-1") + "\n    ]) AS names_row\n) AS listed";
 }
 
+/** The columns as the tables of rows have them: the hash of a dump as a number. */
+std::vector<DescribedColumn> stored_columns(std::span<const Column> columns) {
+    return described_columns(columns, [](const Column &column) {
+        return std::string(column.name) + " " + (column.name == "dump" ? "UInt64" : native_type(column));
+    });
+}
+
 /** A table of rows, each with the number of its insert. */
 std::string data_table(const std::string &name, std::span<const Column> columns, std::string_view order) {
-    std::vector<DescribedColumn> made = described_columns(columns, [](const Column &column) {
-        const std::string type = column.name == "dump" ? "UInt64" : type_name(column.type);
-        return std::string(column.name) + " " + (column.may_be_null ? "Nullable(" + type + ")" : type);
-    });
+    std::vector<DescribedColumn> made = stored_columns(columns);
     made.push_back({"load UInt64", "the number of the insert; the row counts where a mark has it"});
     return "CREATE TABLE IF NOT EXISTS " + name + "\n(\n" + column_lines(made) + ")\nENGINE = MergeTree ORDER BY (" +
            std::string(order) + ")";
@@ -335,14 +316,12 @@ std::string data_table(const std::string &name, std::span<const Column> columns,
 
 /** The marks: the columns of `dumps`, and what tells which rows count. */
 std::string marks_table(const std::string &database) {
-    std::vector<DescribedColumn> made = described_columns(kDumpColumns, [](const Column &column) {
-        const std::string type = column.name == "dump" ? "UInt64" : type_name(column.type);
-        return std::string(column.name) + " " + (column.may_be_null ? "Nullable(" + type + ")" : type);
-    });
+    std::vector<DescribedColumn> made = stored_columns(kDumpColumns);
     made.push_back({"kind UInt8", "0: a dump, 1: a file of records, 2: a store"});
-    made.push_back({"taken Int64", "of a store: when it was last written to, since 1970; in microseconds"});
+    made.push_back({"taken Int64",
+                    "of a store: when it was last written to, or the time given for it, since 1970 (microseconds)"});
     made.push_back({"loads Array(UInt64)", "the numbers of the inserts that have its rows"});
-    made.push_back({"version UInt64", "when the mark was written, since 1970; the newest one counts; in nanoseconds"});
+    made.push_back({"version UInt64", "when the mark was written, since 1970; the newest one counts (nanoseconds)"});
     return "CREATE TABLE IF NOT EXISTS " + database + ".dumps_data\n(\n" + column_lines(made) +
            ")\nENGINE = MergeTree ORDER BY (device, dump, version)";
 }
@@ -362,6 +341,19 @@ struct View {
     std::string_view meaning;
     std::string select;
 };
+
+std::string view_statement(const std::string &name, std::string_view meaning, const std::string &select) {
+    return "-- " + std::string(meaning) + "\nCREATE VIEW IF NOT EXISTS " + name + " AS\n" + select;
+}
+
+/** @param local  the end of the name of the view that each server has. */
+std::string table_over_servers(const ClickHouseSchemaOptions &options, std::string_view view,
+                               const std::string &local) {
+    const std::string name(view);
+    const std::string whole_name = options.database + "." + name;
+    return "CREATE TABLE IF NOT EXISTS " + whole_name + " AS " + whole_name + local + "\nENGINE = Distributed(" +
+           sql_literal(options.cluster) + ", " + options.database + ", " + name + local + ", sipHash64(device))";
+}
 
 } // namespace
 
@@ -392,17 +384,13 @@ std::vector<std::string> clickhouse_statements(const ClickHouseSchemaOptions &op
         data_table(in_database("scalar_data"), kScalarColumns, "device, key"),
         data_table(in_database("distribution_data"), kDistributionColumns, "device, key"),
         data_table(in_database("records_data"), kRecordColumns, "device, file"),
-        "-- " + std::string(kNameTable.meaning) + "\nCREATE VIEW IF NOT EXISTS " + in_database(kNameTable.name) +
-            " AS\n" + names_select(),
+        view_statement(in_database(kNameTable.name), kNameTable.meaning, names_select()),
     };
     for (const View &view : views) {
         const std::string name = in_database(view.name);
-        statements.push_back("-- " + std::string(view.meaning) + "\nCREATE VIEW IF NOT EXISTS " + name + local +
-                             " AS\n" + view.select);
+        statements.push_back(view_statement(name + local, view.meaning, view.select));
         if (!options.cluster.empty()) {
-            statements.push_back("CREATE TABLE IF NOT EXISTS " + name + " AS " + name + local +
-                                 "\nENGINE = Distributed(" + sql_literal(options.cluster) + ", " + database + ", " +
-                                 std::string(view.name) + local + ", sipHash64(device))");
+            statements.push_back(table_over_servers(options, view.name, local));
         }
     }
     return statements;

@@ -181,7 +181,7 @@ std::string view_statement(std::string_view name, std::string_view meaning, cons
 std::string reports_select(const DuckDbSchemaOptions &options) {
     const bool has_clocks = has(options, "dumps");
     const std::vector<DescribedColumn> columns = described_columns(kReportColumns, [has_clocks](const Column &column) {
-        const std::string name(column.name);
+        std::string name(column.name);
         const auto named = [&name](const std::string &ids) {
             return name_or_number(ids, name + "_id") + " AS " + name;
         };

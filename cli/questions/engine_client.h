@@ -1,14 +1,18 @@
 /** ClickHouse over its HTTP interface. */
 #pragma once
 
+#include <charconv>
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 #include "cli/questions/http_connection.h"
+#include "host/error.h"
 
 namespace cli {
 
@@ -32,6 +36,18 @@ std::string quoted(std::string_view text);
 
 /** Reads what the engine answers in its format TabSeparated. Nothing when a row has not `columns` cells. */
 std::optional<AnswerRows> parse_answer(std::string_view text, std::size_t columns);
+
+/** A whole cell as a number. @throws EngineFailure for one that is none, or does not fit. */
+template <typename Number>
+Number number_in(std::string_view cell) {
+    Number number{};
+    const auto [end, error] = std::from_chars(cell.data(), cell.data() + cell.size(), number);
+    if (error != std::errc() || end != cell.data() + cell.size()) {
+        throw EngineFailure("the server answers with " + host::in_quotes(cell.substr(0, 40)) + " instead of a number",
+                            false);
+    }
+    return number;
+}
 
 /** One server, asked over one connection. One thread at a time. */
 class EngineClient {

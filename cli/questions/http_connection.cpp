@@ -16,13 +16,15 @@ void require_plain_url(const std::string &option, const std::string &url) {
     for (const std::string_view scheme : {"http://", "https://"}) {
         start = rest.starts_with(scheme) ? scheme.size() : start;
     }
-    const std::string_view server = rest.substr(start).substr(0, rest.substr(start).find_first_of("/?#"));
-    if (server.find('@') != std::string_view::npos || (start == 0 && url.find('@') != std::string::npos)) {
-        throw WrongUse(option + " takes a URL without a user and password: give them in QORSTAT_CLICKHOUSE_USER and "
-                                "QORSTAT_CLICKHOUSE_PASSWORD, or in ~/.netrc");
+    const std::string_view server = rest.substr(start).substr(0, rest.substr(start).find('/'));
+    const bool has_user = (start == 0 || server.empty() ? rest : server).find('@') != std::string_view::npos;
+    // A password may also stand in a query, so the message does not repeat the URL.
+    if (has_user || url.find_first_of("?#") != std::string::npos) {
+        throw WrongUse(option +
+                       " takes http://HOST:PORT or https://HOST:PORT without a user, password or query: give user "
+                       "and password in QORSTAT_CLICKHOUSE_USER and QORSTAT_CLICKHOUSE_PASSWORD, or in ~/.netrc");
     }
-    const bool is_plain =
-        std::all_of(url.begin(), url.end(), [](char c) { return c > ' ' && c != '\x7f' && c != '?' && c != '#'; });
+    const bool is_plain = std::all_of(url.begin(), url.end(), [](char c) { return c > ' ' && c != '\x7f'; });
     if (start == 0 || server.empty() || !is_plain) {
         throw WrongUse(invalid_value(option, url) + ": expected http://HOST:PORT or https://HOST:PORT");
     }

@@ -157,10 +157,11 @@ private:
         const auto known =
             std::find_if(kCommands.begin(), kCommands.end(), [&](const Command &one) { return one.name == command; });
         if (known == kCommands.end()) {
-            throw host::Error("", "", "no command \"" + command + "\"" + suggestion(command) + "; .help shows all");
+            throw host::Error("", "",
+                              "no command " + host::in_quotes(command) + suggestion(command) + "; .help shows all");
         }
         if (words.size() > (known->arguments.empty() ? 1U : 2U)) {
-            throw host::Error("", "", command + ": \"" + words.back() + "\" is too much");
+            throw host::Error("", "", command + ": unexpected argument " + host::in_quotes(words.back()));
         }
         if (command == ".quit") {
             _has_quit = true;
@@ -202,7 +203,7 @@ private:
         if (format.empty()) {
             _output.write("one of " + all + "\n");
         } else if (std::find(formats.begin(), formats.end(), format) == formats.end()) {
-            throw host::Error("", "", "no format \"" + format + "\": expected one of " + all);
+            throw host::Error("", "", "no format " + host::in_quotes(format) + ": expected one of " + all);
         } else {
             _subject.choose_format(format);
         }

@@ -1,4 +1,5 @@
 #include <array>
+#include <bit>
 #include <cerrno>
 #include <clocale>
 #include <cstdint>
@@ -48,7 +49,7 @@ std::wstring wide(std::string_view text) {
 std::string narrow(std::wstring_view characters) {
     std::string text;
     for (const wchar_t one : characters) {
-        const auto character = static_cast<std::uint32_t>(one);
+        const auto character = std::bit_cast<std::uint32_t>(one);
         const auto tail = [character](unsigned shift) { return static_cast<char>(0x80 | (character >> shift & 0x3F)); };
         if (character < 0x80) {
             text += static_cast<char>(character);

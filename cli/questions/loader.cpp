@@ -157,7 +157,7 @@ LoadSummary Loader::load(RecordingSequence &recordings, std::function<void(std::
             bytes = 0;
         }
     }
-    load_group(recordings, std::move(group));
+    load_group(recordings, group);
     for (Place &place : _places) {
         end(place);
     }
@@ -200,7 +200,7 @@ Loader::Known Loader::read_facts(RecordingSequence &recordings, OpenRecording op
     return known;
 }
 
-void Loader::load_group(RecordingSequence &recordings, std::vector<Known> group) {
+void Loader::load_group(RecordingSequence &recordings, const std::vector<Known> &group) {
     std::vector<std::vector<const Known *>> of_places(_places.size());
     for (const Known &known : group) {
         const std::int64_t time = known.store ? known.mark.taken : 0;

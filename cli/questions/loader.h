@@ -79,7 +79,7 @@ private:
     };
 
     Known read_facts(RecordingSequence &recordings, OpenRecording open) const;
-    void load_group(RecordingSequence &recordings, std::vector<Known> group);
+    void load_group(RecordingSequence &recordings, const std::vector<Known> &group);
     void load_all(RecordingSequence &recordings, Place &place, const std::vector<const Known *> &group);
     void load_one(ShardLoader &shard, const Known &known, const std::vector<LoadMark> &marks);
     void send_records(ShardLoader &shard, const ShardLoader::Ticket &ticket, const Known &known);

@@ -6,21 +6,16 @@
 #include <utility>
 #include <variant>
 
+#include "cli/questions/varint.h"
+
 namespace cli {
 namespace {
 
 // The format has the numbers of a column end to end, as this machine has them.
 static_assert(std::endian::native == std::endian::little);
 
-void append_count(std::string &out, std::uint64_t count) {
-    for (; count >= 0x80; count >>= 7) {
-        out.push_back(static_cast<char>(count | 0x80));
-    }
-    out.push_back(static_cast<char>(count));
-}
-
 void append_text(std::string &out, std::string_view text) {
-    append_count(out, text.size());
+    append_varint(out, text.size());
     out += text;
 }
 
@@ -64,37 +59,39 @@ std::string_view bytes_of(std::span<const Number> numbers) {
 
 } // namespace
 
+std::string native_type(ColumnType type) {
+    switch (type) {
+    case ColumnType::Text:
+        return "String";
+    case ColumnType::Unsigned8:
+        return "UInt8";
+    case ColumnType::Unsigned16:
+        return "UInt16";
+    case ColumnType::Unsigned32:
+        return "UInt32";
+    case ColumnType::Unsigned64:
+        return "UInt64";
+    case ColumnType::Signed8:
+        return "Int8";
+    case ColumnType::Signed32:
+        return "Int32";
+    case ColumnType::Signed64:
+        return "Int64";
+    case ColumnType::Real:
+        break;
+    }
+    return "Float64";
+}
+
 std::string native_type(const Column &column) {
-    const auto type = [&column] {
-        switch (column.type) {
-        case ColumnType::Text:
-            return "String";
-        case ColumnType::Unsigned8:
-            return "UInt8";
-        case ColumnType::Unsigned16:
-            return "UInt16";
-        case ColumnType::Unsigned32:
-            return "UInt32";
-        case ColumnType::Unsigned64:
-            return "UInt64";
-        case ColumnType::Signed8:
-            return "Int8";
-        case ColumnType::Signed32:
-            return "Int32";
-        case ColumnType::Signed64:
-            return "Int64";
-        case ColumnType::Real:
-            break;
-        }
-        return "Float64";
-    }();
-    return column.may_be_null ? "Nullable(" + std::string(type) + ")" : type;
+    const std::string type = native_type(column.type);
+    return column.may_be_null ? "Nullable(" + type + ")" : type;
 }
 
 NativeBlock::NativeBlock(const ColumnBlock &block) {
     std::string start;
-    append_count(start, block.columns().size());
-    append_count(start, block.rows());
+    append_varint(start, block.columns().size());
+    append_varint(start, block.rows());
     add(std::move(start));
     for (std::size_t column = 0; column < block.columns().size(); ++column) {
         add_column(block, column);

@@ -11,7 +11,10 @@
 
 namespace cli {
 
-/** The name of a column's type in ClickHouse, such as "UInt32" and "Nullable(String)". */
+/** The name of a type in ClickHouse, such as "UInt32". */
+std::string native_type(ColumnType type);
+
+/** The same for a column: also "Nullable(String)". */
 std::string native_type(const Column &column);
 
 /**

@@ -5,6 +5,8 @@
 #include <bit>
 #include <type_traits>
 
+#include "cli/questions/varint.h"
+
 namespace cli {
 namespace {
 
@@ -117,13 +119,6 @@ void append_deltas_of(std::string &out, std::span<const Number> numbers) {
 }
 
 } // namespace
-
-void append_varint(std::string &out, std::uint64_t value) {
-    for (; value >= 0x80; value >>= 7) {
-        out.push_back(static_cast<char>(value | 0x80));
-    }
-    out.push_back(static_cast<char>(value));
-}
 
 void append_zigzag(std::string &out, std::int64_t value) {
     append_varint(out, static_cast<std::uint64_t>(value) << 1 ^ static_cast<std::uint64_t>(value >> 63));

@@ -10,10 +10,7 @@
 
 namespace cli {
 
-/** Appends 7 bits a byte, the lowest first. */
-void append_varint(std::string &out, std::uint64_t value);
-
-/** The same for a signed value: small ones of both signs are short. */
+/** Appends a signed value as `append_varint` does: small ones of both signs are short. */
 void append_zigzag(std::string &out, std::int64_t value);
 
 /** The bits that numbers up to `largest` need; 0 for 0. */

@@ -14,6 +14,7 @@
 #include <zstd.h>
 
 #include "cli/questions/parquet_encodings.h"
+#include "cli/questions/varint.h"
 #include "host/count_text.h"
 #include "host/error.h"
 
@@ -26,7 +27,7 @@ static_assert(std::endian::native == std::endian::little);
 constexpr std::string_view kMark = "PAR1"; ///< at the start and at the end
 constexpr int kVersion = 2;
 
-// ---- the numbers that the format gives to things -------------------------------------------------------------------
+// ---- the numbers that the format gives to things
 
 enum PhysicalType : std::uint8_t { kInt32 = 1, kInt64 = 2, kDouble = 5, kByteArray = 6 };
 enum Encoding : std::uint8_t { kPlain = 0, kRle = 3, kDeltas = 5, kDictionary = 8 };
@@ -74,7 +75,6 @@ PhysicalType physical_type(ColumnType type) {
 }
 
 // ---- the descriptions, which are structures in Thrift's compact protocol
-// ---------------------------------------------
 
 /** Writes one structure. Fields must be added by ascending numbers. */
 class Structure {
@@ -189,7 +189,6 @@ void append_schema(std::string &out, const Column &column) {
 }
 
 // ---- values
-// -----------------------------------------------------------------------------------------------------------
 
 /** What readers skip row groups by. */
 struct Limits {
@@ -304,8 +303,8 @@ private:
     void append(Pages &pages, PageType type, std::string_view content, const Describe &describe) {
         const std::size_t most = ZSTD_compressBound(content.size());
         if (most > std::numeric_limits<std::int32_t>::max()) {
-            throw host::Error("", "",
-                              "texts of " + host::count_text(content.size(), "byte") + " in a row group of Parquet");
+            throw host::Error(
+                "", "", "a row group of Parquet has no room for texts of " + host::count_text(content.size(), "byte"));
         }
         _room.resize(most);
         const std::size_t size =

@@ -98,12 +98,12 @@ std::string conditions_sql(const PayloadView &view) {
     for (const ViewCondition &condition : view.conditions) {
         std::string term = id_condition(condition.holds);
         for (const ReportCondition &exception : condition.unless) {
-            term += " AND NOT (" + id_condition(exception) + ")";
+            term.append(" AND NOT (").append(id_condition(exception)).append(")");
         }
         if (view.conditions.size() > 1) {
-            term = "(" + term + ")";
+            term.insert(0, "(").append(")");
         }
-        text += (text.empty() ? "" : " OR ") + term;
+        text.append(text.empty() ? "" : " OR ").append(term);
     }
     return text;
 }

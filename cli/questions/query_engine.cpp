@@ -165,7 +165,7 @@ std::string unknown_table(const std::string &name) {
            std::to_string(payload_views().size()) + " views of payloads" + suggest(name, known);
 }
 
-std::string unknown_column(const std::string &name, const std::string &sql) {
+std::string unknown_column(const std::string &name, std::string_view sql) {
     const std::string own = name.substr(name.rfind('.') + 1);
     std::vector<std::string> known;
     std::string listed;
@@ -192,23 +192,23 @@ std::string unknown_function(sqlite3 *connection, const std::string &name) {
     return "no function " + host::in_quotes(name) + suggest(name, known);
 }
 
-/** In words, what is wrong with a statement. */
-std::string fault_of(sqlite3 *connection, const std::string &sql) {
+/** In words, what is wrong with the statement of `sql` that begins at `start`. */
+std::string fault_of(sqlite3 *connection, const std::string &sql, std::size_t start) {
     const std::string message = sqlite3_errmsg(connection);
-    const auto rest_after = [&message](std::string_view start) {
-        return message.starts_with(start) ? message.substr(start.size()) : "";
+    const auto rest_after = [&message](std::string_view words) {
+        return message.starts_with(words) ? message.substr(words.size()) : "";
     };
     const int offset = sqlite3_error_offset(connection);
     if (const std::string name = rest_after("no such table: "); !name.empty()) {
         return unknown_table(name);
     }
     if (const std::string name = rest_after("no such column: "); !name.empty()) {
-        return unknown_column(name, sql);
+        return unknown_column(name, std::string_view(sql).substr(start));
     }
     if (const std::string name = rest_after("no such function: "); !name.empty()) {
         return unknown_function(connection, name);
     }
-    return message + (offset < 0 ? "" : ", at byte " + std::to_string(offset));
+    return message + (offset < 0 ? "" : ", at byte " + std::to_string(start + static_cast<std::size_t>(offset)));
 }
 
 // ---- results
@@ -394,12 +394,13 @@ struct QueryEngine::Parts {
         std::vector<Statement> statements;
         const char *rest = sql.c_str();
         while (*rest != '\0') {
+            look(); // however many there are
             sqlite3_stmt *made = nullptr;
-            const std::string text = rest;
+            const auto start = static_cast<std::size_t>(rest - sql.c_str());
             const int code = sqlite3_prepare_v2(connection.get(), rest, -1, &made, &rest);
             Statement statement(made);
             if (code != SQLITE_OK) {
-                fail_to_compile(code, text);
+                fail_to_compile(code, sql, start);
             }
             if (!statement) {
                 continue; // a comment, or nothing
@@ -422,7 +423,8 @@ struct QueryEngine::Parts {
         return statements;
     }
 
-    [[noreturn]] void fail_to_compile(int code, const std::string &sql) {
+    /** @param start  of the statement in `sql`. */
+    [[noreturn]] void fail_to_compile(int code, const std::string &sql, std::size_t start) {
         rethrow_error();
         if (const std::string why = std::exchange(refusal, ""); !why.empty()) {
             throw WrongQuery(why);
@@ -430,7 +432,7 @@ struct QueryEngine::Parts {
         if (code == SQLITE_NOMEM) {
             fail_for_memory();
         }
-        throw WrongQuery(fault_of(connection.get(), sql));
+        throw WrongQuery(fault_of(connection.get(), sql, start));
     }
 
     void run(sqlite3_stmt *statement, QuerySink &sink) {

@@ -9,7 +9,6 @@
 
 #include "cli/dumps/recorded_input.h"
 #include "host/utf8.h"
-#include "qor/report.h"
 
 namespace cli {
 namespace {
@@ -201,9 +200,6 @@ static_assert(column_in(kDistributionColumns, "store") == kStore &&
               column_in(kDistributionColumns, "taken") == kTaken && column_in(kDistributionColumns, "key") == kKey &&
               column_in(kDistributionColumns, "value") == kValue);
 
-/** Keys are copied for each row: they do not last. */
-void put_key(sqlite3_context *context, const std::string &key) { put_text(context, key); }
-
 void put_of_store(sqlite3_context *context, const Recording &store, int column) {
     if (column == kStore) {
         put_lasting_text(context, store.file);
@@ -226,7 +222,7 @@ public:
 
     void put(sqlite3_context *context, std::size_t row, int column) const {
         if (column == kKey) {
-            put_key(context, _scalars[row].first);
+            put_text(context, _scalars[row].first);
         } else if (column == kValue) {
             sqlite3_result_int64(context, _scalars[row].second);
         } else {
@@ -261,7 +257,7 @@ public:
     void put(sqlite3_context *context, std::size_t row, int column) const {
         const Value &value = _values[row];
         if (column == kKey) {
-            put_key(context, _keys[value.key]);
+            put_text(context, _keys[value.key]);
         } else if (column == kValue) {
             sqlite3_result_double(context, value.value);
         } else if (column == column_in(kDistributionColumns, "count")) {
@@ -310,19 +306,13 @@ public:
         case column_in(kRecordColumns, "title"):
             return host::is_utf8(record.title) ? put_text(context, record.title) : sqlite3_result_null(context);
         case column_in(kRecordColumns, "reports"):
-            return put_unsigned(context, report_count(record));
+            return put_unsigned(context, count_reports(record));
         default:
             return put_text(context, (*_content_of)(_recording->name, record, _bytes));
         }
     }
 
 private:
-    std::uint64_t report_count(const host::StateRecord &record) const {
-        const auto reports =
-            RecordedInput::parse(std::span(_bytes).subspan(record.offset, record.size), _recording->name);
-        return reports ? reports->end_of_reports() / qor::kReportSize : 0;
-    }
-
     const RecordText *_content_of;
     const Recording *_recording = nullptr;
     std::vector<std::byte> _bytes;

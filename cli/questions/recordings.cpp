@@ -77,8 +77,10 @@ std::string name_without_endings(fs::path name) {
     return name.stem();
 }
 
+/** A file may have any time: one that is not within 64 bits is the nearest that is, in whole seconds. */
 std::int64_t microseconds_of(const timespec &time) {
-    return std::int64_t{time.tv_sec} * 1'000'000 + time.tv_nsec / 1000;
+    constexpr std::int64_t kMostSeconds = std::numeric_limits<std::int64_t>::max() / 1'000'000 - 1;
+    return std::clamp<std::int64_t>(time.tv_sec, -kMostSeconds, kMostSeconds) * 1'000'000 + time.tv_nsec / 1000;
 }
 
 /** A store's last changes may stand in its log, whose time is then the later one. */

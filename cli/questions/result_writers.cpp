@@ -209,8 +209,8 @@ public:
             _output.write("\r\n");
         }
         std::string line;
-        for (const std::string &column : columns) {
-            line += (line.empty() ? "" : ",") + csv_field(column);
+        for (std::size_t i = 0; i < columns.size(); ++i) {
+            line += (i == 0 ? "" : ",") + csv_field(columns[i]);
         }
         _output.write(line + "\r\n");
     }

@@ -1,7 +1,6 @@
 /** Rows in the engine's format RowBinary: exact, also for doubles. */
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <optional>
@@ -9,7 +8,8 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
-#include <vector>
+
+#include "cli/questions/varint.h"
 
 namespace cli {
 
@@ -17,7 +17,7 @@ namespace cli {
 class RowBinary {
 public:
     void add(std::string_view text) {
-        add_length(text.size());
+        append_varint(_bytes, text.size());
         _bytes.append(text);
     }
 
@@ -38,26 +38,15 @@ public:
     }
 
     void add(std::span<const std::uint64_t> numbers) {
-        add_length(numbers.size());
+        append_varint(_bytes, numbers.size());
         for (const std::uint64_t number : numbers) {
             add(number);
         }
     }
 
-    std::size_t size() const { return _bytes.size(); }
     const std::string &bytes() const { return _bytes; }
 
-    /** Replaces the number of 8 bytes at `place`. */
-    void set(std::size_t place, std::uint64_t number) { std::memcpy(&_bytes.at(place), &number, sizeof number); }
-
 private:
-    void add_length(std::size_t length) {
-        for (; length >= 0x80; length >>= 7) {
-            _bytes += static_cast<char>(length | 0x80);
-        }
-        _bytes += static_cast<char>(length);
-    }
-
     std::string _bytes;
 };
 

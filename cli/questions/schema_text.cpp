@@ -59,4 +59,12 @@ const Table &table_named(std::string_view name) {
     return *found;
 }
 
+std::vector<std::string> table_names() {
+    std::vector<std::string> names;
+    for (const Table &table : kTables) {
+        names.emplace_back(table.name);
+    }
+    return names;
+}
+
 } // namespace cli

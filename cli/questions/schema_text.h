@@ -37,4 +37,7 @@ std::string name_tuples(std::string_view null);
 /** The row of `kTables` with this name. @throws std::out_of_range for another name. */
 const Table &table_named(std::string_view name);
 
+/** The names of `kTables`. */
+std::vector<std::string> table_names();
+
 } // namespace cli

@@ -1,7 +1,6 @@
 #include "cli/questions/shard_loader.h"
 
 #include <algorithm>
-#include <charconv>
 #include <chrono>
 #include <cstring>
 #include <exception>
@@ -107,18 +106,6 @@ std::uint64_t nanoseconds_now() {
     return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::nanoseconds>(now).count());
 }
 
-/** @throws EngineFailure for a text that is no such number. */
-template <typename Number>
-Number number_in(std::string_view text) {
-    Number number{};
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || end != text.data() + text.size()) {
-        throw EngineFailure("the server answers with \"" + std::string(text.substr(0, 40)) + "\" instead of a number",
-                            false);
-    }
-    return number;
-}
-
 std::optional<std::uint64_t> optional_number_in(std::string_view text) {
     return text == "\\N" ? std::nullopt : std::optional(number_in<std::uint64_t>(text));
 }
@@ -153,7 +140,7 @@ LoadMark mark_in(const std::vector<std::string> &row) {
     LoadMark mark;
     const auto kind = number_in<unsigned>(row[0]);
     if (kind > static_cast<unsigned>(RecordingKind::Store)) {
-        throw EngineFailure("a mark has the unknown kind " + row[0], false);
+        throw EngineFailure("the server has a mark of the unknown kind " + std::to_string(kind), false);
     }
     mark.kind = static_cast<RecordingKind>(kind);
     mark.device = row[1];
@@ -183,31 +170,38 @@ LoadCounts &LoadCounts::operator+=(const LoadCounts &more) {
 }
 
 const std::vector<Column> &loaded_columns(LoadTable table) {
-    static const std::vector<Column> kReports = with_load(columns_of_reports());
-    static const std::vector<Column> kScalar = with_load({std::begin(kScalarColumns), std::end(kScalarColumns)});
-    static const std::vector<Column> kDistribution =
+    static const std::vector<Column> reports = with_load(columns_of_reports());
+    static const std::vector<Column> scalar = with_load({std::begin(kScalarColumns), std::end(kScalarColumns)});
+    static const std::vector<Column> distribution =
         with_load({std::begin(kDistributionColumns), std::end(kDistributionColumns)});
-    static const std::vector<Column> kRecords = with_load({std::begin(kRecordColumns), std::end(kRecordColumns)});
+    static const std::vector<Column> records = with_load({std::begin(kRecordColumns), std::end(kRecordColumns)});
     switch (table) {
     case LoadTable::Reports:
-        return kReports;
+        return reports;
     case LoadTable::Scalar:
-        return kScalar;
+        return scalar;
     case LoadTable::Distribution:
-        return kDistribution;
+        return distribution;
     case LoadTable::Records:
         break;
     }
-    return kRecords;
+    return records;
 }
 
 ShardLoader::ShardLoader(ShardTarget target) : _target(std::move(target)), _client(_target.server) {
-    for (std::size_t number = 0; number < _target.connections; ++number) {
-        _threads.emplace_back([this, client = EngineClient(_target.server)]() mutable { work(std::move(client)); });
+    try {
+        for (std::size_t number = 0; number < _target.connections; ++number) {
+            _threads.emplace_back([this, client = EngineClient(_target.server)]() mutable { work(std::move(client)); });
+        }
+    } catch (...) {
+        stop(); // those that run
+        throw;
     }
 }
 
-ShardLoader::~ShardLoader() {
+ShardLoader::~ShardLoader() { stop(); }
+
+void ShardLoader::stop() {
     {
         const std::lock_guard lock(_mutex);
         _is_ending = true;

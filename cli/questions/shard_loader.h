@@ -121,6 +121,7 @@ private:
         std::vector<Segment> segments;
     };
 
+    void stop();
     void send(std::unique_ptr<Insert> insert);
     void work(EngineClient client);
     bool is_anything_due() const;

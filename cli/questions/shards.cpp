@@ -1,7 +1,6 @@
 #include "cli/questions/shards.h"
 
 #include <algorithm>
-#include <charconv>
 #include <numeric>
 #include <set>
 #include <utility>
@@ -19,16 +18,6 @@ struct Membership {
     std::vector<std::size_t> own;       ///< the shards that the server itself is a replica of, from 0
 };
 
-/** @throws EngineFailure. */
-std::uint64_t number_in(const std::string &text) {
-    std::uint64_t number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || end != text.data() + text.size()) {
-        throw EngineFailure("the server describes its cluster with " + host::in_quotes(text.substr(0, 40)), false);
-    }
-    return number;
-}
-
 /** @throws EngineFailure when the server does not know the cluster. */
 Membership membership_of(EngineClient &client, const std::string &cluster) {
     const AnswerRows rows = client.ask(
@@ -36,9 +25,14 @@ Membership membership_of(EngineClient &client, const std::string &cluster) {
             " GROUP BY shard_num ORDER BY shard_num",
         3);
     if (rows.empty()) {
+        constexpr std::size_t kLongestList = 300;
         std::string known;
         for (const auto &row : client.ask("SELECT DISTINCT cluster FROM system.clusters ORDER BY cluster", 1)) {
             known += (known.empty() ? "" : ", ") + row.front();
+        }
+        if (known.size() > kLongestList) {
+            known.resize(kLongestList);
+            known += "[...]";
         }
         throw EngineFailure("the server knows no cluster " + host::in_quotes(cluster) + "; it knows " +
                                 (known.empty() ? "none" : known),
@@ -46,10 +40,10 @@ Membership membership_of(EngineClient &client, const std::string &cluster) {
     }
     Membership membership;
     for (const std::vector<std::string> &row : rows) {
-        if (number_in(row[2]) != 0) {
+        if (number_in<std::uint64_t>(row[2]) != 0) {
             membership.own.push_back(membership.weights.size());
         }
-        membership.weights.push_back(number_in(row[1]));
+        membership.weights.push_back(number_in<std::uint64_t>(row[1]));
     }
     if (std::accumulate(membership.weights.begin(), membership.weights.end(), std::uint64_t{0}) == 0) {
         throw EngineFailure("no shard of the cluster " + host::in_quotes(cluster) + " has a weight", false);

@@ -5,24 +5,14 @@
 #include "cli/questions/engine_schema.h"
 #include "cli/questions/payload_sql.h"
 #include "cli/questions/payload_views.h"
+#include "cli/questions/query_engine.h"
 #include "cli/questions/schema_text.h"
 
 namespace cli {
 namespace {
 
-std::string_view type_name(ColumnType type) {
-    switch (type) {
-    case ColumnType::Text:
-        return "TEXT";
-    case ColumnType::Real:
-        return "REAL";
-    default:
-        return "INTEGER";
-    }
-}
-
 std::string definition(std::string_view name, ColumnType type, bool may_be_null) {
-    return std::string(name) + " " + std::string(type_name(type)) + (may_be_null ? "" : " NOT NULL");
+    return std::string(name) + " " + std::string(sqlite_type(type)) + (may_be_null ? "" : " NOT NULL");
 }
 
 std::vector<DescribedColumn> definitions(std::span<const Column> columns) {

@@ -34,9 +34,13 @@ std::string bars_text(const std::vector<std::uint64_t> &counts, bool shows_block
     const auto &signs = shows_blocks ? kBlocks : kAsciiBars;
     std::string bars;
     for (const std::uint64_t count : counts) {
+        if (count == 0) { // so may be all of them
+            bars += " ";
+            continue;
+        }
         const long double share = static_cast<long double>(count) / static_cast<long double>(most);
         const auto below = static_cast<std::size_t>(share * static_cast<long double>(signs.size()));
-        bars += count == 0 ? " " : signs[std::min(below, signs.size() - 1)];
+        bars += signs[std::min(below, signs.size() - 1)];
     }
     return bars;
 }

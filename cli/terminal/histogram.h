@@ -18,9 +18,9 @@ std::uint64_t saturating_sum(std::uint64_t a, std::uint64_t b);
 class HistogramCounts {
 public:
     /**
-     * @param least     finite, as `greatest`, which is not below it. If they are equal, all values lie in the first
+     * @param least  finite, as `greatest`, which is not below it; when they are equal, all values lie in the first
      * part.
-     * @param parts     at least 1.
+     * @param parts  at least 1.
      */
     HistogramCounts(double least, double greatest, std::size_t parts);
 

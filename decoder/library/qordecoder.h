@@ -4,12 +4,12 @@
  * state-capture records have, or as a list of fields with values; it also lists all layouts and all names.
  *
  * Every function may be called from any thread, at any time, also in a child process that was forked at any moment.
- * None throws, calls back, or needs memory from the heap, except that the C library may read the rules of the time
- * zone.
+ * None throws, calls back, or needs memory from the heap, except that the C library may take some for a thread's first
+ * call and for the rules of the time zone, which it reads.
  *
- * Reports are read during the call only, and from any address. Any bytes are a report: a report with unknown ids has
- * its ids as numbers, and no payload. All times of the coprocessor's clock are in microseconds, unless a name ends in
- * `_ns`.
+ * Reports are read during the call only, and from any address. Any bytes are a report: an id that has no name is shown
+ * as its number, and a report to which no rule applies has no payload. All times of the coprocessor's clock are in
+ * microseconds, unless a name ends in `_ns`.
  *
  * Names, units and meanings are ASCII, end with a zero, and stay valid as long as the library is loaded. The texts of a
  * report are the firmware's bytes, and may be neither ASCII nor UTF-8.

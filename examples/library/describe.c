@@ -51,6 +51,10 @@ int main(int argc, char **argv) {
         fprintf(stderr, "%s: cannot be read\n", argv[1]);
         return 1;
     }
+    if (fflush(stdout) != 0 || ferror(stdout)) {
+        fprintf(stderr, "standard output: cannot be written\n");
+        return 1;
+    }
     if (rest != 0) {
         fprintf(stderr, "%s: ends with %zu bytes of a report\n", argv[1], rest);
         return 1;

@@ -200,7 +200,7 @@ TEST(VariablesTest, AVariableSetsWhatTheCommandLineDoesNot) {
 }
 
 TEST(VariablesTest, AVariableDoesNotMatterBesideAnOptionThatExcludesIt) {
-    const Outcome outcome = decode_with("QORSTAT_FORMAT", "csv", {"--stats"});
+    const Outcome outcome = decode_with("QORSTAT_FORMAT", "wrong, if it were looked at", {"--stats"});
     EXPECT_EQ(outcome.err, "");
     EXPECT_EQ(outcome.out.rfind("reports: 12\n", 0), 0u) << outcome.out;
 }

@@ -52,6 +52,9 @@ ROWS = [
     ("qorstat decode --since dum", ["decode", "--since", "dum"]),
     ("qorstat validate --seed dum", ["validate", "--seed", "dum"]),
     ("qorstat notify dum", ["notify", "dum"]),
+    ("qorstat query --device dum", ["query", "--device", "dum"]),
+    ("qorstat export --time-sync dum", ["export", "--time-sync", "dum"]),
+    ("qorstat load --to dum", ["load", "--to", "dum"]),
 ]
 # The shell closes the quote: only a terminal shows that.
 ONLY_TYPED = "'"

@@ -71,6 +71,7 @@ TEST_F(QueryTest, FormsForProgramsAreExact) {
         "SELECT 'a,\"b' AS x, NULL AS y, 9e999 AS z, x'00ff' AS bytes, 7 AS x UNION ALL SELECT 'a|b', 1, 0.5, '', -1";
     EXPECT_EQ(out_of({"phone.bin", sql, "--format", "csv"}),
               "x,y,z,bytes,x\r\n\"a,\"\"b\",,Infinity,00ff,7\r\na|b,1,0.5,,-1\r\n");
+    EXPECT_EQ(out_of({"phone.bin", "SELECT 1 AS \"\", 2 AS b", "-f", "csv"}), ",b\r\n1,2\r\n");
     EXPECT_EQ(out_of({"phone.bin", sql, "-f", "jsonl"}),
               "{\"x\":\"a,\\\"b\",\"y\":null,\"z\":\"Infinity\",\"bytes\":\"00ff\",\"x_2\":7}\n"
               "{\"x\":\"a|b\",\"y\":1,\"z\":0.5,\"bytes\":\"\",\"x_2\":-1}\n");

@@ -170,7 +170,7 @@ TEST_F(InteractiveTest, AWrongCommandIsNamed) {
     hold({".tabels", ".help me", ".tables"});
 
     EXPECT_EQ(messages, "qorstat: no command \".tabels\"; did you mean \".tables\"?; .help shows all\n"
-                        "qorstat: .help: \"me\" is too much\n");
+                        "qorstat: .help: unexpected argument \"me\"\n");
 }
 
 TEST_F(InteractiveTest, QuitEndsTheSession) {

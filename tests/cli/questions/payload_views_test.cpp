@@ -80,8 +80,10 @@ TEST(PayloadViewsTest, ConditionsAgreeWithTheDecoderOnEveryHeader) {
         for (const std::uint8_t component : up_to(2)) {
             for (const std::uint8_t event : up_to(5)) {
                 for (const std::uint8_t type : up_to(14)) {
+                    const std::uint64_t header = std::uint64_t{category} << 24 | std::uint64_t{component} << 16 |
+                                                 std::uint64_t{event} << 8 | type;
                     for (const std::uint32_t version : {0u, 1u, 2u, 3u, 4u, 5u, 6u, 7u, 8u, 0x0103u, 0xFFFFu}) {
-                        qor::store_little_endian(report.bytes, type | event << 8 | component << 16 | category << 24, 4);
+                        qor::store_little_endian(report.bytes, header, 4);
                         qor::store_little_endian(report.bytes + qor::kPayloadOffset, version, 2);
                         expect_views_of_decoder(report);
                     }

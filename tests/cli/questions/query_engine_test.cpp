@@ -387,6 +387,7 @@ INSTANTIATE_TEST_SUITE_P(
         HostileSql{"Parameter", "SELECT :name", ":name has no value"},
         HostileSql{"Nothing", " -- a comment", "there is no statement"},
         HostileSql{"Syntax", "SELEC 1", "near \"SELEC\": syntax error, at byte 0"},
+        HostileSql{"SyntaxBehind", "SELECT 1;\n SELEC 2", "near \"SELEC\": syntax error, at byte 11"},
         HostileSql{"Table", "SELECT * FROM reprots",
                    "no table \"reprots\": there are reports, dumps, scalar, "
                    "distribution, records and "},
@@ -410,6 +411,20 @@ TEST_P(HostileSqlTest, IsRefusedInWordsAndNothingOfItRuns) {
     EXPECT_EQ(rows.results, 0);
     EXPECT_THAT(folder.names(), ElementsAre("a.bin"));
     EXPECT_THAT(rows_of(*asked, "SELECT count(*) FROM reports"), ElementsAre(json::array({3}))) << "goes on";
+}
+
+TEST_F(QueryEngineTest, ManyStatementsCanBeEndedBeforeAnyOfThemRuns) {
+    int looks = 0;
+    QueryOptions options;
+    options.check = [&looks] {
+        if (++looks == 3) {
+            throw cli::Interrupted{};
+        }
+    };
+    const auto asked = engine({file("a.bin", numbered_reports(3))}, std::move(options));
+    Rows rows;
+    EXPECT_THROW(asked->run("SELECT 1; SELECT 2; SELECT 3; SELECT 4", rows), cli::Interrupted);
+    EXPECT_EQ(rows.results, 0);
 }
 
 TEST_F(QueryEngineTest, AQueryWithoutEndReachesItsLimitOfTime) {
