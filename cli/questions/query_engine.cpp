@@ -97,7 +97,7 @@ std::string refusal_of(int action, const char *first, const char *second) {
                " refused: a query can only read";
     }
     if (action == SQLITE_PRAGMA && !has_word(kReadingPragmas, first)) {
-        return "PRAGMA " + std::string(first) + " is refused: a query can only read";
+        return "PRAGMA " + std::string(first == nullptr ? "" : first) + " is refused: a query can only read";
     }
     if (action == SQLITE_FUNCTION && has_word(kRefusedFunctions, second)) {
         return "the function " + std::string(second) + " is refused: a query can only read its tables";
@@ -315,7 +315,7 @@ struct QueryEngine::Parts {
     }
 
     /** Makes a table of a module known by its first use, which is refused later. */
-    void declare(const std::string &name) {
+    void declare(const std::string &name) const {
         sqlite3_stmt *made = nullptr;
         sqlite3_prepare_v2(connection.get(), ("SELECT 1 FROM " + name).c_str(), -1, &made, nullptr);
         const Statement statement(made);
