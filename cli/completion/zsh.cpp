@@ -48,23 +48,23 @@ std::string action(const DeclaredWord &word) {
     }
 }
 
-/** A line with the specification of one name of an option. */
+/** A line that tells the shell one name of an option. */
 std::string option_line(const DeclaredWord &option, const std::string &name) {
     std::vector<std::string> excluded = option.excluded;
     if (!option.may_be_repeated) {
         excluded.insert(excluded.end(), option.names.begin(), option.names.end());
     }
-    std::string specification = excluded.empty() ? "" : "(" + joined(excluded) + ")";
-    specification += option.may_be_repeated ? "*" : "";
-    specification += name;
+    std::string told = excluded.empty() ? "" : "(" + joined(excluded) + ")";
+    told += option.may_be_repeated ? "*" : "";
+    told += name;
     if (option.completion != Completion::Flag) {
-        specification += name.starts_with("--") ? "=" : "+";
+        told += name.starts_with("--") ? "=" : "+";
     }
-    specification += "[" + escape(option.help, "[]") + "]";
+    told += "[" + escape(option.help, "[]") + "]";
     if (option.completion != Completion::Flag) {
-        specification += ":" + escape(option.value_name, ":") + ":" + action(option);
+        told += ":" + escape(option.value_name, ":") + ":" + action(option);
     }
-    return shell_command({specification}) + " \\\n";
+    return shell_command({told}) + " \\\n";
 }
 
 std::string option_lines(const std::vector<DeclaredWord> &options, const std::string &indent) {
