@@ -212,6 +212,21 @@ Report ReportGenerator::wake_report() {
     return made;
 }
 
+Report ReportGenerator::report_of_kind(std::uint64_t kind) {
+    switch (kind) {
+    case 0:
+        return generic_report();
+    case 1:
+        return sshb_report();
+    case 2:
+        return vastrel_report();
+    case 3:
+        return wake_report();
+    default:
+        return report(header());
+    }
+}
+
 TimeSync ReportGenerator::time_sync(const Report &report) {
     constexpr std::uint64_t kSecond = 1000000000;               // in nanoseconds
     const std::uint64_t now = timestamp_of(report) * 1000;      // wraps, as the conversion does

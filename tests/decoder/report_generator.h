@@ -43,6 +43,11 @@ public:
     /** A wake request or a wake event, or a report whose header differs from theirs in one place. */
     Report wake_report();
 
+    /** The reports above, and those with any header. */
+    static constexpr std::uint64_t kKinds = 5;
+    /** A report of one of these kinds. @param kind  0 to `kKinds` - 1. */
+    Report report_of_kind(std::uint64_t kind);
+
     /** A clock for `report`: fields absent, whole seconds, few microseconds, synchronised later than the report. */
     Clock clock(const Report &report);
 

@@ -66,23 +66,14 @@ void put_hostile_payload(oracle::ReportGenerator &generator, Report &report) {
 }
 
 Report next_report(oracle::ReportGenerator &generator) {
-    switch (generator.below(6)) {
-    case 0:
-        return generator.generic_report();
-    case 1:
-        return generator.sshb_report();
-    case 2:
-        return generator.vastrel_report();
-    case 3:
-        return generator.wake_report();
-    case 4: {
-        Report report = generator.generic_report();
-        put_hostile_payload(generator, report);
-        return report;
+    // One more kind, with a payload of its own.
+    const std::uint64_t kind = generator.below(oracle::ReportGenerator::kKinds + 1);
+    if (kind < oracle::ReportGenerator::kKinds) {
+        return generator.report_of_kind(kind);
     }
-    default:
-        return generator.report(generator.header());
-    }
+    Report report = generator.generic_report();
+    put_hostile_payload(generator, report);
+    return report;
 }
 
 /** Distinct for each report of a dump, and of every length: reports are told apart by it. */

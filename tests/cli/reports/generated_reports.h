@@ -20,21 +20,7 @@ void for_each_generated_report(const Check &check) {
     oracle::ReportGenerator generator(11);
     std::set<std::size_t> payloads;
     for (std::uint64_t i = 0; i < kReports && !testing::Test::HasFailure(); ++i) {
-        const auto next = [&] {
-            switch (i % 5) {
-            case 0:
-                return generator.generic_report();
-            case 1:
-                return generator.sshb_report();
-            case 2:
-                return generator.vastrel_report();
-            case 3:
-                return generator.wake_report();
-            default:
-                return generator.report(generator.header());
-            }
-        };
-        const oracle::Report bytes = next();
+        const oracle::Report bytes = generator.report_of_kind(i % oracle::ReportGenerator::kKinds);
         const _QorProfileReport report = _QorProfileReport::copied_from(bytes.data());
         payloads.insert(decoder::payload_index(report));
         check(report, oracle::device_clock_of(generator.clock(bytes)));

@@ -70,18 +70,7 @@ qordecoder_clock clock_of(const Clock &clock) {
 
 /** Reports of all kinds, one after the other. */
 Report next_report(ReportGenerator &generator) {
-    switch (generator.below(5)) {
-    case 0:
-        return generator.generic_report();
-    case 1:
-        return generator.sshb_report();
-    case 2:
-        return generator.vastrel_report();
-    case 3:
-        return generator.wake_report();
-    default:
-        return generator.report(generator.header());
-    }
+    return generator.report_of_kind(generator.below(ReportGenerator::kKinds));
 }
 
 std::vector<qordecoder_value> fields_of(const Report &report) {
