@@ -145,7 +145,9 @@ private:
 
 constexpr std::size_t kCounts[] = {1, 2, 7, 8, 9, 15, 16, 17, 31, 32, 33, 34, 127, 128, 129, 130, 257, 1000};
 
-TEST(TableFormats, NativeHasEveryValue) {
+/** Writes blocks of every type and of all counts of rows, and compares what `written_and_read` gives of each. */
+template <typename WrittenAndRead>
+void expect_every_value(const WrittenAndRead &written_and_read) {
     for (const std::size_t rows : kCounts) {
         for (std::uint64_t seed = 0; seed < 12; ++seed) {
             ColumnBlock block(kEveryType);
@@ -153,12 +155,16 @@ TEST(TableFormats, NativeHasEveryValue) {
             std::vector<ReadColumn> expected;
             add_expected(expected, block);
 
-            const ReadTable table = cli_tests::read_native(native_bytes(block));
+            const ReadTable table = written_and_read(block);
 
             ASSERT_EQ(table.columns, expected) << rows << " rows, seed " << seed;
             ASSERT_EQ(table.parts, std::vector<std::size_t>{rows});
         }
     }
+}
+
+TEST(TableFormats, NativeHasEveryValue) {
+    expect_every_value([](const ColumnBlock &block) { return cli_tests::read_native(native_bytes(block)); });
 }
 
 TEST(TableFormats, NativeBlocksFollowOneAnother) {
@@ -188,19 +194,8 @@ TEST(TableFormats, ANativeBlockWithoutRowsHasItsColumns) {
 }
 
 TEST(TableFormats, ParquetHasEveryValue) {
-    for (const std::size_t rows : kCounts) {
-        for (std::uint64_t seed = 0; seed < 12; ++seed) {
-            ColumnBlock block(kEveryType);
-            Values(seed).fill(block, rows);
-            std::vector<ReadColumn> expected;
-            add_expected(expected, block);
-
-            const ReadTable table = cli_tests::read_parquet(parquet_bytes(kEveryType, {&block}));
-
-            ASSERT_EQ(table.columns, expected) << rows << " rows, seed " << seed;
-            ASSERT_EQ(table.parts, std::vector<std::size_t>{rows});
-        }
-    }
+    expect_every_value(
+        [](const ColumnBlock &block) { return cli_tests::read_parquet(parquet_bytes(kEveryType, {&block})); });
 }
 
 TEST(TableFormats, ParquetHasARowGroupForEachBlock) {
