@@ -1,6 +1,6 @@
 #include "decoder/byte_dump.h"
 
-#include <atomic>
+#include "decoder/fastest_function.h"
 
 #if defined(__x86_64__)
 #include <immintrin.h>
@@ -84,27 +84,6 @@ bool has_vectors() {
 
 #endif
 
-using dump_writer = char *(*)(char *, const std::uint8_t *, std::size_t);
-
-dump_writer best_writer() {
-#if defined(__x86_64__)
-    return has_vectors() ? put_dump_vectors : put_dump_portably;
-#else
-    return put_dump_portably;
-#endif
-}
-
-char *choose_and_put_dump(char *out, const std::uint8_t *data, std::size_t length);
-
-/** Initialized at compile time, so that dumps work before and during the initialization of other static objects. */
-constinit std::atomic<dump_writer> writer{choose_and_put_dump};
-
-char *choose_and_put_dump(char *out, const std::uint8_t *data, std::size_t length) {
-    const dump_writer chosen = best_writer();
-    writer.store(chosen, std::memory_order_relaxed);
-    return chosen(out, data, length);
-}
-
 } // namespace
 
 char *put_dump_portably(char *out, const std::uint8_t *data, std::size_t length) {
@@ -117,7 +96,11 @@ char *put_dump_portably(char *out, const std::uint8_t *data, std::size_t length)
 }
 
 char *put_dump(char *out, const std::uint8_t *data, std::size_t length) {
-    return writer.load(std::memory_order_relaxed)(out, data, length);
+#if defined(__x86_64__)
+    return fastest_function<put_dump_vectors, put_dump_portably, has_vectors>::call(out, data, length);
+#else
+    return put_dump_portably(out, data, length);
+#endif
 }
 
 } // namespace decoder

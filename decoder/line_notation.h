@@ -47,11 +47,16 @@ struct line_notation {
 
     template <typename Field, typename Value>
     [[gnu::always_inline]] char *put(char *out, const Value &value) const {
-        static constexpr short_text kKey{{" '", Field::row.name, "':"}};
-        std::memcpy(out, kKey.characters.data(), kKey.size);
-        out = put_value<Field>(out + kKey.size, value);
+        out = put_value<Field>(put_key<Field>(out), value);
         *out++ = ',';
         return out;
+    }
+
+protected:
+    template <typename Field>
+    [[gnu::always_inline]] static char *put_key(char *out) {
+        static constexpr short_text kKey{{" '", Field::row.name, "':"}};
+        return put_constant<kKey>(out);
     }
 
 private:

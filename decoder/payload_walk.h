@@ -8,6 +8,11 @@
  *     template <typename Field> char *put(char *out, VALUE value) const; // key and value; returns the end
  *
  * `Field` is a `shown_field`. VALUE is one of the value types below; a notation has a `put` for each of them.
+ *
+ * A notation may look at a report before its fields are written: then another one puts the fields of that payload, with
+ * no more room than the first has for them.
+ *
+ *     template <std::size_t payload> NOTATION for_payload(const _QorProfileReport &report) const; // may be missing
  */
 #ifndef DECODER_PAYLOAD_WALK_H
 #define DECODER_PAYLOAD_WALK_H
@@ -148,7 +153,14 @@ template <typename Notation>
 using walk = char *(*)(char *out, const _QorProfileReport &report, const Notation &notation);
 
 template <typename Notation, std::size_t payload>
-char *put_fields(char *out, const _QorProfileReport &report, const Notation &notation) {
+char *put_fields(char *out, const _QorProfileReport &report, const Notation &given) {
+    const auto &notation = [&]() -> decltype(auto) {
+        if constexpr (requires { given.template for_payload<payload>(report); }) {
+            return given.template for_payload<payload>(report);
+        } else {
+            return (given);
+        }
+    }();
     [&]<std::size_t... place>(std::index_sequence<place...>) {
         ((out = notation.template put<shown_field<payload, place>>(out, value_of<shown_field<payload, place>>(report))),
          ...);
