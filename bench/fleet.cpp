@@ -20,7 +20,7 @@
 namespace bench {
 namespace {
 
-/** Types, components, events and subjects by their names in qor/. */
+/** Numbers that qor/ has only in its tables of names: types, components of the button, subjects of its traces. */
 enum Type : std::uint8_t {
     kStop,
     kLongData,
@@ -48,6 +48,9 @@ enum Subject : std::uint32_t {
     kTimeout = 108
 };
 
+/** The function that `Planted::SlowerFunction` makes slower: the slowest that may be around others. */
+constexpr std::uint32_t kSlowerFunction = 0x2144;
+
 /** Numbers of one device and purpose, the same with every library. */
 class Chance {
 public:
@@ -67,14 +70,23 @@ private:
     std::mt19937_64 _engine;
 };
 
+/** How much of `what` a device has; 0 for one without it. */
+std::uint32_t planted_size(const Fleet &fleet, std::size_t device, Planted what) {
+    const bool is_planted = device - fleet.first < fleet.plant.devices;
+    return is_planted && fleet.plant.what == what ? fleet.plant.size : 0;
+}
+
 using Words = std::array<std::uint32_t, 8>;
 
 /** The firmware of one device, which reports what it does until it has made enough reports. */
 class Firmware {
 public:
     Firmware(const Fleet &fleet, std::size_t device)
-        : _wanted(fleet.reports * qor::kReportSize), _chance(fleet.seed, device, 0),
-          _client(0x1'0000'0A40 + device % 5), _restarts(device % 8 == 3), _gets_slow(device % 16 == 5) {
+        : _wanted(fleet.reports * qor::kReportSize), _chance(fleet.seed, device, 0), _planting(fleet.seed, device, 2),
+          _client(0x1'0000'0A40 + device % 5), _restarts(device % 8 == 3), _gets_slow(device % 16 == 5),
+          _slowness(planted_size(fleet, device, Planted::SlowerFunction)),
+          _new_events(planted_size(fleet, device, Planted::NewEvent)),
+          _losses(planted_size(fleet, device, Planted::LostReports)) {
         _out.reserve(_wanted + 64 * qor::kReportSize);
         _time = 60'000'000 + _chance.below(3'600'000'000);
         _sequence = _chance.below(1'000'000);
@@ -143,10 +155,19 @@ private:
             report(20, 14, 3, 12, {_chance.below(9), 7}); // of newer firmware: type and category without names
         }
         if (_chance.is_one_in(2'000)) {
-            const std::uint32_t lost = 1 + _chance.below(300);
-            _sequence += lost;
-            after(1'000 * lost);
+            lose(1 + _chance.below(300));
         }
+        if (_new_events != 0 && _planting.below(1000) < _new_events) {
+            report(kEvent, qor::kSensor, 6, 7, {_planting.below(90), _planting.below(3)});
+        }
+        if (_losses != 0 && _planting.below(1000) < _losses) {
+            lose(1 + _planting.below(300));
+        }
+    }
+
+    void lose(std::uint32_t reports) {
+        _sequence += reports;
+        after(1'000 * reports);
     }
 
     /** Functions of one thread, one within another, and what the scheduler says about it. */
@@ -159,6 +180,9 @@ private:
             std::uint32_t own = _chance.time_about(20 + 11 * (id % 17));
             if (_gets_slow && id == 0x2104 && is_late()) {
                 own *= 8;
+            }
+            if (id == kSlowerFunction) {
+                own += own * _slowness / 100;
             }
             inner += own;
             after(own);
@@ -356,9 +380,13 @@ private:
 
     std::size_t _wanted; ///< in bytes
     Chance _chance;
+    Chance _planting;
     std::uint64_t _client; ///< whom requests to wake are for
     bool _restarts;        ///< later
     bool _gets_slow;
+    std::uint32_t _slowness;   ///< of one function, in percent
+    std::uint32_t _new_events; ///< in 1000 steps
+    std::uint32_t _losses;     ///< in 1000 steps
     std::vector<std::uint8_t> _out;
     std::uint64_t _time = 0;
     std::uint32_t _sequence = 0;
@@ -401,9 +429,10 @@ host::StoreContents store_of(const Fleet &fleet, std::size_t device) {
         // Values of the firmware have 16 fraction bits; most keys use none or few of them.
         const std::uint32_t step = 65536U >> (chance.is_one_in(3) ? chance.below(17) : 0);
         const std::uint32_t values = 1 + chance.below(40);
+        const double share = key == kShiftedKey ? 1 + planted_size(fleet, device, Planted::ShiftedStore) / 100.0 : 1;
         host::Distribution &distribution = store.distributions[std::string(key)];
         for (std::uint32_t i = 0; i < values; ++i) {
-            distribution[step * (1.0 + chance.below(400)) / 65536] += 1 + chance.below(50);
+            distribution[step * (1.0 + chance.below(400)) / 65536 * share] += 1 + chance.below(50);
         }
     }
     return store;
@@ -415,7 +444,7 @@ void write_fleet(const Fleet &fleet, const std::filesystem::path &folder) {
     if (error) {
         throw host::Error(folder.string(), "", error.message());
     }
-    for (std::size_t device = 1; device <= fleet.devices; ++device) {
+    for (std::size_t device = fleet.first; device < fleet.first + fleet.devices; ++device) {
         const std::filesystem::path path = folder / name_of(device);
         write_file(path.string() + ".bin", dump_of(fleet, device));
         host::write_new_analytics_store(path.string() + ".db", store_of(fleet, device));

@@ -27,6 +27,7 @@ struct CaptureArguments {
     std::string description;
     std::optional<std::string> folder_of_files; ///< empty: the description may name any file
     std::string plug_in;
+    std::string platform; ///< empty: the one of the program
     std::string store = host::kStoreInMemory;
     std::string kind = "request";
     std::string folder; ///< "-": standard output; empty: a new folder named by the time
@@ -110,6 +111,7 @@ void write_records(const CaptureArguments &arguments, const std::vector<host::Re
 }
 
 int capture(const CaptureArguments &arguments) {
+    use_platform(arguments.platform, arguments.plug_in);
     const HostingLog log(arguments.log);
     host::HostedDevice device(host::read_device_description(arguments.description, arguments.folder_of_files),
                               arguments.plug_in);
@@ -143,6 +145,7 @@ Verb declare_capture() {
                        .kind = ValueKind::Folder},
                       confine_option(arguments->folder_of_files),
                       plug_in_option(arguments->plug_in),
+                      platform_option(arguments->platform),
                       {.name = "--store",
                        .value_name = "FILE",
                        .target = &arguments->store,

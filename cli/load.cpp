@@ -1,7 +1,5 @@
 #include <algorithm>
-#include <chrono>
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 #include <optional>
 #include <string>
@@ -10,14 +8,13 @@
 
 #include "cli/arguments/input_arguments.h"
 #include "cli/arguments/invalid_value.h"
-#include "cli/arguments/seconds.h"
 #include "cli/arguments/whole_number.h"
 #include "cli/arguments/wrong_use.h"
 #include "cli/dumps/clock.h"
-#include "cli/questions/engine_names.h"
-#include "cli/questions/http_connection.h"
+#include "cli/questions/labels.h"
 #include "cli/questions/loader.h"
-#include "cli/questions/recordings.h"
+#include "cli/questions/server_arguments.h"
+#include "cli/recordings/recordings.h"
 #include "cli/records/json.h"
 #include "cli/terminal/output.h"
 #include "cli/terminal/progress_bar.h"
@@ -30,8 +27,6 @@ namespace {
 
 constexpr std::uint64_t kMostConnections = 16;
 constexpr std::uint64_t kMostInsertRows = std::uint64_t{1} << 24;
-constexpr double kPatienceSeconds = 60;
-constexpr double kSilenceSeconds = 300;
 
 /** How many files the error names. */
 constexpr std::size_t kFilesNamed = 20;
@@ -39,16 +34,13 @@ constexpr std::size_t kFilesNamed = 20;
 struct LoadArguments {
     std::vector<std::string> inputs;
     std::optional<std::string> files_from;
-    std::vector<std::string> urls;
-    std::string cluster; ///< empty for none
-    std::string database = "qor";
+    ServerArguments to{.option = "--to"};
     std::optional<std::string> device;
     std::optional<BootTime> taken;
+    std::vector<std::string> labels;
     ClockWords clock;
     std::optional<std::uint64_t> connections;
     std::optional<std::uint64_t> insert_rows;
-    std::optional<double> patience;
-    std::optional<double> silence;
 };
 
 void require_range(const char *option, const std::optional<std::uint64_t> &number, std::uint64_t most) {
@@ -61,58 +53,21 @@ void check_use(const LoadArguments &arguments) {
     if (arguments.inputs.empty() && !arguments.files_from) {
         throw WrongUse("INPUT is required");
     }
-    if (arguments.urls.empty()) {
-        throw WrongUse("--to is required");
-    }
-    for (const std::string &url : arguments.urls) {
-        require_plain_url("--to", url);
-    }
-    if (arguments.urls.size() > 1 && arguments.cluster.empty()) {
-        throw WrongUse("several --to require --cluster, and name a server of each of its shards");
-    }
     require_range("--connections", arguments.connections, kMostConnections);
     require_range("--insert-rows", arguments.insert_rows, kMostInsertRows);
 }
 
-/** Empty for a variable that is not set. */
-std::string text_of_variable(const char *variable) {
-    const char *const text = std::getenv(variable); // NOLINT(concurrency-mt-unsafe): no thread has started
-    return text == nullptr ? "" : text;
-}
-
-/** A password is never on the command line, where every user of the machine can read it. */
-std::optional<Credentials> credentials_of_environment() {
-    const std::string user = text_of_variable("QORSTAT_CLICKHOUSE_USER");
-    const std::string password = text_of_variable("QORSTAT_CLICKHOUSE_PASSWORD");
-    if (user.empty() && password.empty()) {
-        return std::nullopt;
-    }
-    return Credentials{user.empty() ? "default" : user, password};
-}
-
-std::chrono::milliseconds in_milliseconds(double seconds) {
-    return std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000));
-}
-
 LoadOptions options_of(const LoadArguments &arguments) {
     LoadOptions options;
-    options.urls = arguments.urls;
-    options.credentials = credentials_of_environment();
-    options.database = arguments.database;
-    if (!arguments.cluster.empty()) {
-        options.cluster = arguments.cluster;
-    }
+    options.to = servers_of(arguments.to);
     options.connections = arguments.connections.value_or(options.connections);
     options.insert_rows = arguments.insert_rows.value_or(options.insert_rows);
-    options.patience = in_milliseconds(arguments.patience.value_or(kPatienceSeconds));
-    options.silence =
-        std::chrono::ceil<std::chrono::seconds>(in_milliseconds(arguments.silence.value_or(kSilenceSeconds)));
     if (arguments.taken) {
         ClockWords words;
         words.boot_time = arguments.taken; // a date is converted in the same way
         options.taken = static_cast<std::int64_t>(*DumpClock(words).now().boot_time);
     }
-    options.tell = [](const std::string &line) { print_message("qorstat: " + line); };
+    options.labels = read_labels("--label", arguments.labels);
     return options;
 }
 
@@ -144,6 +99,9 @@ std::string summary_text(const LoadSummary &summary) {
     if (summary.known != 0) {
         text += "; " + std::to_string(summary.known) + " there already";
     }
+    if (summary.labelled != 0) {
+        text += "; " + host::count_text(summary.labelled, "device") + " labelled";
+    }
     return text + "\n";
 }
 
@@ -161,9 +119,10 @@ host::Error loss(const LoadSummary &summary) {
 
 int load(const LoadArguments &arguments) {
     check_use(arguments);
+    LoadOptions options = options_of(arguments);
     const DumpClock clock(arguments.clock);
     RecordingSequence recordings(arguments.inputs, arguments.files_from, WantedRecordings::All, arguments.device);
-    Loader loader(options_of(arguments), clock.now(), record_line);
+    Loader loader(std::move(options), clock.now(), record_line);
     LoadSummary summary;
     {
         ProgressBar progress(recordings.total_size());
@@ -180,61 +139,47 @@ int load(const LoadArguments &arguments) {
 
 Verb declare_load() {
     const auto arguments = std::make_shared<LoadArguments>();
-    return {.arguments = {inputs_argument(arguments->inputs,
-                                          "Dumps, records, stores, folders of them;\n- is standard input"),
-                          files_from_argument(arguments->files_from),
-                          {.name = "--to",
-                           .value_name = "URL",
-                           .target = &arguments->urls,
-                           .help = "ClickHouse's HTTP interface; with --cluster one of\neach shard",
-                           .is_repeated = true,
-                           .kind = ValueKind::Other},
-                          {.name = "--cluster",
-                           .value_name = "NAME",
-                           .target = cluster_reader(arguments->cluster),
-                           .help = "Into the shards of a cluster, each device into one",
-                           .kind = ValueKind::Other},
-                          {.name = "--database",
-                           .value_name = "NAME",
-                           .target = database_reader(arguments->database),
-                           .help = "Made if it is missing; default: qor",
-                           .kind = ValueKind::Other},
-                          device_argument(arguments->device),
-                          {.name = "--taken",
-                           .value_name = "TIME",
-                           .target = boot_time_reader(arguments->taken),
-                           .help = "When the stores were taken; default: last written to",
-                           .kind = ValueKind::Other},
-                          time_sync_argument(
-                              arguments->clock.time_sync,
-                              "Both clocks at one instant: qor=TIME,calendar=TIME;\nalso for what is loaded already"),
-                          boot_time_argument(arguments->clock.boot_time),
-                          {.name = "--connections",
-                           .value_name = "N",
-                           .target = whole_number_reader(arguments->connections),
-                           .help = "So many to each server, 1 to 16; default: 2",
-                           .kind = ValueKind::Other},
-                          {.name = "--insert-rows",
-                           .value_name = "N",
-                           .target = whole_number_reader(arguments->insert_rows),
-                           .help = "At least so many rows in an insert; default: 1048576",
-                           .kind = ValueKind::Other},
-                          {.name = "--retry-for",
-                           .value_name = "SECONDS",
-                           .target = seconds_reader(arguments->patience, {0, 86'400}),
-                           .help = "How long a server may be away; default: 60",
-                           .kind = ValueKind::Other},
-                          {.name = "--timeout",
-                           .value_name = "SECONDS",
-                           .target = seconds_reader(arguments->silence, {1, 86'400}),
-                           .help = "How long a server may be silent; default: 300",
-                           .kind = ValueKind::Other}},
-            .notes = "What is complete is not loaded again, so a load that ended early is repeated as\n"
-                     "it was. QORSTAT_CLICKHOUSE_USER and QORSTAT_CLICKHOUSE_PASSWORD, or ~/.netrc,\n"
-                     "say who loads.",
-            .examples = {"qorstat load --to http://localhost:8123 dumps/ day.db",
-                         "qorstat load --to http://a:8123 --to http://b:8123 --cluster fleet dumps/"},
-            .run = [arguments] { return load(*arguments); }};
+    return {
+        .arguments = {inputs_argument(arguments->inputs,
+                                      "Dumps, records, stores, folders of them;\n- is standard input"),
+                      files_from_argument(arguments->files_from),
+                      urls_argument(arguments->to, "ClickHouse's HTTP interface; with --cluster one of\neach shard"),
+                      cluster_argument(arguments->to, "Into the shards of a cluster, each device into one"),
+                      database_argument(arguments->to, "Made if it is missing; default: qor"),
+                      device_argument(arguments->device),
+                      {.name = "--taken",
+                       .value_name = "TIME",
+                       .target = boot_time_reader(arguments->taken),
+                       .help = "When the stores were taken; default: last written to",
+                       .kind = ValueKind::Other},
+                      {.name = "--label",
+                       .value_name = "KEY=VALUE",
+                       .target = &arguments->labels,
+                       .help = "Of the devices, such as firmware=7; can be repeated",
+                       .is_repeated = true,
+                       .kind = ValueKind::Other},
+                      time_sync_argument(
+                          arguments->clock.time_sync,
+                          "Both clocks at one instant: qor=TIME,calendar=TIME;\nalso for what is loaded already"),
+                      boot_time_argument(arguments->clock.boot_time),
+                      {.name = "--connections",
+                       .value_name = "N",
+                       .target = whole_number_reader(arguments->connections),
+                       .help = "So many to each server, 1 to 16; default: 2",
+                       .kind = ValueKind::Other},
+                      {.name = "--insert-rows",
+                       .value_name = "N",
+                       .target = whole_number_reader(arguments->insert_rows),
+                       .help = "At least so many rows in an insert; default: 1048576",
+                       .kind = ValueKind::Other},
+                      patience_argument(arguments->to),
+                      silence_argument(arguments->to)},
+        .notes = "What is complete is not loaded again, so a load that ended early is repeated as\n"
+                 "it was. QORSTAT_CLICKHOUSE_USER and QORSTAT_CLICKHOUSE_PASSWORD, or ~/.netrc,\n"
+                 "say who loads.",
+        .examples = {"qorstat load --to http://localhost:8123 dumps/ day.db",
+                     "qorstat load --to http://a:8123 --to http://b:8123 --cluster fleet dumps/"},
+        .run = [arguments] { return load(*arguments); }};
 }
 
 } // namespace cli

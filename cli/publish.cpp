@@ -58,6 +58,7 @@ properties = { ZELSupportsTallybook = true }
 struct PublishArguments {
     std::string batch;
     std::string plug_in;
+    std::string platform;             ///< empty: the one of the program
     std::optional<std::string> store; ///< empty: the default store
     bool shows_whole_log = false;
     LogArguments log;
@@ -102,6 +103,7 @@ std::unique_ptr<HostingLog> open_log(const PublishArguments &arguments) {
 }
 
 int publish(const PublishArguments &arguments) {
+    use_platform(arguments.platform, arguments.plug_in);
     const std::vector<std::byte> batch = read_batch(arguments.batch);
     const auto log = open_log(arguments);
     deliver(batch, arguments.plug_in, arguments.store ? *arguments.store : default_store_file_to_write());
@@ -136,7 +138,8 @@ Verb declare_publish() {
                            .target = &arguments->shows_whole_log,
                            .help = "Print the log, one line per entry, to standard error"},
                           optional_log_level(arguments->log),
-                          plug_in_option(arguments->plug_in)},
+                          plug_in_option(arguments->plug_in),
+                          platform_option(arguments->platform)},
             .notes = "The batch is applied completely or not at all, on a built-in device.",
             .examples = {"qorstat publish batch.bin --store analytics.db --log",
                          "qorstat publish - < batch.bin && qorstat metrics"},

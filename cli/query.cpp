@@ -24,11 +24,11 @@
 #include "cli/arguments/words.h"
 #include "cli/arguments/wrong_use.h"
 #include "cli/dumps/clock.h"
-#include "cli/questions/interactive.h"
 #include "cli/questions/prompt_history.h"
+#include "cli/questions/prompt_session.h"
 #include "cli/questions/query_engine.h"
-#include "cli/questions/recordings.h"
 #include "cli/questions/result_writers.h"
+#include "cli/recordings/recordings.h"
 #include "cli/records/json.h"
 #include "cli/terminal/input.h"
 #include "cli/terminal/interruption.h"
@@ -148,7 +148,7 @@ int answer(const QueryArguments &arguments, const std::string &query, RecordingS
 
 int hold_prompt(const QueryArguments &arguments, RecordingSequence recordings) {
     Output output = standard_output();
-    std::optional<Interruption> interruption(std::in_place);
+    std::optional<Interruption> interruption;
     QueryOptions options = options_of(arguments, output.style());
     options.check = [&interruption] {
         if (interruption->is_requested()) {
@@ -156,12 +156,13 @@ int hold_prompt(const QueryArguments &arguments, RecordingSequence recordings) {
         }
     };
     QueryEngine engine(std::move(recordings), std::move(options));
+    interruption.emplace(); // while the inputs are kept, a signal ends the program
     std::string format = arguments.format;
     PromptSubject subject;
     for (const QueryTable &table : query_tables()) {
-        CompletedTable &completed = subject.names.tables.emplace_back(CompletedTable{table.name, {}});
+        OfferedTable &offered = subject.names.tables.emplace_back(OfferedTable{table.name, {}});
         for (const QueryTable::Column &column : table.columns) {
-            completed.columns.push_back(column.name);
+            offered.columns.push_back(column.name);
         }
     }
     subject.names.formats = kResultFormats;
@@ -240,11 +241,7 @@ Verb declare_query() {
                           device_argument(arguments->device),
                           time_sync_argument(arguments->clock.time_sync),
                           boot_time_argument(arguments->clock.boot_time),
-                          {.name = "--time-zone",
-                           .value_name = "NAME",
-                           .target = &arguments->time_zone,
-                           .help = "Time zone of wall-clock times; default: local",
-                           .kind = ValueKind::Other},
+                          time_zone_argument(arguments->time_zone),
                           {.name = "--timeout",
                            .value_name = "SECONDS",
                            .target = seconds_reader(arguments->timeout, {0.001, 1e6}),

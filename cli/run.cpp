@@ -41,6 +41,7 @@ struct RunArguments {
     std::string description;
     std::optional<std::string> folder_of_files; ///< empty: the description may name any file
     std::string plug_in;
+    std::string platform;             ///< empty: the one of the program
     std::optional<std::string> store; ///< empty: the default store
     std::string on_store_error = "go-on";
     std::optional<double> seconds;
@@ -123,10 +124,12 @@ void print_summary(std::chrono::steady_clock::duration time, const host::Analyti
 }
 
 int run(const RunArguments &arguments) {
-    const HostingLog log(arguments.log);
+    use_platform(arguments.platform, arguments.plug_in);
+    HostingLog log(arguments.log);
     // That may take long. Until it is done, a signal ends the process.
     host::DeviceDescription description =
         host::read_device_description(arguments.description, arguments.folder_of_files);
+    log.set_device(description.name);
     Interruption interruption;
     asio::io_context events;
     asio::posix::stream_descriptor signals(events, dup(interruption.descriptor()));
@@ -170,6 +173,7 @@ Verb declare_run() {
                            .is_required = true},
                           confine_option(arguments->folder_of_files),
                           plug_in_option(arguments->plug_in),
+                          platform_option(arguments->platform),
                           store_option(arguments->store),
                           {.name = "--on-store-error",
                            .value_name = "WORD",

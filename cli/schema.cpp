@@ -1,7 +1,10 @@
-#include <iterator>
+#include <algorithm>
+#include <array>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -12,6 +15,7 @@
 #include "cli/questions/engine_names.h"
 #include "cli/questions/engine_schema.h"
 #include "cli/questions/schema_text.h"
+#include "cli/questions/tool_formats.h"
 #include "cli/terminal/output.h"
 #include "cli/terminal/output_file.h"
 #include "cli/verbs.h"
@@ -63,14 +67,38 @@ DuckDbSchemaOptions duckdb_options(const SchemaArguments &arguments) {
     return options;
 }
 
+struct Engine {
+    std::string_view name;
+    std::function<std::string(const SchemaArguments &)> schema;
+};
+
+/** In the order of the help. */
+const std::array<Engine, 5> &engines() {
+    static const std::array<Engine, 5> all = {{
+        {"sqlite", [](const SchemaArguments &) { return sqlite_schema(); }},
+        {"clickhouse",
+         [](const SchemaArguments &arguments) { return clickhouse_schema(clickhouse_options(arguments)); }},
+        {"duckdb", [](const SchemaArguments &arguments) { return duckdb_schema(duckdb_options(arguments)); }},
+        {"kaitai", [](const SchemaArguments &) { return kaitai_layout(); }},
+        {"lnav", [](const SchemaArguments &) { return lnav_formats(); }},
+    }};
+    return all;
+}
+
+std::vector<std::string> engine_words() {
+    std::vector<std::string> words;
+    for (const Engine &engine : engines()) {
+        words.emplace_back(engine.name);
+    }
+    return words;
+}
+
 int print_schema(const SchemaArguments &arguments) {
     require_engine("--database", arguments.database.has_value(), arguments.engine, "clickhouse");
     require_engine("--cluster", arguments.cluster.has_value(), arguments.engine, "clickhouse");
     require_engine("--files", arguments.files.has_value(), arguments.engine, "duckdb");
     require_engine("--table", !arguments.tables.empty(), arguments.engine, "duckdb");
-    const std::string schema = arguments.engine == "clickhouse" ? clickhouse_schema(clickhouse_options(arguments))
-                               : arguments.engine == "duckdb"   ? duckdb_schema(duckdb_options(arguments))
-                                                                : sqlite_schema();
+    const std::string schema = std::ranges::find(engines(), arguments.engine, &Engine::name)->schema(arguments);
     OutputFile file(arguments.output_file);
     file.output().write(schema);
     file.finish();
@@ -83,9 +111,10 @@ Verb declare_schema() {
     const auto arguments = std::make_shared<SchemaArguments>();
     return {.arguments = {{.name = "--engine",
                            .value_name = "ENGINE",
-                           .target = word_reader(arguments->engine, {"sqlite", "clickhouse", "duckdb"}),
+                           .target = word_reader(arguments->engine, engine_words()),
                            .help = "sqlite, as qorstat query has them; clickhouse, from\n"
-                                   "18.16 on; or duckdb, over files of qorstat export",
+                                   "18.16 on; duckdb, over files of qorstat export;\n"
+                                   "kaitai, a dump's layout; lnav, for lines of JSON",
                            .is_required = true},
                           {.name = "--database",
                            .value_name = "NAME",
@@ -111,7 +140,9 @@ Verb declare_schema() {
                            .kind = ValueKind::Other},
                           output_argument(arguments->output_file)},
             .notes = "Prints the statements that make the tables and views of questions: the same\n"
-                     "ones, with the same columns, in every engine. docs/schema.md describes them.",
+                     "ones, with the same columns, in every engine. For kaitai-struct-compiler it\n"
+                     "prints the layout of dumps, for lnav formats of what qorstat decode --format\n"
+                     "jsonl prints. docs/schema.md describes them all.",
             .examples = {"qorstat schema --engine clickhouse | clickhouse-client --multiquery",
                          "qorstat schema --engine duckdb --files 'fleet/{table}-*.parquet'"},
             .run = [arguments] { return print_schema(*arguments); }};

@@ -1,11 +1,14 @@
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <csignal>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <regex.h>
@@ -13,6 +16,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "cli/arguments/hosting.h"
 #include "cli/arguments/input_arguments.h"
 #include "cli/arguments/invalid_value.h"
 #include "cli/arguments/seconds.h"
@@ -28,6 +32,7 @@
 #include "cli/verbs.h"
 #include "host/error.h"
 #include "host/module/file.h"
+#include "host/module/platform_library.h"
 
 namespace cli {
 namespace {
@@ -39,6 +44,7 @@ constexpr double kLongestTimeOut = 24 * 3600;
 
 struct ValidateArguments {
     std::string module;
+    std::string platform; ///< empty: the one of the program
     std::string only;
     std::optional<std::uint64_t> seed;
     std::optional<double> time_out; ///< in seconds
@@ -102,6 +108,9 @@ int check_in_child(const ValidateArguments &arguments) {
         throw WrongUse("--check-in-child is for internal use only");
     }
     become_child();
+    if (!arguments.platform.empty() && !host::OtherPlatform::is_in_use(arguments.platform)) {
+        throw host::Error(arguments.platform, "", "the loader does not use this platform");
+    }
     for (const ContractCheck &check : contract_checks()) {
         if (arguments.check_in_child == check.name) {
             const std::string result = encode_result(run_check(check, arguments.module, arguments.chosen_seed()));
@@ -168,32 +177,48 @@ CheckResult judge(const ChildOutcome &outcome, double time_out) {
     return *result;
 }
 
-/** The module's path, in a form that cannot be mistaken for an option. */
-std::string module_argument(const ValidateArguments &arguments) {
-    return (arguments.module.front() == '-' ? "./" : "") + arguments.module;
+/** A path in a form that cannot be mistaken for an option. */
+std::string path_argument(const std::string &path) { return (path.front() == '-' ? "./" : "") + path; }
+
+/**
+ * The words with which the program validates the same module again.
+ * @param choice  of a check: an option and its value.
+ */
+std::vector<std::string> words_for(const ValidateArguments &arguments, const std::array<std::string, 2> &choice) {
+    std::vector<std::string> words = {"validate", path_argument(arguments.module),        choice[0], choice[1],
+                                      "--seed",   std::to_string(arguments.chosen_seed())};
+    if (!arguments.platform.empty()) {
+        words.insert(words.end(), {"--platform", path_argument(arguments.platform)});
+    }
+    return words;
 }
 
 /** The command that runs one check alone with these arguments. */
 std::string reproduction_command(const ContractCheck &check, const ValidateArguments &arguments) {
-    std::vector<std::string> words = {"qorstat",
-                                      "validate",
-                                      module_argument(arguments),
-                                      "--only",
-                                      "^" + std::string(check.name) + "$",
-                                      "--seed",
-                                      std::to_string(arguments.chosen_seed())};
+    std::vector<std::string> words = words_for(arguments, {"--only", "^" + std::string(check.name) + "$"});
+    words.insert(words.begin(), "qorstat");
     if (arguments.chosen_time_out() != kDefaultTimeOut) {
         words.insert(words.end(), {"--timeout", seconds_argument(arguments.chosen_time_out())});
     }
     return shell_command(words);
 }
 
-CheckReport run_in_child(const ContractCheck &check, const ValidateArguments &arguments) {
+/** The environment of every check's process. @param platform  null: the one of the program. */
+std::vector<std::pair<std::string, std::string>> check_environment(const host::OtherPlatform *platform) {
+    std::vector<std::pair<std::string, std::string>> variables = exact_memory_environment();
+    if (platform != nullptr) {
+        const auto more = platform->environment();
+        variables.insert(variables.end(), more.begin(), more.end());
+    }
+    return variables;
+}
+
+CheckReport run_in_child(const ContractCheck &check, const ValidateArguments &arguments,
+                         const host::OtherPlatform *platform) {
     const auto time_out = std::chrono::duration_cast<std::chrono::milliseconds>(
         std::chrono::duration<double>(arguments.chosen_time_out()));
-    const ChildOutcome outcome = run_child({"validate", module_argument(arguments), "--seed",
-                                            std::to_string(arguments.chosen_seed()), "--check-in-child", check.name},
-                                           exact_memory_environment(), time_out);
+    const ChildOutcome outcome =
+        run_child(words_for(arguments, {"--check-in-child", check.name}), check_environment(platform), time_out);
     return {check, judge(outcome, arguments.chosen_time_out()), outcome.messages,
             reproduction_command(check, arguments)};
 }
@@ -216,8 +241,17 @@ void add_check(std::vector<ContractCheck> &checks, std::string_view name) {
     }
 }
 
-CheckReport skip_unloaded(const ContractCheck &check) {
-    return {check, {CheckStatus::Skipped, {"the module does not load"}}, "", ""};
+CheckReport skip(const ContractCheck &check, const std::string &reason) {
+    return {check, {CheckStatus::Skipped, {reason}}, "", ""};
+}
+
+/** A choice of checks of which none can run must not pass as a sound module. */
+void require_check_for(const host::OtherPlatform &platform, const std::vector<ContractCheck> &checks,
+                       const ValidateArguments &arguments) {
+    if (!platform.has_host() && std::all_of(checks.begin(), checks.end(), std::mem_fn(&ContractCheck::needs_host))) {
+        throw WrongUse(invalid_value("--only", arguments.only) +
+                       ": these checks need a host's side, which the library of --platform lacks");
+    }
 }
 
 int list(const ValidateArguments &arguments) {
@@ -231,6 +265,11 @@ int list(const ValidateArguments &arguments) {
 int validate_module(const ValidateArguments &arguments) {
     std::vector<ContractCheck> checks = choose_checks(arguments.only);
     host::read_module_file(arguments.module); // throws before anything runs when the file is not a module
+    std::optional<host::OtherPlatform> other;
+    if (!arguments.platform.empty()) {
+        require_check_for(other.emplace(arguments.platform, arguments.module), checks, arguments);
+    }
+    const host::OtherPlatform *const platform = other ? &*other : nullptr;
     Validation validation{arguments.module, arguments.chosen_seed(), {}};
     OutputFile file(arguments.output_file);
     std::optional<OutputFile> junit; // opened before anything runs, since one that cannot be written is an error
@@ -241,8 +280,16 @@ int validate_module(const ValidateArguments &arguments) {
     bool loads = true;
     for (std::size_t i = 0; i < checks.size(); ++i) {
         const ContractCheck check = checks[i];
-        const CheckReport &report =
-            validation.reports.emplace_back(loads ? run_in_child(check, arguments) : skip_unloaded(check));
+        const auto make_report = [&] {
+            if (!loads) {
+                return skip(check, "the module does not load");
+            }
+            if (check.needs_host && platform != nullptr && !platform->has_host()) {
+                return skip(check, "the check needs a host's side, which the library of --platform lacks");
+            }
+            return run_in_child(check, arguments, platform);
+        };
+        const CheckReport &report = validation.reports.emplace_back(make_report());
         loads = loads && !shows_load_failure(report);
         // A choice of checks that are all skipped must not pass as a sound module.
         add_check(checks, report.result.explained_by);
@@ -263,7 +310,7 @@ int validate_module(const ValidateArguments &arguments) {
 int validate(const ValidateArguments &arguments) {
     if (arguments.lists) {
         if (!arguments.module.empty() || arguments.seed || arguments.time_out || arguments.shows_reproduce ||
-            arguments.junit_file) {
+            arguments.junit_file || !arguments.platform.empty()) {
             throw WrongUse("only --only and --json can be combined with --list");
         }
         return list(arguments);
@@ -291,6 +338,7 @@ Argument junit_argument(std::optional<std::string> &file) {
 Verb declare_validate() {
     const auto arguments = std::make_shared<ValidateArguments>();
     return {.arguments = {{.name = "PLUGIN.so", .target = &arguments->module, .help = "Module to check"},
+                          platform_option(arguments->platform),
                           {.name = "--list",
                            .target = &arguments->lists,
                            .help = "List the checks and what each one promises"},

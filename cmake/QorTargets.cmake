@@ -13,8 +13,9 @@ option(QOR_FUZZ "Link the fuzz targets with libFuzzer, and compile what they tes
 option(QOR_COVERAGE "Build with coverage counters" OFF)
 # The presets switch this on. A plain build leaves it off, so that a newer compiler's new warnings do not break it.
 option(QOR_WERROR "Treat warnings as errors" OFF)
-# Saves a third of the time of building all tests, and costs a cached build of one test some of its hits.
-option(QOR_PRECOMPILED_TEST_HEADERS "Compile the headers of the test framework once for all tests" OFF)
+# Saves a quarter of the time of building the program and a third of that of its tests, and costs a cached build some hits.
+# Sources still include what they use: packages, and what clang-tidy reads, are compiled without.
+option(QOR_PRECOMPILED_HEADERS "Compile headers of the standard library and of the test framework once for many sources" OFF)
 
 # What every source is compiled with.
 add_library(qor_warnings INTERFACE)
@@ -101,7 +102,7 @@ function(qor_add_tests name)
   target_link_libraries(${name} PRIVATE qor_options ${arg_LIBRARIES} GTest::gmock_main)
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
   add_dependencies(${name} test_locales)
-  if(QOR_PRECOMPILED_TEST_HEADERS)
+  if(QOR_PRECOMPILED_HEADERS)
     target_precompile_headers(${name} REUSE_FROM test_headers)
   endif()
   gtest_discover_tests(

@@ -8,10 +8,10 @@
 
 #include <nlohmann/json.hpp>
 
+#include "cli/dumps/owner_names.h"
 #include "cli/reports/csv.h"
 #include "cli/reports/json.h"
 #include "cli/reports/named_line.h"
-#include "cli/reports/owner_names.h"
 #include "cli/reports/trace.h"
 #include "fuzz/input.h"
 #include "host/error.h"

@@ -21,9 +21,7 @@
 
 /** A log object, one for each subsystem and category. */
 struct RvLog {
-    std::string subsystem;
-    std::string category;
-    std::string name; ///< "subsystem:category", for sinks that write lines
+    host::LogNames names;
 };
 
 namespace host {
@@ -85,7 +83,7 @@ public:
         if (!line.empty() && line.back() == '\n') {
             line.remove_suffix(1);
         }
-        _lines->write(log.name, level, line);
+        _lines->write(log.names, level, line);
     }
 
 private:
@@ -100,7 +98,7 @@ public:
     ~FunctionDestination() override { remove_destination(this); }
 
     void write(const RvLog &log, RvLogLevel level, const char *text) override {
-        _receive(LogMessage{level, log.subsystem, log.category, text});
+        _receive(LogMessage{level, log.names.subsystem, log.names.category, text});
     }
 
 private:
@@ -150,7 +148,9 @@ std::unique_ptr<LogSink> log_to_file(const std::string &path) {
     return std::make_unique<LineDestination>(lines_library().to_file(path));
 }
 
-std::unique_ptr<LogSink> log_to_journal() { return std::make_unique<LineDestination>(lines_library().to_journal()); }
+std::unique_ptr<LogSink> log_to_journal(const std::string &device) {
+    return std::make_unique<LineDestination>(lines_library().to_journal(device));
+}
 
 void require_journal() {
     constexpr std::string_view kSocket = "/run/systemd/journal/socket";
@@ -211,7 +211,7 @@ RvLogRef RvLogCreate(const char *subsystem, const char *category) {
         const std::string name = std::string(subsystem) + ":" + category;
         const std::lock_guard lock(host::the_log().mutex);
         const auto [place, added] =
-            host::the_log().objects.try_emplace({subsystem, category}, RvLog{subsystem, category, name});
+            host::the_log().objects.try_emplace({subsystem, category}, RvLog{{subsystem, category, name}});
         return &place->second;
     } catch (const std::bad_alloc &) {
         return nullptr;

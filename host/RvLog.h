@@ -40,8 +40,11 @@ struct LogLine {
 /** Appends lines to a file. @throws Error when it cannot be opened. */
 [[nodiscard]] std::unique_ptr<LogSink> log_to_file(const std::string &path);
 
-/** Writes lines to the systemd journal. While there is none, they are lost. */
-[[nodiscard]] std::unique_ptr<LogSink> log_to_journal();
+/**
+ * Writes messages to the systemd journal, with the fields of `docs/log.md`. While there is none, they are lost.
+ * @param device  the name of the hosted device; the field is left out where it is empty.
+ */
+[[nodiscard]] std::unique_ptr<LogSink> log_to_journal(const std::string &device = "");
 
 /** Tries to reach the systemd journal. @throws Error when there is none. */
 void require_journal();

@@ -1,5 +1,6 @@
 #include "host/shared_library.h"
 
+#include <cstdlib>
 #include <filesystem>
 #include <system_error>
 
@@ -10,8 +11,11 @@
 namespace host {
 namespace {
 
-/** The folder of the platform library. */
+/** The folder of the program's own platform library. */
 std::filesystem::path own_folder() {
+    if (const char *own = ::secure_getenv(kOwnPlatformVariable)) {
+        return std::filesystem::path(own).parent_path();
+    }
     Dl_info place{};
     (void)::dladdr(reinterpret_cast<const void *>(&own_folder), &place);
     // Installed, the library was found by a path that goes up from the program's folder.

@@ -6,6 +6,12 @@
 
 namespace host {
 
+/**
+ * The variable of the environment with the program's own platform library, in a process in which another one has taken
+ * its place: the files beside the program's own are the program's.
+ */
+inline constexpr const char *kOwnPlatformVariable = "QORSTAT_OWN_PLATFORM";
+
 /** The loader's reason for the last failure of this thread, without `path`, which is already in the error. */
 std::string loader_reason(const std::string &path);
 

@@ -84,6 +84,16 @@ std::size_t utf8_sequence_length(std::string_view text) {
     return row->length;
 }
 
+char32_t decode_utf8(std::string_view sequence) {
+    const auto first = static_cast<unsigned char>(sequence.front());
+    // The first byte of a sequence of N > 1 bytes has N + 1 bits of marks, each other byte two.
+    char32_t character = sequence.size() == 1 ? first : first & (0xFFU >> (sequence.size() + 1));
+    for (const char byte : sequence.substr(1)) {
+        character = character << 6 | (static_cast<unsigned char>(byte) & 0x3FU);
+    }
+    return character;
+}
+
 bool is_ascii(std::string_view text) {
     text.remove_prefix(ascii_length(text));
     return std::all_of(text.begin(), text.end(), [](char byte) { return is_within(byte, 0x00, 0x7F); });

@@ -12,6 +12,9 @@ namespace host {
  */
 std::size_t utf8_sequence_length(std::string_view text);
 
+/** The character that a well-formed sequence stands for. */
+char32_t decode_utf8(std::string_view sequence);
+
 /** Whether every byte of `text` is below 0x80. */
 bool is_ascii(std::string_view text);
 

@@ -59,13 +59,15 @@ def run(command, folder, programs):
     return ended.stdout.decode()
 
 
-def check(document, source, programs):
-    """Prints what differs. @return whether every command printed what the document says."""
+def check(document, source, programs, links=()):
+    """Prints what differs. `links`: more names in the folder, each with its file. @return whether every command printed what
+    the document says."""
     failed = 0
     count = 0
     with tempfile.TemporaryDirectory() as name:
         folder = pathlib.Path(name)
-        (folder / "examples").symlink_to(source / "examples")
+        for link, file in [("examples", source / "examples"), *links]:
+            (folder / link).symlink_to(file)
         text = document.read_text(encoding="utf-8")
         for file, content in files(text):
             (folder / file).write_text(content, encoding="utf-8")

@@ -55,6 +55,7 @@ struct Argument {
     bool is_required = false;
     bool is_repeated = false;         ///< many texts are given by repeating the option, each with one
     bool has_value_or_none = false;   ///< `--name` gives a `std::string` "true", and `--name=VALUE` gives it VALUE
+    bool is_behind_separator = false; ///< its many texts are all words behind the first "--", whatever they begin with
     bool is_internal = false;         ///< for the program itself: neither on the help page nor completed
     bool is_unlisted = false;         ///< another line of the help page tells of it
     const char *excludes = "";        ///< an option declared before it that may not be given beside it; "" for none

@@ -6,6 +6,8 @@
 #include "cli/arguments/state_folder.h"
 #include "cli/arguments/wrong_use.h"
 #include "cli/terminal/output.h"
+#include "host/module/hosted_device.h"
+#include "host/module/platform_library.h"
 
 namespace cli {
 
@@ -35,6 +37,43 @@ Argument plug_in_option(std::string &plug_in) {
             .target = &plug_in,
             .help = "Module to load; default: the one of qorstat",
             .has_variable = true};
+}
+
+Argument platform_option(std::string &library) {
+    return {.name = "--platform",
+            .value_name = "LIB",
+            .target =
+                [&library](const std::string &name, const std::string &text) {
+                    if (text.empty()) { // as from an unset variable, and no reason to use the program's own
+                        throw WrongUse(invalid_value(name, text) + ": expected a library");
+                    }
+                    library = text;
+                },
+            .help = "Platform library; default: the one of qorstat",
+            .kind = ValueKind::File};
+}
+
+void use_platform(const std::string &library, const std::string &plug_in) {
+    const std::string module = host::plug_in_file(plug_in);
+    if (library.empty()) {
+        try {
+            if (const std::string difference = host::describe_other_platform(module); !difference.empty()) {
+                print_message("qorstat: warning: " + module + ": " + difference);
+            }
+        } catch (const host::Error &) { // hosting the module says what is wrong with it
+        }
+        return;
+    }
+    if (host::OtherPlatform::is_in_use(library)) {
+        return;
+    }
+    const host::OtherPlatform platform(library, module);
+    if (!platform.has_host()) {
+        throw host::Error(library, "",
+                          "this platform has the operations alone and no host to run a device; "
+                          "qorstat validate --platform checks a module on it");
+    }
+    platform.restart();
 }
 
 Argument confine_option(std::optional<std::string> &folder) {

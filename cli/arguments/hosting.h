@@ -13,6 +13,18 @@ namespace cli {
 /** `--plugin FILE`; `plug_in` stays empty when it is not given. */
 Argument plug_in_option(std::string &plug_in);
 
+/** `--platform LIB`; `library` stays empty when it is not given. For `use_platform`, or for processes of checks. */
+Argument platform_option(std::string &library);
+
+/**
+ * Lets the module run on the platform `library`: returns when this process has it, and otherwise starts the program
+ * again with it. Without one, says so on standard error when the module was linked with another build than it will run
+ * on. Call it before anything is read or started.
+ * @param plug_in  as `plug_in_option` leaves it.
+ * @throws host::Error when the library cannot take that place.
+ */
+void use_platform(const std::string &library, const std::string &plug_in);
+
 /** `--confine DIR`; `folder` stays empty when it is not given. For `host::read_device_description`. */
 Argument confine_option(std::optional<std::string> &folder);
 

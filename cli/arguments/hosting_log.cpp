@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <vector>
 
 #include "cli/arguments/time_zone.h"
 #include "cli/arguments/words.h"
@@ -18,14 +19,15 @@ RvLogLevel level_of(const std::string &word) {
     return static_cast<RvLogLevel>(std::distance(kLevelWords.begin(), std::ranges::find(kLevelWords, word)));
 }
 
-/** Adds nothing when there is no journal. */
-void add_journal(std::vector<std::unique_ptr<host::LogSink>> &sinks) {
+/** @return null, with a message, when there is no journal. */
+std::unique_ptr<host::LogSink> open_journal() {
     try {
         host::require_journal();
-        sinks.push_back(host::log_to_journal());
+        return host::log_to_journal();
     } catch (const host::Error &failure) {
         print_message("qorstat: there is no systemd journal: " + std::string(failure.what()) +
                       "; the log does not go there");
+        return nullptr;
     }
 }
 
@@ -47,10 +49,16 @@ Argument log_file_option(LogArguments &arguments) {
 HostingLog::HostingLog(const LogArguments &arguments) : _file(arguments.file), _terminal(level_of(arguments.level)) {
     warn_of_unknown_zone(); // its lines have local times
     if (!_file.empty()) {
-        _others.push_back(host::log_to_file(_file));
+        _file_sink = host::log_to_file(_file);
     }
     if (arguments.goes_to_journal) {
-        add_journal(_others);
+        _journal = open_journal();
+    }
+}
+
+void HostingLog::set_device(const std::string &name) {
+    if (_journal != nullptr) {
+        _journal = host::log_to_journal(name);
     }
 }
 

@@ -3,7 +3,6 @@
 
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "cli/arguments/declaration.h"
 #include "cli/terminal/log.h"
@@ -34,6 +33,9 @@ public:
      */
     explicit HostingLog(const LogArguments &arguments);
 
+    /** Gives the journal's messages the name of the device from now on. Before the first message. */
+    void set_device(const std::string &name);
+
     /** The number of messages of a level so far. Any thread. */
     std::uint64_t count(RvLogLevel level) const { return _terminal.count(level); }
 
@@ -43,7 +45,8 @@ public:
 private:
     std::string _file;
     TerminalLog _terminal;
-    std::vector<std::unique_ptr<host::LogSink>> _others;
+    std::unique_ptr<host::LogSink> _file_sink;
+    std::unique_ptr<host::LogSink> _journal; ///< null where it is not asked for or not there
 };
 
 } // namespace cli

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <iterator>
 #include <memory>
 #include <string_view>
 #include <utility>
@@ -16,6 +17,9 @@ namespace cli {
 namespace {
 
 constexpr std::size_t kNameColumnWidth = 26;
+
+/** What the library keeps as the value's name of an argument whose words are behind the separator. */
+constexpr const char *kBehindSeparator = "--";
 
 /** Fits a screen: arguments and options in one block, one line each, without the parser's own annotations. */
 class HelpPage : public CLI::Formatter {
@@ -37,14 +41,17 @@ public:
         std::string usage = "Usage: " + name + " [OPTIONS]";
         for (const CLI::Option *const argument :
              app->get_options([](const CLI::Option *o) { return o->get_positional(); })) {
-            const std::string word = argument->get_name(true) + (argument->get_expected_max() > 1 ? "..." : "");
+            const bool is_behind = argument->get_option_text() == kBehindSeparator;
+            const std::string word = (is_behind ? "-- " : "") + argument->get_name(true) +
+                                     (is_behind || argument->get_expected_max() > 1 ? "..." : "");
             usage += argument->get_required() ? " " + word : " [" + word + "]";
         }
         return usage + "\n";
     }
 
     std::string make_option_opts(const CLI::Option *option) const override {
-        return option->get_option_text().empty() ? "" : " " + option->get_option_text();
+        const std::string &text = option->get_option_text();
+        return text.empty() || text == kBehindSeparator ? "" : " " + text;
     }
 };
 
@@ -120,7 +127,11 @@ CLI::Option *add_target(CLI::App &app, const Argument &argument, const OneOfWord
 void add_argument(CLI::App &app, const Argument &argument) {
     CLI::Option *const option =
         std::visit([&](const auto &target) { return add_target(app, argument, target); }, argument.target);
-    option->option_text(argument.value_name)->required(argument.is_required);
+    option->option_text(argument.is_behind_separator ? kBehindSeparator : argument.value_name)
+        ->required(argument.is_required);
+    if (argument.is_behind_separator) {
+        option->expected(0, 1); // the library gets none of them, and knows but one endless list
+    }
     if (argument.is_repeated) {
         option->allow_extra_args(false);
     }
@@ -162,6 +173,33 @@ std::vector<DeclaredVerb> add_verbs(CLI::App &app, const Program &program, std::
         verb_app->footer(page_end(verb_notes(program, added.verb), added.verb.examples));
     }
     return named;
+}
+
+/** The argument of the verb to run that has the words behind the first "--"; null for none. */
+const Argument *argument_behind_separator(const std::vector<DeclaredVerb> &named, std::span<const char *const> words) {
+    const auto verb = std::find_if(words.begin() + (words.empty() ? 0 : 1), words.end(),
+                                   [](const char *word) { return *word != '-'; });
+    for (const DeclaredVerb &declared : named) {
+        for (const Argument &argument : declared.verb.arguments) {
+            if (argument.is_behind_separator && verb != words.end() && declared.app->get_name() == *verb) {
+                return &argument;
+            }
+        }
+    }
+    return nullptr;
+}
+
+/** Gives such an argument its words. @return the others, for the library, which would take them for one list. */
+std::span<const char *const> take_words_behind_separator(const std::vector<DeclaredVerb> &named,
+                                                         std::span<const char *const> words) {
+    const Argument *const argument = argument_behind_separator(named, words);
+    const auto separator =
+        std::find_if(words.begin(), words.end(), [](const char *word) { return std::string_view(word) == "--"; });
+    if (argument == nullptr || separator == words.end()) {
+        return words;
+    }
+    std::get<std::vector<std::string> *>(argument->target)->assign(std::next(separator), words.end());
+    return words.first(static_cast<std::size_t>(separator - words.begin()));
 }
 
 std::vector<std::string> verb_names(const Program &program) {
@@ -309,10 +347,12 @@ Request parse_command_line(const Program &program, int argc, const char *const *
     app.set_help_flag("-h,--help", "Print this help and exit");
     app.set_version_flag("-V,--version", program.version, "Print the version and exit");
     app.require_subcommand(1, 1);
-    std::vector<DeclaredVerb> verbs = add_verbs(app, program, std::span(argv, static_cast<std::size_t>(argc)));
+    const std::span given(argv, static_cast<std::size_t>(argc));
+    std::vector<DeclaredVerb> verbs = add_verbs(app, program, given);
+    const std::span<const char *const> words = take_words_behind_separator(verbs, given);
     app.footer(page_end(program.notes, program.examples)); // last, because verbs inherit it
     try {
-        app.parse(argc, argv);
+        app.parse(static_cast<int>(words.size()), words.data());
     } catch (const CLI::CallForHelp &) {
         return app.help();
     } catch (const CLI::CallForVersion &) {

@@ -68,6 +68,15 @@ std::string unknown_environment_zone() {
 
 } // namespace
 
+Argument time_zone_argument(std::optional<std::string> &name) {
+    return {.name = "--time-zone",
+            .value_name = "NAME",
+            .target = &name,
+            .help = "Time zone of wall-clock times; default: local",
+            .kind = ValueKind::Other,
+            .has_variable = true};
+}
+
 void warn_of_unknown_zone() {
     if (const std::string zone = unknown_environment_zone(); !zone.empty()) {
         print_message("qorstat: TZ is " + host::in_quotes(zone) +

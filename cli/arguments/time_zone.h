@@ -1,9 +1,15 @@
 /** The time zone of wall-clock times. */
 #pragma once
 
+#include <optional>
 #include <string>
 
+#include "cli/arguments/declaration.h"
+
 namespace cli {
+
+/** `--time-zone NAME`, for `enter_time_zone`. @param name  stays empty when the option is not given. */
+Argument time_zone_argument(std::optional<std::string> &name);
 
 /**
  * Sets the process's time zone to one of the system's zone files. Call it before the first use of local time and

@@ -167,10 +167,11 @@ void check_driver_lies(CheckedModule &module, Findings &findings) {
 } // namespace
 
 const std::vector<ContractCheck> kCaptureChecks = {
-    {"capture-kinds", "Handlers answer exactly the promised kinds of request", check_capture_kinds},
-    {"capture-order", "A fault yields 104 records in the promised order", check_capture_order},
-    {"capture-records", "Records are well formed, owned by the host, and nothing leaks", check_capture_records},
-    {"driver-lies", "False sizes from the driver cause no read past a buffer", check_driver_lies},
+    {"capture-kinds", "Handlers answer exactly the promised kinds of request", check_capture_kinds, kNeedsHost},
+    {"capture-order", "A fault yields 104 records in the promised order", check_capture_order, kNeedsHost},
+    {"capture-records", "Records are well formed, owned by the host, and nothing leaks", check_capture_records,
+     kNeedsHost},
+    {"driver-lies", "False sizes from the driver cause no read past a buffer", check_driver_lies, kNeedsHost},
 };
 
 } // namespace cli

@@ -88,10 +88,14 @@ private:
     std::mt19937_64 _random;
 };
 
+/** Of a check that uses more of the platform library than the operations of platform/. */
+constexpr bool kNeedsHost = true;
+
 struct ContractCheck {
     const char *name;    ///< lower-case words joined by hyphens
     const char *promise; ///< one line: what holds when the check passes
     void (*run)(CheckedModule &module, Findings &findings);
+    bool needs_host = false;
 };
 
 /** The checks of file_checks.cpp, object_checks.cpp and so on, in the order in which they run. */

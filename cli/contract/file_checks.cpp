@@ -17,6 +17,7 @@
 #include "host/TvValues.h"
 #include "host/error.h"
 #include "host/module/file.h"
+#include "host/module/platform_library.h"
 #include "platform/Owned.h"
 #include "qor/categories.h"
 #include "qor/report.h"
@@ -36,6 +37,12 @@ void check_loading(CheckedModule &module, Findings &findings) {
         findings.expect(first.factory() == again.factory(), "a second load gives another factory");
     } catch (const host::Error &error) {
         findings.fail(error.reason());
+    }
+}
+
+void check_platform(CheckedModule &module, Findings &findings) {
+    if (const std::string difference = host::describe_other_platform(module.path()); !difference.empty()) {
+        findings.warn("the module " + difference);
     }
 }
 
@@ -209,6 +216,7 @@ void check_threads(CheckedModule &module, Findings &findings) {
 const std::vector<ContractCheck> kFileChecks = {
     {"exports", "The module exports exactly the four promised symbols", check_exports},
     {"protection", "The module has RELRO, immediate binding and no writable code", check_protection},
+    {"platform", "The platform is the build that the module was linked with, or that of --platform", check_platform},
     {"loading", "The module loads and has the same factory each time", check_loading},
     {"report-entry-points", "The entry points describe and print a report, and accept null", check_report_entry_points},
     {"any-report", "Any 48 bytes give one line or none, and are not modified", check_any_report},

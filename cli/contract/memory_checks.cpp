@@ -234,8 +234,8 @@ void check_rounds_leaks(CheckedModule &module, Findings &findings) {
 } // namespace
 
 const std::vector<ContractCheck> kMemoryChecks = {
-    {"rounds-flat", "100 rounds of factory, query and last Release leak nothing", check_rounds_flat},
-    {"rounds-leaks", "Rounds with services leak only what is leaked on purpose", check_rounds_leaks},
+    {"rounds-flat", "100 rounds of factory, query and last Release leak nothing", check_rounds_flat, kNeedsHost},
+    {"rounds-leaks", "Rounds with services leak only what is leaked on purpose", check_rounds_leaks, kNeedsHost},
 };
 
 } // namespace cli

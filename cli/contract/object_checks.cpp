@@ -275,18 +275,20 @@ void check_two_objects(CheckedModule &module, Findings &findings) {
 
 const std::vector<ContractCheck> kObjectChecks = {
     {"factory-type", "The factory creates an object of the session-filter type", check_factory_type},
-    {"factory-wrong-types", "Any other type gives null, even one that differs in one bit", check_factory_wrong_types},
-    {"factory-memory", "The object uses memory of the allocator and frees it", check_factory_memory},
-    {"factory-without-memory", "The factory returns null when memory is exhausted", check_factory_without_memory},
-    {"factory-instances", "An object counts as one instance of its factory", check_factory_instances},
+    {"factory-wrong-types", "Any other type gives null, even one that differs in one bit", check_factory_wrong_types,
+     kNeedsHost},
+    {"factory-memory", "The object uses memory of the allocator and frees it", check_factory_memory, kNeedsHost},
+    {"factory-without-memory", "The factory returns null when memory is exhausted", check_factory_without_memory,
+     kNeedsHost},
+    {"factory-instances", "An object counts as one instance of its factory", check_factory_instances, kNeedsHost},
     {"table-slots", "Exactly the promised 8 of the 18 slots are set", check_table_slots},
     {"query-known", "Each of the 3 interfaces is the object and adds a reference", check_query_known},
     {"query-unknown", "A refused query returns 0x80000004, null and no reference", check_query_unknown},
     {"counting", "AddRef and Release return the count, in any order", check_counting},
     {"open", "open returns true for all arguments", check_open},
-    {"call-order", "The promised order of calls writes nothing to the log", check_call_order},
-    {"reopening", "A closed object can be opened and scheduled again", check_reopening},
-    {"two-objects", "Two objects coexist, each with its own state", check_two_objects},
+    {"call-order", "The promised order of calls writes nothing to the log", check_call_order, kNeedsHost},
+    {"reopening", "A closed object can be opened and scheduled again", check_reopening, kNeedsHost},
+    {"two-objects", "Two objects coexist, each with its own state", check_two_objects, kNeedsHost},
 };
 
 } // namespace cli

@@ -251,14 +251,15 @@ void check_nothing_after_release(CheckedModule &module, Findings &findings) {
 } // namespace
 
 const std::vector<ContractCheck> kServiceChecks = {
-    {"services-kept", "Each usage is kept and gets its handlers and HID devices", check_services_kept},
-    {"services-refused", "Other services are refused and nothing leaks", check_services_refused},
-    {"raw-debug-once", "The 104 entries are registered once per object", check_raw_debug_once},
-    {"analytics-callback", "The analytics callback is installed for services with analytics", check_analytics_callback},
-    {"analytics-entries", "Analytics entries are stored under 58 keys", check_analytics_entries},
-    {"fault-notification", "A fault notification writes one fault to the log", check_fault_notification},
+    {"services-kept", "Each usage is kept and gets its handlers and HID devices", check_services_kept, kNeedsHost},
+    {"services-refused", "Other services are refused and nothing leaks", check_services_refused, kNeedsHost},
+    {"raw-debug-once", "The 104 entries are registered once per object", check_raw_debug_once, kNeedsHost},
+    {"analytics-callback", "The analytics callback is installed for services with analytics", check_analytics_callback,
+     kNeedsHost},
+    {"analytics-entries", "Analytics entries are stored under 58 keys", check_analytics_entries, kNeedsHost},
+    {"fault-notification", "A fault notification writes one fault to the log", check_fault_notification, kNeedsHost},
     {"nothing-after-release", "After the last Release nothing is delivered and nothing runs",
-     check_nothing_after_release},
+     check_nothing_after_release, kNeedsHost},
 };
 
 } // namespace cli

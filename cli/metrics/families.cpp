@@ -4,7 +4,7 @@
 #include <set>
 #include <string_view>
 
-#include "cli/metrics/statistics.h"
+#include "cli/recordings/distribution_statistics.h"
 #include "qor/analytics.h"
 
 namespace cli {

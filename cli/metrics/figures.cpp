@@ -4,7 +4,7 @@
 #include <charconv>
 #include <cmath>
 
-#include "cli/metrics/statistics.h"
+#include "cli/recordings/distribution_statistics.h"
 #include "cli/terminal/histogram.h"
 
 namespace cli {

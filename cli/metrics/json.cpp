@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "cli/metrics/keys.h"
-#include "cli/metrics/statistics.h"
+#include "cli/recordings/distribution_statistics.h"
 #include "cli/terminal/json_text.h"
 
 namespace cli {

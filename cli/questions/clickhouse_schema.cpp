@@ -306,9 +306,14 @@ std::vector<DescribedColumn> stored_columns(std::span<const Column> columns) {
     });
 }
 
-/** A table of rows, each with the number of its insert. */
-std::string data_table(const std::string &name, std::span<const Column> columns, std::string_view order) {
+/**
+ * A table of rows, each with the number of its insert.
+ * @param more  columns that only this engine has.
+ */
+std::string data_table(const std::string &name, std::span<const Column> columns, std::string_view order,
+                       const std::vector<DescribedColumn> &more = {}) {
     std::vector<DescribedColumn> made = stored_columns(columns);
+    made.insert(made.end(), more.begin(), more.end());
     made.push_back({"load UInt64", "the number of the insert; the row counts where a mark has it"});
     return "CREATE TABLE IF NOT EXISTS " + name + "\n(\n" + column_lines(made) + ")\nENGINE = MergeTree ORDER BY (" +
            std::string(order) + ")";
@@ -334,6 +339,26 @@ std::vector<Column> stored_report_columns() {
                (column.type != ColumnType::Text || column.name == "device" || column.name == "dump");
     });
     return columns;
+}
+
+/** Every value that a label of a device has had. */
+std::string labels_table(const std::string &name) {
+    std::vector<DescribedColumn> made = stored_columns(kLabelColumns);
+    made.back().comment = "a value of the label";
+    made.push_back({"version UInt64", "when it was loaded, since 1970; the newest one counts (nanoseconds)"});
+    return "CREATE TABLE IF NOT EXISTS " + name + "\n(\n" + column_lines(made) +
+           ")\nENGINE = MergeTree ORDER BY (device, key, version)";
+}
+
+std::string labels_select(const std::string &source) {
+    return "SELECT\n" +
+           column_lines(described_columns(kLabelColumns,
+                                          [](const Column &column) {
+                                              return column.name == "value" ? "argMax(given, version) AS value"
+                                                                            : std::string(column.name);
+                                          })) +
+           "FROM\n(\n    SELECT device, key, value AS given, version\n    FROM " + source +
+           "\n) AS every\nGROUP BY device, key";
 }
 
 struct View {
@@ -372,6 +397,7 @@ std::vector<std::string> clickhouse_statements(const ClickHouseSchemaOptions &op
          plain_select(kDistributionColumns, in_database("distribution_data"), newest_stores(database))},
         {"records", table_named("records").meaning,
          plain_select(kRecordColumns, in_database("records_data"), newest_marks(database, kIsRecord))},
+        {kLabelTable.name, kLabelTable.meaning, labels_select(in_database("labels_data"))},
     };
     for (const PayloadView &view : payload_views()) {
         views.push_back({view.name, view.meaning, payload_select(view, in_database("reports" + local), dialect)});
@@ -379,11 +405,15 @@ std::vector<std::string> clickhouse_statements(const ClickHouseSchemaOptions &op
 
     std::vector<std::string> statements{
         "CREATE DATABASE IF NOT EXISTS " + database,
-        data_table(in_database("reports_data"), stored_report_columns(), "device, dump"),
+        data_table(in_database("reports_data"), stored_report_columns(), "device, dump",
+                   {{"place UInt64", "where the report is in the dump, from 0, less sequence_num, modulo 2^64"}}),
         marks_table(database),
         data_table(in_database("scalar_data"), kScalarColumns, "device, key"),
         data_table(in_database("distribution_data"), kDistributionColumns, "device, key"),
-        data_table(in_database("records_data"), kRecordColumns, "device, file"),
+        data_table(
+            in_database("records_data"), kRecordColumns, "device, file",
+            {{"raw String", "the bytes of a record without reports in hexadecimal digits; empty for the others"}}),
+        labels_table(in_database("labels_data")),
         view_statement(in_database(kNameTable.name), kNameTable.meaning, names_select()),
     };
     for (const View &view : views) {

@@ -44,6 +44,10 @@ EngineFailure refusal(const HttpAnswer &answer) {
     return {std::string(kNotTheEngine) + ": it answers with " + status, false};
 }
 
+EngineFailure not_what_was_asked() {
+    return {std::string(kNotTheEngine) + ": its answer is not what was asked for", false};
+}
+
 BodyReader reader_of(std::string_view text) {
     return [rest = text](std::span<std::byte> room) mutable {
         const std::size_t count = std::min(room.size(), rest.size());
@@ -53,7 +57,72 @@ BodyReader reader_of(std::string_view text) {
     };
 }
 
-/** A cell without its escapes. */
+std::vector<std::string_view> split(std::string_view text, char separator) {
+    std::vector<std::string_view> parts;
+    for (;;) {
+        const std::size_t end = text.find(separator);
+        parts.push_back(text.substr(0, end));
+        if (end == std::string_view::npos) {
+            return parts;
+        }
+        text.remove_prefix(end + 1);
+    }
+}
+
+/** Gathers the bytes of an answer to rows. */
+class RowSplitter {
+public:
+    RowSplitter(std::size_t columns, const RowTaker &take) : _take(take), _cells(columns) {}
+
+    void add(std::string_view bytes) {
+        for (;;) {
+            const std::size_t end = bytes.find('\n');
+            if (_begun.size() + std::min(end, bytes.size()) > HttpConnection::kLargestAnswer) {
+                throw EngineFailure("a row of the answer has more than " +
+                                        std::to_string(HttpConnection::kLargestAnswer >> 20) + " MiB",
+                                    false);
+            }
+            if (end == std::string_view::npos) {
+                _begun.append(bytes);
+                return;
+            }
+            if (_begun.empty()) {
+                take_row(bytes.substr(0, end));
+            } else {
+                _begun.append(bytes.substr(0, end));
+                take_row(_begun);
+                _begun.clear();
+            }
+            bytes.remove_prefix(end + 1);
+        }
+    }
+
+    void end() const {
+        if (!_begun.empty()) {
+            throw not_what_was_asked();
+        }
+    }
+
+private:
+    void take_row(std::string_view row) {
+        for (std::size_t cell = 0; cell < _cells.size(); ++cell) {
+            const std::size_t end = row.find('\t');
+            if ((end == std::string_view::npos) != (cell + 1 == _cells.size())) {
+                throw not_what_was_asked();
+            }
+            _cells[cell] = row.substr(0, end);
+            row.remove_prefix(std::min(row.size(), end + 1));
+        }
+        _take(_cells);
+    }
+
+    const RowTaker &_take;
+    std::vector<std::string_view> _cells;
+    std::string _begun; ///< a row whose end has not come
+};
+
+} // namespace
+
 std::string unescape(std::string_view cell) {
     if (cell == "\\N") {
         return std::string(cell);
@@ -72,20 +141,6 @@ std::string unescape(std::string_view cell) {
     }
     return text;
 }
-
-std::vector<std::string_view> split(std::string_view text, char separator) {
-    std::vector<std::string_view> parts;
-    for (;;) {
-        const std::size_t end = text.find(separator);
-        parts.push_back(text.substr(0, end));
-        if (end == std::string_view::npos) {
-            return parts;
-        }
-        text.remove_prefix(end + 1);
-    }
-}
-
-} // namespace
 
 std::string quoted(std::string_view text) {
     std::string literal = "'";
@@ -131,9 +186,15 @@ void EngineClient::require_engine() {
 AnswerRows EngineClient::ask(const std::string &query, std::size_t columns) {
     std::optional<AnswerRows> rows = parse_answer(request("", reader_of(query + " FORMAT TabSeparated")), columns);
     if (!rows) {
-        throw EngineFailure(std::string(kNotTheEngine) + ": its answer is not what was asked for", false);
+        throw not_what_was_asked();
     }
     return std::move(*rows);
+}
+
+void EngineClient::read(const std::string &query, std::size_t columns, const RowTaker &take) {
+    RowSplitter rows(columns, take);
+    request("", reader_of(query + " FORMAT TabSeparated"), [&rows](std::string_view bytes) { rows.add(bytes); });
+    rows.end();
 }
 
 void EngineClient::run(const std::string &statement) {
@@ -149,14 +210,14 @@ void EngineClient::insert(const std::string &statement, const BodyReader &rows) 
 }
 
 /** A statement alone goes in the body, where it may be of any length; before rows it goes in the URL. */
-std::string EngineClient::request(const std::string &query, const BodyReader &body) {
+std::string EngineClient::request(const std::string &query, const BodyReader &body, const AnswerTaker &take) {
     // Without it the engine of the old version sends the status before it knows how the query ends.
     std::vector<std::pair<std::string, std::string>> parameters = {{"wait_end_of_query", "1"}};
     if (!query.empty()) {
         parameters.emplace_back("query", query);
     }
     try {
-        HttpAnswer answer = _connection->post(parameters, body);
+        HttpAnswer answer = _connection->post(parameters, body, take);
         if (answer.status != 200) {
             throw refusal(answer);
         }

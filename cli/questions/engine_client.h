@@ -3,8 +3,10 @@
 
 #include <charconv>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -30,6 +32,12 @@ private:
 
 /** The cells of an answer's rows, as text without escapes. A null is "\N", which no other text of a cell is. */
 using AnswerRows = std::vector<std::vector<std::string>>;
+
+/** Takes a row of an answer: its cells as they were sent. Valid during the call. */
+using RowTaker = std::function<void(std::span<const std::string_view> cells)>;
+
+/** The text of a cell as it was sent: without its escapes. */
+std::string unescape(std::string_view cell);
 
 /** `text` as a literal of the engine's SQL. */
 std::string quoted(std::string_view text);
@@ -65,6 +73,13 @@ public:
      */
     AnswerRows ask(const std::string &query, std::size_t columns);
 
+    /**
+     * The same for an answer of any length, of which only a row at a time is held.
+     * @param take  gets each row; what it throws is thrown on.
+     * @throws EngineFailure, also when `take` has got some of the rows.
+     */
+    void read(const std::string &query, std::size_t columns, const RowTaker &take);
+
     /** Runs a statement that answers nothing. @throws EngineFailure. */
     void run(const std::string &statement);
 
@@ -77,7 +92,7 @@ public:
     void insert(const std::string &statement, const BodyReader &rows);
 
 private:
-    std::string request(const std::string &query, const BodyReader &body);
+    std::string request(const std::string &query, const BodyReader &body, const AnswerTaker &take = {});
 
     HttpServer _server;
     std::unique_ptr<HttpConnection> _connection;

@@ -9,6 +9,7 @@
 #include <span>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace cli {
@@ -42,6 +43,9 @@ struct HttpFailure : std::runtime_error {
  */
 using BodyReader = std::function<std::size_t(std::span<std::byte> room)>;
 
+/** Takes the next bytes of an answer's body. */
+using AnswerTaker = std::function<void(std::string_view bytes)>;
+
 /** Requests to one server, one after another, over a connection that is kept. One thread at a time. */
 class HttpConnection {
 public:
@@ -54,10 +58,12 @@ public:
      * Sends a POST request. Redirections are not followed: they would take the credentials elsewhere.
      * @param parameters  pairs of names and values for the URL, in the clear.
      * @param body        read once; what it throws is thrown on.
-     * @throws HttpFailure.
+     * @param take        gets the body of an answer of status 200, of any length, which then is not in the result; what
+     *                    it throws is thrown on. Empty: the body is in the result.
+     * @throws HttpFailure, also when the body ended early and `take` has got the start of it.
      */
-    virtual HttpAnswer post(std::span<const std::pair<std::string, std::string>> parameters,
-                            const BodyReader &body) = 0;
+    virtual HttpAnswer post(std::span<const std::pair<std::string, std::string>> parameters, const BodyReader &body,
+                            const AnswerTaker &take) = 0;
 };
 
 /**

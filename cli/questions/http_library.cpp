@@ -35,10 +35,12 @@ struct Freeing {
 
 /** One request under way, as the callbacks see it. */
 struct Exchange {
+    CURL *handle;
     const BodyReader &body;
+    const AnswerTaker &take;
     HttpAnswer answer;
     bool is_too_long = false;
-    std::exception_ptr failure; ///< what `body` threw
+    std::exception_ptr failure; ///< what `body` or `take` threw
 };
 
 std::size_t read_body(char *room, std::size_t size, std::size_t count, void *exchange) {
@@ -54,6 +56,17 @@ std::size_t read_body(char *room, std::size_t size, std::size_t count, void *exc
 std::size_t take_answer(char *bytes, std::size_t size, std::size_t count, void *exchange) {
     auto &self = *static_cast<Exchange *>(exchange);
     const std::size_t taken = size * count;
+    long status = 0;
+    curl_easy_getinfo(self.handle, CURLINFO_RESPONSE_CODE, &status);
+    if (self.take && status == 200) {
+        try {
+            self.take({bytes, taken});
+        } catch (...) {
+            self.failure = std::current_exception();
+            return 0;
+        }
+        return taken;
+    }
     if (taken > HttpConnection::kLargestAnswer - self.answer.body.size()) {
         self.is_too_long = true;
         return 0;
@@ -100,8 +113,9 @@ public:
         }
     }
 
-    HttpAnswer post(std::span<const std::pair<std::string, std::string>> parameters, const BodyReader &body) override {
-        Exchange exchange{.body = body, .answer = {}, .is_too_long = false, .failure = nullptr};
+    HttpAnswer post(std::span<const std::pair<std::string, std::string>> parameters, const BodyReader &body,
+                    const AnswerTaker &take) override {
+        Exchange exchange{_handle.get(), body, take, {}, false, nullptr};
         const std::string url = url_with(parameters);
         set(CURLOPT_URL, url.c_str());
         set(CURLOPT_READDATA, &exchange);

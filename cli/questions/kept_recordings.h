@@ -8,14 +8,14 @@
 #include <string>
 #include <vector>
 
-#include "cli/questions/recordings.h"
+#include "cli/recordings/recordings.h"
 
 namespace cli {
 
 /** What is wrong with a recording is said once, however often it is read. One thread at a time. */
 class KeptRecordings {
 public:
-    /** Keeps all of them. @throws host::Error when there is no room for one that must be copied; Interrupted. */
+    /** Keeps all of them. @throws as `RecordingSequence::keep`. */
     explicit KeptRecordings(RecordingSequence sequence);
 
     std::size_t size() const { return _all.size(); }

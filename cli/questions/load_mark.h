@@ -3,9 +3,10 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
-#include "cli/questions/recordings.h"
+#include "cli/recordings/recordings.h"
 
 namespace cli {
 
@@ -33,6 +34,12 @@ struct ContentKey {
 
     auto operator<=>(const ContentKey &) const = default;
 };
+
+/** The cell of a mark's kind. @throws EngineFailure for what is none. */
+RecordingKind kind_in(std::string_view text);
+
+/** The cell of a mark's loads, such as "[1,2,3]". @throws the same. */
+std::vector<std::uint64_t> numbers_in(std::string_view text);
 
 inline ContentKey key_of(const LoadMark &mark) { return {mark.kind, mark.device, mark.facts.hash}; }
 

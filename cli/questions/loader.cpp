@@ -9,8 +9,10 @@
 #include <utility>
 
 #include "cli/dumps/open_input.h"
-#include "cli/questions/content_hash.h"
+#include "cli/dumps/recorded_input.h"
 #include "cli/questions/table_rows.h"
+#include "cli/recordings/content_hash.h"
+#include "cli/terminal/hex.h"
 #include "host/error.h"
 
 namespace cli {
@@ -80,6 +82,19 @@ void send_store(ShardLoader &shard, const ShardLoader::Ticket &ticket, const Rec
     }
 }
 
+/** @param place  of the first report in its dump. */
+void add_places(ColumnBlock &block, std::size_t column, std::span<const _QorProfileReport> reports,
+                std::uint64_t place) {
+    std::size_t begin = 0;
+    for (std::size_t end = 1; end <= reports.size(); ++end) {
+        const std::uint64_t first = place + begin - reports[begin].sequence_num();
+        if (end == reports.size() || place + end - reports[end].sequence_num() != first) {
+            block.add_number(column, first, end - begin);
+            begin = end;
+        }
+    }
+}
+
 bool is_same(const decoder::device_clock &one, const decoder::device_clock &other) {
     const bool is_same_sync =
         one.sync.has_value() == other.sync.has_value() &&
@@ -116,30 +131,23 @@ std::optional<LoadMark> mended(const LoadMark &now, const decoder::device_clock 
 
 Loader::Loader(LoadOptions options, const decoder::device_clock &clock, RecordWriter write_record)
     : _options(std::move(options)), _clock(clock), _write_record(std::move(write_record)) {
-    const auto patience_with = [this](const std::string &url) {
-        return Patience{_options.patience, [tell = _options.tell, url](const std::string &reason) {
-                            tell(url + ": " + reason + "; trying again");
-                        }};
-    };
-    std::vector<HttpServer> servers;
-    for (const std::string &url : _options.urls) {
-        servers.push_back({url, _options.credentials, _options.silence});
-    }
-    ClusterShards shards = open_shards(servers, _options.database, _options.cluster, patience_with);
+    ClusterShards shards = open_shards(_options.to, MissingTables::Make);
     _map = shards.map;
     for (const Shard &shard : shards.shards) {
         Place &place = _places.emplace_back(Place{nullptr, shard.why_away});
         if (shard.why_away.empty()) {
-            place.loader = std::make_unique<ShardLoader>(
-                ShardTarget{HttpServer{shard.url, _options.credentials, _options.silence}, _options.database,
-                            _options.connections, _options.insert_rows, patience_with(shard.url)});
+            HttpServer server = _options.to.servers.front();
+            server.url = shard.url;
+            place.loader =
+                std::make_unique<ShardLoader>(ShardTarget{std::move(server), _options.to.database, _options.connections,
+                                                          _options.insert_rows, _options.to.patience_with(shard.url)});
         }
     }
 }
 
 LoadSummary Loader::load(RecordingSequence &recordings, std::function<void(std::uint64_t)> progress) {
     _progress = std::move(progress);
-    std::vector<Known> group;
+    std::vector<Hashed> group;
     std::size_t rows = 0;
     std::size_t bytes = 0;
     while (std::optional<OpenRecording> open = recordings.next()) {
@@ -164,48 +172,48 @@ LoadSummary Loader::load(RecordingSequence &recordings, std::function<void(std::
     return std::move(_summary);
 }
 
-Loader::Known Loader::read_facts(RecordingSequence &recordings, OpenRecording open) const {
-    Known known;
-    known.recording = recordings.keep(std::move(open));
-    const Recording &recording = known.recording;
+Loader::Hashed Loader::read_facts(RecordingSequence &recordings, OpenRecording open) const {
+    Hashed hashed;
+    hashed.recording = recordings.keep(std::move(open));
+    const Recording &recording = hashed.recording;
     if (recording.kind == RecordingKind::Store) {
-        known.recording.taken = _options.taken.value_or(recording.taken);
+        hashed.recording.taken = _options.taken.value_or(recording.taken);
     }
-    known.mark = {.kind = recording.kind,
-                  .device = recording.device,
-                  .file = recording.file,
-                  .taken = recording.taken,
-                  .facts = {},
-                  .loads = {},
-                  .version = 0};
+    hashed.mark = {.kind = recording.kind,
+                   .device = recording.device,
+                   .file = recording.file,
+                   .taken = recording.taken,
+                   .facts = {},
+                   .loads = {},
+                   .version = 0};
     if (recording.kind == RecordingKind::Store) {
-        known.store = read_store(recording);
-        known.mark.facts.hash = hash_of(*known.store);
-        return known;
+        hashed.store = read_store(recording);
+        hashed.mark.facts.hash = hash_of(*hashed.store);
+        return hashed;
     }
     if (recording.kind == RecordingKind::Record) {
-        known.records = read_record_file(recording);
+        hashed.records = read_record_file(recording);
         ContentHash hash;
-        hash.add(known.records);
-        known.mark.facts.hash = hash.value();
+        hash.add(hashed.records);
+        hashed.mark.facts.hash = hash.value();
     }
     if (recording.has_reports) {
         ReportPass pass(recording);
         while (pass.next()) {
         }
-        known.mark.facts = pass.facts();
+        hashed.mark.facts = pass.facts();
         report_trailing_bytes(pass.name(), pass.trailing_bytes());
     }
-    known.mark.facts.clock = clock_of(_clock, known.mark.facts.clock);
-    return known;
+    hashed.mark.facts.clock = clock_of(_clock, hashed.mark.facts.clock);
+    return hashed;
 }
 
-void Loader::load_group(RecordingSequence &recordings, const std::vector<Known> &group) {
-    std::vector<std::vector<const Known *>> of_places(_places.size());
-    for (const Known &known : group) {
-        const std::int64_t time = known.store ? known.mark.taken : 0;
-        if (_seen.insert({key_of(known.mark), time}).second) {
-            of_places[_map->shard_of(known.mark.device)].push_back(&known);
+void Loader::load_group(RecordingSequence &recordings, const std::vector<Hashed> &group) {
+    std::vector<std::vector<const Hashed *>> of_places(_places.size());
+    for (const Hashed &hashed : group) {
+        const std::int64_t time = hashed.store ? hashed.mark.taken : 0;
+        if (_seen.insert({key_of(hashed.mark), time}).second) {
+            of_places[_map->shard_of(hashed.mark.device)].push_back(&hashed);
         } else {
             ++_summary.known;
         }
@@ -215,37 +223,51 @@ void Loader::load_group(RecordingSequence &recordings, const std::vector<Known> 
     }
 }
 
-void Loader::load_all(RecordingSequence &recordings, Place &place, const std::vector<const Known *> &group) {
+void Loader::load_all(RecordingSequence &recordings, Place &place, const std::vector<const Hashed *> &group) {
     std::vector<ContentKey> keys;
-    std::ranges::transform(group, std::back_inserter(keys), [](const Known *known) { return key_of(known->mark); });
+    std::ranges::transform(group, std::back_inserter(keys), [](const Hashed *hashed) { return key_of(hashed->mark); });
     std::map<ContentKey, std::vector<LoadMark>> marks;
     if (place.why_away.empty()) {
         try {
             for (LoadMark &mark : place.loader->marks_of(keys)) {
                 marks[key_of(mark)].push_back(std::move(mark));
             }
+            add_labels(*place.loader, group);
         } catch (const EngineFailure &failure) {
             place.why_away = place.loader->url() + ": " + failure.what();
         }
     }
-    for (const Known *known : group) {
+    for (const Hashed *hashed : group) {
         if (!place.why_away.empty()) {
-            lose(*known, place.why_away);
+            lose(*hashed, place.why_away);
         } else {
             try {
-                load_one(*place.loader, *known, marks[key_of(known->mark)]);
+                load_one(*place.loader, *hashed, marks[key_of(hashed->mark)]);
             } catch (const host::Error &error) {
                 recordings.report(error);
             }
         }
-        _bytes_done += known->recording.size;
+        _bytes_done += hashed->recording.size;
         _progress(_bytes_done);
     }
 }
 
-void Loader::load_one(ShardLoader &shard, const Known &known, const std::vector<LoadMark> &marks) {
-    if (is_known(known.mark, marks)) {
-        const std::optional<LoadMark> mark = known.store ? std::nullopt : mended(known.mark, _clock, marks);
+void Loader::add_labels(ShardLoader &shard, const std::vector<const Hashed *> &group) {
+    std::set<std::string> devices;
+    for (const Hashed *hashed : group) {
+        if (!_options.labels.empty() && !_labelled.contains(hashed->mark.device)) {
+            devices.insert(hashed->mark.device);
+        }
+    }
+    if (!devices.empty()) {
+        _summary.labelled += shard.label(devices, _options.labels);
+        _labelled.merge(devices);
+    }
+}
+
+void Loader::load_one(ShardLoader &shard, const Hashed &hashed, const std::vector<LoadMark> &marks) {
+    if (is_known(hashed.mark, marks)) {
+        const std::optional<LoadMark> mark = hashed.store ? std::nullopt : mended(hashed.mark, _clock, marks);
         if (mark) {
             shard.finish(shard.begin(*mark));
         } else {
@@ -253,16 +275,16 @@ void Loader::load_one(ShardLoader &shard, const Known &known, const std::vector<
         }
         return;
     }
-    const ShardLoader::Ticket ticket = shard.begin(known.mark);
+    const ShardLoader::Ticket ticket = shard.begin(hashed.mark);
     try {
-        if (known.store) {
-            send_store(shard, ticket, known.recording, *known.store);
+        if (hashed.store) {
+            send_store(shard, ticket, hashed.recording, *hashed.store);
         }
-        if (known.recording.kind == RecordingKind::Record) {
-            send_records(shard, ticket, known);
+        if (hashed.recording.kind == RecordingKind::Record) {
+            send_records(shard, ticket, hashed);
         }
-        if (known.recording.has_reports) {
-            send_reports(shard, ticket, known);
+        if (hashed.recording.has_reports) {
+            send_reports(shard, ticket, hashed);
         }
     } catch (const host::Error &) {
         shard.abandon(ticket); // told by its own message
@@ -271,20 +293,25 @@ void Loader::load_one(ShardLoader &shard, const Known &known, const std::vector<
     shard.finish(ticket);
 }
 
-void Loader::send_records(ShardLoader &shard, const ShardLoader::Ticket &ticket, const Known &known) {
-    const std::string &name = known.recording.name;
+void Loader::send_records(ShardLoader &shard, const ShardLoader::Ticket &ticket, const Hashed &hashed) {
+    const std::string &name = hashed.recording.name;
+    const std::size_t raw_column = loaded_columns(LoadTable::Records).size() - 2;
     std::size_t number = 0;
-    for (const host::StateRecord &record : host::parse_records(known.records, name)) {
+    for (const host::StateRecord &record : host::parse_records(hashed.records, name)) {
         ++number;
         shard.add(ticket, LoadTable::Records, 1, [&](ColumnBlock &block) {
-            add_record(block, known.recording, number, record, _write_record(name, record, known.records));
+            add_record(block, hashed.recording, number, record, _write_record(name, record, hashed.records));
+            const auto bytes = std::span(hashed.records).subspan(record.offset, record.size);
+            block.add_text(raw_column, count_reports(record) == 0 ? hex(bytes) : "");
         });
     }
 }
 
-void Loader::send_reports(ShardLoader &shard, const ShardLoader::Ticket &ticket, const Known &known) {
-    ReportPass pass(known.recording);
-    const LoadMark &mark = known.mark;
+void Loader::send_reports(ShardLoader &shard, const ShardLoader::Ticket &ticket, const Hashed &hashed) {
+    ReportPass pass(hashed.recording);
+    const LoadMark &mark = hashed.mark;
+    const std::size_t place_column = loaded_columns(LoadTable::Reports).size() - 2;
+    std::uint64_t place = 0;
     while (const std::optional<ReportPiece> piece = pass.next()) {
         if (shard.has_failed()) {
             return;
@@ -293,16 +320,18 @@ void Loader::send_reports(ShardLoader &shard, const ShardLoader::Ticket &ticket,
             block.add_text(0, mark.device, piece->count());
             block.add_number(1, mark.facts.hash, piece->count()); // here as a number, not as a text
             block.add_reports(2, piece->reports);
+            add_places(block, place_column, piece->reports, place);
         });
+        place += piece->count();
         _progress(_bytes_done + pass.bytes_read());
     }
     if (pass.facts().hash != mark.facts.hash) {
-        throw host::Error(known.recording.name, "", "changed while it was loaded");
+        throw host::Error(hashed.recording.name, "", "changed while it was loaded");
     }
 }
 
-void Loader::lose(const Known &known, const std::string &reason) {
-    _summary.lost.push_back(known.mark.file);
+void Loader::lose(const Hashed &hashed, const std::string &reason) {
+    _summary.lost.push_back(hashed.mark.file);
     _summary.reason = reason;
 }
 

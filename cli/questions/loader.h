@@ -13,9 +13,10 @@
 #include <utility>
 #include <vector>
 
-#include "cli/questions/recordings.h"
+#include "cli/questions/labels.h"
 #include "cli/questions/shard_loader.h"
 #include "cli/questions/shards.h"
+#include "cli/recordings/recordings.h"
 #include "decoder/device_clock.h"
 #include "host/state_records.h"
 #include "host/store/analytics_store.h"
@@ -30,22 +31,18 @@ using RecordWriter = std::function<std::string(const std::string &name, const ho
                                                std::span<const std::byte> file)>;
 
 struct LoadOptions {
-    std::vector<std::string> urls; ///< one, or one for each shard of the cluster
-    std::optional<Credentials> credentials;
-    std::string database;
-    std::optional<std::string> cluster;
-    std::size_t connections = 2;                   ///< to each server
-    std::size_t insert_rows = kInsertRows;         ///< at least 1
-    std::chrono::milliseconds patience{};          ///< see `Patience::time`
-    std::chrono::seconds silence{};                ///< see `HttpServer::silence`
-    std::optional<std::int64_t> taken;             ///< of all stores; nothing: when each was written
-    std::function<void(const std::string &)> tell; ///< says a line to the user. Any thread
+    EngineServers to;
+    std::size_t connections = 2;           ///< to each server
+    std::size_t insert_rows = kInsertRows; ///< at least 1
+    std::optional<std::int64_t> taken;     ///< of all stores; nothing: when each was written
+    Labels labels;                         ///< of the devices of all recordings, also of those there already
 };
 
 /** What a load has done. */
 struct LoadSummary {
     LoadCounts counts;
     std::uint64_t known = 0;       ///< how many contents were there already
+    std::uint64_t labelled = 0;    ///< how many devices have got labels that they did not have
     std::vector<std::string> lost; ///< the files that are not loaded because their server stayed away
     std::string reason;            ///< why: a URL and what is wrong; empty when nothing is lost
 };
@@ -64,8 +61,8 @@ public:
     LoadSummary load(RecordingSequence &recordings, std::function<void(std::uint64_t)> progress);
 
 private:
-    /** A recording whose hash is known. */
-    struct Known {
+    /** A recording with the hash of its content, in the mark. */
+    struct Hashed {
         Recording recording;
         LoadMark mark;
         std::optional<host::StoreContents> store;
@@ -78,19 +75,21 @@ private:
         std::string why_away;                ///< the URL and the reason; empty while it can be used
     };
 
-    Known read_facts(RecordingSequence &recordings, OpenRecording open) const;
-    void load_group(RecordingSequence &recordings, const std::vector<Known> &group);
-    void load_all(RecordingSequence &recordings, Place &place, const std::vector<const Known *> &group);
-    void load_one(ShardLoader &shard, const Known &known, const std::vector<LoadMark> &marks);
-    void send_records(ShardLoader &shard, const ShardLoader::Ticket &ticket, const Known &known);
-    void send_reports(ShardLoader &shard, const ShardLoader::Ticket &ticket, const Known &known);
-    void lose(const Known &known, const std::string &reason);
+    Hashed read_facts(RecordingSequence &recordings, OpenRecording open) const;
+    void load_group(RecordingSequence &recordings, const std::vector<Hashed> &group);
+    void load_all(RecordingSequence &recordings, Place &place, const std::vector<const Hashed *> &group);
+    void add_labels(ShardLoader &shard, const std::vector<const Hashed *> &group);
+    void load_one(ShardLoader &shard, const Hashed &hashed, const std::vector<LoadMark> &marks);
+    void send_records(ShardLoader &shard, const ShardLoader::Ticket &ticket, const Hashed &hashed);
+    void send_reports(ShardLoader &shard, const ShardLoader::Ticket &ticket, const Hashed &hashed);
+    void lose(const Hashed &hashed, const std::string &reason);
     void end(Place &place);
 
     LoadOptions _options;
     decoder::device_clock _clock; ///< what was given
     RecordWriter _write_record;
-    std::vector<Place> _places; ///< by the numbers of the map
+    std::set<std::string> _labelled; ///< the devices whose labels are in
+    std::vector<Place> _places;      ///< by the numbers of the map
     std::optional<ShardMap> _map;
     std::set<std::pair<ContentKey, std::int64_t>>
         _seen; ///< and the time of a store: what is named twice is loaded once

@@ -13,6 +13,7 @@
 #include "cli/questions/payload_views.h"
 #include "cli/questions/recording_tables.h"
 #include "cli/questions/report_table.h"
+#include "cli/terminal/interruption.h"
 #include "decoder/remembered_second.h"
 #include "host/nearest_word.h"
 
@@ -211,7 +212,20 @@ std::string fault_of(sqlite3 *connection, const std::string &sql, std::size_t st
     return message + (offset < 0 ? "" : ", at byte " + std::to_string(start + static_cast<std::size_t>(offset)));
 }
 
-// ---- results
+// ---- inputs and results
+
+/** Within the limit of time: what cannot be opened again may have no end. */
+KeptRecordings keep(RecordingSequence sequence, const std::optional<std::chrono::milliseconds> &timeout) {
+    std::optional<InputDeadline> deadline;
+    if (timeout) {
+        deadline.emplace(Clock::now() + *timeout);
+    }
+    try {
+        return KeptRecordings(std::move(sequence));
+    } catch (const InputTooLate &) {
+        throw host::Error("", "", "the query was not begun: reading its inputs took longer than its limit of time");
+    }
+}
 
 QueryValue value_of(sqlite3_stmt *statement, int column) {
     const auto text = [&](const void *bytes) {
@@ -266,7 +280,7 @@ std::string_view sqlite_type(ColumnType type) {
 
 struct QueryEngine::Parts {
     Parts(RecordingSequence sequence, QueryOptions given)
-        : options(std::move(given)), clock(options.clock), recordings(std::move(sequence)) {
+        : options(std::move(given)), clock(options.clock), recordings(keep(std::move(sequence), options.timeout)) {
         open();
         make_tables();
         confine();

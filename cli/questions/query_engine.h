@@ -14,8 +14,8 @@
 #include <vector>
 
 #include "cli/dumps/clock.h"
-#include "cli/questions/recordings.h"
 #include "cli/questions/tables.h"
+#include "cli/recordings/recordings.h"
 #include "host/error.h"
 #include "host/state_records.h"
 
@@ -87,7 +87,7 @@ struct QueryOptions {
     ClockWords clock{};
     RecordText record_text{};
     bool shows_blocks = true;                           ///< histograms may have block characters
-    std::optional<std::chrono::milliseconds> timeout{}; ///< of each call of `run`; nothing: none
+    std::optional<std::chrono::milliseconds> timeout{}; ///< of opening, and of each `run`; nothing: none
     std::uint64_t memory = std::uint64_t{1} << 30;      ///< bytes for each query, about
     std::function<void()> check = [] {};                ///< called every few milliseconds, to throw
 };
@@ -101,7 +101,7 @@ class QueryEngine {
 public:
     /**
      * Opens each recording as far as it takes to see what it is, and keeps it.
-     * @throws WrongUse for a malformed clock; host::Error; Interrupted.
+     * @throws WrongUse for a malformed clock; host::Error, also when that takes longer than the limit; Interrupted.
      */
     QueryEngine(RecordingSequence recordings, QueryOptions options);
     ~QueryEngine();

@@ -236,16 +236,19 @@ class JsonLinesWriter : public QuerySink {
 public:
     explicit JsonLinesWriter(Output &output) : _output(output) {}
 
-    /** A key is unique in its object: the second column of a name has "_2" appended, and so on. */
+    /**
+     * A key is unique in its object: the second column of a name has "_2" appended, and so on. So has the key of a text
+     * that is not UTF-8, "NAME_hex", where a column has that name.
+     */
     void begin(const std::vector<std::string> &columns) override {
         _keys.clear();
+        _hex_keys.clear();
         std::set<std::string> taken;
         for (const std::string &column : columns) {
-            std::string key = column;
-            for (int number = 2; !taken.insert(key).second; ++number) {
-                key = column + "_" + std::to_string(number);
-            }
-            _keys.push_back(key);
+            _keys.push_back(take_key(taken, column));
+        }
+        for (const std::string &key : _keys) {
+            _hex_keys.push_back(take_key(taken, key + "_hex"));
         }
     }
 
@@ -254,7 +257,7 @@ public:
         for (std::size_t i = 0; i < row.size(); ++i) {
             const QueryValue &value = row[i];
             const bool is_hex = value.type == Type::Text && !host::is_utf8(value.text);
-            line += (i == 0 ? "" : ",") + quoted(_keys[i] + (is_hex ? "_hex" : "")) + ":" + json_of(value);
+            line += (i == 0 ? "" : ",") + quoted((is_hex ? _hex_keys : _keys)[i]) + ":" + json_of(value);
         }
         _output.write(line + "}\n");
     }
@@ -262,6 +265,14 @@ public:
     void end() override {}
 
 private:
+    static std::string take_key(std::set<std::string> &taken, const std::string &name) {
+        std::string key = name;
+        for (int number = 2; !taken.insert(key).second; ++number) {
+            key = name + "_" + std::to_string(number);
+        }
+        return key;
+    }
+
     static std::string json_of(const QueryValue &value) {
         switch (value.type) {
         case Type::Null:
@@ -277,6 +288,7 @@ private:
 
     Output &_output;
     std::vector<std::string> _keys;
+    std::vector<std::string> _hex_keys; ///< of texts that are not UTF-8
 };
 
 // ---- the schema

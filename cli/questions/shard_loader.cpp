@@ -6,11 +6,13 @@
 #include <exception>
 #include <iterator>
 #include <limits>
+#include <map>
 #include <utility>
 
 #include "cli/dumps/input.h"
 #include "cli/questions/native_block.h"
 #include "cli/questions/row_binary.h"
+#include "cli/questions/schema_text.h"
 
 namespace cli {
 
@@ -31,9 +33,14 @@ namespace {
 /** Marks that wait for company: an insert of a single row costs the server as much as one of many. */
 constexpr std::size_t kManyMarks = 256;
 
+/** Of a question in bytes: servers take 256 KiB. */
+constexpr std::size_t kLongestListOfDevices = std::size_t{64} << 10;
+
 constexpr const char *kMarkColumns = "device, dump, kind, file, taken, reports, first_timestamp, last_timestamp, gaps, "
                                      "missing, trailing_bytes, sync_qor, sync_calendar, boot_timestamp, loads, version";
 
+constexpr Column kPlaceOfReport = {"place", ColumnType::Unsigned64, false, qor::kNoUnit, "where the report is"};
+constexpr Column kRawRecord = {"raw", ColumnType::Text, false, qor::kNoUnit, "the bytes of the record"};
 constexpr Column kNumberOfLoad = {"load", ColumnType::Unsigned64, false, qor::kNoUnit, "the insert that has the row"};
 
 std::vector<Column> with_load(std::vector<Column> columns) {
@@ -42,8 +49,15 @@ std::vector<Column> with_load(std::vector<Column> columns) {
 }
 
 std::vector<Column> columns_of_reports() {
-    std::vector<Column> columns = exported_columns(kTables[0]);
-    columns[1].type = ColumnType::Unsigned64; // the hash as a number
+    std::vector<Column> columns = exported_columns(table_named("reports"));
+    std::ranges::find(columns, "dump", &Column::name)->type = ColumnType::Unsigned64; // the hash as a number
+    columns.push_back(kPlaceOfReport);
+    return columns;
+}
+
+std::vector<Column> columns_of_records() {
+    std::vector<Column> columns(std::begin(kRecordColumns), std::end(kRecordColumns));
+    columns.push_back(kRawRecord);
     return columns;
 }
 
@@ -110,21 +124,6 @@ std::optional<std::uint64_t> optional_number_in(std::string_view text) {
     return text == "\\N" ? std::nullopt : std::optional(number_in<std::uint64_t>(text));
 }
 
-/** "[1,2,3]". */
-std::vector<std::uint64_t> numbers_in(std::string_view text) {
-    std::vector<std::uint64_t> numbers;
-    if (!text.starts_with('[') || !text.ends_with(']') || text.size() < 2) {
-        throw EngineFailure("the server answers with something else than a list of numbers", false);
-    }
-    text = text.substr(1, text.size() - 2);
-    while (!text.empty()) {
-        const std::size_t end = std::min(text.find(','), text.size());
-        numbers.push_back(number_in<std::uint64_t>(text.substr(0, end)));
-        text.remove_prefix(std::min(end + 1, text.size()));
-    }
-    return numbers;
-}
-
 void count(LoadCounts &counts, const LoadMark &mark, bool is_known) {
     if (is_known) {
         ++counts.mended;
@@ -138,11 +137,7 @@ void count(LoadCounts &counts, const LoadMark &mark, bool is_known) {
 
 LoadMark mark_in(const std::vector<std::string> &row) {
     LoadMark mark;
-    const auto kind = number_in<unsigned>(row[0]);
-    if (kind > static_cast<unsigned>(RecordingKind::Store)) {
-        throw EngineFailure("the server has a mark of the unknown kind " + std::to_string(kind), false);
-    }
-    mark.kind = static_cast<RecordingKind>(kind);
+    mark.kind = kind_in(row[0]);
     mark.device = row[1];
     mark.facts.hash = number_in<std::uint64_t>(row[2]);
     mark.taken = number_in<std::int64_t>(row[3]);
@@ -174,7 +169,7 @@ const std::vector<Column> &loaded_columns(LoadTable table) {
     static const std::vector<Column> scalar = with_load({std::begin(kScalarColumns), std::end(kScalarColumns)});
     static const std::vector<Column> distribution =
         with_load({std::begin(kDistributionColumns), std::end(kDistributionColumns)});
-    static const std::vector<Column> records = with_load({std::begin(kRecordColumns), std::end(kRecordColumns)});
+    static const std::vector<Column> records = with_load(columns_of_records());
     switch (table) {
     case LoadTable::Reports:
         return reports;
@@ -235,6 +230,55 @@ std::vector<LoadMark> ShardLoader::marks_of(std::span<const ContentKey> keys) {
     return marks;
 }
 
+std::size_t ShardLoader::label(const std::set<std::string> &devices, const Labels &labels) {
+    std::map<std::pair<std::string, std::string>, std::pair<std::uint64_t, std::string>> newest; // of device and key
+    const auto look_up = [&](const std::string &list) {
+        const std::string query = "SELECT device, key, value, version FROM " + _target.database + "." + kLabelData +
+                                  " WHERE device IN (" + list + ")";
+        for (const std::vector<std::string> &row : try_again(_target.patience, [&] { return _client.ask(query, 4); })) {
+            auto &known = newest[{row[0], row[1]}];
+            known = std::max(known, {number_in<std::uint64_t>(row[3]), row[2]});
+        }
+    };
+    std::string list;
+    for (const std::string &device : devices) {
+        list += (list.empty() ? "" : ",") + quoted(device);
+        if (list.size() > kLongestListOfDevices) {
+            look_up(list);
+            list.clear();
+        }
+    }
+    if (!list.empty()) {
+        look_up(list);
+    }
+
+    RowBinary rows;
+    std::size_t labelled = 0;
+    for (const std::string &device : devices) {
+        bool is_new = false;
+        for (const auto &[key, value] : labels) {
+            const auto &[version, known] = newest[{device, key}];
+            if (version != 0 && known == value) {
+                continue;
+            }
+            is_new = true;
+            rows.add(std::string_view(device));
+            rows.add(std::string_view(key));
+            rows.add(std::string_view(value));
+            rows.add(std::max(nanoseconds_now(), version + 1));
+        }
+        labelled += is_new ? 1 : 0;
+    }
+    if (labelled != 0) {
+        const std::vector<std::string_view> pieces = {rows.bytes()};
+        const std::string statement =
+            "INSERT INTO " + _target.database + "." + kLabelData + " (device, key, value, version) FORMAT RowBinary";
+        // A label that is written twice is the same label.
+        try_again(_target.patience, [&] { _client.insert(statement, reader_of(pieces)); });
+    }
+    return labelled;
+}
+
 ShardLoader::Ticket ShardLoader::begin(LoadMark mark) {
     auto ticket = std::make_shared<Pending>(std::move(mark));
     const std::lock_guard lock(_mutex);
@@ -267,6 +311,9 @@ void ShardLoader::add(const Ticket &ticket, LoadTable table, std::size_t rows,
 void ShardLoader::finish(const Ticket &ticket) {
     {
         const std::lock_guard lock(_mutex);
+        if (_has_failed) {
+            return; // rows may be missing, and a thread whose insert is still on its way would write the mark
+        }
         ticket->is_read = true;
         if (ticket->open_inserts == 0) {
             _complete.push_back(ticket);

@@ -19,6 +19,7 @@
 
 #include "cli/questions/column_block.h"
 #include "cli/questions/engine_client.h"
+#include "cli/questions/labels.h"
 #include "cli/questions/load_mark.h"
 #include "cli/questions/patience.h"
 
@@ -36,7 +37,15 @@ constexpr std::size_t kInsertTextBytes = std::size_t{64} << 20;
 /** The table of marks. */
 constexpr const char *kMarkTable = "dumps_data";
 
-/** The names of the columns that rows are sent for: the last is `load`, which the loader fills. */
+/** The table of every value of the devices' labels. */
+constexpr const char *kLabelData = "labels_data";
+
+/**
+ * The columns that rows are sent for. Of `reports` the last but one is `place`: where the report is in its dump, less
+ * its number in the sequence, which is the same for all reports up to the next gap, so that it takes next to no space.
+ * Of `records` it is `raw`: the bytes of a record without reports as hexadecimal digits, empty for the others.
+ * The last of each table is `load`, which the loader fills.
+ */
 const std::vector<Column> &loaded_columns(LoadTable table);
 
 /** What has become complete. */
@@ -81,6 +90,12 @@ public:
     /** All marks of these contents, in any order. @throws EngineFailure. */
     std::vector<LoadMark> marks_of(std::span<const ContentKey> keys);
 
+    /**
+     * Gives labels to devices. What they have already is not written again.
+     * @return how many devices have got any. @throws EngineFailure.
+     */
+    std::size_t label(const std::set<std::string> &devices, const Labels &labels);
+
     /** Begins to send rows for a mark. @param mark  its `loads` are kept: rows that are there already. */
     Ticket begin(LoadMark mark);
 
@@ -90,13 +105,13 @@ public:
      */
     void add(const Ticket &ticket, LoadTable table, std::size_t rows, const std::function<void(ColumnBlock &)> &fill);
 
-    /** No more rows: the mark is written when all are in. */
+    /** No more rows: the mark is written when all are in. Of a server that has failed it is not: see `has_failed`. */
     void finish(const Ticket &ticket);
 
     /** No mark: the rows that were added never count, and the loss is told elsewhere. */
     void abandon(const Ticket &ticket);
 
-    /** Whether the server stays away, so that nothing more need be added. Any thread. */
+    /** Whether the server stays away, so that nothing more need be added: what is not finished is lost. Any thread. */
     bool has_failed();
 
     struct Outcome {

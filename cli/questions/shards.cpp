@@ -91,23 +91,27 @@ std::size_t ShardMap::shard_of(std::string_view device) const {
     return shard;
 }
 
-ClusterShards open_shards(const std::vector<HttpServer> &servers, const std::string &database,
-                          const std::optional<std::string> &cluster,
-                          const std::function<Patience(const std::string &url)> &patience_with) {
+Patience EngineServers::patience_with(const std::string &url) const {
+    return {patience, [tell = tell, url](const std::string &reason) { tell(url + ": " + reason + "; trying again"); }};
+}
+
+ClusterShards open_shards(const EngineServers &servers, MissingTables missing_tables) {
+    const std::optional<std::string> &cluster = servers.cluster;
     std::vector<std::pair<std::string, std::string>> away; // URL and reason
     std::optional<ClusterShards> all;
     std::vector<std::uint64_t> weights = {1};
-    for (const HttpServer &server : servers) {
+    for (const HttpServer &server : servers.servers) {
         try {
             EngineClient client(server);
-            const Patience patience = patience_with(server.url);
+            const Patience patience = servers.patience_with(server.url);
             try_again(patience, [&] { client.require_engine(); });
             Membership membership = {{1}, {0}};
             if (cluster) {
                 membership = try_again(patience, [&] { return membership_of(client, *cluster); });
             }
             if (all && membership.weights != weights) {
-                throw EngineFailure("the server describes the cluster otherwise than " + servers.front().url, false);
+                throw EngineFailure("the server describes the cluster otherwise than " + servers.servers.front().url,
+                                    false);
             }
             if (!all) {
                 weights = membership.weights;
@@ -122,7 +126,9 @@ ClusterShards open_shards(const std::vector<HttpServer> &servers, const std::str
             if (!shard.url.empty()) {
                 throw EngineFailure("the server is in the same shard as " + shard.url, false);
             }
-            try_again(patience, [&] { make_tables(client, database, cluster.value_or("")); });
+            if (missing_tables == MissingTables::Make) {
+                try_again(patience, [&] { make_tables(client, servers.database, cluster.value_or("")); });
+            }
             shard.url = server.url;
         } catch (const EngineFailure &failure) {
             if (!failure.may_pass()) {
@@ -139,7 +145,7 @@ ClusterShards open_shards(const std::vector<HttpServer> &servers, const std::str
     if (missing != away.size()) {
         throw host::Error("", "",
                           "the cluster " + host::in_quotes(*cluster) + " has " + std::to_string(all->shards.size()) +
-                              " shards: --to must name a server of each");
+                              " shards: " + servers.option + " must name a server of each");
     }
     for (Shard &shard : all->shards) {
         if (shard.url.empty()) {

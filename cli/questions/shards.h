@@ -32,6 +32,22 @@ private:
     std::uint64_t _sum;
 };
 
+/** Servers, and how long to wait for them. */
+struct EngineServers {
+    const char *option = "--to";     ///< that names them, for messages
+    std::vector<HttpServer> servers; ///< one, or one for each shard of the cluster
+    std::string database;
+    std::optional<std::string> cluster;
+    std::chrono::milliseconds patience{};          ///< see `Patience::time`
+    std::function<void(const std::string &)> tell; ///< says a line to the user. Any thread
+
+    /** With a server. It tells when it tries again. */
+    Patience patience_with(const std::string &url) const;
+};
+
+/** What to do about tables that a server lacks. */
+enum class MissingTables { Make, Leave };
+
 /** A server of a cluster. */
 struct Shard {
     std::string url;      ///< empty for one that is away
@@ -44,13 +60,10 @@ struct ClusterShards {
 };
 
 /**
- * Asks the servers which shards of the cluster they are, and makes the tables on each where they are missing.
- * @param cluster  nothing: there is one server.
+ * Asks the servers which shards of the cluster they are, if there is one.
  * @throws host::Error for what is no such engine, for a cluster that it does not know, for a shard without a server
  *         and for two servers of one shard. Servers that stay away may be in between, if at least one answers.
  */
-ClusterShards open_shards(const std::vector<HttpServer> &servers, const std::string &database,
-                          const std::optional<std::string> &cluster,
-                          const std::function<Patience(const std::string &url)> &patience_with);
+ClusterShards open_shards(const EngineServers &servers, MissingTables missing_tables);
 
 } // namespace cli

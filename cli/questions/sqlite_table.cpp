@@ -1,6 +1,7 @@
 #include "cli/questions/sqlite_table.h"
 
 #include <algorithm>
+#include <iterator>
 #include <limits>
 #include <new>
 #include <optional>
@@ -118,6 +119,22 @@ std::optional<Comparison> comparison_of(unsigned char operation) {
     }
 }
 
+/**
+ * SQLite does not say that a row's number is read, unless it is a column: so each of its names is one, a hidden one
+ * behind those of the table.
+ */
+constexpr std::string_view kRowNumbers[] = {"rowid", "_rowid_", "oid"};
+
+int first_row_number(const QueryTable &table) { return static_cast<int>(table.columns.size()); }
+
+bool reads_row_number(const QueryTable &table, std::uint64_t columns) {
+    std::uint64_t bits = 0;
+    for (int i = 0; i < static_cast<int>(std::size(kRowNumbers)); ++i) {
+        bits |= column_bit(first_row_number(table) + i);
+    }
+    return (columns & bits) != 0;
+}
+
 /** Whether the scan alone decides about the condition: what it is compared with is known, and of the usual type. */
 bool is_decided(const QueryTable &table, const PlannedCondition &condition, sqlite3_value *operand) {
     if (operand == nullptr) {
@@ -132,7 +149,8 @@ void plan_conditions(const SqliteTable &table, sqlite3_index_info &info, ScanPla
     for (int i = 0; i < info.nConstraint; ++i) {
         const auto &constraint = info.aConstraint[i];
         const std::optional<Comparison> comparison = comparison_of(constraint.op);
-        if (constraint.usable == 0 || constraint.iColumn < 0 || !comparison) {
+        const bool is_of_table = 0 <= constraint.iColumn && constraint.iColumn < first_row_number(table.description());
+        if (constraint.usable == 0 || !is_of_table || !comparison) {
             continue;
         }
         const PlannedCondition condition{constraint.iColumn, *comparison};
@@ -150,6 +168,9 @@ void plan_conditions(const SqliteTable &table, sqlite3_index_info &info, ScanPla
 }
 
 void plan_order(const SqliteTable &table, sqlite3_index_info &info, ScanPlan &plan) {
+    if (reads_row_number(table.description(), info.colUsed)) {
+        return; // in an order, rows have other numbers
+    }
     std::vector<OrderTerm> order;
     for (int i = 0; i < info.nOrderBy; ++i) {
         if (info.aOrderBy[i].iColumn < 0) {
@@ -219,9 +240,12 @@ int start_scan(sqlite3_vtab_cursor *base, int, const char *plan_text, int count,
                 condition.operands.push_back(operand_of(values[i], is_number));
             } else {
                 sqlite3_value *value = nullptr;
-                for (int code = sqlite3_vtab_in_first(values[i], &value); code == SQLITE_OK && value != nullptr;
-                     code = sqlite3_vtab_in_next(values[i], &value)) {
+                int code = sqlite3_vtab_in_first(values[i], &value);
+                for (; code == SQLITE_OK; code = sqlite3_vtab_in_next(values[i], &value)) {
                     condition.operands.push_back(operand_of(value, is_number));
+                }
+                if (code != SQLITE_DONE) {
+                    throw std::bad_alloc(); // the values that are left would be taken for none
                 }
             }
             request.conditions.push_back(std::move(condition));
@@ -236,6 +260,9 @@ std::string declaration_of(const QueryTable &table) {
     std::string sql = "CREATE TABLE x(";
     for (const QueryTable::Column &column : table.columns) {
         sql += (sql.back() == '(' ? "\"" : ", \"") + column.name + "\" " + std::string(sqlite_type(column.type));
+    }
+    for (const std::string_view name : kRowNumbers) {
+        sql.append(", \"").append(name).append("\" INTEGER HIDDEN");
     }
     return sql + ")";
 }
@@ -274,7 +301,14 @@ int go_to_next(sqlite3_vtab_cursor *base) {
 int is_at_end(sqlite3_vtab_cursor *base) { return cursor_of(base).rows->is_at_end() ? 1 : 0; }
 
 int put_column_of_row(sqlite3_vtab_cursor *base, sqlite3_context *context, int column) {
-    return guard(base, [&] { cursor_of(base).rows->put_column(context, column); });
+    return guard(base, [&] {
+        TableCursor &rows = *cursor_of(base).rows;
+        if (column < first_row_number(table_of(base->pVtab).data->table.description())) [[likely]] {
+            rows.put_column(context, column);
+        } else {
+            sqlite3_result_int64(context, rows.row_number());
+        }
+    });
 }
 
 int put_row_number(sqlite3_vtab_cursor *base, sqlite3_int64 *number) {

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "cli/questions/column_block.h"
-#include "cli/questions/recordings.h"
+#include "cli/recordings/recordings.h"
 #include "decoder/device_clock.h"
 #include "host/state_records.h"
 #include "host/store/analytics_store.h"

@@ -117,6 +117,15 @@ inline constexpr Table kTables[] = {
     {"records",      "State-capture records",                                                             kRecordColumns},
 };
 
+inline constexpr Column kLabelColumns[] = {
+    {"device", ColumnType::Text, false, qor::kNoUnit, "the device that has the label"},
+    {"key",    ColumnType::Text, false, qor::kNoUnit, "the label's key"},
+    {"value",  ColumnType::Text, false, qor::kNoUnit, "its value: the newest one that was loaded"},
+};
+
 // clang-format on
+
+/** What only a load has: recordings have no labels. */
+inline constexpr Table kLabelTable = {"labels", "The labels of devices", kLabelColumns};
 
 } // namespace cli

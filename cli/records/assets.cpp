@@ -55,12 +55,21 @@ struct SpeedColumns {
     std::array<bool, std::size(kEvents)> is_disabled{};
 };
 
+std::string key_of(std::size_t speed, std::size_t event) {
+    return std::string(kSpeeds[speed]) + "-" + std::string(kEvents[event]);
+}
+
+std::optional<Asset> asset_under(TvDictionaryRef assets, const std::string &key) {
+    const std::optional<std::string_view> text = text_of(TvDictionaryGetValue(assets, key.c_str()));
+    return text ? asset_of(*text) : std::nullopt;
+}
+
 class AssetsText {
 public:
     AssetsText(TvDictionaryRef assets, const TextStyle &style) : _assets(assets), _reader(assets), _style(style) {
         for (std::size_t speed = 0; speed < std::size(kSpeeds); ++speed) {
             for (std::size_t event = 0; event < std::size(kEvents); ++event) {
-                _keys[speed][event] = std::string(kSpeeds[speed]) + "-" + std::string(kEvents[event]);
+                _keys[speed][event] = key_of(speed, event);
             }
         }
     }
@@ -78,8 +87,7 @@ public:
 
 private:
     std::optional<Asset> take_asset(const std::string &key) {
-        const std::optional<std::string_view> text = text_of(TvDictionaryGetValue(_assets, key.c_str()));
-        std::optional<Asset> asset = text ? asset_of(*text) : std::nullopt;
+        std::optional<Asset> asset = asset_under(_assets, key);
         if (asset) {
             _reader.take(key);
         }
@@ -145,6 +153,25 @@ private:
 };
 
 } // namespace
+
+std::vector<NamedAsset> assets_of(TvRef payload) {
+    std::vector<NamedAsset> assets;
+    for (std::size_t speed = 0; speed < std::size(kSpeeds); ++speed) {
+        for (std::size_t event = 0; event < std::size(kEvents); ++event) {
+            const std::optional<Asset> asset = asset_under(payload, key_of(speed, event));
+            if (!asset) {
+                continue;
+            }
+            NamedAsset &added = assets.emplace_back();
+            added.speed = kSpeeds[speed];
+            added.event = kEvents[event];
+            for (std::size_t field = 0; field < std::size(kFields); ++field) {
+                added.values.emplace_back(kFields[field].name, (*asset)[field]);
+            }
+        }
+    }
+    return assets;
+}
 
 std::optional<std::string> assets_text(TvRef payload, const TextStyle &style) {
     return AssetsText(payload, style).text();

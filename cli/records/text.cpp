@@ -1,11 +1,9 @@
 #include "cli/records/text.h"
 
-#include <algorithm>
-#include <array>
 #include <optional>
-#include <string_view>
 
 #include "cli/records/assets.h"
+#include "cli/records/drawn_record.h"
 #include "cli/records/latency.h"
 #include "cli/records/profile.h"
 #include "cli/records/sensor.h"
@@ -17,37 +15,25 @@ namespace cli {
 namespace {
 
 /** Nothing when the payload is not of the shape that its title promises. */
-using PayloadRendering = std::optional<std::string> (*)(TvRef payload, const TextStyle &style);
-
-struct TitleRow {
-    std::string_view title; ///< a star at the end matches any rest
-    PayloadRendering rendering;
-};
-
-constexpr std::array<TitleRow, 4> kTitles{{
-    {"SSHB Statistics", latency_text},
-    {"SSHB assets", assets_text},
-    {"SensorInfo", sensor_text},
-    {"ZEL Profile *", profile_text},
-}};
-
-bool matches(std::string_view title, std::string_view pattern) {
-    if (pattern.back() != '*') {
-        return title == pattern;
+std::optional<std::string> text_in_form(RecordForm form, TvRef payload, const TextStyle &style) {
+    switch (form) {
+    case RecordForm::Latency:
+        return latency_text(payload, style);
+    case RecordForm::Assets:
+        return assets_text(payload, style);
+    case RecordForm::Sensor:
+        return sensor_text(payload, style);
+    case RecordForm::Profile:
+        return profile_text(payload, style);
+    case RecordForm::Other:
+        break;
     }
-    pattern.remove_suffix(1);
-    return title.substr(0, pattern.size()) == pattern;
+    return std::nullopt;
 }
 
 std::string payload_text(const host::StateRecord &record, const TextStyle &style) {
-    const auto row = std::find_if(kTitles.begin(), kTitles.end(),
-                                  [&](const TitleRow &candidate) { return matches(record.title, candidate.title); });
-    if (row != kTitles.end()) {
-        if (std::optional<std::string> text = row->rendering(record.payload.get(), style)) {
-            return *std::move(text);
-        }
-    }
-    return value_lines(record.payload.get(), 0, style);
+    std::optional<std::string> text = text_in_form(form_of(record.title), record.payload.get(), style);
+    return text ? *std::move(text) : value_lines(record.payload.get(), 0, style);
 }
 
 std::string foreign_payload(const host::StateRecord &record, std::span<const std::byte> file) {

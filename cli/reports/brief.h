@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "cli/reports/owner_names.h"
+#include "cli/dumps/owner_names.h"
 #include "cli/terminal/text_style.h"
 #include "decoder/device_clock.h"
 #include "decoder/text_stream.h"

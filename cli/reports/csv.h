@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "cli/reports/owner_names.h"
+#include "cli/dumps/owner_names.h"
 #include "decoder/device_clock.h"
 #include "decoder/text_stream.h"
 #include "qor/report.h"

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "cli/arguments/time_text.h"
-#include "cli/reports/owner_names.h"
+#include "cli/dumps/owner_names.h"
 #include "cli/reports/time_limits.h"
 #include "decoder/device_clock.h"
 #include "qor/report.h"

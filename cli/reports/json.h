@@ -1,7 +1,7 @@
 /** Reports as JSON lines, for programs that read on. */
 #pragma once
 
-#include "cli/reports/owner_names.h"
+#include "cli/dumps/owner_names.h"
 #include "decoder/device_clock.h"
 #include "decoder/text_stream.h"
 #include "qor/report.h"

@@ -1,7 +1,7 @@
 /** Reports as lines with the owner's names. */
 #pragma once
 
-#include "cli/reports/owner_names.h"
+#include "cli/dumps/owner_names.h"
 #include "decoder/device_clock.h"
 #include "decoder/text_stream.h"
 #include "qor/report.h"

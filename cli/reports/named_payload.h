@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-#include "cli/reports/owner_names.h"
+#include "cli/dumps/owner_names.h"
 #include "qor/report.h"
 
 namespace cli {

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "cli/dumps/clock.h"
+#include "cli/dumps/owner_names.h"
 #include "cli/dumps/report_block.h"
-#include "cli/reports/owner_names.h"
 #include "cli/terminal/text_style.h"
 #include "decoder/text_stream.h"
 

@@ -9,8 +9,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "cli/dumps/owner_names.h"
 #include "cli/dumps/sequence_break.h"
-#include "cli/reports/owner_names.h"
 #include "cli/terminal/json_value.h"
 #include "decoder/device_clock.h"
 #include "qor/report.h"

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string_view>
 
 #include "cli/reports/json_notation.h"
@@ -35,15 +36,8 @@ constexpr std::uint8_t type_of(std::string_view name) {
 constexpr std::uint8_t kEventType = type_of("event");
 constexpr std::uint8_t kTriggerType = type_of("trigger");
 
-/** The field of `layout` with this name. */
-constexpr qor::Field field_of(const qor::Layout &layout, std::string_view name) {
-    return *std::ranges::find(layout.fields, name, &qor::Field::name);
-}
-
-constexpr qor::Field kFunctionId = field_of(qor::kFunction, "function-id");
-constexpr qor::Field kExtFunctionName = field_of(qor::kExtFunction, "function");
-constexpr qor::Field kSubject = field_of(qor::kSSHBTrace, "trace");
-constexpr std::size_t kFunctionIdNumber = field_number(qor::kFunction, "function-id");
+constexpr qor::Field kSubject =
+    *std::ranges::find(qor::kSSHBTrace.fields, std::string_view("trace"), &qor::Field::name);
 
 /** The room for an event around its arguments, or for one that names a track. */
 constexpr std::size_t kEventRoom = 1024;
@@ -76,9 +70,6 @@ bool is_sensor_value(const _QorProfileReport &report) {
     return report.type_id() == kEventType &&
            (report.category_id() == qor::kSensor || report.category_id() == qor::kVastrel);
 }
-
-/** Whether a payload begins with the fields of `layout`. */
-bool begins_with(std::size_t payload, const qor::Layout &layout) { return decoder::kPayloads[payload][0] == &layout; }
 
 /** Whether a payload has a vector, whose components are the only counters then. */
 template <std::size_t payload>
@@ -202,12 +193,6 @@ void fill_trace_pieces(TracePieces &pieces, const _QorProfileReport &report, con
     pieces.track.size = static_cast<std::uint16_t>(at - track);
 }
 
-struct SliceFields {
-    qor::Field thread;
-    std::size_t thread_number; ///< among the fields of all layouts
-    qor::Field duration;
-};
-
 std::string trace_start() { return "{\"displayTimeUnit\":\"ms\",\"traceEvents\":["; }
 
 std::string trace_end() { return "\n]}\n"; }
@@ -232,12 +217,8 @@ std::uint64_t TraceEvents::category_process(const _QorProfileReport &report) con
 
 void TraceEvents::append(text_buffer &out, const _QorProfileReport &report) {
     const std::size_t payload = decoder::payload_index(report);
-    if (begins_with(payload, qor::kFunction)) {
-        append_function(out, report, payload);
-        return;
-    }
-    if (begins_with(payload, qor::kExtFunction)) {
-        append_ext_function(out, report, payload);
+    if (const std::optional<FunctionCall> call = function_call_of(report, payload)) {
+        append_slice(out, report, payload, *call);
         return;
     }
     name_category(out, report);
@@ -257,48 +238,34 @@ void TraceEvents::append_mark(text_buffer &out, const Mark &mark) const {
                ",\"further_breaks\":" + std::to_string(mark.further) + "}}");
 }
 
-void TraceEvents::append_function(text_buffer &out, const _QorProfileReport &report, std::size_t payload) {
-    static constexpr SliceFields kFields{field_of(qor::kFunction, "thread-id"),
-                                         field_number(qor::kFunction, "thread-id"),
-                                         field_of(qor::kFunction, "duration")};
-    append_slice(out, report, payload, kFields, [this, &report](char *at) {
-        const std::uint64_t id = qor::load_number(report.bytes, kFunctionId);
-        const OwnerName *name = name_of(kFunctionIdNumber, id);
-        return name != nullptr ? put_all(at, name->json) : decoder::put_decimal(put_literal(at, "function "), id);
-    });
-}
-
-void TraceEvents::append_ext_function(text_buffer &out, const _QorProfileReport &report, std::size_t payload) {
-    static constexpr SliceFields kFields{field_of(qor::kExtFunction, "thread"),
-                                         field_number(qor::kExtFunction, "thread"),
-                                         field_of(qor::kExtFunction, "duration")};
-    append_slice(out, report, payload, kFields,
-                 [&report](char *at) { return put_text_or_hex(at, decoder::text_in(report, kExtFunctionName)); });
-}
-
-template <typename PutName>
 void TraceEvents::append_slice(text_buffer &out, const _QorProfileReport &report, std::size_t payload,
-                               const SliceFields &fields, const PutName &put_name) {
-    const std::uint64_t thread = qor::load_number(report.bytes, fields.thread);
-    const std::uint64_t duration = std::min(qor::load_number(report.bytes, fields.duration), report.timestamp());
-    const auto [slice, is_first] = _slices.fit(thread, {report.timestamp() - duration, report.timestamp()});
+                               const FunctionCall &call) {
+    const auto [slice, is_first] = _slices.fit(call.thread, call.slice);
     if (is_first) {
         std::array<char, 32> number;
-        const char *const end = decoder::put_decimal(put_literal(number.data(), "thread "), thread);
-        const OwnerName *name = name_of(fields.thread_number, thread);
-        append_name_event(out, "thread_name", _first_process + kThreadsProcess, thread,
+        const char *const end = decoder::put_decimal(put_literal(number.data(), "thread "), call.thread);
+        const OwnerName *name = name_of(call.thread_field, call.thread);
+        append_name_event(out, "thread_name", _first_process + kThreadsProcess, call.thread,
                           name != nullptr ? std::string_view(name->json) : std::string_view(number.data(), end));
     }
     text_stream stream(out);
     char *at = stream.room(kEventRoom + (_names != nullptr ? kNamedPayloadJsonRoom : kPayloadJsonRoom));
-    at = put_name(put_literal(at, ",\n{\"ph\":\"X\",\"name\":\""));
+    at = put_function_name(put_literal(at, ",\n{\"ph\":\"X\",\"name\":\""), call);
     at = decoder::put_decimal(put_literal(at, "\",\"ts\":"), slice.begin);
     at = decoder::put_decimal(put_literal(at, ",\"dur\":"), slice.end - slice.begin);
     at = decoder::put_decimal(put_literal(at, ",\"pid\":"), _first_process + kThreadsProcess);
-    at = decoder::put_up_to_ten_digits(put_literal(at, ",\"tid\":"), thread);
+    at = decoder::put_up_to_ten_digits(put_literal(at, ",\"tid\":"), call.thread);
     at = put_arguments(put_literal(at, ",\"args\":"), report, payload);
     stream.commit(put_literal(at, "}"));
     stream.flush();
+}
+
+char *TraceEvents::put_function_name(char *out, const FunctionCall &call) const {
+    if (!call.has_id) {
+        return put_text_or_hex(out, call.text);
+    }
+    const OwnerName *name = name_of(kFunctionIdField, call.id);
+    return name != nullptr ? put_all(out, name->json) : decoder::put_decimal(put_literal(out, "function "), call.id);
 }
 
 char *TraceEvents::put_process(char *out, const TracePieces &pieces, const _QorProfileReport &report) const {

@@ -7,9 +7,10 @@
 #include <string>
 #include <string_view>
 
+#include "cli/dumps/function_call.h"
+#include "cli/dumps/owner_names.h"
 #include "cli/dumps/report_block.h"
-#include "cli/reports/owner_names.h"
-#include "cli/reports/slice_nesting.h"
+#include "cli/dumps/slice_nesting.h"
 #include "decoder/remembered_header.h"
 #include "decoder/short_text.h"
 #include "decoder/text_stream.h"
@@ -26,9 +27,6 @@ struct TracePieces {
 
 /** For a report that becomes counters or an instant. @param owner  names; null for none. */
 void fill_trace_pieces(TracePieces &pieces, const _QorProfileReport &report, const OwnerNames *owner);
-
-/** The fields of a slice besides its name. */
-struct SliceFields;
 
 /** The start of a trace file, up to its first event. */
 std::string trace_start();
@@ -67,14 +65,12 @@ public:
 
 private:
     /** @param payload  an index into `decoder::kPayloads`. */
-    void append_function(text_buffer &out, const _QorProfileReport &report, std::size_t payload);
-    void append_ext_function(text_buffer &out, const _QorProfileReport &report, std::size_t payload);
-    template <typename PutName>
-    void append_slice(text_buffer &out, const _QorProfileReport &report, std::size_t payload, const SliceFields &fields,
-                      const PutName &put_name);
+    void append_slice(text_buffer &out, const _QorProfileReport &report, std::size_t payload, const FunctionCall &call);
     void append_counters(text_buffer &out, const _QorProfileReport &report, std::size_t payload);
     void append_instant(text_buffer &out, const _QorProfileReport &report, std::size_t payload);
     std::uint64_t category_process(const _QorProfileReport &report) const;
+    /** Writes the inside of a JSON string: the owner's name of a function, or its id or text. */
+    char *put_function_name(char *out, const FunctionCall &call) const;
     /** Writes what stands between the time and the track. */
     char *put_process(char *out, const TracePieces &pieces, const _QorProfileReport &report) const;
     void append_process_name(text_buffer &out, std::uint64_t process, std::string_view name) const;

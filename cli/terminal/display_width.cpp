@@ -8,17 +8,6 @@
 namespace cli {
 namespace {
 
-/** The character that a well-formed sequence stands for. */
-char32_t decode_utf8(std::string_view sequence) {
-    const auto first = static_cast<unsigned char>(sequence.front());
-    // The first byte of a sequence of N > 1 bytes has N + 1 bits of marks, each other byte two.
-    char32_t character = sequence.size() == 1 ? first : first & (0xFFU >> (sequence.size() + 1));
-    for (const char byte : sequence.substr(1)) {
-        character = character << 6 | (static_cast<unsigned char>(byte) & 0x3FU);
-    }
-    return character;
-}
-
 /** The C library knows the widths, but answers by the thread's locale. Null where the system lacks this one. */
 locale_t unicode_locale() {
     static const locale_t locale = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
@@ -47,7 +36,7 @@ Character first_of(std::string_view line) {
     if (bytes <= 1) {
         return {1, 1};
     }
-    return {bytes, width_of(decode_utf8(line.substr(0, bytes)))};
+    return {bytes, width_of(host::decode_utf8(line.substr(0, bytes)))};
 }
 
 /** The longest beginning of `line`, in whole characters, that takes at most `columns`. */

@@ -1,10 +1,12 @@
 #include "cli/terminal/interruption.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
+#include <limits>
 #include <mutex>
 #include <system_error>
 #include <utility>
@@ -38,6 +40,9 @@ std::atomic<bool> next_kills = false;
 std::atomic<int> wake = -1;
 /** In nanoseconds of the clock; 0 until the first interrupted piece asks. */
 std::atomic<std::int64_t> deadline = 0;
+/** Of waiting for input, in nanoseconds of the clock; the greatest for none. */
+constexpr std::int64_t kNoDeadline = std::numeric_limits<std::int64_t>::max();
+std::atomic<std::int64_t> input_deadline = kNoDeadline;
 /** What a signal that ends the process removes; null for nothing. */
 std::atomic<const char *> removed_by_signal = nullptr;
 static_assert(std::atomic<const char *>::is_always_lock_free && std::atomic<int>::is_always_lock_free &&
@@ -112,6 +117,18 @@ void hold() {
     } while (!holders.compare_exchange_weak(count, count + 1));
 }
 
+std::int64_t nanoseconds_of(Clock::time_point time) { return time.time_since_epoch() / std::chrono::nanoseconds(1); }
+
+/** The time left, as `poll` takes it: rounded up, -1 for any. */
+int milliseconds_for_input() {
+    const std::int64_t end = input_deadline;
+    if (end == kNoDeadline) {
+        return -1;
+    }
+    const std::int64_t left = std::max<std::int64_t>(0, end - nanoseconds_of(Clock::now()));
+    return static_cast<int>(std::min<std::int64_t>(std::numeric_limits<int>::max(), (left + 999'999) / 1'000'000));
+}
+
 void release() {
     --holders;
     if (const int signal = requested; signal != 0) {
@@ -166,7 +183,7 @@ bool WholePiece::is_interrupted() const { return requested != 0; }
 bool WholePiece::ends_process() const { return !has_interruption; }
 
 std::chrono::milliseconds WholePiece::time_left() const {
-    const std::int64_t now = Clock::now().time_since_epoch() / std::chrono::nanoseconds(1);
+    const std::int64_t now = nanoseconds_of(Clock::now());
     std::int64_t none = 0;
     deadline.compare_exchange_strong(none, now + kTimeForReader / std::chrono::nanoseconds(1));
     const std::int64_t left = deadline - now;
@@ -179,12 +196,19 @@ RemovedBySignal::RemovedBySignal(std::string path) : _path(std::move(path)) { re
 
 RemovedBySignal::~RemovedBySignal() { removed_by_signal = nullptr; }
 
+InputDeadline::InputDeadline(Clock::time_point time) { input_deadline = nanoseconds_of(time); }
+
+InputDeadline::~InputDeadline() { input_deadline = kNoDeadline; }
+
 void wait_for_input(int descriptor) {
     std::array<pollfd, 2> ends{{{descriptor, POLLIN, 0}, {has_interruption ? wake.load() : -1, POLLIN, 0}}};
     do {
-        poll(ends.data(), ends.size(), -1);
+        poll(ends.data(), ends.size(), milliseconds_for_input());
         if (has_interruption && requested != 0) {
             throw Interrupted{};
+        }
+        if (milliseconds_for_input() == 0) {
+            throw InputTooLate{};
         }
     } while (ends[0].revents == 0);
 }

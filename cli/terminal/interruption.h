@@ -75,9 +75,21 @@ private:
     std::string _path;
 };
 
+/** Thrown by `wait_for_input` when an `InputDeadline` has passed. Not an error of the input. */
+struct InputTooLate {};
+
+/** While an object lives, `wait_for_input` ends at a time, also of inputs without an end. At most one at a time. */
+class InputDeadline {
+public:
+    explicit InputDeadline(std::chrono::steady_clock::time_point time);
+    ~InputDeadline();
+    InputDeadline(const InputDeadline &) = delete;
+    InputDeadline &operator=(const InputDeadline &) = delete;
+};
+
 /**
  * Waits until there is something to read from the descriptor, or until its end. A signal ends the process meanwhile, as
- * ever. @throws Interrupted when an `Interruption` lives and has been requested.
+ * ever. @throws Interrupted when an `Interruption` lives and has been requested; InputTooLate.
  */
 void wait_for_input(int descriptor);
 

@@ -1,11 +1,18 @@
 #include "cli/terminal/json_text.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "cli/terminal/hex.h"
 #include "host/utf8.h"
 
 namespace cli {
+namespace {
+
+/** Beyond it not every whole number is a double. */
+constexpr std::int64_t kGreatestExact = std::int64_t{1} << 53;
+
+} // namespace
 
 void put_text(Json &object, const std::string &key, std::string_view text) {
     if (host::is_utf8(text)) {
@@ -13,6 +20,21 @@ void put_text(Json &object, const std::string &key, std::string_view text) {
     } else {
         object[key + "_hex"] = hex(text);
     }
+}
+
+Json number_for_scripts(std::uint64_t number) {
+    return number <= std::uint64_t{kGreatestExact} ? Json(number) : Json(std::to_string(number));
+}
+
+Json number_for_scripts(std::int64_t number) {
+    return number <= kGreatestExact && number >= -kGreatestExact ? Json(number) : Json(std::to_string(number));
+}
+
+Json number_for_scripts(double number) {
+    if (std::isnan(number)) {
+        return "nan";
+    }
+    return std::isfinite(number) ? Json(number) : Json(number > 0 ? "inf" : "-inf");
 }
 
 std::string json_lines(const Json &json) {

@@ -227,6 +227,7 @@ void Output::flush() {
 void Output::page_when_long() {
     if (_style.escapes_controls) {
         const WholePiece piece; // prepares for those that must not fail
+        _is_paged = true;
         _held = std::make_unique<HeldScreen>();
         _held->rows_left = terminal_rows(_descriptor);
         let_messages_wait();
@@ -249,6 +250,7 @@ void Output::finish() {
 /** Whole lines come together, so the rows of a line are known. */
 void Output::hold(std::span<const std::byte> bytes) {
     if (!_held->piece && !bytes.empty()) {
+        const std::lock_guard lock(_paging);
         _held->piece.emplace();
     }
     const std::string_view text = text_of(bytes);
@@ -277,6 +279,7 @@ void Output::start_pager() {
         }
         return;
     }
+    const std::lock_guard lock(_paging);
     _pager = std::make_unique<Pager>(choice.command);
     if (_unblocking != -1) {
         close(_unblocking);
@@ -286,8 +289,12 @@ void Output::start_pager() {
 }
 
 void Output::release() {
-    if (_held) {
-        const std::unique_ptr<HeldScreen> held = std::exchange(_held, nullptr);
+    std::unique_ptr<HeldScreen> held;
+    {
+        const std::lock_guard lock(_paging);
+        held = std::move(_held);
+    }
+    if (held) {
         send(std::as_bytes(std::span(held->text)), Unit::Line);
     }
 }
@@ -348,7 +355,7 @@ std::size_t Output::write_some(std::span<const std::byte> bytes) const {
         return static_cast<std::size_t>(written);
     }
     if (errno == EPIPE) {
-        end_without_reader();
+        end_without_reader(_pager.get());
     }
     if (errno != EAGAIN && errno != EINTR) {
         throw host::Error(_name, "", std::generic_category().message(errno));
@@ -366,19 +373,26 @@ bool Output::enlarge_pipe(std::size_t by) const {
 }
 
 void Output::require_reader() const {
-    if ((_held && _held->piece && _held->piece->is_interrupted()) || (_pager && _pager->is_interrupted())) {
-        throw Interrupted{};
+    pollfd reader{};
+    Pager *pager = nullptr;
+    {
+        const std::lock_guard lock(_paging);
+        pager = _pager.get();
+        if ((_held && _held->piece && _held->piece->is_interrupted()) ||
+            (pager != nullptr && pager->is_interrupted())) {
+            throw Interrupted{};
+        }
+        reader.fd = _descriptor;
     }
-    pollfd reader{_descriptor, 0, 0};
     if (poll(&reader, 1, 0) == 1 && (reader.revents & (POLLERR | POLLHUP)) != 0) {
-        end_without_reader();
+        end_without_reader(pager);
     }
 }
 
 /** A pager that could not be run is no reader that has gone. */
-void Output::end_without_reader() const {
-    if (_pager) {
-        _pager->wait();
+void Output::end_without_reader(Pager *pager) {
+    if (pager != nullptr) {
+        pager->wait_for_end();
     }
     throw ReaderHasGone{};
 }

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <span>
 #include <string>
@@ -30,6 +31,9 @@ void write_fully(int descriptor, std::span<const std::byte> bytes, const std::st
  *
  * A signal that ends the program does not tear a line. The line under way is written whole, even if its reader has
  * stalled: a pipe is enlarged for it.
+ *
+ * One thread at a time. Between `page_when_long` and `finish`, others may call `is_paged` and `require_reader`
+ * meanwhile.
  */
 class Output {
 public:
@@ -64,14 +68,15 @@ public:
      * Not while others must be waited for: a signal ends the program at its next call of this object.
      */
     void page_when_long();
-    /** Whether long text goes through a pager. */
-    bool is_paged() const { return _held || _pager; }
+    /** Whether long text goes through a pager, if there is one. */
+    bool is_paged() const { return _is_paged; }
     /** Flushes, and waits until the user leaves the pager. @throws also host::Error when that could not be run. */
     void finish();
 
     /**
-     * @throws ReaderHasGone when this is a pipe whose reader has gone, or the user has left the pager; Interrupted when
-     *         a signal has come and text is held or a pager runs.
+     * For whoever writes nothing for a while.
+     * @throws ReaderHasGone when this is a pipe whose reader has gone or a terminal that has hung up, or the user has
+     *         left the pager; Interrupted when a signal has come and text is held or a pager runs.
      */
     void require_reader() const;
 
@@ -93,21 +98,27 @@ private:
     void hold(std::span<const std::byte> bytes);
     void release();
     void start_pager();
-    [[noreturn]] void end_without_reader() const;
+    [[noreturn]] static void end_without_reader(Pager *pager);
     void open_unblocking();
     void send(std::span<const std::byte> bytes, Unit unit);
     void send_slowly(std::span<const std::byte> bytes, Unit unit);
     std::size_t write_some(std::span<const std::byte> bytes) const;
     bool enlarge_pipe(std::size_t by) const;
 
-    int _descriptor;
+    int _descriptor;      ///< changes with `_pager`
     int _unblocking = -1; ///< the same pipe or terminal, where writing does not block; -1 when there is none
     bool _may_stall = false;
     std::string _name;
     TextStyle _style;
     std::string _buffer;
+    bool _is_paged = false;
+    /**
+     * Guards what follows, `_descriptor` and a held screen's piece between `page_when_long` and `finish`. The thread
+     * that writes, which alone changes them, reads them without it.
+     */
+    mutable std::mutex _paging;
     std::unique_ptr<HeldScreen> _held;
-    std::unique_ptr<Pager> _pager;
+    std::unique_ptr<Pager> _pager; ///< lives as long as the object
 };
 
 Output standard_output();

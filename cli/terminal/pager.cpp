@@ -116,7 +116,7 @@ pid_t start(const std::string &command, int input) {
 }
 
 /** Waits until `process` has ended. Once `wake` is readable, ends it. */
-void wait_for_end(pid_t process, int wake) {
+void wait_for_process(pid_t process, int wake) {
     constexpr int kTimeToEnd = 500; // milliseconds: enough to leave the terminal in order
     const int end = static_cast<int>(syscall(SYS_pidfd_open, process, 0));
     if (end == -1) {
@@ -195,20 +195,27 @@ int Pager::descriptor() const { return _pipe; }
 bool Pager::is_interrupted() const { return _piece.is_interrupted(); }
 
 void Pager::wait() {
-    if (_process == -1) {
-        return;
+    if (_pipe != -1) {
+        close(std::exchange(_pipe, -1));
     }
-    close(std::exchange(_pipe, -1));
-    const pid_t process = std::exchange(_process, -1);
-    wait_for_end(process, _piece.descriptor());
-    int status = 0;
-    while (waitpid(process, &status, 0) == -1 && errno == EINTR) {
+    wait_for_end();
+}
+
+void Pager::wait_for_end() {
+    const std::lock_guard lock(_end);
+    if (_process != -1) {
+        const pid_t process = std::exchange(_process, -1);
+        wait_for_process(process, _piece.descriptor());
+        int status = 0;
+        while (waitpid(process, &status, 0) == -1 && errno == EINTR) {
+        }
+        if (WIFSIGNALED(status)) {
+            _terminal->restore();
+        }
+        _terminal.reset();
+        _could_run = !WIFEXITED(status) || (WEXITSTATUS(status) != kCannotRun && WEXITSTATUS(status) != kNotFound);
     }
-    if (WIFSIGNALED(status)) {
-        _terminal->restore();
-    }
-    _terminal.reset();
-    if (WIFEXITED(status) && (WEXITSTATUS(status) == kCannotRun || WEXITSTATUS(status) == kNotFound)) {
+    if (!_could_run) {
         throw host::Error("PAGER", "", "cannot run \"" + _command + "\"");
     }
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include <sys/types.h>
@@ -38,20 +39,28 @@ public:
     /** A pipe to the pager, which is closed by `wait`. */
     int descriptor() const;
 
-    /** Whether SIGTERM or SIGHUP has come. */
+    /** Whether SIGTERM or SIGHUP has come. Any thread. */
     bool is_interrupted() const;
 
     /** Closes the pager's input and waits until the user leaves it. @throws host::Error when it could not be run. */
     void wait();
+
+    /**
+     * Waits until the user leaves it, without closing its input, for a pager that reads no more. Any thread, also
+     * beside one that writes to it or waits. @throws host::Error, to each caller, when it could not be run.
+     */
+    void wait_for_end();
 
 private:
     struct Terminal;
 
     WholePiece _piece;
     std::string _command;
-    std::unique_ptr<Terminal> _terminal; ///< as it was
-    pid_t _process = -1;
     int _pipe = -1;
+    std::mutex _end;                     ///< guards what follows
+    std::unique_ptr<Terminal> _terminal; ///< as it was
+    pid_t _process = -1;                 ///< -1 once it has ended
+    bool _could_run = true;
 };
 
 } // namespace cli

@@ -86,6 +86,11 @@ TvStringRef TvStringCreateWithBytes(const void *bytes, size_t length, TvStringEn
     return NULL;
 }
 
+TvStringRef TvStringCreateWithFormat(const char *format, ...) {
+    (void)format;
+    return NULL;
+}
+
 const char *TvStringGetCString(TvStringRef string) {
     (void)string;
     return NULL;

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <optional>
 #include <string_view>
 #include <system_error>
@@ -64,19 +65,29 @@ public:
         return {offset, count};
     }
 
-    /** The zero-terminated text at `offset`; its zero is before `end`. */
-    std::string text(std::uint64_t offset, std::uint64_t end) const {
+    /** The zero-terminated name at `offset`; its zero is before `end`. @param what  for the message. */
+    std::string name(std::uint64_t offset, std::uint64_t end, const char *what) const {
         if (end > _bytes.size() || offset >= end) {
-            fail(offset, "a symbol's name is outside the table of names");
+            fail(offset, std::string(what) + " is outside the table of names");
         }
         const auto *begin = reinterpret_cast<const char *>(_bytes.data());
         const std::string_view rest(begin + offset, end - offset);
         const std::size_t length = rest.find('\0');
         if (length == std::string_view::npos) {
-            fail(offset, "a symbol's name has no end");
+            fail(offset, std::string(what) + " has no end");
         }
         return std::string(rest.substr(0, length));
     }
+
+    /** These bytes; none when the file does not have them all. */
+    std::string_view part(std::uint64_t offset, std::uint64_t size) const {
+        if (offset > _bytes.size() || _bytes.size() - offset < size) {
+            return {};
+        }
+        return {reinterpret_cast<const char *>(_bytes.data()) + offset, size};
+    }
+
+    std::size_t size() const { return _bytes.size(); }
 
     bool starts_with(std::string_view magic) const {
         return _bytes.size() >= magic.size() && std::memcmp(_bytes.data(), magic.data(), magic.size()) == 0;
@@ -98,6 +109,9 @@ struct DynamicEntries {
     std::optional<std::uint64_t> flags_1;
     std::optional<std::uint64_t> binds_at_once;  ///< present or not; the value has no meaning
     std::optional<std::uint64_t> relocates_code; ///< likewise
+    std::optional<std::uint64_t> run_path;       ///< as an offset among the names
+    std::optional<std::uint64_t> old_run_path;   ///< likewise; of no effect beside the other
+    std::vector<std::uint64_t> needed;           ///< likewise
 
     /** Of a repeated entry the last one counts, as for the dynamic linker. */
     void take(const Elf64_Dyn &entry) {
@@ -106,8 +120,12 @@ struct DynamicEntries {
             {DT_STRSZ, &DynamicEntries::names_size},       {DT_HASH, &DynamicEntries::hash},
             {DT_GNU_HASH, &DynamicEntries::gnu_hash},      {DT_FLAGS, &DynamicEntries::flags},
             {DT_FLAGS_1, &DynamicEntries::flags_1},        {DT_BIND_NOW, &DynamicEntries::binds_at_once},
-            {DT_TEXTREL, &DynamicEntries::relocates_code},
+            {DT_TEXTREL, &DynamicEntries::relocates_code}, {DT_RUNPATH, &DynamicEntries::run_path},
+            {DT_RPATH, &DynamicEntries::old_run_path},
         };
+        if (entry.d_tag == DT_NEEDED) {
+            needed.push_back(entry.d_un.d_val);
+        }
         for (const auto &[tag, member] : kWanted) {
             if (tag == entry.d_tag) {
                 this->*member = entry.d_un.d_val;
@@ -115,6 +133,16 @@ struct DynamicEntries {
         }
     }
 };
+
+std::string hex(std::string_view bytes) {
+    static constexpr const char *kDigits = "0123456789abcdef";
+    std::string digits;
+    for (const char byte : bytes) {
+        digits.push_back(kDigits[static_cast<unsigned char>(byte) / 16]);
+        digits.push_back(kDigits[static_cast<unsigned char>(byte) % 16]);
+    }
+    return digits;
+}
 
 class ElfReader {
 public:
@@ -124,7 +152,9 @@ public:
         read_header();
         const DynamicEntries dynamic = read_dynamic();
         ModuleFile file;
-        file.exported = read_exported_names(dynamic);
+        read_symbols(dynamic, file);
+        read_libraries(dynamic, file);
+        file.build_id = read_build_id();
         file.is_read_only_after_relocation = has_segment(PT_GNU_RELRO);
         const std::uint64_t flags = dynamic.flags.value_or(0);
         file.is_bound_at_once =
@@ -262,28 +292,106 @@ private:
                (visibility == STV_DEFAULT || visibility == STV_PROTECTED);
     }
 
-    std::vector<std::string> read_exported_names(const DynamicEntries &dynamic) const {
+    static bool is_imported(const Elf64_Sym &symbol) {
+        return symbol.st_shndx == SHN_UNDEF && ELF64_ST_BIND(symbol.st_info) == STB_GLOBAL;
+    }
+
+    static void sort_names(std::vector<std::string> &names) {
+        std::sort(names.begin(), names.end());
+        names.erase(std::unique(names.begin(), names.end()), names.end());
+    }
+
+    /** The table of all names, as a range of the file. */
+    Table<char> names(const DynamicEntries &dynamic) const {
+        constexpr const char *kWhat = "the table of names";
+        return _elf.table<char>(offset_of(*dynamic.names, kWhat), dynamic.names_size.value_or(0), kWhat);
+    }
+
+    std::string name_at(const Table<char> &names, std::uint64_t place, const char *what) {
+        // No file reaches that far. A larger place could carry the sum beyond 64 bits.
+        constexpr std::uint64_t kFarthest = std::numeric_limits<std::uint32_t>::max();
+        std::string name = _elf.name(names.offset + std::min(place, kFarthest), names.offset + names.count, what);
+        // Names may share their bytes. Many that share a long one would take far more memory than the file.
+        _name_bytes += name.size();
+        if (_name_bytes > _elf.size()) {
+            _elf.fail("its names are longer together than the file");
+        }
+        return name;
+    }
+
+    void read_symbols(const DynamicEntries &dynamic, ModuleFile &file) {
         if (!dynamic.symbols || !dynamic.names) {
             _elf.fail("this is not a module: it has no dynamic symbols");
         }
         constexpr const char *kWhat = "the table of dynamic symbols";
         const auto symbols = _elf.table<Elf64_Sym>(offset_of(*dynamic.symbols, kWhat), symbol_count(dynamic), kWhat);
-        const std::uint64_t names = offset_of(*dynamic.names, "the table of names");
-        const auto name_bytes = _elf.table<char>(names, dynamic.names_size.value_or(0), "the table of names");
-        std::vector<std::string> exported;
+        constexpr const char *kName = "a symbol's name";
+        const Table<char> all_names = names(dynamic);
         for (std::uint64_t i = 0; i < symbols.count; ++i) {
             const auto symbol = _elf.entry(symbols, i, kWhat);
             if (is_exported(symbol)) {
-                exported.push_back(_elf.text(names + symbol.st_name, names + name_bytes.count));
+                file.exported.push_back(name_at(all_names, symbol.st_name, kName));
+                if (ELF64_ST_BIND(symbol.st_info) == STB_GLOBAL) {
+                    file.strongly_exported.push_back(file.exported.back());
+                }
+            } else if (is_imported(symbol)) {
+                file.imported.push_back(name_at(all_names, symbol.st_name, kName));
             }
         }
-        std::sort(exported.begin(), exported.end());
-        exported.erase(std::unique(exported.begin(), exported.end()), exported.end());
-        return exported;
+        sort_names(file.exported);
+        sort_names(file.strongly_exported);
+        sort_names(file.imported);
+    }
+
+    void read_libraries(const DynamicEntries &dynamic, ModuleFile &file) {
+        constexpr const char *kName = "a library's name";
+        const Table<char> all_names = names(dynamic);
+        for (const std::uint64_t place : dynamic.needed) {
+            file.needed.push_back(name_at(all_names, place, kName));
+        }
+        if (const auto place = dynamic.run_path ? dynamic.run_path : dynamic.old_run_path) {
+            file.run_path = name_at(all_names, *place, "the path to libraries");
+        }
+    }
+
+    /** The build identity among the notes of one segment; empty when it is not there. */
+    std::string find_build_id(const Elf64_Phdr &segment) const {
+        static constexpr char kOwnerText[] = "GNU";
+        static constexpr std::string_view kOwner(kOwnerText, sizeof kOwnerText); // with its zero
+        const std::string_view notes = _elf.part(segment.p_offset, segment.p_filesz);
+        const std::uint64_t alignment = segment.p_align == 8 ? 8 : 4;
+        const auto align = [alignment](std::uint64_t size) { return (size + alignment - 1) / alignment * alignment; };
+        std::uint64_t place = 0;
+        while (place < notes.size() && notes.size() - place >= sizeof(Elf64_Nhdr)) {
+            const auto note = _elf.read<Elf64_Nhdr>(segment.p_offset + place, "a note");
+            const std::uint64_t owner = place + sizeof note;
+            const std::uint64_t description = align(owner + note.n_namesz);
+            const std::uint64_t end = description + note.n_descsz;
+            if (end > notes.size()) {
+                break;
+            }
+            if (note.n_type == NT_GNU_BUILD_ID && notes.substr(owner, note.n_namesz) == kOwner) {
+                return hex(notes.substr(description, note.n_descsz));
+            }
+            place = align(end);
+        }
+        return "";
+    }
+
+    std::string read_build_id() const {
+        std::string id;
+        for (std::uint64_t i = 0; i < _segments.count && id.empty(); ++i) {
+            const auto segment = _elf.entry(_segments, i, "the list of segments");
+            if (segment.p_type == PT_NOTE) {
+                id = find_build_id(segment);
+            }
+        }
+        return id;
     }
 
     ElfBytes _elf;
     Table<Elf64_Phdr> _segments;
+    std::size_t _name_bytes = 0; ///< of all names that were read
 };
 
 } // namespace

@@ -8,10 +8,20 @@
 
 namespace host {
 
-/** The dynamic symbols and the protections of a shared library: 64-bit little-endian ELF. */
+/** What a shared library says of itself: 64-bit little-endian ELF. */
 struct ModuleFile {
     /** The exported names; sorted, without duplicates. */
     std::vector<std::string> exported;
+    /** Those of them that no other definition replaces at link time: not weak, as those of inline functions are. */
+    std::vector<std::string> strongly_exported;
+    /** The names that other libraries must define; sorted, without duplicates. */
+    std::vector<std::string> imported;
+    /** The names of the libraries that it was linked with, in order. */
+    std::vector<std::string> needed;
+    /** Where the loader looks for them first: folders separated by colons, with `$ORIGIN` for the file's own. */
+    std::string run_path;
+    /** The linker's mark of this build, in hex; empty when there is none. */
+    std::string build_id;
     /** Relocated data is made read-only after relocation. */
     bool is_read_only_after_relocation = false;
     /** All names are bound at load, before any code runs. */

@@ -157,7 +157,7 @@ TEST(PartsOfTheProgramTest, AMissingMetricsLibraryIsAnErrorOfRunsThatListen) {
 }
 
 /** Waits until the host has written `text` to `file`. */
-void wait_for_text(const RunningProgram &host, const fs::path &file, const std::string &text) {
+void wait_for_text(RunningProgram &host, const fs::path &file, const std::string &text) {
     ASSERT_TRUE(host.waits_for_opening(file));
     while (content_of(file).find(text) == std::string::npos) {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));

@@ -167,7 +167,7 @@ std::vector<std::string> split_lines(const std::string &text) {
 }
 
 RunningProgram::RunningProgram(const std::vector<std::string> &arguments, const Surroundings &surroundings)
-    : _input_left(surroundings.standard_input) {
+    : _sanitizers_may_report(surroundings.sanitizers_may_report), _input_left(surroundings.standard_input) {
     Pipe in;
     Pipe out = surroundings.output_is_terminal ? terminal() : Pipe();
     Pipe err = surroundings.messages_are_to_terminal ? terminal() : Pipe();
@@ -241,8 +241,13 @@ bool RunningProgram::waits_for(const std::string &gathered, std::string_view tex
 bool RunningProgram::waits_for_message(std::string_view text, std::size_t times) {
     return waits_for(_err_text, text, times);
 }
-bool RunningProgram::waits_for_output(std::string_view text) { return waits_for(_out_text, text, 1); }
-bool RunningProgram::waits_for_opening(const fs::path &file) const {
+bool RunningProgram::waits_for_output(std::string_view text, std::size_t times) {
+    return waits_for(_out_text, text, times);
+}
+bool RunningProgram::waits_for_opening(const fs::path &file) {
+    while (!_input_left.empty() && read_once()) {
+    }
+    close_if_open(_in);
     const fs::path descriptors = "/proc/" + std::to_string(_process) + "/fd";
     std::error_code gone;
     for (;;) {
@@ -317,6 +322,14 @@ void RunningProgram::send(int signal) const { kill(_process, signal); }
 void RunningProgram::type(std::string_view keys) const {
     EXPECT_EQ(write(_out, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
 }
+
+void RunningProgram::resize_terminal(unsigned short columns) const {
+    struct winsize size {};
+    size.ws_row = 24;
+    size.ws_col = columns;
+    EXPECT_EQ(ioctl(_out, TIOCSWINSZ, &size), 0);
+}
+
 void RunningProgram::stop_reading() { close_if_open(_out); }
 
 Outcome RunningProgram::wait_for_end_unread() {
@@ -341,6 +354,11 @@ Outcome RunningProgram::wait_for_end() {
     waitpid(_process, &status, 0);
     _process = -1;
     const int exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    // Whatever else a test expects of the program. What sanitizers find goes to the one or, with 2>&1, to the other.
+    for (const char *const report : {"Sanitizer: ", ": runtime error: "}) {
+        const std::size_t count = occurrences(_out_text, report) + occurrences(_err_text, report);
+        EXPECT_TRUE(count == 0 || _sanitizers_may_report) << _out_text << _err_text;
+    }
     return {exit_code, _out_text, _err_text};
 }
 

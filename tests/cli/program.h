@@ -49,6 +49,7 @@ struct Surroundings {
     bool messages_are_to_terminal = false;          ///< the same for standard error
     bool has_controlling_terminal = false; ///< the terminal of standard output is also /dev/tty and sends signals
     std::string output_file;               ///< standard output is this file, not a pipe
+    bool sanitizers_may_report = false;    ///< the program runs a module that is broken on purpose
     std::set<int> ignored_signals;         ///< of SIGHUP, SIGINT and SIGTERM; what this process ignores does not count
 };
 
@@ -72,10 +73,10 @@ public:
 
     /** Waits until standard error contains `text` `times` times. @return false when the program ended before. */
     bool waits_for_message(std::string_view text, std::size_t times = 1);
-    /** Waits until standard output contains `text`. @return false when the program ended before. */
-    bool waits_for_output(std::string_view text);
-    /** Waits until the program has `file` open. @return false when it ended before. */
-    bool waits_for_opening(const std::filesystem::path &file) const;
+    /** The same of standard output. */
+    bool waits_for_output(std::string_view text, std::size_t times = 1);
+    /** Gives the program its standard input, and waits until it has `file` open. @return false when it ended before. */
+    bool waits_for_opening(const std::filesystem::path &file);
     /** Waits until the program sleeps: in a system call that waits, with nothing to do. */
     void waits_for_sleep() const;
     /** Waits until the program has computed for a while. */
@@ -86,6 +87,8 @@ public:
     void send(int signal) const;
     /** Types on the terminal of standard output. */
     void type(std::string_view keys) const;
+    /** Makes that terminal so many columns wide. */
+    void resize_terminal(unsigned short columns) const;
     /** Closes the reading end of standard output. */
     void stop_reading();
     Outcome wait_for_end();
@@ -97,6 +100,7 @@ private:
     bool waits_for(const std::string &gathered, std::string_view text, std::size_t times);
 
     pid_t _process = -1;
+    bool _sanitizers_may_report;
     int _in = -1;
     int _out = -1;
     int _err = -1;

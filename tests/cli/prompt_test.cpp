@@ -1,6 +1,7 @@
 /** The prompt of `qorstat query` in a pseudo-terminal, through the built program. */
 #include <csignal>
 #include <filesystem>
+#include <map>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -8,7 +9,6 @@
 
 #include "tests/cli/program.h"
 
-using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -22,6 +22,8 @@ const std::string kContinued = "    ...> ";
 const std::string kInterrupt = "\x03";
 const std::string kEnd = "\x04";
 const std::string kUp = "\x1B[A";
+const std::string kSearch = "\x12";
+const std::string kToStart = "\x01";
 
 /** An answer that is computed for hours. */
 const std::string kEndless =
@@ -50,14 +52,17 @@ protected:
             EXPECT_TRUE(program.waits_for_output(kPrompt));
         }
 
-        /** Types, and waits until `text` is shown. Before Ctrl-D that must be the prompt: the terminal takes it
-         * otherwise. */
+        /** Types, and waits until `text` is shown, once more than the last time. Before Ctrl-D that must be the prompt:
+         * the terminal takes it otherwise. */
         void enter(const std::string &keys, const std::string &text) {
             program.type(keys);
-            EXPECT_TRUE(program.waits_for_output(text)) << keys;
+            EXPECT_TRUE(program.waits_for_output(text, ++_shown[text])) << keys;
         }
 
         RunningProgram program;
+
+    private:
+        std::map<std::string, std::size_t> _shown;
     };
 
     std::string history() const { return content_of(folder.path() / "state" / "qorstat" / "query-history"); }
@@ -69,8 +74,8 @@ protected:
 TEST_F(PromptTest, AnswersUntilTheInputEnds) {
     Session session(surroundings);
     session.enter("SELECT count(*) + 1000 AS answer FROM reports;\r", "1436");
-    session.enter("SELECT 'äöü€'\r", kContinued);
-    session.enter("AS word, 'two' || 'fold';\r", "twofold");
+    session.enter("SELECT 'two'\r", kContinued);
+    session.enter("|| 'fold';\r", "twofold");
     session.enter("SELECT nothing FROM reports;\r", kPrompt);
     EXPECT_TRUE(session.program.waits_for_message("nothing"));
     session.enter("SELECT 77 * 77;\r", "5929\r\n" + kPrompt);
@@ -78,8 +83,19 @@ TEST_F(PromptTest, AnswersUntilTheInputEnds) {
     const Outcome outcome = session.program.wait_for_end();
 
     EXPECT_EQ(outcome.exit_code, 0);
-    EXPECT_THAT(outcome.out, HasSubstr("äöü€"));
     EXPECT_THAT(outcome.err, Not(HasSubstr("interrupted")));
+}
+
+TEST_F(PromptTest, AStatementHasTheCharactersThatWereTyped) {
+    Session session(surroundings);
+    session.enter("SELECT hex('a\u00E4\u07FF\u20AC\U0001F600') || '.';\r", "61C3A4DFBFE282ACF09F9880.\r\n" + kPrompt);
+    // What is not UTF-8 takes no other key along.
+    for (const std::string byte : {"\xE4", "\xF0\x9F", "\xBF", "\xFF"}) {
+        session.enter("SELECT hex('" + byte + "') || '.';\r", "EFBFBD.\r\n" + kPrompt);
+    }
+    session.program.type(kEnd);
+
+    EXPECT_EQ(session.program.wait_for_end().exit_code, 0);
 }
 
 TEST_F(PromptTest, CtrlCEndsAnAnswerOrClearsALineAndNotTheSession) {
@@ -126,6 +142,38 @@ TEST_F(PromptTest, TheNextSessionHasTheHistory) {
     session.program.type(kEnd);
     EXPECT_EQ(session.program.wait_for_end().exit_code, 0);
     EXPECT_EQ(history(), "SELECT 77 * 77;\nSELECT 77 * 77;\n");
+}
+
+TEST_F(PromptTest, OfTheSameStatementTwiceTheHistoryOfTheSessionHasOne) {
+    Session session(surroundings);
+    session.enter("SELECT 1111 * 2;\r", "2222\r\n" + kPrompt);
+    session.enter("SELECT 77 * 77;\r", "5929\r\n" + kPrompt);
+    session.enter("SELECT 77 * 77;\r", "5929\r\n" + kPrompt);
+    session.enter(kUp + kUp + "\r", "2222\r\n" + kPrompt);
+    session.program.type(kEnd);
+
+    EXPECT_EQ(session.program.wait_for_end().exit_code, 0);
+}
+
+TEST_F(PromptTest, CtrlRSearchesTheHistory) {
+    Session session(surroundings);
+    session.enter("SELECT 1111 * 2;\r", "2222\r\n" + kPrompt);
+    session.enter("SELECT 77 * 77;\r", "5929\r\n" + kPrompt);
+    session.enter(kSearch + "111\r", "2222\r\n" + kPrompt);
+    session.program.type(kEnd);
+
+    EXPECT_EQ(session.program.wait_for_end().exit_code, 0);
+}
+
+TEST_F(PromptTest, ALineThatIsEditedFollowsTheWidthOfTheTerminal) {
+    Session session(surroundings);
+    session.program.resize_terminal(40);
+    session.enter("SELECT '" + std::string(60, 'x') + "'", "x'");
+    session.enter(kToStart, "\x1B[A"); // up, to the first of two rows
+    session.enter(kInterrupt, "^C\r\n" + kPrompt);
+    session.program.type(kEnd);
+
+    EXPECT_EQ(session.program.wait_for_end().exit_code, 0);
 }
 
 TEST_F(PromptTest, WithoutAHomeThereIsNoHistory) {

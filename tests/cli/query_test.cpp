@@ -6,9 +6,12 @@
 #include <utility>
 #include <vector>
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
+#include <sys/stat.h>
 
+#include "host/file_descriptor.h"
 #include "host/store/analytics_store.h"
 #include "tests/cli/program.h"
 #include "tests/cli/records/records.h"
@@ -17,7 +20,6 @@
 using nlohmann::json;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::StartsWith;
 
 namespace cli_tests {
@@ -79,6 +81,10 @@ TEST_F(QueryTest, FormsForProgramsAreExact) {
               "| x | y | z | bytes | x |\n|---|---:|---:|---|---:|\n"
               "| a,\"b |  | Infinity | 00ff | 7 |\n| a\\|b | 1 | 0.5 |  | -1 |\n");
     EXPECT_EQ(out_of({"phone.bin", "SELECT CAST(x'ff41' AS TEXT) AS t", "-f", "jsonl"}), "{\"t_hex\":\"ff41\"}\n");
+    EXPECT_EQ(
+        out_of({"phone.bin", "SELECT CAST(x'ff' AS TEXT) AS t, 7 AS t_hex, CAST(x'fe' AS TEXT) AS t", "-f", "jsonl"}),
+        "{\"t_hex_2\":\"ff\",\"t_hex\":7,\"t_2_hex\":\"fe\"}\n")
+        << "the key of a column is of no other value";
 }
 
 TEST_F(QueryTest, InputsAreFilesFoldersPipesAndLists) {
@@ -117,6 +123,16 @@ TEST_F(QueryTest, TimesAreThoseOfJsonLines) {
     EXPECT_EQ(out_of(asked), "{\"wall_time\":\"2026-11-05T10:03:07.000100+01:00\",\"boot_timestamp\":5}\n");
     asked.insert(asked.end(), {"--time-zone", "UTC"});
     EXPECT_EQ(out_of(asked), "{\"wall_time\":\"2026-11-05T09:03:07.000100+00:00\",\"boot_timestamp\":5}\n");
+}
+
+TEST_F(QueryTest, AVariableSetsTheTimeZone) {
+    Surroundings surroundings = in_folder();
+    surroundings.environment["QORSTAT_TIME_ZONE"] = "Etc/GMT-2";
+    std::vector<std::string> asked = {"query", "phone.bin",   "SELECT wall_time FROM reports LIMIT 1", "-f",
+                                      "csv",   "--time-sync", "qor=0,calendar=2026-11-05T09:03:07Z"};
+    EXPECT_EQ(qorstat(asked, surroundings).out, "wall_time\r\n2026-11-05T11:03:07.000100+02:00\r\n");
+    asked.insert(asked.end(), {"--time-zone", "UTC"});
+    EXPECT_EQ(qorstat(asked, surroundings).out, "wall_time\r\n2026-11-05T09:03:07.000100+00:00\r\n");
 }
 
 TEST_F(QueryTest, ContentOfRecordsIsThatOfShow) {
@@ -181,6 +197,57 @@ TEST_F(QueryTest, LimitsEndAQueryWithoutAPartOfAResult) {
     EXPECT_EQ(large.exit_code, 1);
     EXPECT_EQ(large.err, "qorstat: the query was ended: it needs more memory than its limit\n");
     EXPECT_FALSE(std::filesystem::exists(folder.path() / "out"));
+}
+
+/** A pipe that is open for writing, so that nobody reads its end. */
+class SilentPipe {
+public:
+    explicit SilentPipe(const std::filesystem::path &path) : _writing(make(path)) {}
+
+private:
+    static int make(const std::filesystem::path &path) {
+        EXPECT_EQ(mkfifo(path.c_str(), 0600), 0);
+        return open(path.c_str(), O_RDWR | O_CLOEXEC);
+    }
+
+    host::FileDescriptor _writing;
+};
+
+TEST_F(QueryTest, TheLimitOfTimeCountsForInputsWithoutAnEnd) {
+    const SilentPipe pipe(folder.path() / "pipe");
+    for (const char *const input : {"pipe", "/dev/zero"}) {
+        const Outcome outcome = query({input, "SELECT count(*) FROM reports", "--timeout", "0.05", "-o", "out"});
+        EXPECT_EQ(outcome.exit_code, 1) << input;
+        EXPECT_EQ(outcome.err,
+                  "qorstat: the query was not begun: reading its inputs took longer than its limit of time\n");
+        EXPECT_FALSE(std::filesystem::exists(folder.path() / "out"));
+    }
+}
+
+TEST_F(QueryTest, WhatIsKeptOfAPipeIsGoneWithTheProgram) {
+    const SilentPipe pipe(folder.path() / "pipe");
+    std::filesystem::create_directory(folder.path() / "kept");
+    Surroundings surroundings = in_folder();
+    surroundings.environment["TMPDIR"] = folder.path() / "kept";
+    surroundings.standard_input = content_of(folder.path() / "phone.bin");
+    RunningProgram program({"query", "-", "pipe", "SELECT 1"}, surroundings);
+    EXPECT_TRUE(program.waits_for_opening(folder.path() / "pipe"));
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path() / "kept")) << "no name, while it is in use";
+    program.send(SIGINT);
+    EXPECT_EQ(program.wait_for_end().exit_code, 128 + SIGINT);
+}
+
+TEST_F(QueryTest, ASignalEndsAPromptThatWaitsForItsInputs) {
+    SKIP_WITHOUT_TERMINALS();
+    const SilentPipe pipe(folder.path() / "pipe");
+    Surroundings surroundings = in_folder();
+    surroundings.output_is_terminal = true;
+    surroundings.input_is_terminal = true;
+    RunningProgram program({"query", "pipe"}, surroundings);
+    EXPECT_TRUE(program.waits_for_opening(folder.path() / "pipe"));
+    program.waits_for_sleep();
+    program.send(SIGINT);
+    EXPECT_EQ(program.wait_for_end().exit_code, 128 + SIGINT);
 }
 
 TEST_F(QueryTest, ASignalEndsAQueryThatComputes) {

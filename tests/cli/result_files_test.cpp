@@ -89,6 +89,7 @@ const std::vector<Words> kVerbs = {
     {"export", "dump", "--format", "clickhouse"},
     {"export", "dump", "--format", "parquet"},
     {"export", "store", "--format", "parquet", "--table", "scalar"},
+    {"report", "dump"},
     {"show", "records"},
     {"show", "records", "--json"},
     {"metrics", "store"},

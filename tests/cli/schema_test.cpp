@@ -33,6 +33,8 @@ TEST(SchemaTest, PrintsTheStatementsOfTheEngine) {
     EXPECT_THAT(schema({"sqlite"}), HasSubstr("\nCREATE TABLE wake_event (\n    device TEXT NOT NULL, -- "));
     EXPECT_THAT(schema({"clickhouse"}), StartsWith("CREATE DATABASE IF NOT EXISTS qor;\n"));
     EXPECT_THAT(schema({"duckdb"}), HasSubstr("FROM read_parquet('scalar.parquet')"));
+    EXPECT_THAT(schema({"kaitai"}), StartsWith("meta:\n  id: qor_dump\n"));
+    EXPECT_THAT(schema({"lnav"}), HasSubstr("\n  \"qor_reports\": {\n"));
 }
 
 TEST(SchemaTest, OptionsNameWhatTheEngineHas) {
@@ -54,6 +56,9 @@ TEST(SchemaTest, RefusesWhatIsNoNameAndWhatIsForAnotherEngine) {
               "qorstat: schema: --database is for --engine clickhouse\n");
     EXPECT_EQ(error_of({"--engine", "clickhouse", "--table", "reports"}),
               "qorstat: schema: --table is for --engine duckdb\n");
+    EXPECT_EQ(error_of({"--engine", "kaitai", "--files", "a"}), "qorstat: schema: --files is for --engine duckdb\n");
+    EXPECT_EQ(error_of({"--engine", "lnav", "--cluster", "a"}),
+              "qorstat: schema: --cluster is for --engine clickhouse\n");
     EXPECT_THAT(error_of({"--engine", "duckdb", "--table", "report"}), HasSubstr("did you mean \"reports\"?"));
     EXPECT_EQ(error_of({"--engine", "duckdb", "--files", "all.parquet"}),
               "qorstat: schema: invalid value \"all.parquet\" for --files: with more than one table it must contain "

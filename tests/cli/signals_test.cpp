@@ -161,7 +161,7 @@ protected:
     static void TearDownTestSuite() { inputs.reset(); }
 
     /** Waits until the program does what the row says. */
-    static void wait_until(const RunningProgram &program, Doing doing) {
+    static void wait_until(RunningProgram &program, Doing doing) {
         if (doing == Doing::Working) {
             EXPECT_TRUE(program.waits_for_opening(inputs->path("ZEROS")));
             program.waits_for_work();

@@ -8,15 +8,13 @@ rows are made of the bytes of the dumps, of the stores' own tables and of what `
 differences and ends with status 1 when there are any.
 """
 
-import argparse
 import json
 import pathlib
-import shutil
 import sqlite3
 import struct
-import sys
 
-from engines import Asker, DebianClickHouse, Failure, run
+from checking import PATH, count, run_check
+from engines import Asker, DebianClickHouse, run
 
 SMALL_DEVICE = pathlib.Path(__file__).resolve().parents[1] / "data" / "small.toml"
 
@@ -157,7 +155,8 @@ def duckdb_text(name):
     return f"CAST({name} AS VARCHAR)"
 
 
-def check(arguments, folder):
+def check(arguments):
+    folder = arguments.folder
     qorstat = arguments.programs / "qorstat"
     dumps, stores, captures = prepared(arguments.programs, folder, arguments.devices, arguments.reports)
     expected = {
@@ -208,22 +207,4 @@ def check(arguments, folder):
     return checked.differences
 
 
-def main():
-    arguments = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    arguments.add_argument("--programs", type=pathlib.Path, required=True)
-    arguments.add_argument("--clickhouse", type=pathlib.Path, required=True)
-    arguments.add_argument("--folder", type=pathlib.Path, required=True)
-    arguments.add_argument("--devices", type=int, default=4)
-    arguments.add_argument("--reports", type=int, default=20_000)
-    parsed = arguments.parse_args()
-    shutil.rmtree(parsed.folder, ignore_errors=True)
-    parsed.folder.mkdir(parents=True)
-    try:
-        differences = check(parsed, parsed.folder.resolve())
-    except Failure as failure:
-        sys.exit(f"check_exports.py: {failure}")
-    print(f"{differences} differences")
-    sys.exit(1 if differences else 0)
-
-
-main()
+run_check(__doc__, check, {"clickhouse": PATH, "devices": count(4), "reports": count(20_000)})

@@ -8,41 +8,12 @@ and `qorstat metrics` in the stores, merged, after a load, after the same load a
 differences and ends with status 1 when there are any.
 """
 
-import argparse
 import collections
 import json
-import pathlib
-import shutil
-import subprocess
-import sys
-import urllib.error
-import urllib.request
 
-from engines import HERE, Failure, run
-
-
-class Server:
-    """The engine behind a URL."""
-
-    def __init__(self, folder):
-        folder.mkdir()
-        self.process = subprocess.Popen(["node", HERE / "serve.cjs", folder], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                                        encoding="utf-8")
-        self.url = self.process.stdout.readline().strip()
-        if not self.url:
-            raise Failure("the server ended")
-
-    def ask(self, question):
-        """The rows, each a list of texts."""
-        try:
-            with urllib.request.urlopen(urllib.request.Request(self.url, question.encode())) as answer:
-                return [line.split("\t") for line in answer.read().decode().splitlines()]
-        except urllib.error.HTTPError as error:
-            raise Failure(f"{error.read().decode()} in {question}") from error
-
-    def stop(self):
-        self.process.stdin.close()
-        self.process.wait()
+from checking import count, run_check
+from engines import run
+from served import Server
 
 
 class Check:
@@ -81,27 +52,30 @@ class Check:
                      {(row[0], float(row[1])): int(row[2]) for row in values})
 
 
-def check(parsed, folder):
-    qorstat = parsed.programs / "qorstat"
-    run([parsed.programs / "generate_fleet", "--folder", folder / "fleet", "--devices", parsed.devices, "--reports",
-         parsed.reports])
+def check(arguments):
+    folder = arguments.folder
+    qorstat = arguments.programs / "qorstat"
+    run([arguments.programs / "generate_fleet", "--folder", folder / "fleet", "--devices", arguments.devices, "--reports",
+         arguments.reports])
     dumps = sorted((folder / "fleet").glob("*.bin"))
-    stores = sorted((folder / "fleet").glob("*.db"))[:parsed.stores]
+    stores = sorted((folder / "fleet").glob("*.db"))[:arguments.stores]
     checked = Check(qorstat, folder, dumps, stores)
     server = Server(folder / "server")
     try:
         print(f"ClickHouse {server.ask('SELECT version()')[0][0]} behind HTTP", flush=True)
         # Several inserts, and dumps that are in two of them.
-        load = [qorstat, "load", "--to", server.url, "--insert-rows", str(parsed.devices * parsed.reports // 3), *dumps, *stores]
+        load = [qorstat, "load", "--to", server.url, "--insert-rows", str(arguments.devices * arguments.reports // 3), *dumps, *stores]
         there = len(dumps) + len(stores)
         for when, options, said in (("after a load", [], f"loaded {len(dumps)} dumps and {len(stores)} stores with "),
-                                    ("after another", [], f"loaded 0 dumps with 0 reports; {there} there already"),
-                                    ("after a clock", ["--boot-time", "1795000000000000"], f"; {len(dumps)} mended; ")):
+                                    ("after another", ["--label", "firmware=6", "--label", "site=it's\\"], f"; {there} there already; {len(dumps)} devices labelled"),
+                                    ("after a clock", ["--boot-time", "1795000000000000", "--label", "firmware=7"], f"; {len(dumps)} mended; ")):
             told = run([*load, *options]).decode()
             if said not in told:
                 checked.differences += 1
                 print(f"what the load says {when}: {told}")
             checked.compare_all(when, server)
+        labels = server.ask("SELECT device, groupArray(value) FROM (SELECT * FROM qor.labels ORDER BY device, key) GROUP BY device")
+        checked.compare("the labels", {dump.stem: r"['7','it\'s\\']" for dump in dumps}, dict(labels))
         times = server.ask("SELECT DISTINCT boot_timestamp FROM qor.reports")
         checked.compare("the clock", [["1795000000000000"]], times)
     finally:
@@ -109,22 +83,4 @@ def check(parsed, folder):
     return checked.differences
 
 
-def main():
-    arguments = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    arguments.add_argument("--programs", type=pathlib.Path, required=True)
-    arguments.add_argument("--folder", type=pathlib.Path, required=True)
-    arguments.add_argument("--devices", type=int, default=20)
-    arguments.add_argument("--stores", type=int, default=5)
-    arguments.add_argument("--reports", type=int, default=2000)
-    parsed = arguments.parse_args()
-    shutil.rmtree(parsed.folder, ignore_errors=True)
-    parsed.folder.mkdir(parents=True)
-    try:
-        differences = check(parsed, parsed.folder.resolve())
-    except Failure as failure:
-        sys.exit(f"check_load.py: {failure}")
-    print(f"{differences} differences")
-    sys.exit(1 if differences else 0)
-
-
-main()
+run_check(__doc__, check, {"devices": count(20), "stores": count(5), "reports": count(2000)})

@@ -8,15 +8,14 @@ second has "_2" at the end of a key that the first one has, too. Which lines a v
 Prints the differences and ends with status 1 when there are any.
 """
 
-import argparse
 import json
 import pathlib
-import shutil
 import sqlite3
 import struct
 import sys
 import time
 
+from checking import PATH, count, run_check
 from engines import CurrentClickHouse, DebianClickHouse, Dump, DuckDb, Failure, Sqlite, run
 
 HEADER = ("category", "category_id", "component", "component_id", "event", "event_id", "type", "type_id",
@@ -219,8 +218,6 @@ def make_dumps(arguments):
 
 
 def make_stores(arguments):
-    if arguments.stores == 0:
-        return [], None
     folder = arguments.folder / "fleet"
     run([arguments.programs / "generate_fleet", "--folder", folder, "--devices", arguments.stores, "--reports", 0])
     stores = sorted(folder.glob("*.db"))
@@ -255,20 +252,7 @@ def hashes_of(qorstat, dumps):
     return hashes
 
 
-def parse_arguments():
-    parser = argparse.ArgumentParser(description=__doc__.split("\n", 1)[0])
-    for name in ("programs", "clickhouse", "folder"):
-        parser.add_argument(f"--{name}", type=lambda text: pathlib.Path(text).resolve(), required=True)
-    parser.add_argument("--reports", type=int, default=100_000)
-    parser.add_argument("--stores", type=int, default=1_000)
-    parser.add_argument("--engine", action="append", choices=ENGINES)
-    return parser.parse_args()
-
-
-def main():
-    arguments = parse_arguments()
-    shutil.rmtree(arguments.folder, ignore_errors=True)
-    arguments.folder.mkdir(parents=True)
+def check(arguments):
     dumps = make_dumps(arguments)
     stores, merged = make_stores(arguments)
     records = arguments.folder / "records"
@@ -285,19 +269,15 @@ def main():
             engine.fill(dumps, stores, records)
             others = check_columns(engine, tables)
             rows, different = check_views(engine, reference, tables)
-            sums, wrong = check_stores(engine, merged) if stores else (0, 0)
+            sums, wrong = check_stores(engine, merged)
         finally:
             engine.stop()
         differences += others + different + wrong
         print(f"{engine.name}: {len(tables)} tables and views, {rows} rows of {len(reference.reports)} reports and {sums} sums "
               f"of {len(stores)} stores compared, {others + different + wrong} differences, "
               f"{time.monotonic() - start:.0f} s", flush=True)
-    return 1 if differences else 0
+    return differences
 
 
-if __name__ == "__main__":
-    try:
-        sys.exit(main())
-    except Failure as failure:
-        print(f"check_views.py: {failure}", file=sys.stderr)
-        sys.exit(1)
+run_check(__doc__, check, {"clickhouse": PATH, "reports": count(100_000), "stores": count(1_000),
+                           "engine": {"action": "append", "choices": ENGINES}})

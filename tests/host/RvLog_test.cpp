@@ -1,12 +1,13 @@
 #include "host/RvLog.h"
 
-#include <cstdarg>
-#include <cstdio>
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <regex>
 #include <string>
 #include <vector>
+
+#include <sys/uio.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -18,38 +19,22 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::MatchesRegex;
 
-/** The lines written to the journal. */
-struct JournalEntry {
-    std::string message;
-    int priority;
-    std::string identifier;
+/** The fields of each message that is sent to the journal. */
+std::vector<std::vector<std::string>> journal;
 
-    friend bool operator==(const JournalEntry &, const JournalEntry &) = default;
-};
-
-std::vector<JournalEntry> journal;
-
-std::string text_argument(va_list &arguments) {
-    const int length = va_arg(arguments, int);
-    return {va_arg(arguments, const char *), static_cast<std::size_t>(length)};
-}
+/** What the journal answers. */
+int journal_answer = 0;
 
 } // namespace
 
-/** Replaces the journal's own function, so that no journal need run. Takes the three fields of a line. */
-extern "C" int sd_journal_send(const char *format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    JournalEntry entry{};
-    EXPECT_STREQ(format, "MESSAGE=%.*s");
-    entry.message = text_argument(arguments);
-    EXPECT_STREQ(va_arg(arguments, const char *), "PRIORITY=%d");
-    entry.priority = va_arg(arguments, int);
-    EXPECT_STREQ(va_arg(arguments, const char *), "SYSLOG_IDENTIFIER=%.*s");
-    entry.identifier = text_argument(arguments);
-    va_end(arguments);
-    journal.push_back(entry);
-    return 0;
+/** Replaces the journal's own function, so that no journal need run. */
+extern "C" int sd_journal_sendv(const iovec *fields, int count) {
+    std::vector<std::string> message;
+    for (int i = 0; i < count; ++i) {
+        message.emplace_back(static_cast<const char *>(fields[i].iov_base), fields[i].iov_len);
+    }
+    journal.push_back(message);
+    return journal_answer;
 }
 
 namespace {
@@ -62,6 +47,7 @@ protected:
         std::filesystem::remove_all(_folder);
         std::filesystem::create_directories(_folder);
         journal.clear();
+        journal_answer = 0;
     }
     void TearDown() override { std::filesystem::remove_all(_folder); }
 
@@ -138,14 +124,39 @@ TEST_F(Log, LinesSayWhereTheLevelIs) {
 
 TEST_F(Log, JournalGetsTheMessageItsPriorityAndTheNames) {
     const auto sink = host::log_to_journal();
+    const auto fields = [](const char *message, const char *priority, const char *level) {
+        return ElementsAre(std::string("MESSAGE=") + message, std::string("PRIORITY=") + priority,
+                           "SYSLOG_IDENTIFIER=Sub:Cat", "QOR_SUBSYSTEM=Sub", "QOR_CATEGORY=Cat",
+                           std::string("QOR_LEVEL=") + level);
+    };
 
     RvLogWrite(log, kRvLogLevelDefault, "one\n");
-    RvLogWrite(log, kRvLogLevelError, "two");
-    RvLogWrite(log, kRvLogLevelFault, "three");
+    RvLogWrite(log, kRvLogLevelError, "two %s");
+    RvLogWrite(log, kRvLogLevelFault, "three\nQOR_DEVICE=forged");
 
-    // Informational, error and critical condition, by the numbers of syslog.
-    EXPECT_THAT(journal, ElementsAre(JournalEntry{"one", 6, "Sub:Cat"}, JournalEntry{"two", 3, "Sub:Cat"},
-                                     JournalEntry{"three", 2, "Sub:Cat"}));
+    // Informational, error and critical condition, by the numbers of syslog. A message is one field, whatever it has.
+    EXPECT_THAT(journal, ElementsAre(fields("one", "6", "default"), fields("two %s", "3", "error"),
+                                     fields("three\nQOR_DEVICE=forged", "2", "fault")));
+}
+
+TEST_F(Log, JournalGetsTheNameOfTheDevice) {
+    const auto sink = host::log_to_journal("phone");
+
+    RvLogWrite(log, kRvLogLevelDefault, "one");
+
+    ASSERT_EQ(journal.size(), 1u);
+    EXPECT_EQ(journal[0].back(), "QOR_DEVICE=phone");
+}
+
+TEST_F(Log, AMessageThatTheJournalDoesNotTakeIsSaidToBeLost) {
+    const auto sink = host::log_to_journal();
+    journal_answer = -EMSGSIZE;
+
+    testing::internal::CaptureStderr();
+    RvLogWrite(log, kRvLogLevelDefault, "one");
+
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "log: a message was lost: Failed writing to systemd: Message too long\n");
 }
 
 TEST_F(Log, FunctionReceivesMessagesUnchanged) {

@@ -25,6 +25,16 @@ TEST(Utf8Test, KnowsTheLengthOfWellFormedSequencesAtTheirBorders) {
     }
 }
 
+TEST(Utf8Test, DecodesWellFormedSequences) {
+    EXPECT_EQ(host::decode_utf8("\x7F"), U'\x7F');
+    EXPECT_EQ(host::decode_utf8("\xC2\x80"), U'\u0080');
+    EXPECT_EQ(host::decode_utf8("\xDF\xBF"), U'\u07FF');
+    EXPECT_EQ(host::decode_utf8("\xE2\x82\xAC"), U'\u20AC');
+    EXPECT_EQ(host::decode_utf8("\xEF\xBF\xBF"), U'\uFFFF');
+    EXPECT_EQ(host::decode_utf8("\xF0\x9F\x98\x80"), U'\U0001F600');
+    EXPECT_EQ(host::decode_utf8("\xF4\x8F\xBF\xBF"), U'\U0010FFFF');
+}
+
 TEST(Utf8Test, RefusesWhatIsNotWellFormed) {
     for (const std::string_view text : {
              ""sv, // nothing

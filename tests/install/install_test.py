@@ -220,6 +220,62 @@ def test_AProjectFindsThePlatformByCMake(installation):
     expect(run([build / "host"]) == "it works: OndreQORHIDStatisticsFactory\n", "another text")
 
 
+MODULE = """
+#include <stddef.h>
+
+#include "platform/TvValues.h"
+#include "plugin/OndreQORHIDStatisticsInterface.h"
+
+void *OndreQORHIDStatisticsFactory(RvAllocatorRef allocator, RvUUIDRef type) {
+    (void)allocator;
+    (void)type;
+    return (void *)TvRetain(NULL);
+}
+"""
+
+PORT_PROJECT = """
+cmake_minimum_required(VERSION 3.25)
+project(port LANGUAGES C CXX)
+find_package(qorstat REQUIRED)
+add_library(platform SHARED port.c)
+target_link_libraries(platform PRIVATE qorstat::platform_headers)
+set_target_properties(platform PROPERTIES OUTPUT_NAME qorplatform SOVERSION 1)
+add_library(module MODULE module.c)
+target_link_libraries(module PRIVATE qorstat::platform_headers platform)
+qorstat_add_contract_tests(port_contract PLATFORM platform TESTS status kernel)
+qorstat_add_contract_tests(own_contract PLATFORM qorstat::platform TESTS status)
+"""
+
+
+def test_AProjectHoldsAPlatformOfItsOwnToTheContract(installation):
+    project = installation.scratch / "port"
+    project.mkdir()
+    shutil.copy(installation.examples / "port/port.c", project)
+    (project / "module.c").write_text(MODULE)
+    (project / "CMakeLists.txt").write_text(PORT_PROJECT)
+    build = project / "build"
+    run(
+        [installation.cmake, "-S", project, "-B", build, f"-DCMAKE_PREFIX_PATH={installation.prefix}"]
+        + [f"-DCMAKE_C_COMPILER={installation.c_compiler}", f"-DCMAKE_CXX_COMPILER={installation.cxx_compiler}"]
+    )
+    run([installation.cmake, "--build", build])
+    library = build / "libqorplatform.so.1"
+
+    # The skeleton keeps the promises about null and none of the others.
+    results = run([build / "port_contract"], code=1)
+    expect("[       OK ] KernelContract.NullOutputIsAFailureThatTouchesNothing" in results, results)
+    expect("[  FAILED  ] StatusContract.EveryNamedFailureHasAnAsciiText" in results, results)
+    expect("[  PASSED  ] 4 tests." in run([build / "own_contract"]), "the library of the installation breaks the contract")
+
+    expect(f"libqorplatform.so.1 => {library} (" in run(["ldd", build / "libmodule.so"]), "the module is linked with another library")
+    validate = ["validate", build / "libmodule.so", "--only"]
+    message = installation.qorstat(*validate, "^platform$")
+    expect(f"was linked with {library} (" in message and message.endswith(" 1 warning\n"), message)
+    expect("1 failed" in installation.qorstat(*validate, "^factory-type$", "--platform", library, code=1), "the factory works")
+    lacking = [installation.examples / "port/missing-operations", library, installation.prefix / "share/qorstat/platform_imports.txt"]
+    expect(run(lacking) == "", "the skeleton lacks operations")
+
+
 def test_AProgramFindsTheDecoderByPkgConfig(installation):
     environment = {**os.environ, "PKG_CONFIG_PATH": str(installation.prefix / "lib/pkgconfig")}
     environment["LD_LIBRARY_PATH"] = str(installation.prefix / "lib")

@@ -297,4 +297,5 @@ def main(arguments):
     return 0 if checked else 1
 
 
-sys.exit(main(sys.argv[1:]))
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))

@@ -9,9 +9,10 @@ namespace broken_module {
 enum class Breach {
     // of the file and the plain entry points
     AbortsWhileLoading,
-    ExportsOneMore, ///< by its own list of exports; the code is sound
-    ExportsOneLess, ///< likewise
-    IsUnprotected,  ///< by its own options for the linker
+    ExportsOneMore,    ///< by its own list of exports; the code is sound
+    ExportsOneLess,    ///< likewise
+    IsUnprotected,     ///< by its own options for the linker
+    IsLinkedElsewhere, ///< with another platform library; the code is sound
     EnablesDelta,
     EndsVastrelLinesWithANewline,
     DescribesByThread,

@@ -1,11 +1,15 @@
 /** `validate`: the real module passes every check, and a broken module fails exactly the check for its breach. */
 #include <algorithm>
+#include <cstddef>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <map>
 #include <set>
 #include <string>
 #include <vector>
+
+#include <elf.h>
 
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
@@ -41,6 +45,11 @@ const BrokenModule kBrokenModules[] = {
      "qor_profile_print is not exported",
      {"report-entry-points", "any-report", "report-threads"}},
     {"IsUnprotected", "protection", "warning", "its relocated data stays writable", {}},
+    {"IsLinkedElsewhere",
+     "platform",
+     "warning",
+     "the module was linked with " QOR_OTHER_PLATFORM "libqorplatform.so.1 (",
+     {}},
     {"AbortsWhileLoading", "loading", "crashed", "(SIGABRT, Aborted), without a result", {"*"}},
     {"EnablesDelta", "report-entry-points", "failed", "_qor_profile_delta_enabled at load: 1, expected 0", {}},
     {"EndsVastrelLinesWithANewline", "any-report", "failed", "a report is described as: {  'category':'vastrel'", {}},
@@ -86,12 +95,13 @@ const BrokenModule kBrokenModules[] = {
     {"LosesAKeyString", "rounds-leaks", "failed", "(the key strings): 59, expected 58", {}},
 };
 
-/** Without the leak checker: broken modules leak. */
+/** Without the leak checker, since broken modules leak, and with definitions twice, as two libraries of one name have
+ * them. */
 Surroundings without_leak_search() {
     const char *given = std::getenv("ASAN_OPTIONS");
     Surroundings surroundings;
     surroundings.environment = {
-        {"ASAN_OPTIONS", (given == nullptr ? "" : std::string(given) + ":") + "detect_leaks=0"}};
+        {"ASAN_OPTIONS", (given == nullptr ? "" : std::string(given) + ":") + "detect_leaks=0:detect_odr_violation=0"}};
     return surroundings;
 }
 
@@ -116,9 +126,11 @@ constexpr const char *kLongTimeOut = "3600";
 TEST_P(BrokenModuleTest, IsFoundOutByExactlyTheCheckForIt) {
     const BrokenModule &row = GetParam();
 
+    Surroundings surroundings = without_leak_search();
+    surroundings.sanitizers_may_report = true;
     const Outcome outcome = qorstat(
         {"validate", broken_module(row.breach), "--json", "--only", checks_to_run(row), "--timeout", kLongTimeOut},
-        without_leak_search());
+        surroundings);
 
     EXPECT_EQ(outcome.exit_code, row.status == "warning" ? 0 : 1);
     const json result = json::parse(outcome.out);
@@ -274,6 +286,254 @@ TEST(ValidateTest, WhatAModulePrintsIsShownEscapedWhereTheCheckDidNotPass) {
     EXPECT_THAT(outcome.out, HasSubstr("\n         | one more \\x1b[31mreference\n"));
     EXPECT_THAT(outcome.out, HasSubstr("2 checks with seed 1: 1 passed, 0 failed, 0 crashed, 0 skipped, 1 warning\n"));
     EXPECT_EQ(outcome.err, "");
+}
+
+Outcome run_qorstat(const std::vector<std::string> &arguments) { return qorstat(arguments, without_leak_search()); }
+
+/** In a line, where `other_boot_time` was asked. */
+constexpr const char *kOtherBootTime = "'boot-timestamp':1234567000000}";
+
+/** The other platform's files in a folder whose name the loader would divide and replace. */
+class OtherPlatform : public testing::Test {
+protected:
+    OtherPlatform() {
+        fs::create_directory(folder);
+        for (const char *file : {"libqorplatform.so.1", "libother_boot_time.so"}) {
+            fs::copy_file(fs::path(QOR_OTHER_PLATFORM) / file, folder / file);
+        }
+    }
+
+    TemporaryFolder temporary;
+    fs::path folder = temporary.path() / "a blank, a:colon and a$LIB";
+    std::string library = folder / "libqorplatform.so.1";
+};
+
+std::map<std::string, std::string> statuses(const Outcome &outcome) {
+    std::map<std::string, std::string> found;
+    const json result = json::parse(outcome.out);
+    for (const json &check : result["checks"]) {
+        found[check["name"]] = check["status"];
+    }
+    return found;
+}
+
+TEST_F(OtherPlatform, IsWhatTheModuleRunsOnInEveryCheck) {
+    const Outcome outcome =
+        run_qorstat({"validate", QOR_MODULE, "--platform", library, "--json", "--timeout", kLongTimeOut});
+
+    EXPECT_EQ(outcome.exit_code, 1);
+    for (const auto &[check, status] : statuses(outcome)) {
+        if (check == "factory-instances") {
+            EXPECT_EQ(status, "failed");
+        } else if (check != "exports") { // sanitizers add symbols
+            EXPECT_EQ(status, "passed") << check;
+        }
+    }
+}
+
+TEST_F(OtherPlatform, IsNamedInTheCommandThatShowsAFailureAgain) {
+    const std::string command =
+        "qorstat validate " QOR_MODULE " --only '^factory-instances$' --seed 1 --platform '" + library + "'";
+
+    const Outcome outcome = run_by_shell(command + " --reproduce");
+
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_THAT(outcome.out, HasSubstr("         factory instances while one object exists: 0, expected 1\n"
+                                       "         again: " +
+                                       command + "\n"));
+}
+
+TEST_F(OtherPlatform, WhoseNameBeginsLikeAnOptionIsALibraryLikeAnyOther) {
+    fs::rename(library, folder / "-p.so");
+    Surroundings surroundings = without_leak_search();
+    surroundings.folder = folder;
+
+    const Outcome outcome =
+        qorstat({"validate", QOR_MODULE, "--platform=-p.so", "--json", "--only", "^factory-instances$"}, surroundings);
+
+    EXPECT_THAT(statuses(outcome), testing::ElementsAre(testing::Pair("factory-instances", "failed"))) << outcome.err;
+}
+
+TEST_F(OtherPlatform, TakesTheProgramsPlaceThatIsCopiedThere) {
+    fs::copy_file(QOR_PLATFORM, folder / "copy.so");
+
+    const Outcome outcome = run_qorstat({"validate", QOR_MODULE, "--platform", folder / "copy.so", "--json", "--only",
+                                         "^(factory-instances|capture-order|analytics-entries)$"});
+
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_THAT(statuses(outcome), testing::Each(testing::Pair(testing::_, "passed")));
+}
+
+TEST_F(OtherPlatform, IsWhatACaptureIsMadeOn) {
+    const auto boot_times = [](const std::vector<std::string> &options) {
+        std::vector<std::string> arguments = {"capture", QOR_PHONE, "--kind", "fault", "-o", "-"};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        const Outcome outcome = run_qorstat(arguments);
+        EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
+        return cli_tests::occurrences(outcome.out, kOtherBootTime);
+    };
+
+    EXPECT_EQ(boot_times({}), 0u);
+    EXPECT_EQ(boot_times({"--platform", library}), 3328u);
+}
+
+TEST_F(OtherPlatform, IsFoundInAFolderWhoseNameTheLoaderDividesOrReplaces) {
+    for (const char *name : {"a blank", "a:colon", "a$LIB"}) {
+        const fs::path place = temporary.path() / name;
+        fs::rename(folder, place);
+        folder = place;
+
+        const Outcome outcome =
+            run_qorstat({"capture", QOR_PHONE, "-o", "-", "--platform", folder / "libqorplatform.so.1"});
+
+        EXPECT_NE(cli_tests::occurrences(outcome.out, kOtherBootTime), 0u) << name << ": " << outcome.err;
+    }
+}
+
+TEST_F(OtherPlatform, LetsARunAndABatchFindWhatTheProgramLoads) {
+    const std::string log = temporary.path() / "log";
+    const Outcome run =
+        run_qorstat({"run", QOR_PHONE, "--store", ":memory:", "--for", "0.2", "--platform", library, "--log", log});
+    EXPECT_EQ(run.exit_code, 0) << run.err;
+    EXPECT_TRUE(cli_tests::content_of(log).find("publishTBData") != std::string::npos) << run.err;
+
+    const std::string batch = temporary.file("batch.bin", std::string("\x3A\x02\x00\x01\x00\x00\x00", 7));
+    const Outcome publish =
+        run_qorstat({"publish", batch, "--store", temporary.path() / "a.db", "--platform", library});
+    EXPECT_EQ(publish.exit_code, 0) << publish.err;
+    EXPECT_THAT(publish.out, HasSubstr("1 entry: 1 applied"));
+}
+
+TEST_F(OtherPlatform, ThatCannotBeLoadedIsRefusedWithTheLoadersReason) {
+    fs::remove(folder / "libother_boot_time.so");
+
+    const Outcome outcome = run_qorstat({"capture", QOR_PHONE, "-o", "-", "--platform", library});
+
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_THAT(outcome.err, testing::StartsWith("qorstat: " + library +
+                                                 ": this platform cannot be loaded: libother_boot_time.so: "));
+    EXPECT_EQ(cli_tests::split_lines(outcome.err).size(), 1u) << outcome.err;
+    EXPECT_EQ(outcome.out, "");
+}
+
+void expect_every_check_crashes(const std::string &library, const std::string &reason) {
+    const Outcome outcome =
+        run_qorstat({"validate", QOR_MODULE, "--platform", library, "--only", "^(exports|open)$", "--json"});
+
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_THAT(statuses(outcome),
+                testing::AllOf(testing::SizeIs(2), testing::Each(testing::Pair(testing::_, "crashed"))));
+    EXPECT_THAT(outcome.out, HasSubstr(reason));
+}
+
+TEST_F(OtherPlatform, ThatTheLoaderRefusesMakesEveryCheckCrash) {
+    fs::remove(folder / "libother_boot_time.so");
+    expect_every_check_crashes(library, "error while loading shared libraries: libother_boot_time.so: ");
+}
+
+TEST_F(OtherPlatform, ThatTheLoaderPassesOverMakesEveryCheckCrash) {
+    std::fstream file(library, std::ios::in | std::ios::out | std::ios::binary);
+    file.seekp(offsetof(Elf64_Ehdr, e_machine));
+    file.put(EM_386); // the loader says so, and goes on without it
+    file.close();
+    expect_every_check_crashes(library, "the loader does not use this platform");
+}
+
+TEST_F(OtherPlatform, IsTriedInOneNewProcessOnly) {
+    Surroundings surroundings = without_leak_search();
+    surroundings.environment["QORSTAT_OWN_PLATFORM"] = QOR_PLATFORM; // as in that process
+
+    const Outcome outcome = qorstat({"capture", QOR_PHONE, "-o", "-", "--platform", library}, surroundings);
+
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_EQ(outcome.err, "qorstat: " + library + ": the loader does not use this platform\n");
+}
+
+TEST_F(OtherPlatform, ThatCannotBeOneIsNamedWithTheReason) {
+    fs::copy_file(library, folder / "a blank");
+    const std::string text = temporary.file("text.so", "no library");
+    const struct {
+        std::string platform;
+        std::string reason;
+    } rows[] = {
+        {"/nowhere/lib.so", "/nowhere/lib.so: No such file or directory"},
+        {text, text + ": this is not a platform library: it does not begin like an ELF file"},
+        {folder / "libother_boot_time.so",
+         "this platform lacks 58 operations that the module needs: RvAllocatorAllocate, "},
+        {folder / "a blank", "give the file another name"},
+    };
+    for (const auto &row : rows) {
+        for (const std::vector<std::string> &verb :
+             {std::vector<std::string>{"validate", QOR_MODULE},
+              std::vector<std::string>{"capture", QOR_PHONE, "-o", "-"},
+              std::vector<std::string>{"run", QOR_PHONE, "--store", ":memory:"}}) {
+            std::vector<std::string> arguments = verb;
+            arguments.insert(arguments.end(), {"--platform", row.platform});
+
+            const Outcome outcome = run_qorstat(arguments);
+
+            EXPECT_EQ(outcome.exit_code, 1) << verb[0];
+            EXPECT_EQ(outcome.out, "") << verb[0];
+            EXPECT_THAT(outcome.err, HasSubstr(row.reason)) << verb[0];
+            EXPECT_EQ(cli_tests::split_lines(outcome.err).size(), 1u) << outcome.err;
+        }
+    }
+}
+
+TEST_F(OtherPlatform, StandsBeforeTheLibrariesThatTheEnvironmentNames) {
+    // The platform finds this one only while it is given, and the program's own must not come first.
+    fs::rename(folder / "libother_boot_time.so", temporary.path() / "given.so");
+    fs::create_symlink(QOR_PLATFORM, temporary.path() / "own.so");
+    Surroundings surroundings = without_leak_search();
+    surroundings.environment["LD_PRELOAD"] =
+        (temporary.path() / "given.so").string() + ":" + (temporary.path() / "own.so").string();
+
+    const Outcome outcome = qorstat({"capture", QOR_PHONE, "-o", "-", "--platform", library}, surroundings);
+
+    EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
+    EXPECT_NE(cli_tests::occurrences(outcome.out, kOtherBootTime), 0u);
+}
+
+TEST_F(OtherPlatform, WithTheOperationsAloneRunsEveryCheckThatNeedsNoHost) {
+    const Outcome outcome =
+        run_qorstat({"validate", QOR_MODULE, "--platform", QOR_OPERATIONS_ALONE, "--json", "--timeout", kLongTimeOut});
+
+    EXPECT_EQ(outcome.exit_code, 0) << outcome.out;
+    std::set<std::string> run;
+    for (const auto &[check, status] : statuses(outcome)) {
+        if (status != "skipped") {
+            run.insert(check);
+        }
+    }
+    const std::set<std::string> expected = {
+        "exports",       "protection",     "platform",     "loading",     "report-entry-points",
+        "any-report",    "report-threads", "factory-type", "table-slots", "query-known",
+        "query-unknown", "counting",       "open"};
+    EXPECT_EQ(run, expected);
+}
+
+TEST_F(OtherPlatform, WithoutANameIsWrongUse) {
+    for (const std::string verb : {"validate", "capture"}) {
+        const Outcome outcome = run_qorstat({verb, "x", "--platform", ""});
+
+        EXPECT_EQ(outcome.exit_code, 2);
+        EXPECT_THAT(outcome.err, HasSubstr("--platform"));
+    }
+}
+
+TEST(ValidateTest, AHostTellsOfAModuleThatWasLinkedWithAnotherPlatform) {
+    const std::string module = broken_module("IsLinkedElsewhere");
+
+    const Outcome warned = run_qorstat({"capture", QOR_PHONE, "-o", "-", "--plugin", module});
+    const std::string platform = QOR_OTHER_PLATFORM "libqorplatform.so.1";
+    const Outcome quiet = run_qorstat({"capture", QOR_PHONE, "-o", "-", "--plugin", module, "--platform", platform});
+
+    EXPECT_EQ(warned.exit_code, 0);
+    EXPECT_EQ(cli_tests::occurrences(warned.err, "warning: "), 1u);
+    EXPECT_THAT(warned.err, testing::StartsWith("qorstat: warning: " + module +
+                                                ": was linked with " QOR_OTHER_PLATFORM "libqorplatform.so.1 (build "));
+    EXPECT_EQ(quiet.exit_code, 0);
+    EXPECT_THAT(quiet.err, testing::Not(HasSubstr("warning")));
 }
 
 /**

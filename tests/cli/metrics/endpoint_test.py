@@ -2,7 +2,7 @@
 """Tests the server of `qorstat run --listen` over real connections.
 
     endpoint_test.py QORSTAT DEVICE.toml PROGRAMS (answers | idle | malformed ROUNDS | end | moved | memory |
-                                               promtool | prometheus)
+                                               promtool | prometheus | queries)
 
 answers     the answer to each method and path
 idle        scrapes beside idle connections
@@ -12,6 +12,7 @@ moved       moves the store away from under the host
 memory      compares the host's memory after a few scrapes and after many
 promtool    checks a scrape with promtool
 prometheus  starts a Prometheus server on the host and queries the values that the firmware published
+queries     asks it every query of the dashboard and of the alerts in examples/
 
 PROGRAMS is the folder with promtool and prometheus. The device gets a batch of analytics of its own.
 """
@@ -52,6 +53,23 @@ device = "qor"
 every = 0.02
 entry = [{ operation = "add_to_scalar", key = "com.ondre.zel.test", value = 1 }]
 """
+
+# What the queries of examples/ name.
+COUNTS = (
+    "button.single_click.count", "button.double_click.count", "button.triple_click.count",
+    "button.long_press.count", "button.touch_with_click.count", "button.touch_no_click.count",
+    "button.critical_error.count", "button.timeout.count", "button.pellox.cl_timeout.count", "button.pellox.cl_fault.count",
+    "button.kiru_probe_failure_kiru_count", "button.force_sensor_probe_failure_count", "button.riv_probe_failure_count",
+    "button.btmspk_probe_failure_count", "prox.event.ext_bl_capture.count", "prox.event.smudge_timeout.bh.count",
+    "prox.event.smudge_timeout.nonbh.count", "prox.event.high_amb.count", "kiru.reset_count", "kiru.ibfd_timeout_count",
+    "tovrane.reset_timeout_count",
+)
+DURATIONS = ("button.click.duration", "button.touch_to_first_click.time", "audio.riv.on.duration", "audio.btmspk.on.duration")
+EVERYTHING = "".join(
+    f'\n[[analytics]]\ndevice = "qor"\nentry = [{{ operation = "{operation}", key = "com.ondre.zel.{key}", value = 1 }}]\n'
+    for operation, keys in (("add_to_scalar", COUNTS), ("push", DURATIONS))
+    for key in keys
+)
 
 # The limit of every wait, for slow machines. No test requires anything to be fast.
 PATIENCE_SECONDS = 300
@@ -369,37 +387,36 @@ def check_with_promtool(host, surroundings):
     assert outcome.returncode == 0 and outcome.stdout + outcome.stderr == "", outcome
 
 
-def ask(port, query):
-    """The single value for the query, or None when the server has none yet or is not up yet."""
+def answer_of(port, place, **words):
+    """What the server answers as JSON, or None when it does not answer yet."""
     connection = http.client.HTTPConnection("127.0.0.1", port, timeout=PATIENCE_SECONDS)
     try:
-        connection.request("GET", "/api/v1/query?" + urllib.parse.urlencode({"query": query}))
+        connection.request("GET", f"/api/v1/{place}?" + urllib.parse.urlencode(words))
         answer = connection.getresponse()
-        if answer.status != 200:
-            return None
-        series = json.load(answer)["data"]["result"]
+        body = answer.read()
     except (ConnectionError, http.client.HTTPException, TimeoutError):
         return None
     finally:
         connection.close()
-    assert len(series) < 2, series
-    return series[0]["value"][1] if series else None
+    assert answer.status != 400, f"{words}: {body}"
+    return json.loads(body)["data"] if answer.status == 200 else None
 
 
-def check_with_prometheus(host, surroundings):
-    server = program(surroundings, "prometheus")
+@contextlib.contextmanager
+def prometheus_server(host, surroundings, seconds, more=""):
+    """A server that scrapes the host every so many seconds. Gives a function that asks it, see `answer_of`."""
     folder = surroundings.folder
     configuration = folder / "prometheus.yml"
     configuration.write_text(
+        f"global: {{ scrape_interval: {seconds}s, evaluation_interval: {seconds}s }}\n"
+        f"{more}"
         "scrape_configs:\n"
         "  - job_name: qorstat\n"
-        "    scrape_interval: 5s\n"
-        "    scrape_timeout: 5s\n"
         f"    static_configs: [{{ targets: ['127.0.0.1:{host.port}'] }}]\n"
     )
     host.wait_for_batch()
     arguments = [
-        server,
+        program(surroundings, "prometheus"),
         f"--config.file={configuration}",
         f"--storage.tsdb.path={folder / 'data'}",
         "--web.listen-address=127.0.0.1:0",
@@ -413,13 +430,23 @@ def check_with_prometheus(host, surroundings):
             assert not ended, f"Prometheus ended: {text}"
             return text
 
-        def value(query):
+        def ask(place, **words):
             log_while_alive()
-            return ask(port, query)
+            return answer_of(port, place, **words)
 
         listening = re.compile(r'msg="Listening on" address=127\.0\.0\.1:(\d+)\n')
         port = int(wait_until("the port of Prometheus", lambda: listening.search(log_while_alive()))[1])
+        yield ask
 
+
+def series_of(ask, query):
+    """The series of an answer, or None while there are none."""
+    answer = ask("query", query=query)
+    return answer["result"] or None if answer else None
+
+
+def check_with_prometheus(host, surroundings):
+    with prometheus_server(host, surroundings, 5) as ask:
         for query, expected in (
             ('qor_scalar_button_click_counted{key="com.ondre.zel.button.click.count"}', "4711"),
             ("qor_scalar_kiru_reset_counted", "-3"),
@@ -432,9 +459,72 @@ def check_with_prometheus(host, surroundings):
         ):
             if expected is None:
                 expected = str(16400 / 201)
-            answered = wait_until(query, lambda query=query: value(query))
+            series = wait_until(query, lambda query=query: series_of(ask, query))
+            assert len(series) == 1, series
+            answered = series[0]["value"][1]
             assert answered == expected, f"{query}: {answered}, not {expected}"
             print(f"{query} = {answered}")
+
+
+# ---- queries of the examples
+
+EXAMPLES = pathlib.Path(__file__).resolve().parents[3] / "examples"
+ALERTS = EXAMPLES / "host-alerts.yml"
+
+# What Grafana puts in the place of its variables.
+VARIABLES = {"$instance": ".*", "$__rate_interval": "1m"}
+
+# Of PromQL, without functions: these stand before a parenthesis, as these words may, too.
+WORDS = {"and", "bool", "by", "group_left", "group_right", "ignoring", "offset", "on", "or", "unless", "without"}
+
+
+def names_in(query):
+    """The names of metrics in a query."""
+    rest = re.sub(r'"[^"]*"', "", query)
+    rest = re.sub(r"\{[^}]*\}|\[[^]]*\]|\b(?:by|ignoring|on|without)\s*\([^)]*\)|\b\d\w*", " ", rest)
+    return set(re.findall(r"\b[A-Za-z_:][\w:]*\b(?!\s*\()", rest)) - WORDS
+
+
+def dashboard_queries():
+    """The queries of the panels, and those that fill the variables."""
+    dashboard = json.loads((EXAMPLES / "host-dashboard.json").read_text())
+    variables = dashboard["templating"]["list"]
+    assert {"$" + variable["name"] for variable in variables} <= VARIABLES.keys(), variables
+    labels = [re.fullmatch(r"label_values\((\w+), (\w+)\)", variable["query"]).groups() for variable in variables]
+    queries = [f"count by ({label}) ({metric})" for metric, label in labels]
+    for panel in dashboard["panels"]:
+        for target in panel["targets"]:
+            query = target["expr"]
+            for variable, value in VARIABLES.items():
+                query = query.replace(variable, value)
+            assert "$" not in query, query
+            queries.append(query)
+    return queries
+
+
+def check_queries(host, surroundings):
+    """Every query is one, names metrics that are there, and those of the dashboard have an answer."""
+    with prometheus_server(host, surroundings, 2, f"rule_files: ['{ALERTS}']\n") as ask:
+        queries = dashboard_queries()
+        for query in queries:
+            assert names_in(query), query
+            wait_until(query, lambda query=query: series_of(ask, query))
+
+        def evaluated_rules():
+            groups = (ask("rules") or {"groups": []})["groups"]
+            rules = [rule for group in groups for rule in group["rules"]]
+            return rules if rules and all(rule["health"] != "unknown" for rule in rules) else None
+
+        rules = wait_until("the rules", evaluated_rules)
+        for rule in rules:
+            assert rule["health"] == "ok", rule
+            names = names_in(rule["query"])
+            assert names, rule
+            wait_until(f"every metric of {names}", lambda names=names: names <= set(ask("label/__name__/values")) or None)
+        assert len(rules) == ALERTS.read_text().count(" expr: "), rules
+        # What is missed above shows here: nothing is the name of no metric.
+        assert names_in("sum by (a) (rate(no_such{b=\"c\"}[5m])) / on (d) up offset 1h > 0.5") == {"no_such", "up"}
+        print(f"{len(queries)} queries and {len(rules)} rules")
 
 
 CHECKS = {
@@ -446,11 +536,15 @@ CHECKS = {
     "memory": check_memory,
     "promtool": check_with_promtool,
     "prometheus": check_with_prometheus,
+    "queries": check_queries,
 }
+
+# What the device publishes besides.
+MORE = {"end": REPEATED, "moved": REPEATED, "queries": EVERYTHING}
 
 
 def main(qorstat, device, programs, check, *arguments):
-    with hosting(qorstat, device, REPEATED if check in ("end", "moved") else "") as (host, folder):
+    with hosting(qorstat, device, MORE.get(check, "")) as (host, folder):
         CHECKS[check](host, Surroundings(folder, pathlib.Path(programs).resolve()), *arguments)
 
 

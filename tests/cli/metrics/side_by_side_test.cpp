@@ -11,7 +11,6 @@
 #include "cli/metrics/openmetrics.h"
 
 using cli::NamedStore;
-using host::StoreContents;
 
 namespace {
 

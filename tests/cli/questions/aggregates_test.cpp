@@ -14,7 +14,7 @@
 #include <rapidcheck/gtest.h>
 #include <sqlite3.h>
 
-#include "cli/metrics/statistics.h"
+#include "cli/recordings/distribution_statistics.h"
 
 using testing::HasSubstr;
 

@@ -74,6 +74,15 @@ TEST(ColumnBlock, EqualTextsOfNeighboursAreOneRun) {
     EXPECT_EQ(block.text_bytes(), 2U);
 }
 
+TEST(ColumnBlock, ANullIsNoEmptyText) {
+    ColumnBlock block({cli::kRecordColumns[3]});
+    block.add_text(0, "");
+    block.add_text(0, std::nullopt);
+    block.add_text(0, "");
+
+    EXPECT_EQ(std::get<std::vector<cli::TextRun>>(block.values(0)).size(), 3U);
+}
+
 TEST(ColumnBlock, NullsAreMarked) {
     ColumnBlock block({cli::kDumpColumns[4]});
     block.add_number<std::uint64_t>(0, 7, 2);

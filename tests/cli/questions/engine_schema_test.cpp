@@ -18,7 +18,6 @@ namespace {
 
 using testing::Contains;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
 
@@ -120,8 +119,18 @@ TEST(EngineSchemaTest, EveryEngineHasTheSameTablesColumnsAndMeanings) {
     EXPECT_EQ(clickhouse.at("names"), duckdb.at("names"));
     clickhouse.erase("names");
     duckdb.erase("names");
+    clickhouse.erase("labels"); // which only a load has
     EXPECT_EQ(clickhouse, expected);
     EXPECT_EQ(duckdb, expected);
+}
+
+TEST(EngineSchemaTest, ClickHouseHasTheNewestLabelsOfDevices) {
+    EXPECT_THAT(clickhouse_tables({}).at("labels"),
+                testing::ElementsAre(Line{"device", "the device that has the label"}, Line{"key", "the label's key"},
+                                     Line{"value", "its value: the newest one that was loaded"}));
+    EXPECT_THAT(cli::clickhouse_schema({"mine", "fleet"}),
+                testing::AllOf(HasSubstr("FROM mine.labels_data\n) AS every\nGROUP BY device, key"),
+                               HasSubstr("CREATE TABLE IF NOT EXISTS mine.labels AS mine.labels_local")));
 }
 
 TEST(EngineSchemaTest, AColumnSaysItsMeaningAndItsUnit) {

@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
 """Tests `qorstat load` with ClickHouse itself: two servers on loopback, the shards of a cluster.
 
-    load_fleet_test.py QORSTAT GENERATE_FLEET SOURCE (shard | kills ROUNDS [SEED] | questions | retention)
+    load_fleet_test.py QORSTAT GENERATE_FLEET SOURCE (schema | shard | kills ROUNDS [SEED] | questions | retention)
 
+schema     what `schema` prints for a cluster makes it, and a user with a password loads into that
 shard      a shard is killed in mid-load; the next load finishes, and every count is that of decode and metrics
 kills      loads that are killed at random moments, with servers that are, until every count is exact
 questions  every question for fleets and every query of the dashboard runs
@@ -32,9 +33,9 @@ PATIENCE_SECONDS = 600
 SKIPPED = 77
 
 
-def run(*command, code=0):
+def run(*command, code=0, environment=None):
     done = subprocess.run([str(word) for word in command], capture_output=True, text=True, check=False,
-                          timeout=PATIENCE_SECONDS)
+                          env={**os.environ, **(environment or {})}, timeout=PATIENCE_SECONDS)
     assert code is None or done.returncode == code, (command, done.returncode, done.stdout, done.stderr)
     return done.stdout
 
@@ -142,6 +143,31 @@ def surroundings(qorstat, generate, source, devices, reports):
             servers.stop("--kill")
 
 
+def check_schema(qorstat, generate, source):
+    with surroundings(qorstat, generate, source, 6, 1000) as (fleet, servers):
+        text = run(qorstat, "schema", "--engine", "clickhouse", "--cluster", "fleet")
+        statements = text.split(";\n\n")
+        assert statements.pop() == "" and len(statements) > 10
+        tables = "SELECT name, engine FROM system.tables WHERE database = 'qor' ORDER BY name"
+        for _ in range(2):  # the second time, all of it is there
+            for server in (0, 1):
+                for statement in statements:
+                    assert servers.ask(statement, "default", server) == []
+        made = [servers.ask(tables, "default", server) for server in (0, 1)]
+        assert made[0] == made[1] and len(made[0]) == len(statements) - 1, made
+        user = {"QORSTAT_CLICKHOUSE_USER": "loader", "QORSTAT_CLICKHOUSE_PASSWORD": "a loader's password"}
+        run(*fleet.command(servers), code=1, environment={**user, "QORSTAT_CLICKHOUSE_PASSWORD": "another"})
+        out = run(*fleet.command(servers, "--label", "firmware=7"), environment=user)
+        assert out == "loaded 6 dumps and 6 stores with 6000 reports; 6 devices labelled\n", out
+        assert [row[1:] for row in servers.ask("SELECT * FROM labels ORDER BY device")] == [["firmware", "7"]] * 6
+        assert all(servers.ask("SELECT count() FROM labels_local", server=server) != [["0"]] for server in (0, 1))
+        fleet.expect_exact(servers)
+        assert [servers.ask(tables, "default", server) for server in (0, 1)] == made, "the load made tables of its own"
+        shares = [int(servers.ask("SELECT count() FROM reports_local", server=server)[0][0]) for server in (0, 1)]
+        assert sum(shares) == 6000 and all(shares), shares
+        print(f"{len(made[0])} tables and views on each server, reports {shares}")
+
+
 def check_shard(qorstat, generate, source):
     with surroundings(qorstat, generate, source, 20, 50_000) as (fleet, servers):
         running = subprocess.Popen(fleet.command(servers, "--retry-for", "1"), stdout=subprocess.PIPE,
@@ -233,7 +259,7 @@ def statements_of_page(source, moment):
     marks = [re.sub(r"'\d{4}-\S+ \S+'", f"'{moment}'", line) for line in lines if "TABLE qor.dumps_data" in line]
     rows = [line for line in lines if line.startswith("ALTER") and "TABLE qor.dumps_data" not in line]
     (unfinished,) = (line for line in lines if line.startswith("SELECT"))
-    assert len(marks) == 2 and moment in marks[0] and len(rows) == 4, lines
+    assert len(marks) == 2 and moment in marks[0] and len(rows) == 5, lines
     return marks, rows, unfinished
 
 
@@ -247,7 +273,7 @@ def check_retention(qorstat, generate, source):
         new = old.copied("new-")
         records = pathlib.Path(new.folder.parent, "recorded")
         run(qorstat, "capture", source / "tests" / "data" / "small.toml", "--kind", "fault", "-o", records)
-        run(*old.command(servers, "--taken", "2026-01-01T00:00:00Z"), records)
+        run(*old.command(servers, "--taken", "2026-01-01T00:00:00Z", "--label", "age=old"), records)
         assert count_rows(servers, "records_data") > 0, "there are records to forget"
         time.sleep(2)
         ((moment,),) = servers.ask("SELECT now()")
@@ -255,7 +281,8 @@ def check_retention(qorstat, generate, source):
         run(*old.command(servers, "--time-sync", "qor=7200s,calendar=2026-11-21T10:24:08Z")[:-1], late)
         # The only store of a device counts, however old it is.
         run(*old.command(servers, "--taken", "2026-02-01T00:00:00Z")[:-1], *old.stores[1:])
-        run(*new.command(servers))
+        run(*new.command(servers, "--label", "age=new"))
+        assert servers.ask("SELECT value, count() FROM labels GROUP BY value ORDER BY value") == [["new", "6"], ["old", "7"]]
         for server in (0, 1):
             columns = ", ".join(row[0] for row in servers.ask("DESCRIBE TABLE reports_data", server=server)[:-1])
             servers.ask(f"INSERT INTO reports_data ({columns}, load) SELECT {columns}, 1 FROM reports_data LIMIT 100",
@@ -279,6 +306,8 @@ def check_retention(qorstat, generate, source):
         assert counted == sum(told["reports"] for told in new.statistics.values()) + int(left[0][1])
         assert count_rows(servers, "reports_data") == counted and count_rows(servers, "records_data") == 0
         assert count_rows(servers, "distribution_data") == values == int(servers.ask("SELECT count() FROM distribution")[0][0])
+        # Of the old devices all have their newest store, and that of the records has nothing.
+        assert servers.ask("SELECT value, count() FROM labels GROUP BY value ORDER BY value") == [["new", "6"], ["old", "6"]]
         print(f"{counted} reports and {values} values are left")
         out = run(*old.command(servers)[:-1], *old.dumps)
         assert out.startswith("loaded 5 dumps with ") and out.endswith("; 1 there already\n"), out
@@ -286,7 +315,13 @@ def check_retention(qorstat, generate, source):
             fleet.expect_exact(servers)
 
 
-CHECKS = {"shard": check_shard, "kills": check_kills, "questions": check_questions, "retention": check_retention}
+CHECKS = {
+    "schema": check_schema,
+    "shard": check_shard,
+    "kills": check_kills,
+    "questions": check_questions,
+    "retention": check_retention,
+}
 
 
 def main(qorstat, generate, source, check, *arguments):

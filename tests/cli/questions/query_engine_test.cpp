@@ -317,6 +317,39 @@ TEST_F(PushDownTest, GroupsThatTheScanMakesAreTheSame) {
     }
 }
 
+TEST_F(QueryEngineTest, ARowNumberIsThePlaceOfItsReportInEveryQuestion) {
+    QueryOptions options;
+    options.clock.boot_time = std::uint64_t{5};
+    const auto asked = engine({file("phone.bin", report(kGyroData, 1, 100) + report(kAccelData, 2, 200) +
+                                                     report(kGyroData, 3, 300) + report(kAccelData, 4, 400))},
+                              std::move(options));
+    for (const char *const name : {"rowid", "_rowid_", "OID", "reports.rowid"}) {
+        const std::string number(name);
+        EXPECT_THAT(rows_of(*asked, "SELECT component, min(" + number + "), max(" + number +
+                                        ") FROM reports GROUP BY component"),
+                    ElementsAre(json({"accel", 1, 3}), json({"gyro", 0, 2})));
+        EXPECT_THAT(rows_of(*asked, "SELECT sequence_num FROM reports WHERE rowid IN (SELECT max(" + number +
+                                        ") FROM reports GROUP BY component) AND rowid < 3"),
+                    ElementsAre(json::array({3})));
+    }
+    EXPECT_THAT(rows_of(*asked, "SELECT component, rowid FROM reports ORDER BY component LIMIT 1"),
+                ElementsAre(json({"accel", 1})));
+    EXPECT_EQ(rows_of(*asked, "SELECT * FROM dumps NATURAL JOIN reports").size(), 4u)
+        << "a row's number is no column to join by";
+    EXPECT_EQ(rows_of(*asked, "SELECT * FROM reports LIMIT 1")[0].size(), std::size(cli::kReportColumns));
+}
+
+TEST_F(QueryEngineTest, WhatIsComparedWithoutRegardToCaseIsNotLeftToTheScan) {
+    const auto asked = engine({file("Phone.bin", report(kAccelData, 1, 100) + report(kGyroData, 2, 200))});
+    for (const char *const condition :
+         {"device = 'PHONE' COLLATE NOCASE AND component = 'ACCEL' COLLATE NOCASE",
+          "component COLLATE NOCASE IN ('ACCEL', 'none')", "component COLLATE RTRIM = 'accel  '"}) {
+        EXPECT_THAT(rows_of(*asked, std::string("SELECT sequence_num FROM reports WHERE ") + condition),
+                    ElementsAre(json::array({1})))
+            << condition;
+    }
+}
+
 TEST_F(QueryEngineTest, AScanReadsNoFurtherThanItsLimit) {
     const std::string packed = cli_tests::gzip(numbered_reports(5000));
     const std::string cut = file("cut.bin.gz", packed.substr(0, packed.size() - 4));
@@ -366,6 +399,7 @@ INSTANTIATE_TEST_SUITE_P(
         HostileSql{"Detach", "DETACH main", "DETACH is refused"},
         HostileSql{"LoadExtension", "SELECT load_extension('x.so')", "the function load_extension is refused"},
         HostileSql{"Tokenizer", "SELECT fts3_tokenizer('x', x'00')", "the function fts3_tokenizer is refused"},
+        HostileSql{"Log", "SELECT SQLITE_LOG(1, 'x')", "the function sqlite_log is refused"},
         HostileSql{"WriteFile", "SELECT writefile('x', 'y')", "no function \"writefile\""},
         HostileSql{"ReadFile", "SELECT readfile('/etc/passwd')", "no function \"readfile\""},
         HostileSql{"WritableSchema", "PRAGMA writable_schema = 1", "PRAGMA writable_schema is refused"},

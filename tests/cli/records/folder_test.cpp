@@ -15,7 +15,6 @@
 using namespace std::string_view_literals;
 using cli_tests::content_of;
 using cli_tests::TemporaryFolder;
-using testing::Test;
 
 namespace {
 

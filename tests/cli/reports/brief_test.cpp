@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include "cli/reports/owner_names.h"
+#include "cli/dumps/owner_names.h"
 #include "cli/terminal/display_width.h"
 #include "decoder/remembered_second.h"
 #include "host/device/toml_texts.h"

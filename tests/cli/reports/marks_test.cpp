@@ -17,7 +17,6 @@
 
 namespace {
 
-using cli::Mark;
 using cli::MarkFinder;
 using cli::ReportBlock;
 using cli::ReportPiece;

@@ -1,5 +1,6 @@
 #include "cli/terminal/interruption.h"
 
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 
@@ -7,7 +8,10 @@
 #include <poll.h>
 #include <unistd.h>
 
+using cli::InputDeadline;
+using cli::InputTooLate;
 using cli::Interruption;
+using cli::wait_for_input;
 using cli::WholePiece;
 
 namespace {
@@ -86,6 +90,28 @@ TEST_F(InterruptionDeathTest, ASignalThatWasIgnoredStaysIgnored) {
             _exit(interruption.is_requested() ? 1 : 0);
         },
         testing::ExitedWithCode(0), "");
+}
+
+TEST(InputDeadlineTest, EndsWaitingForWhatIsThereAndForWhatIsNot) {
+    int ends[2] = {-1, -1};
+    ASSERT_EQ(pipe(ends), 0);
+    const auto now = std::chrono::steady_clock::now();
+    {
+        const InputDeadline deadline(now);
+        EXPECT_THROW(wait_for_input(ends[0]), InputTooLate);
+    }
+    ASSERT_EQ(write(ends[1], "x", 1), 1);
+    {
+        const InputDeadline deadline(now);
+        EXPECT_THROW(wait_for_input(ends[0]), InputTooLate);
+    }
+    wait_for_input(ends[0]);
+    {
+        const InputDeadline deadline(now + std::chrono::hours(24 * 365));
+        wait_for_input(ends[0]);
+    }
+    close(ends[0]);
+    close(ends[1]);
 }
 
 } // namespace

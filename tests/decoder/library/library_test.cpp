@@ -7,14 +7,17 @@
 #include <array>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <map>
 #include <memory>
 #include <new>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include <dlfcn.h>
 #include <nlohmann/json.hpp>
 
 #include "cli/reports/payload_json.h"
@@ -22,6 +25,7 @@
 #include "decoder/name_tables.h"
 #include "decoder/payload_choice.h"
 #include "host/utf8.h"
+#include "qor/meanings.h"
 #include "tests/decoder/oracle.h"
 #include "tests/decoder/report_generator.h"
 #include "tests/decoder/time_zone_environment.h"
@@ -38,6 +42,9 @@ using testing::StartsWith;
 /** How often memory was asked for by the operator, also by the library, which uses the program's. */
 std::size_t allocations = 0;
 
+/** How often a time was converted to local time. */
+std::size_t conversions = 0;
+
 } // namespace
 
 void *operator new[](std::size_t size) {
@@ -49,6 +56,14 @@ void *operator new[](std::size_t size) {
 }
 void operator delete[](void *memory) noexcept { std::free(memory); }
 void operator delete[](void *memory, std::size_t) noexcept { std::free(memory); }
+
+/** In the place of the C library's, which it counts, also for the library: the loader looks here first. */
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the names there are reserved
+extern "C" std::tm *localtime_r(const std::time_t *time, std::tm *local) noexcept {
+    static auto *const original = reinterpret_cast<decltype(&localtime_r)>(dlsym(RTLD_NEXT, "localtime_r"));
+    ++conversions;
+    return original(time, local);
+}
 
 namespace {
 
@@ -110,6 +125,19 @@ TEST(QorDecoderDescribe, ShowsTheBootTimeOfTheClock) {
     clock.boot_time_us = 1'759'992'798'520'000;
 
     EXPECT_THAT(describe(Report{}, &clock), testing::EndsWith(", 'boot-timestamp':1759992798520000}"));
+}
+
+TEST(QorDecoderDescribe, TakesAnyNumberButZeroAsYes) {
+    const Report report = ReportGenerator(2).generic_report();
+    qordecoder_clock clock = clock_of({oracle::TimeSync{0, 1'700'000'000'000'000'000}, 5});
+    const std::string line = describe(report, &clock);
+    EXPECT_NE(line, describe(report, nullptr));
+
+    clock.has_sync = 255;
+    clock.has_boot_time = 2;
+    EXPECT_EQ(describe(report, &clock), line);
+    std::uint64_t time = 0;
+    EXPECT_TRUE(qordecoder_calendar_time(&clock, 1, &time));
 }
 
 TEST(QorDecoderDescribe, WritesNothingBehindTheSizeAndTellsTheWholeLength) {
@@ -211,6 +239,17 @@ TEST_F(QorDecoderDescribeMany, OfNoReportsWritesNothing) {
     EXPECT_EQ(qordecoder_describe_many(nullptr, kCount, &clock, nullptr, 0, &length), 0u);
     EXPECT_EQ(length, 0u);
     EXPECT_EQ(qordecoder_describe_many(dump.data(), 0, &clock, nullptr, 0, &length), 0u);
+}
+
+TEST_F(QorDecoderDescribeMany, ConvertsTheSecondThatNeighboursShareOnce) {
+    const std::vector<unsigned char> zeros(std::size_t{20} * QORDECODER_REPORT_SIZE);
+    std::string text(std::size_t{20} * QORDECODER_LINE_ROOM, '\0');
+    std::size_t length = 0;
+    conversions = 0;
+
+    EXPECT_EQ(qordecoder_describe_many(zeros.data(), 20, &clock, text.data(), text.size(), &length), 20u);
+
+    EXPECT_EQ(conversions, 1u);
 }
 
 // A dump in two time zones: no call remembers the zone of the one before it.
@@ -413,6 +452,51 @@ TEST(QorDecoderLayouts, HaveNamesOfTheirOwnAndStayInsideOfTheReport) {
     }
     EXPECT_EQ(names.count("sensorinfo"), 1u);
     EXPECT_EQ(names.count("header"), 0u);
+}
+
+/** A text of the tables as the interface has it. */
+std::optional<std::string> told(std::string_view text) {
+    return text == "not stated" ? std::nullopt : std::optional<std::string>(text == "none" ? "" : text);
+}
+
+std::optional<std::string> text_of(const char *text) {
+    return text != nullptr ? std::optional<std::string>(text) : std::nullopt;
+}
+
+/** @param width_of  the width of each field in lines. */
+template <typename WidthOf>
+void expect_fields(const qordecoder_layout &layout, std::span<const qor::Field> fields,
+                   std::span<const qor::FieldMeaning> meanings, const WidthOf &width_of) {
+    ASSERT_EQ(layout.field_count, fields.size());
+    for (std::size_t i = 0; i < fields.size(); ++i) {
+        SCOPED_TRACE(std::string(layout.name) + "." + layout.fields[i].name);
+        const qordecoder_field &field = layout.fields[i];
+        EXPECT_EQ(field.name, fields[i].name);
+        EXPECT_EQ(text_of(field.unit), told(meanings[i].unit));
+        EXPECT_EQ(text_of(field.meaning), told(meanings[i].meaning));
+        EXPECT_EQ(field.offset, fields[i].offset);
+        EXPECT_EQ(field.size, fields[i].size);
+        EXPECT_EQ(field.parameter, fields[i].parameter);
+        EXPECT_EQ(field.width, width_of(fields[i]));
+        EXPECT_EQ(field.reserved, 0);
+    }
+}
+
+TEST(QorDecoderLayouts, SayWhatTheTablesOfTheSystemSay) {
+    std::size_t count = 0;
+    const qordecoder_layout *const layouts = qordecoder_layouts(&count);
+    ASSERT_EQ(count, std::size(qor::kLayoutMeanings));
+    for (std::size_t i = 0; i < count; ++i) {
+        const qor::LayoutMeaning &row = qor::kLayoutMeanings[i];
+        EXPECT_EQ(layouts[i].name, row.layout->name);
+        EXPECT_EQ(text_of(layouts[i].meaning), told(row.meaning));
+        expect_fields(layouts[i], row.layout->fields, row.fields,
+                      [&](const qor::Field &field) { return row.layout->width_of(field); });
+    }
+
+    const qordecoder_layout &header = *qordecoder_header_layout();
+    EXPECT_STREQ(header.meaning, "The header of every report");
+    expect_fields(header, qor::kHeaderFields, qor::kHeaderMeanings, [](const qor::Field &) { return 0; });
 }
 
 TEST(QorDecoderLayouts, TellWhereAFieldIsAndWhatItIs) {

@@ -15,7 +15,6 @@
 namespace {
 
 using platform::OwnedEntry;
-using platform::OwnedValue;
 
 constexpr const char *kPhone = SOURCE_FOLDER "/examples/phone.toml";
 constexpr std::size_t kReportSize = 48;

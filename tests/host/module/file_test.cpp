@@ -72,6 +72,86 @@ TEST(ModuleFile, ExportsWhatIsDefinedAndGlobal) {
     EXPECT_THAT(parse(HandMadeLibrary()).exported, testing::ElementsAre("given"));
 }
 
+TEST(ModuleFile, ImportsWhatIsUndefinedAndGlobal) {
+    HandMadeLibrary library;
+    EXPECT_THAT(parse(library).imported, testing::ElementsAre("borrowed"));
+
+    library.symbols[1].st_info = ELF64_ST_INFO(STB_WEAK, STT_FUNC); // nobody has to define it
+    EXPECT_THAT(parse(library).imported, IsEmpty());
+}
+
+TEST(ModuleFile, AWeakNameIsExportedButNotStrongly) {
+    HandMadeLibrary library;
+    EXPECT_THAT(parse(library).strongly_exported, testing::ElementsAre("given"));
+
+    library.symbols[2].st_info = ELF64_ST_INFO(STB_WEAK, STT_FUNC);
+    EXPECT_THAT(parse(library).exported, testing::ElementsAre("given"));
+    EXPECT_THAT(parse(library).strongly_exported, IsEmpty());
+}
+
+TEST(ModuleFile, LibrariesAndThePathToThemAreRead) {
+    HandMadeLibrary library;
+    EXPECT_THAT(parse(library).needed, IsEmpty());
+    EXPECT_EQ(parse(library).run_path, "");
+
+    library.dynamic[4] = {DT_NEEDED, {HandMadeLibrary::kOwn}};
+    EXPECT_THAT(parse(library).needed, testing::ElementsAre("own"));
+
+    library.dynamic[4] = {DT_RPATH, {HandMadeLibrary::kGiven}};
+    EXPECT_EQ(parse(library).run_path, "given");
+
+    library.dynamic[5] = {DT_RUNPATH, {HandMadeLibrary::kOwn}}; // makes the other one void
+    EXPECT_EQ(parse(library).run_path, "own");
+}
+
+/** A library with a segment of notes. @param size  of the segment; as long as the notes unless a test lies. */
+std::string build_id_in(const std::string &notes, std::size_t size, std::uint64_t alignment = 4) {
+    HandMadeLibrary library;
+    library.segments[2] = {PT_NOTE, PF_R, sizeof library, 0, 0, size, size, alignment};
+    std::vector<std::byte> all(library.bytes().begin(), library.bytes().end());
+    for (const char byte : notes) {
+        all.push_back(static_cast<std::byte>(byte));
+    }
+    return host::parse_module_file(all, "made.so").build_id;
+}
+
+std::string note(std::uint32_t type, const std::string &owner, const std::string &description) {
+    const std::uint32_t sizes[] = {static_cast<std::uint32_t>(owner.size()),
+                                   static_cast<std::uint32_t>(description.size()), type};
+    std::string text(reinterpret_cast<const char *>(sizes), sizeof sizes);
+    for (const std::string &part : {owner, description}) {
+        text += part;
+        text.resize((text.size() + 3) / 4 * 4);
+    }
+    return text;
+}
+
+TEST(ModuleFile, TheBuildIdIsTheLinkersNote) {
+    const std::string owner = {'G', 'N', 'U', '\0'};
+    const std::string sought = note(NT_GNU_BUILD_ID, owner, "\x01\xAB\x7F");
+    const struct {
+        const char *what;
+        std::string notes;
+        std::string id;
+    } rows[] = {
+        {"the note alone", sought, "01ab7f"},
+        {"after another one", note(NT_GNU_ABI_TAG, owner, "12345") + sought, "01ab7f"},
+        {"after one without contents", note(9, "", "") + sought, "01ab7f"},
+        {"of another owner", note(NT_GNU_BUILD_ID, "Gnu", "id"), ""},
+        {"none", "", ""},
+        {"half a note", sought.substr(0, 8), ""},
+    };
+    for (const auto &row : rows) {
+        EXPECT_EQ(build_id_in(row.notes, row.notes.size()), row.id) << row.what;
+    }
+    const std::string aligned = note(NT_GNU_ABI_TAG, owner, "1234") + std::string(4, '\0') + sought;
+    EXPECT_EQ(build_id_in(aligned, aligned.size(), 8), "01ab7f") << "aligned to 8 bytes";
+    EXPECT_EQ(build_id_in(sought, sought.size() + 1), "") << "a segment beyond the file";
+    std::string longer = sought;
+    longer[4] = 100;
+    EXPECT_EQ(build_id_in(longer, longer.size()), "") << "a description beyond the segment";
+}
+
 TEST(ModuleFile, HiddenAndInternalNamesAreNotExported) {
     for (const int visibility : {STV_HIDDEN, STV_INTERNAL}) {
         HandMadeLibrary library;
@@ -160,6 +240,18 @@ TEST(ModuleFile, LiesAreRefusedWithAReason) {
         {"the table of names reaches past", [](HandMadeLibrary &l) { l.dynamic[2].d_un.d_val = kFar; }},
         {"outside the table of names", [](HandMadeLibrary &l) { l.symbols[2].st_name = 0xFFFFFFFF; }},
         {"has no end", [](HandMadeLibrary &l) { l.dynamic[2].d_un.d_val = HandMadeLibrary::kGiven + 2; }},
+        {"a library's name is outside the table of names",
+         [](HandMadeLibrary &l) {
+             l.dynamic[4] = {DT_NEEDED, {kFar}};
+         }},
+        {"a library's name is outside the table of names",
+         [](HandMadeLibrary &l) {
+             l.dynamic[4] = {DT_NEEDED, {~std::uint64_t{0}}};
+         }},
+        {"the path to libraries is outside",
+         [](HandMadeLibrary &l) {
+             l.dynamic[4] = {DT_RUNPATH, {sizeof l.names}};
+         }},
         {"the GNU hash table reaches past",
          [](HandMadeLibrary &l) {
              l.dynamic[3].d_tag = DT_GNU_HASH;
@@ -177,6 +269,30 @@ TEST(ModuleFile, LiesAreRefusedWithAReason) {
             EXPECT_EQ(error.file(), "made.so");
         }
     }
+}
+
+TEST(ModuleFile, NamesThatShareALongTextAreRefused) {
+    const auto parse_with_symbols = [](std::size_t count) {
+        constexpr std::size_t kLength = 1000;
+        HandMadeLibrary library;
+        const std::vector<Elf64_Sym> symbols(count, {0, ELF64_ST_INFO(STB_GLOBAL, STT_FUNC), 0, 1, 0, 0});
+        const std::size_t names = sizeof library + count * sizeof(Elf64_Sym);
+        library.segments[0].p_filesz = names + kLength + 1;
+        library.hash[1] = static_cast<std::uint32_t>(count);
+        library.dynamic[0].d_un.d_ptr = sizeof library;
+        library.dynamic[1].d_un.d_ptr = names;
+        library.dynamic[2].d_un.d_val = kLength + 1;
+        std::vector<std::byte> all(library.bytes().begin(), library.bytes().end());
+        const auto table = std::as_bytes(std::span(symbols));
+        all.insert(all.end(), table.begin(), table.end());
+        all.insert(all.end(), kLength, std::byte{'n'});
+        all.push_back({});
+        return host::parse_module_file(all, "made.so");
+    };
+
+    EXPECT_EQ(parse_with_symbols(1).exported.size(), 1u);
+    EXPECT_THAT([&] { parse_with_symbols(20); },
+                testing::ThrowsMessage<host::Error>(HasSubstr("its names are longer together than the file")));
 }
 
 TEST(ModuleFile, EveryCutIsRefusedOrReadWithoutHarm) {

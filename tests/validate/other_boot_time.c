@@ -1,0 +1,3 @@
+#include <stdint.h>
+
+int64_t other_boot_time(void) { return 1234567; }
