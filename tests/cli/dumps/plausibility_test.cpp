@@ -18,7 +18,6 @@
 
 using cli::Doubt;
 using cli::Plausibility;
-using cli_tests::Ids;
 using cli_tests::kAccelData;
 using cli_tests::little_endian;
 using cli_tests::report;
