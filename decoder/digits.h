@@ -114,6 +114,9 @@ inline char *put_decimal(char *out, std::uint64_t value) {
     if (value < kTenToThe8) {
         return put_up_to_eight_digits(out, static_cast<std::uint32_t>(value));
     }
+    if (value < kTenToThe10) {
+        return put_up_to_ten_digits(out, value);
+    }
     if (value < kTenToThe16) {
         out = put_up_to_eight_digits(out, static_cast<std::uint32_t>(value / kTenToThe8));
     } else {

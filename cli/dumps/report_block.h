@@ -68,6 +68,15 @@ struct ReportBlock {
         inputs.resize(inputs.empty() ? 0 : size);
     }
 
+    /** Appends all reports of a piece, with their offsets if these are wanted. */
+    void add_all(const ReportPiece &piece, bool with_offsets) {
+        reports.insert(reports.end(), piece.reports.begin(), piece.reports.end());
+        for (std::size_t i = 0; with_offsets && i < piece.count(); ++i) {
+            offsets.push_back(piece.offset_of(i));
+        }
+        clocks.insert(clocks.end(), piece.clocks.begin(), piece.clocks.end());
+    }
+
     /** Appends a report of a piece, with its offset if that is wanted. */
     void add(const ReportPiece &piece, std::size_t index, bool with_offset) {
         reports.push_back(piece.report(index));

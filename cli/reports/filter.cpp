@@ -159,10 +159,6 @@ bool ReportFilter::passes_place(std::size_t category, std::size_t component, std
 void ReportFilter::append_passing(std::span<const _QorProfileReport> reports, const TimeLimits &limits,
                                   const std::optional<decoder::time_sync> &sync,
                                   std::vector<_QorProfileReport> &passing) const {
-    if (!_has_conditions) {
-        passing.insert(passing.end(), reports.begin(), reports.end());
-        return;
-    }
     for (const _QorProfileReport &report : reports) {
         if (passes(report, limits, sync)) {
             passing.push_back(report);

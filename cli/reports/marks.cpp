@@ -117,17 +117,20 @@ void MarkFinder::place_next() {
     const _QorProfileReport &report = _block->reports[_placed];
     Input &own = input(_block->input_of(_placed));
     const Shown shown{_block->offsets[_placed], report.sequence_num(), report.timestamp()};
-    std::vector<Break> before = own.take_up_to(shown.offset);
-    if (const auto &last = own.last_shown; last && last->offset + _QorProfileReport::kSize == shown.offset) {
+    const auto &last = own.last_shown;
+    const bool is_neighbour = last && last->offset + _QorProfileReport::kSize == shown.offset;
+    if (!own.waiting.empty()) {
+        const std::vector<Break> before = own.take_up_to(shown.offset);
         // Neighbours need no memory of what was read, which may be that of later reports.
-        const SequenceBreak step{last->number, shown.number, last->time, shown.time};
-        before.clear();
-        if (step.is_gap() || step.goes_back_in_time()) {
-            before.push_back({shown.offset, step, 0});
+        for (std::size_t i = 0; !is_neighbour && i < before.size(); ++i) {
+            _block->marks.push_back({_placed, before[i].what, before[i].further});
         }
     }
-    for (const Break &each : before) {
-        _block->marks.push_back({_placed, each.what, each.further});
+    if (is_neighbour) {
+        const SequenceBreak step{last->number, shown.number, last->time, shown.time};
+        if (step.is_gap() || step.goes_back_in_time()) {
+            _block->marks.push_back({_placed, step, 0});
+        }
     }
     own.last_shown = shown;
     ++_placed;

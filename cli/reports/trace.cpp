@@ -5,7 +5,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <utility>
 
 #include "cli/reports/json_notation.h"
 #include "cli/reports/marks.h"
@@ -90,7 +92,7 @@ constexpr bool kHasVector = [] {
  */
 struct CounterEvents {
     const TracePieces &pieces;
-    decoder::text_of_at_most<64> time; ///< and the process
+    decoder::text_of_at_most<32> time;
 
     template <typename Field>
     static constexpr std::size_t kRoom = sizeof(TracePieces) + 2 * Field::row.name.size() + 128;
@@ -154,6 +156,11 @@ char *put_subject(char *out, const _QorProfileReport &report, const OwnerNames *
     return put_literal(decoder::put_up_to_ten_digits(put_literal(out, "\"trace "), id), "\"");
 }
 
+/** The process whose tracks are the components of the report's category. */
+std::uint64_t category_process(std::uint64_t first_process, const _QorProfileReport &report) {
+    return first_process + kFirstCategoryProcess + report.category_id();
+}
+
 /** Writes the inside of a JSON string: the name of an id, else the owner's, else its number. */
 char *put_name(char *out, const decoder::name_table &table, std::uint8_t id, const OwnerName *name) {
     return name != nullptr && table.find_json(id) == nullptr
@@ -163,7 +170,8 @@ char *put_name(char *out, const decoder::name_table &table, std::uint8_t id, con
 
 } // namespace
 
-void fill_trace_pieces(TracePieces &pieces, const _QorProfileReport &report, const OwnerNames *owner) {
+void fill_trace_pieces(TracePieces &pieces, const _QorProfileReport &report, TraceInput input) {
+    const OwnerNames *const owner = input.names;
     const std::uint8_t component = report.component_id();
     const decoder::category_names &names = decoder::names_of_category(report.category_id());
     const bool is_trigger = report.type_id() == kTriggerType;
@@ -182,13 +190,10 @@ void fill_trace_pieces(TracePieces &pieces, const _QorProfileReport &report, con
     pieces.start.size = static_cast<std::uint16_t>(at - start);
 
     // A trigger concerns the whole category, so viewers draw it across all of its tracks.
-    char *const scope = pieces.scope.characters.data();
-    at = is_counter ? scope : put_literal(scope, is_trigger ? ",\"s\":\"p\"" : ",\"s\":\"t\"");
-    at = put_literal(at, ",\"pid\":");
-    pieces.scope.size = static_cast<std::uint16_t>(at - scope);
-
     char *const track = pieces.track.characters.data();
-    at = decoder::put_decimal(put_literal(track, ",\"tid\":"), component);
+    at = is_counter ? track : put_literal(track, is_trigger ? ",\"s\":\"p\"" : ",\"s\":\"t\"");
+    at = decoder::put_decimal(put_literal(at, ",\"pid\":"), category_process(input.first_process, report));
+    at = decoder::put_up_to_eight_digits(put_literal(at, ",\"tid\":"), component);
     at = put_literal(at, ",\"args\":");
     pieces.track.size = static_cast<std::uint16_t>(at - track);
 }
@@ -197,22 +202,23 @@ std::string trace_start() { return "{\"displayTimeUnit\":\"ms\",\"traceEvents\":
 
 std::string trace_end() { return "\n]}\n"; }
 
+TraceEvents::TraceEvents(const OwnerNames *names) : TraceEvents(TraceInput{names, 0}, "") {}
+
 TraceEvents::TraceEvents(std::size_t number, std::string_view file, const OwnerNames *names)
-    : _names(names), _first_process(kProcessesOfInput * std::uint64_t{number}),
-      _name_start(json_text_or_hex(file) + ": ") {}
+    : TraceEvents(TraceInput{names, kProcessesOfInput * std::uint64_t{number}}, json_text_or_hex(file) + ": ") {}
+
+TraceEvents::TraceEvents(TraceInput input, std::string name_start)
+    : _input(input), _name_start(std::move(name_start)),
+      _slice_process({",\"pid\":", std::to_string(input.first_process + kThreadsProcess), ",\"tid\":"}) {}
 
 void TraceEvents::begin(text_buffer &out, bool is_first) const {
     text_buffer event;
-    append_process_name(event, _first_process + kThreadsProcess, "threads");
+    append_process_name(event, _input.first_process + kThreadsProcess, "threads");
     out.append(event.text().substr(is_first ? 1 : 0));
 }
 
 void TraceEvents::append_process_name(text_buffer &out, std::uint64_t process, std::string_view name) const {
     append_name_event(out, "process_name", process, 0, _name_start + std::string(name));
-}
-
-std::uint64_t TraceEvents::category_process(const _QorProfileReport &report) const {
-    return _first_process + kFirstCategoryProcess + report.category_id();
 }
 
 void TraceEvents::append(text_buffer &out, const _QorProfileReport &report) {
@@ -232,7 +238,7 @@ void TraceEvents::append(text_buffer &out, const _QorProfileReport &report) {
 void TraceEvents::append_mark(text_buffer &out, const Mark &mark) const {
     const SequenceBreak &what = mark.what;
     out.append(",\n{\"ph\":\"i\",\"name\":\"" + break_text(what) + "\",\"ts\":" + std::to_string(what.time) +
-               ",\"s\":\"g\",\"pid\":" + std::to_string(_first_process + kThreadsProcess) +
+               ",\"s\":\"g\",\"pid\":" + std::to_string(_input.first_process + kThreadsProcess) +
                ",\"tid\":0,\"args\":{\"sequence_num\":" + std::to_string(what.number) + ",\"sequence_num_before\":" +
                std::to_string(what.number_before) + ",\"timestamp_before\":" + std::to_string(what.time_before) +
                ",\"further_breaks\":" + std::to_string(mark.further) + "}}");
@@ -245,16 +251,15 @@ void TraceEvents::append_slice(text_buffer &out, const _QorProfileReport &report
         std::array<char, 32> number;
         const char *const end = decoder::put_decimal(put_literal(number.data(), "thread "), call.thread);
         const OwnerName *name = name_of(call.thread_field, call.thread);
-        append_name_event(out, "thread_name", _first_process + kThreadsProcess, call.thread,
+        append_name_event(out, "thread_name", _input.first_process + kThreadsProcess, call.thread,
                           name != nullptr ? std::string_view(name->json) : std::string_view(number.data(), end));
     }
     text_stream stream(out);
-    char *at = stream.room(kEventRoom + (_names != nullptr ? kNamedPayloadJsonRoom : kPayloadJsonRoom));
+    char *at = stream.room(kEventRoom + (_input.names != nullptr ? kNamedPayloadJsonRoom : kPayloadJsonRoom));
     at = put_function_name(put_literal(at, ",\n{\"ph\":\"X\",\"name\":\""), call);
     at = decoder::put_decimal(put_literal(at, "\",\"ts\":"), slice.begin);
     at = decoder::put_decimal(put_literal(at, ",\"dur\":"), slice.end - slice.begin);
-    at = decoder::put_decimal(put_literal(at, ",\"pid\":"), _first_process + kThreadsProcess);
-    at = decoder::put_up_to_ten_digits(put_literal(at, ",\"tid\":"), call.thread);
+    at = decoder::put_up_to_ten_digits(decoder::put(at, _slice_process), call.thread);
     at = put_arguments(put_literal(at, ",\"args\":"), report, payload);
     stream.commit(put_literal(at, "}"));
     stream.flush();
@@ -268,15 +273,10 @@ char *TraceEvents::put_function_name(char *out, const FunctionCall &call) const 
     return name != nullptr ? put_all(out, name->json) : decoder::put_decimal(put_literal(out, "function "), call.id);
 }
 
-char *TraceEvents::put_process(char *out, const TracePieces &pieces, const _QorProfileReport &report) const {
-    return decoder::put_decimal(decoder::put(out, pieces.scope), category_process(report));
-}
-
 void TraceEvents::append_counters(text_buffer &out, const _QorProfileReport &report, std::size_t payload) {
-    CounterEvents counters{_pieces.of(report, _names), {}};
+    CounterEvents counters{_pieces.of(report, _input), {}};
     char *const time = counters.time.characters.data();
-    char *const end = put_process(decoder::put_decimal(time, report.timestamp()), counters.pieces, report);
-    counters.time.size = static_cast<std::uint16_t>(end - time);
+    counters.time.size = static_cast<std::uint16_t>(decoder::put_decimal(time, report.timestamp()) - time);
     text_stream stream(out);
     stream.commit(decoder::put_payload_fields(stream.room(decoder::kPayloadRooms<CounterEvents>[payload]), report,
                                               payload, counters));
@@ -285,33 +285,33 @@ void TraceEvents::append_counters(text_buffer &out, const _QorProfileReport &rep
 
 void TraceEvents::append_instant(text_buffer &out, const _QorProfileReport &report, std::size_t payload) {
     name_component(out, report);
-    const TracePieces &pieces = _pieces.of(report, _names);
+    const TracePieces &pieces = _pieces.of(report, _input);
     text_stream stream(out);
-    char *at = stream.room(kEventRoom + (_names != nullptr ? kNamedPayloadJsonRoom : kPayloadJsonRoom));
+    char *at = stream.room(kEventRoom + (_input.names != nullptr ? kNamedPayloadJsonRoom : kPayloadJsonRoom));
     if (begins_with(payload, qor::kSSHBTrace)) {
-        at = put_literal(put_subject(put_literal(at, ",\n{\"ph\":\"i\",\"name\":"), report, _names), ",\"ts\":");
+        at = put_literal(put_subject(put_literal(at, ",\n{\"ph\":\"i\",\"name\":"), report, _input.names), ",\"ts\":");
     } else {
         at = decoder::put(at, pieces.start);
     }
-    at = put_process(decoder::put_decimal(at, report.timestamp()), pieces, report);
-    at = put_arguments(decoder::put(at, pieces.track), report, payload);
+    at = decoder::put(decoder::put_decimal(at, report.timestamp()), pieces.track);
+    at = put_arguments(at, report, payload);
     stream.commit(put_literal(at, "}"));
     stream.flush();
 }
 
 char *TraceEvents::put_arguments(char *out, const _QorProfileReport &report, std::size_t payload) const {
-    return _names != nullptr ? put_named_payload_json_for_doubles(out, report, payload, *_names)
-                             : put_payload_json_for_doubles(out, report, payload);
+    return _input.names != nullptr ? put_named_payload_json_for_doubles(out, report, payload, *_input.names)
+                                   : put_payload_json_for_doubles(out, report, payload);
 }
 
 void TraceEvents::name_category(text_buffer &out, const _QorProfileReport &report) {
     const std::uint8_t category = report.category_id();
     if (!_named_categories.test(category)) {
         _named_categories.set(category);
-        const OwnerName *name = _names != nullptr ? _names->category(category) : nullptr;
+        const OwnerName *name = _input.names != nullptr ? _input.names->category(category) : nullptr;
         std::array<char, kNameRoom> text;
         const char *const end = put_name(text.data(), decoder::kCategoryTable, category, name);
-        append_process_name(out, category_process(report), {text.data(), end});
+        append_process_name(out, category_process(_input.first_process, report), {text.data(), end});
     }
 }
 
@@ -321,10 +321,11 @@ void TraceEvents::name_component(text_buffer &out, const _QorProfileReport &repo
     const std::size_t place = category * std::size_t{256} + component;
     if (!_named_components.test(place)) {
         _named_components.set(place);
-        const OwnerName *name = _names != nullptr ? _names->component(category, component) : nullptr;
+        const OwnerName *name = _input.names != nullptr ? _input.names->component(category, component) : nullptr;
         std::array<char, kNameRoom> text;
         const char *const end = put_name(text.data(), decoder::names_of_category(category).components, component, name);
-        append_name_event(out, "thread_name", category_process(report), component, {text.data(), end});
+        append_name_event(out, "thread_name", category_process(_input.first_process, report), component,
+                          {text.data(), end});
     }
 }
 

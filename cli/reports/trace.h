@@ -21,12 +21,17 @@ namespace cli {
 /** The text of a header's events around the numbers of a report. */
 struct TracePieces {
     decoder::text_of_at_most<320> start; ///< of an instant or a counter, up to the name's variable end or the time
-    decoder::text_of_at_most<32> scope;  ///< of an instant, and the key of the process
-    decoder::text_of_at_most<64> track;  ///< the track's id, and the key of the arguments
+    decoder::text_of_at_most<64> track;  ///< an instant's scope, process and track, and the key of the arguments
 };
 
-/** For a report that becomes counters or an instant. @param owner  names; null for none. */
-void fill_trace_pieces(TracePieces &pieces, const _QorProfileReport &report, const OwnerNames *owner);
+/** What the events of an input have in common. */
+struct TraceInput {
+    const OwnerNames *names;     ///< the owner's; null for none
+    std::uint64_t first_process; ///< added to the number of each process
+};
+
+/** For a report that becomes counters or an instant. */
+void fill_trace_pieces(TracePieces &pieces, const _QorProfileReport &report, TraceInput input);
 
 /** The start of a trace file, up to its first event. */
 std::string trace_start();
@@ -38,7 +43,7 @@ std::string trace_end();
 class TraceEvents {
 public:
     /** Of a single input. @param names  the owner's; null for none. They outlive the events. */
-    explicit TraceEvents(const OwnerNames *names = nullptr) : _names(names) {}
+    explicit TraceEvents(const OwnerNames *names = nullptr);
     /**
      * Of one input among several. Its processes have the numbers from 1000 * `number` on, and its file before their
      * names.
@@ -64,30 +69,29 @@ public:
     void append_mark(text_buffer &out, const Mark &mark) const;
 
 private:
+    /** @param name_start  of each process; stands in JSON as it is. */
+    TraceEvents(TraceInput input, std::string name_start);
     /** @param payload  an index into `decoder::kPayloads`. */
     void append_slice(text_buffer &out, const _QorProfileReport &report, std::size_t payload, const FunctionCall &call);
     void append_counters(text_buffer &out, const _QorProfileReport &report, std::size_t payload);
     void append_instant(text_buffer &out, const _QorProfileReport &report, std::size_t payload);
-    std::uint64_t category_process(const _QorProfileReport &report) const;
     /** Writes the inside of a JSON string: the owner's name of a function, or its id or text. */
     char *put_function_name(char *out, const FunctionCall &call) const;
-    /** Writes what stands between the time and the track. */
-    char *put_process(char *out, const TracePieces &pieces, const _QorProfileReport &report) const;
     void append_process_name(text_buffer &out, std::uint64_t process, std::string_view name) const;
     /** Writes the arguments of an event. */
     char *put_arguments(char *out, const _QorProfileReport &report, std::size_t payload) const;
     /** The owner's name of a field's number; null for none. @param field  from `field_number`. */
     const OwnerName *name_of(std::size_t field, std::uint64_t number) const {
-        return _names != nullptr ? _names->value(field, number) : nullptr;
+        return _input.names != nullptr ? _input.names->value(field, number) : nullptr;
     }
     void name_category(text_buffer &out, const _QorProfileReport &report);
     void name_component(text_buffer &out, const _QorProfileReport &report);
 
-    const OwnerNames *_names;
-    std::uint64_t _first_process = 0; ///< added to the number of each process
-    std::string _name_start;          ///< of each process; stands in JSON as it is
+    TraceInput _input;
+    std::string _name_start;
+    decoder::text_of_at_most<64> _slice_process; ///< between a slice's duration and its thread
     SliceNesting _slices;
-    decoder::remembered_headers<TracePieces, const OwnerNames *, fill_trace_pieces> _pieces;
+    decoder::remembered_headers<TracePieces, TraceInput, fill_trace_pieces> _pieces;
     std::bitset<256> _named_categories;
     std::bitset<65536> _named_components; ///< by category * 256 + component
 };
