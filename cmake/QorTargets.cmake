@@ -27,6 +27,8 @@ target_compile_options(
             -Wconversion
             -Wshadow
             $<$<BOOL:${QOR_WERROR}>:-Werror>
+            # g++ collects garbage from 128 MiB on. The largest source needs 700 MiB without that, and all a twelfth less time.
+            $<$<CXX_COMPILER_ID:GNU>:--param=ggc-min-heapsize=524288>
             -fno-omit-frame-pointer
             -fstack-protector-strong)
 target_link_options(qor_warnings INTERFACE -Wl,--as-needed -Wl,-O1 -Wl,--hash-style=gnu -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,-z,text)
