@@ -103,9 +103,9 @@ constexpr bool stay_inside(std::span<const Field> fields, std::size_t size) {
     return true;
 }
 
-/** Reads a field of 1, 2, 4 or 8 bytes from a record, as an unsigned number. A constant field is a single load. */
+/** Reads a field of 1, 2, 4 or 8 bytes from a record, as an unsigned number. */
 template <typename Byte>
-[[gnu::always_inline]] constexpr std::uint64_t load_number(const Byte *record, const Field &field) {
+constexpr std::uint64_t load_number(const Byte *record, const Field &field) {
     const Byte *const place = record + field.offset;
     switch (field.size) {
     case 1:

@@ -40,6 +40,16 @@ inline constexpr qor::Field kText = field_of(qor::kExtFunction, "function");
 inline constexpr qor::Field kThreadOfText = field_of(qor::kExtFunction, "thread");
 inline constexpr qor::Field kDurationOfText = field_of(qor::kExtFunction, "duration");
 
+// Their numbers among the fields of all layouts.
+inline constexpr std::size_t kThreadField = field_number(qor::kFunction, kThread.name);
+inline constexpr std::size_t kThreadOfTextField = field_number(qor::kExtFunction, kThreadOfText.name);
+
+/** A constant field: reading it is a single load. */
+template <const qor::Field &field>
+struct Constant {
+    static constexpr const qor::Field &row = field;
+};
+
 inline Slice slice_of(const _QorProfileReport &report, std::uint64_t duration) {
     const std::uint64_t end = report.timestamp();
     return {end - std::min(duration, end), end};
@@ -62,21 +72,26 @@ constexpr bool begins_with(std::size_t payload, const qor::Layout &layout) {
  */
 inline std::optional<FunctionCall> function_call_of(const _QorProfileReport &report, std::size_t payload) {
     using namespace function_calls; // NOLINT(google-build-using-namespace): the fields, used only in this function
+    using decoder::number_in;
     if (begins_with(payload, qor::kFunction)) {
-        const std::uint64_t duration = qor::load_number(report.bytes, kDuration);
-        return FunctionCall{qor::load_number(report.bytes, kThread),   duration, slice_of(report, duration),
-                            qor::load_number(report.bytes, kId),       {},       true,
-                            field_number(qor::kFunction, kThread.name)};
+        const std::uint64_t duration = number_in<Constant<kDuration>>(report);
+        return FunctionCall{number_in<Constant<kThread>>(report),
+                            duration,
+                            slice_of(report, duration),
+                            number_in<Constant<kId>>(report),
+                            {},
+                            true,
+                            kThreadField};
     }
     if (begins_with(payload, qor::kExtFunction)) {
-        const std::uint64_t duration = qor::load_number(report.bytes, kDurationOfText);
-        return FunctionCall{qor::load_number(report.bytes, kThreadOfText),
+        const std::uint64_t duration = number_in<Constant<kDurationOfText>>(report);
+        return FunctionCall{number_in<Constant<kThreadOfText>>(report),
                             duration,
                             slice_of(report, duration),
                             0,
                             decoder::text_in(report, kText),
                             false,
-                            field_number(qor::kExtFunction, kThreadOfText.name)};
+                            kThreadOfTextField};
     }
     return std::nullopt;
 }

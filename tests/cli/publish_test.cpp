@@ -214,7 +214,7 @@ TEST_F(PublishTest, ABatchThatCannotBeWrittenIsAFailureAndNothingOfItIsApplied) 
 
     Outcome outcome;
     {
-        const FileSizeLimit limit(200 * 1024);
+        const FileSizeLimit limit(300 * 1024);
         outcome = qorstat({"publish", file, "--store", "store.db"}, surroundings);
     }
 
