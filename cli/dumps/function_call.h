@@ -47,7 +47,7 @@ inline constexpr std::size_t kThreadOfTextField = field_number(qor::kExtFunction
 /** A constant field: reading it is a single load. */
 template <const qor::Field &field>
 struct Constant {
-    static constexpr const qor::Field &row = field;
+    static constexpr const qor::Field &row = field; // NOLINT(readability-identifier-naming): as in the decoder's walk
 };
 
 inline Slice slice_of(const _QorProfileReport &report, std::uint64_t duration) {
