@@ -142,7 +142,7 @@ std::string unescape(std::string_view cell) {
     return text;
 }
 
-std::string quoted(std::string_view text) {
+std::string text_literal(std::string_view text) {
     std::string literal = "'";
     for (const char letter : text) {
         if (letter == '\'' || letter == '\\') {

@@ -40,7 +40,7 @@ using RowTaker = std::function<void(std::span<const std::string_view> cells)>;
 std::string unescape(std::string_view cell);
 
 /** `text` as a literal of the engine's SQL. */
-std::string quoted(std::string_view text);
+std::string text_literal(std::string_view text);
 
 /** Reads what the engine answers in its format TabSeparated. Nothing when a row has not `columns` cells. */
 std::optional<AnswerRows> parse_answer(std::string_view text, std::size_t columns);

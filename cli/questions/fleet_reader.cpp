@@ -254,7 +254,7 @@ void FleetReader::ask(Server &server, const std::string &query, std::size_t colu
 void FleetReader::require_whole_tables(Server &server) const {
     std::string engine;
     ask(server,
-        "SELECT engine FROM system.tables WHERE database = " + quoted(_servers.database) +
+        "SELECT engine FROM system.tables WHERE database = " + text_literal(_servers.database) +
             " AND name = 'dumps' ORDER BY engine",
         1, [&engine](std::span<const std::string_view> cells) { engine = cells[0]; });
     if (engine.empty()) {
@@ -307,7 +307,7 @@ void FleetReader::read(const std::vector<std::string> &names, const RecordingTak
         };
         for (const std::string &name : names) {
             if (_map.shard_of(name) == shard) {
-                add_to_list(list, quoted(name));
+                add_to_list(list, text_literal(name));
             }
             if (list.size() >= kNamesAtOnce) {
                 read_list();
@@ -412,7 +412,7 @@ void FleetReader::read_batch(Server &server, std::span<const LoadMark> marks, co
             continue;
         }
         reports = std::max(reports, mark.facts.reports);
-        add_to_list(names, quoted(mark.device));
+        add_to_list(names, text_literal(mark.device));
         add_to_list(hashes, std::to_string(mark.facts.hash));
         for (const std::uint64_t load : mark.loads) {
             add_to_list(loads, std::to_string(load));

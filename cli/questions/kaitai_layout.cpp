@@ -67,7 +67,7 @@ private:
 };
 
 /** A text of YAML. The tables' texts have no control characters. */
-std::string quoted(std::string_view text) {
+std::string yaml_string(std::string_view text) {
     std::string result = "\"";
     for (const char c : text) {
         result += c == '"' || c == '\\' ? "\\" : "";
@@ -168,9 +168,9 @@ void add_enums(Yaml &yaml) {
         for (const NameRow *row : table.rows) {
             yaml.add(2, std::to_string(row->id) + ":");
             yaml.add(3, "id: " + identifiers.take(identifier(row->name)));
-            yaml.add(3, "-orig-id: " + quoted(row->name));
+            yaml.add(3, "-orig-id: " + yaml_string(row->name));
             if (const std::string_view meaning = meaning_of(*row); meaning != qor::kNotStated) {
-                yaml.add(3, "doc: " + quoted(meaning));
+                yaml.add(3, "doc: " + yaml_string(meaning));
             }
         }
     }
@@ -261,7 +261,7 @@ std::string type_name(const qor::Layout &layout) { return std::string(qor::meani
 void add_payload(Yaml &yaml, std::string_view name, std::string_view doc, std::span<const Rule> rules,
                  std::size_t place) {
     yaml.add(3, std::string(name) + ":");
-    yaml.add(4, "doc: " + quoted(doc));
+    yaml.add(4, "doc: " + yaml_string(doc));
     yaml.add(4, "pos: 0");
     yaml.add(4, "type:");
     yaml.add(5, "switch-on: rule");
@@ -301,7 +301,7 @@ class LayoutWriter {
 public:
     LayoutWriter(Yaml &yaml, const qor::LayoutMeaning &row) : _yaml(yaml) {
         _yaml.add(1, type_name(*row.layout) + ":");
-        _yaml.add(2, "doc: " + quoted(row.meaning));
+        _yaml.add(2, "doc: " + yaml_string(row.meaning));
         _yaml.add(2, "instances:");
         for (const qor::Field &field : row.layout->fields) {
             _names.push_back(_identifiers.take(identifier(field.name)));
@@ -324,8 +324,8 @@ private:
 
     /** The name in the tables and the meaning. */
     void end(const qor::Field &field, const qor::FieldMeaning &meaning) {
-        _yaml.add(4, "-orig-id: " + quoted(field.name));
-        _yaml.add(4, "doc: " + quoted(described(meaning.meaning, meaning.unit)));
+        _yaml.add(4, "-orig-id: " + yaml_string(field.name));
+        _yaml.add(4, "doc: " + yaml_string(described(meaning.meaning, meaning.unit)));
     }
 
     void begin_text(const std::string &name, const qor::Field &field) {
@@ -413,9 +413,9 @@ void add_report(Yaml &yaml) {
         const qor::Field &field = qor::kHeaderFields[i];
         const qor::FieldMeaning &meaning = qor::kHeaderMeanings[i];
         yaml.add(3, "- id: " + identifier(field.name));
-        yaml.add(4, "-orig-id: " + quoted(field.name));
+        yaml.add(4, "-orig-id: " + yaml_string(field.name));
         yaml.add(4, "type: u" + std::to_string(field.size));
-        yaml.add(4, "doc: " + quoted(described(meaning.meaning, meaning.unit)));
+        yaml.add(4, "doc: " + yaml_string(described(meaning.meaning, meaning.unit)));
     }
     yaml.add(2, "instances:");
     add_header_names(yaml);

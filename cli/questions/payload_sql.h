@@ -62,7 +62,8 @@ std::string sql_of(const ViewColumn &column, const SqlDialect &dialect);
 /** When a report is in the view: an expression over the ids and `w0`, the same in every engine. */
 std::string conditions_sql(const PayloadView &view);
 
-/** A text between apostrophes, as a literal. @param text  for ClickHouse without backslashes; see `quoted` otherwise.
+/** A text between apostrophes, as a literal. @param text  for ClickHouse without backslashes; see `text_literal`
+ * otherwise.
  */
 std::string sql_literal(std::string_view text);
 

@@ -230,7 +230,7 @@ private:
     bool _has_begun = false;
 };
 
-std::string quoted(std::string_view text) { return '"' + json_text_or_hex(text) + '"'; }
+std::string json_string(std::string_view text) { return '"' + json_text_or_hex(text) + '"'; }
 
 class JsonLinesWriter : public QuerySink {
 public:
@@ -257,7 +257,7 @@ public:
         for (std::size_t i = 0; i < row.size(); ++i) {
             const QueryValue &value = row[i];
             const bool is_hex = value.type == Type::Text && !host::is_utf8(value.text);
-            line += (i == 0 ? "" : ",") + quoted((is_hex ? _hex_keys : _keys)[i]) + ":" + json_of(value);
+            line += (i == 0 ? "" : ",") + json_string((is_hex ? _hex_keys : _keys)[i]) + ":" + json_of(value);
         }
         _output.write(line + "}\n");
     }
@@ -280,9 +280,9 @@ private:
         case Type::Integer:
             return text_of(value);
         case Type::Real:
-            return std::isfinite(value.real) ? text_of(value) : quoted(text_of(value));
+            return std::isfinite(value.real) ? text_of(value) : json_string(text_of(value));
         default:
-            return quoted(value.type == Type::Bytes ? text_of(value) : value.text);
+            return json_string(value.type == Type::Bytes ? text_of(value) : value.text);
         }
     }
 

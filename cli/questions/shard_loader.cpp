@@ -242,7 +242,7 @@ std::size_t ShardLoader::label(const std::set<std::string> &devices, const Label
     };
     std::string list;
     for (const std::string &device : devices) {
-        list += (list.empty() ? "" : ",") + quoted(device);
+        list += (list.empty() ? "" : ",") + text_literal(device);
         if (list.size() > kLongestListOfDevices) {
             look_up(list);
             list.clear();

@@ -20,10 +20,10 @@ struct Membership {
 
 /** @throws EngineFailure when the server does not know the cluster. */
 Membership membership_of(EngineClient &client, const std::string &cluster) {
-    const AnswerRows rows = client.ask(
-        "SELECT shard_num, any(shard_weight), max(is_local) FROM system.clusters WHERE cluster = " + quoted(cluster) +
-            " GROUP BY shard_num ORDER BY shard_num",
-        3);
+    const AnswerRows rows =
+        client.ask("SELECT shard_num, any(shard_weight), max(is_local) FROM system.clusters WHERE cluster = " +
+                       text_literal(cluster) + " GROUP BY shard_num ORDER BY shard_num",
+                   3);
     if (rows.empty()) {
         constexpr std::size_t kLongestList = 300;
         std::string known;
@@ -64,7 +64,7 @@ std::string made_by(const std::string &statement, const std::string &database) {
 /** Runs the statements of the schema for what the server lacks. A user who may not make tables needs no more. */
 void make_tables(EngineClient &client, const std::string &database, const std::string &cluster) {
     std::set<std::string> present;
-    for (const auto &row : client.ask("SELECT name FROM system.tables WHERE database = " + quoted(database), 1)) {
+    for (const auto &row : client.ask("SELECT name FROM system.tables WHERE database = " + text_literal(database), 1)) {
         present.insert(row.front());
     }
     if (!present.empty()) {

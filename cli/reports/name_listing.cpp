@@ -80,7 +80,7 @@ Condition condition_of(const qor::PayloadRule &rule) {
 }
 
 /** The rows of the table. Their cells are kind, place, id, name, offset, bytes, how it is read, unit and meaning. */
-class Table {
+class NameListing {
 public:
     std::vector<std::vector<std::string>> rows = {
         {"kind", "of", "id", "name", "offset", "bytes", "read as", "unit", "meaning"}};
@@ -121,7 +121,7 @@ private:
     }
 };
 
-void add_category(Table &table, const qor::Category &category) {
+void add_category(NameListing &table, const qor::Category &category) {
     const std::string name = category.name;
     table.add_name("category", "", category.id, name,
                    qor::meaning_of(qor::kCategoryNameMeanings, category.id, category.id));
@@ -163,7 +163,7 @@ std::vector<std::string_view> views_of(const qor::PayloadRule &rule) {
     return views;
 }
 
-void add_payloads(Table &table, WantedCategory wanted) {
+void add_payloads(NameListing &table, WantedCategory wanted) {
     for (const qor::Type &type : qor::kTypes) {
         if (has_fields(type.layout)) {
             table.add_text("payload", "", "type " + std::to_string(type.id), qor::meaning_of(*type.layout).view);
@@ -287,7 +287,7 @@ std::uint8_t find_category(const std::string &word) {
 }
 
 std::string name_table_text(WantedCategory wanted, const TextStyle &style) {
-    Table table;
+    NameListing table;
     table.add_fields("header", "", qor::kHeaderFields, qor::kHeaderMeanings);
     for (const qor::Category &category : categories_of(wanted)) {
         add_category(table, category);

@@ -54,7 +54,7 @@ TEST(Load, ReadsTheEnginesAnswers) {
     EXPECT_EQ(cli::parse_answer("\n", 2), std::nullopt);
 }
 
-TEST(Load, QuotesTextsForTheEngine) { EXPECT_EQ(cli::quoted("it's \\"), "'it\\'s \\\\'"); }
+TEST(Load, QuotesTextsForTheEngine) { EXPECT_EQ(cli::text_literal("it's \\"), "'it\\'s \\\\'"); }
 
 TEST(Load, WritesRowsInBinary) {
     cli::RowBinary row;
