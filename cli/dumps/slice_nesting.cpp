@@ -9,6 +9,9 @@ namespace {
 constexpr std::size_t kThreadsAtMost = 65'536;
 constexpr std::size_t kSharedPlaces = 1024;
 constexpr std::size_t kSlicesAtMost = 524'288;
+constexpr std::uint64_t kFibonacci = 0x9E37'79B9'7F4A'7C15; ///< spreads neighbouring threads over the places of a table
+constexpr unsigned kRecentBits = 12;
+constexpr std::size_t kManyThreads = 64; ///< fewer are found as fast where they are
 
 bool encloses(const Slice &outer, const Slice &inner) { return outer.begin <= inner.begin && inner.end <= outer.end; }
 
@@ -17,6 +20,9 @@ bool encloses(const Slice &outer, const Slice &inner) { return outer.begin <= in
 Slice NestedSlices::fit(Slice slice, std::uint32_t label, std::vector<SettledSlice> *settled) {
     if (slice.begin == slice.end) {
         return slice; // overlaps nothing
+    }
+    if (append(slice, label, settled)) {
+        return slice;
     }
     Level level{0, _nodes.size()};
     for (;;) {
@@ -53,7 +59,42 @@ Slice NestedSlices::fit(Slice slice, std::uint32_t label, std::vector<SettledSli
             held.end = begin_of(held.end - 1);
         }
         insert(held, slice, label, settled);
+        find_last();
         return slice;
+    }
+}
+
+bool NestedSlices::append(Slice &slice, std::uint32_t label, std::vector<SettledSlice> *settled) {
+    if (_last_count != 0 && slice.end <= _last[0].slice.end) {
+        return false;
+    }
+    unsigned held = 0;
+    while (held != _last_count && _last[held].slice.begin >= slice.begin) {
+        ++held;
+    }
+    std::size_t begin = 0;
+    if (held != _last_count) {
+        slice.begin = std::max(slice.begin, _last[held].slice.end);
+        begin = _last[held].index + 1;
+    } else if (held != 0 && begin_of(_last[held - 1].index) != 0) {
+        return false; // there are others before
+    }
+    const std::size_t size = _nodes.size();
+    insert({begin, size}, slice, label, settled);
+    if (_nodes.size() > size) {
+        if (held == 0) {
+            _last[1] = _last[0];
+        }
+        _last_count = 1 + std::min(_last_count - held, 1U);
+        _last[0] = {slice, size};
+    }
+    return true;
+}
+
+void NestedSlices::find_last() {
+    _last_count = 0;
+    for (std::size_t end = _nodes.size(); end != 0 && _last_count != _last.size(); end = begin_of(end - 1)) {
+        _last[_last_count++] = {_nodes[end - 1].slice, end - 1};
     }
 }
 
@@ -66,7 +107,7 @@ void NestedSlices::insert(const Level &held, const Slice &slice, std::uint32_t l
         }
     }
     _nodes.insert(_nodes.begin() + static_cast<std::ptrdiff_t>(held.end),
-                  {slice, label, static_cast<std::uint32_t>(held.end - held.begin + 1), false});
+                  {slice, label, static_cast<std::uint16_t>(held.end - held.begin + 1), false});
     if (_nodes.size() > kSlicesAtMost) {
         shrink_to(kSlicesAtMost / 2, settled);
     }
@@ -79,6 +120,7 @@ void NestedSlices::shrink_to(std::size_t count, std::vector<SettledSlice> *settl
             seal_inner_half(settled);
         }
     }
+    find_last();
 }
 
 void NestedSlices::settle(std::size_t begin, std::size_t end, std::vector<SettledSlice> &settled) const {
@@ -102,7 +144,7 @@ void NestedSlices::erase_before(std::size_t begin, std::size_t index, std::vecto
     const std::size_t erased = index - begin;
     for (std::size_t later = index + 1; later < _nodes.size(); ++later) {
         if (begin_of(later) <= begin) {
-            _nodes[later].count -= static_cast<std::uint32_t>(erased); // it lies around them
+            _nodes[later].count = static_cast<std::uint16_t>(_nodes[later].count - erased); // it lies around them
         }
     }
     _nodes[index].count = 1;
@@ -117,8 +159,9 @@ void NestedSlices::erase_before(std::size_t begin, std::size_t index, std::vecto
  */
 bool NestedSlices::seal_early_half(std::vector<SettledSlice> *settled) {
     Level level{0, _nodes.size()};
+    std::vector<std::size_t> slices; // of the level, from the last one back
     for (; level.begin != level.end; level = inside(level.end - 1)) {
-        std::vector<std::size_t> slices; // of the level, from the last one back
+        slices.clear();
         for (std::size_t end = level.end; end != level.begin; end = begin_of(end - 1)) {
             slices.push_back(end - 1);
         }
@@ -162,6 +205,24 @@ void SliceNesting::settle_all(std::vector<SettledSlice> &settled) const {
 }
 
 SliceNesting::Place SliceNesting::place_of(std::uint64_t thread) {
+    if (_recent.empty()) {
+        if (_threads.size() < kManyThreads) {
+            return look_up(thread);
+        }
+        _recent.resize(std::size_t{1} << kRecentBits);
+    }
+    Recent &recent = _recent[(thread * kFibonacci) >> (64 - kRecentBits)];
+    if (recent.slices != nullptr && recent.thread == thread) {
+        return {*recent.slices, false};
+    }
+    const Place place = look_up(thread);
+    if (_shared.empty()) {
+        recent = {thread, &place.slices};
+    }
+    return place;
+}
+
+SliceNesting::Place SliceNesting::look_up(std::uint64_t thread) {
     if (_threads.size() < kThreadsAtMost) {
         const auto [place, is_new] = _threads.try_emplace(thread);
         return {place->second, is_new};

@@ -1,6 +1,7 @@
 /** Slices of time that nest. */
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <unordered_map>
@@ -47,15 +48,28 @@ private:
     struct Node {
         Slice slice;
         std::uint32_t label;
-        std::uint32_t count; ///< of itself and the slices in it
+        std::uint16_t count; ///< of itself and the slices in it
         bool is_sealed;      ///< what was in it is not known any more
     };
+    static_assert(sizeof(Node) == 24 && kSlicesAtMost < 0xFFFF);
     /** Slices that lie side by side with all that is in them: a part of `_nodes`. The last is at `end - 1`. */
     struct Level {
         std::size_t begin;
         std::size_t end;
     };
 
+    /** A slice that lies in no other. */
+    struct Outermost {
+        Slice slice;
+        std::size_t index;
+    };
+
+    /**
+     * Puts a slice that ends after all others beside or around them, as in a dump in the order of ends.
+     * @return false when more must be looked at than the last outermost slices; then nothing has changed.
+     */
+    bool append(Slice &slice, std::uint32_t label, std::vector<SettledSlice> *settled);
+    void find_last();
     std::size_t begin_of(std::size_t index) const { return index + 1 - _nodes[index].count; }
     /** What lies in the slice at `index`. */
     Level inside(std::size_t index) const { return {begin_of(index), index}; }
@@ -68,6 +82,12 @@ private:
     void settle(std::size_t begin, std::size_t end, std::vector<SettledSlice> &settled) const;
 
     std::vector<Node> _nodes;
+    /**
+     * Copies of the last outermost slices, the last one first. With a thousand threads, each with many slices, the
+     * slices themselves are in no cache.
+     */
+    std::array<Outermost, 2> _last{};
+    unsigned _last_count = 0;
 };
 
 /**
@@ -84,9 +104,10 @@ public:
         bool is_first; ///< of its thread; true of every one of a thread beyond the limit
     };
 
-    SliceNesting() = default;
-    /** @param settled  gets what is given up, with its depth. It outlives the object. */
-    explicit SliceNesting(std::vector<SettledSlice> *settled) : _settled(settled) {}
+    /** @param settled  gets what is given up, with its depth, and outlives the object; null for nothing. */
+    explicit SliceNesting(std::vector<SettledSlice> *settled = nullptr) : _settled(settled) {}
+    SliceNesting(SliceNesting &&) = default;
+    SliceNesting &operator=(SliceNesting &&) = default;
 
     /** @param slice  the next one of `thread`. @param label  for `SettledSlice`. */
     Fitted fit(std::uint64_t thread, const Slice &slice, std::uint32_t label = 0);
@@ -99,11 +120,19 @@ private:
         NestedSlices &slices;
         bool is_new;
     };
+    /** A thread that was looked up before. */
+    struct Recent {
+        std::uint64_t thread;
+        NestedSlices *slices; ///< in `_threads`; null for no thread
+    };
+
     Place place_of(std::uint64_t thread);
+    Place look_up(std::uint64_t thread);
     void shrink();
 
-    std::vector<SettledSlice> *_settled = nullptr;
+    std::vector<SettledSlice> *_settled;
     std::unordered_map<std::uint64_t, NestedSlices> _threads;
+    std::vector<Recent> _recent;       ///< by a hash of the thread; empty while there are few
     std::vector<NestedSlices> _shared; ///< by thread, modulo its size; empty before the first thread beyond the limit
     std::size_t _size = 0;             ///< of all
 };

@@ -1,7 +1,10 @@
 /** Slices of a thread nest or lie apart. */
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <random>
+#include <set>
+#include <tuple>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -197,6 +200,69 @@ RC_GTEST_PROP(SliceNestingTest, SlicesInAnyOrderNest, ()) {
     }
 
     RC_ASSERT(all_nest(fitted));
+}
+
+/** What is left of a slice beside the earlier ones, by a look at each of them. */
+Slice left_of(Slice slice, const std::vector<Slice> &earlier) {
+    for (const Slice &other : earlier) {
+        if (other.begin < slice.begin && slice.begin < other.end && other.end < slice.end) {
+            slice.begin = other.end;
+        }
+    }
+    for (const Slice &other : earlier) {
+        if (slice.begin < other.begin && other.begin < slice.end && slice.end < other.end) {
+            slice.end = other.begin;
+        }
+    }
+    return slice;
+}
+
+/** How many of the slices hold the one with this number. Of those that are the same, earlier ones are taken to hold
+ * later ones. */
+std::size_t depth_of(std::size_t number, const std::vector<Slice> &slices) {
+    std::size_t depth = 0;
+    const Slice &slice = slices[number];
+    for (std::size_t other = 0; other < slices.size(); ++other) {
+        const bool is_around = slices[other].begin <= slice.begin && slice.end <= slices[other].end;
+        depth += is_around && (!(slices[other] == slice) || other < number) ? 1 : 0;
+    }
+    return depth;
+}
+
+/** @param ends_rise  whether each slice ends after those before. */
+void expect_what_a_look_at_each_finds(bool ends_rise) {
+    std::vector<SettledSlice> settled;
+    SliceNesting nesting(&settled);
+    std::vector<Slice> fitted;
+    const std::uint64_t range = *rc::gen::inRange<std::uint64_t>(2, 200);
+    std::uint64_t end = range;
+    for (int count = *rc::gen::inRange(0, 60); count != 0; --count) {
+        end += *rc::gen::inRange<std::uint64_t>(1, 10);
+        const Slice slice = ends_rise ? Slice{end - *rc::gen::inRange<std::uint64_t>(1, range), end} : any_slice(range);
+        fitted.push_back(nesting.fit(1, slice, static_cast<std::uint32_t>(fitted.size())).left);
+        RC_ASSERT(fitted.back() == left_of(slice, {fitted.begin(), fitted.end() - 1}));
+    }
+    nesting.settle_all(settled);
+    using Held = std::tuple<std::uint64_t, std::uint64_t, std::size_t>;
+    std::multiset<Held> expected;
+    for (std::size_t number = 0; number < fitted.size(); ++number) {
+        if (fitted[number].begin != fitted[number].end) {
+            expected.emplace(fitted[number].begin, fitted[number].end, depth_of(number, fitted));
+        }
+    }
+    std::multiset<Held> found;
+    for (const SettledSlice &slice : settled) {
+        found.emplace(fitted.at(slice.label).begin, fitted.at(slice.label).end, slice.depth);
+    }
+    RC_ASSERT(found == expected);
+}
+
+RC_GTEST_PROP(SliceNestingTest, SlicesInAnyOrderAreCutAndHeldAsALookAtEachFinds, ()) {
+    expect_what_a_look_at_each_finds(false);
+}
+
+RC_GTEST_PROP(SliceNestingTest, SlicesInTheOrderOfTheirEndsAreCutAndHeldAsALookAtEachFinds, ()) {
+    expect_what_a_look_at_each_finds(true);
 }
 
 TEST(SliceNestingTest, SlicesOfThousandsOfThreadsInAnyOrderNest) {
