@@ -17,6 +17,15 @@ option(QOR_WERROR "Treat warnings as errors" OFF)
 # some hits. Sources still include what they use: packages, and what clang-tidy reads, are compiled without.
 option(QOR_PRECOMPILED_HEADERS "Compile headers of the standard library and of the test framework once for many sources" OFF)
 
+# Most of a source's time goes into what it includes. For a first build; whoever changes a source waits for its group. The
+# presets "dev" and "asan" show that each source compiles alone.
+option(QOR_GROUPED_SOURCES "Compile several sources as one" OFF)
+if(QOR_GROUPED_SOURCES)
+  find_package(Python3 REQUIRED COMPONENTS Interpreter)
+  file(GLOB_RECURSE headers ${CMAKE_SOURCE_DIR}/cli/*.h ${CMAKE_SOURCE_DIR}/host/*.h ${CMAKE_SOURCE_DIR}/tests/*.h)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/cmake/group_sources.py ${headers})
+endif()
+
 # What every source is compiled with.
 add_library(qor_warnings INTERFACE)
 target_include_directories(qor_warnings INTERFACE ${CMAKE_SOURCE_DIR})
@@ -75,6 +84,52 @@ function(qor_reject_undefined_symbols name)
   endif()
 endfunction()
 
+# qor_group_sources(TARGET [ALONE folder...])
+#
+# Has the target's C++ sources compiled in groups, if the build is to, but for those in these folders. cmake/group_sources.py
+# finds the groups, whenever one of them or a header has changed.
+function(qor_group_sources name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "ALONE")
+  if(NOT QOR_GROUPED_SOURCES)
+    return()
+  endif()
+  list(TRANSFORM arg_ALONE PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/)
+  set(sources)
+  get_target_property(files ${name} SOURCES)
+  foreach(file IN LISTS files)
+    cmake_path(ABSOLUTE_PATH file NORMALIZE)
+    cmake_path(GET file PARENT_PATH folder)
+    cmake_path(IS_PREFIX CMAKE_BINARY_DIR ${file} is_made)
+    if(file MATCHES "[.]cpp$" AND EXISTS ${file} AND NOT is_made AND NOT folder IN_LIST arg_ALONE)
+      list(APPEND sources ${file})
+    endif()
+  endforeach()
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${sources})
+  execute_process(
+    COMMAND ${Python3_EXECUTABLE} ${CMAKE_SOURCE_DIR}/cmake/group_sources.py 60000 ${sources} # a group takes about ten seconds
+    OUTPUT_VARIABLE groups
+    OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+  string(REPLACE ";" "|" groups "${groups}")
+  string(REPLACE "\n" ";" groups "${groups}")
+  set(number 0)
+  foreach(group IN LISTS groups)
+    math(EXPR number "${number} + 1")
+    string(REPLACE "|" ";" group "${group}")
+    set_source_files_properties(${group} PROPERTIES UNITY_GROUP ${name}_${number})
+  endforeach()
+  set_target_properties(${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # To g++ a group is a header for what it includes. Its false alarms about texts differ with what is compiled together.
+    target_compile_options(
+      ${name}
+      PRIVATE -Wno-subobject-linkage
+              -Wno-array-bounds
+              -Wno-restrict
+              -Wno-stringop-overflow
+              -Wno-stringop-overread)
+  endif()
+endfunction()
+
 # qor_add_own_library(NAME SYMBOL symbol SOURCES file... LIBRARIES library...)
 #
 # Adds a library that the platform library loads when it is first needed (host/shared_library.h). It exports the symbol and
@@ -104,6 +159,7 @@ function(qor_add_tests name)
   endif()
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE qor_options ${arg_LIBRARIES} GTest::gmock_main)
+  qor_group_sources(${name})
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
   add_dependencies(${name} test_locales)
   if(QOR_PRECOMPILED_HEADERS)
