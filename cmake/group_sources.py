@@ -24,7 +24,8 @@ DEFINITION = re.compile(
 )
 # Lines that take over a name or give a namespace another one. Two sources may have the same.
 TAKEN_OVER = re.compile(r"^(?:using [\w:]*::(\w+);|namespace (\w+) = .*)", re.M)
-COMMENT = re.compile(r"^ *(?:/?\*|//).*| // .*", re.M)
+# A line that begins with an asterisk and a word is code: it writes through a pointer.
+COMMENT = re.compile(r"^ *(?:/\*|\*(?=[ /]|$)|//).*| // .*", re.M)
 # Names that are looked up from where they stand, not those of members nor of a namespace that is named, with what follows.
 WORD = re.compile(r"(?<!::)(?<!->)(?<!\.)\b([A-Za-z_]\w*)(?=([(<{]|::)?)")
 TYPE_OR_CONSTANT = re.compile(r"k?[A-Z]")

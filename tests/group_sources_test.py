@@ -62,10 +62,10 @@ class Groups(unittest.TestCase):
 
     def test_a_member_or_the_name_of_another_namespace_is_no_mention(self):
         one = unnamed("int size() { return 1; }")
-        for text in ("value.size();", "value->size();", "std::size(value);", "int resize();", "f(); // not size()", "/** As size(). */"):
+        for text in ("value.size();", "value->size();", "std::size(value);", "int resize();", "f(); // not size()", "/** As size(). */", " * size()\n */"):
             with self.subTest(text):
                 self.assertTrue(self.are_together(one, f"{text}\n"))
-        for text in ("size();", "size<1>();", "size{1};", "size::one();"):
+        for text in ("size();", "size<1>();", "size{1};", "size::one();", "    *out = size(1);", "*size();"):
             with self.subTest(text):
                 self.assertFalse(self.are_together(unnamed("struct size {};"), f"{text}\n"))
 

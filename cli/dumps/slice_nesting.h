@@ -69,6 +69,7 @@ private:
      * @return false when more must be looked at than the last outermost slices; then nothing has changed.
      */
     bool append(Slice &slice, std::uint32_t label, std::vector<SettledSlice> *settled);
+    /** Sets `_last` from `_nodes`. */
     void find_last();
     std::size_t begin_of(std::size_t index) const { return index + 1 - _nodes[index].count; }
     /** What lies in the slice at `index`. */
@@ -106,6 +107,7 @@ public:
 
     /** @param settled  gets what is given up, with its depth, and outlives the object; null for nothing. */
     explicit SliceNesting(std::vector<SettledSlice> *settled = nullptr) : _settled(settled) {}
+    // Only moved: a copy's `_recent` would point into the other's `_threads`.
     SliceNesting(SliceNesting &&) = default;
     SliceNesting &operator=(SliceNesting &&) = default;
 
@@ -127,6 +129,7 @@ private:
     };
 
     Place place_of(std::uint64_t thread);
+    /** The same without `_recent`. */
     Place look_up(std::uint64_t thread);
     void shrink();
 

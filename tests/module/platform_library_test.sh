@@ -19,8 +19,10 @@ fail() {
 
 cp "$port" "$library"
 ln -s "${library##*/}" "$library.1" # the name that the loader looks for
+# The objects below are those of that build, so sources are grouped as there.
+grouped=$(sed -n 's/^QOR_GROUPED_SOURCES:[A-Z]*=//p' "$built/CMakeCache.txt")
 "$cmake" -S "$source" -B "$build" -G Ninja "-DCMAKE_C_COMPILER=$c_compiler" "-DCMAKE_CXX_COMPILER=$cxx_compiler" -DCMAKE_BUILD_TYPE=Debug \
-    "$(grep '^QOR_GROUPED_SOURCES:' "$built/CMakeCache.txt" | sed 's/^/-D/')" "-DQOR_PLATFORM_LIBRARY=$library" >"$folder/log" 2>&1 || fail "$(cat "$folder/log")"
+    "-DQOR_GROUPED_SOURCES=$grouped" "-DQOR_PLATFORM_LIBRARY=$library" >"$folder/log" 2>&1 || fail "$(cat "$folder/log")"
 for archive in plugin/libqorplugin.a decoder/libqordecoder.a; do
     cp "$built/$archive" "$build/$archive"
 done
