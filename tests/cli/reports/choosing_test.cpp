@@ -385,6 +385,10 @@ std::vector<std::uint32_t> numbers_with_clocks(const Selection &selection) {
     return numbers;
 }
 
+TEST(WallTimeChoiceTest, EachReportKeepsTheClockThatItBrings) {
+    EXPECT_EQ(numbers_with_clocks({}), (std::vector<std::uint32_t>{1, 2, 3, 4, 5, 6, 7, 8, 9}));
+}
+
 TEST(WallTimeChoiceTest, MeasuresEachReportByTheClockThatItBrings) {
     Selection selection = between(cli::WallTime{3, 0}, cli::WallTime{6, 0});
     EXPECT_EQ(numbers_with_clocks(selection), (std::vector<std::uint32_t>{3, 4, 5, 6}));

@@ -73,6 +73,8 @@ TEST(MarksTest, ABreakStandsBeforeTheReportBehindIt) {
     const TemporaryFolder folder;
     EXPECT_EQ(shown({folder.file("dump", dump_of({{'a', 1}, {'a', 2}, {'a', 6}, {'a', 7}}))}),
               Texts({"1", "2", "gap: 3 missing", "6", "7"}));
+    const std::string back = report(kAccelData, 1, 100) + report(kAccelData, 2, 80);
+    EXPECT_EQ(shown({folder.file("back", back)}), Texts({"1", "clock goes back 0.000020s", "2"}));
 }
 
 TEST(MarksTest, WhatAFilterLeavesOutIsNoGapAndWhatIsLostThereIsOne) {
