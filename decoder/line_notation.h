@@ -45,18 +45,33 @@ struct line_notation {
         return Field::row.name.size() + kKeyQuotesAndComma + Field::width + kValue;
     }();
 
+    /** In hexadecimal, the width applies to the opening apostrophe alone; the digits follow without padding. Intended.
+     */
+    template <typename Field>
+    static constexpr word_look kWord = [] {
+        constexpr std::string_view kBlanks = "               ";
+        constexpr bool is_hexadecimal = Field::row.how == qor::How::Hexadecimal;
+        static_assert(Field::width == 0 || Field::width == 10);
+        static_assert(Field::width > 0 || !is_hexadecimal);
+        using look = word_look;
+        return is_hexadecimal
+                   ? look{text_of_at_most<48>{{" '", Field::row.name, "':", kBlanks.substr(0, Field::width - 1), "'"}},
+                          word_digits::hexadecimal, text_of_at_most<8>{{"',"}}}
+                   : look{text_of_at_most<48>{{" '", Field::row.name, "':"}},
+                          Field::width == 0 ? word_digits::decimal : word_digits::ten_places,
+                          text_of_at_most<8>{{","}}};
+    }();
+
     template <typename Field, typename Value>
     [[gnu::always_inline]] char *put(char *out, const Value &value) const {
-        out = put_value<Field>(put_key<Field>(out), value);
-        *out++ = ',';
-        return out;
-    }
-
-protected:
-    template <typename Field>
-    [[gnu::always_inline]] static char *put_key(char *out) {
-        static constexpr short_text kKey{{" '", Field::row.name, "':"}};
-        return put_constant<kKey>(out);
+        if constexpr (shows_32_bits(Field::row)) {
+            return put_word_as(out, kWord<Field>, static_cast<std::uint32_t>(value.number));
+        } else {
+            static constexpr short_text kKey{{" '", Field::row.name, "':"}};
+            out = put_value<Field>(put_constant<kKey>(out), value);
+            *out++ = ',';
+            return out;
+        }
     }
 
 private:
@@ -66,23 +81,10 @@ private:
             return put_byte_and_comma(out, static_cast<std::uint8_t>(value.number)) - 1;
         } else if constexpr (Field::width == 0) {
             return put_decimal(out, value.number);
-        } else if constexpr (Field::row.size == 8) {
-            return put_ten_or_more_places(out, value.number);
         } else {
             static_assert(Field::width == 10);
-            return put_ten_places(out, value.number);
+            return put_ten_or_more_places(out, value.number);
         }
-    }
-
-    /** The width applies to the opening apostrophe alone; the digits follow without padding. Intended. */
-    template <typename Field>
-    static char *put_value(char *out, hexadecimal_value value) {
-        static_assert(Field::width > 0);
-        out = std::fill_n(out, Field::width - 1, ' ');
-        *out++ = '\'';
-        out = put_hexadecimal(out, value.number);
-        *out++ = '\'';
-        return out;
     }
 
     template <typename Field>

@@ -4,15 +4,15 @@
  *
  * A notation is a class that says how a field looks:
  *
- *     template <typename Field> static constexpr std::size_t kRoom; // characters that `put` needs for it at most
+ *     template <typename Field> static constexpr std::size_t kRoom; // characters that it needs at most
  *     template <typename Field> char *put(char *out, VALUE value) const; // key and value; returns the end
  *
  * `Field` is a `shown_field`. VALUE is one of the value types below; a notation has a `put` for each of them.
  *
- * A notation may look at a report before its fields are written: then another one puts the fields of that payload, with
- * no more room than the first has for them.
+ * A notation may say how the words of the payload look, its aligned numbers of 32 bits. Then `put` is not called for
+ * them, and words that are shown one behind the other become text together.
  *
- *     template <std::size_t payload> NOTATION for_payload(const _QorProfileReport &report) const; // may be missing
+ *     template <typename Field> static constexpr word_look kWord; // may be missing
  */
 #ifndef DECODER_PAYLOAD_WALK_H
 #define DECODER_PAYLOAD_WALK_H
@@ -28,6 +28,8 @@
 
 #include "decoder/name_tables.h"
 #include "decoder/payload_choice.h"
+#include "decoder/word_look.h"
+#include "decoder/word_runs.h"
 
 namespace decoder {
 
@@ -108,6 +110,11 @@ inline std::string_view text_in(const _QorProfileReport &report, const qor::Fiel
                                        : std::size_t{row.size}};
 }
 
+/** Whether a field is a number of 32 bits. */
+constexpr bool shows_32_bits(const qor::Field &row) {
+    return (row.how == qor::How::Number || row.how == qor::How::Hexadecimal) && row.size == sizeof(std::uint32_t);
+}
+
 /** The unsigned number of a field of 1, 2, 4 or 8 bytes. */
 template <typename Field>
 [[gnu::always_inline]] inline auto number_in(const _QorProfileReport &report) {
@@ -152,18 +159,57 @@ namespace payload_walks {
 template <typename Notation>
 using walk = char *(*)(char *out, const _QorProfileReport &report, const Notation &notation);
 
+/** Whether `Notation` says how `Field` looks as a word of the payload. */
+template <typename Notation, typename Field>
+constexpr bool is_word() {
+    constexpr const qor::Field &row = Field::row;
+    constexpr bool is_aligned = row.offset >= qor::kPayloadOffset && row.offset % sizeof(std::uint32_t) == 0;
+    if constexpr (shows_32_bits(row) && is_aligned) {
+        return requires { Notation::template kWord<Field>; };
+    } else {
+        return false;
+    }
+}
+
+/** By field: the number of words from there on up to the next field that is none; 0 for fields that are none. */
 template <typename Notation, std::size_t payload>
-char *put_fields(char *out, const _QorProfileReport &report, const Notation &given) {
-    const auto &notation = [&]() -> decltype(auto) {
-        if constexpr (requires { given.template for_payload<payload>(report); }) {
-            return given.template for_payload<payload>(report);
-        } else {
-            return (given);
-        }
-    }();
+inline constexpr auto kWordsFrom = []<std::size_t... place>(std::index_sequence<place...>) {
+    constexpr std::array<bool, sizeof...(place)> is{is_word<Notation, shown_field<payload, place>>()...};
+    std::array<std::size_t, sizeof...(place) + 1> counts{};
+    for (std::size_t at = sizeof...(place); at-- > 0;) {
+        counts[at] = is[at] ? counts[at + 1] + 1 : 0;
+    }
+    return counts;
+}
+(std::make_index_sequence<kFieldCount<payload>>{});
+
+/** The words of the fields from `first` on. */
+template <typename Notation, std::size_t payload, std::size_t first>
+inline constexpr auto kRun = []<std::size_t... index>(std::index_sequence<index...>) {
+    return std::array{
+        shown_word{Notation::template kWord<shown_field<payload, first + index>>,
+                   (shown_field<payload, first + index>::row.offset - qor::kPayloadOffset) / sizeof(std::uint32_t)}...};
+}
+(std::make_index_sequence<kWordsFrom<Notation, payload>[first]> {});
+
+/** Writes the field at `place`; the first word of a run with all others, and these not again. */
+template <typename Notation, std::size_t payload, std::size_t place>
+[[gnu::always_inline]] inline char *put_field(char *out, const _QorProfileReport &report, const Notation &notation) {
+    constexpr const auto &words = kWordsFrom<Notation, payload>;
+    if constexpr (words[place] == 0) {
+        using field = shown_field<payload, place>;
+        return notation.template put<field>(out, value_of<field>(report));
+    } else if constexpr (place == 0 || words[place - (place > 0)] == 0) {
+        return put_words<kRun<Notation, payload, place>>(out, report.bytes + qor::kPayloadOffset);
+    } else {
+        return out;
+    }
+}
+
+template <typename Notation, std::size_t payload>
+char *put_fields(char *out, const _QorProfileReport &report, const Notation &notation) {
     [&]<std::size_t... place>(std::index_sequence<place...>) {
-        ((out = notation.template put<shown_field<payload, place>>(out, value_of<shown_field<payload, place>>(report))),
-         ...);
+        ((out = put_field<Notation, payload, place>(out, report, notation)), ...);
     }
     (std::make_index_sequence<kFieldCount<payload>>{});
     return out;
@@ -179,7 +225,8 @@ constexpr auto kWalks = []<std::size_t... payload>(std::index_sequence<payload..
 template <typename Notation, std::size_t payload>
 constexpr std::size_t room_for() {
     return []<std::size_t... place>(std::index_sequence<place...>) {
-        return (std::size_t{0} + ... + Notation::template kRoom<shown_field<payload, place>>);
+        const bool has_run = ((kWordsFrom<Notation, payload>[place] > 0) || ...);
+        return ((has_run ? kRoomBehindRun : 0) + ... + Notation::template kRoom<shown_field<payload, place>>);
     }
     (std::make_index_sequence<kFieldCount<payload>>{});
 }

@@ -26,16 +26,15 @@ inline constexpr std::size_t kRoom = 32;
 /** Doubles can tell all integers up to this one apart. */
 inline constexpr std::uint64_t kLastExactInteger = std::uint64_t{1} << 53;
 
-/** A number of at most `size` bytes; 0 is the size of constants, which are bytes. */
+/** A number of `size` bytes other than 4, which are words; 0 is the size of constants, which are bytes. */
 template <std::size_t size>
 [[gnu::always_inline]] inline char *put(char *out, std::uint64_t number) {
     if constexpr (size <= 1) {
         return decoder::put_byte_and_comma(out, static_cast<std::uint8_t>(number)) - 1;
     } else if constexpr (size == 2) {
         return decoder::put_up_to_eight_digits(out, static_cast<std::uint32_t>(number));
-    } else if constexpr (size == 4) {
-        return decoder::put_up_to_ten_digits(out, number);
     } else {
+        static_assert(size == 8);
         return decoder::put_decimal(out, number);
     }
 }
@@ -55,6 +54,21 @@ struct JsonMembers {
     /** A key with its marks, the comma before it and the colon after it. */
     using Key = decoder::text_of_at_most<48>;
 
+private:
+    static constexpr std::string_view kDigits = "0123456789";
+
+    /** What is appended to the name of a field. */
+    enum class KeyEnd { Nothing, Hex, Name };
+
+    template <typename Field, KeyEnd end>
+    static constexpr Key kKey{{",", Style::kMark, Field::row.name, Field::occurrence == 1 ? "" : "_",
+                               Field::occurrence == 1 ? "" : kDigits.substr(Field::occurrence, 1),
+                               end == KeyEnd::Hex    ? "_hex"
+                               : end == KeyEnd::Name ? "_name"
+                                                     : "",
+                               Style::kMark, ":"}};
+
+public:
     template <typename Field>
     static constexpr std::size_t kRoom = [] {
         using qor::How;
@@ -68,20 +82,28 @@ struct JsonMembers {
                                        : json_numbers::kRoom);
     }();
 
+    /** Numbers that lines show in hexadecimal are numbers like the others. */
+    template <typename Field>
+    static constexpr decoder::word_look kWord{kKey<Field, KeyEnd::Nothing>, decoder::word_digits::decimal, {}};
+
     template <typename Field>
     char *put(char *out, decoder::number_value value) const {
-        out = put_key<Field>(out);
-        if constexpr (Field::row.size == 8 && !Style::kKeepsBigNumbers) {
-            if (value.number > json_numbers::kLastExactInteger) [[unlikely]] {
-                return put_mark(decoder::put_decimal(put_mark(out), value.number));
+        if constexpr (decoder::shows_32_bits(Field::row)) {
+            return decoder::put_word_as(out, kWord<Field>, static_cast<std::uint32_t>(value.number));
+        } else {
+            out = put_key<Field>(out);
+            if constexpr (Field::row.size == 8 && !Style::kKeepsBigNumbers) {
+                if (value.number > json_numbers::kLastExactInteger) [[unlikely]] {
+                    return put_mark(decoder::put_decimal(put_mark(out), value.number));
+                }
             }
+            return json_numbers::put<Field::row.size>(out, value.number);
         }
-        return json_numbers::put<Field::row.size>(out, value.number);
     }
 
     template <typename Field>
     char *put(char *out, decoder::hexadecimal_value value) const {
-        return json_numbers::put<sizeof value.number>(put_key<Field>(out), value.number);
+        return decoder::put_word_as(out, kWord<Field>, value.number);
     }
 
     template <typename Field>
@@ -129,19 +151,6 @@ struct JsonMembers {
     }
 
 private:
-    static constexpr std::string_view kDigits = "0123456789";
-
-    /** What is appended to the name of a field. */
-    enum class KeyEnd { Nothing, Hex, Name };
-
-    template <typename Field, KeyEnd end>
-    static constexpr Key kKey{{",", Style::kMark, Field::row.name, Field::occurrence == 1 ? "" : "_",
-                               Field::occurrence == 1 ? "" : kDigits.substr(Field::occurrence, 1),
-                               end == KeyEnd::Hex    ? "_hex"
-                               : end == KeyEnd::Name ? "_name"
-                                                     : "",
-                               Style::kMark, ":"}};
-
     template <typename Field, KeyEnd end = KeyEnd::Nothing>
     [[gnu::always_inline]] static char *put_key(char *out) {
         static_assert(Field::occurrence < kDigits.size());

@@ -222,6 +222,49 @@ static_assert(decoder::kPayloadRooms<room_of_kinds<1, 100>>[0] == 0, "no field, 
 static_assert(decoder::kPayloadRooms<room_of_kinds<1, 100>>[payload_of_type(9)] == 104, "a text and four numbers");
 static_assert(decoder::kPayloadRoom<room_of_kinds<1, 1>> == 29, "the longest payload has 29 fields");
 
+/** A notation that says how words look. */
+struct words_in_brackets {
+    template <typename Field>
+    static constexpr std::size_t kRoom = 10;
+
+    template <typename Field>
+    static constexpr decoder::word_look kWord{decoder::text_of_at_most<48>{{"["}}, decoder::word_digits::hexadecimal,
+                                              decoder::text_of_at_most<8>{{"]"}}};
+
+    template <typename Field, typename Value>
+    char *put(char *out, const Value &) const {
+        *out = '.';
+        return out + 1;
+    }
+};
+
+static_assert(decoder::kPayloadRooms<words_in_brackets>[0] == 0, "no field, no room");
+static_assert(decoder::kPayloadRooms<words_in_brackets>[payload_of_type(5)] == 60 + decoder::kRoomBehindRun,
+              "six words");
+
+std::string in_brackets(const _QorProfileReport &report) {
+    const std::size_t payload = decoder::payload_index(report);
+    std::vector<char> text(decoder::kPayloadRooms<words_in_brackets>[payload]);
+    return {text.data(), decoder::put_payload_fields(text.data(), report, payload, words_in_brackets())};
+}
+
+TEST(PayloadWalk, WordsLookAsTheNotationSays) {
+    ReportBuilder words(5, 0, 0, 0);
+    for (std::uint16_t word = 0; word < 8; ++word) {
+        words.u32(static_cast<std::uint16_t>(16 + 4 * word), 0x10u + word);
+    }
+    EXPECT_EQ(in_brackets(words), "[10][11][12][13][14][15]");
+    // A trace's subject, its words and those of the generic layout behind it.
+    EXPECT_EQ(in_brackets(words.u8(0, 3).u8(3, 7)), ".[11][12][13][14][15]"
+                                                    "[10][11][12][13][14][15][10][11][12][13][14][15]");
+    // Two numbers of 64 bits and a text before them; a text behind which there are four; a constant.
+    EXPECT_EQ(in_brackets(words.u8(0, 11).u8(3, 0)), "...[14][15]");
+    EXPECT_EQ(in_brackets(words.u8(0, 9)), ".[13][10][11][12]");
+    EXPECT_EQ(in_brackets(words.u8(0, 4)), ".[11][11]");
+    // The last two of a button's ten numbers have 32 bits, but are no words. Behind them, short data.
+    EXPECT_EQ(in_brackets(words.u8(0, 2).u8(1, 2).u8(3, 7)), std::string(10, '.') + std::string(5, '.'));
+}
+
 TEST(PayloadWalk, NumbersHaveTheirWidth) {
     const _QorProfileReport report = ReportBuilder(11, 0, 0, 2).u64(16, 0xFFFFFFFFFFFFFFFF).u32(32, 0xFFFFFFFF);
     const std::vector<payload_value> values = values_of(report);
