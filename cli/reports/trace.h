@@ -9,9 +9,9 @@
 
 #include "cli/dumps/function_call.h"
 #include "cli/dumps/owner_names.h"
+#include "cli/dumps/remembered_headers.h"
 #include "cli/dumps/report_block.h"
 #include "cli/dumps/slice_nesting.h"
-#include "decoder/remembered_header.h"
 #include "decoder/short_text.h"
 #include "decoder/text_stream.h"
 #include "qor/report.h"
@@ -91,7 +91,7 @@ private:
     std::string _name_start;
     decoder::text_of_at_most<64> _slice_process; ///< between a slice's duration and its thread
     SliceNesting _slices;
-    decoder::remembered_headers<TracePieces, TraceInput, fill_trace_pieces> _pieces;
+    RememberedHeaders<TracePieces, TraceInput, fill_trace_pieces> _pieces;
     std::bitset<256> _named_categories;
     std::bitset<65536> _named_components; ///< by category * 256 + component
 };
