@@ -115,6 +115,16 @@ constexpr bool shows_32_bits(const qor::Field &row) {
     return (row.how == qor::How::Number || row.how == qor::How::Hexadecimal) && row.size == sizeof(std::uint32_t);
 }
 
+/** Whether a field is a word of the payload, one of its eight aligned numbers of 32 bits. */
+constexpr bool is_word_of_payload(const qor::Field &row) {
+    return shows_32_bits(row) && row.offset >= qor::kPayloadOffset && row.offset % sizeof(std::uint32_t) == 0;
+}
+
+/** The number of that word, from 0. */
+constexpr std::size_t word_of_payload(const qor::Field &row) {
+    return (row.offset - qor::kPayloadOffset) / sizeof(std::uint32_t);
+}
+
 /** The unsigned number of a field of 1, 2, 4 or 8 bytes. */
 template <typename Field>
 [[gnu::always_inline]] inline auto number_in(const _QorProfileReport &report) {
@@ -162,9 +172,7 @@ using walk = char *(*)(char *out, const _QorProfileReport &report, const Notatio
 /** Whether `Notation` says how `Field` looks as a word of the payload. */
 template <typename Notation, typename Field>
 constexpr bool is_word() {
-    constexpr const qor::Field &row = Field::row;
-    constexpr bool is_aligned = row.offset >= qor::kPayloadOffset && row.offset % sizeof(std::uint32_t) == 0;
-    if constexpr (shows_32_bits(row) && is_aligned) {
+    if constexpr (is_word_of_payload(Field::row)) {
         return requires { Notation::template kWord<Field>; };
     } else {
         return false;
@@ -186,9 +194,8 @@ inline constexpr auto kWordsFrom = []<std::size_t... place>(std::index_sequence<
 /** The words of the fields from `first` on. */
 template <typename Notation, std::size_t payload, std::size_t first>
 inline constexpr auto kRun = []<std::size_t... index>(std::index_sequence<index...>) {
-    return std::array{
-        shown_word{Notation::template kWord<shown_field<payload, first + index>>,
-                   (shown_field<payload, first + index>::row.offset - qor::kPayloadOffset) / sizeof(std::uint32_t)}...};
+    return std::array{shown_word{Notation::template kWord<shown_field<payload, first + index>>,
+                                 word_of_payload(shown_field<payload, first + index>::row)}...};
 }
 (std::make_index_sequence<kWordsFrom<Notation, payload>[first]> {});
 

@@ -25,7 +25,8 @@ inline bool are_supported() {
            __builtin_cpu_supports("popcnt");
 }
 
-// Masks of all lanes: the intrinsics without a mask start from undefined registers, and g++ 12 wrongly warns about that.
+// Masks of all lanes: the intrinsics without a mask start from undefined registers, and g++ 12 wrongly warns about
+// that.
 inline constexpr __mmask8 kLanesOf64Bits = 0xFF;
 inline constexpr __mmask16 kLanesOf32Bits = 0xFFFF;
 inline constexpr __mmask32 kLanesOf16Bits = ~__mmask32{0};

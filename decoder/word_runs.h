@@ -45,8 +45,8 @@ char *put_words_portably(char *out, const std::uint8_t *words) {
 template <const auto &run>
 char *put_words(char *out, const std::uint8_t *words) {
 #if QOR_DECODER_HAS_VECTORS
-    return fastest_function<word_vectors::put_words<run>, put_words_portably<run>, vectors::are_supported>::call(
-        out, words);
+    return fastest_function<word_vectors::put_words<run>, put_words_portably<run>, vectors::are_supported>::call(out,
+                                                                                                                 words);
 #else
     return put_words_portably<run>(out, words);
 #endif

@@ -18,8 +18,6 @@ namespace cli {
 template <typename Text, typename Context, void (*fill)(Text &text, const _QorProfileReport &report, Context context)>
 class RememberedHeaders {
 public:
-    constexpr RememberedHeaders() = default;
-
     /** Valid until the next call. */
     const Text &of(const _QorProfileReport &report, Context context) {
         const std::uint32_t header = report.header();

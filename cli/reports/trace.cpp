@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "cli/reports/json_notation.h"
 #include "cli/reports/marks.h"
@@ -73,6 +74,11 @@ bool is_sensor_value(const _QorProfileReport &report) {
            (report.category_id() == qor::kSensor || report.category_id() == qor::kVastrel);
 }
 
+/** Whether a field is one for `CounterEvents`, whatever the others are. */
+bool is_shown_as_number(const qor::Field &field) {
+    return field.how == qor::How::Number || field.how == qor::How::Constant || field.how == qor::How::FixedPoint;
+}
+
 /** Whether a payload has a vector, whose components are the only counters then. */
 template <std::size_t payload>
 constexpr bool kHasVector = [] {
@@ -132,6 +138,71 @@ private:
         return decoder::put_constant<kKey>(out);
     }
 };
+
+/**
+ * The same counters, prepared for all reports with a header; for none if a number is no word of the payload.
+ * @param payload  of the header's reports.
+ */
+decoder::prepared_text prepare_counters(const TracePieces &pieces, std::size_t payload) {
+    using decoder::prepared_text;
+    std::vector<prepared_text::piece> texts;
+    for (const qor::Layout *layout : decoder::kPayloads[payload]) {
+        for (const qor::Field &field : layout->fields) {
+            if (!is_shown_as_number(field)) {
+                continue;
+            }
+            if (!decoder::is_word_of_payload(field)) {
+                return {};
+            }
+            texts.insert(texts.end(), {{prepared_text::kind::text, pieces.start.view()},
+                                       {prepared_text::kind::text, field.name},
+                                       {prepared_text::kind::text, "\",\"ts\":"},
+                                       {prepared_text::kind::number},
+                                       {prepared_text::kind::text, pieces.track.view()},
+                                       {prepared_text::kind::text, "{\""},
+                                       {prepared_text::kind::text, field.name},
+                                       {prepared_text::kind::text, "\":"},
+                                       {prepared_text::kind::word, {}, decoder::word_of_payload(field)},
+                                       {prepared_text::kind::text, "}}"}});
+        }
+    }
+    return prepared_text(texts, prepared_text::words::are_signed);
+}
+
+/**
+ * A function's slice, prepared for all functions with an id: its first number is the beginning, the second the
+ * duration. For none where functions have names.
+ * @param process  what stands between the duration and the thread.
+ */
+decoder::prepared_text prepare_slice(std::string_view process, const OwnerNames *names) {
+    using decoder::prepared_text;
+    static constexpr std::size_t kPayload = static_cast<std::size_t>(
+        std::ranges::find(decoder::kPayloads, &qor::kFunction, [](const auto &shown) { return shown[0]; }) -
+        decoder::kPayloads.begin());
+    static constexpr const auto &kArguments = decoder::payload_walks::kRun<JsonMembers<JsonForDoubles>, kPayload, 0>;
+    static_assert(kArguments.size() == qor::kFunction.fields.size());
+    if (names != nullptr) {
+        return {};
+    }
+    const std::size_t id = decoder::word_of_payload(function_calls::kId);
+    const std::size_t thread = decoder::word_of_payload(function_calls::kThread);
+    std::vector<prepared_text::piece> texts{{prepared_text::kind::text, ",\n{\"ph\":\"X\",\"name\":\"function "},
+                                            {prepared_text::kind::word, {}, id},
+                                            {prepared_text::kind::text, "\",\"ts\":"},
+                                            {prepared_text::kind::number, {}, 0},
+                                            {prepared_text::kind::text, ",\"dur\":"},
+                                            {prepared_text::kind::number, {}, 1},
+                                            {prepared_text::kind::text, process},
+                                            {prepared_text::kind::word, {}, thread},
+                                            {prepared_text::kind::text, ",\"args\":{"}};
+    for (const decoder::shown_word &argument : kArguments) {
+        const std::string_view key = argument.look.before.view();
+        texts.push_back({prepared_text::kind::text, key.substr(&argument == &kArguments[0] ? 1 : 0)});
+        texts.push_back({prepared_text::kind::word, {}, argument.number});
+    }
+    texts.push_back({prepared_text::kind::text, "}}"});
+    return prepared_text(texts, prepared_text::words::are_unsigned);
+}
 
 /** Writes a text, or its bytes in hexadecimal if it is not UTF-8. */
 char *put_text_or_hex(char *out, std::string_view text) {
@@ -196,6 +267,8 @@ void fill_trace_pieces(TracePieces &pieces, const _QorProfileReport &report, Tra
     at = decoder::put_up_to_eight_digits(put_literal(at, ",\"tid\":"), component);
     at = put_literal(at, ",\"args\":");
     pieces.track.size = static_cast<std::uint16_t>(at - track);
+    // The four ids alone choose the payload of an event.
+    pieces.counters = is_counter ? prepare_counters(pieces, decoder::payload_index(report)) : decoder::prepared_text();
 }
 
 std::string trace_start() { return "{\"displayTimeUnit\":\"ms\",\"traceEvents\":["; }
@@ -209,7 +282,8 @@ TraceEvents::TraceEvents(std::size_t number, std::string_view file, const OwnerN
 
 TraceEvents::TraceEvents(TraceInput input, std::string name_start)
     : _input(input), _name_start(std::move(name_start)),
-      _slice_process({",\"pid\":", std::to_string(input.first_process + kThreadsProcess), ",\"tid\":"}) {}
+      _slice_process({",\"pid\":", std::to_string(input.first_process + kThreadsProcess), ",\"tid\":"}),
+      _slice(prepare_slice(_slice_process.view(), input.names)) {}
 
 void TraceEvents::begin(text_buffer &out, bool is_first) const {
     text_buffer event;
@@ -227,7 +301,9 @@ void TraceEvents::append(text_buffer &out, const _QorProfileReport &report) {
         append_slice(out, report, payload, *call);
         return;
     }
-    name_category(out, report);
+    if (!_named_categories.test(report.category_id())) [[unlikely]] {
+        name_category(out, report);
+    }
     if (is_sensor_value(report)) {
         append_counters(out, report, payload);
     } else {
@@ -255,6 +331,11 @@ void TraceEvents::append_slice(text_buffer &out, const _QorProfileReport &report
                           name != nullptr ? std::string_view(name->json) : std::string_view(number.data(), end));
     }
     text_stream stream(out);
+    if (_slice.shows_anything() && begins_with(payload, qor::kFunction) && decoder::can_be_prepared(slice.end)) {
+        stream.commit(_slice.put(stream.room(_slice.room()), report, std::array{slice.begin, slice.end - slice.begin}));
+        stream.flush();
+        return;
+    }
     char *at = stream.room(kEventRoom + (_input.names != nullptr ? kNamedPayloadJsonRoom : kPayloadJsonRoom));
     at = put_function_name(put_literal(at, ",\n{\"ph\":\"X\",\"name\":\""), call);
     at = decoder::put_decimal(put_literal(at, "\",\"ts\":"), slice.begin);
@@ -274,17 +355,26 @@ char *TraceEvents::put_function_name(char *out, const FunctionCall &call) const 
 }
 
 void TraceEvents::append_counters(text_buffer &out, const _QorProfileReport &report, std::size_t payload) {
-    CounterEvents counters{_pieces.of(report, _input), {}};
+    const TracePieces &pieces = _pieces.of(report, _input);
+    text_stream stream(out);
+    if (pieces.counters.shows_anything() && decoder::can_be_prepared(report.timestamp())) {
+        char *const at = stream.room(pieces.counters.room());
+        stream.commit(pieces.counters.put(at, report, std::array{report.timestamp()}));
+        stream.flush();
+        return;
+    }
+    CounterEvents counters{pieces, {}};
     char *const time = counters.time.characters.data();
     counters.time.size = static_cast<std::uint16_t>(decoder::put_decimal(time, report.timestamp()) - time);
-    text_stream stream(out);
     stream.commit(decoder::put_payload_fields(stream.room(decoder::kPayloadRooms<CounterEvents>[payload]), report,
                                               payload, counters));
     stream.flush();
 }
 
 void TraceEvents::append_instant(text_buffer &out, const _QorProfileReport &report, std::size_t payload) {
-    name_component(out, report);
+    if (!_named_components.test(component_place(report))) [[unlikely]] {
+        name_component(out, report);
+    }
     const TracePieces &pieces = _pieces.of(report, _input);
     text_stream stream(out);
     char *at = stream.room(kEventRoom + (_input.names != nullptr ? kNamedPayloadJsonRoom : kPayloadJsonRoom));
@@ -306,27 +396,22 @@ char *TraceEvents::put_arguments(char *out, const _QorProfileReport &report, std
 
 void TraceEvents::name_category(text_buffer &out, const _QorProfileReport &report) {
     const std::uint8_t category = report.category_id();
-    if (!_named_categories.test(category)) {
-        _named_categories.set(category);
-        const OwnerName *name = _input.names != nullptr ? _input.names->category(category) : nullptr;
-        std::array<char, kNameRoom> text;
-        const char *const end = put_name(text.data(), decoder::kCategoryTable, category, name);
-        append_process_name(out, category_process(_input.first_process, report), {text.data(), end});
-    }
+    _named_categories.set(category);
+    const OwnerName *name = _input.names != nullptr ? _input.names->category(category) : nullptr;
+    std::array<char, kNameRoom> text;
+    const char *const end = put_name(text.data(), decoder::kCategoryTable, category, name);
+    append_process_name(out, category_process(_input.first_process, report), {text.data(), end});
 }
 
 void TraceEvents::name_component(text_buffer &out, const _QorProfileReport &report) {
     const std::uint8_t category = report.category_id();
     const std::uint8_t component = report.component_id();
-    const std::size_t place = category * std::size_t{256} + component;
-    if (!_named_components.test(place)) {
-        _named_components.set(place);
-        const OwnerName *name = _input.names != nullptr ? _input.names->component(category, component) : nullptr;
-        std::array<char, kNameRoom> text;
-        const char *const end = put_name(text.data(), decoder::names_of_category(category).components, component, name);
-        append_name_event(out, "thread_name", category_process(_input.first_process, report), component,
-                          {text.data(), end});
-    }
+    _named_components.set(component_place(report));
+    const OwnerName *name = _input.names != nullptr ? _input.names->component(category, component) : nullptr;
+    std::array<char, kNameRoom> text;
+    const char *const end = put_name(text.data(), decoder::names_of_category(category).components, component, name);
+    append_name_event(out, "thread_name", category_process(_input.first_process, report), component,
+                      {text.data(), end});
 }
 
 } // namespace cli

@@ -12,6 +12,7 @@
 #include "cli/dumps/remembered_headers.h"
 #include "cli/dumps/report_block.h"
 #include "cli/dumps/slice_nesting.h"
+#include "decoder/prepared_text.h"
 #include "decoder/short_text.h"
 #include "decoder/text_stream.h"
 #include "qor/report.h"
@@ -22,6 +23,7 @@ namespace cli {
 struct TracePieces {
     decoder::text_of_at_most<320> start; ///< of an instant or a counter, up to the name's variable end or the time
     decoder::text_of_at_most<64> track;  ///< an instant's scope, process and track, and the key of the arguments
+    decoder::prepared_text counters;     ///< all counters of a report, if the payload's words are its counters
 };
 
 /** What the events of an input have in common. */
@@ -84,16 +86,23 @@ private:
     const OwnerName *name_of(std::size_t field, std::uint64_t number) const {
         return _input.names != nullptr ? _input.names->value(field, number) : nullptr;
     }
+    /** Appends the name of the process of the report's category, which is known from then on. */
     void name_category(text_buffer &out, const _QorProfileReport &report);
+    /** The same for the track of the report's component. */
     void name_component(text_buffer &out, const _QorProfileReport &report);
+    /** The place of a report's component in `_named_components`. */
+    static std::size_t component_place(const _QorProfileReport &report) {
+        return report.category_id() * std::size_t{256} + report.component_id();
+    }
 
     TraceInput _input;
     std::string _name_start;
     decoder::text_of_at_most<64> _slice_process; ///< between a slice's duration and its thread
+    decoder::prepared_text _slice;               ///< of a function with an id, where there are no names
     SliceNesting _slices;
     RememberedHeaders<TracePieces, TraceInput, fill_trace_pieces> _pieces;
     std::bitset<256> _named_categories;
-    std::bitset<65536> _named_components; ///< by category * 256 + component
+    std::bitset<65536> _named_components; ///< by `component_place`
 };
 
 } // namespace cli

@@ -32,14 +32,8 @@ constexpr word_look kHexadecimal = look(" 'xkey':         '", word_digits::hexad
 
 /** All eight words in one look. */
 template <const word_look &of_all>
-constexpr std::array<shown_word, kWords> kAll{{{of_all, 0},
-                                               {of_all, 1},
-                                               {of_all, 2},
-                                               {of_all, 3},
-                                               {of_all, 4},
-                                               {of_all, 5},
-                                               {of_all, 6},
-                                               {of_all, 7}}};
+constexpr std::array<shown_word, kWords> kAll{
+    {{of_all, 0}, {of_all, 1}, {of_all, 2}, {of_all, 3}, {of_all, 4}, {of_all, 5}, {of_all, 6}, {of_all, 7}}};
 
 constexpr std::array<shown_word, 1> kLastAlone{{{kTenPlaces, 7}}};
 constexpr std::array<shown_word, 1> kNothingBeside{{{look("", word_digits::decimal, ""), 3}}};
