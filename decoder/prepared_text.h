@@ -20,9 +20,9 @@
 namespace decoder {
 
 /**
- * Constant texts and, between them, words of a report's payload and other numbers. The numbers are filled in with vector
- * instructions, sixty-four characters at a time. Where the processor lacks them, a text shows nothing, and its user has
- * another way. Any number of threads may write a text.
+ * Constant texts and, between them, words of a report's payload and other numbers. The numbers are filled in with
+ * vector instructions, sixty-four characters at a time. Where the processor lacks them, a text shows nothing, and its
+ * user has another way. Any number of threads may write a text.
  */
 class prepared_text {
 public:

@@ -46,6 +46,13 @@ inline constexpr std::size_t kSize = 64;
 
 #else
 #define QOR_DECODER_HAS_VECTORS 0
+
+namespace decoder::vectors {
+
+constexpr bool are_supported() { return false; }
+
+} // namespace decoder::vectors
+
 #endif
 
 #endif

@@ -32,8 +32,8 @@ std::string expected_text(const std::vector<prepared_text::piece> &pieces, words
             text += std::to_string(numbers[piece.index]);
         } else {
             const auto word = report.at<std::uint32_t>(16 + 4 * piece.index);
-            text += all_words == words::are_signed ? std::to_string(static_cast<std::int32_t>(word))
-                                                   : std::to_string(word);
+            text +=
+                all_words == words::are_signed ? std::to_string(static_cast<std::int32_t>(word)) : std::to_string(word);
         }
     }
     return text;
@@ -82,7 +82,9 @@ std::vector<prepared_text::piece> pieces_of_every_kind() {
     return pieces;
 }
 
-TEST(PreparedText, ShowsWordsAndNumbersBetweenTexts) { expect_right_texts(pieces_of_every_kind(), words::are_unsigned); }
+TEST(PreparedText, ShowsWordsAndNumbersBetweenTexts) {
+    expect_right_texts(pieces_of_every_kind(), words::are_unsigned);
+}
 
 TEST(PreparedText, ShowsWordsWithTheirSigns) { expect_right_texts(pieces_of_every_kind(), words::are_signed); }
 
