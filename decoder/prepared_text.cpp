@@ -13,15 +13,9 @@ constexpr std::size_t kNumberDigits = 16;
 constexpr std::size_t kSign = 2;
 
 constexpr std::size_t size_at_most(const prepared_text::piece &piece) {
-    switch (piece.what) {
-    case prepared_text::kind::text:
-        return piece.text.size();
-    case prepared_text::kind::word:
-        return 1 + word_vectors::kDecimalDigits;
-    case prepared_text::kind::number:
-        break;
-    }
-    return kNumberDigits;
+    const bool is_word = piece.what == prepared_text::kind::word;
+    return piece.what == prepared_text::kind::text ? piece.text.size()
+                                                   : (is_word ? 1 + word_vectors::kDecimalDigits : kNumberDigits);
 }
 
 /** The digits of the payload's words, and their signs. */
@@ -64,17 +58,13 @@ prepared_text::prepared_text(std::span<const piece> pieces, words all_words) : _
     _parts.resize((size + vectors::kSize - 1) / vectors::kSize);
     word_vectors::pattern_writer writer(_parts);
     for (const piece &added : pieces) {
-        switch (added.what) {
-        case kind::text:
+        if (added.what == kind::text) {
             writer.add_text(added.text);
-            break;
-        case kind::word:
+        } else if (added.what == kind::word) {
             writer.add_decimal_character(vectors::kSize + word_vectors::kLane * added.index + kSign, false);
             writer.add_decimal(added.index, false);
-            break;
-        case kind::number:
+        } else {
             writer.add_other(kNumberDigits * added.index, kNumberDigits);
-            break;
         }
     }
 }

@@ -41,16 +41,12 @@ struct shown_word {
 [[gnu::always_inline]] inline char *put_word_as(char *out, const word_look &look, std::uint32_t word) {
     const auto put_text = [](char *at, std::string_view text) { return std::copy(text.begin(), text.end(), at); };
     out = put_text(out, look.before.view());
-    switch (look.digits) {
-    case word_digits::decimal:
-        out = put_up_to_ten_digits(out, word);
-        break;
-    case word_digits::ten_places:
+    if (look.digits == word_digits::ten_places) {
         out = put_ten_places(out, word);
-        break;
-    case word_digits::hexadecimal:
+    } else if (look.digits == word_digits::hexadecimal) {
         out = put_hexadecimal(out, word);
-        break;
+    } else {
+        out = put_up_to_ten_digits(out, word);
     }
     return put_text(out, look.after.view());
 }

@@ -81,7 +81,7 @@ public:
         const place at = next();
         at.part.characters[at.index] = static_cast<std::uint8_t>(index);
         at.part.decimal |= at.bit();
-        at.part.aligned |= is_aligned ? at.bit() : 0;
+        at.part.aligned |= std::uint64_t{is_aligned} << at.index;
     }
 
     /** The characters of `other` from `first` on. */
