@@ -49,17 +49,15 @@ struct line_notation {
      */
     template <typename Field>
     static constexpr word_look kWord = [] {
-        constexpr std::string_view kBlanks = "               ";
         constexpr bool is_hexadecimal = Field::row.how == qor::How::Hexadecimal;
         static_assert(Field::width == 0 || Field::width == 10);
         static_assert(Field::width > 0 || !is_hexadecimal);
         using look = word_look;
-        return is_hexadecimal
-                   ? look{text_of_at_most<48>{{" '", Field::row.name, "':", kBlanks.substr(0, Field::width - 1), "'"}},
-                          word_digits::hexadecimal, text_of_at_most<8>{{"',"}}}
-                   : look{text_of_at_most<48>{{" '", Field::row.name, "':"}},
-                          Field::width == 0 ? word_digits::decimal : word_digits::ten_places,
-                          text_of_at_most<8>{{","}}};
+        return is_hexadecimal ? look{text_of_at_most<48>{{" '", Field::row.name, "':", blanks(Field::width - 1), "'"}},
+                                     word_digits::hexadecimal, text_of_at_most<8>{{"',"}}}
+                              : look{text_of_at_most<48>{{" '", Field::row.name, "':"}},
+                                     Field::width == 0 ? word_digits::decimal : word_digits::ten_places,
+                                     text_of_at_most<8>{{","}}};
     }();
 
     template <typename Field, typename Value>

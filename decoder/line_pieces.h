@@ -44,8 +44,6 @@ constexpr short_text number_text(std::size_t number) {
     return short_text{{std::string_view(digits + skipped, 2 - skipped)}};
 }
 
-constexpr std::string_view blanks(std::size_t count) { return std::string_view("            ").substr(0, count); }
-
 /** The name of `id`, or `id` in decimal without one, between apostrophes and right-aligned in `width` characters. */
 constexpr short_text column(const std::span<const qor::NamedId> &names, std::size_t id, std::size_t width) {
     const short_text number = number_text(id);

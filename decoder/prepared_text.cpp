@@ -70,8 +70,9 @@ prepared_text::prepared_text(std::span<const piece> pieces, words all_words) : _
 }
 
 template <std::size_t count>
-QOR_DECODER_VECTORS char *prepared_text::put(char *out, const _QorProfileReport &report,
-                                             const std::array<std::uint64_t, count> &numbers) const {
+requires(count == 1 || count == 2) QOR_DECODER_VECTORS
+    char *prepared_text::put(char *out, const _QorProfileReport &report,
+                             const std::array<std::uint64_t, count> &numbers) const {
     word_vectors::digits_of_words digits = digits_of_words_of(report, _words == words::are_signed);
     digits.other = _mm512_zextsi128_si512(digits_of_number(numbers[0]));
     if constexpr (count > 1) {
@@ -89,7 +90,6 @@ QOR_DECODER_VECTORS char *prepared_text::put(char *out, const _QorProfileReport 
 
 template char *prepared_text::put(char *, const _QorProfileReport &, const std::array<std::uint64_t, 1> &) const;
 template char *prepared_text::put(char *, const _QorProfileReport &, const std::array<std::uint64_t, 2> &) const;
-static_assert(prepared_text::kNumbersAtMost == 2);
 
 #else
 

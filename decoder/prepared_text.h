@@ -36,8 +36,6 @@ public:
 
     enum class words { are_unsigned, are_signed };
 
-    static constexpr std::size_t kNumbersAtMost = 2;
-
     /** Shows nothing. */
     prepared_text() = default;
     /** Copies the pieces. @throws std::bad_alloc */
@@ -56,7 +54,8 @@ public:
      * @return the end of the text.
      */
     template <std::size_t count>
-    char *put(char *out, const _QorProfileReport &report, const std::array<std::uint64_t, count> &numbers) const;
+    requires(count == 1 || count == 2) char *put(char *out, const _QorProfileReport &report,
+                                                 const std::array<std::uint64_t, count> &numbers) const;
 
 private:
     std::vector<word_vectors::pattern_part> _parts;

@@ -37,6 +37,9 @@ struct text_of_at_most {
     constexpr std::string_view view() const { return {characters.data(), size}; }
 };
 
+/** At most twelve blanks. */
+constexpr std::string_view blanks(std::size_t count) { return std::string_view("            ").substr(0, count); }
+
 /** Of a name or a key; its copy is two stores. */
 using short_text = text_of_at_most<32>;
 

@@ -169,6 +169,14 @@ decoder::prepared_text prepare_counters(const TracePieces &pieces, std::size_t p
     return prepared_text(texts, prepared_text::words::are_signed);
 }
 
+/** The index of the payload that shows a function with an id, and nothing else. */
+constexpr std::size_t kFunctionPayload =
+    static_cast<std::size_t>(std::ranges::find_if(decoder::kPayloads,
+                                                  [](const decoder::payload &shown) {
+                                                      return shown[0] == &qor::kFunction && shown[1] == &qor::kNoLayout;
+                                                  }) -
+                             decoder::kPayloads.begin());
+
 /**
  * A function's slice, prepared for all functions with an id: its first number is the beginning, the second the
  * duration. For none where functions have names.
@@ -176,10 +184,8 @@ decoder::prepared_text prepare_counters(const TracePieces &pieces, std::size_t p
  */
 decoder::prepared_text prepare_slice(std::string_view process, const OwnerNames *names) {
     using decoder::prepared_text;
-    static constexpr std::size_t kPayload = static_cast<std::size_t>(
-        std::ranges::find(decoder::kPayloads, &qor::kFunction, [](const auto &shown) { return shown[0]; }) -
-        decoder::kPayloads.begin());
-    static constexpr const auto &kArguments = decoder::payload_walks::kRun<JsonMembers<JsonForDoubles>, kPayload, 0>;
+    static constexpr const auto &kArguments =
+        decoder::payload_walks::kRun<JsonMembers<JsonForDoubles>, kFunctionPayload, 0>;
     static_assert(kArguments.size() == qor::kFunction.fields.size());
     if (names != nullptr) {
         return {};
@@ -331,7 +337,7 @@ void TraceEvents::append_slice(text_buffer &out, const _QorProfileReport &report
                           name != nullptr ? std::string_view(name->json) : std::string_view(number.data(), end));
     }
     text_stream stream(out);
-    if (_slice.shows_anything() && begins_with(payload, qor::kFunction) && decoder::can_be_prepared(slice.end)) {
+    if (_slice.shows_anything() && payload == kFunctionPayload && decoder::can_be_prepared(slice.end)) {
         stream.commit(_slice.put(stream.room(_slice.room()), report, std::array{slice.begin, slice.end - slice.begin}));
         stream.flush();
         return;
